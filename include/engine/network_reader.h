@@ -1,0 +1,38 @@
+// Reads what an ONNX file says of itself. An addition of the bundled engine.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "engine/ai_engine.h"
+#include "engine/export.h"
+
+namespace nuvik::alg::common {
+
+/// Sizes for the dimensions that a network leaves open.
+struct OpenDimensions {
+  std::int64_t batch = 1;
+  std::int64_t height = 640;
+  std::int64_t width = 640;
+};
+
+struct Network {
+  /// Ready for `AIEngine::Init`: path, names, byte lengths, shapes and types.
+  AIEngineConfig config;
+  /// Class id to name, from the metadata entry `names`; empty where the file has none.
+  std::map<std::int32_t, std::string> class_names;
+};
+
+/// Fills `network` from the ONNX file at `model_path`.
+///
+/// An open first dimension of a tensor takes `open.batch`; of a rank-4 input the third and fourth
+/// take `open.height` and `open.width`; shapes of outputs with open dimensions are those that a
+/// trial run on zeros gives. Other open dimensions are an error.
+///
+/// Returns 0, or a negative value after one line on standard error that names the file and the
+/// cause; `network` is then unchanged. Throws nothing but std::bad_alloc.
+NUVIK_EXPORT int ReadNetwork(const std::string& model_path, const OpenDimensions& open,
+                             Network& network);
+
+}  // namespace nuvik::alg::common
