@@ -1,0 +1,147 @@
+#include "engine/mask_painter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+namespace nuvik::model {
+namespace {
+
+// Finite beyond all doubt: the difference of two logits inside the limits does not overflow.
+constexpr float kLogitLimit = std::numeric_limits<float>::max() / 4.0F;
+
+// The samples of `length` patch pixels along one axis. In double: made once a patch, and then as
+// good as exact.
+std::vector<PatchGeometry::Sample> MakeSamples(int length, int scaled, int border, int input_side,
+                                               int proto_side) {
+  std::vector<PatchGeometry::Sample> samples;
+  samples.reserve(static_cast<std::size_t>(length));
+  for (int p = 0; p < length; ++p) {
+    const double network = (p + 0.5) * scaled / length + border;
+    const double cell = std::clamp(network * proto_side / input_side - 0.5, 0.0, proto_side - 1.0);
+    const int first = static_cast<int>(cell);
+    samples.push_back(
+        {first, std::min(first + 1, proto_side - 1), static_cast<float>(cell - first)});
+  }
+  return samples;
+}
+
+float ToPatch(float network, int border, int length, int scaled) {
+  const float patch = (network - static_cast<float>(border)) * static_cast<float>(length) /
+                      static_cast<float>(scaled);
+  return std::clamp(patch, 0.0F, static_cast<float>(length));
+}
+
+// The cells that the samples of a box touch.
+cv::Rect TouchedCells(const PatchGeometry& geometry, const cv::Rect& box) {
+  const auto sample = [](const std::vector<PatchGeometry::Sample>& samples, int i) {
+    return samples[static_cast<std::size_t>(i)];
+  };
+  const int left = sample(geometry.columns(), box.x).first;
+  const int top = sample(geometry.rows(), box.y).first;
+  const int right = sample(geometry.columns(), box.x + box.width - 1).second;
+  const int bottom = sample(geometry.rows(), box.y + box.height - 1).second;
+  return {left, top, right - left + 1, bottom - top + 1};
+}
+
+// sums[i] += coefficient * values[i]
+void AddScaled(const float* values, float coefficient, int count, float* sums) {
+  for (int i = 0; i < count; ++i) sums[i] += coefficient * values[i];
+}
+
+void ReplaceNotFinite(int count, float* logits) {
+  for (int i = 0; i < count; ++i) {
+    const bool is_usable = logits[i] >= -kLogitLimit && logits[i] <= kLogitLimit;
+    logits[i] = is_usable ? logits[i] : -kLogitLimit;
+  }
+}
+
+// Blends two stretched rows and thresholds.
+void PaintRow(const float* upper, const float* lower, float weight, float threshold, int count,
+              std::uint8_t* mask) {
+  for (int i = 0; i < count; ++i) {
+    const float logit = upper[i] + (lower[i] - upper[i]) * weight;
+    mask[i] = logit > threshold ? 255 : 0;
+  }
+}
+
+}  // namespace
+
+PatchGeometry::PatchGeometry(const cv::Size& size, int input_side, int proto_side)
+    : size_(size), scaled_(geometry::ScaleLongerSideTo(input_side, size)) {
+  if (scaled_.width <= 0 || scaled_.height <= 0) {
+    throw std::invalid_argument("a patch of " + std::to_string(size.width) + " x " +
+                                std::to_string(size.height) + " scales to " +
+                                std::to_string(scaled_.width) + " x " +
+                                std::to_string(scaled_.height) + "; expected at least 1 x 1");
+  }
+  border_ = geometry::BorderToSquare(scaled_);
+  columns_ = MakeSamples(size.width, scaled_.width, border_.left_and_right, input_side, proto_side);
+  rows_ = MakeSamples(size.height, scaled_.height, border_.top_and_bottom, input_side, proto_side);
+}
+
+float PatchGeometry::ToPatchX(float x) const {
+  return ToPatch(x, border_.left_and_right, size_.width, scaled_.width);
+}
+
+float PatchGeometry::ToPatchY(float y) const {
+  return ToPatch(y, border_.top_and_bottom, size_.height, scaled_.height);
+}
+
+void MaskPainter::ComputeLogits(const Prototypes& prototypes, const float* coefficients,
+                                const cv::Rect& cells) {
+  const auto side = static_cast<std::size_t>(prototypes.side);
+  const std::size_t first =
+      static_cast<std::size_t>(cells.y) * side + static_cast<std::size_t>(cells.x);
+  logits_.assign(static_cast<std::size_t>(cells.area()), 0.0F);
+  float* row = logits_.data();
+  for (int y = 0; y < cells.height; ++y, row += cells.width) {
+    const float* prototype = prototypes.data + first + static_cast<std::size_t>(y) * side;
+    for (int k = 0; k < prototypes.coefficients; ++k, prototype += side * side) {
+      AddScaled(prototype, coefficients[k], cells.width, row);
+    }
+    ReplaceNotFinite(cells.width, row);
+  }
+}
+
+// Samples one row of cells at the box's columns. Neighbouring pixel rows share their two rows of
+// cells, and even rows only ever replace even ones: two buffers are enough.
+const float* MaskPainter::StretchRow(int row, const PatchGeometry& geometry, const cv::Rect& box,
+                                     const cv::Rect& cells) {
+  StretchedRow& stretched = stretched_[row % 2];
+  if (stretched.row == row) return stretched.logits.data();
+  stretched.row = row;
+  stretched.logits.resize(static_cast<std::size_t>(box.width));
+  const float* logits = logits_.data() + static_cast<std::size_t>(row - cells.y) *
+                                             static_cast<std::size_t>(cells.width);
+  const PatchGeometry::Sample* samples = geometry.columns().data() + box.x;
+  for (int x = 0; x < box.width; ++x) {
+    const float left = logits[samples[x].first - cells.x];
+    const float right = logits[samples[x].second - cells.x];
+    stretched.logits[static_cast<std::size_t>(x)] = left + (right - left) * samples[x].weight;
+  }
+  return stretched.logits.data();
+}
+
+cv::Mat MaskPainter::Paint(const Prototypes& prototypes, const float* coefficients,
+                           const PatchGeometry& geometry, const cv::Rect& box,
+                           float logit_threshold) {
+  const cv::Rect cells = TouchedCells(geometry, box);
+  ComputeLogits(prototypes, coefficients, cells);
+  for (StretchedRow& stretched : stretched_) stretched.row = -1;
+  cv::Mat mask = cv::Mat::zeros(geometry.size(), CV_8UC1);
+  for (int y = box.y; y < box.y + box.height; ++y) {
+    const PatchGeometry::Sample& sample = geometry.rows()[static_cast<std::size_t>(y)];
+    const float* upper = StretchRow(sample.first, geometry, box, cells);
+    const float* lower = StretchRow(sample.second, geometry, box, cells);
+    PaintRow(upper, lower, sample.weight, logit_threshold, box.width,
+             mask.ptr<std::uint8_t>(y) + box.x);
+  }
+  return mask;
+}
+
+}  // namespace nuvik::model

@@ -1,0 +1,118 @@
+#include "engine/network_reader.h"
+
+#include <yaml-cpp/yaml.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "engine/diagnostics.h"
+#include "engine/onnx_session.h"
+#include "engine/tensor.h"
+
+namespace nuvik::alg::common {
+namespace {
+
+bool IsOpen(const Shape& shape) {
+  return std::any_of(shape.begin(), shape.end(), [](std::int64_t size) { return size < 0; });
+}
+
+Shape CloseInputShape(Shape shape, const OpenDimensions& open) {
+  const auto close = [&shape](std::size_t axis, std::int64_t size) {
+    if (axis < shape.size() && shape[axis] < 0) shape[axis] = size;
+  };
+  close(0, open.batch);
+  if (shape.size() == 4) {
+    close(2, open.height);
+    close(3, open.width);
+  }
+  return shape;
+}
+
+Tensor MakeTensor(const TensorInfo& info, Shape shape) {
+  if (!info.data_type) {
+    throw std::invalid_argument("tensor '" + info.name + "' is " + info.type_name +
+                                "; expected uint8, float16, float32, int32, int64 or float64");
+  }
+  const std::optional<std::size_t> bytes = TensorBytes(*info.data_type, shape);
+  if (!bytes) {
+    throw std::invalid_argument("tensor '" + info.name + "' has shape " + ShapeText(shape) +
+                                "; expected positive dimensions and at most 2147483647 bytes");
+  }
+  return {info.name, *info.data_type, std::move(shape), *bytes};
+}
+
+std::vector<Tensor> DescribeInputs(const OnnxSession& session, const OpenDimensions& open) {
+  std::vector<Tensor> tensors;
+  for (const TensorInfo& info : session.inputs()) {
+    tensors.push_back(MakeTensor(info, CloseInputShape(info.shape, open)));
+  }
+  return tensors;
+}
+
+std::vector<Tensor> DescribeOutputs(OnnxSession& session, const std::vector<Tensor>& inputs) {
+  std::vector<Shape> shapes;
+  bool any_open = false;
+  for (const TensorInfo& info : session.outputs()) {
+    shapes.push_back(info.shape);
+    any_open = any_open || IsOpen(info.shape);
+  }
+  if (any_open) shapes = session.TrialShapes(inputs);
+  std::vector<Tensor> tensors;
+  for (std::size_t i = 0; i < shapes.size(); ++i) {
+    tensors.push_back(MakeTensor(session.outputs()[i], shapes[i]));
+  }
+  return tensors;
+}
+
+// The metadata is a mapping in Python's notation, which is YAML's flow style too. Names are an aid
+// for people: a text that is no such mapping is no error.
+std::map<std::int32_t, std::string> ReadClassNames(const std::string& metadata) {
+  std::map<std::int32_t, std::string> names;
+  try {
+    const YAML::Node node = YAML::Load(metadata);
+    if (!node.IsMap()) return names;
+    for (const auto& entry : node) {
+      names[entry.first.as<std::int32_t>()] = entry.second.as<std::string>();
+    }
+  } catch (const YAML::Exception&) {
+    names.clear();
+  }
+  return names;
+}
+
+Network Describe(const std::string& model_path, const OpenDimensions& open) {
+  OnnxSession session(model_path, 1);
+  Network network;
+  network.class_names = ReadClassNames(session.Metadata("names"));
+  AIEngineConfig& config = network.config;
+  config.model_path = model_path;
+  const std::vector<Tensor> inputs = DescribeInputs(session, open);
+  for (const Tensor& tensor : inputs) {
+    config.input_sizes[tensor.name] = static_cast<std::int32_t>(tensor.bytes);
+    config.input_shapes[tensor.name] = tensor.shape;
+    config.input_types[tensor.name] = tensor.data_type;
+  }
+  for (const Tensor& tensor : DescribeOutputs(session, inputs)) {
+    config.output_sizes[tensor.name] = static_cast<std::int32_t>(tensor.bytes);
+    config.output_shapes[tensor.name] = tensor.shape;
+    config.output_types[tensor.name] = tensor.data_type;
+  }
+  return network;
+}
+
+}  // namespace
+
+int ReadNetwork(const std::string& model_path, const OpenDimensions& open, Network& network) {
+  try {
+    network = Describe(model_path, open);
+    return 0;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    PrintError("'" + model_path + "': " + error.what());
+    return -1;
+  }
+}
+
+}  // namespace nuvik::alg::common

@@ -1,0 +1,195 @@
+#include "engine/onnx_session.h"
+
+#include <onnxruntime_cxx_api.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace nuvik::alg::common {
+namespace {
+
+struct TypeRow {
+  ONNXTensorElementDataType onnx;
+  const char* name;
+  std::optional<AIDataType> data_type;
+};
+
+constexpr std::array<TypeRow, 13> kTypes{{
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT8, "uint8", kAIUint8},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT16, "float16", kAIFloat16},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT, "float32", kAIFloat32},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT32, "int32", kAIInt32},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT64, "int64", kAIInt64},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_DOUBLE, "float64", kAIFloat64},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT8, "int8", std::nullopt},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT16, "uint16", std::nullopt},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT16, "int16", std::nullopt},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT32, "uint32", std::nullopt},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT64, "uint64", std::nullopt},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_BOOL, "bool", std::nullopt},
+    {ONNX_TENSOR_ELEMENT_DATA_TYPE_STRING, "string", std::nullopt},
+}};
+
+ONNXTensorElementDataType ToOnnx(AIDataType data_type) {
+  for (const TypeRow& row : kTypes) {
+    if (row.data_type == data_type) return row.onnx;
+  }
+  return ONNX_TENSOR_ELEMENT_DATA_TYPE_UNDEFINED;
+}
+
+TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
+  TensorInfo info{name, std::nullopt, "no tensor", {}};
+  if (type.GetONNXType() != ONNX_TYPE_TENSOR) return info;
+  const auto tensor = type.GetTensorTypeAndShapeInfo();
+  info.shape = tensor.GetShape();
+  const ONNXTensorElementDataType onnx = tensor.GetElementType();
+  info.type_name = "ONNX element type " + std::to_string(onnx);
+  for (const TypeRow& row : kTypes) {
+    if (row.onnx != onnx) continue;
+    info.data_type = row.data_type;
+    info.type_name = row.name;
+  }
+  return info;
+}
+
+// Tells a missing file from a bad one in plain words before the runtime does in its own.
+void CheckReadable(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    throw SessionError("is a folder; expected an ONNX file");
+  }
+  errno = 0;
+  if (!std::ifstream(path, std::ios::binary).is_open()) {
+    const int cause = errno == 0 ? ENOENT : errno;
+    throw SessionError("cannot be opened: " + std::generic_category().message(cause));
+  }
+}
+
+// One environment for the process. The runtime's own log stays silent: its errors come back as
+// exceptions and are told once.
+Ort::Env& Environment() {
+  static Ort::Env environment(ORT_LOGGING_LEVEL_FATAL, "tessmar_ai_engine");
+  return environment;
+}
+
+Ort::SessionOptions MakeOptions(int threads) {
+  Ort::SessionOptions options;
+  options.SetIntraOpNumThreads(threads);
+  options.SetInterOpNumThreads(1);
+  options.SetExecutionMode(ORT_SEQUENTIAL);
+  options.SetGraphOptimizationLevel(ORT_ENABLE_ALL);
+  // A spinning worker takes a whole core from the rest of the robot between two frames.
+  options.AddConfigEntry("session.intra_op.allow_spinning", "0");
+  options.AddConfigEntry("session.inter_op.allow_spinning", "0");
+  return options;
+}
+
+Ort::Session LoadSession(const std::string& path, int threads) {
+  CheckReadable(path);
+  try {
+    return Ort::Session(Environment(), path.c_str(), MakeOptions(threads));
+  } catch (const Ort::Exception& error) {
+    throw SessionError(std::string("is no usable ONNX network: ") + error.what());
+  }
+}
+
+Ort::Value Wrap(const Ort::MemoryInfo& memory, const BoundTensor& bound) {
+  const Tensor& tensor = *bound.tensor;
+  return Ort::Value::CreateTensor(memory, bound.data, tensor.bytes, tensor.shape.data(),
+                                  tensor.shape.size(), ToOnnx(tensor.data_type));
+}
+
+// Names and values in the form that the runtime's calls take.
+struct Arguments {
+  std::vector<const char*> names;
+  std::vector<Ort::Value> values;
+};
+
+Arguments WrapAll(const Ort::MemoryInfo& memory, const std::vector<BoundTensor>& tensors) {
+  Arguments arguments;
+  for (const BoundTensor& bound : tensors) {
+    arguments.names.push_back(bound.tensor->name.c_str());
+    arguments.values.push_back(Wrap(memory, bound));
+  }
+  return arguments;
+}
+
+}  // namespace
+
+class OnnxSession::Impl {
+ public:
+  Impl(const std::string& path, int threads) : session(LoadSession(path, threads)) {
+    Ort::AllocatorWithDefaultOptions allocator;
+    for (std::size_t i = 0; i < session.GetInputCount(); ++i) {
+      inputs.push_back(ReadTensorInfo(session.GetInputNameAllocated(i, allocator).get(),
+                                      session.GetInputTypeInfo(i)));
+    }
+    for (std::size_t i = 0; i < session.GetOutputCount(); ++i) {
+      outputs.push_back(ReadTensorInfo(session.GetOutputNameAllocated(i, allocator).get(),
+                                       session.GetOutputTypeInfo(i)));
+    }
+  }
+
+  Ort::Session session;
+  Ort::MemoryInfo memory = Ort::MemoryInfo::CreateCpu(OrtArenaAllocator, OrtMemTypeDefault);
+  std::vector<TensorInfo> inputs;
+  std::vector<TensorInfo> outputs;
+};
+
+OnnxSession::OnnxSession(const std::string& path, int threads) try
+    : impl_(std::make_unique<Impl>(path, threads)) {
+} catch (const Ort::Exception& error) {
+  throw SessionError(error.what());
+}
+
+OnnxSession::~OnnxSession() = default;
+
+const std::vector<TensorInfo>& OnnxSession::inputs() const { return impl_->inputs; }
+
+const std::vector<TensorInfo>& OnnxSession::outputs() const { return impl_->outputs; }
+
+std::string OnnxSession::Metadata(const std::string& key) const try {
+  Ort::AllocatorWithDefaultOptions allocator;
+  const auto value =
+      impl_->session.GetModelMetadata().LookupCustomMetadataMapAllocated(key.c_str(), allocator);
+  return value == nullptr ? "" : value.get();
+} catch (const Ort::Exception& error) {
+  throw SessionError(error.what());
+}
+
+void OnnxSession::Run(const std::vector<BoundTensor>& inputs,
+                      const std::vector<BoundTensor>& outputs) try {
+  Arguments in = WrapAll(impl_->memory, inputs);
+  Arguments out = WrapAll(impl_->memory, outputs);
+  impl_->session.Run(Ort::RunOptions{nullptr}, in.names.data(), in.values.data(), in.values.size(),
+                     out.names.data(), out.values.data(), out.values.size());
+} catch (const Ort::Exception& error) {
+  throw SessionError(error.what());
+}
+
+std::vector<Shape> OnnxSession::TrialShapes(const std::vector<Tensor>& inputs) try {
+  std::vector<std::vector<std::uint8_t>> zeros;
+  std::vector<BoundTensor> bound;
+  for (const Tensor& tensor : inputs) {
+    bound.push_back({&tensor, zeros.emplace_back(tensor.bytes).data()});
+  }
+  Arguments in = WrapAll(impl_->memory, bound);
+  std::vector<const char*> names;
+  for (const TensorInfo& output : impl_->outputs) names.push_back(output.name.c_str());
+  const std::vector<Ort::Value> values =
+      impl_->session.Run(Ort::RunOptions{nullptr}, in.names.data(), in.values.data(),
+                         in.values.size(), names.data(), names.size());
+  std::vector<Shape> shapes;
+  for (const Ort::Value& value : values) {
+    shapes.push_back(value.GetTensorTypeAndShapeInfo().GetShape());
+  }
+  return shapes;
+} catch (const Ort::Exception& error) {
+  throw SessionError(error.what());
+}
+
+}  // namespace nuvik::alg::common

@@ -1,0 +1,64 @@
+// The narrow door to ONNX Runtime: only onnx_session.cpp includes its headers, and all that it
+// throws leaves there as a SessionError.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "engine/tensor.h"
+
+namespace nuvik::alg::common {
+
+struct SessionError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// What a network says of one of its inputs or outputs.
+struct TensorInfo {
+  std::string name;
+  /// Nothing for an element type that has no code.
+  std::optional<AIDataType> data_type;
+  /// The element type, for messages.
+  std::string type_name;
+  /// -1 for an open dimension.
+  Shape shape;
+};
+
+/// A tensor and the caller's storage of `tensor->bytes` bytes for it.
+struct BoundTensor {
+  const Tensor* tensor;
+  void* data;
+};
+
+/// One loaded network. Used by one thread at a time.
+class OnnxSession {
+ public:
+  /// `threads` is at least 1 and counts the caller's. Throws SessionError when the file is missing
+  /// or holds no network that the runtime can execute.
+  OnnxSession(const std::string& path, int threads);
+  ~OnnxSession();
+  OnnxSession(const OnnxSession&) = delete;
+  OnnxSession& operator=(const OnnxSession&) = delete;
+
+  const std::vector<TensorInfo>& inputs() const;
+  const std::vector<TensorInfo>& outputs() const;
+
+  /// Entry of the model's metadata, empty when there is none. Throws SessionError.
+  std::string Metadata(const std::string& key) const;
+
+  /// Reads and writes the given storage, without a copy. Throws SessionError.
+  void Run(const std::vector<BoundTensor>& inputs, const std::vector<BoundTensor>& outputs);
+
+  /// Runs on zeros and gives the shape that each of `outputs()` then has. Throws SessionError.
+  std::vector<Shape> TrialShapes(const std::vector<Tensor>& inputs);
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace nuvik::alg::common

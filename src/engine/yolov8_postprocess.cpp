@@ -1,0 +1,256 @@
+#include "engine/yolov8_postprocess.h"
+
+#include <yaml-cpp/yaml.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <stdexcept>
+#include <utility>
+
+#include "engine/candidates.h"
+#include "engine/diagnostics.h"
+#include "engine/mask_painter.h"
+#include "engine/postprocess_options.h"
+#include "engine/segmentation_head.h"
+#include "geometry/letterbox.h"
+
+namespace nuvik::model {
+namespace {
+
+using alg::common::AIBuff;
+using alg::common::AIDataType;
+using alg::common::AIEngineConfig;
+using BufferMap = std::map<std::string, AIBuff>;
+
+// The rectangles of the file's enabled patch list; none when there is no such list. The detector
+// has read the same list before and has refused what does not convert.
+std::vector<cv::Rect> ReadPatchList(const YAML::Node& root) {
+  std::vector<cv::Rect> patches;
+  if (!root.IsMap() || !root["patch"].IsDefined() || !root["patch"]["enable"].as<bool>(false)) {
+    return patches;
+  }
+  const YAML::Node entries = root["patch"]["patches"];
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const YAML::Node entry = entries[i];
+    patches.emplace_back(entry[0].as<int>(), entry[1].as<int>(), entry[2].as<int>(),
+                         entry[3].as<int>());
+  }
+  return patches;
+}
+
+std::string SizeText(const cv::Size& size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+// Places the sizes that the detector passes: at the file's origins, or at 0, 0 without a list
+// there.
+std::vector<cv::Rect> PlacePatches(const std::vector<cv::Rect>& listed,
+                                   const std::vector<cv::Size>& sizes) {
+  std::vector<cv::Rect> patches;
+  if (!listed.empty() && listed.size() != sizes.size()) {
+    throw std::invalid_argument(std::to_string(sizes.size()) + " patch sizes given; the file has " +
+                                std::to_string(listed.size()) + " patches");
+  }
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    const cv::Point origin = listed.empty() ? cv::Point(0, 0) : listed[i].tl();
+    if (!listed.empty() && listed[i].size() != sizes[i]) {
+      throw std::invalid_argument("patch " + std::to_string(i) + " is given as " +
+                                  SizeText(sizes[i]) + "; the file has " +
+                                  SizeText(listed[i].size()));
+    }
+    patches.emplace_back(origin, sizes[i]);
+  }
+  return patches;
+}
+
+// One geometry for each batch slot that is decoded.
+std::vector<PatchGeometry> MakeSlots(const std::vector<cv::Rect>& patches,
+                                     const SegmentationHead& head) {
+  const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
+  std::vector<PatchGeometry> slots;
+  for (const cv::Rect& patch : patches) {
+    const cv::Rect clipped = geometry::ClipFarEdges(patch, frame);
+    if (clipped.width <= 0 || clipped.height <= 0) continue;
+    slots.emplace_back(clipped.size(), head.input_side, head.proto_side);
+  }
+  if (slots.size() > static_cast<std::size_t>(head.batch)) {
+    throw std::invalid_argument(std::to_string(slots.size()) +
+                                " patches reach into the frame; the network's batch has " +
+                                std::to_string(head.batch) + " slots");
+  }
+  if (patches.empty()) {
+    slots.assign(static_cast<std::size_t>(head.batch),
+                 PatchGeometry(frame, head.input_side, head.proto_side));
+  }
+  return slots;
+}
+
+// The logit above which a pixel's probability is greater than `probability`.
+float Logit(float probability) {
+  const double p = probability;
+  return static_cast<float>(std::log(p / (1.0 - p)));
+}
+
+// Corners in patch pixels, inside the patch.
+struct PatchBox {
+  float x1;
+  float y1;
+  float x2;
+  float y2;
+
+  bool IsEmpty() const { return !(x2 > x1) || !(y2 > y1); }
+
+  // Left and top rounded down, right and bottom rounded up.
+  cv::Rect WholePixels() const {
+    return {cv::Point(static_cast<int>(x1), static_cast<int>(y1)),
+            cv::Point(static_cast<int>(std::ceil(x2)), static_cast<int>(std::ceil(y2)))};
+  }
+};
+
+PatchBox Clip(const Candidate& candidate, const PatchGeometry& geometry) {
+  return {geometry.ToPatchX(candidate.x1), geometry.ToPatchY(candidate.y1),
+          geometry.ToPatchX(candidate.x2), geometry.ToPatchY(candidate.y2)};
+}
+
+// One output tensor, read slot by slot as float32.
+class TensorReader {
+ public:
+  TensorReader(std::string name, AIDataType type, std::size_t slot_length, int batch)
+      : name_(std::move(name)), is_half_(type == alg::common::kAIFloat16), length_(slot_length) {
+    bytes_ = length_ * ElementBytes() * static_cast<std::size_t>(batch);
+  }
+
+  // Takes hold of the buffer for this call; tells what is wrong with it.
+  int Attach(const BufferMap& outputs) {
+    const auto buffer = outputs.find(name_);
+    if (buffer == outputs.end() || buffer->second.data == nullptr) {
+      PrintError("output '" + name_ + "' has no buffer to decode");
+      return kPostProcessMissingOutput;
+    }
+    if (buffer->second.data->size() != bytes_) {
+      PrintError("output '" + name_ + "' has " + std::to_string(buffer->second.data->size()) +
+                 " bytes to decode; expected " + std::to_string(bytes_));
+      return kPostProcessWrongSize;
+    }
+    data_ = buffer->second.data->data();
+    return kPostProcessOk;
+  }
+
+  const float* Slot(std::size_t slot) {
+    std::uint8_t* first = data_ + slot * length_ * ElementBytes();
+    if (!is_half_) return reinterpret_cast<const float*>(first);
+    const cv::Mat half(1, static_cast<int>(length_), CV_16FC1, first);
+    half.convertTo(converted_, CV_32F);
+    return converted_.ptr<float>();
+  }
+
+ private:
+  std::size_t ElementBytes() const { return is_half_ ? 2 : 4; }
+
+  std::string name_;
+  bool is_half_;
+  std::size_t length_;
+  std::size_t bytes_ = 0;
+  std::uint8_t* data_ = nullptr;
+  cv::Mat converted_;
+};
+
+std::size_t Product(int a, int b) {
+  return static_cast<std::size_t>(a) * static_cast<std::size_t>(b);
+}
+
+}  // namespace
+
+class Yolov8Postprocess::Impl {
+ public:
+  Impl(const YAML::Node& root, const AIEngineConfig& config,
+       const std::vector<cv::Size>& patch_sizes)
+      : options_(ReadPostprocessOptions(root)),
+        head_(ReadSegmentationHead(config)),
+        slots_(MakeSlots(PlacePatches(ReadPatchList(root), patch_sizes), head_)),
+        mask_logit_(Logit(options_.mask_threshold)),
+        predictions_(head_.predictions, head_.predictions_type,
+                     Product(head_.channels(), head_.anchors), head_.batch),
+        prototypes_(head_.prototypes, head_.prototypes_type,
+                    Product(head_.coefficients, head_.proto_side) *
+                        static_cast<std::size_t>(head_.proto_side),
+                    head_.batch),
+        coefficients_(static_cast<std::size_t>(head_.coefficients)) {}
+
+  int PostProcess(const BufferMap& outputs, std::vector<std::vector<Object>>& objects) {
+    objects.clear();
+    if (const int status = predictions_.Attach(outputs); status != kPostProcessOk) return status;
+    if (const int status = prototypes_.Attach(outputs); status != kPostProcessOk) return status;
+    objects.resize(slots_.size());
+    for (std::size_t slot = 0; slot < slots_.size(); ++slot) DecodeSlot(slot, objects[slot]);
+    return kPostProcessOk;
+  }
+
+ private:
+  Predictions ReadPredictions(std::size_t slot) {
+    const auto anchors = static_cast<std::size_t>(head_.anchors);
+    const auto channels = static_cast<std::size_t>(head_.channels());
+    return {predictions_.Slot(slot),
+            head_.classes,
+            head_.coefficients,
+            head_.anchors,
+            head_.anchor_major ? 1 : anchors,
+            head_.anchor_major ? channels : 1};
+  }
+
+  void DecodeSlot(std::size_t slot, std::vector<Object>& objects) {
+    const Predictions predictions = ReadPredictions(slot);
+    const PatchGeometry& geometry = slots_[slot];
+    candidates_.clear();
+    FindCandidates(predictions, options_.score_threshold, candidates_);
+    // What lies in the border around the patch is no detection and suppresses none.
+    const auto is_outside = [&](const Candidate& candidate) {
+      return Clip(candidate, geometry).IsEmpty();
+    };
+    candidates_.erase(std::remove_if(candidates_.begin(), candidates_.end(), is_outside),
+                      candidates_.end());
+    Suppress(options_.iou_threshold, options_.class_agnostic,
+             static_cast<std::size_t>(options_.max_detections), candidates_);
+    if (candidates_.empty()) return;
+
+    const MaskPainter::Prototypes prototypes{prototypes_.Slot(slot), head_.coefficients,
+                                             head_.proto_side};
+    objects.reserve(candidates_.size());
+    for (const Candidate& candidate : candidates_) {
+      for (int k = 0; k < head_.coefficients; ++k) {
+        coefficients_[static_cast<std::size_t>(k)] =
+            predictions.at(head_.channels() - head_.coefficients + k, candidate.anchor);
+      }
+      const PatchBox box = Clip(candidate, geometry);
+      Object object{box.x1,          box.y1, box.x2 - box.x1, box.y2 - box.y1, candidate.label,
+                    candidate.score, {}};
+      object.mask = painter_.Paint(prototypes, coefficients_.data(), geometry, box.WholePixels(),
+                                   mask_logit_);
+      objects.push_back(std::move(object));
+    }
+  }
+
+  PostprocessOptions options_;
+  SegmentationHead head_;
+  std::vector<PatchGeometry> slots_;
+  float mask_logit_;
+  TensorReader predictions_;
+  TensorReader prototypes_;
+  // Working memory, kept between frames.
+  std::vector<Candidate> candidates_;
+  std::vector<float> coefficients_;
+  MaskPainter painter_;
+};
+
+Yolov8Postprocess::Yolov8Postprocess(const YAML::Node& root, const AIEngineConfig& config,
+                                     const std::vector<cv::Size>& patch_sizes)
+    : impl_(std::make_unique<Impl>(root, config, patch_sizes)) {}
+
+Yolov8Postprocess::~Yolov8Postprocess() = default;
+
+int Yolov8Postprocess::PostProcess(BufferMap& outputs, std::vector<std::vector<Object>>& objects) {
+  return impl_->PostProcess(outputs, objects);
+}
+
+}  // namespace nuvik::model
