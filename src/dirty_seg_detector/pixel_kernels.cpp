@@ -25,10 +25,13 @@ inline void StoreUnit(const cv::v_uint8x16& bytes, float* out) {
   cv::v_uint16x8 low;
   cv::v_uint16x8 high;
   cv::v_expand(bytes, low, high);
-  cv::v_uint32x4 quarter[4];
+  std::array<cv::v_uint32x4, 4> quarter;
   cv::v_expand(low, quarter[0], quarter[1]);
   cv::v_expand(high, quarter[2], quarter[3]);
-  for (int i = 0; i < 4; ++i) StoreUnit(quarter[i], out + 4 * i);
+  for (const cv::v_uint32x4& four : quarter) {
+    StoreUnit(four, out);
+    out += cv::v_uint32x4::nlanes;
+  }
 }
 
 // Returns the number of pixels done: as many whole vectors as fit.

@@ -53,7 +53,7 @@ bool ShapeFits(const Shape& configured, const Shape& network) {
 // Holds one configured tensor against the network's.
 Tensor CheckTensor(const ConfiguredTensors& configured, const std::string& name,
                    const TensorInfo& info, const std::string& where) {
-  const std::uint32_t type = ValueOr<std::uint32_t>(configured.types, name, kAIFloat32);
+  const auto type = ValueOr<std::uint32_t>(configured.types, name, kAIFloat32);
   if (info.data_type != type) {
     Reject(where + " is configured as " + TypeName(type) + ", the network has " + info.type_name);
   }
@@ -137,6 +137,8 @@ class AIEngine::Impl {
   int DoInference(std::map<std::string, AIBuff>& inputs, std::map<std::string, AIBuff>& outputs) {
     std::vector<BoundTensor> bound_inputs;
     std::vector<BoundTensor> bound_outputs;
+    bound_inputs.reserve(inputs_.size());
+    bound_outputs.reserve(outputs_.size());
     if (const int status = Bind(inputs_, inputs, bound_inputs); status != kAIOk) return status;
     if (const int status = Bind(outputs_, outputs, bound_outputs); status != kAIOk) return status;
     session_.Run(bound_inputs, bound_outputs);
@@ -161,6 +163,7 @@ class AIEngine::Impl {
     std::vector<std::vector<std::uint8_t>> storage;
     const auto bind = [&storage](const std::vector<Tensor>& tensors) {
       std::vector<BoundTensor> bound;
+      bound.reserve(tensors.size());
       for (const Tensor& tensor : tensors) {
         bound.push_back({&tensor, storage.emplace_back(tensor.bytes).data()});
       }

@@ -112,7 +112,7 @@ void MaskPainter::ComputeLogits(const Prototypes& prototypes, const float* coeff
 // cells, and even rows only ever replace even ones: two buffers are enough.
 const float* MaskPainter::StretchRow(int row, const PatchGeometry& geometry, const cv::Rect& box,
                                      const cv::Rect& cells) {
-  StretchedRow& stretched = stretched_[row % 2];
+  StretchedRow& stretched = stretched_[static_cast<std::size_t>(row % 2)];
   if (stretched.row == row) return stretched.logits.data();
   stretched.row = row;
   stretched.logits.resize(static_cast<std::size_t>(box.width));

@@ -1,6 +1,7 @@
 // From prototypes and coefficients to a patch's mask.
 #pragma once
 
+#include <array>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -68,7 +69,7 @@ class MaskPainter {
   };
 
   std::vector<float> logits_;
-  StretchedRow stretched_[2];
+  std::array<StretchedRow, 2> stretched_;
 };
 
 }  // namespace nuvik::model

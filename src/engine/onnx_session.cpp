@@ -179,11 +179,13 @@ std::vector<Shape> OnnxSession::TrialShapes(const std::vector<Tensor>& inputs) t
   }
   Arguments in = WrapAll(impl_->memory, bound);
   std::vector<const char*> names;
+  names.reserve(impl_->outputs.size());
   for (const TensorInfo& output : impl_->outputs) names.push_back(output.name.c_str());
   const std::vector<Ort::Value> values =
       impl_->session.Run(Ort::RunOptions{nullptr}, in.names.data(), in.values.data(),
                          in.values.size(), names.data(), names.size());
   std::vector<Shape> shapes;
+  shapes.reserve(values.size());
   for (const Ort::Value& value : values) {
     shapes.push_back(value.GetTensorTypeAndShapeInfo().GetShape());
   }

@@ -1,5 +1,6 @@
 #include "engine/segmentation_head.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <stdexcept>
@@ -99,10 +100,9 @@ std::int64_t CountAnchors(std::int64_t side, std::int64_t first, std::int64_t la
 // The usual head and its variants for small (P2) and large (P6) objects.
 bool IsAnchorCount(std::int64_t count, std::int64_t side) {
   constexpr std::array<std::pair<int, int>, 3> kStrides{{{8, 32}, {4, 32}, {8, 64}}};
-  for (const auto& [first, last] : kStrides) {
-    if (count == CountAnchors(side, first, last)) return true;
-  }
-  return false;
+  return std::any_of(kStrides.begin(), kStrides.end(), [&](const auto& strides) {
+    return count == CountAnchors(side, strides.first, strides.second);
+  });
 }
 
 void SetPrototypes(const Output& output, SegmentationHead& head) {
