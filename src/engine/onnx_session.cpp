@@ -174,6 +174,7 @@ void OnnxSession::Run(const std::vector<BoundTensor>& inputs,
 std::vector<Shape> OnnxSession::TrialShapes(const std::vector<Tensor>& inputs) try {
   std::vector<std::vector<std::uint8_t>> zeros;
   std::vector<BoundTensor> bound;
+  bound.reserve(inputs.size());
   for (const Tensor& tensor : inputs) {
     bound.push_back({&tensor, zeros.emplace_back(tensor.bytes).data()});
   }

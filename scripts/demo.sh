@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# From a fresh machine to a picture: installs what is missing, builds, and finds the dirt on the
+# demo frame with the demo networks. Leaves the results under out/demo.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh --build-only
+cmake --preset release
+cmake --build --preset release
+
+# Class 3 is what the second network re-checks.
+rm -rf out/demo
+build/release/bin/dirty_seg detect \
+  --model models/dirt-seg.onnx --config models/demo.yaml \
+  --fece-model models/fece-check.onnx --fece-class-ids 3 \
+  --fece-score-threshold 0.5 --fece-area-threshold 400 \
+  --output out/demo models/floor.jpg
+
+echo
+echo "results: $PWD/out/demo/results.jsonl"
+echo "picture: $PWD/out/demo/floor.overlay.jpg"
