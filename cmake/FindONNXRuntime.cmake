@@ -1,4 +1,4 @@
-# Finds ONNX Runtime: an installed release first, else what scripts/setup.sh fetched.
+# Finds ONNX Runtime: an installed release if it is new enough, else what scripts/setup.sh fetched.
 #
 # An installed release is searched where ONNXRuntime_ROOT, CMAKE_PREFIX_PATH, onnxruntime_DIR and
 # pkg-config's libonnxruntime point, and in the system's folders. It is told by its files, not by
@@ -92,7 +92,8 @@ set(ONNXRuntime_FROM_THIRD_PARTY FALSE)
 set(ONNXRuntime_LICENSE_FILES "")
 set(_onnxruntime_hint "")
 _onnxruntime_find_installed()
-if(NOT ONNXRuntime_LIBRARY OR NOT ONNXRuntime_INCLUDE_DIR)
+if(NOT ONNXRuntime_LIBRARY OR NOT ONNXRuntime_INCLUDE_DIR OR
+   ONNXRuntime_VERSION VERSION_LESS "${ONNXRuntime_FIND_VERSION}")
   _onnxruntime_find_third_party()
 endif()
 
