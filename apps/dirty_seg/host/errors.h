@@ -1,0 +1,27 @@
+// How the host program's pieces say that they cannot go on.
+#pragma once
+
+#include <stdexcept>
+
+namespace dirty_seg {
+
+/// The run cannot start: bad usage, network, configuration or output folder. Exit status 2.
+class SetupError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// One input failed, the others are not concerned. Exit status 1.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What the program ends with.
+enum ExitStatus : int {
+  kAllDone = 0,
+  kSomeInputFailed = 1,
+  kCannotRun = 2,
+};
+
+}  // namespace dirty_seg

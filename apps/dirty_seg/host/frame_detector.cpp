@@ -1,0 +1,75 @@
+#include "host/frame_detector.h"
+
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/stopwatch.h"
+
+namespace dirty_seg {
+namespace {
+
+std::string Join(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : "; ") + text;
+  return joined;
+}
+
+std::string ErrorText(const FrameLog& log) {
+  if (log.errors.empty()) return "the detector failed; SPDLOG_LEVEL hides why";
+  return Join(log.errors);
+}
+
+DirtyStatusResultData Failure(std::string cause) {
+  DirtyStatusResultData result;
+  result.success = false;
+  result.message = std::move(cause);
+  return result;
+}
+
+}  // namespace
+
+FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log) : log_(log) {
+  const std::string files =
+      "'" + config.dirty_seg_model_config.model_path + "' with '" + config.yaml_config_path + "': ";
+  std::string cause;
+  try {
+    if (!detector_.Init(config)) {
+      cause = "the engine could not load the networks; its message above says why";
+    }
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& exception) {
+    cause = exception.what();
+  }
+  log_.TakeLines();
+  if (!cause.empty()) throw SetupError(files + cause);
+}
+
+FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
+  std::shared_ptr<DirtyStatusResultData> result;
+  std::string exception_text;
+  const Stopwatch watch;
+  try {
+    if (!detector_.DoInference({{"color", picture}}, result)) result = nullptr;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& exception) {
+    result = nullptr;
+    exception_text = exception.what();
+  }
+  FrameOutcome outcome;
+  outcome.total_ms = watch.Milliseconds();
+  FrameLog log = ReadFrameLog(log_.TakeLines());
+  outcome.stages = log.times;
+  if (result == nullptr) {
+    outcome.result = Failure(exception_text.empty() ? ErrorText(log) : exception_text);
+  } else {
+    outcome.result = std::move(*result);
+    outcome.complaints = std::move(log.errors);
+  }
+  return outcome;
+}
+
+}  // namespace dirty_seg

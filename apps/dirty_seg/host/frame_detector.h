@@ -1,0 +1,45 @@
+// The detector with what it says in its log beside what it returns.
+#pragma once
+
+#include <memory>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "dirty_seg_detector/dirty_seg_detector.h"
+#include "host/frame_log.h"
+#include "host/log_capture.h"
+
+namespace dirty_seg {
+
+using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
+using nuvik::perception::dirty_seg_detector::DirtyStatusResultData;
+
+/// What became of one frame.
+struct FrameOutcome {
+  /// What the detector found. When it failed: `success` false, `message` the cause, the rest empty.
+  DirtyStatusResultData result;
+  /// Stages as the library's log tells them.
+  StageTimes stages;
+  /// Milliseconds that the call took, measured from outside.
+  double total_ms = 0.0;
+  /// Errors that the log tells of a frame that went through, such as a classifier that failed on
+  /// one candidate.
+  std::vector<std::string> complaints;
+};
+
+class FrameDetector {
+ public:
+  /// Loads both networks and the configuration file. `log` outlives this object and was made before
+  /// anything logged. Throws SetupError, naming the files and the cause.
+  FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log);
+
+  /// `picture` is CV_8UC3 in B, G, R order and not empty. Throws nothing but std::bad_alloc.
+  FrameOutcome Detect(const std::shared_ptr<cv::Mat>& picture);
+
+ private:
+  LogCapture& log_;
+  nuvik::perception::dirty_seg_detector::DirtySegDetector detector_;
+};
+
+}  // namespace dirty_seg

@@ -1,0 +1,47 @@
+// One frame's line of results.jsonl.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "host/frame_detector.h"
+#include "host/labels.h"
+#include "host/run_length.h"
+
+namespace dirty_seg {
+
+/// A label's mask as the line tells it.
+struct MaskRecord {
+  /// Name of the mask picture in the output folder; empty when none was written.
+  std::string file;
+  std::int64_t pixels = 0;
+  RunLengths run_lengths;
+};
+
+struct FrameRecord {
+  /// The input's path, as given.
+  std::string source;
+  /// Number of the frame in a video; 0 for a picture.
+  std::int64_t frame = 0;
+  FrameOutcome outcome;
+  std::map<int, MaskRecord> masks;
+  double read_ms = 0.0;
+  /// Run lengths, mask pictures and overlay; not this line itself.
+  double write_ms = 0.0;
+};
+
+/// Describes each label mask of `outcome`, without a file name.
+std::map<int, MaskRecord> DescribeMasks(const DirtyStatusResultData& result);
+
+/// What the detector does before the network runs, in milliseconds: the part of the total that the
+/// log gives to no other stage. Nothing unless the log tells all of these.
+std::optional<double> PreprocessTime(const FrameOutcome& outcome);
+
+/// Keys in a fixed order, the record's own under its members' names. Numbers read back exactly,
+/// except the times, which are rounded to the microsecond; a time that is not known is left out.
+nlohmann::ordered_json ToJson(const FrameRecord& record, const Labels& labels);
+
+}  // namespace dirty_seg

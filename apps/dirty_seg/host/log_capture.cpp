@@ -1,0 +1,93 @@
+#include "host/log_capture.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include "host/errors.h"
+
+namespace dirty_seg {
+namespace {
+
+constexpr const char* kSwitch = "SPDLOG_STDOUT";
+
+// Sets the library's variables to what the capture needs. Returns whether the user wants the lines
+// on standard output: a value that the library does not know counts as true there.
+bool SetUpEnvironment() {
+  const char* value = std::getenv(kSwitch);
+  const bool is_wanted = value != nullptr && std::strcmp(value, "false") != 0;
+  if (!is_wanted) setenv(kSwitch, "true", 1);
+  setenv("SPDLOG_SYSTEMD", "false", 0);
+  setenv("SPDLOG_LEVEL", "info", 0);
+  return is_wanted;
+}
+
+[[noreturn]] void Fail(const char* what) {
+  throw SetupError(std::string(what) + ": " + std::strerror(errno));
+}
+
+// The library tells with these that it does not understand a variable's value.
+bool IsNotice(const std::string& line) { return line.rfind("environment variable ", 0) == 0; }
+
+// Empties the file behind file descriptor 1. Its offset is the writer's, so it is only read past.
+std::string TakeText() {
+  std::string text;
+  std::array<char, 65536> piece{};
+  ssize_t length = 0;
+  while ((length = pread(STDOUT_FILENO, piece.data(), piece.size(),
+                         static_cast<off_t>(text.size()))) > 0) {
+    text.append(piece.data(), static_cast<std::size_t>(length));
+  }
+  if (ftruncate(STDOUT_FILENO, 0) != 0 || lseek(STDOUT_FILENO, 0, SEEK_SET) != 0) {
+    Fail("the log cannot be read");
+  }
+  return text;
+}
+
+}  // namespace
+
+LogCapture::LogCapture(bool verbose)
+    : verbose_(verbose), wanted_on_standard_output_(SetUpEnvironment()) {
+  std::fflush(stdout);
+  const int real_output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (real_output < 0) Fail("standard output cannot be used");
+  output_ = fdopen(real_output, "w");
+  const int memory = memfd_create("dirty_seg log", MFD_CLOEXEC);
+  if (output_ == nullptr || memory < 0 || dup2(memory, STDOUT_FILENO) < 0) {
+    Fail("the log cannot be captured");
+  }
+  close(memory);
+}
+
+LogCapture::~LogCapture() {
+  std::fflush(stdout);
+  std::fflush(output_);
+  dup2(fileno(output_), STDOUT_FILENO);
+  std::fclose(output_);
+}
+
+std::vector<std::string> LogCapture::TakeLines() {
+  std::fflush(stdout);
+  std::istringstream text(TakeText());
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  for (const std::string& line : lines) PassOn(line);
+  if (wanted_on_standard_output_) std::fflush(output_);
+  return lines;
+}
+
+void LogCapture::PassOn(const std::string& line) const {
+  if (wanted_on_standard_output_) std::fprintf(output_, "%s\n", line.c_str());
+  if (verbose_ || (IsNotice(line) && !wanted_on_standard_output_)) {
+    std::fprintf(stderr, "%s\n", line.c_str());
+  }
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,46 @@
+// Keeps the detector library's log off standard output, and reads it.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace dirty_seg {
+
+/// Takes over the process's standard output for its lifetime.
+///
+/// The detector library can log to standard output and to the systemd journal alone. There also
+/// stands what its calls do not return: the time of each stage and the cause of a failure. So file
+/// descriptor 1 is pointed at a file in memory, which cannot fill up and block as a pipe can, and
+/// the library is told to log there; what the program itself has to say on standard output goes
+/// through `standard_output()`.
+///
+/// The library reads its environment variables once, at its first line: make this object before.
+/// A variable that the user has set is respected. Unless SPDLOG_STDOUT is set, and not to `false`,
+/// no line ever reaches standard output. At most one object at a time; used by one thread.
+class LogCapture {
+ public:
+  /// With `verbose`, captured lines are shown on standard error.
+  /// Throws SetupError when standard output cannot be taken over (it is closed).
+  explicit LogCapture(bool verbose);
+  /// Gives standard output back.
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  /// The real standard output; valid as long as this object.
+  std::FILE* standard_output() const { return output_; }
+
+  /// Lines since the last call, without their line breaks. Passes them on to where the user wants
+  /// them: standard output for a user who set SPDLOG_STDOUT, standard error when verbose.
+  std::vector<std::string> TakeLines();
+
+ private:
+  void PassOn(const std::string& line) const;
+
+  bool verbose_;
+  bool wanted_on_standard_output_;
+  std::FILE* output_ = nullptr;
+};
+
+}  // namespace dirty_seg

@@ -1,0 +1,26 @@
+// The two ONNX files as the detector wants them described.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine/ai_engine.h"
+#include "engine/network_reader.h"
+
+namespace dirty_seg {
+
+/// Describes the segmentation network for `patch_count` patches; a batch that the file leaves open
+/// takes that size. `threads` is AIEngineConfig's `thread_count`.
+///
+/// Throws SetupError, naming the file, the tensor, what was found and what was expected: the file
+/// cannot be read (the engine has told the cause on standard error); its input is not the one
+/// float32 [N, 3, S, S]; N is less than `patch_count`. Whether the outputs are a YOLOv8
+/// segmentation head is told by the post-processor.
+nuvik::alg::common::Network ReadSegmentationNetwork(const std::string& path,
+                                                    std::size_t patch_count, int threads);
+
+/// Describes the classifier: "input" float32 [1, 3, 224, 224], "output" float32 with two elements.
+/// Other outputs are not computed. Throws SetupError likewise.
+nuvik::alg::common::AIEngineConfig ReadFeceNetwork(const std::string& path, int threads);
+
+}  // namespace dirty_seg

@@ -1,0 +1,90 @@
+#include "host/output.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <opencv2/imgcodecs.hpp>
+#include <system_error>
+#include <vector>
+
+#include "host/errors.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+constexpr int kJpegQuality = 92;
+
+std::string LastError() { return std::strerror(errno); }
+
+File OpenForWriting(const std::string& path) {
+  return {std::fopen(path.c_str(), "wb"), &std::fclose};
+}
+
+}  // namespace
+
+std::string UniqueNames::Take(const std::string& path) {
+  const std::string stem = fs::path(path).stem().string();
+  std::string name = stem;
+  for (int number = 2; !taken_.insert(name).second; ++number) {
+    name = stem + "-" + std::to_string(number);
+  }
+  return name;
+}
+
+void WriteJsonLine(const nlohmann::ordered_json& json, const std::string& destination,
+                   std::FILE* file) {
+  using nlohmann::ordered_json;
+  const std::string line = json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  if (std::fwrite(line.data(), 1, line.size(), file) != line.size() || std::fflush(file) != 0) {
+    const std::string cause = LastError();
+    std::clearerr(file);
+    throw InputError("the result cannot be written to " + destination + ": " + cause);
+  }
+}
+
+OutputFolder::OutputFolder(const std::string& path)
+    : path_(path),
+      results_path_((fs::path(path) / "results.jsonl").string()),
+      results_(nullptr, &std::fclose) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) {
+    throw SetupError("--output '" + path + "': the folder cannot be made: " + error.message());
+  }
+  results_ = OpenForWriting(results_path_);
+  if (results_ == nullptr) {
+    throw SetupError("--output '" + path + "': '" + results_path_ +
+                     "' cannot be written: " + LastError());
+  }
+}
+
+std::string OutputFolder::WriteMask(const std::string& name, int label, const cv::Mat& mask) const {
+  const std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
+  std::vector<unsigned char> bytes;
+  cv::imencode(".png", mask != 0, bytes);
+  WriteFile(file_name, bytes);
+  return file_name;
+}
+
+std::string OutputFolder::WriteOverlay(const std::string& name, const cv::Mat& overlay) const {
+  const std::string file_name = name + ".overlay.jpg";
+  std::vector<unsigned char> bytes;
+  cv::imencode(".jpg", overlay, bytes, {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
+  WriteFile(file_name, bytes);
+  return file_name;
+}
+
+void OutputFolder::WriteFile(const std::string& file_name,
+                             const std::vector<unsigned char>& bytes) const {
+  const std::string path = (fs::path(path_) / file_name).string();
+  File file = OpenForWriting(path);
+  if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() ||
+      std::fclose(file.release()) != 0) {
+    throw InputError("'" + path + "' cannot be written: " + LastError());
+  }
+}
+
+}  // namespace dirty_seg

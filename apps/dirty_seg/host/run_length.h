@@ -1,0 +1,30 @@
+// COCO's compressed run lengths of a mask.
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <string>
+
+namespace dirty_seg {
+
+/// A mask as COCO writes it.
+///
+/// The pixels are read column by column, each from top to bottom. `counts` holds the lengths of
+/// their runs, which alternate between zeros and ones and begin with zeros: a mask whose first
+/// pixel is set begins with a run of length 0. From index 3 on, a length is stored as its
+/// difference from the length two before it, the last one of the same kind. A number is written in
+/// groups of five bits, lowest first. A group's bit 0x20 tells that another follows; bit 0x10 of
+/// the last group is the number's sign. Each group plus 48 is one character, '0' to 'o'.
+struct RunLengths {
+  int height = 0;
+  int width = 0;
+  std::string counts;
+};
+
+/// `mask` is CV_8UC1; every pixel that is not 0 is set.
+RunLengths EncodeRunLengths(const cv::Mat& mask);
+
+/// The mask, 0 or 255. Throws std::invalid_argument, naming the place in the text, for a text that
+/// is no list of run lengths of `height` x `width` pixels.
+cv::Mat DecodeRunLengths(const RunLengths& run_lengths);
+
+}  // namespace dirty_seg

@@ -1,0 +1,20 @@
+// Time that passes for the user.
+#pragma once
+
+#include <chrono>
+
+namespace dirty_seg {
+
+/// Runs from its construction.
+class Stopwatch {
+ public:
+  double Milliseconds() const {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_)
+        .count();
+  }
+
+ private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace dirty_seg
