@@ -55,8 +55,8 @@ void AddScaled(const float* values, float coefficient, int count, float* sums) {
 
 void ReplaceNotFinite(int count, float* logits) {
   for (int i = 0; i < count; ++i) {
-    const bool is_usable = logits[i] >= -kLogitLimit && logits[i] <= kLogitLimit;
-    logits[i] = is_usable ? logits[i] : -kLogitLimit;
+    const float logit = logits[i];
+    logits[i] = std::fabs(logit) <= kLogitLimit ? logit : -kLogitLimit;
   }
 }
 
