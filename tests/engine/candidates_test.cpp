@@ -1,0 +1,465 @@
+// Finding detections among the anchors, and suppressing the overlapping ones.
+#include "engine/candidates.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/case_name.h"
+
+namespace nuvik::model {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kDenormal = std::numeric_limits<float>::denorm_min();
+constexpr float kMost = std::numeric_limits<float>::max();
+
+// One slot's predictions in either layout; every number is 0 at first.
+class Slot {
+ public:
+  Slot(bool anchor_major, int classes, int coefficients, int anchors)
+      : anchor_major_(anchor_major),
+        classes_(classes),
+        coefficients_(coefficients),
+        anchors_(anchors),
+        values_(static_cast<std::size_t>(channels() * anchors)) {}
+
+  int channels() const { return 4 + classes_ + coefficients_; }
+
+  float& At(int channel, int anchor) {
+    const int index = anchor_major_ ? anchor * channels() + channel : channel * anchors_ + anchor;
+    return values_.at(static_cast<std::size_t>(index));
+  }
+
+  float& Score(int label, int anchor) { return At(4 + label, anchor); }
+  float& Coefficient(int k, int anchor) { return At(4 + classes_ + k, anchor); }
+
+  std::vector<Candidate> Find(float threshold) const {
+    const auto channel_count = static_cast<std::size_t>(channels());
+    const auto anchor_count = static_cast<std::size_t>(anchors_);
+    const Predictions predictions{values_.data(),
+                                  classes_,
+                                  coefficients_,
+                                  anchors_,
+                                  anchor_major_ ? 1 : anchor_count,
+                                  anchor_major_ ? channel_count : 1};
+    std::vector<Candidate> candidates;
+    FindCandidates(predictions, threshold, candidates);
+    return candidates;
+  }
+
+ private:
+  bool anchor_major_;
+  int classes_;
+  int coefficients_;
+  int anchors_;
+  std::vector<float> values_;
+};
+
+std::vector<int> AnchorsOf(const std::vector<Candidate>& candidates) {
+  std::vector<int> anchors;
+  for (const Candidate& candidate : candidates) anchors.push_back(candidate.anchor);
+  return anchors;
+}
+
+struct Layout {
+  const char* name;
+  bool anchor_major;
+};
+
+void PrintTo(const Layout& layout, std::ostream* out) { *out << layout.name; }
+
+class FindCandidatesIn : public testing::TestWithParam<Layout> {
+ protected:
+  static Slot MakeSlot(int classes, int coefficients, int anchors) {
+    return {GetParam().anchor_major, classes, coefficients, anchors};
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(BothLayouts, FindCandidatesIn,
+                         testing::Values(Layout{"ChannelMajor", false},
+                                         Layout{"AnchorMajor", true}),
+                         test::CaseName());
+
+TEST_P(FindCandidatesIn, TurnsCentreAndSizeIntoCorners) {
+  Slot slot = MakeSlot(3, 2, 5);
+  slot.At(0, 3) = 100.0F;
+  slot.At(1, 3) = 50.0F;
+  slot.At(2, 3) = 30.0F;
+  slot.At(3, 3) = 8.0F;
+  slot.Score(2, 3) = 0.75F;
+  slot.Score(0, 3) = 0.5F;
+  const std::vector<Candidate> found = slot.Find(0.25F);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].x1, 85.0F);
+  EXPECT_EQ(found[0].y1, 46.0F);
+  EXPECT_EQ(found[0].x2, 115.0F);
+  EXPECT_EQ(found[0].y2, 54.0F);
+  EXPECT_EQ(found[0].score, 0.75F);
+  EXPECT_EQ(found[0].label, 2);
+  EXPECT_EQ(found[0].anchor, 3);
+}
+
+TEST_P(FindCandidatesIn, TakesScoresAboveTheThresholdOnly) {
+  Slot slot = MakeSlot(1, 1, 3);
+  slot.Score(0, 0) = std::nextafter(0.25F, 0.0F);
+  slot.Score(0, 1) = 0.25F;
+  slot.Score(0, 2) = std::nextafter(0.25F, 1.0F);
+  EXPECT_THAT(AnchorsOf(slot.Find(0.25F)), ElementsAre(2));
+}
+
+TEST_P(FindCandidatesIn, ThresholdZeroTakesTheSmallestDenormalAndNoZero) {
+  Slot slot = MakeSlot(1, 1, 3);
+  slot.Score(0, 1) = kDenormal;
+  slot.Score(0, 2) = -kDenormal;
+  EXPECT_THAT(AnchorsOf(slot.Find(0.0F)), ElementsAre(1));
+}
+
+TEST_P(FindCandidatesIn, AppendsAndKeepsWhatWasThere) {
+  Slot slot = MakeSlot(1, 1, 2);
+  slot.Score(0, 1) = 0.5F;
+  std::vector<Candidate> candidates{Candidate{1.0F, 2.0F, 3.0F, 4.0F, 0.9F, 5, 77}};
+  const Predictions predictions{&slot.At(0, 0),
+                                1,
+                                1,
+                                2,
+                                GetParam().anchor_major ? 1U : 2U,
+                                GetParam().anchor_major ? 6U : 1U};
+  FindCandidates(predictions, 0.25F, candidates);
+  EXPECT_THAT(AnchorsOf(candidates), ElementsAre(77, 1));
+}
+
+TEST_P(FindCandidatesIn, TheLowestClassWinsATie) {
+  Slot slot = MakeSlot(4, 1, 1);
+  slot.Score(1, 0) = 0.5F;
+  slot.Score(2, 0) = 0.5F;
+  slot.Score(3, 0) = 0.5F;
+  const std::vector<Candidate> found = slot.Find(0.25F);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].label, 1);
+}
+
+TEST_P(FindCandidatesIn, TheBestClassWinsWhereverItStands) {
+  for (const int best : {0, 1, 2}) {
+    Slot slot = MakeSlot(3, 1, 1);
+    for (int label = 0; label < 3; ++label) slot.Score(label, 0) = label == best ? 0.75F : 0.5F;
+    const std::vector<Candidate> found = slot.Find(0.25F);
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].label, best);
+    EXPECT_EQ(found[0].score, 0.75F);
+  }
+}
+
+TEST_P(FindCandidatesIn, AllEightyClassesAreLookedAt) {
+  Slot slot = MakeSlot(80, 32, 80);
+  for (int anchor = 0; anchor < 80; ++anchor) {
+    for (int label = 0; label < 80; ++label) slot.Score(label, anchor) = 0.125F;
+    slot.Score(anchor, anchor) = 0.5F;
+  }
+  const std::vector<Candidate> found = slot.Find(0.25F);
+  ASSERT_EQ(found.size(), 80U);
+  for (int anchor = 0; anchor < 80; ++anchor) {
+    EXPECT_EQ(found[static_cast<std::size_t>(anchor)].anchor, anchor);
+    EXPECT_EQ(found[static_cast<std::size_t>(anchor)].label, anchor);
+  }
+}
+
+TEST_P(FindCandidatesIn, BoxesAndCoefficientsAreNoScores) {
+  Slot slot = MakeSlot(1, 3, 1);
+  for (int channel = 0; channel < 4; ++channel) slot.At(channel, 0) = 0.9F;
+  for (int k = 0; k < 3; ++k) slot.Coefficient(k, 0) = 0.9F;
+  EXPECT_THAT(slot.Find(0.25F), IsEmpty());
+}
+
+// Anchors are scanned in runs of 256.
+TEST_P(FindCandidatesIn, EveryAnchorAroundARunOf256IsFoundInOrder) {
+  for (const int anchors : {1, 254, 255, 256, 257, 258, 300, 511, 512, 513}) {
+    Slot slot = MakeSlot(2, 1, anchors);
+    std::vector<int> all;
+    for (int anchor = 0; anchor < anchors; ++anchor) {
+      slot.Score(anchor % 2, anchor) = 0.5F;
+      all.push_back(anchor);
+    }
+    EXPECT_EQ(AnchorsOf(slot.Find(0.25F)), all) << anchors << " anchors";
+  }
+}
+
+TEST_P(FindCandidatesIn, ASingleDetectionIsFoundAtEveryAnchorAroundARun) {
+  for (const int anchor : {0, 1, 254, 255, 256, 257, 511, 512}) {
+    Slot slot = MakeSlot(2, 1, 513);
+    slot.Score(1, anchor) = 0.5F;
+    slot.At(0, anchor) = static_cast<float>(anchor);
+    const std::vector<Candidate> found = slot.Find(0.25F);
+    ASSERT_THAT(AnchorsOf(found), ElementsAre(anchor));
+    EXPECT_EQ(found[0].label, 1);
+    EXPECT_EQ(found[0].x1, static_cast<float>(anchor));
+  }
+}
+
+TEST_P(FindCandidatesIn, NoDetectionGivesNoCandidate) {
+  EXPECT_THAT(MakeSlot(80, 32, 257).Find(0.25F), IsEmpty());
+  EXPECT_THAT(MakeSlot(80, 32, 257).Find(0.0F), IsEmpty());
+}
+
+TEST_P(FindCandidatesIn, AScoreThatIsNotFiniteCountsAsNone) {
+  for (const float bad : {kNan, -kNan, kInfinity, -kInfinity}) {
+    Slot slot = MakeSlot(2, 1, 2);
+    slot.Score(0, 0) = bad;
+    slot.Score(0, 1) = bad;
+    slot.Score(1, 1) = 0.5F;
+    const std::vector<Candidate> found = slot.Find(0.25F);
+    ASSERT_THAT(AnchorsOf(found), ElementsAre(1)) << bad;
+    EXPECT_EQ(found[0].label, 1);
+    EXPECT_EQ(found[0].score, 0.5F);
+  }
+}
+
+TEST_P(FindCandidatesIn, AScoreBelowTheThresholdIsNotLiftedByAnInfiniteOne) {
+  Slot slot = MakeSlot(2, 1, 1);
+  slot.Score(0, 0) = kInfinity;
+  slot.Score(1, 0) = 0.125F;
+  EXPECT_THAT(slot.Find(0.25F), IsEmpty());
+}
+
+TEST_P(FindCandidatesIn, AnAnchorWithABoxThatIsNotFiniteIsLeftOut) {
+  for (const float bad : {kNan, kInfinity, -kInfinity}) {
+    for (int channel = 0; channel < 4; ++channel) {
+      Slot slot = MakeSlot(1, 1, 3);
+      for (int anchor = 0; anchor < 3; ++anchor) slot.Score(0, anchor) = 0.5F;
+      slot.At(channel, 1) = bad;
+      EXPECT_THAT(AnchorsOf(slot.Find(0.25F)), ElementsAre(0, 2)) << bad << " in " << channel;
+    }
+  }
+}
+
+TEST_P(FindCandidatesIn, AnAnchorWhoseCornersOverflowIsLeftOut) {
+  // Centre and size are finite, but centre plus half the size is not.
+  for (const int centre : {0, 1}) {
+    for (const float sign : {1.0F, -1.0F}) {
+      Slot slot = MakeSlot(1, 1, 1);
+      slot.Score(0, 0) = 0.5F;
+      slot.At(centre, 0) = sign * kMost;
+      slot.At(centre + 2, 0) = kMost;
+      EXPECT_THAT(slot.Find(0.25F), IsEmpty());
+    }
+  }
+}
+
+TEST_P(FindCandidatesIn, AnAnchorWithACoefficientThatIsNotFiniteIsLeftOut) {
+  for (const float bad : {kNan, kInfinity, -kInfinity}) {
+    for (const int k : {0, 1, 7}) {
+      Slot slot = MakeSlot(3, 8, 3);
+      for (int anchor = 0; anchor < 3; ++anchor) slot.Score(2, anchor) = 0.5F;
+      slot.Coefficient(k, 1) = bad;
+      EXPECT_THAT(AnchorsOf(slot.Find(0.25F)), ElementsAre(0, 2)) << bad << " in " << k;
+    }
+  }
+}
+
+TEST_P(FindCandidatesIn, DenormalsAreNumbersLikeOthers) {
+  Slot slot = MakeSlot(1, 1, 1);
+  for (int channel = 0; channel < slot.channels(); ++channel) slot.At(channel, 0) = kDenormal;
+  const std::vector<Candidate> found = slot.Find(0.0F);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].score, kDenormal);
+  EXPECT_TRUE(std::isfinite(found[0].x1));
+}
+
+Candidate Box(float x1, float y1, float x2, float y2, float score, int label, int anchor) {
+  return {x1, y1, x2, y2, score, label, anchor};
+}
+
+std::vector<int> Kept(std::vector<Candidate> candidates, float iou_threshold,
+                      bool class_agnostic = false, std::size_t limit = 300) {
+  Suppress(iou_threshold, class_agnostic, limit, candidates);
+  return AnchorsOf(candidates);
+}
+
+// 10 x 10 and its upper half: intersection 50, union 100.
+std::vector<Candidate> HalfOverlapping(int first_label, int second_label) {
+  return {Box(0, 0, 10, 10, 0.9F, first_label, 0), Box(0, 0, 10, 5, 0.8F, second_label, 1)};
+}
+
+TEST(Suppress, KeepsABoxThatOverlapsByExactlyTheThreshold) {
+  EXPECT_THAT(Kept(HalfOverlapping(3, 3), 0.5F), ElementsAre(0, 1));
+}
+
+TEST(Suppress, DropsABoxThatOverlapsByMoreThanTheThreshold) {
+  EXPECT_THAT(Kept(HalfOverlapping(3, 3), std::nextafter(0.5F, 0.0F)), ElementsAre(0));
+}
+
+TEST(Suppress, MeasuresTheUnionNotTheSmallerBox) {
+  // 12 x 12 and a 6 x 6 inside it: 36 / 144 is a quarter, though all of the smaller is covered.
+  const std::vector<Candidate> boxes{Box(0, 0, 12, 12, 0.9F, 0, 0), Box(3, 3, 9, 9, 0.8F, 0, 1)};
+  EXPECT_THAT(Kept(boxes, 0.25F), ElementsAre(0, 1));
+  EXPECT_THAT(Kept(boxes, 0.24F), ElementsAre(0));
+}
+
+TEST(Suppress, MeasuresPartialOverlapOnBothAxes) {
+  // Two 8 x 8 boxes shifted by (4, 2): intersection 4 * 6 = 24, union 128 - 24 = 104, 0.2307...
+  const std::vector<Candidate> boxes{Box(1, 1, 9, 9, 0.9F, 0, 0), Box(5, 3, 13, 11, 0.8F, 0, 1)};
+  EXPECT_THAT(Kept(boxes, 0.231F), ElementsAre(0, 1));
+  EXPECT_THAT(Kept(boxes, 0.230F), ElementsAre(0));
+}
+
+TEST(Suppress, WorksLeftAndAboveTheOriginToo) {
+  const std::vector<Candidate> boxes{Box(-9, -9, -1, -1, 0.9F, 0, 0),
+                                     Box(-5, -7, 3, 1, 0.8F, 0, 1)};
+  EXPECT_THAT(Kept(boxes, 0.231F), ElementsAre(0, 1));
+  EXPECT_THAT(Kept(boxes, 0.230F), ElementsAre(0));
+}
+
+TEST(Suppress, KeepsBoxesThatOnlyTouchOrLieApart) {
+  const std::vector<Candidate> boxes{
+      Box(0, 0, 10, 10, 0.9F, 0, 0), Box(10, 0, 20, 10, 0.8F, 0, 1), Box(0, 10, 10, 20, 0.7F, 0, 2),
+      Box(30, 30, 40, 40, 0.6F, 0, 3), Box(0, 30, 10, 40, 0.5F, 0, 4)};
+  EXPECT_THAT(Kept(boxes, 0.0F), ElementsAre(0, 1, 2, 3, 4));
+}
+
+TEST(Suppress, ThresholdOneKeepsEvenAnIdenticalBox) {
+  EXPECT_THAT(Kept({Box(0, 0, 10, 10, 0.9F, 0, 0), Box(0, 0, 10, 10, 0.8F, 0, 1)}, 1.0F),
+              ElementsAre(0, 1));
+}
+
+TEST(Suppress, ThresholdZeroDropsTheSlightestOverlap) {
+  EXPECT_THAT(Kept({Box(0, 0, 10, 10, 0.9F, 0, 0), Box(9.75F, 9.75F, 20, 20, 0.8F, 0, 1)}, 0.0F),
+              ElementsAre(0));
+}
+
+TEST(Suppress, LeavesOtherClassesAloneUnlessAgnostic) {
+  EXPECT_THAT(Kept(HalfOverlapping(3, 4), 0.4F, false), ElementsAre(0, 1));
+  EXPECT_THAT(Kept(HalfOverlapping(3, 4), 0.4F, true), ElementsAre(0));
+}
+
+TEST(Suppress, ADroppedBoxDropsNoOther) {
+  // 1 overlaps 0 by 60 / 140, 2 overlaps 1 by as much, 2 and 0 by 20 / 180.
+  const std::vector<Candidate> chain{Box(0, 0, 10, 10, 0.9F, 0, 0), Box(4, 0, 14, 10, 0.8F, 0, 1),
+                                     Box(8, 0, 18, 10, 0.7F, 0, 2)};
+  EXPECT_THAT(Kept(chain, 0.4F), ElementsAre(0, 2));
+}
+
+TEST(Suppress, AnyBetterBoxDropsNotOnlyTheBest) {
+  const std::vector<Candidate> boxes{Box(0, 0, 10, 10, 0.9F, 0, 0), Box(50, 0, 60, 10, 0.8F, 0, 1),
+                                     Box(50, 0, 60, 9, 0.7F, 0, 2)};
+  EXPECT_THAT(Kept(boxes, 0.5F), ElementsAre(0, 1));
+}
+
+TEST(Suppress, SortsBestFirst) {
+  EXPECT_THAT(
+      Kept({Box(0, 0, 1, 1, 0.3F, 0, 0), Box(2, 0, 3, 1, 0.9F, 0, 1), Box(4, 0, 5, 1, 0.6F, 1, 2)},
+           0.5F),
+      ElementsAre(1, 2, 0));
+}
+
+TEST(Suppress, EqualScoresStandInAnchorOrder) {
+  EXPECT_THAT(
+      Kept({Box(0, 0, 1, 1, 0.5F, 0, 9), Box(2, 0, 3, 1, 0.5F, 1, 4), Box(4, 0, 5, 1, 0.5F, 0, 6)},
+           0.5F),
+      ElementsAre(4, 6, 9));
+}
+
+TEST(Suppress, OfTwoEqualBoxesWithEqualScoresTheLowerAnchorStays) {
+  EXPECT_THAT(Kept({Box(0, 0, 10, 10, 0.5F, 0, 8), Box(0, 0, 10, 10, 0.5F, 0, 5)}, 0.7F),
+              ElementsAre(5));
+}
+
+std::vector<Candidate> Apart(int count) {
+  std::vector<Candidate> boxes;
+  for (int i = 0; i < count; ++i) {
+    const auto x = static_cast<float>(2 * i);
+    boxes.push_back(Box(x, 0, x + 1, 1, 0.5F, 0, i));
+  }
+  return boxes;
+}
+
+TEST(Suppress, KeepsAtMostTheLimit) {
+  EXPECT_EQ(Kept(Apart(5), 0.7F, false, 4).size(), 4U);
+  EXPECT_EQ(Kept(Apart(5), 0.7F, false, 5).size(), 5U);
+  EXPECT_EQ(Kept(Apart(5), 0.7F, false, 6).size(), 5U);
+  EXPECT_THAT(Kept(Apart(5), 0.7F, false, 1), ElementsAre(0));
+}
+
+TEST(Suppress, TheLimitCountsBoxesOfAllClassesTogether) {
+  std::vector<Candidate> boxes = Apart(4);
+  boxes[1].label = 1;
+  boxes[3].label = 1;
+  EXPECT_THAT(Kept(boxes, 0.7F, false, 3), ElementsAre(0, 1, 2));
+}
+
+TEST(Suppress, TheLimitCountsOnlyWhatIsKept) {
+  const std::vector<Candidate> boxes{Box(0, 0, 10, 10, 0.9F, 0, 0), Box(0, 0, 10, 9, 0.8F, 0, 1),
+                                     Box(0, 0, 9, 10, 0.7F, 0, 2), Box(20, 0, 30, 10, 0.6F, 0, 3)};
+  EXPECT_THAT(Kept(boxes, 0.7F, false, 2), ElementsAre(0, 3));
+}
+
+TEST(Suppress, OfNothingIsNothing) { EXPECT_THAT(Kept({}, 0.7F), IsEmpty()); }
+
+TEST(Suppress, AllOfThreeHundredAndOfAroundARunStay) {
+  for (const int count : {1, 255, 256, 257, 300}) {
+    EXPECT_EQ(Kept(Apart(count), 0.0F, true).size(), static_cast<std::size_t>(count));
+  }
+}
+
+TEST(Suppress, EmptyAndInvertedBoxesNeitherDropNorAreDropped) {
+  const std::vector<Candidate> boxes{
+      Box(5, 5, 5, 5, 0.9F, 0, 0),    // a point
+      Box(2, 0, 2, 10, 0.8F, 0, 1),   // a line
+      Box(9, 9, 1, 1, 0.7F, 0, 2),    // inverted: its area alone would be positive
+      Box(0, 0, 10, 10, 0.6F, 0, 3),  // around them all
+      Box(5, 5, 5, 5, 0.5F, 0, 4),    // the point again
+      Box(9, 1, 1, 9, 0.4F, 0, 5)};   // inverted on one axis
+  EXPECT_THAT(Kept(boxes, 0.0F, true), ElementsAre(0, 1, 2, 3, 4, 5));
+}
+
+TEST(Suppress, HugeIdenticalBoxesAreOne) {
+  // The area of such a box is beyond float, the corners are not.
+  for (const float side : {1e18F, 1e19F, 1e20F, 1e30F, 1.6e38F}) {
+    EXPECT_THAT(
+        Kept({Box(-side, -side, side, side, 0.9F, 0, 0), Box(-side, -side, side, side, 0.8F, 0, 1)},
+             0.7F),
+        ElementsAre(0))
+        << "half a side of " << side;
+  }
+}
+
+TEST(Suppress, TinyIdenticalBoxesAreOne) {
+  // The area of such a box is below float.
+  for (const float side : {1e-10F, 1e-18F, 1e-25F, 1e-38F}) {
+    EXPECT_THAT(Kept({Box(0, 0, side, side, 0.9F, 0, 0), Box(0, 0, side, side, 0.8F, 0, 1)}, 0.7F),
+                ElementsAre(0))
+        << "side " << side;
+  }
+}
+
+TEST(Suppress, GivesTheSameListWhateverTheOrderOfItsInput) {
+  std::mt19937 random(20240607);
+  std::vector<Candidate> boxes;
+  for (int anchor = 0; anchor < 400; ++anchor) {
+    const auto x = static_cast<float>(random() % 60);
+    const auto y = static_cast<float>(random() % 60);
+    const auto side = static_cast<float>(5 + random() % 20);
+    const float score = 0.25F + 0.0625F * static_cast<float>(random() % 8);  // many ties
+    boxes.push_back(Box(x, y, x + side, y + side, score, static_cast<int>(random() % 3), anchor));
+  }
+  const std::vector<int> expected = Kept(boxes, 0.5F);
+  ASSERT_GT(expected.size(), 20U);
+  ASSERT_LT(expected.size(), 300U);
+  for (int round = 0; round < 20; ++round) {
+    std::shuffle(boxes.begin(), boxes.end(), random);
+    ASSERT_EQ(Kept(boxes, 0.5F), expected) << "round " << round;
+  }
+}
+
+}  // namespace
+}  // namespace nuvik::model
