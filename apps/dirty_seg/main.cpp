@@ -1,25 +1,37 @@
 // dirty_seg: finds dirty regions in pictures, with the detector library.
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <string>
 
 #include "commands/detect.h"
 #include "host/errors.h"
 #include "host/messages.h"
 
-int main(int argc, char** argv) {
-  using namespace dirty_seg;
-  CLI::App app("Finds dirty regions in pictures");
+namespace dirty_seg {
+namespace {
+
+int Execute(int argc, char** argv) {
+  CLI::App app("Finds dirty regions in pictures", "dirty_seg");
   app.set_version_flag("--version", "dirty_seg " DIRTY_SEG_VERSION);
   app.require_subcommand(1);
   DetectOptions detect_options;
-  const CLI::App* detect = AddDetect(app, detect_options);
+  AddDetect(app, detect_options);
   try {
     app.parse(argc, argv);
-    if (detect->parsed()) return RunDetect(detect_options);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kAllDone : kCannotRun;  // help and version come here too
-  } catch (const std::exception& error) {
-    TellError(error.what());
+    if (error.get_exit_code() == 0) return app.exit(error);  // help or version
+    TellError(std::string(error.what()) + "; 'dirty_seg detect --help' shows the usage");
+    return kCannotRun;
   }
-  return kCannotRun;
+  return RunDetect(detect_options);
+}
+
+}  // namespace
+}  // namespace dirty_seg
+
+int main(int argc, char** argv) try {
+  return dirty_seg::Execute(argc, argv);
+} catch (const std::exception& error) {
+  dirty_seg::TellError(error.what());
+  return dirty_seg::kCannotRun;
 }

@@ -31,12 +31,13 @@ std::string SizeText(const cv::Size& size) {
   return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
-// Refuses what CLI11's own range check lets through: not-a-number.
-CLI::Validator NumberFrom(float least, float most, const std::string& range) {
+// CLI11's own range check lets not-a-number through and adds its bounds to the help.
+template <typename Number>
+CLI::Validator NumberFrom(Number least, Number most, const std::string& range) {
   const auto check = [least, most, range](std::string& text) -> std::string {
-    float value = 0.0F;
+    Number value{};
     const bool is_number = CLI::detail::lexical_cast(text, value);
-    return is_number && value >= least && value <= most ? "" : "is " + text + "; expected " + range;
+    return is_number && value >= least && value <= most ? "" : text + " is not " + range;
   };
   return {check, ""};
 }
@@ -154,47 +155,51 @@ class Run {
   std::FILE* results_;
 };
 
+void AddFeceOptions(CLI::App& command, DetectOptions& options) {
+  CLI::Option* model =
+      command.add_option("--fece-model", options.fece_model, "Classifier that confirms faeces")
+          ->type_name("FECE.onnx");
+  CLI::Option* class_ids = command
+                               .add_option("--fece-class-ids", options.fece_class_ids,
+                                           "Classes whose detections it looks at, as 0,3")
+                               ->delimiter(',')
+                               ->allow_extra_args(false)
+                               ->check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
+                               ->type_name("IDS");
+  model->needs(class_ids);
+  class_ids->needs(model);
+  command
+      .add_option("--fece-score-threshold", options.fece_score_threshold,
+                  "It confirms above this probability; 0.5")
+      ->check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
+      ->needs(model)
+      ->type_name("P");
+  command
+      .add_option("--fece-area-threshold", options.fece_area_threshold,
+                  "It looks at boxes of more pixels than this; 400")
+      ->check(NumberFrom(0.0F, 1e9F, "a number of pixels from 0"))
+      ->needs(model)
+      ->type_name("PIXELS");
+}
+
 }  // namespace
 
-CLI::App* AddDetect(CLI::App& app, DetectOptions& options) {
+void AddDetect(CLI::App& app, DetectOptions& options) {
   CLI::App* command = app.add_subcommand("detect", "Find dirty regions in pictures");
-  command->add_option("--model", options.model, "Segmentation network, YOLOv8, ONNX")
+  command->add_option("--model", options.model, "Segmentation network, YOLOv8")
       ->required()
       ->type_name("SEG.onnx");
   command->add_option("--config", options.config, "Patches and thresholds")
       ->required()
       ->type_name("CONFIG.yaml");
-  CLI::Option* fece_model =
-      command->add_option("--fece-model", options.fece_model, "Classifier that confirms faeces")
-          ->type_name("FECE.onnx");
-  CLI::Option* fece_class_ids = command
-                                    ->add_option("--fece-class-ids", options.fece_class_ids,
-                                                 "Classes whose detections the classifier looks at")
-                                    ->delimiter(',')
-                                    ->allow_extra_args(false)
-                                    ->check(CLI::NonNegativeNumber)
-                                    ->type_name("0,3");
-  command
-      ->add_option("--fece-score-threshold", options.fece_score_threshold,
-                   "Confirmed above this probability (0.5)")
-      ->check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
-      ->needs(fece_model)
-      ->type_name("P");
-  command
-      ->add_option("--fece-area-threshold", options.fece_area_threshold,
-                   "Boxes of this many pixels or fewer are not looked at (400)")
-      ->check(NumberFrom(0.0F, 1e9F, "a number of pixels from 0"))
-      ->needs(fece_model)
-      ->type_name("PIXELS");
-  fece_model->needs(fece_class_ids);
-  fece_class_ids->needs(fece_model);
-  command->add_option("--threads", options.threads, "Threads to compute with; 0, the default: all")
-      ->check(CLI::Range(0, 1024))
+  AddFeceOptions(*command, options);
+  command->add_option("--threads", options.threads, "To compute with; 0, the default, is all cores")
+      ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
       ->type_name("N");
   command
       ->add_option("--output", options.output,
-                   "Folder for results.jsonl, overlay and mask pictures; without it, JSON lines go "
-                   "to standard output")
+                   "For results.jsonl, overlays and masks;\n"
+                   "without it, JSON lines go to standard output")
       ->type_name("DIR");
   command->add_flag("-v,--verbose", options.verbose, "Show the detector's log on standard error");
   command->add_option("INPUT", options.inputs, "Pictures, and folders of pictures")
@@ -202,9 +207,9 @@ CLI::App* AddDetect(CLI::App& app, DetectOptions& options) {
       ->type_name("");
   command->footer(
       "Example:\n"
-      "  dirty_seg detect --model seg.onnx --config patches.yaml --output out floor.jpg\n\n"
-      "Exit status: 0 all inputs processed, 1 some failed, 2 bad usage, network or configuration");
-  return command;
+      "  dirty_seg detect --model seg.onnx --config patches.yaml --output out floor.jpg\n"
+      "Exit status:\n"
+      "  0 all inputs processed, 1 some failed, 2 bad usage, network or configuration");
 }
 
 int RunDetect(const DetectOptions& options) {

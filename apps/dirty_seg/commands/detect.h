@@ -21,7 +21,7 @@ struct DetectOptions {
 };
 
 /// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddDetect(CLI::App& app, DetectOptions& options);
+void AddDetect(CLI::App& app, DetectOptions& options);
 
 /// Returns the exit status. Throws SetupError when the run cannot start.
 int RunDetect(const DetectOptions& options);

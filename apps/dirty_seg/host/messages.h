@@ -2,14 +2,17 @@
 #pragma once
 
 #include <cstdio>
-#include <string>
+#include <string_view>
 
 namespace dirty_seg {
 
-inline void Tell(const std::string& text) { std::fprintf(stderr, "dirty_seg: %s\n", text.c_str()); }
+/// `kind` is empty or ends in ": ".
+inline void Tell(std::string_view text, const char* kind = "") {
+  std::fprintf(stderr, "dirty_seg: %s%.*s\n", kind, static_cast<int>(text.size()), text.data());
+}
 
-inline void TellError(const std::string& text) { Tell("error: " + text); }
+inline void TellError(std::string_view text) { Tell(text, "error: "); }
 
-inline void TellWarning(const std::string& text) { Tell("warning: " + text); }
+inline void TellWarning(std::string_view text) { Tell(text, "warning: "); }
 
 }  // namespace dirty_seg

@@ -62,7 +62,7 @@ OutputFolder::OutputFolder(const std::string& path)
 }
 
 std::string OutputFolder::WriteMask(const std::string& name, int label, const cv::Mat& mask) const {
-  const std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
+  std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
   std::vector<unsigned char> bytes;
   cv::imencode(".png", mask != 0, bytes);
   WriteFile(file_name, bytes);
@@ -70,7 +70,7 @@ std::string OutputFolder::WriteMask(const std::string& name, int label, const cv
 }
 
 std::string OutputFolder::WriteOverlay(const std::string& name, const cv::Mat& overlay) const {
-  const std::string file_name = name + ".overlay.jpg";
+  std::string file_name = name + ".overlay.jpg";
   std::vector<unsigned char> bytes;
   cv::imencode(".jpg", overlay, bytes, {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
   WriteFile(file_name, bytes);

@@ -26,7 +26,7 @@ struct Pen {
       : scale(std::clamp(std::min(picture.width, picture.height) / 1080.0, 0.4, 4.0)),
         line(std::max(1, static_cast<int>(std::lround(2.0 * scale)))),
         text_line(std::max(1, static_cast<int>(std::lround(1.2 * scale)))),
-        font_scale(0.6 * scale),
+        font_scale(0.55 * scale),
         margin(std::max(2, static_cast<int>(std::lround(4.0 * scale)))) {}
 
   double scale;
@@ -70,14 +70,9 @@ cv::Rect Grown(const cv::Rect& box, int by) {
   return {box.x - by, box.y - by, box.width + 2 * by, box.height + 2 * by};
 }
 
-void DrawBox(const cv::Rect& box, const cv::Scalar& colour, bool is_double, const Pen& pen,
-             cv::Mat& picture) {
+void DrawBox(const cv::Rect& box, const cv::Scalar& colour, const Pen& pen, cv::Mat& picture) {
   cv::rectangle(picture, box, kBlack, pen.line + 2);  // sets the line off from any background
   cv::rectangle(picture, box, colour, pen.line);
-  if (!is_double) return;
-  const cv::Rect outer = Grown(box, 3 * pen.line);
-  cv::rectangle(picture, outer, kBlack, pen.line + 2);
-  cv::rectangle(picture, outer, colour, pen.line);
 }
 
 struct Tag {
@@ -125,14 +120,15 @@ std::string TagText(const Labels& labels, int label, float score) {
 }  // namespace
 
 cv::Scalar LabelColour(int label, bool is_confirmed_faeces) {
-  // The set of Okabe and Ito without black. Vermilion is the one kept apart.
+  // The set of Okabe and Ito without black and vermilion, which is too near to the red of Tol's
+  // vibrant set that is kept apart.
   static const std::array<cv::Scalar, 6> kColours{{{0, 159, 230},
                                                    {233, 180, 86},
                                                    {115, 158, 0},
                                                    {66, 228, 240},
                                                    {178, 114, 0},
                                                    {167, 121, 204}}};
-  if (is_confirmed_faeces) return {0, 94, 213};
+  if (is_confirmed_faeces) return {17, 51, 204};
   return kColours[static_cast<unsigned>(label) % kColours.size()];
 }
 
@@ -165,21 +161,23 @@ cv::Mat DrawOverlay(const cv::Mat& picture, const DirtyStatusResultData& result,
     TintMask(mask, colour_of(label), pen, overlay);
   }
   const std::vector<std::size_t> order = DrawingOrder(result.scores);
-  std::vector<cv::Rect> boxes;
-  for (const auto& bbox : result.bboxes) boxes.push_back(ToPixels(bbox, picture));
+  std::vector<cv::Rect> outlines(order.size());
   for (const std::size_t i : order) {
     const int label = result.labels[i];
-    DrawBox(boxes[i], colour_of(label), labels.IsConfirmedFaeces(label), pen, overlay);
+    outlines[i] = ToPixels(result.bboxes[i], picture);
+    DrawBox(outlines[i], colour_of(label), pen, overlay);
+    if (!labels.IsConfirmedFaeces(label)) continue;
+    outlines[i] = Grown(outlines[i], 3 * pen.line);
+    DrawBox(outlines[i], colour_of(label), pen, overlay);
   }
-  // The best choose their places first; no box crosses a tag.
+  // Tags come last, so that no box crosses one. The best choose their places first.
   std::vector<cv::Rect> taken;
   for (auto i = order.rbegin(); i != order.rend(); ++i) {
-    if ((boxes[*i] & Bounds(picture)).empty()) continue;
+    if ((outlines[*i] & Bounds(picture)).empty()) continue;
     const int label = result.labels[*i];
     const Tag tag = MakeTag(TagText(labels, label, result.scores[*i]), pen, picture.size());
-    const cv::Rect place = PlaceTag(boxes[*i], tag.size, picture.size(), taken);
-    DrawTag(tag, place, colour_of(label), pen, overlay);
-    taken.push_back(place);
+    taken.push_back(PlaceTag(outlines[*i], tag.size, picture.size(), taken));
+    DrawTag(tag, taken.back(), colour_of(label), pen, overlay);
   }
   return overlay;
 }
