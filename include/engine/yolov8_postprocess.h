@@ -30,7 +30,8 @@ struct Object {
   /// Confidence, as the network gave it: above the score threshold, at most 1 for a usual network.
   float score = 0.0F;
   /// Instance mask as large as the patch, CV_8UC1, 255 inside and 0 outside. May be empty for
-  /// records that another decoder made.
+  /// records that another decoder made. Read only: the bundled decoder takes the memory back for a
+  /// later frame once nobody holds it.
   cv::Mat mask;
 };
 

@@ -60,6 +60,11 @@ void ReplaceNotFinite(int count, float* logits) {
   }
 }
 
+// Whether no other matrix shares the memory. Once true it stays so: nobody else can make a copy.
+bool IsHeldOnce(const cv::Mat& matrix) {
+  return matrix.u != nullptr && CV_XADD(&matrix.u->refcount, 0) == 1;
+}
+
 // Blends two stretched rows and thresholds.
 void PaintRow(const float* upper, const float* lower, float weight, float threshold, int count,
               std::uint8_t* mask) {
@@ -127,13 +132,30 @@ const float* MaskPainter::StretchRow(int row, const PatchGeometry& geometry, con
   return stretched.logits.data();
 }
 
+void MaskPainter::StartFrame() {
+  masks_.resize(used_masks_);
+  used_masks_ = 0;
+}
+
+cv::Mat MaskPainter::TakeBlankMask(const cv::Size& size, const cv::Rect& box) {
+  if (used_masks_ == masks_.size()) masks_.emplace_back();
+  LentMask& lent = masks_[used_masks_++];
+  if (lent.mask.size() == size && IsHeldOnce(lent.mask)) {
+    lent.mask(lent.drawn).setTo(0);
+  } else {
+    lent.mask = cv::Mat::zeros(size, CV_8UC1);
+  }
+  lent.drawn = box;
+  return lent.mask;
+}
+
 cv::Mat MaskPainter::Paint(const Prototypes& prototypes, const float* coefficients,
                            const PatchGeometry& geometry, const cv::Rect& box,
                            float logit_threshold) {
   const cv::Rect cells = TouchedCells(geometry, box);
   ComputeLogits(prototypes, coefficients, cells);
   for (StretchedRow& stretched : stretched_) stretched.row = -1;
-  cv::Mat mask = cv::Mat::zeros(geometry.size(), CV_8UC1);
+  cv::Mat mask = TakeBlankMask(geometry.size(), box);
   for (int y = box.y; y < box.y + box.height; ++y) {
     const PatchGeometry::Sample& sample = geometry.rows()[static_cast<std::size_t>(y)];
     const float* upper = StretchRow(sample.first, geometry, box, cells);

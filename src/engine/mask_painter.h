@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -41,9 +42,14 @@ class PatchGeometry {
   std::vector<Sample> rows_;
 };
 
-/// Draws masks of one batch slot; keeps its working memory between masks.
+/// Draws the masks of one batch slot. Working memory and masks are kept between frames: new pages
+/// for a mask of 640 x 640 cost several times what drawing it does.
 class MaskPainter {
  public:
+  /// Makes the masks of the last frame available again, as far as nobody else holds them, and gives
+  /// back what the last frame did not use.
+  void StartFrame();
+
   /// `prototypes` is [coefficients, proto_side, proto_side], contiguous.
   struct Prototypes {
     const float* data;
@@ -52,7 +58,9 @@ class MaskPainter {
   };
 
   /// Returns a mask as large as the patch: 255 where the logit, coefficients times prototypes, is
-  /// greater than `logit_threshold` inside `box`, else 0. `box` is in whole patch pixels, inside
+  /// greater than `logit_threshold` inside `box`, else 0. The mask is not touched while
+  /// anybody holds it; it is blanked for its next use where it was drawn here, so nobody else may
+  /// draw into it. `box` is in whole patch pixels, inside
   /// the patch and not empty. A prototype cell whose logit is not finite is background.
   cv::Mat Paint(const Prototypes& prototypes, const float* coefficients,
                 const PatchGeometry& geometry, const cv::Rect& box, float logit_threshold);
@@ -63,11 +71,21 @@ class MaskPainter {
   const float* StretchRow(int row, const PatchGeometry& geometry, const cv::Rect& box,
                           const cv::Rect& cells);
 
+  /// A mask that will be drawn inside `box` only, blank so far.
+  cv::Mat TakeBlankMask(const cv::Size& size, const cv::Rect& box);
+
+  struct LentMask {
+    cv::Mat mask;
+    cv::Rect drawn;
+  };
+
   struct StretchedRow {
     int row = -1;
     std::vector<float> logits;
   };
 
+  std::vector<LentMask> masks_;
+  std::size_t used_masks_ = 0;
   std::vector<float> logits_;
   std::array<StretchedRow, 2> stretched_;
 };

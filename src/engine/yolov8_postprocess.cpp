@@ -176,7 +176,8 @@ class Yolov8Postprocess::Impl {
                     Product(head_.coefficients, head_.proto_side) *
                         static_cast<std::size_t>(head_.proto_side),
                     head_.batch),
-        coefficients_(static_cast<std::size_t>(head_.coefficients)) {}
+        coefficients_(static_cast<std::size_t>(head_.coefficients)),
+        painters_(slots_.size()) {}
 
   int PostProcess(const BufferMap& outputs, std::vector<std::vector<Object>>& objects) {
     objects.clear();
@@ -212,6 +213,8 @@ class Yolov8Postprocess::Impl {
                       candidates_.end());
     Suppress(options_.iou_threshold, options_.class_agnostic,
              static_cast<std::size_t>(options_.max_detections), candidates_);
+    MaskPainter& painter = painters_[slot];
+    painter.StartFrame();
     if (candidates_.empty()) return;
 
     const MaskPainter::Prototypes prototypes{prototypes_.Slot(slot), head_.coefficients,
@@ -225,8 +228,8 @@ class Yolov8Postprocess::Impl {
       const PatchBox box = Clip(candidate, geometry);
       Object object{box.x1,          box.y1, box.x2 - box.x1, box.y2 - box.y1, candidate.label,
                     candidate.score, {}};
-      object.mask = painter_.Paint(prototypes, coefficients_.data(), geometry, box.WholePixels(),
-                                   mask_logit_);
+      object.mask =
+          painter.Paint(prototypes, coefficients_.data(), geometry, box.WholePixels(), mask_logit_);
       objects.push_back(std::move(object));
     }
   }
@@ -240,7 +243,7 @@ class Yolov8Postprocess::Impl {
   // Working memory, kept between frames.
   std::vector<Candidate> candidates_;
   std::vector<float> coefficients_;
-  MaskPainter painter_;
+  std::vector<MaskPainter> painters_;  // one a slot: masks of one size
 };
 
 Yolov8Postprocess::Yolov8Postprocess(const YAML::Node& root, const AIEngineConfig& config,
