@@ -13,6 +13,7 @@
 #include <optional>
 #include <utility>
 
+#include "dirty_seg_detector/mask_kernels.h"
 #include "dirty_seg_detector/pixel_kernels.h"
 #include "engine/to_string.h"
 #include "geometry/letterbox.h"
@@ -203,10 +204,10 @@ void AddMask(const cv::Mat& mask, const cv::Point& origin, int label,
   if (is_new) {
     canvas->second = cv::Mat::zeros(geometry::kFrameHeight, geometry::kFrameWidth, CV_8UC1);
   }
-  const cv::Mat source = mask(part);
-  cv::Mat target = canvas->second(cv::Rect(origin, part.size()));
-  cv::bitwise_or(target, source, target);
-  pixel_counts.push_back(static_cast<float>(cv::countNonZero(source)));
+  CV_Assert(mask.type() == CV_8UC1);
+  const cv::Mat target = canvas->second(cv::Rect(origin, part.size()));
+  pixel_counts.push_back(static_cast<float>(
+      UniteAndCount(mask.data, mask.step, target.data, target.step, part.height, part.width)));
 }
 
 }  // namespace
