@@ -13,6 +13,8 @@
 #include <optional>
 #include <utility>
 
+#include "common/held_once.h"
+#include "dirty_seg_detector/crop_kernels.h"
 #include "dirty_seg_detector/mask_kernels.h"
 #include "dirty_seg_detector/pixel_kernels.h"
 #include "engine/to_string.h"
@@ -34,6 +36,7 @@ constexpr int kFeceSide = 224;
 constexpr std::size_t kFeceInputBytes = sizeof(float) * 3 * kFeceSide * kFeceSide;
 constexpr std::size_t kFeceOutputBytes = sizeof(float) * 2;
 constexpr int kFeceLabel = 19;
+constexpr int kGrey = 114;
 
 // Bytes of one element by data type code; codes beyond the table count as four.
 std::size_t ElementSize(std::uint32_t data_type) {
@@ -134,6 +137,55 @@ bool IsColorImage(const cv::Mat& image) { return image.dims <= 2 && image.type()
 // Floats that `image` takes in a tensor.
 std::size_t TensorLength(const cv::Mat& image) {
   return image.total() * static_cast<std::size_t>(image.channels());
+}
+
+// Greys what lies around `inner`.
+void FillBorder(const cv::Rect& inner, cv::Mat& square) {
+  const cv::Scalar grey(kGrey, kGrey, kGrey, 0.0);
+  square.rowRange(0, inner.y).setTo(grey);
+  square.rowRange(inner.br().y, square.rows).setTo(grey);
+  square.colRange(0, inner.x).setTo(grey);
+  square.colRange(inner.br().x, square.cols).setTo(grey);
+}
+
+cv::Mat PadSquare(const cv::Mat& image) {
+  const geometry::SquareBorder border = geometry::BorderToSquare(image.size());
+  cv::Mat square;
+  cv::copyMakeBorder(image, square, border.top_and_bottom, border.top_and_bottom,
+                     border.left_and_right, border.left_and_right, cv::BORDER_CONSTANT,
+                     cv::Scalar(kGrey, kGrey, kGrey, 0.0));
+  return square;
+}
+
+// Scales `crop` with nearest neighbour so that its longer side is `side`, and pads it square. The
+// result has memory of its own, that of `square` where it fits. Colour images take one pass; what
+// PopulateData will refuse, and sizes that cv::resize will, take OpenCV's way.
+cv::Mat CutSquare(const cv::Mat& crop, int side, cv::Mat square) {
+  const cv::Size scaled = geometry::ScaleLongerSideTo(side, crop.size());
+  if (!IsColorImage(crop) || scaled.width <= 0 || scaled.height <= 0) {
+    cv::Mat resized;
+    cv::resize(crop, resized, scaled, 0, 0, cv::INTER_NEAREST);
+    return PadSquare(resized);
+  }
+  const geometry::SquareBorder border = geometry::BorderToSquare(scaled);
+  const cv::Rect inner({border.left_and_right, border.top_and_bottom}, scaled);
+  square.create(scaled.height + 2 * inner.y, scaled.width + 2 * inner.x, CV_8UC3);
+  std::vector<int> columns;
+  std::vector<int> rows;
+  NearestIndices(crop.cols, scaled.width, columns);
+  NearestIndices(crop.rows, scaled.height, rows);
+  FillBorder(inner, square);
+  cv::Mat target = square(inner);
+  GatherPixels(crop.data, crop.step, columns, rows, target.data, target.step);
+  return square;
+}
+
+// Takes the matrix of that name out, unless somebody else holds its memory too.
+cv::Mat TakeUnshared(std::map<std::string, cv::Mat>& images, const std::string& name) {
+  const auto entry = images.find(name);
+  if (entry == images.end()) return {};
+  cv::Mat image = std::move(entry->second);
+  return IsHeldOnce(image) ? image : cv::Mat();
 }
 
 // Where the n-th image of a batch goes when all are as large as `image`.
@@ -320,6 +372,8 @@ bool DirtySegDetector::PreProcessFromSingleImageCrop(const ImageMap& images, AIB
     TESSMAR_LOG_ERROR("Invalid input image");
     return false;
   }
+  // The memory of the last frame's crops serves again; nothing of their content does.
+  std::map<std::string, cv::Mat> previous = std::move(crop_images_);
   crop_images_.clear();
   if (!patches_.empty()) {
     TESSMAR_LOG_INFO("Using predefined patches, count: {}", patches_.size());
@@ -329,13 +383,9 @@ bool DirtySegDetector::PreProcessFromSingleImageCrop(const ImageMap& images, AIB
   for (const cv::Rect& patch : patches_) {
     const cv::Rect clipped = geometry::ClipFarEdges(patch, color->size());
     if (clipped.width <= 0 || clipped.height <= 0) continue;
-    // The deep copy keeps the frame's memory out of crop_images_.
-    const cv::Mat crop = (*color)(clipped).clone();
-    const cv::Size scaled =
-        geometry::ScaleLongerSideTo(std::max(size.width, size.height), crop.size());
-    cv::Mat resized;
-    cv::resize(crop, resized, scaled, 0, 0, cv::INTER_NEAREST);
-    const cv::Mat& square = crop_images_["crop_" + std::to_string(count)] = MakeSquare(resized);
+    const std::string name = "crop_" + std::to_string(count);
+    const cv::Mat& square = crop_images_[name] = CutSquare(
+        (*color)(clipped), std::max(size.width, size.height), TakeUnshared(previous, name));
 
     const Slot slot = FindSlot(input, square, count++);
     if (slot.first == nullptr && IsColorImage(square)) {
@@ -477,14 +527,6 @@ bool DirtySegDetector::PreProcessFece(const cv::Mat& crop, AIBuff& input) {
   return true;
 }
 
-cv::Mat DirtySegDetector::MakeSquare(const cv::Mat& image) {
-  const geometry::SquareBorder border = geometry::BorderToSquare(image.size());
-  constexpr double kGrey = 114.0;
-  cv::Mat square;
-  cv::copyMakeBorder(image, square, border.top_and_bottom, border.top_and_bottom,
-                     border.left_and_right, border.left_and_right, cv::BORDER_CONSTANT,
-                     cv::Scalar(kGrey, kGrey, kGrey, 0.0));
-  return square;
-}
+cv::Mat DirtySegDetector::MakeSquare(const cv::Mat& image) { return PadSquare(image); }
 
 }  // namespace nuvik::perception::dirty_seg_detector

@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/held_once.h"
+
 namespace nuvik::model {
 namespace {
 
@@ -58,11 +60,6 @@ void ReplaceNotFinite(int count, float* logits) {
     const float logit = logits[i];
     logits[i] = std::fabs(logit) <= kLogitLimit ? logit : -kLogitLimit;
   }
-}
-
-// Whether no other matrix shares the memory. Once true it stays so: nobody else can make a copy.
-bool IsHeldOnce(const cv::Mat& matrix) {
-  return matrix.u != nullptr && CV_XADD(&matrix.u->refcount, 0) == 1;
 }
 
 // Blends two stretched rows and thresholds.
