@@ -5,6 +5,7 @@
 #include <spdlog/sinks/base_sink.h>
 
 #include <cstdio>
+#include <utility>
 
 #include "logger/logger.h"
 
@@ -54,6 +55,7 @@ class CapturedLog::Sink : public spdlog::sinks::base_sink<spdlog::details::null_
   Lines lines;
   std::vector<std::string> raw_texts;
   std::vector<int> source_lines;
+  std::function<void()> on_line;
   int last_number = 0;
 
  protected:
@@ -68,13 +70,14 @@ class CapturedLog::Sink : public spdlog::sinks::base_sink<spdlog::details::null_
     source_lines.push_back(message.source.line);
     lines.push_back({message.level, message.source.funcname,
                      raw.size() < prefix.size() ? raw : raw.substr(prefix.size())});
+    if (on_line) on_line();
   }
   void flush_() override {}
 };
 
 CapturedLog::CapturedLog() : sink_(std::make_shared<Sink>()) {
   tessmar::Logger& instance = tessmar::Logger::Instance("spdlog");
-  instance.sequence = 0;
+  RestartAt(0);
   instance.level = spdlog::level::debug;
   instance.logger->set_level(spdlog::level::debug);
   replaced_sinks_ = instance.logger->sinks();
@@ -94,3 +97,10 @@ void CapturedLog::Clear() {
   sink_->raw_texts.clear();
   sink_->source_lines.clear();
 }
+
+void CapturedLog::RestartAt(std::uint8_t sequence) {
+  tessmar::Logger::Instance("spdlog").sequence = sequence;
+  sink_->last_number = sequence % 128;
+}
+
+void CapturedLog::OnLine(std::function<void()> function) { sink_->on_line = std::move(function); }

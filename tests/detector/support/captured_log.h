@@ -3,6 +3,8 @@
 
 #include <spdlog/common.h>
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -40,6 +42,10 @@ class CapturedLog {
   /// Source line of each call.
   const std::vector<int>& SourceLines() const;
   void Clear();
+  /// Sets the logger's counter; the next line is numbered one further.
+  void RestartAt(std::uint8_t sequence);
+  /// Calls `function` whenever a line comes in.
+  void OnLine(std::function<void()> function);
 
  private:
   class Sink;
