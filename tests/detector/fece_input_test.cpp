@@ -1,5 +1,6 @@
 // PreProcessFece: one crop to the classifier's input tensor.
 #include <opencv2/core.hpp>
+#include <utility>
 
 #include "support/detector_test.h"
 
@@ -202,23 +203,20 @@ TEST_F(PreProcessFece, EmptyCropIsFoundBeforeTheBuffer) {
   ExpectRefused(cv::Mat(), "[FECE] Empty crop image");
 }
 
-struct CropType {
-  int type;
-  int code;
-};
+using TypeAndCode = std::pair<int, int>;
 
 class PreProcessFeceOfType : public PreProcessFece,
-                             public ::testing::WithParamInterface<CropType> {};
+                             public ::testing::WithParamInterface<TypeAndCode> {};
 
 TEST_P(PreProcessFeceOfType, IsRefusedWithItsCode) {
-  ExpectRefused(cv::Mat(3, 3, GetParam().type, cv::Scalar::all(0)),
-                "[FECE] Invalid image type: " + std::to_string(GetParam().code));
+  ExpectRefused(cv::Mat(3, 3, GetParam().first, cv::Scalar::all(0)),
+                "[FECE] Invalid image type: " + std::to_string(GetParam().second));
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, PreProcessFeceOfType,
-                         ::testing::Values(CropType{CV_8UC1, 0}, CropType{CV_8UC4, 24},
-                                           CropType{CV_32FC3, 21}, CropType{CV_16UC3, 18}),
-                         [](const auto& test) { return std::to_string(test.param.code); });
+                         ::testing::Values(TypeAndCode{CV_8UC1, 0}, TypeAndCode{CV_8UC4, 24},
+                                           TypeAndCode{CV_32FC3, 21}, TypeAndCode{CV_16UC3, 18}),
+                         [](const auto& test) { return std::to_string(test.param.second); });
 
 TEST_F(PreProcessFece, TypeIsCheckedAfterTheResize) {
   EXPECT_THROW(detector.PreProcessFece(cv::Mat(3, 3, CV_32SC3, cv::Scalar::all(0)), input),

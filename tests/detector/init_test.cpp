@@ -2,6 +2,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <stdexcept>
+#include <utility>
 
 #include "support/detector_test.h"
 
@@ -256,27 +257,25 @@ TEST_F(Init, NegativeInputSizeThrowsLengthError) {
 
 // --- Output buffers ---
 
-struct TypeCase {
-  std::uint32_t code;
-  std::size_t bytes;
-};
+using CodeAndBytes = std::pair<std::uint32_t, std::size_t>;
 
-class InitOutputType : public Init, public ::testing::WithParamInterface<TypeCase> {};
+class InitOutputType : public Init, public ::testing::WithParamInterface<CodeAndBytes> {};
 
 TEST_P(InitOutputType, SizesTheElement) {
-  const AIBuff buffer = OutputBuffer({1, 2, 3}, GetParam().code);
+  const AIBuff buffer = OutputBuffer({1, 2, 3}, GetParam().first);
 
-  EXPECT_TRUE(IsZeroed(buffer, 6 * GetParam().bytes));
-  EXPECT_EQ(buffer.data_type, GetParam().code);
+  EXPECT_TRUE(IsZeroed(buffer, 6 * GetParam().second));
+  EXPECT_EQ(buffer.data_type, GetParam().first);
   EXPECT_EQ(buffer.shape, (std::vector<std::int64_t>{1, 2, 3}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Codes, InitOutputType,
-                         ::testing::Values(TypeCase{0, 1}, TypeCase{1, 2}, TypeCase{2, 4},
-                                           TypeCase{3, 4}, TypeCase{4, 8}, TypeCase{5, 8},
-                                           TypeCase{6, 4}, TypeCase{9, 4},
-                                           TypeCase{4294967295U, 4}),
-                         [](const auto& test) { return std::to_string(test.param.code); });
+                         ::testing::Values(CodeAndBytes{0, 1}, CodeAndBytes{1, 2},
+                                           CodeAndBytes{2, 4}, CodeAndBytes{3, 4},
+                                           CodeAndBytes{4, 8}, CodeAndBytes{5, 8},
+                                           CodeAndBytes{6, 4}, CodeAndBytes{9, 4},
+                                           CodeAndBytes{4294967295U, 4}),
+                         [](const auto& test) { return std::to_string(test.param.first); });
 
 TEST_F(Init, EmptyOutputShapeIsOneElement) {
   EXPECT_TRUE(IsZeroed(OutputBuffer({}, alg::common::kAIInt64), 8));

@@ -96,6 +96,8 @@ struct KernelCase {
   Formula formula;
 };
 
+void PrintTo(const KernelCase& kernel_case, std::ostream* out) { *out << kernel_case.name; }
+
 class PackPlanes : public ::testing::TestWithParam<KernelCase> {
  protected:
   void Expect(const Shape& shape, int start = 0,
