@@ -1,5 +1,6 @@
 #include "host/frame_detector.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <utility>
@@ -19,6 +20,13 @@ std::string Join(const std::vector<std::string>& texts) {
 std::string ErrorText(const FrameLog& log) {
   if (log.errors.empty()) return "the detector failed; SPDLOG_LEVEL hides why";
   return Join(log.errors);
+}
+
+// OpenCV's exceptions end in a line break.
+std::string OneLine(std::string text) {
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
 }
 
 DirtyStatusResultData Failure(std::string cause) {
@@ -41,7 +49,7 @@ FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& l
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& exception) {
-    cause = exception.what();
+    cause = OneLine(exception.what());
   }
   log_.TakeLines();
   if (!cause.empty()) throw SetupError(files + cause);
@@ -57,7 +65,7 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     throw;
   } catch (const std::exception& exception) {
     result = nullptr;
-    exception_text = exception.what();
+    exception_text = OneLine(exception.what());
   }
   FrameOutcome outcome;
   outcome.total_ms = watch.Milliseconds();

@@ -1,0 +1,506 @@
+// The built program's `detect` on real files: results, streams, exit statuses.
+//
+// Two patches of 64 x 64 pixels on seg-b2-64, which finds one box in each (frame_detector_test.cpp
+// has the numbers).
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "host/run_length.h"
+#include "support/paths.h"
+#include "support/pictures.h"
+#include "support/program.h"
+#include "support/temporary_folder.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::json;
+using test::CommonNetwork;
+using test::HostNetwork;
+using test::ProgramResult;
+using test::ReadFile;
+using test::RunProgram;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Arguments = std::vector<std::string>;
+
+constexpr const char* kPatches =
+    "patch:\n  enable: true\n  patches:\n    - [0, 0, 64, 64]\n    - [640, 440, 64, 64]\n";
+
+Arguments operator+(Arguments first, const Arguments& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+std::vector<json> ParseLines(const std::string& text) {
+  std::vector<json> rows;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) rows.push_back(json::parse(line));
+  return rows;
+}
+
+std::vector<std::string> KeysOf(const json& object) {
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : object.items()) keys.push_back(key);
+  return keys;
+}
+
+class Detect : public testing::Test {
+ protected:
+  Arguments Command(const std::string& model = CommonNetwork("seg-b2-64"),
+                    const std::string& yaml = kPatches) {
+    return {"detect", "--model", model, "--config", folder_.Write("config.yaml", yaml)};
+  }
+
+  static Arguments Classifier(const std::string& model, const std::string& class_ids = "0") {
+    return {"--fece-model", model, "--fece-class-ids", class_ids};
+  }
+
+  std::string Picture(const std::string& name, const cv::Scalar& colour,
+                      const cv::Size& size = test::kFrame) {
+    return test::WritePicture(folder_ / name, test::Plain(size, colour));
+  }
+
+  // Standard error of a run that is refused.
+  std::string RefusalOf(const Arguments& arguments) {
+    const ProgramResult result = RunProgram(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.output, "");
+    return result.errors;
+  }
+
+  test::TemporaryFolder folder_;
+};
+
+// ---- Results ------------------------------------------------------------------------------------
+
+TEST_F(Detect, WritesOneLineAPictureAndNothingElse) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const std::string green = Picture("green.png", test::kGreenPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{red, green});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
+  const std::vector<json> rows = ParseLines(result.output);
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0]["source"], red);
+  EXPECT_EQ(rows[0]["frame"], 0);
+  EXPECT_EQ(rows[0]["success"], true);
+  EXPECT_EQ(rows[0]["message"], "success");
+  EXPECT_EQ(rows[0]["bboxes"], json::parse("[[16, 24, 48, 40], [656, 464, 688, 480]]"));
+  EXPECT_EQ(rows[0]["scores"], json::parse("[1, 1]"));
+  EXPECT_EQ(rows[0]["labels"], json::parse("[0, 0]"));
+  EXPECT_EQ(rows[0]["label_names"], json::parse(R"({"0": "red"})"));
+  EXPECT_EQ(rows[0]["mask_pixel_counts"], json::parse("[512, 512]"));
+  EXPECT_EQ(rows[0]["label_masks"]["0"]["pixels"], 1024);
+  EXPECT_FALSE(rows[0]["label_masks"]["0"].contains("file"));
+  EXPECT_EQ(rows[1]["source"], green);
+  EXPECT_EQ(rows[1]["labels"], json::parse("[1, 1]"));
+}
+
+TEST_F(Detect, TellsTheTimeOfEveryStage) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const std::vector<json> rows = ParseLines(RunProgram(Command() + Arguments{red}).output);
+  ASSERT_EQ(rows.size(), 1U);
+  const json& times = rows[0]["timing_ms"];
+  double stages = 0.0;
+  for (const char* stage : {"preprocess", "inference", "postprocess", "convert"}) {
+    ASSERT_TRUE(times.contains(stage)) << stage;
+    stages += times[stage].get<double>();
+  }
+  EXPECT_NEAR(stages, times["total"].get<double>(), 0.01);  // each rounded to a microsecond
+  EXPECT_GT(times["read"].get<double>(), 0.0);
+  EXPECT_GT(times["write"].get<double>(), 0.0);
+}
+
+TEST_F(Detect, GivesTheSameMaskAsRunLengthsAndAsAPicture) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const std::string out = folder_ / "out";
+  const ProgramResult result = RunProgram(Command() + Arguments{"--output", out, red});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors,
+            "dirty_seg: 1 of 1 inputs processed; results in '" + out + "/results.jsonl'\n");
+  const std::vector<json> rows = ParseLines(ReadFile(out + "/results.jsonl"));
+  ASSERT_EQ(rows.size(), 1U);
+  const json& entry = rows[0]["label_masks"]["0"];
+  EXPECT_EQ(entry["file"], "red.mask_0.png");
+  cv::Mat expected = cv::Mat::zeros(test::kFrame, CV_8UC1);
+  expected(cv::Rect(16, 24, 32, 16)).setTo(255);
+  expected(cv::Rect(656, 464, 32, 16)).setTo(255);
+  const cv::Mat picture = cv::imread(out + "/red.mask_0.png", cv::IMREAD_UNCHANGED);
+  ASSERT_EQ(picture.size(), expected.size());
+  EXPECT_EQ(cv::countNonZero(picture != expected), 0);
+  const cv::Mat decoded =
+      DecodeRunLengths({entry["rle"]["size"][0], entry["rle"]["size"][1], entry["rle"]["counts"]});
+  ASSERT_EQ(decoded.size(), expected.size());
+  EXPECT_EQ(cv::countNonZero(decoded != expected), 0);
+  EXPECT_EQ(cv::imread(out + "/red.overlay.jpg").size(), test::kFrame);
+}
+
+TEST_F(Detect, NamesConfirmedFaeces) {
+  const std::string magenta = Picture("magenta.png", test::kMagentaPixel);
+  const Arguments command = Command() + Classifier(CommonNetwork("classifier-dynamic-batch"));
+  const std::vector<json> rows = ParseLines(RunProgram(command + Arguments{magenta}).output);
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0]["labels"], json::parse("[19, 19]"));
+  EXPECT_EQ(rows[0]["label_names"], json::parse(R"({"19": "faeces"})"));
+}
+
+TEST_F(Detect, HandsTheClassifiersThresholdsOn) {
+  // Magenta is confirmed with 0.60; its boxes have 512 pixels.
+  const std::string magenta = Picture("magenta.png", test::kMagentaPixel);
+  const Arguments command = Command() + Classifier(CommonNetwork("classifier-224"), "5,0");
+  const auto label = [&](const Arguments& more) {
+    const std::vector<json> rows =
+        ParseLines(RunProgram(command + more + Arguments{magenta}).output);
+    return rows.size() == 1 ? rows[0]["labels"][0].get<int>() : -1;
+  };
+  EXPECT_EQ(label({}), 19);
+  EXPECT_EQ(label({"--fece-score-threshold", "0.65"}), 0);
+  EXPECT_EQ(label({"--fece-area-threshold", "511"}), 19);
+  EXPECT_EQ(label({"--fece-area-threshold", "512"}), 0);
+}
+
+TEST_F(Detect, TakesAnOpenBatchFromThePatches) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result =
+      RunProgram(Command(CommonNetwork("seg-dynamic")) + Arguments{"--threads", "1", red});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ParseLines(result.output).at(0)["labels"], json::parse("[0, 0]"));
+}
+
+// ---- Inputs -------------------------------------------------------------------------------------
+
+TEST_F(Detect, TakesThePicturesOfAFolderByName) {
+  folder_.MakeFolder("pictures");
+  const std::string b = Picture("pictures/b.png", test::kRedPixel);
+  const std::string a = Picture("pictures/a.bmp", test::kGreenPixel);
+  folder_.Write("pictures/notes.txt", "no picture");
+  const ProgramResult result = RunProgram(Command() + Arguments{folder_ / "pictures"});
+  EXPECT_EQ(result.status, 0);
+  const std::vector<json> rows = ParseLines(result.output);
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0]["source"], a);
+  EXPECT_EQ(rows[1]["source"], b);
+}
+
+TEST_F(Detect, TellsAnotherSizeAndGoesOn) {
+  const std::string large = Picture("large.png", test::kRedPixel, {2000, 1100});
+  const ProgramResult result = RunProgram(Command() + Arguments{large});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "dirty_seg: warning: '" + large +
+                               "' is 2000 x 1100, not 1920 x 1080: patches and results are placed "
+                               "as on a 1920 x 1080 frame\n");
+  EXPECT_EQ(ParseLines(result.output).at(0)["labels"], json::parse("[0, 0]"));
+}
+
+TEST_F(Detect, KeepsPicturesOfOneNameApart) {
+  folder_.MakeFolder("a");
+  folder_.MakeFolder("b");
+  const std::string out = folder_ / "out";
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"--output", out, Picture("a/one.png", test::kRedPixel),
+                                       Picture("b/one.png", test::kGreenPixel)});
+  EXPECT_EQ(result.status, 0);
+  const std::vector<json> rows = ParseLines(ReadFile(out + "/results.jsonl"));
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0]["label_masks"]["0"]["file"], "one.mask_0.png");
+  EXPECT_EQ(rows[1]["label_masks"]["1"]["file"], "one-2.mask_1.png");
+  for (const char* file :
+       {"one.overlay.jpg", "one-2.overlay.jpg", "one.mask_0.png", "one-2.mask_1.png"}) {
+    EXPECT_TRUE(std::filesystem::is_regular_file(out + "/" + file)) << file;
+  }
+}
+
+TEST_F(Detect, NamesEachInputThatFailsAndDoesTheRest) {
+  const std::string text = folder_.Write("text.png", "no picture");
+  const std::string empty = folder_.MakeFolder("empty");
+  const std::string missing = folder_ / "missing.png";
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{missing, text, empty, red});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors, HasSubstr("dirty_seg: error: '" + missing +
+                                       "': cannot be opened: No such file or directory\n"));
+  EXPECT_THAT(result.errors,
+              HasSubstr("dirty_seg: error: '" + text + "': is no picture that can be read\n"));
+  EXPECT_THAT(result.errors,
+              HasSubstr("dirty_seg: error: '" + empty + "': the folder has no picture; expected"));
+  const std::vector<json> rows = ParseLines(result.output);
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0]["source"], red);
+}
+
+TEST_F(Detect, WritesALineForAFrameThatFailsAmongOthers) {
+  const std::string green = Picture("green.png", test::kGreenPixel);
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result =
+      RunProgram(Command(HostNetwork("seg-fails-on-red")) + Arguments{green, red, green});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors, HasSubstr("dirty_seg: error: '" + red +
+                                       "': Dirty seg detection inference status is 5\n"));
+  const std::vector<json> rows = ParseLines(result.output);
+  ASSERT_EQ(rows.size(), 3U);
+  EXPECT_EQ(rows[0]["success"], true);
+  EXPECT_EQ(rows[1]["success"], false);
+  EXPECT_EQ(rows[1]["source"], red);
+  EXPECT_EQ(rows[1]["message"], "Dirty seg detection inference status is 5");
+  EXPECT_EQ(rows[1]["bboxes"], json::array());
+  EXPECT_EQ(rows[2]["success"], true);
+}
+
+TEST_F(Detect, SaysWhenNoPatchReachesIntoAPicture) {
+  const std::string tiny = Picture("tiny.png", test::kRedPixel, {32, 32});
+  const std::string yaml = "patch: {enable: true, patches: [[640, 440, 64, 64]]}";
+  const ProgramResult result =
+      RunProgram(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{tiny});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors,
+              HasSubstr("dirty_seg: error: '" + tiny +
+                        "': PreProcess error; no patch reaches into a picture of 32 x 32\n"));
+  EXPECT_EQ(ParseLines(result.output).at(0)["success"], false);
+}
+
+TEST_F(Detect, WarnsOfAClassifierThatFails) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result =
+      RunProgram(Command() + Classifier(HostNetwork("classifier-fails-on-red")) + Arguments{red});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors,
+              HasSubstr("dirty_seg: warning: '" + red + "': fece inference status is 5\n"));
+  EXPECT_EQ(ParseLines(result.output).at(0)["labels"], json::parse("[0, 0]"));
+}
+
+TEST_F(Detect, WarnsOfAClassThatTheNetworkDoesNotName) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result =
+      RunProgram(Command() + Classifier(CommonNetwork("classifier-224"), "0,7") + Arguments{red});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors,
+            "dirty_seg: warning: --fece-class-ids 7: the segmentation network names no such class, "
+            "so it has no effect\n");
+}
+
+TEST_F(Detect, FailsAnInputWhoseResultCannotBeWritten) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{red}, {}, "/dev/full");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors, "dirty_seg: error: '" + red +
+                               "': the result cannot be written to standard output: No space left "
+                               "on device\n");
+}
+
+// ---- The library's log --------------------------------------------------------------------------
+
+TEST_F(Detect, ShowsTheLogOnStandardErrorWhenVerbose) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{"-v", red});
+  EXPECT_EQ(ParseLines(result.output).size(), 1U);
+  EXPECT_THAT(result.errors, StartsWith("  1 [INFO] Initing dirty seg detector model succeed\n"));
+  EXPECT_THAT(result.errors, HasSubstr("[INFO] Total crops: 2\n"));
+}
+
+TEST_F(Detect, ShowsTheLogOnStandardOutputToWhomSetsTheVariable) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{red}, {"SPDLOG_STDOUT=true"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, StartsWith("  1 [INFO] Initing dirty seg detector model succeed\n"));
+  EXPECT_THAT(result.output, HasSubstr("\n{\"source\":"));
+  EXPECT_THAT(result.output, Not(HasSubstr("environment variable")));
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(Detect, KeepsStandardOutputPureUnderTheOtherVariables) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  for (const char* variable : {"SPDLOG_STDOUT=false", "SPDLOG_LEVEL=debug", "SPDLOG_LEVEL=trace",
+                               "SPDLOG_SYSTEMD=false", "SPDLOG_SYSTEMD=true"}) {
+    SCOPED_TRACE(variable);
+    const ProgramResult result = RunProgram(Command() + Arguments{red}, {variable});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "");
+    const std::vector<json> rows = ParseLines(result.output);
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_TRUE(rows[0]["timing_ms"].contains("inference"));
+  }
+}
+
+TEST_F(Detect, TellsAVariablesValueThatTheLibraryDoesNotKnow) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{red}, {"SPDLOG_LEVEL=warn"});
+  EXPECT_EQ(ParseLines(result.output).size(), 1U);
+  EXPECT_EQ(result.errors, "environment variable SPDLOG_LEVEL is invalid, and set default level\n");
+}
+
+TEST_F(Detect, LeavesOutTheTimesThatTheUsersLevelHides) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{red}, {"SPDLOG_LEVEL=error"});
+  EXPECT_THAT(KeysOf(ParseLines(result.output).at(0)["timing_ms"]),
+              ElementsAre("read", "total", "write"));
+}
+
+TEST_F(Detect, SaysThatTheUsersLevelHidesACause) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command(HostNetwork("seg-fails-on-red")) + Arguments{red},
+                                          {"SPDLOG_LEVEL=critical"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(ParseLines(result.output).at(0)["message"],
+            "the detector failed; SPDLOG_LEVEL hides why");
+}
+
+// ---- Refusals: exit status 2 --------------------------------------------------------------------
+
+TEST_F(Detect, RefusesAModelThatIsMissing) {
+  const std::string model = folder_ / "missing.onnx";
+  const std::string errors = RefusalOf(Command(model) + Arguments{"x.png"});
+  EXPECT_THAT(errors, HasSubstr("'" + model + "': cannot be opened: No such file or directory"));
+  EXPECT_THAT(errors, HasSubstr("dirty_seg: error: '" + model +
+                                "': cannot be used as the segmentation network; the engine's "
+                                "message above says why\n"));
+}
+
+TEST_F(Detect, RefusesATruncatedModel) {
+  const std::string whole = ReadFile(CommonNetwork("seg-b2-64"));
+  const std::string model = folder_.Write("cut.onnx", whole.substr(0, whole.size() / 2));
+  const std::string errors = RefusalOf(Command(model) + Arguments{"x.png"});
+  EXPECT_THAT(errors, HasSubstr("'" + model + "': is no usable ONNX network"));
+}
+
+TEST_F(Detect, RefusesATextThatIsNamedOnnx) {
+  const std::string model = folder_.Write("text.onnx", "This is a text.\n");
+  const std::string errors = RefusalOf(Command(model) + Arguments{"x.png"});
+  EXPECT_THAT(errors, HasSubstr("'" + model + "': is no usable ONNX network"));
+}
+
+TEST_F(Detect, RefusesANetworkThatIsNoSegmentation) {
+  const std::string model = CommonNetwork("boxes-only");
+  const std::string errors = RefusalOf(Command(model) + Arguments{"x.png"});
+  EXPECT_THAT(errors, HasSubstr("dirty_seg: error: '" + model + "' with '" +
+                                folder_ / "config.yaml" + "': no YOLOv8 segmentation network: "));
+}
+
+TEST_F(Detect, RefusesMorePatchesThanTheBatchHasSlots) {
+  const std::string yaml = std::string(kPatches) + "    - [0, 0, 640, 640]\n";
+  EXPECT_THAT(RefusalOf(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{"x.png"}),
+              HasSubstr("its batch of 2 is too small for the 3 patches of the configuration"));
+}
+
+TEST_F(Detect, RefusesAPatchOutsideTheFrame) {
+  const std::string yaml = std::string(kPatches) + "    - [1920, 0, 640, 640]\n";
+  EXPECT_EQ(RefusalOf(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{"x.png"}),
+            "dirty_seg: error: '" + folder_ / "config.yaml" +
+                "' line 6: patch 2 (counted from 0) '[1920, 0, 640, 640]' lies outside the frame; "
+                "expected x < 1920, y < 1080\n");
+}
+
+TEST_F(Detect, RefusesAConfigurationOfTheWrongType) {
+  EXPECT_EQ(RefusalOf(Command(CommonNetwork("seg-b2-64"), "patch: {enable: perhaps}") +
+                      Arguments{"x.png"}),
+            "dirty_seg: error: '" + folder_ / "config.yaml" +
+                "' line 1: patch.enable is 'perhaps'; expected true or false\n");
+  const std::string yaml = std::string(kPatches) + "postprocess:\n  iou_threshold: high\n";
+  EXPECT_THAT(RefusalOf(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{"x.png"}),
+              HasSubstr("config.yaml': postprocess.iou_threshold in line 7 is 'high'; expected a "
+                        "number from 0 to 1\n"));
+}
+
+TEST_F(Detect, RefusesAClassifierOfAnotherSize) {
+  const std::string model = CommonNetwork("classifier-112");
+  EXPECT_EQ(RefusalOf(Command() + Classifier(model) + Arguments{"x.png"}),
+            "dirty_seg: error: '" + model +
+                "': input 'input' is float32 [1, 3, 112, 112]; expected float32 [1, 3, 224, "
+                "224]\n");
+}
+
+TEST_F(Detect, RefusesAnOutputFolderThatCannotBeMade) {
+  const std::string out = folder_.Write("file", "") + "/out";
+  EXPECT_EQ(
+      RefusalOf(Command() + Arguments{"--output", out, "x.png"}),
+      "dirty_seg: error: --output '" + out + "': the folder cannot be made: Not a directory\n");
+}
+
+struct Usage {
+  const char* name;
+  Arguments arguments;
+  const char* message;
+
+  friend std::ostream& operator<<(std::ostream& stream, const Usage& usage) {
+    return stream << testing::PrintToString(usage.arguments);
+  }
+};
+
+class DetectUsage : public testing::TestWithParam<Usage> {};
+
+TEST_P(DetectUsage, IsRefusedWithTheCause) {
+  const ProgramResult result = RunProgram(GetParam().arguments);
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors, std::string("dirty_seg: error: ") + GetParam().message +
+                               "; 'dirty_seg detect --help' shows the usage\n");
+}
+
+const Arguments kEnough{"detect", "--model", "m", "--config", "c", "x.png"};
+
+INSTANTIATE_TEST_SUITE_P(
+    All, DetectUsage,
+    testing::Values(
+        Usage{"NoCommand", {}, "A subcommand is required"},
+        Usage{"NoModel", {"detect", "--config", "c", "x.png"}, "--model is required"},
+        Usage{"NoConfig", {"detect", "--model", "m", "x.png"}, "--config is required"},
+        Usage{"NoInput", {"detect", "--model", "m", "--config", "c"}, "INPUT is required"},
+        Usage{"UnknownOption", kEnough + Arguments{"--nonsense"},
+              "The following argument was not expected: --nonsense"},
+        Usage{"ClassifierWithoutClasses", kEnough + Arguments{"--fece-model", "f"},
+              "--fece-model requires --fece-class-ids"},
+        Usage{"ClassesWithoutClassifier", kEnough + Arguments{"--fece-class-ids", "0"},
+              "--fece-class-ids requires --fece-model"},
+        Usage{"ScoreWithoutClassifier", kEnough + Arguments{"--fece-score-threshold", "0.5"},
+              "--fece-score-threshold requires --fece-model"},
+        Usage{"AreaWithoutClassifier", kEnough + Arguments{"--fece-area-threshold", "400"},
+              "--fece-area-threshold requires --fece-model"},
+        Usage{"ClassThatIsNoNumber",
+              kEnough + Arguments{"--fece-model", "f", "--fece-class-ids", "0,faeces"},
+              "--fece-class-ids: faeces is not a class id, a whole number from 0"},
+        Usage{"NegativeClass", kEnough + Arguments{"--fece-model", "f", "--fece-class-ids", "-1"},
+              "--fece-class-ids: -1 is not a class id, a whole number from 0"},
+        Usage{"ScoreAboveOne",
+              kEnough + Arguments{"--fece-model", "f", "--fece-class-ids", "0",
+                                  "--fece-score-threshold", "1.5"},
+              "--fece-score-threshold: 1.5 is not a number from 0 to 1"},
+        Usage{"ScoreThatIsNoNumber",
+              kEnough + Arguments{"--fece-model", "f", "--fece-class-ids", "0",
+                                  "--fece-score-threshold", "nan"},
+              "--fece-score-threshold: nan is not a number from 0 to 1"},
+        Usage{"NegativeArea",
+              kEnough + Arguments{"--fece-model", "f", "--fece-class-ids", "0",
+                                  "--fece-area-threshold", "-4"},
+              "--fece-area-threshold: -4 is not a number of pixels from 0"},
+        Usage{"FractionOfAThread", kEnough + Arguments{"--threads", "1.5"},
+              "--threads: 1.5 is not a whole number from 0 to 1024"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(Program, ShowsHelpAndVersionOnStandardOutput) {
+  for (const Arguments& arguments : {Arguments{"--help"}, Arguments{"detect", "--help"}}) {
+    const ProgramResult result = RunProgram(arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, HasSubstr("Usage: dirty_seg"));
+    EXPECT_EQ(result.errors, "");
+  }
+  const ProgramResult version = RunProgram({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.output, "dirty_seg " DIRTY_SEG_VERSION "\n");
+}
+
+TEST(Program, ShowsAHelpThatFitsAScreen) {
+  std::istringstream help(RunProgram({"detect", "--help"}).output);
+  int lines = 0;
+  for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 100U) << line;
+  EXPECT_LE(lines, 40);
+}
+
+}  // namespace
+}  // namespace dirty_seg

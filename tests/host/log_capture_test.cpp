@@ -1,0 +1,156 @@
+// Standard output under the log capture. The library's log is played by printf.
+#include "host/log_capture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <optional>
+
+#include "support/environment.h"
+
+namespace dirty_seg {
+namespace {
+
+using test::ScopedVariable;
+using test::Variable;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kLine = "  1 [INFO] Total crops: 6";
+constexpr const char* kNotice =
+    "environment variable SPDLOG_LEVEL is invalid, and set default level";
+
+struct Written {
+  std::string output;
+  std::string errors;
+};
+
+// What `use` of a capture leaves on the real streams when the user set SPDLOG_STDOUT so.
+Written RunCapture(const std::optional<std::string>& user_choice, bool verbose,
+                   const std::function<void(LogCapture&)>& use) {
+  const ScopedVariable choice("SPDLOG_STDOUT", user_choice);
+  const ScopedVariable journal("SPDLOG_SYSTEMD", std::nullopt);
+  const ScopedVariable level("SPDLOG_LEVEL", std::nullopt);
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  {
+    LogCapture log(verbose);
+    use(log);
+  }
+  const std::string errors = testing::internal::GetCapturedStderr();
+  return {testing::internal::GetCapturedStdout(), errors};
+}
+
+void LogOneLine(LogCapture& log) {
+  std::printf("%s\n", kLine);
+  log.TakeLines();
+}
+
+TEST(LogCapture, KeepsTheLogOffStandardOutput) {
+  std::vector<std::string> lines;
+  const Written written = RunCapture(std::nullopt, false, [&lines](LogCapture& log) {
+    std::printf("%s\nlast", kLine);
+    lines = log.TakeLines();
+  });
+  EXPECT_THAT(lines, ElementsAre(kLine, "last"));
+  EXPECT_EQ(written.output, "");
+  EXPECT_EQ(written.errors, "");
+}
+
+TEST(LogCapture, LeavesStandardOutputToTheProgram) {
+  const Written written = RunCapture(std::nullopt, false, [](LogCapture& log) {
+    LogOneLine(log);
+    std::fputs("{}\n", log.standard_output());
+  });
+  EXPECT_EQ(written.output, "{}\n");
+}
+
+TEST(LogCapture, GivesStandardOutputBack) {
+  testing::internal::CaptureStdout();
+  {
+    const ScopedVariable choice("SPDLOG_STDOUT", std::nullopt);
+    LogCapture log(false);
+    std::printf("captured\n");
+  }
+  std::printf("free again\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "free again\n");
+}
+
+TEST(LogCapture, PassesOnWhatTheUserWants) {
+  for (const char* const choice : {"true", "1", ""}) {
+    const Written written = RunCapture(choice, false, LogOneLine);
+    EXPECT_EQ(written.output, std::string(kLine) + "\n") << choice;
+    EXPECT_EQ(written.errors, "") << choice;
+  }
+}
+
+TEST(LogCapture, KeepsBackWhatTheUserRefuses) {
+  std::vector<std::string> lines;
+  std::optional<std::string> for_the_library;
+  const Written written = RunCapture("false", false, [&](LogCapture& log) {
+    for_the_library = Variable("SPDLOG_STDOUT");
+    std::printf("%s\n", kLine);
+    lines = log.TakeLines();
+  });
+  EXPECT_EQ(written.output, "");
+  EXPECT_EQ(for_the_library, "true");  // stage times and causes are still needed
+  EXPECT_THAT(lines, ElementsAre(kLine));
+}
+
+TEST(LogCapture, ShowsTheLogOnStandardErrorWhenVerbose) {
+  const Written written = RunCapture(std::nullopt, true, LogOneLine);
+  EXPECT_EQ(written.output, "");
+  EXPECT_EQ(written.errors, std::string(kLine) + "\n");
+}
+
+TEST(LogCapture, ShowsANoticeOnceAlsoWhenNotVerbose) {
+  const auto log_notice = [](LogCapture& log) {
+    std::printf("%s\n", kNotice);
+    log.TakeLines();
+  };
+  EXPECT_EQ(RunCapture(std::nullopt, false, log_notice).errors, std::string(kNotice) + "\n");
+  EXPECT_EQ(RunCapture(std::nullopt, true, log_notice).errors, std::string(kNotice) + "\n");
+  const Written wanted = RunCapture("true", false, log_notice);
+  EXPECT_EQ(wanted.output, std::string(kNotice) + "\n");
+  EXPECT_EQ(wanted.errors, "");
+}
+
+TEST(LogCapture, GivesEachLineOnce) {
+  RunCapture(std::nullopt, false, [](LogCapture& log) {
+    std::printf("one\n");
+    EXPECT_THAT(log.TakeLines(), ElementsAre("one"));
+    std::printf("two\n");
+    EXPECT_THAT(log.TakeLines(), ElementsAre("two"));
+    EXPECT_THAT(log.TakeLines(), IsEmpty());
+  });
+}
+
+TEST(LogCapture, TakesMoreThanAPipeHolds) {
+  const std::string line(1000, 'x');
+  const std::size_t count = 3000;
+  RunCapture(std::nullopt, false, [&](LogCapture& log) {
+    for (std::size_t i = 0; i < count; ++i) std::printf("%s\n", line.c_str());
+    const std::vector<std::string> lines = log.TakeLines();
+    ASSERT_EQ(lines.size(), count);
+    EXPECT_EQ(lines.back(), line);
+  });
+}
+
+TEST(LogCapture, SetsOnlyWhatTheUserLeftUnset) {
+  RunCapture(std::nullopt, false, [](LogCapture&) {
+    EXPECT_EQ(Variable("SPDLOG_STDOUT"), "true");
+    EXPECT_EQ(Variable("SPDLOG_SYSTEMD"), "false");
+    EXPECT_EQ(Variable("SPDLOG_LEVEL"), "info");
+  });
+  const ScopedVariable choice("SPDLOG_STDOUT", "TRUE");
+  const ScopedVariable journal("SPDLOG_SYSTEMD", "true");
+  const ScopedVariable level("SPDLOG_LEVEL", "error");
+  const LogCapture log(false);
+  EXPECT_EQ(Variable("SPDLOG_STDOUT"), "TRUE");
+  EXPECT_EQ(Variable("SPDLOG_SYSTEMD"), "true");
+  EXPECT_EQ(Variable("SPDLOG_LEVEL"), "error");
+}
+
+}  // namespace
+}  // namespace dirty_seg

@@ -1,0 +1,123 @@
+// The output folder, the names of its files, and JSON lines.
+#include "host/output.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "host/errors.h"
+#include "support/pictures.h"
+#include "support/rejection.h"
+#include "support/temporary_folder.h"
+
+namespace dirty_seg {
+namespace {
+
+using test::ReadFile;
+
+TEST(UniqueNames, AreTheStems) {
+  UniqueNames names;
+  EXPECT_EQ(names.Take("pictures/street.png"), "street");
+  EXPECT_EQ(names.Take("floor.2.jpg"), "floor.2");
+}
+
+TEST(UniqueNames, CountUpWhereAStemComesAgain) {
+  UniqueNames names;
+  EXPECT_EQ(names.Take("a/street.png"), "street");
+  EXPECT_EQ(names.Take("b/street.jpg"), "street-2");
+  EXPECT_EQ(names.Take("b/street.jpg"), "street-3");
+}
+
+TEST(UniqueNames, DoNotMeetAStemThatLooksCounted) {
+  UniqueNames names;
+  EXPECT_EQ(names.Take("street-2.png"), "street-2");
+  EXPECT_EQ(names.Take("street.png"), "street");
+  EXPECT_EQ(names.Take("street.jpg"), "street-3");
+}
+
+class Output : public testing::Test {
+ protected:
+  test::TemporaryFolder folder_;
+};
+
+TEST_F(Output, MakesFoldersAndAnEmptyResultsFile) {
+  const std::string path = folder_ / "a/b";
+  const OutputFolder output(path);
+  EXPECT_EQ(output.results_path(), path + "/results.jsonl");
+  EXPECT_TRUE(std::filesystem::is_regular_file(path + "/results.jsonl"));
+}
+
+TEST_F(Output, ReplacesAnOlderResultsFile) {
+  folder_.Write("results.jsonl", "old");
+  const OutputFolder output(folder_.path());
+  EXPECT_EQ(ReadFile(folder_ / "results.jsonl"), "");
+}
+
+TEST_F(Output, ShowsEachLineAtOnce) {
+  const OutputFolder output(folder_.path());
+  WriteJsonLine({{"a", 1}}, "file", output.results());
+  EXPECT_EQ(ReadFile(output.results_path()), "{\"a\":1}\n");
+  WriteJsonLine({{"b", "line\nbreak"}}, "file", output.results());
+  EXPECT_EQ(ReadFile(output.results_path()), "{\"a\":1}\n{\"b\":\"line\\nbreak\"}\n");
+}
+
+TEST_F(Output, ReplacesBytesThatAreNoUtf8) {
+  const OutputFolder output(folder_.path());
+  WriteJsonLine({{"source", "a\xff.png"}}, "file", output.results());
+  EXPECT_EQ(ReadFile(output.results_path()), "{\"source\":\"a\xef\xbf\xbd.png\"}\n");
+}
+
+TEST_F(Output, OnAFullDeviceIsRefusedWithTheCause) {
+  std::FILE* full = std::fopen("/dev/full", "w");
+  ASSERT_NE(full, nullptr);
+  EXPECT_EQ(test::RejectionOf<InputError>([&] { WriteJsonLine({}, "standard output", full); }),
+            "the result cannot be written to standard output: No space left on device");
+  std::fclose(full);
+}
+
+TEST_F(Output, UnderAFileIsRefusedWithTheCause) {
+  const std::string path = folder_.Write("file", "") + "/out";
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { OutputFolder{path}; }),
+            "--output '" + path + "': the folder cannot be made: Not a directory");
+}
+
+TEST_F(Output, WithAFolderInTheResultsPlaceIsRefusedWithTheCause) {
+  const std::string results = folder_.MakeFolder("results.jsonl");
+  EXPECT_EQ(
+      test::RejectionOf<SetupError>([&] { OutputFolder{folder_.path()}; }),
+      "--output '" + folder_.path() + "': '" + results + "' cannot be written: Is a directory");
+}
+
+TEST_F(Output, WritesAMaskAs0And255) {
+  const OutputFolder output(folder_.path());
+  cv::Mat mask = cv::Mat::zeros(4, 6, CV_8UC1);
+  mask.at<unsigned char>(1, 2) = 1;
+  mask.at<unsigned char>(3, 5) = 255;
+  EXPECT_EQ(output.WriteMask("street", 19, mask), "street.mask_19.png");
+  const cv::Mat read = cv::imread(folder_ / "street.mask_19.png", cv::IMREAD_UNCHANGED);
+  ASSERT_EQ(read.type(), CV_8UC1);
+  ASSERT_EQ(read.size(), mask.size());
+  EXPECT_EQ(cv::countNonZero(read != (mask != 0)), 0);
+}
+
+TEST_F(Output, WritesTheOverlayAsJpeg) {
+  const OutputFolder output(folder_.path());
+  EXPECT_EQ(output.WriteOverlay("street", test::Plain({64, 48}, test::kRedPixel)),
+            "street.overlay.jpg");
+  const std::string bytes = ReadFile(folder_ / "street.overlay.jpg");
+  EXPECT_EQ(bytes.substr(0, 3), "\xff\xd8\xff");
+  EXPECT_EQ(cv::imread(folder_ / "street.overlay.jpg").size(), cv::Size(64, 48));
+}
+
+TEST_F(Output, OfAPictureWithAFolderInItsPlaceIsRefused) {
+  const OutputFolder output(folder_.path());
+  const std::string path = folder_.MakeFolder("street.overlay.jpg");
+  EXPECT_EQ(test::RejectionOf<InputError>([&] {
+              output.WriteOverlay("street", test::Plain({8, 8}, test::kRedPixel));
+            }),
+            "'" + path + "' cannot be written: Is a directory");
+}
+
+}  // namespace
+}  // namespace dirty_seg
