@@ -1,0 +1,84 @@
+# What `cmake --install` puts where, in four components: detector, engine, development, tools.
+# The tree works from wherever it is moved to: every path in it is relative to its own place.
+include(CMakePackageConfigHelpers)
+
+# On by default for `cmake --install --prefix ANYWHERE`. A Debian package turns it off: its folder
+# is one of the loader's own, and a path in the detector would beat the system's /etc/ld.so.conf,
+# by which a platform's engine may be put before ours.
+option(DIRTY_SEG_RELOCATABLE
+  "Installed files find each other by paths relative to themselves, not by the loader's search" ON)
+
+# Headers stand below a folder of their own: `engine` is too plain a name for /usr/include.
+set(include_dir "${CMAKE_INSTALL_INCLUDEDIR}/dirty_seg")
+set(data_dir "${CMAKE_INSTALL_DATADIR}/dirty_seg")
+# ONNX Runtime's library, for our engine alone.
+set(private_lib_dir dirty_seg_detector)
+
+install(TARGETS engine_headers EXPORT DirtySegDetectorTargets
+  INCLUDES DESTINATION "${include_dir}")
+install(TARGETS dirty_seg_detector EXPORT DirtySegDetectorTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    COMPONENT detector NAMELINK_COMPONENT development)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" DESTINATION "${include_dir}"
+  COMPONENT development)
+if(DIRTY_SEG_RELOCATABLE)
+  set_target_properties(dirty_seg_detector PROPERTIES INSTALL_RPATH "\$ORIGIN")
+endif()
+
+if(NOT DIRTY_SEG_ENGINE_LIBRARY)
+  install(TARGETS tessmar_ai_engine EXPORT DirtySegDetectorTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT engine)
+  if(ONNXRuntime_FROM_THIRD_PARTY)
+    install(FILES "${ONNXRuntime_LIBRARY}"
+      DESTINATION "${CMAKE_INSTALL_LIBDIR}/${private_lib_dir}" COMPONENT engine)
+    install(FILES ${ONNXRuntime_LICENSE_FILES}
+      DESTINATION "${data_dir}/onnxruntime" COMPONENT engine)
+    set_target_properties(tessmar_ai_engine PROPERTIES
+      INSTALL_RPATH "\$ORIGIN/${private_lib_dir}")
+  endif()
+endif()
+
+# For find_package(DirtySegDetector) and pkg-config.
+if(DIRTY_SEG_ENGINE_LIBRARY)
+  file(READ "${CMAKE_CURRENT_LIST_DIR}/find_engine.cmake" find_engine)
+endif()
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/DirtySegDetector")
+set(config_file "${PROJECT_BINARY_DIR}/DirtySegDetectorConfig.cmake")
+set(version_file "${PROJECT_BINARY_DIR}/DirtySegDetectorConfigVersion.cmake")
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/DirtySegDetectorConfig.cmake.in"
+  "${config_file}" INSTALL_DESTINATION "${package_dir}")
+write_basic_package_version_file("${version_file}" COMPATIBILITY SameMajorVersion)
+install(FILES "${config_file}" "${version_file}" DESTINATION "${package_dir}"
+  COMPONENT development)
+install(EXPORT DirtySegDetectorTargets NAMESPACE DirtySeg:: DESTINATION "${package_dir}"
+  COMPONENT development)
+
+file(RELATIVE_PATH pkgconfig_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix "${pkgconfig_to_prefix}")
+foreach(name dirty_seg_detector tessmar_ai_engine)
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/${name}.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${name}.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+endforeach()
+
+# Examples with sources that a reader copies.
+install(DIRECTORY
+  "${PROJECT_SOURCE_DIR}/examples/minimal_host" "${PROJECT_SOURCE_DIR}/examples/systemd"
+  DESTINATION "${data_dir}/examples" COMPONENT development)
+
+# The host program, its page, a configuration to start from, and what it takes to try it.
+if(NOT DIRTY_SEG_ENGINE_LIBRARY)
+  install(TARGETS dirty_seg COMPONENT tools)
+  if(DIRTY_SEG_RELOCATABLE)
+    file(RELATIVE_PATH bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+    set_target_properties(dirty_seg PROPERTIES INSTALL_RPATH "\$ORIGIN/${bin_to_lib}")
+  endif()
+  install(FILES "${PROJECT_SOURCE_DIR}/packaging/dirty_seg.1"
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+  install(FILES "${PROJECT_SOURCE_DIR}/packaging/sample.yaml"
+    DESTINATION "${data_dir}" COMPONENT tools)
+  install(FILES
+    "${PROJECT_SOURCE_DIR}/models/dirt-seg.onnx" "${PROJECT_SOURCE_DIR}/models/fece-check.onnx"
+    "${PROJECT_SOURCE_DIR}/models/floor.jpg"
+    DESTINATION "${data_dir}/demo" COMPONENT tools)
+endif()

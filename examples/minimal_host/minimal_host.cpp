@@ -1,0 +1,111 @@
+// The smallest complete host: frames in, one line a detection out, the detector's log in the
+// systemd journal.
+//   minimal_host SEG.onnx CONFIG.yaml SOURCE [FECE.onnx CLASS...]
+// SOURCE is a camera (/dev/video0), a picture or a video. Detections of the classes named are
+// re-checked with the classifier FECE.onnx.
+#include <dirty_seg_detector/dirty_seg_detector.h>
+#include <engine/network_reader.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/videoio.hpp>
+
+namespace {
+
+using namespace nuvik::perception::dirty_seg_detector;
+
+// Names, shapes and types come from the ONNX file. With a platform's own engine, which has no
+// ReadNetwork, a host writes them down from the network's data sheet.
+AIEngineConfig NetworkConfig(const char* model_path) {
+  nuvik::alg::common::Network network;
+  if (ReadNetwork(model_path, {}, network) != 0) std::exit(2);  // the cause is on standard error
+  return network.config;
+}
+
+DirtySegDetectorConfig Configuration(int argc, char** argv) {
+  DirtySegDetectorConfig config;
+  config.dirty_seg_model_config = NetworkConfig(argv[1]);
+  config.yaml_config_path = argv[2];
+  config.fece_enable = argc > 4;
+  if (config.fece_enable) {
+    config.fece_model_config = NetworkConfig(argv[4]);
+    config.fece_score_threshold = 0.5F;
+    config.fece_area_threshold = 400.0F;
+    for (int i = 5; i < argc; ++i) config.fece_class_ids.push_back(std::atoi(argv[i]));
+  }
+  return config;
+}
+
+// One frame after another. A picture is a video of one frame.
+class Source {
+ public:
+  explicit Source(const std::string& path) {
+    is_camera_ = std::filesystem::is_character_file(path);
+    if (!is_camera_) picture_ = cv::imread(path);
+    if (!picture_.empty() || !video_.open(path)) return;
+    video_.set(cv::CAP_PROP_FRAME_WIDTH, 1920);
+    video_.set(cv::CAP_PROP_FRAME_HEIGHT, 1080);
+  }
+
+  // A matrix of its own for each frame, since the detector's records share it. Empty at the end.
+  std::shared_ptr<cv::Mat> Next() {
+    const auto frame = std::make_shared<cv::Mat>();
+    if (video_.isOpened()) {
+      video_.read(*frame);
+    } else {
+      cv::swap(*frame, picture_);
+    }
+    return frame;
+  }
+
+  bool is_camera() const { return is_camera_; }
+
+ private:
+  bool is_camera_ = false;
+  cv::Mat picture_;
+  cv::VideoCapture video_;
+};
+
+void Tell(const DirtyStatusResultData& result) {
+  for (std::size_t i = 0; i < result.labels.size(); ++i) {
+    const std::vector<float>& box = result.bboxes[i];
+    std::printf("label %d score %.2f box %.0f %.0f %.0f %.0f\n", result.labels[i],
+                result.scores[i], box[0], box[1], box[2], box[3]);
+  }
+  std::fflush(stdout);
+}
+
+int Run(int argc, char** argv) {
+  DirtySegDetector detector;
+  if (!detector.Init(Configuration(argc, argv))) return 2;
+  Source source(argv[3]);
+  int frames = 0;
+  for (auto frame = source.Next(); !frame->empty(); frame = source.Next(), ++frames) {
+    std::shared_ptr<DirtyStatusResultData> result;
+    if (!detector.DoInference({{"color", frame}}, result)) return 1;
+    Tell(*result);
+  }
+  // A file ends; a camera that gives no more frames is out of order.
+  if (frames > 0 && !source.is_camera()) return 0;
+  std::fprintf(stderr, "'%s' gives no %sframe\n", argv[3], frames > 0 ? "more " : "");
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  if (argc < 4 || argc == 5) {
+    std::fprintf(stderr, "usage: minimal_host SEG.onnx CONFIG.yaml SOURCE [FECE.onnx CLASS...]\n");
+    return 2;
+  }
+  // The detector's log goes to the journal alone, unless the environment says otherwise.
+  setenv("SPDLOG_STDOUT", "false", 0);
+  setenv("SPDLOG_SYSTEMD", "true", 0);
+  setenv("SPDLOG_LEVEL", "info", 0);
+  return Run(argc, argv);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "%s\n", error.what());
+  return 2;
+}
