@@ -195,8 +195,8 @@ TEST_F(Detect, TellsAnotherSizeAndGoesOn) {
   const ProgramResult result = RunProgram(Command() + Arguments{large});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.errors, "dirty_seg: warning: '" + large +
-                               "' is 2000 x 1100, not 1920 x 1080: patches and results are placed "
-                               "as on a 1920 x 1080 frame\n");
+                               "' is 2000 x 1100, not 1920 x 1080: patches are laid out on that "
+                               "frame, so results may be missing or misplaced\n");
   EXPECT_EQ(ParseLines(result.output).at(0)["labels"], json::parse("[0, 0]"));
 }
 

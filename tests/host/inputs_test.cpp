@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "host/errors.h"
 #include "support/pictures.h"
 #include "support/rejection.h"
@@ -13,14 +16,14 @@ namespace dirty_seg {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 class Inputs : public testing::Test {
  protected:
   static std::vector<std::string> Paths(const std::vector<Input>& inputs) {
     std::vector<std::string> paths;
-    for (const Input& input : inputs) paths.push_back(input.path);
+    std::transform(inputs.begin(), inputs.end(), std::back_inserter(paths),
+                   [](const Input& input) { return input.path; });
     return paths;
   }
 

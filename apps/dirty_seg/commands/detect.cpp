@@ -135,7 +135,7 @@ class Run {
     const cv::Size expected(geometry::kFrameWidth, geometry::kFrameHeight);
     if (size == expected) return;
     TellWarning("'" + path + "' is " + SizeText(size) + ", not " + SizeText(expected) +
-                ": patches and results are placed as on a " + SizeText(expected) + " frame");
+                ": patches are laid out on that frame, so results may be missing or misplaced");
   }
 
   // The detector says of a picture that no patch reaches only that preparing it failed.

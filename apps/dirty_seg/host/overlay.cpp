@@ -20,13 +20,13 @@ constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 const cv::Scalar kBlack(0, 0, 0);
 const cv::Scalar kWhite(255, 255, 255);
 
-// Sizes of a picture of 1080 lines, scaled to the picture in hand.
+// Sizes of a picture of 1080 lines, scaled to the picture in hand as far as text stays legible.
 struct Pen {
   explicit Pen(const cv::Size& picture)
       : scale(std::clamp(std::min(picture.width, picture.height) / 1080.0, 0.4, 4.0)),
         line(std::max(1, static_cast<int>(std::lround(2.0 * scale)))),
         text_line(std::max(1, static_cast<int>(std::lround(1.2 * scale)))),
-        font_scale(0.55 * scale),
+        font_scale(std::max(0.4, 0.55 * scale)),
         margin(std::max(2, static_cast<int>(std::lround(4.0 * scale)))) {}
 
   double scale;
@@ -71,7 +71,8 @@ cv::Rect Grown(const cv::Rect& box, int by) {
 }
 
 void DrawBox(const cv::Rect& box, const cv::Scalar& colour, const Pen& pen, cv::Mat& picture) {
-  cv::rectangle(picture, box, kBlack, pen.line + 2);  // sets the line off from any background
+  // Sets the line off from any background; around the thinnest one it would be all that is seen.
+  if (pen.line > 1) cv::rectangle(picture, box, kBlack, pen.line + 2);
   cv::rectangle(picture, box, colour, pen.line);
 }
 
