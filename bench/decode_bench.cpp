@@ -2,8 +2,13 @@
 // decoder has to touch.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/imgproc.hpp>
+#include <set>
 #include <stdexcept>
 
 #include "bench/quiet.h"
@@ -15,16 +20,19 @@ namespace {
 using namespace bench;
 using nuvik::model::Object;
 using nuvik::model::Yolov8Postprocess;
+using ObjectLists = std::vector<std::vector<Object>>;
 
-// One patch, the usual way: every anchor's best class, cv-style suppression, and for each object
-// all prototypes, sigmoid, resize to the patch, threshold, crop.
-std::vector<Object> DecodeGeneric(const float* predictions, const float* prototypes) {
-  struct Found {
-    cv::Rect2f box;
-    int label;
-    float score;
-    cv::Mat coefficients;
-  };
+// --- the usual way -------------------------------------------------------------------------------
+
+struct Found {
+  cv::Rect2f box;
+  int label;
+  float score;
+  cv::Mat coefficients;
+};
+
+// Every anchor's best class.
+std::vector<Found> FindGeneric(const float* predictions) {
   const cv::Mat channels(kChannels, kAnchors, CV_32F, const_cast<float*>(predictions));
   const cv::Mat anchors = channels.t();
   std::vector<Found> found;
@@ -40,101 +48,132 @@ std::vector<Object> DecodeGeneric(const float* predictions, const float* prototy
                      static_cast<float>(score),
                      row.colRange(4 + kClasses, kChannels).clone()});
   }
+  return found;
+}
+
+std::vector<Found> SuppressGeneric(std::vector<Found> found) {
   std::stable_sort(found.begin(), found.end(),
                    [](const Found& a, const Found& b) { return a.score > b.score; });
-  std::vector<Object> objects;
-  std::vector<bool> is_dropped(found.size());
+  std::vector<Found> kept;
+  for (const Found& candidate : found) {
+    const auto is_worse_than = [&candidate](const Found& better) {
+      const float common = (better.box & candidate.box).area();
+      const float all = better.box.area() + candidate.box.area() - common;
+      return better.label == candidate.label && common / all > 0.7F;
+    };
+    if (std::none_of(kept.begin(), kept.end(), is_worse_than)) kept.push_back(candidate);
+  }
+  return kept;
+}
+
+// All prototypes, sigmoid, resize to the patch, threshold, crop.
+cv::Mat DrawGeneric(const Found& found, const cv::Mat& layers) {
+  const cv::Mat flat = found.coefficients * layers;
+  const cv::Mat logits = flat.reshape(1, kProtoSide);
+  cv::Mat exponential;
+  cv::exp(-logits, exponential);
+  const cv::Mat probability = 1.0 / (1.0 + exponential);
+  cv::Mat large;
+  cv::resize(probability, large, cv::Size(kSide, kSide), 0, 0, cv::INTER_LINEAR);
+  const cv::Mat inside = large > 0.5;
+  cv::Mat mask = cv::Mat::zeros(kSide, kSide, CV_8UC1);
+  const cv::Rect box = cv::Rect(found.box) & cv::Rect(0, 0, kSide, kSide);
+  inside(box).copyTo(mask(box));
+  return mask;
+}
+
+std::vector<Object> DecodeGeneric(const float* predictions, const float* prototypes) {
   const cv::Mat layers(kCoefficients, kProtoSide * kProtoSide, CV_32F,
                        const_cast<float*>(prototypes));
-  for (std::size_t i = 0; i < found.size(); ++i) {
-    if (is_dropped[i]) continue;
-    for (std::size_t j = i + 1; j < found.size(); ++j) {
-      const float common = (found[i].box & found[j].box).area();
-      const float all = found[i].box.area() + found[j].box.area() - common;
-      if (found[i].label == found[j].label && common / all > 0.7F) is_dropped[j] = true;
-    }
-    const cv::Mat flat = found[i].coefficients * layers;
-    const cv::Mat logits = flat.reshape(1, kProtoSide);
-    cv::Mat negative;
-    cv::exp(-logits, negative);
-    const cv::Mat probability = 1.0 / (1.0 + negative);
-    cv::Mat large;
-    cv::resize(probability, large, cv::Size(kSide, kSide), 0, 0, cv::INTER_LINEAR);
-    const cv::Mat mask = large > 0.5;
-    cv::Mat cropped = cv::Mat::zeros(kSide, kSide, CV_8UC1);
-    const cv::Rect box = cv::Rect(found[i].box) & cv::Rect(0, 0, kSide, kSide);
-    mask(box).copyTo(cropped(box));
-    objects.push_back({found[i].box.x, found[i].box.y, found[i].box.width, found[i].box.height,
-                       found[i].label, found[i].score, cropped});
+  std::vector<Object> objects;
+  for (const Found& found : SuppressGeneric(FindGeneric(predictions))) {
+    const cv::Rect2f& box = found.box;
+    objects.push_back({box.x, box.y, box.width, box.height, found.label, found.score,
+                       DrawGeneric(found, layers)});
   }
   return objects;
 }
 
-std::vector<std::vector<Object>> DecodeGeneric(const std::map<std::string, AIBuff>& outputs) {
-  const auto* predictions = reinterpret_cast<const float*>(outputs.at("output0").data->data());
-  const auto* prototypes = reinterpret_cast<const float*>(outputs.at("output1").data->data());
-  std::vector<std::vector<Object>> objects;
+ObjectLists DecodeGeneric(const Outputs& outputs) {
+  ObjectLists lists;
   for (int slot = 0; slot < kSlots; ++slot) {
-    objects.push_back(DecodeGeneric(
-        predictions + std::size_t{1} * slot * kChannels * kAnchors,
-        prototypes + std::size_t{1} * slot * kCoefficients * kProtoSide * kProtoSide));
+    lists.push_back(DecodeGeneric(SlotPredictions(outputs, slot), SlotPrototypes(outputs, slot)));
   }
-  return objects;
+  return lists;
 }
 
-// Both sides must find the same, but for pixels at the threshold: the usual way blends
-// probabilities, ours logits, which differ along a mask's outline by parts of a pixel. At most one
-// in a hundred pixels of an object's box.
-void RequireEqual(const std::vector<std::vector<Object>>& a,
-                  const std::vector<std::vector<Object>>& b) {
-  for (std::size_t slot = 0; slot < a.size(); ++slot) {
-    if (a[slot].size() != b[slot].size()) throw std::runtime_error("different numbers of objects");
-    for (std::size_t i = 0; i < a[slot].size(); ++i) {
-      const Object& x = a[slot][i];
-      const Object& y = b[slot][i];
-      if (x.label != y.label || x.score != y.score || std::abs(x.x - y.x) > 0.01F) {
-        throw std::runtime_error("different objects");
-      }
-      if (cv::countNonZero(x.mask != y.mask) > kObjectWidth * kObjectHeight / 100) {
-        throw std::runtime_error("different masks");
-      }
+// --- both sides ----------------------------------------------------------------------------------
+
+void RequireEqual(const Object& ours, const Object& generic) {
+  if (ours.label != generic.label || ours.score != generic.score ||
+      std::abs(ours.x - generic.x) > 0.01F || std::abs(ours.y - generic.y) > 0.01F ||
+      std::abs(ours.width - generic.width) > 0.01F ||
+      std::abs(ours.height - generic.height) > 0.01F) {
+    throw std::runtime_error("both sides found different objects");
+  }
+  // The usual way blends probabilities, ours logits, which moves a mask's outline by parts of a
+  // pixel: at most one in a hundred pixels of the box.
+  if (cv::countNonZero(ours.mask != generic.mask) > kObjectWidth * kObjectHeight / 100) {
+    throw std::runtime_error("both sides drew different masks");
+  }
+}
+
+// Compares both sides once a scene.
+void RequireEqualSides(int objects) {
+  static std::set<int> compared;
+  if (!compared.insert(objects).second) return;
+  ObjectLists ours;
+  MakeDecoder(kSlots)->PostProcess(Scene(kSlots, objects), ours);
+  const ObjectLists generic = DecodeGeneric(Scene(kSlots, objects));
+  for (std::size_t slot = 0; slot < kSlots; ++slot) {
+    if (ours.at(slot).size() != static_cast<std::size_t>(objects) ||
+        generic.at(slot).size() != static_cast<std::size_t>(objects)) {
+      throw std::runtime_error("a side did not find every object");
+    }
+    for (std::size_t i = 0; i < ours[slot].size(); ++i) {
+      RequireEqual(ours[slot][i], generic[slot][i]);
     }
   }
 }
 
 void DecodeOurs(benchmark::State& state, int objects) {
-  std::map<std::string, AIBuff> outputs = MakeScene(objects);
-  Yolov8Postprocess postprocess(SceneRoot(), SceneConfig(), SceneSizes());
-  std::vector<std::vector<Object>> lists;
-  postprocess.PostProcess(outputs, lists);
-  if (objects <= 50) RequireEqual(lists, DecodeGeneric(outputs));
+  RequireEqualSides(objects);
+  Outputs& outputs = Scene(kSlots, objects);
+  const std::unique_ptr<Yolov8Postprocess> decoder = MakeDecoder(kSlots);
+  ObjectLists lists;
+  decoder->PostProcess(outputs, lists);  // a frame has one before it
   for (auto _ : state) {
-    postprocess.PostProcess(outputs, lists);
+    decoder->PostProcess(outputs, lists);
     benchmark::DoNotOptimize(lists.data());
   }
 }
 
 void DecodeUsual(benchmark::State& state, int objects) {
-  const std::map<std::string, AIBuff> outputs = MakeScene(objects);
+  const Outputs& outputs = Scene(kSlots, objects);
   for (auto _ : state) benchmark::DoNotOptimize(DecodeGeneric(outputs));
 }
 
-// The score planes read once.
-void ReadScores(benchmark::State& state) {
-  const std::map<std::string, AIBuff> outputs = MakeScene(0);
-  const auto* predictions = reinterpret_cast<const float*>(outputs.at("output0").data->data());
-  for (auto _ : state) {
-    float best[8] = {};
-    for (int slot = 0; slot < kSlots; ++slot) {
-      const float* scores =
-          predictions + std::size_t{1} * slot * kChannels * kAnchors + std::size_t{4} * kAnchors;
-      for (std::size_t i = 0; i < std::size_t{1} * kClasses * kAnchors; i += 8) {
-        for (std::size_t lane = 0; lane < 8; ++lane) {
-          best[lane] = scores[i + lane] > best[lane] ? scores[i + lane] : best[lane];
-        }
-      }
+// The score planes read once, as fast as this build can.
+float GreatestScore(const float* scores, std::size_t count) {
+  constexpr std::size_t kLanes = cv::v_float32x4::nlanes;
+  std::array<cv::v_float32x4, 4> best{cv::v_setzero_f32(), cv::v_setzero_f32(), cv::v_setzero_f32(),
+                                      cv::v_setzero_f32()};
+  static_assert(kClasses * kAnchors % (4 * kLanes) == 0, "no rest to read");
+  for (std::size_t i = 0; i < count; i += 4 * kLanes) {
+    for (std::size_t k = 0; k < 4; ++k) {
+      best[k] = cv::v_max(best[k], cv::v_load(scores + i + k * kLanes));
     }
-    benchmark::DoNotOptimize(best);
+  }
+  return cv::v_reduce_max(cv::v_max(cv::v_max(best[0], best[1]), cv::v_max(best[2], best[3])));
+}
+
+void ReadScores(benchmark::State& state) {
+  const Outputs& outputs = Scene(kSlots, 0);
+  for (auto _ : state) {
+    for (int slot = 0; slot < kSlots; ++slot) {
+      const float* scores = SlotPredictions(outputs, slot) + std::size_t{4} * kAnchors;
+      benchmark::DoNotOptimize(GreatestScore(scores, std::size_t{kClasses} * kAnchors));
+    }
   }
 }
 
