@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -391,6 +393,32 @@ TEST(EngineThreads, AreOneForEachCoreByDefault) {
   AIEngine engine;
   ASSERT_EQ(engine.Init(config), 0);
   EXPECT_EQ(ThreadsOfTheProcess(), before + std::max(1U, std::thread::hardware_concurrency()) - 1);
+}
+
+double ProcessorSeconds() {
+  timespec time{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// A spinning worker burns all of the time between two frames, one that sleeps about a hundredth.
+TEST(EngineThreads, SleepBetweenFrames) {
+  AIEngineConfig config = ConfigOf(NetworkPath("classifier-dynamic-batch"));
+  config.thread_count = 2;
+  AIEngine engine;
+  ASSERT_EQ(engine.Init(config), 0);
+  BufferMap inputs = MakeBuffers(config.input_sizes);
+  BufferMap outputs = MakeBuffers(config.output_sizes);
+  constexpr int kFrames = 50;
+  constexpr double kPause = 0.002;
+  double between = 0;
+  for (int frame = 0; frame < kFrames; ++frame) {
+    ASSERT_EQ(engine.DoInference(inputs, outputs), kAIOk);
+    const double before = ProcessorSeconds();
+    std::this_thread::sleep_for(std::chrono::duration<double>(kPause));
+    between += ProcessorSeconds() - before;
+  }
+  EXPECT_LT(between, 0.25 * kFrames * kPause) << "seconds of processor time";
 }
 
 TEST(EngineThreads, AreGoneAfterAFailedInit) {
