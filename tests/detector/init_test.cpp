@@ -565,7 +565,7 @@ TEST_F(Init, RootGoesWholeToThePostprocessor) {
 }
 
 TEST_F(Init, ReadingMissingKeysAddsNoneToTheRoot) {
-  for (const char* yaml : {"other: 1", "patch: {enable: true}"}) {
+  for (const char* yaml : {"other: 1", "patch: {enable: true}", "~", "[1, 2]"}) {
     EXPECT_TRUE(detector.Init(Config(yaml)));
     EXPECT_EQ(script::CallsOf(script::kMakePostprocess).back().yaml, YAML::Dump(YAML::Load(yaml)));
   }

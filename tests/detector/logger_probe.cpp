@@ -93,7 +93,9 @@ void SetEnvironment(const std::string& assignment) {
 const char* KindOf(const spdlog::sink_ptr& sink) {
   using Console = spdlog::sinks::ansicolor_stdout_sink<spdlog::details::console_mutex>;
   using Journal = spdlog::sinks::systemd_sink<std::mutex>;
-  if (dynamic_cast<Console*>(sink.get()) != nullptr) return "console";
+  if (auto* console = dynamic_cast<Console*>(sink.get())) {
+    return console->should_color() ? "colour-console" : "console";
+  }
   return dynamic_cast<Journal*>(sink.get()) != nullptr ? "journal" : "other";
 }
 

@@ -411,13 +411,15 @@ TEST(LoggerSetUp, ConcurrentFirstCallsWaitForOneBuild) {
   EXPECT_EQ(Probe({}, {"race"}), std::string(kNoStdout) + kNoSystemd + kNoLevel + "instances=1\n");
 }
 
-TEST(LoggerSetUp, LineOnATerminalHasNoColour) {
+TEST(LoggerSetUp, TerminalIsKnownButLinesHaveNoColour) {
   const Outcome outcome = RunCommand("TERM=xterm-256color script --quiet --return --command \"" +
-                                     CommandLine({"true", "false", "info"}, {"error:a"}) +
+                                     CommandLine({"true", "false", "info"}, {"error:a", "state"}) +
                                      "\" /dev/null </dev/null 2>/dev/null");
   if (outcome.status == 127) GTEST_SKIP() << "script, of Debian's bsdutils, is not installed";
 
-  EXPECT_EQ(outcome.output, "  1 [ERROR] a\r\n");
+  EXPECT_EQ(outcome.output,
+            "  1 [ERROR] a\r\n"
+            "name=spdlog sinks=colour-console level=2 logger_level=2 sequence=1 registered=0\r\n");
 }
 
 TEST(LoggerSetUp, MissingJournalFailsNoCall) {

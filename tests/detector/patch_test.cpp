@@ -334,6 +334,74 @@ TEST_F(PatchCrop, RefusedTypeIsStillCounted) {
   ExpectUntouchedFrom(0);
 }
 
+TEST_F(PatchCrop, RefusedTypeIsScaledToTheNearestNeighbourToo) {
+  detector.patches_ = {{0, 0, 4, 2}};
+  const auto grey = std::make_shared<cv::Mat>(4, 4, CV_8UC1, cv::Scalar(0));
+  grey->colRange(2, 4).setTo(cv::Scalar(100));
+
+  EXPECT_TRUE(Run(ColorOnly(grey)));
+
+  cv::Mat expected(8, 8, CV_8UC1, cv::Scalar(114));
+  expected(cv::Rect(0, 2, 4, 4)).setTo(cv::Scalar(0));
+  expected(cv::Rect(4, 2, 4, 4)).setTo(cv::Scalar(100));
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), expected));
+}
+
+// --- From frame to frame ---
+
+TEST_F(PatchCrop, NothingOfTheLastFrameShowsInTheBorder) {
+  detector.patches_ = {{0, 0, 8, 8}};
+  ASSERT_TRUE(Run(ColorOnly(ColorImage(8, 8, {255, 255, 255}))));
+
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(4, 8, {1, 2, 3}))));
+
+  cv::Mat wide(8, 8, CV_8UC3, cv::Scalar::all(114));
+  wide(cv::Rect(0, 2, 8, 4)).setTo(cv::Scalar(1, 2, 3));
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), wide));
+
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(8, 4, {4, 5, 6}))));
+
+  cv::Mat tall(8, 8, CV_8UC3, cv::Scalar::all(114));
+  tall(cv::Rect(2, 0, 4, 8)).setTo(cv::Scalar(4, 5, 6));
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), tall));
+}
+
+TEST_F(PatchCrop, SizeAndTypeFollowTheFrame) {
+  detector.patches_ = {{0, 0, 8, 8}};
+  ASSERT_TRUE(Run(ColorOnly(ColorImage(8, 8))));
+
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(7, 8))));
+  EXPECT_EQ(detector.crop_images_.at("crop_0").size(), cv::Size(8, 7));
+
+  EXPECT_TRUE(Run(ColorOnly(std::make_shared<cv::Mat>(8, 8, CV_8UC1, cv::Scalar(0)))));
+  EXPECT_EQ(detector.crop_images_.at("crop_0").type(), CV_8UC1);
+
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(8, 8, {1, 2, 3}))));
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), *ColorImage(8, 8, {1, 2, 3})));
+}
+
+TEST_F(PatchCrop, CropThatSomebodyHoldsIsNotOverwritten) {
+  detector.patches_ = {{0, 0, 8, 8}};
+  ASSERT_TRUE(Run(ColorOnly(ColorImage(8, 8, {1, 2, 3}))));
+  const cv::Mat held = detector.crop_images_.at("crop_0");
+
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(8, 8, {4, 5, 6}))));
+
+  EXPECT_TRUE(SameImage(held, *ColorImage(8, 8, {1, 2, 3})));
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), *ColorImage(8, 8, {4, 5, 6})));
+}
+
+TEST_F(PatchCrop, CropsOfTheWholeImagePathAreNotWrittenThrough) {
+  // PreProcess stores under the stream's name, which may be that of a crop.
+  detector.patches_ = {{0, 0, 8, 8}};
+  const auto frame = ColorImage(8, 8, {1, 2, 3});
+  detector.crop_images_["crop_0"] = *frame;
+
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(8, 8, {4, 5, 6}))));
+
+  EXPECT_TRUE(SameImage(*frame, *ColorImage(8, 8, {1, 2, 3})));
+}
+
 // --- Buffers that are too small ---
 
 TEST_F(PatchCrop, BufferOfExactlyTheRightSizeIsFilled) {
