@@ -71,8 +71,8 @@ class Source {
 void Tell(const DirtyStatusResultData& result) {
   for (std::size_t i = 0; i < result.labels.size(); ++i) {
     const std::vector<float>& box = result.bboxes[i];
-    std::printf("label %d score %.2f box %.0f %.0f %.0f %.0f\n", result.labels[i],
-                result.scores[i], box[0], box[1], box[2], box[3]);
+    std::printf("label %d score %.2f box %.0f %.0f %.0f %.0f\n", result.labels[i], result.scores[i],
+                box[0], box[1], box[2], box[3]);
   }
   std::fflush(stdout);
 }
