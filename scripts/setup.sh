@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what the project needs on Debian 12, and only what is missing: Debian packages, and
-# ONNX Runtime under third_party/onnxruntime. With nothing to do it needs neither root nor network.
+# Installs what the project needs on Debian 12, and only what is missing: Debian packages,
+# ONNX Runtime under third_party/onnxruntime, and for cross builds a sysroot under build. Root is
+# needed for Debian packages alone. With nothing to do it needs neither root nor network.
 set -euo pipefail
 
 REPO="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -9,22 +10,34 @@ readonly ORT_DIR="${REPO}/third_party/onnxruntime"
 readonly ORT_STAMP="${ORT_DIR}/node_modules/installed-lock.json"
 
 # libopencv-dev: OpenCV's CMake package is in none of the smaller -dev packages.
-readonly BUILD_PACKAGES=(
-  g++ cmake ninja-build pkg-config
+readonly LIBRARY_PACKAGES=(
   libopencv-dev libyaml-cpp-dev libspdlog-dev libfmt-dev libsystemd-dev
   libcli11-dev nlohmann-json3-dev
 )
+readonly TEST_LIBRARY_PACKAGES=(libgtest-dev libgmock-dev)
+readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config "${LIBRARY_PACKAGES[@]}")
 readonly DEVELOPER_PACKAGES=(
   binutils git clang-format clang-tidy
-  libgtest-dev libgmock-dev libbenchmark-dev
+  "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
   python3-numpy python3-onnx python3-opencv
 )
+# To build for 64-bit Arm on another machine, and to run what was built.
+readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu mmdebstrap qemu-user-static)
+
+# The libraries to build against there, as cmake/toolchains/arm64.cmake expects them.
+readonly ARM64_SYSROOT="${REPO}/build/arm64-sysroot"
+readonly ARM64_SYSROOT_PACKAGES=(
+  libc6-dev libstdc++-12-dev "${LIBRARY_PACKAGES[@]}" "${TEST_LIBRARY_PACKAGES[@]}"
+)
+# What the sysroot is made of, written last: with it, the sysroot is complete.
+readonly ARM64_STAMP="${ARM64_SYSROOT}/packages"
 
 usage() {
   cat <<'EOF'
-Usage: scripts/setup.sh [--build-only]
+Usage: scripts/setup.sh [--build-only | --arm64]
 Installs what the project needs, as root or with sudo.
   --build-only  only what it takes to build and run, without test and developer tools
+  --arm64       also what it takes to build for 64-bit Arm on this machine and to emulate it
 EOF
 }
 
@@ -113,11 +126,60 @@ fetch_ort() {
   exec {lock}<&-
 }
 
+arm64_sysroot_is_made() { cmp -s <(echo "${ARM64_SYSROOT_PACKAGES[*]}") "${ARM64_STAMP}"; }
+
+# Does what the maintainer scripts, which only Arm can run, would have done for linker and loader.
+link_arm64_libraries() {
+  local libraries="${ARM64_SYSROOT}/usr/lib/aarch64-linux-gnu" link
+  ln -s blas/libblas.so.3 lapack/liblapack.so.3 "${libraries}"
+  # The linker follows an absolute link to the machine's own root.
+  find "${libraries}" -type l -lname '/*' -print0 |
+    while IFS= read -r -d '' link; do
+      ln -snfr "${ARM64_SYSROOT}$(readlink "${link}")" "${link}"
+    done
+}
+
+# ONNX Runtime ends the process when the processors that it reads of are not Arm's.
+describe_arm64_processors() {
+  local i
+  for ((i = 0; i < $(nproc --all); ++i)); do
+    printf '%s\t: %s\n' \
+      processor "${i}" \
+      Features 'fp asimd evtstrm aes pmull sha1 sha2 crc32 cpuid' \
+      'CPU implementer' 0x41 'CPU architecture' 8 'CPU variant' 0x0 'CPU part' 0xd03 \
+      'CPU revision' 4
+    echo
+  done
+}
+
+make_arm64_sysroot() {
+  mkdir -p "${REPO}/build"
+  exec {lock}<"${REPO}/build"
+  flock "${lock}"
+  if ! arm64_sysroot_is_made; then
+    say "making a sysroot for 64-bit Arm in build/arm64-sysroot (1.1 GB)"
+    rm -rf "${ARM64_SYSROOT}"
+    # Packages are unpacked, never configured: no root, and no Arm processor, is needed for that.
+    run_quietly mmdebstrap --mode=chrootless --variant=extract --arch=arm64 \
+      --include="${ARM64_SYSROOT_PACKAGES[*]}" bookworm "${ARM64_SYSROOT}" ||
+      fail "'mmdebstrap' failed; its last lines stand above." \
+        "Check the network, then run this again."
+    # Programs under emulation see the sysroot in place of folders that it has.
+    rm -rf "${ARM64_SYSROOT}"/{bin,dev,sbin,tmp,usr/bin,usr/sbin}
+    link_arm64_libraries
+    mkdir "${ARM64_SYSROOT}/proc"
+    describe_arm64_processors >"${ARM64_SYSROOT}/proc/cpuinfo"
+    echo "${ARM64_SYSROOT_PACKAGES[*]}" >"${ARM64_STAMP}"
+  fi
+  exec {lock}<&-
+}
+
 main() {
-  local packages=("${BUILD_PACKAGES[@]}" "${DEVELOPER_PACKAGES[@]}")
+  local packages=("${BUILD_PACKAGES[@]}" "${DEVELOPER_PACKAGES[@]}") arm64=no
   case "${1-}" in
     "") ;;
     --build-only) packages=("${BUILD_PACKAGES[@]}") ;;
+    --arm64) packages+=("${ARM64_PACKAGES[@]}") arm64=yes ;;
     -h | --help) usage; exit 0 ;;
     *) usage >&2; exit 2 ;;
   esac
@@ -128,6 +190,7 @@ main() {
   if ! ort_is_fetched && ! command -v npm >/dev/null; then packages+=(npm); fi
   install_packages "${packages[@]}"
   ort_is_fetched || fetch_ort
+  [[ ${arm64} == no ]] || arm64_sysroot_is_made || make_arm64_sysroot
 }
 
 main "$@"
