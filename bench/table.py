@@ -97,7 +97,7 @@ def print_growth(medians: Medians, subject: str, unit: str) -> None:
     print(f"{subject.lower():16}" + "".join(f"{size:>12}" for size in sizes) + "   slope")
     for stage, points in stages.items():
         cells = "".join(f"{text(median):>12}" for _, median in sorted(points))
-        print(f"{stage:16}{cells}   {text(slope(points))} a {unit}")
+        print(f"{stage:16}{cells}   {text(slope(points))} per {unit}")
     print()
 
 

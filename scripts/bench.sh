@@ -21,7 +21,9 @@ run() {
     --benchmark_display_aggregates_only=true \
     --benchmark_out="$out/$1.json" --benchmark_out_format=json
 }
-run input 15 0.05
+run populate 15 0.05
+run patches 15 0.05
+run fece 15 0.05
 run decode 9 0.05
 run convert 15 0.05
 run growth 9 0.02
