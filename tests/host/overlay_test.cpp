@@ -74,6 +74,15 @@ TEST(Overlay, DrawsAThinBoxThatLeavesItsInsideAlone) {
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 794), kGrey);
 }
 
+TEST(Overlay, SetsABoxOffFromItsBackground) {
+  const cv::Mat overlay =
+      DrawOverlay(Grey(test::kFrame), OneBox(0, {800, 400, 1200, 800}), kLabels);
+  const auto at = [&overlay](int x) { return overlay.at<cv::Vec3b>(600, x); };
+  const cv::Vec3b black(0, 0, 0);
+  EXPECT_TRUE(at(798) == black || at(799) == black);
+  EXPECT_TRUE(at(801) == black || at(802) == black);
+}
+
 TEST(Overlay, GivesConfirmedFaecesASecondBoxAndItsOwnColour) {
   const cv::Mat overlay =
       DrawOverlay(Grey(test::kFrame), OneBox(19, {800, 400, 1200, 800}), kLabels);
