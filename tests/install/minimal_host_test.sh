@@ -1,0 +1,35 @@
+#!/bin/bash
+# Usage: minimal_host_test.sh cmake|pkg-config PREFIX WORK_FOLDER [CMAKE_ARGUMENT...]
+# Builds the installed example in WORK_FOLDER, as its reader would, against what is installed in
+# PREFIX, and fails unless it finds on the demo's frame what found.txt lists. EMULATOR in the
+# environment stands before the program.
+set -euo pipefail
+way=$1 prefix=$2 work=$3
+shift 3
+data=$prefix/share/dirty_seg
+expected=$(dirname "$(realpath "$0")")/found.txt
+
+rm -rf "$work"
+cp -r "$data/examples/minimal_host" "$work"
+cd "$work"
+case $way in
+  cmake)
+    cmake -S . -B build "$@"
+    cmake --build build
+    ;;
+  pkg-config)
+    libraries=$(dirname "$(find "$prefix/lib" -name libdirty_seg_detector.so)")
+    PKG_CONFIG_PATH=$libraries/pkgconfig make LDFLAGS="-Wl,-rpath,$libraries"
+    mkdir build
+    mv minimal_host build
+    ;;
+esac
+
+# shellcheck disable=SC2086  # the emulator has arguments
+found=$(SPDLOG_SYSTEMD=false ${EMULATOR-} build/minimal_host "$data/demo/dirt-seg.onnx" \
+  "$data/sample.yaml" "$data/demo/floor.jpg" "$data/demo/fece-check.onnx" 3)
+diff "$expected" <(sed 's/score [0-9.]* //' <<<"$found" | LC_ALL=C sort) || {
+  echo "minimal_host: expected what stands left (<), found what stands right (>)"
+  exit 1
+}
+echo "minimal_host: built by $way, finds what the demo finds"

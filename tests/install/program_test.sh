@@ -1,0 +1,37 @@
+#!/bin/bash
+# Usage: program_test.sh PREFIX
+# Fails unless the installed program, with the sample configuration, finds on the demo's frame what
+# found.txt lists, and its man page has every option. EMULATOR in the environment stands before the
+# program.
+set -euo pipefail
+prefix=$1
+expected=$(dirname "$(realpath "$0")")/found.txt
+# shellcheck disable=SC2206  # the emulator has arguments
+program=(${EMULATOR-} "$prefix/bin/dirty_seg")
+
+cd "$prefix/share/dirty_seg"
+result=$("${program[@]}" detect --model demo/dirt-seg.onnx --config sample.yaml \
+  --fece-model demo/fece-check.onnx --fece-class-ids 3 demo/floor.jpg)
+diff "$expected" <(python3 -c '
+import json, sys
+record = json.load(sys.stdin)
+for label, box in zip(record["labels"], record["bboxes"]):
+    print("label", label, "box", *(f"{side:.0f}" for side in box))' <<<"$result" | LC_ALL=C sort) || {
+  echo "program: expected what stands left (<), found what stands right (>)"
+  exit 1
+}
+
+page=$(sed 's/\\-/-/g' "$prefix/share/man/man1/dirty_seg.1")
+options=$({ "${program[@]}" --help; "${program[@]}" detect --help; } |
+  grep -oE '^ +-[-a-z,]+' | tr -d ' ' | tr , '\n' | sort -u)
+[ "$(wc -l <<<"$options")" -ge 10 ] || {
+  echo "program: the help names only these options: $options"
+  exit 1
+}
+for option in $options; do
+  grep -qE -- "(^|[^-a-z])$option($|[^-a-z])" <<<"$page" || {
+    echo "program: the man page has no $option"
+    exit 1
+  }
+done
+echo "program: finds what the demo finds; $(wc -w <<<"$options") options in the man page"

@@ -1,0 +1,29 @@
+#!/bin/bash
+# Usage: unit_test.sh PREFIX MINIMAL_HOST
+# Fails unless systemd takes the example's unit as it is and calls its exposure low. Exit status 77
+# where that cannot be told.
+set -euo pipefail
+prefix=$1 host=$2
+readonly MOST_EXPOSURE=1.0  # of 10; systemd calls up to 2 safe
+
+command -v systemd-analyze >/dev/null || {
+  echo "unit: skipped: systemd-analyze is not installed"
+  exit 77
+}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+unit=$work/minimal-host.service
+# verify looks for the program too.
+sed "s|/usr/local/bin/minimal_host|$host|" \
+  "$prefix/share/dirty_seg/examples/systemd/minimal-host.service" >"$unit"
+
+failed=0
+complaints=$(systemd-analyze verify --man=no "$unit" 2>&1) || failed=1
+# Faults that systemd would pass over with a warning count as well.
+complaints=$(grep -F minimal-host.service <<<"$complaints") && failed=1
+echo "$complaints"
+# An option of systemd 250.
+systemd-analyze security --offline=true \
+  "--threshold=$(tr -d . <<<"$MOST_EXPOSURE")" "$unit" >"$work/exposure" 2>&1 || failed=1
+tail -n 1 "$work/exposure"
+exit "$failed"
