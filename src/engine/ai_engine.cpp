@@ -43,11 +43,12 @@ const TensorInfo& FindTensor(const std::vector<TensorInfo>& tensors, const std::
   Reject(where + " is unknown to the network, which has " + Names(tensors));
 }
 
+// A rank that the file does not tell is left to the trial run.
 bool ShapeFits(const Shape& configured, const Shape& network) {
-  return std::equal(configured.begin(), configured.end(), network.begin(), network.end(),
-                    [](std::int64_t ours, std::int64_t theirs) {
-                      return ours > 0 && (theirs < 0 || theirs == ours);
-                    });
+  return network.empty() || std::equal(configured.begin(), configured.end(), network.begin(),
+                                       network.end(), [](std::int64_t ours, std::int64_t theirs) {
+                                         return ours > 0 && (theirs < 0 || theirs == ours);
+                                       });
 }
 
 // Holds one configured tensor against the network's.
@@ -125,8 +126,8 @@ class AIEngine::Impl {
                                    config.input_types, config.input_memory_types};
     const ConfiguredTensors outputs{"output", config.output_sizes, config.output_shapes,
                                     config.output_types, config.output_memory_types};
-    CheckAllConfigured(inputs, session_.inputs());
     inputs_ = CheckTensors(inputs, session_.inputs(), false);
+    CheckAllConfigured(inputs, session_.inputs());
     outputs_ = CheckTensors(outputs, session_.outputs(), true);
     if (outputs_.empty()) {
       Reject("no output is configured; the network has " + Names(session_.outputs()));

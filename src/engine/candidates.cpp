@@ -64,14 +64,17 @@ bool IsBoxFinite(const Candidate& box) {
          std::isfinite(box.y2);
 }
 
-float Area(const Candidate& box) { return (box.x2 - box.x1) * (box.y2 - box.y1); }
+double Area(const Candidate& box) {
+  return (static_cast<double>(box.x2) - box.x1) * (static_cast<double>(box.y2) - box.y1);
+}
 
-// Multiplied out: an empty union is no overlap, and nothing is divided.
+// In double, where no area of finite boxes overflows or vanishes; multiplied out, so that nothing
+// is divided.
 bool Overlaps(const Candidate& a, const Candidate& b, float iou_threshold) {
-  const float width = std::min(a.x2, b.x2) - std::max(a.x1, b.x1);
-  const float height = std::min(a.y2, b.y2) - std::max(a.y1, b.y1);
-  if (!(width > 0.0F) || !(height > 0.0F)) return false;
-  const float intersection = width * height;
+  const double width = static_cast<double>(std::min(a.x2, b.x2)) - std::max(a.x1, b.x1);
+  const double height = static_cast<double>(std::min(a.y2, b.y2)) - std::max(a.y1, b.y1);
+  if (!(width > 0.0) || !(height > 0.0)) return false;
+  const double intersection = width * height;
   return intersection > iou_threshold * (Area(a) + Area(b) - intersection);
 }
 

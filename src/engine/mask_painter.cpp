@@ -26,8 +26,8 @@ std::vector<PatchGeometry::Sample> MakeSamples(int length, int scaled, int borde
     const double network = (p + 0.5) * scaled / length + border;
     const double cell = std::clamp(network * proto_side / input_side - 0.5, 0.0, proto_side - 1.0);
     const int first = static_cast<int>(cell);
-    samples.push_back(
-        {first, std::min(first + 1, proto_side - 1), static_cast<float>(cell - first)});
+    const auto weight = static_cast<float>(cell - first);
+    samples.push_back({first, weight > 0.0F ? first + 1 : first, weight});
   }
   return samples;
 }
@@ -55,10 +55,15 @@ void AddScaled(const float* values, float coefficient, int count, float* sums) {
   for (int i = 0; i < count; ++i) sums[i] += coefficient * values[i];
 }
 
-void ReplaceNotFinite(int count, float* logits) {
+// Leaves logits whose differences do not overflow, and not-a-number, which no threshold is below,
+// for those that are not finite.
+void LimitLogits(int count, float* logits) {
   for (int i = 0; i < count; ++i) {
     const float logit = logits[i];
-    logits[i] = std::fabs(logit) <= kLogitLimit ? logit : -kLogitLimit;
+    const float limited = std::min(std::max(logit, -kLogitLimit), kLogitLimit);
+    logits[i] = std::fabs(logit) <= std::numeric_limits<float>::max()
+                    ? limited
+                    : std::numeric_limits<float>::quiet_NaN();
   }
 }
 
@@ -106,7 +111,7 @@ void MaskPainter::ComputeLogits(const Prototypes& prototypes, const float* coeff
     for (int k = 0; k < prototypes.coefficients; ++k, prototype += side * side) {
       AddScaled(prototype, coefficients[k], cells.width, row);
     }
-    ReplaceNotFinite(cells.width, row);
+    LimitLogits(cells.width, row);
   }
 }
 
@@ -140,7 +145,8 @@ cv::Mat MaskPainter::TakeBlankMask(const cv::Size& size, const cv::Rect& box) {
   if (lent.mask.size() == size && IsHeldOnce(lent.mask)) {
     lent.mask(lent.drawn).setTo(0);
   } else {
-    lent.mask = cv::Mat::zeros(size, CV_8UC1);
+    // Built aside: assigning an expression would write into memory that somebody holds.
+    lent.mask = cv::Mat(size, CV_8UC1, cv::Scalar(0));
   }
   lent.drawn = box;
   return lent.mask;

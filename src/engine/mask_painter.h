@@ -18,8 +18,8 @@ class PatchGeometry {
   /// input and of its prototypes. Throws std::invalid_argument when the patch scales to nothing.
   PatchGeometry(const cv::Size& size, int input_side, int proto_side);
 
-  /// Two neighbouring prototype cells and the weight of the second: bilinear sampling at a pixel's
-  /// centre, cell centres at halves, the outermost cells continued.
+  /// Two neighbouring prototype cells, or twice the same, and the weight of the second: bilinear
+  /// sampling at a pixel's centre, cell centres at halves, the outermost cells continued.
   struct Sample {
     int first;
     int second;

@@ -13,8 +13,10 @@
 namespace nuvik::alg::common {
 namespace {
 
+// Without dimensions it may be a scalar as well as a rank that the file does not tell.
 bool IsOpen(const Shape& shape) {
-  return std::any_of(shape.begin(), shape.end(), [](std::int64_t size) { return size < 0; });
+  return shape.empty() ||
+         std::any_of(shape.begin(), shape.end(), [](std::int64_t size) { return size < 0; });
 }
 
 Shape CloseInputShape(Shape shape, const OpenDimensions& open) {

@@ -59,8 +59,12 @@ TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
 // Tells a missing file from a bad one in plain words before the runtime does in its own.
 void CheckReadable(const std::string& path) {
   std::error_code error;
-  if (std::filesystem::is_directory(path, error)) {
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (std::filesystem::is_directory(status)) {
     throw SessionError("is a folder; expected an ONNX file");
+  }
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw SessionError("is no regular file; expected an ONNX file");
   }
   errno = 0;
   if (!std::ifstream(path, std::ios::binary).is_open()) {

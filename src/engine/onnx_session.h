@@ -24,7 +24,7 @@ struct TensorInfo {
   std::optional<AIDataType> data_type;
   /// The element type, for messages.
   std::string type_name;
-  /// -1 for an open dimension.
+  /// -1 for an open dimension. Empty for a scalar, and where the file tells no rank.
   Shape shape;
 };
 

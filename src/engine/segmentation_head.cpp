@@ -17,6 +17,7 @@ using alg::common::Shape;
 using alg::common::ShapeText;
 
 constexpr int kBoxChannels = 4;
+constexpr int kCoarsestStride = 32;
 
 // Limit of every dimension, so that no product of those below overflows.
 constexpr std::int64_t kMostPixels = 16384;
@@ -45,9 +46,11 @@ Shape ReadInputShape(const AIEngineConfig& config) {
   }
   const auto& [name, shape] = *config.input_shapes.begin();
   CheckPositive(name, shape);
-  if (shape.size() != 4 || shape[1] != 3 || shape[2] != shape[3] || shape[2] > kMostPixels) {
+  if (shape.size() != 4 || shape[1] != 3 || shape[2] != shape[3] || shape[2] > kMostPixels ||
+      shape[2] % kCoarsestStride != 0) {
     Reject("input '" + name + "' has shape " + ShapeText(shape) +
-           "; expected [N, 3, S, S] with S up to " + std::to_string(kMostPixels));
+           "; expected [N, 3, S, S] with S a multiple of " + std::to_string(kCoarsestStride) +
+           " up to " + std::to_string(kMostPixels));
   }
   return shape;
 }

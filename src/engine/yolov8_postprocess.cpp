@@ -31,6 +31,7 @@ std::vector<cv::Rect> ReadPatchList(const YAML::Node& root) {
     return patches;
   }
   const YAML::Node entries = root["patch"]["patches"];
+  if (!entries.IsDefined()) return patches;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const YAML::Node entry = entries[i];
     patches.emplace_back(entry[0].as<int>(), entry[1].as<int>(), entry[2].as<int>(),
