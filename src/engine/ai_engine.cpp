@@ -68,7 +68,8 @@ Tensor CheckTensor(const ConfiguredTensors& configured, const std::string& name,
   }
   const std::optional<std::size_t> bytes = TensorBytes(type, shape->second);
   if (!bytes) {
-    Reject(where + " of shape " + ShapeText(shape->second) + " is longer than 2147483647 bytes");
+    Reject(where + " has shape " + ShapeText(shape->second) +
+           "; expected positive dimensions and at most 2147483647 bytes");
   }
   if (ValueOr<std::int32_t>(configured.memory_types, name, kAIHostMemory) != kAIHostMemory) {
     Reject(where + " is configured outside host memory; expected memory type 0");

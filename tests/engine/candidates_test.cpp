@@ -422,6 +422,14 @@ TEST(Suppress, EmptyAndInvertedBoxesNeitherDropNorAreDropped) {
   EXPECT_THAT(Kept(boxes, 0.0F, true), ElementsAre(0, 1, 2, 3, 4, 5));
 }
 
+TEST(Suppress, BoxesInvertedOnOneAxisOverlapNothing) {
+  // Their areas are negative, and so would be intersection and union.
+  EXPECT_THAT(Kept({Box(0, 1, 100, 0, 0.9F, 0, 0), Box(99, 1, 199, 0, 0.8F, 0, 1)}, 0.7F),
+              ElementsAre(0, 1));
+  EXPECT_THAT(Kept({Box(1, 0, 0, 100, 0.9F, 0, 0), Box(1, 99, 0, 199, 0.8F, 0, 1)}, 0.7F),
+              ElementsAre(0, 1));
+}
+
 TEST(Suppress, HugeIdenticalBoxesAreOne) {
   // The area of such a box is beyond float, the corners are not.
   for (const float side : {1e18F, 1e19F, 1e20F, 1e30F, 1.6e38F}) {

@@ -10,6 +10,7 @@
 #include <map>
 #include <opencv2/core.hpp>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -868,6 +869,21 @@ TEST(DecoderRepeats, WholeListsThatAreStillHeldOutliveLaterFrames) {
               cv::Rect(16 + 8 * static_cast<int>(frame), 16, 8, 8))
         << "frame " << frame;
   }
+}
+
+TEST(DecoderRepeats, MasksThatNobodyHoldsLendTheirMemoryToTheNextFrame) {
+  SegmentationOutputs outputs = Outputs(Batch(1));
+  outputs.Put(0, 0, {20, 20, 8, 8, 0, 0.9F});
+  outputs.Put(0, 1, {40, 20, 8, 8, 0, 0.8F});
+  Yolov8Postprocess decoder(Root({{0, 0, 64, 64}}), outputs.Config(), {{64, 64}});
+  BufferMap buffers = outputs.Buffers();
+  std::set<const std::uint8_t*> memory;
+  for (int frame = 0; frame < 20; ++frame) {
+    Lists objects;
+    ASSERT_EQ(decoder.PostProcess(buffers, objects), kPostProcessOk);
+    for (const Object& object : objects.at(0)) memory.insert(object.mask.data);
+  }
+  EXPECT_THAT(memory, SizeIs(2));
 }
 
 TEST(DecoderRepeats, ResultsOutliveTheDecoder) {

@@ -213,6 +213,18 @@ TEST(EngineInit, TakesAnOutputWhoseRankTheFileDoesNotTell) {
   ExpectTaken(config);
 }
 
+TEST(EngineInit, TellsThatAShapeIsNotPositiveWhereTheFileTellsNoRank) {
+  const TemporaryFile file(Serialise(PassOn(OnnxType::kFloat, {})));
+  AIEngineConfig config;
+  config.model_path = file.path();
+  config.input_sizes = {{"x", 4}};
+  config.input_shapes = {{"x", {2, 0}}};
+  config.output_sizes = {{"y", 4}};
+  config.output_shapes = {{"y", {}}};
+  ExpectRefused(config, AllOf(StartsWith(Line(config, "input 'x' ")), testing::HasSubstr("[2, 0]"),
+                              testing::Not(testing::HasSubstr("longer than"))));
+}
+
 // --- Files
 
 TEST(EngineInitFile, Missing) {
@@ -478,11 +490,11 @@ TEST(EngineInitOpenDimensions, MustNotMakeATensorLongerThanItsLengthCanTell) {
   AIEngineConfig config = DynamicConfig();
   config.input_shapes["images"] = {1, 3, 13378, 13378};
   ExpectRefused(config, Line(config,
-                             "input 'images' of shape [1, 3, 13378, 13378] is longer than "
-                             "2147483647 bytes"));
+                             "input 'images' has shape [1, 3, 13378, 13378]; expected positive "
+                             "dimensions and at most 2147483647 bytes"));
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
   config.input_shapes["images"] = {kMost, 3, kMost, kMost};
-  ExpectRefused(config, StartsWith(Line(config, "input 'images' of shape [")));
+  ExpectRefused(config, StartsWith(Line(config, "input 'images' has shape [")));
 }
 
 TEST(EngineInitTrialRun, RefusesOutputShapesThatTheNetworkDoesNotGive) {

@@ -173,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(ShapeCase{"RankThree",
                               {3, 640, 640},
                               "input 'images' has shape [3, 640, 640]; expected [N, 3, S, S] "
-                              "S a multiple of 32 up to 16384"},
+                              "with S a multiple of 32 up to 16384"},
                     ShapeCase{"RankFive",
                               {6, 3, 640, 640, 1},
                               "input 'images' has shape [6, 3, 640, 640, 1]; expected [N, 3, S, S] "

@@ -581,6 +581,7 @@ TEST(MaskMemory, AMaskThatNobodyHoldsIsUsedAgainAndBlankOutsideItsNewBox) {
   painter.StartFrame();
   const std::uint8_t* memory = Fill(painter, {1, 2, 6, 5}).data;
   painter.StartFrame();
+  const cv::Mat next = cv::Mat::ones(8, 8, CV_8UC1);  // takes the memory if it was given back
   const cv::Mat again = Fill(painter, {5, 5, 3, 1});
   EXPECT_EQ(again.data, memory);
   EXPECT_EQ(Rows(again), Filled({5, 5, 3, 1}));
