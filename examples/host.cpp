@@ -1,8 +1,9 @@
 // The smallest host: one picture in, one line a detection out.
 //   host SEGMENTATION.onnx CONFIGURATION.yaml PICTURE
-#include <cstdio>
 #include <dirty_seg_detector/dirty_seg_detector.h>
 #include <engine/network_reader.h>
+
+#include <cstdio>
 #include <opencv2/imgcodecs.hpp>
 
 int main(int argc, char** argv) {
