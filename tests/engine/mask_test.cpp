@@ -482,14 +482,18 @@ TEST(MaskPainter, AHugeFiniteLogitIsMask) {
 }
 
 TEST(MaskPainter, HugeLogitsOfBothSignsSideBySideDoNotOverflow) {
-  Planes planes(1, 4);
-  for (int row = 0; row < 4; ++row) {
-    for (int column = 0; column < 4; ++column) {
-      planes.At(0, row, column) = column < 2 ? -8e37F : 8e37F;
+  for (const float huge : {8e37F, 1e38F, kMost}) {
+    Planes planes(1, 4);
+    for (int row = 0; row < 4; ++row) {
+      for (int column = 0; column < 4; ++column) {
+        planes.At(0, row, column) = column < 2 ? -huge : huge;
+      }
     }
+    // Pixel 3 lies a quarter of the way from the negative to the positive cells.
+    EXPECT_EQ(PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 8), 0.0F),
+              std::vector<std::string>(kSide, "....####"))
+        << huge;
   }
-  EXPECT_EQ(PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 8), 0.0F),
-            std::vector<std::string>(kSide, "....####"));
 }
 
 TEST(MaskPainter, DenormalLogitsAreCompared) {
