@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -76,7 +77,12 @@ void CheckReadable(const std::string& path) {
 // One environment for the process. The runtime's own log stays silent: its errors come back as
 // exceptions and are told once.
 Ort::Env& Environment() {
-  static Ort::Env environment(ORT_LOGGING_LEVEL_FATAL, "tessmar_ai_engine");
+  static Ort::Env environment = [] {
+    // A robot's engine reports to nobody. The runtime reads this while the environment is made; its
+    // own switch comes too late.
+    setenv("ORT_DISABLE_TELEMETRY", "1", 1);
+    return Ort::Env(ORT_LOGGING_LEVEL_FATAL, "tessmar_ai_engine");
+  }();
   return environment;
 }
 
