@@ -4,7 +4,7 @@
     bench/table.py FOLDER     with the JSON files that scripts/bench.sh wrote there
 
 Compares medians. Benchmarks of one core count processor time, so that what else runs on the
-machine disturbs them less; those that mark themselves as real or manual time count that.
+machine disturbs them less; that on two cores counts real time and needs the machine for itself.
 Exit status 1 when a bound does not hold, 2 when a measurement is missing.
 """
 
