@@ -1,32 +1,53 @@
 #include "engine/candidates.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <opencv2/core/hal/intrin.hpp>
 
 namespace nuvik::model {
 namespace {
 
 constexpr int kFirstScore = 4;
 
-// The best score of each of `count` anchors from `first` on, not-a-number counting as none. Class
-// planes are read in runs that stay in the nearest cache.
-void BestScores(const Predictions& predictions, int first, int count, float* best) {
-  std::fill_n(best, count, -std::numeric_limits<float>::infinity());
+// Whether all of `count` numbers are at most `limit`; not-a-number is not.
+bool AreAtMost(const float* numbers, int count, float limit) {
+  constexpr int kLanes = cv::v_float32x4::nlanes;
+  const cv::v_float32x4 limits = cv::v_setall_f32(limit);
+  const auto is_at_most = [&](int first) { return cv::v_load(numbers + first) <= limits; };
+  cv::v_float32x4 all = cv::v_setzero_f32() == cv::v_setzero_f32();
+  int i = 0;
+  for (; i <= count - 4 * kLanes; i += 4 * kLanes) {
+    all = all & ((is_at_most(i) & is_at_most(i + kLanes)) &
+                 (is_at_most(i + 2 * kLanes) & is_at_most(i + 3 * kLanes)));
+  }
+  bool are_at_most = cv::v_check_all(all);
+  for (; i < count; ++i) are_at_most = are_at_most && numbers[i] <= limit;
+  return are_at_most;
+}
+
+// A bit for each anchor.
+using Marks = std::vector<std::uint64_t>;
+constexpr int kMarksInWord = 64;
+
+// Marks the anchors with a score greater than `threshold`. Reads each class plane once, from its
+// first score to its last, and looks closer only in runs where there is such a score.
+Marks MarkAnchors(const Predictions& predictions, float threshold) {
+  constexpr int kRun = 8 * kMarksInWord;
+  Marks marks(static_cast<std::size_t>((predictions.anchors + kMarksInWord - 1) / kMarksInWord));
   for (int c = 0; c < predictions.classes; ++c) {
-    const float* scores = predictions.data +
-                          static_cast<std::size_t>(kFirstScore + c) * predictions.channel_step +
-                          static_cast<std::size_t>(first) * predictions.anchor_step;
-    if (predictions.anchor_step == 1) {
-      for (int i = 0; i < count; ++i) best[i] = scores[i] > best[i] ? scores[i] : best[i];
-    } else {
+    for (int first = 0; first < predictions.anchors; first += kRun) {
+      const float* scores = &predictions.at(kFirstScore + c, first);
+      const int count = std::min(kRun, predictions.anchors - first);
+      if (AreAtMost(scores, count, threshold)) continue;
       for (int i = 0; i < count; ++i) {
-        const float score = scores[static_cast<std::size_t>(i) * predictions.anchor_step];
-        best[i] = score > best[i] ? score : best[i];
+        marks[static_cast<std::size_t>((first + i) / kMarksInWord)] |=
+            std::uint64_t{scores[i] > threshold} << (i % kMarksInWord);
       }
     }
   }
+  return marks;
 }
 
 bool AreCoefficientsFinite(const Predictions& predictions, int anchor) {
@@ -78,25 +99,37 @@ bool Overlaps(const Candidate& a, const Candidate& b, float iou_threshold) {
   return intersection > iou_threshold * (Area(a) + Area(b) - intersection);
 }
 
+// Appends the anchor's best detection, unless one of its numbers forbids it.
+void AddIfSound(const Predictions& predictions, int anchor, float threshold,
+                std::vector<Candidate>& candidates) {
+  Candidate candidate{};
+  candidate.anchor = anchor;
+  SetClass(predictions, candidate);
+  SetBox(predictions, candidate);
+  if (candidate.score > threshold && IsBoxFinite(candidate) &&
+      AreCoefficientsFinite(predictions, anchor)) {
+    candidates.push_back(candidate);
+  }
+}
+
 }  // namespace
 
 void FindCandidates(const Predictions& predictions, float threshold,
                     std::vector<Candidate>& candidates) {
-  std::array<float, 256> best{};
-  constexpr int kRun = static_cast<int>(best.size());
-  for (int first = 0; first < predictions.anchors; first += kRun) {
-    const int count = std::min(kRun, predictions.anchors - first);
-    BestScores(predictions, first, count, best.data());
-    for (int i = 0; i < count; ++i) {
-      if (!(best[static_cast<std::size_t>(i)] > threshold)) continue;
-      Candidate candidate{};
-      candidate.anchor = first + i;
-      SetClass(predictions, candidate);
-      SetBox(predictions, candidate);
-      if (candidate.score > threshold && IsBoxFinite(candidate) &&
-          AreCoefficientsFinite(predictions, candidate.anchor)) {
-        candidates.push_back(candidate);
+  if (predictions.anchor_step != 1) {
+    for (int anchor = 0; anchor < predictions.anchors; ++anchor) {
+      const float* scores = &predictions.at(kFirstScore, anchor);
+      if (!AreAtMost(scores, predictions.classes, threshold)) {
+        AddIfSound(predictions, anchor, threshold, candidates);
       }
+    }
+    return;
+  }
+  const Marks marks = MarkAnchors(predictions, threshold);
+  for (std::size_t word = 0; word < marks.size(); ++word) {
+    int anchor = static_cast<int>(word) * kMarksInWord;
+    for (std::uint64_t rest = marks[word]; rest != 0; rest >>= 1, ++anchor) {
+      if ((rest & 1) != 0) AddIfSound(predictions, anchor, threshold, candidates);
     }
   }
 }

@@ -16,7 +16,7 @@ struct Predictions {
   std::size_t channel_step;
   std::size_t anchor_step;
 
-  float at(int channel, int anchor) const {
+  const float& at(int channel, int anchor) const {
     return data[static_cast<std::size_t>(channel) * channel_step +
                 static_cast<std::size_t>(anchor) * anchor_step];
   }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <opencv2/core/hal/intrin.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -50,9 +51,20 @@ cv::Rect TouchedCells(const PatchGeometry& geometry, const cv::Rect& box) {
   return {left, top, right - left + 1, bottom - top + 1};
 }
 
-// sums[i] += coefficient * values[i]
-void AddScaled(const float* values, float coefficient, int count, float* sums) {
-  for (int i = 0; i < count; ++i) sums[i] += coefficient * values[i];
+// Adds to each sum its values of kPlanes planes, `step` apart, times their coefficients: one plane
+// after the other, so that the bits do not depend on kPlanes.
+template <int kPlanes>
+void AddScaled(const float* values, std::size_t step, const float* coefficients, int count,
+               float* sums) {
+  std::array<float, kPlanes> scales;
+  std::copy_n(coefficients, kPlanes, scales.begin());
+  for (int i = 0; i < count; ++i) {
+    float sum = sums[i];
+    for (std::size_t k = 0; k < kPlanes; ++k) {
+      sum += scales[k] * values[k * step + static_cast<std::size_t>(i)];
+    }
+    sums[i] = sum;
+  }
 }
 
 // Leaves logits whose differences do not overflow, and not-a-number, which no threshold is below,
@@ -70,9 +82,29 @@ void LimitLogits(int count, float* logits) {
 // Blends two stretched rows and thresholds.
 void PaintRow(const float* upper, const float* lower, float weight, float threshold, int count,
               std::uint8_t* mask) {
-  for (int i = 0; i < count; ++i) {
+  constexpr int kLanes = cv::v_float32x4::nlanes;
+  const cv::v_float32x4 weights = cv::v_setall_f32(weight);
+  const cv::v_float32x4 thresholds = cv::v_setall_f32(threshold);
+  const auto is_above = [&](int first) {
+    const cv::v_float32x4 above = cv::v_load(upper + first);
+    const cv::v_float32x4 logit = above + (cv::v_load(lower + first) - above) * weights;
+    return cv::v_reinterpret_as_u32(logit > thresholds);
+  };
+  int i = 0;
+  for (; i <= count - 4 * kLanes; i += 4 * kLanes) {
+    cv::v_store(mask + i, cv::v_pack_b(is_above(i), is_above(i + kLanes), is_above(i + 2 * kLanes),
+                                       is_above(i + 3 * kLanes)));
+  }
+  for (; i < count; ++i) {
     const float logit = upper[i] + (lower[i] - upper[i]) * weight;
     mask[i] = logit > threshold ? 255 : 0;
+  }
+}
+
+// Sets the pixels of `box` to 0.
+void Blank(cv::Mat& mask, const cv::Rect& box) {
+  for (int y = box.y; y < box.y + box.height; ++y) {
+    std::fill_n(mask.ptr<std::uint8_t>(y) + box.x, box.width, std::uint8_t{0});
   }
 }
 
@@ -104,12 +136,18 @@ void MaskPainter::ComputeLogits(const Prototypes& prototypes, const float* coeff
   const auto side = static_cast<std::size_t>(prototypes.side);
   const std::size_t first =
       static_cast<std::size_t>(cells.y) * side + static_cast<std::size_t>(cells.x);
+  constexpr int kAtOnce = 4;  // planes: fewer passes over the sums, and few enough to stream
+  const std::size_t plane = side * side;
   logits_.assign(static_cast<std::size_t>(cells.area()), 0.0F);
   float* row = logits_.data();
   for (int y = 0; y < cells.height; ++y, row += cells.width) {
     const float* prototype = prototypes.data + first + static_cast<std::size_t>(y) * side;
-    for (int k = 0; k < prototypes.coefficients; ++k, prototype += side * side) {
-      AddScaled(prototype, coefficients[k], cells.width, row);
+    int k = 0;
+    for (; k + kAtOnce <= prototypes.coefficients; k += kAtOnce, prototype += kAtOnce * plane) {
+      AddScaled<kAtOnce>(prototype, plane, coefficients + k, cells.width, row);
+    }
+    for (; k < prototypes.coefficients; ++k, prototype += plane) {
+      AddScaled<1>(prototype, plane, coefficients + k, cells.width, row);
     }
     LimitLogits(cells.width, row);
   }
@@ -143,7 +181,7 @@ cv::Mat MaskPainter::TakeBlankMask(const cv::Size& size, const cv::Rect& box) {
   if (used_masks_ == masks_.size()) masks_.emplace_back();
   LentMask& lent = masks_[used_masks_++];
   if (lent.mask.size() == size && IsHeldOnce(lent.mask)) {
-    lent.mask(lent.drawn).setTo(0);
+    Blank(lent.mask, lent.drawn);
   } else {
     // Built aside: assigning an expression would write into memory that somebody holds.
     lent.mask = cv::Mat(size, CV_8UC1, cv::Scalar(0));

@@ -182,9 +182,9 @@ TEST_P(FindCandidatesIn, BoxesAndCoefficientsAreNoScores) {
   EXPECT_THAT(slot.Find(0.25F), IsEmpty());
 }
 
-// Anchors are scanned in runs of 256.
-TEST_P(FindCandidatesIn, EveryAnchorAroundARunOf256IsFoundInOrder) {
-  for (const int anchors : {1, 254, 255, 256, 257, 258, 300, 511, 512, 513}) {
+// Anchors are scanned in runs of 512, four vectors of four at a time, and marked in words of 64.
+TEST_P(FindCandidatesIn, EveryAnchorAroundAWordAndARunIsFoundInOrder) {
+  for (const int anchors : {1, 15, 16, 17, 63, 64, 65, 128, 511, 512, 513, 1024, 1025}) {
     Slot slot = MakeSlot(2, 1, anchors);
     std::vector<int> all;
     for (int anchor = 0; anchor < anchors; ++anchor) {
@@ -195,15 +195,38 @@ TEST_P(FindCandidatesIn, EveryAnchorAroundARunOf256IsFoundInOrder) {
   }
 }
 
-TEST_P(FindCandidatesIn, ASingleDetectionIsFoundAtEveryAnchorAroundARun) {
-  for (const int anchor : {0, 1, 254, 255, 256, 257, 511, 512}) {
-    Slot slot = MakeSlot(2, 1, 513);
+TEST_P(FindCandidatesIn, ASingleDetectionIsFoundAtEveryAnchor) {
+  constexpr int kAnchors = 2 * 512 + 2 * 16 + 3;
+  for (int anchor = 0; anchor < kAnchors; ++anchor) {
+    Slot slot = MakeSlot(2, 1, kAnchors);
     slot.Score(1, anchor) = 0.5F;
     slot.At(0, anchor) = static_cast<float>(anchor);
     const std::vector<Candidate> found = slot.Find(0.25F);
     ASSERT_THAT(AnchorsOf(found), ElementsAre(anchor));
     EXPECT_EQ(found[0].label, 1);
     EXPECT_EQ(found[0].x1, static_cast<float>(anchor));
+  }
+}
+
+// Anchors whose scores lie together are looked at four vectors of four classes at a time.
+TEST_P(FindCandidatesIn, ASingleScoreIsFoundInEveryClass) {
+  for (const int classes : {1, 4, 15, 16, 17, 33, 80}) {
+    for (int label = 0; label < classes; ++label) {
+      Slot slot = MakeSlot(classes, 1, 3);
+      slot.Score(label, 1) = 0.5F;
+      const std::vector<Candidate> found = slot.Find(0.25F);
+      ASSERT_THAT(AnchorsOf(found), ElementsAre(1)) << label << " of " << classes;
+      EXPECT_EQ(found[0].label, label);
+    }
+  }
+}
+
+TEST_P(FindCandidatesIn, ScoresThatAreNotANumberHideNoneBesideThem) {
+  for (int anchor = 0; anchor < 64; ++anchor) {
+    Slot slot = MakeSlot(1, 1, 64);
+    for (int other = 0; other < 64; ++other) slot.Score(0, other) = kNan;
+    slot.Score(0, anchor) = 0.5F;
+    ASSERT_THAT(AnchorsOf(slot.Find(0.25F)), ElementsAre(anchor));
   }
 }
 

@@ -339,6 +339,50 @@ TEST(MaskPainter, AddsAllPrototypesWithTheirCoefficients) {
             std::vector<std::string>(kSide, "########"));
 }
 
+// Prototypes are added four at a time, and one by one what remains; the bits are those of one by
+// one: the 0.25 is lost beside 2^24, the numbers after it are not.
+TEST(MaskPainter, AddsPrototypesInTheirOrder) {
+  const std::vector<float> values{0.25F, 16777216.0F, -16777216.0F, 0.5F, 2.0F,
+                                  4.0F,  8.0F,        16.0F,        32.0F};
+  float sum = 0.0F;
+  for (int count = 1; count <= static_cast<int>(values.size()); ++count) {
+    Planes planes(count, 4);
+    for (int k = 0; k < count; ++k) planes.Fill(k, values[static_cast<std::size_t>(k)]);
+    const std::vector<float> coefficients(values.size(), 1.0F);
+    sum += values[static_cast<std::size_t>(count - 1)];
+    const cv::Rect whole(0, 0, 8, 8);
+    EXPECT_EQ(PaintEight(planes, coefficients, whole, sum),
+              std::vector<std::string>(kSide, "........"))
+        << count;
+    EXPECT_EQ(PaintEight(planes, coefficients, whole, std::nextafter(sum, -100.0F)),
+              std::vector<std::string>(kSide, "########"))
+        << count;
+  }
+  EXPECT_EQ(sum, 62.5F);
+}
+
+// Pixels are drawn sixteen at a time, and one by one what remains.
+TEST(MaskPainter, ARowOfEveryWidthHasThePixelsOfOnePixelBoxes) {
+  const PatchGeometry geometry({64, 64}, 64, 16);
+  Planes planes(1, 16);
+  for (int i = 0; i < 256; ++i) planes.At(0, i / 16, i % 16) = static_cast<float>(i * 7 % 13);
+  const float coefficient = 1.0F;
+  MaskPainter painter;
+  const auto paint = [&](const cv::Rect& box) {
+    return painter.Paint(planes.View(), &coefficient, geometry, box, 6.0F).clone();
+  };
+  cv::Mat expected(64, 64, CV_8UC1, cv::Scalar(0));
+  int drawn = 0;
+  for (int width = 1; width <= 61; ++width) {
+    const cv::Rect last(3 + width - 1, 30, 1, 1);
+    paint(last)(last).copyTo(expected(last));
+    drawn += expected.at<std::uint8_t>(last.tl()) == 255 ? 1 : 0;
+    ASSERT_EQ(cv::norm(paint(cv::Rect(3, 30, width, 1)), expected, cv::NORM_INF), 0.0) << width;
+  }
+  EXPECT_GT(drawn, 10);
+  EXPECT_LT(drawn, 51);
+}
+
 TEST(MaskPainter, PaintsInsideTheBoxOnly) {
   Planes planes(1, 4);
   planes.Fill(0, 1.0F);
