@@ -239,6 +239,40 @@ TEST_F(EngineInference, HalfPrecisionOutputsAreBinary16) {
   EXPECT_EQ(predictions[4 * 84], 0x3400);  // 0.25
 }
 
+// Networks that compute in float16 or in 8 bits give the numbers of the float32 one, where these
+// are exact in all three.
+class EngineArithmetic : public EngineInference, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Networks, EngineArithmetic,
+                         testing::Values("seg-b2-64", "seg-b2-64-half", "seg-b2-64-quantised"),
+                         [](const auto& network) {
+                           std::string name = network.param;
+                           std::replace(name.begin(), name.end(), '-', '_');
+                           return name;
+                         });
+
+TEST_P(EngineArithmetic, ComputesEverySlotFromItsOwnPicture) {
+  Load(GetParam());
+  Paint(0, 0.25F, 0.5F, 0.75F);
+  Paint(1, 0.5F, 0.75F, 0.25F);
+  ASSERT_EQ(engine_.DoInference(inputs_, outputs_), kAIOk);
+  const std::vector<float> predictions = NumbersOf<float>(outputs_.at("output0"));
+  const std::vector<float> prototypes = NumbersOf<float>(outputs_.at("output1"));
+  ASSERT_EQ(predictions.size(), 2U * 38 * 84);
+  ASSERT_EQ(prototypes.size(), 2U * 32 * 256);
+  const std::vector<std::vector<float>> first_anchors{{32, 32, 32, 16, 0.25F, 0.5F, 1},
+                                                      {32, 32, 32, 16, 0.5F, 0.75F, 1}};
+  for (std::size_t slot = 0; slot < 2; ++slot) {
+    for (std::size_t row = 0; row < 7; ++row) {
+      EXPECT_EQ(predictions[(slot * 38 + row) * 84], first_anchors[slot][row])
+          << "slot " << slot << ", row " << row;
+    }
+    EXPECT_EQ(prototypes[slot * 32 * 256], 4.0F);
+  }
+  EXPECT_EQ(prototypes[256], 0.75F);
+  EXPECT_EQ(prototypes[33 * 256], 0.25F);
+}
+
 // --- Statuses
 
 TEST_F(EngineInference, WithoutInitIsNotInitialised) {

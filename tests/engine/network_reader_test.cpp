@@ -147,9 +147,10 @@ TEST(ReadNetwork, TellsEveryElementTypeAndItsLength) {
 }
 
 TEST(ReadNetwork, FillsWhatInitTakes) {
-  for (const char* name : {"seg-b2-64", "seg-b2-64-f16", "seg-b2-64-swapped",
-                           "seg-b2-64-transposed", "boxes-only", "rank2", "classifier-112",
-                           "classifier-224", "classifier-dynamic-batch", "types", "fails-later"}) {
+  for (const char* name :
+       {"seg-b2-64", "seg-b2-64-f16", "seg-b2-64-half", "seg-b2-64-quantised", "seg-b2-64-swapped",
+        "seg-b2-64-transposed", "boxes-only", "rank2", "classifier-112", "classifier-224",
+        "classifier-dynamic-batch", "types", "fails-later"}) {
     SCOPED_TRACE(name);
     ExpectReady(Read(NetworkPath(name)).config);
   }

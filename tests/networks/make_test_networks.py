@@ -16,6 +16,8 @@ Segmentation, 2 classes ("red", "green"), 32 coefficients. For slot n
     seg-b2-64             images [2, 3, 64, 64] -> output0 [2, 38, 84], output1 [2, 32, 16, 16]
     seg-b2-64-transposed  output0 is [2, 84, 38]
     seg-b2-64-f16         both outputs are float16
+    seg-b2-64-half        float16 weights and arithmetic between a float32 input and float32 outputs
+    seg-b2-64-quantised   statically quantised, 8 bits: exact for means that are multiples of 0.25
     seg-b2-64-swapped     output0 is the prototypes, output1 the predictions
     seg-dynamic           [batch, 3, height, width] -> [batch, 38, anchors], [batch, 32, height / 4,
                           width / 4]; anchors = the cells of strides 8, 16 and 32 (84 at 64 x 64)
@@ -36,6 +38,7 @@ Failures inside the runtime, x [1, 4] float32 -> y [1, 1]; where they run, y is 
 """
 
 import sys
+from collections.abc import Callable
 from pathlib import Path
 
 import numpy as np
@@ -63,24 +66,52 @@ def means(graph: Graph, picture: str) -> str:
     return graph.add("ReduceMean", picture, axes=[2, 3], keepdims=1)
 
 
-def first_anchor(graph: Graph, planes: str) -> str:
+# Adds a 1x1 convolution to a graph: source, weight table [out, in], bias -> result.
+Convolution = Callable[[Graph, str, np.ndarray, np.ndarray], str]
+
+
+def half_conv(graph: Graph, source: str, table: np.ndarray, bias: np.ndarray) -> str:
+    weights = graph.constant(table[..., None, None], np.float16)
+    return graph.add("Conv", source, weights, graph.constant(bias, np.float16))
+
+
+def quantised_conv(graph: Graph, source: str, table: np.ndarray, bias: np.ndarray) -> str:
+    """Between steps of 1/256 and of 1/4; the weights are whole numbers."""
+
+    def dequantised(values: np.ndarray, scale: float, dtype: type) -> str:
+        steps = graph.constant(np.rint(values / scale), dtype)
+        return graph.add(
+            "DequantizeLinear", steps, graph.constant(scale), graph.constant(0, dtype)
+        )
+
+    def quantised(values: str, scale: float) -> str:
+        parameters = graph.constant(scale), graph.constant(0, np.uint8)
+        steps = graph.add("QuantizeLinear", values, *parameters)
+        return graph.add("DequantizeLinear", steps, *parameters)
+
+    weights = dequantised(table[..., None, None], 1, np.int8)
+    biases = dequantised(bias, 1 / 256, np.int32)
+    return quantised(graph.add("Conv", quantised(source, 1 / 256), weights, biases), 1 / 4)
+
+
+def first_anchor(graph: Graph, planes: str, conv: Convolution = Graph.conv) -> str:
     """[N, rows, 1]: anchor 0."""
     table = np.zeros((ROWS, 3))
     table[4, 0] = table[5, 1] = 1
     bias = np.zeros(ROWS)
     bias[:4] = [32, 32, 32, 16]
     bias[4 + len(CLASSES)] = 1
-    column = graph.conv(planes, table, bias)
+    column = conv(graph, planes, table, bias)
     return graph.add("Squeeze", column, graph.constant([3], np.int64))
 
 
-def prototype_values(graph: Graph, planes: str) -> str:
+def prototype_values(graph: Graph, planes: str, conv: Convolution = Graph.conv) -> str:
     """[N, coefficients, 1, 1]"""
     table = np.zeros((COEFFICIENTS, 3))
     table[1, 2] = 1
     bias = np.zeros(COEFFICIENTS)
     bias[0] = 4
-    return graph.conv(planes, table, bias)
+    return conv(graph, planes, table, bias)
 
 
 def fixed_predictions(graph: Graph, planes: str, **name: str) -> str:
@@ -124,6 +155,32 @@ def half_precision() -> bytes:
     graph.add("Cast", fixed_prototypes(graph, planes), to=half, named="output1")
     graph.output("output0", [BATCH, ROWS, ANCHORS], half)
     graph.output("output1", PROTOTYPES, half)
+    return graph.serialise(METADATA)
+
+
+def half_inside() -> bytes:
+    graph = Graph("seg_half")
+    images = graph.input("images", [BATCH, 3, SIDE, SIDE])
+    planes = means(graph, graph.add("Cast", images, to=TensorProto.FLOAT16))
+    single = TensorProto.FLOAT
+    column = graph.add("Cast", first_anchor(graph, planes, half_conv), to=single)
+    values = graph.add("Cast", prototype_values(graph, planes, half_conv), to=single)
+    return filled(graph, column, values)
+
+
+def quantised() -> bytes:
+    graph, planes = fixed_input("seg_quantised")
+    column = first_anchor(graph, planes, quantised_conv)
+    return filled(graph, column, prototype_values(graph, planes, quantised_conv))
+
+
+def filled(graph: Graph, column: str, values: str) -> bytes:
+    """From anchor 0 and one cell of prototypes to both outputs."""
+    pads = graph.constant([0, 0, 0, 0, 0, ANCHORS - 1], np.int64)
+    graph.add("Pad", column, pads, named="output0")
+    graph.add("Expand", values, graph.constant(PROTOTYPES, np.int64), named="output1")
+    graph.output("output0", [BATCH, ROWS, ANCHORS])
+    graph.output("output1", PROTOTYPES)
     return graph.serialise(METADATA)
 
 
@@ -207,6 +264,8 @@ def networks() -> dict[str, bytes]:
         "seg-b2-64": segmentation(),
         "seg-b2-64-transposed": transposed(),
         "seg-b2-64-f16": half_precision(),
+        "seg-b2-64-half": half_inside(),
+        "seg-b2-64-quantised": quantised(),
         "seg-b2-64-swapped": segmentation("output1", "output0"),
         "seg-dynamic": dynamic(),
         "boxes-only": boxes_only(),
