@@ -139,6 +139,16 @@ std::size_t TensorLength(const cv::Mat& image) {
   return image.total() * static_cast<std::size_t>(image.channels());
 }
 
+// cv::resize on the calling thread alone: inside a parallel region OpenCV starts no other, and one
+// of a single step is run by the caller. Its threads stay asleep, or are not even made.
+cv::Mat Resize(const cv::Mat& image, const cv::Size& size, int interpolation) {
+  cv::Mat resized;
+  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range& /*step*/) {
+    cv::resize(image, resized, size, 0, 0, interpolation);
+  });
+  return resized;
+}
+
 // Greys what lies around `inner`.
 void FillBorder(const cv::Rect& inner, cv::Mat& square) {
   const cv::Scalar grey(kGrey, kGrey, kGrey, 0.0);
@@ -163,9 +173,7 @@ cv::Mat PadSquare(const cv::Mat& image) {
 cv::Mat CutSquare(const cv::Mat& crop, int side, cv::Mat square) {
   const cv::Size scaled = geometry::ScaleLongerSideTo(side, crop.size());
   if (!IsColorImage(crop) || scaled.width <= 0 || scaled.height <= 0) {
-    cv::Mat resized;
-    cv::resize(crop, resized, scaled, 0, 0, cv::INTER_NEAREST);
-    return PadSquare(resized);
+    return PadSquare(Resize(crop, scaled, cv::INTER_NEAREST));
   }
   const geometry::SquareBorder border = geometry::BorderToSquare(scaled);
   const cv::Rect inner({border.left_and_right, border.top_and_bottom}, scaled);
@@ -340,9 +348,8 @@ bool DirtySegDetector::PreProcess(const ImageMap& images, AIBuff& input, const c
     const cv::Mat source = image == nullptr ? cv::Mat() : *image;
     const cv::Size scaled =
         geometry::ScaleLongerSideTo(std::max(size.width, size.height), source.size());
-    cv::Mat resized;
-    cv::resize(source, resized, scaled, 0, 0, cv::INTER_LINEAR);
-    const cv::Mat& square = crop_images_[name] = MakeSquare(resized);
+    const cv::Mat& square = crop_images_[name] =
+        MakeSquare(Resize(source, scaled, cv::INTER_LINEAR));
 
     const Slot slot = FindSlot(input, square, count++);
     if (slot.first == nullptr && IsColorImage(square)) {
@@ -517,8 +524,7 @@ bool DirtySegDetector::PreProcessFece(const cv::Mat& crop, AIBuff& input) {
     TESSMAR_LOG_ERROR("[FECE] Invalid input buffer");
     return false;
   }
-  cv::Mat resized;
-  cv::resize(crop, resized, cv::Size(kFeceSide, kFeceSide), 0, 0, cv::INTER_LINEAR);
+  const cv::Mat resized = Resize(crop, cv::Size(kFeceSide, kFeceSide), cv::INTER_LINEAR);
   if (resized.type() != CV_8UC3) {
     TESSMAR_LOG_ERROR("[FECE] Invalid image type: {}", resized.type());
     return false;

@@ -1,4 +1,6 @@
 // PopulateData and PreProcess: pixels to planar floats, whole images.
+#include <filesystem>
+#include <iterator>
 #include <opencv2/core.hpp>
 
 #include "support/detector_test.h"
@@ -160,6 +162,19 @@ TEST_F(PreProcess, LogsItsCallAtDebugLevel) {
   EXPECT_TRUE(Run(ColorOnly(ColorImage(8, 8))));
 
   EXPECT_EQ(log.GetLines(), Lines{called});
+}
+
+std::size_t ThreadsOfThisProcess() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+// OpenCV itself would share a resize of this size out among threads of its own.
+TEST_F(PreProcess, StartsNoThread) {
+  const std::size_t before = ThreadsOfThisProcess();
+  input = Buffer(sizeof(float) * 3 * 1280 * 1280);
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(1080, 1920)), {1280, 1280}));
+  EXPECT_EQ(ThreadsOfThisProcess(), before);
 }
 
 TEST_F(PreProcess, NoImagesAreNoFailure) {
