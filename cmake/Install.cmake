@@ -1,6 +1,7 @@
 # What `cmake --install` puts where, in four components: detector, engine, development, tools.
 # The tree works from wherever it is moved to: every path in it is relative to its own place.
 include(CMakePackageConfigHelpers)
+include(GzipFile)
 
 # On by default for `cmake --install --prefix ANYWHERE`. A Debian package turns it off: its folder
 # is one of the loader's own, and a path in the detector would beat the system's /etc/ld.so.conf,
@@ -73,7 +74,8 @@ if(NOT DIRTY_SEG_ENGINE_LIBRARY)
     file(RELATIVE_PATH bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
     set_target_properties(dirty_seg PROPERTIES INSTALL_RPATH "\$ORIGIN/${bin_to_lib}")
   endif()
-  install(FILES "${PROJECT_SOURCE_DIR}/packaging/dirty_seg.1"
+  gzip_file("${PROJECT_SOURCE_DIR}/packaging/dirty_seg.1" dirty_seg.1.gz)
+  install(FILES "${PROJECT_BINARY_DIR}/dirty_seg.1.gz"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
   install(FILES "${PROJECT_SOURCE_DIR}/packaging/sample.yaml"
     DESTINATION "${data_dir}" COMPONENT tools)

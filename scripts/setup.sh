@@ -17,10 +17,12 @@ readonly LIBRARY_PACKAGES=(
 readonly TEST_LIBRARY_PACKAGES=(libgtest-dev libgmock-dev)
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config "${LIBRARY_PACKAGES[@]}")
 readonly DEVELOPER_PACKAGES=(
-  binutils git clang-format clang-tidy make
+  abigail-tools binutils git clang-format clang-tidy make xz-utils
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
   python3-numpy python3-onnx python3-opencv
 )
+# To make Debian packages and try them.
+readonly PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap)
 # To build for 64-bit Arm on another machine, and to run what was built.
 readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu mmdebstrap qemu-user-static)
 
@@ -34,9 +36,10 @@ readonly ARM64_STAMP="${ARM64_SYSROOT}/packages"
 
 usage() {
   cat <<'EOF'
-Usage: scripts/setup.sh [--build-only | --arm64]
+Usage: scripts/setup.sh [--build-only] [--package] [--arm64]
 Installs what the project needs, as root or with sudo.
   --build-only  only what it takes to build and run, without test and developer tools
+  --package     also what it takes to make Debian packages and to try them
   --arm64       also what it takes to build for 64-bit Arm on this machine and to emulate it
 EOF
 }
@@ -78,7 +81,7 @@ missing_packages() {
       $1 == "installed" { installed[$2] }
       END {
         count = split(names, name, " ")
-        for (i = 1; i <= count; ++i) if (!(name[i] in installed)) print name[i]
+        for (i = 1; i <= count; ++i) if (!(name[i] in installed) && !told[name[i]]++) print name[i]
       }'
 }
 
@@ -126,7 +129,11 @@ fetch_ort() {
   exec {lock}<&-
 }
 
-arm64_sysroot_is_made() { cmp -s <(echo "${ARM64_SYSROOT_PACKAGES[*]}") "${ARM64_STAMP}"; }
+# Also for making packages: a record of what its libraries come from.
+arm64_sysroot_is_made() {
+  cmp -s <(echo "${ARM64_SYSROOT_PACKAGES[*]}") "${ARM64_STAMP}" &&
+    [[ -s "${ARM64_SYSROOT}/var/lib/dpkg/status" ]]
+}
 
 # Does what the maintainer scripts, which only Arm can run, would have done for linker and loader.
 link_arm64_libraries() {
@@ -161,7 +168,8 @@ make_arm64_sysroot() {
     rm -rf "${ARM64_SYSROOT}"
     # Packages are unpacked, never configured: no root, and no Arm processor, is needed for that.
     run_quietly mmdebstrap --mode=chrootless --variant=extract --arch=arm64 \
-      --include="${ARM64_SYSROOT_PACKAGES[*]}" bookworm "${ARM64_SYSROOT}" ||
+      --include="${ARM64_SYSROOT_PACKAGES[*]}" \
+      --extract-hook="${REPO}/packaging/record_packages.sh" bookworm "${ARM64_SYSROOT}" ||
       fail "'mmdebstrap' failed; its last lines stand above." \
         "Check the network, then run this again."
     # Programs under emulation see the sysroot in place of folders that it has.
@@ -175,14 +183,17 @@ make_arm64_sysroot() {
 }
 
 main() {
-  local packages=("${BUILD_PACKAGES[@]}" "${DEVELOPER_PACKAGES[@]}") arm64=no
-  case "${1-}" in
-    "") ;;
-    --build-only) packages=("${BUILD_PACKAGES[@]}") ;;
-    --arm64) packages+=("${ARM64_PACKAGES[@]}") arm64=yes ;;
-    -h | --help) usage; exit 0 ;;
-    *) usage >&2; exit 2 ;;
-  esac
+  local packages=("${BUILD_PACKAGES[@]}") developer=("${DEVELOPER_PACKAGES[@]}") arm64=no option
+  for option in "$@"; do
+    case "${option}" in
+      --build-only) developer=() ;;
+      --package) packages+=("${PACKAGE_PACKAGES[@]}") ;;
+      --arm64) packages+=("${ARM64_PACKAGES[@]}") arm64=yes ;;
+      -h | --help) usage; exit 0 ;;
+      *) usage >&2; exit 2 ;;
+    esac
+  done
+  packages+=("${developer[@]}")
   if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
     fail "this is no Debian system." "Install the equivalents of: ${packages[*]}"
   fi

@@ -21,7 +21,7 @@ for label, box in zip(record["labels"], record["bboxes"]):
   exit 1
 }
 
-page=$(sed 's/\\-/-/g' "$prefix/share/man/man1/dirty_seg.1")
+page=$(zcat "$prefix/share/man/man1/dirty_seg.1.gz" | sed 's/\\-/-/g')
 options=$({ "${program[@]}" --help; "${program[@]}" detect --help; } |
   grep -oE '^ +-[-a-z,]+' | tr -d ' ' | tr , '\n' | sort -u)
 [ "$(wc -l <<<"$options")" -ge 10 ] || {
