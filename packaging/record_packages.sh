@@ -6,6 +6,7 @@
 set -eu
 database=$1/var/lib/dpkg
 mkdir -p "$database/info"
+echo 1 >"$database/info/format"  # the names of files there may carry an architecture
 
 for package in "$1"/var/cache/apt/archives/*.deb; do
   # Others bring no library that anything is linked to.
@@ -17,9 +18,8 @@ for package in "$1"/var/cache/apt/archives/*.deb; do
   echo "$shlibs" >"$database/info/$name.shlibs"
   symbols=$(dpkg-deb --info "$package" symbols 2>/dev/null) &&
     echo "$symbols" >"$database/info/$name.symbols"
-  # /lib is a link to /usr/lib.
-  dpkg-deb --fsys-tarfile "$package" | tar --list |
-    sed 's|^\.||; s|/$||; s|^/lib/|/usr/lib/|' >"$database/info/$name.list"
+  dpkg-deb --fsys-tarfile "$package" | tar --list | sed 's|^\./$|./.|; s|^\.||; s|/$||' \
+    >"$database/info/$name.list"
   dpkg-deb --field "$package" | sed 's/^Package: .*/&\nStatus: install ok installed/' \
     >>"$database/status"
   echo >>"$database/status"

@@ -47,20 +47,21 @@ enter_user_namespace() {
 }
 
 make_root_and_test() {
-  local hooks=() mode=auto
+  local emulation=(--mode=auto)
   if [ "$arch" != "$(dpkg --print-architecture)" ]; then
-    mode=root
-    # ONNX Runtime ends the process when the processors that it reads of are not Arm's.
+    # /sys may be mounted only where the network is the namespace's own as well. ONNX Runtime ends
+    # the process when the processors that it reads of are not Arm's.
     # shellcheck disable=SC2016  # $1 is the root's folder, for mmdebstrap to fill in
-    hooks=(--customize-hook="mount --bind '$repository/build/arm64-sysroot/proc/cpuinfo'"' "$1/proc/cpuinfo"')
+    emulation=(--mode=root --skip=check/qemu --skip=chroot/mount/sys
+      --customize-hook="mount --bind '$repository/build/arm64-sysroot/proc/cpuinfo'"' "$1/proc/cpuinfo"')
   fi
   mkdir "$work/packages"
   cp "$packages"/*_"$arch".deb "$work/packages"
   (cd "$repository" &&
     cp -r --parents tests/install tests/scripted_engine tests/detector/foreign_engine \
       "$work/packages")
-  mmdebstrap --quiet --mode="$mode" --variant=apt --arch="$arch" --skip=check/qemu --format=null \
-    --customize-hook="copy-in '$work/packages' /" "${hooks[@]}" \
+  mmdebstrap --quiet --variant=apt --arch="$arch" --format=null \
+    --customize-hook="copy-in '$work/packages' /" "${emulation[@]}" \
     --chrooted-customize-hook='exec /packages/tests/install/packages_inside.sh' bookworm
 }
 
