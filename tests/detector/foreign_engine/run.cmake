@@ -43,3 +43,35 @@ run("Configuring the host"
 run("Building the host" "${CMAKE_COMMAND}" --build "${WORK}/host")
 run("The host" ${EMULATOR} "${WORK}/host/host" "${WORK}/host.yaml")
 message(STATUS "${output}")
+
+# Installed, the detector's CMake package has to find the engine, which is elsewhere.
+run("Installing the detector"
+  "${CMAKE_COMMAND}" --install "${WORK}/detector" --prefix "${WORK}/prefix")
+file(GLOB_RECURSE engines "${WORK}/prefix/*tessmar_ai_engine.so*")
+if(engines)
+  message(FATAL_ERROR "The engine, which is another's, was installed: ${engines}")
+endif()
+file(GLOB_RECURSE package "${WORK}/prefix/*/DirtySegDetectorConfig.cmake")
+get_filename_component(package_dir "${package}" DIRECTORY)
+set(configure_installed "${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/installed" -G "${GENERATOR}"
+  ${OPTIONS} "-DREPOSITORY=${REPOSITORY}" "-DDirtySegDetector_DIR=${package_dir}")
+
+execute_process(COMMAND ${configure_installed} -B "${WORK}/refused"
+  RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
+string(REGEX REPLACE "[ \n]+" " " output "${output}")
+if(status EQUAL 0 OR NOT output MATCHES "set DirtySegDetector_ENGINE_LIBRARY to its path")
+  message(FATAL_ERROR "Without an engine, expected an error that tells what to set:\n${output}")
+endif()
+
+get_filename_component(engine_dir "${ENGINE_LIBRARY}" DIRECTORY)
+if(EMULATOR)  # libraries are searched in the sysroot alone
+  set(where "-DDirtySegDetector_ENGINE_LIBRARY=${ENGINE_LIBRARY}")
+else()
+  set(where "-DCMAKE_LIBRARY_PATH=${engine_dir}")
+endif()
+run("Configuring the host of the installed detector"
+  ${configure_installed} -B "${WORK}/installed_host" "${where}")
+run("Building the host of the installed detector" "${CMAKE_COMMAND}" --build "${WORK}/installed_host")
+run("The host of the installed detector"
+  ${EMULATOR} "${WORK}/installed_host/host" "${WORK}/host.yaml")
+message(STATUS "${output}")
