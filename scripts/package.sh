@@ -53,6 +53,9 @@ lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-clos
   out/packages/*_"$arch".deb
 echo "package: lintian has nothing to say"
 
-tests/install/packages_test.sh "$arch" out/packages
+tried=0
+tests/install/packages_test.sh "$arch" out/packages || tried=$?
+[ "$tried" -eq 0 ] || [ "$tried" -eq 77 ] || exit 1
 echo
 stat -c '%s bytes  %n' out/packages/*_"$arch".deb
+[ "$tried" -eq 0 ] || echo "package: made, but not installed and tried, for the reason above"
