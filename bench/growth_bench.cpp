@@ -47,9 +47,13 @@ void Decode(benchmark::State& state, int patches, int objects) {
   }
 }
 
-void Convert(benchmark::State& state, int patches, int objects) {
+// Every label brings a mask of the whole frame that leaves with the result.
+void Convert(benchmark::State& state, int patches, int objects, int labels) {
   auto record = std::make_shared<DirtySegDetectorResData>();
   MakeDecoder(patches)->PostProcess(Scene(patches, objects), record->patch_objects);
+  for (auto& list : record->patch_objects) {
+    for (nuvik::model::Object& object : list) object.label %= labels;
+  }
   DirtySegDetector detector;
   detector.config_ = std::make_shared<DirtySegDetectorConfig>();
   detector.patches_ = PatchGrid(patches);
@@ -117,12 +121,16 @@ void Register() {
     const std::string name = "GrowthPatches_" + std::to_string(patches);
     RegisterBenchmark((name + "/crop").c_str(), Crop, patches);
     RegisterBenchmark((name + "/decode").c_str(), Decode, patches, kTypicalObjects);
-    RegisterBenchmark((name + "/convert").c_str(), Convert, patches, kTypicalObjects);
+    RegisterBenchmark((name + "/convert").c_str(), Convert, patches, kTypicalObjects, 1);
   }
   for (const int objects : {0, 10, 100, 300, 1000}) {
     const std::string name = "GrowthObjects_" + std::to_string(objects);
     RegisterBenchmark((name + "/decode").c_str(), Decode, 1, objects);
-    RegisterBenchmark((name + "/convert").c_str(), Convert, 1, objects);
+    RegisterBenchmark((name + "/convert").c_str(), Convert, 1, objects, 1);
+  }
+  for (const int labels : {1, 2, 4, 8, 16, kClasses}) {
+    RegisterBenchmark(("GrowthLabels_" + std::to_string(labels) + "/convert").c_str(), Convert, 1,
+                      2 * kClasses, labels);
   }
   for (const std::size_t count : {1050U, 2100U, 4200U, 8400U}) {
     const std::string name = "GrowthCandidates_" + std::to_string(count);

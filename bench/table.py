@@ -135,6 +135,7 @@ def main() -> int:
         medians, counters = read(Path(sys.argv[1]))
         print_growth(medians, "Patches", "patch")
         print_growth(medians, "Objects", "object")
+        print_growth(medians, "Labels", "label")
         print_growth(medians, "Candidates", "candidate")
         for peak in counters.values():
             print(f"peak resident memory of a process with frames of six patches: {peak:.0f} MiB\n")
