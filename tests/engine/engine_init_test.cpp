@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -127,6 +128,23 @@ TEST(EngineInit, TakesAClassifierAndItsOpenBatch) {
   ExpectTaken(config);
 }
 
+TEST(EngineInit, TakesOneForAnOpenDimension) {
+  AIEngineConfig config;
+  config.model_path = NetworkPath("classifier-dynamic-batch");
+  config.input_sizes = {{"input", 3 * 224 * 224 * 4}};
+  config.input_shapes = {{"input", {1, 3, 224, 224}}};
+  config.output_sizes = {{"output", 8}};
+  config.output_shapes = {{"output", {1, 2}}};
+  config.thread_count = 1;
+  ExpectTaken(config);
+}
+
+TEST(EngineInit, SwitchesTheRuntimesTelemetryOff) {
+  AIEngine engine;
+  Init(engine, SegmentationConfig());
+  EXPECT_STREQ(std::getenv("ORT_DISABLE_TELEMETRY"), "1");
+}
+
 TEST(EngineInit, TakesTensorsWithoutATypeAsFloat32) {
   AIEngineConfig config = SegmentationConfig();
   config.input_types.clear();
@@ -184,6 +202,26 @@ TEST(EngineInit, TakesEveryElementTypeThatHasACode) {
     config.output_shapes = {{"y", {3, 5}}};
     config.output_types = {{"y", code}};
     ExpectTaken(config);
+  }
+}
+
+TEST(EngineInit, CallsEveryElementTypeByItsNameOnBothSides) {
+  const std::map<OnnxType, std::string> names{
+      {OnnxType::kUint8, "uint8"}, {OnnxType::kFloat16, "float16"}, {OnnxType::kFloat, "float32"},
+      {OnnxType::kInt32, "int32"}, {OnnxType::kInt64, "int64"},     {OnnxType::kDouble, "float64"}};
+  const std::vector<std::string> codes{"uint8", "float16", "float32", "int32", "int64", "float64"};
+  for (const auto& [onnx, name] : names) {
+    const TemporaryFile file(Serialise(PassOn(onnx, {1})));
+    AIEngineConfig config;
+    config.model_path = file.path();
+    config.input_sizes = {{"x", 8}};
+    config.input_shapes = {{"x", {1}}};
+    for (std::uint32_t code = 0; code < codes.size(); ++code) {
+      if (codes[code] == name) continue;
+      config.input_types = {{"x", code}};
+      ExpectRefused(config, Line(config, "input 'x' is configured as " + codes[code] +
+                                             ", the network has " + name));
+    }
   }
 }
 

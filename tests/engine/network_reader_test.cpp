@@ -211,6 +211,11 @@ TEST(ReadNetworkClassNames, AreNoneWhenTheTextIsNoMappingFromNumbers) {
   }
 }
 
+TEST(ReadNetwork, RunsNoTrialWhereEveryShapeIsKnown) {
+  const Network network = Read(NetworkPath("fails-at-run"));
+  EXPECT_EQ(network.config.output_shapes, (std::map<std::string, Shape>{{"y", {1, 1}}}));
+}
+
 // --- Refusals
 
 TEST(ReadNetworkRefusal, OfAMissingFile) {
