@@ -197,7 +197,7 @@ def arguments(tokens: list[Token], pairs: dict[int, int], opening: int) -> list[
 def swaps(source: str, tokens: list[Token], pairs: dict[int, int]) -> Iterator[Mutant]:
     """Swaps neighbouring arguments, elements and operands of a function call or a list."""
     for opening in pairs:
-        if tokens[opening].text == "[":
+        if tokens[opening].text == "[" or tokens[opening - 1].text in ("min", "max"):
             continue
         parts = arguments(tokens, pairs, opening)
         if len(parts) < 2 or not all(parts) or any(";" in [t.text for t in p] for p in parts):

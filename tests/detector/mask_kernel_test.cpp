@@ -43,6 +43,22 @@ TEST(UniteAndCount, CountsAWholeFrame) {
   EXPECT_EQ(cv::countNonZero(canvas), 2073600);
 }
 
+// What looks blank is passed over, four vectors at once: never the one pixel that is not.
+TEST(UniteAndCount, OnePixelIsFoundWhereverItIs) {
+  for (const std::size_t cols : {15U, 16U, 63U, 64U, 65U, 80U, 128U, 145U}) {
+    for (std::size_t x = 0; x < cols; ++x) {
+      std::vector<std::uint8_t> mask(cols, 0);
+      mask[x] = 2;
+      std::vector<std::uint8_t> canvas(cols, 4);
+      std::vector<std::uint8_t> expected = canvas;
+      expected[x] = 6;
+      const int width = static_cast<int>(cols);
+      ASSERT_EQ(UniteAndCount(mask.data(), cols, canvas.data(), cols, 1, width), 1);
+      ASSERT_EQ(canvas, expected) << "pixel " << x << " of " << cols;
+    }
+  }
+}
+
 TEST(UniteAndCount, EqualsThePlainLoopAtEveryWidthAndStaysInside) {
   cv::RNG random(5);
   for (int cols = 1; cols <= 200; ++cols) {
@@ -52,8 +68,9 @@ TEST(UniteAndCount, EqualsThePlainLoopAtEveryWidthAndStaysInside) {
     std::vector<std::uint8_t> expected(bytes);
     int expected_count = 0;
     for (std::size_t i = 0; i < bytes; ++i) {
-      // Long blank stretches between others, so that both ways through the loop are taken.
-      const bool is_blank = (i / 37) % 2 == 0 || random.uniform(0, 3) == 0;
+      // Blank stretches longer than four vectors of 16 from any of their starts, between others, so
+      // that both ways through the loop are taken.
+      const bool is_blank = (i / 97) % 2 == 0 || random.uniform(0, 3) == 0;
       mask.data()[i] = static_cast<std::uint8_t>(is_blank ? 0 : random.uniform(1, 256));
       canvas.data()[i] = static_cast<std::uint8_t>(random.uniform(0, 256));
       expected[i] = static_cast<std::uint8_t>(canvas.data()[i] | mask.data()[i]);

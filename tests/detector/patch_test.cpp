@@ -226,6 +226,25 @@ TEST_F(PatchCrop, NegativeOriginIsLeftToOpenCv) {
   ExpectUntouchedFrom(kSlotBytes);
 }
 
+TEST_F(PatchCrop, SideThatVanishesIsLeftToOpenCv) {
+  detector.patches_ = {{0, 0, 100, 1}};  // 1 row times 8 / 100 is less than one
+  EXPECT_THROW(Run(ColorOnly(ColorImage(100, 100))), cv::Exception);
+  detector.patches_ = {{0, 0, 1, 100}};
+  EXPECT_THROW(Run(ColorOnly(ColorImage(100, 100))), cv::Exception);
+
+  ExpectUntouchedFrom(0);
+}
+
+TEST_F(PatchCrop, SideOfOnePixelIsScaledLikeOthers) {
+  detector.patches_ = {{0, 0, 16, 2}, {0, 0, 2, 16}};  // 2 times 8 / 16 is one
+  ASSERT_TRUE(Run(ColorOnly(ColorImage(16, 16, {1, 2, 3}))));
+
+  for (const auto& [name, crop] : detector.crop_images_) {
+    EXPECT_EQ(crop.at<cv::Vec3b>(3, 3), cv::Vec3b(1, 2, 3)) << name;
+    EXPECT_EQ(crop.at<cv::Vec3b>(0, 0), cv::Vec3b(114, 114, 114)) << name;
+  }
+}
+
 TEST_F(PatchCrop, PatchesAreLeftUnchanged) {
   detector.patches_ = {{4, 4, 100, 100}};
 

@@ -1,4 +1,5 @@
 // DoInference: the stages of one frame, their order, times and failures.
+#include <algorithm>
 #include <stdexcept>
 
 #include "support/detector_test.h"
@@ -464,6 +465,20 @@ TEST_F(DoInference, LabelIsUsedAsAPrintfFormat) {
   EXPECT_TRUE(Run());
 
   EXPECT_EQ(log.GetLines()[3], Info("DoInference", "100% {} cost time is 2.500000 ms."));
+}
+
+TEST_F(DoInference, BracesInALabelAreNoFormat) {
+  InitWith(DefaultConfig());
+  script::GetScript().to_string = [](const std::string& label) { return "{{}} " + label; };
+
+  EXPECT_TRUE(Run());
+
+  for (const char* label : {"dirty seg detection inference", "Dirty seg detection postprocess",
+                            "dirty seg detection convert result"}) {
+    const Line line =
+        Info("DoInference", "{{}} " + std::string(label) + " cost time is 0.000000 ms.");
+    EXPECT_EQ(std::count(log.GetLines().begin(), log.GetLines().end(), line), 1) << label;
+  }
 }
 
 TEST_F(DoInference, TextIsCutToTheBufferOf1000Characters) {
