@@ -19,9 +19,14 @@ constexpr int kMostGroups = 12;
 // Lengths before this index are stored as they are.
 constexpr std::size_t kFirstDifference = 3;
 
+// OpenCV's own refuses a matrix without pixels.
+cv::Mat Transposed(const cv::Mat& matrix) {
+  return matrix.empty() ? cv::Mat(matrix.cols, matrix.rows, matrix.type()) : cv::Mat(matrix.t());
+}
+
 // Lengths of the alternating runs, zeros first. The last is never 0 unless it is the only one.
 std::vector<std::int64_t> CountRuns(const cv::Mat& mask) {
-  const cv::Mat columns = mask.t();  // rows of the transpose are columns, one after another
+  const cv::Mat columns = Transposed(mask);  // rows of the transpose are columns, one after another
   const std::uint8_t* pixel = columns.ptr();
   const std::uint8_t* const end = pixel + columns.total();
   std::vector<std::int64_t> counts;
@@ -79,6 +84,11 @@ RunLengths EncodeRunLengths(const cv::Mat& mask) {
 }
 
 cv::Mat DecodeRunLengths(const RunLengths& run_lengths) {
+  if (run_lengths.width < 0 || run_lengths.height < 0) {
+    throw std::invalid_argument("run lengths of " + std::to_string(run_lengths.height) + " x " +
+                                std::to_string(run_lengths.width) + " pixels; expected no side " +
+                                "below 0");
+  }
   cv::Mat columns = cv::Mat::zeros(run_lengths.width, run_lengths.height, CV_8UC1);
   std::uint8_t* pixel = columns.ptr();
   auto left = static_cast<std::int64_t>(columns.total());
@@ -99,7 +109,7 @@ cv::Mat DecodeRunLengths(const RunLengths& run_lengths) {
     counts.push_back(count);
   }
   if (left != 0) Reject("ends " + std::to_string(left) + " pixels early", position);
-  return columns.t();
+  return Transposed(columns);
 }
 
 }  // namespace dirty_seg

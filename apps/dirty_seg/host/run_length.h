@@ -23,8 +23,8 @@ struct RunLengths {
 /// `mask` is CV_8UC1; every pixel that is not 0 is set.
 RunLengths EncodeRunLengths(const cv::Mat& mask);
 
-/// The mask, 0 or 255. Throws std::invalid_argument, naming the place in the text, for a text that
-/// is no list of run lengths of `height` x `width` pixels.
+/// The mask, 0 or 255. Throws std::invalid_argument for a side below 0 and, naming the place in the
+/// text, for a text that is no list of run lengths of `height` x `width` pixels.
 cv::Mat DecodeRunLengths(const RunLengths& run_lengths);
 
 }  // namespace dirty_seg

@@ -1,0 +1,80 @@
+// The host program's command line and configuration file, without a process: each is refused in the
+// documented way, or what was read is in its documented range.
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "commands/detect.h"
+#include "geometry/letterbox.h"
+#include "host/errors.h"
+#include "host/patches.h"
+#include "input.h"
+#include "memory_file.h"
+
+namespace {
+
+using fuzz::Input;
+using fuzz::Require;
+
+// A word a line, up to an empty line.
+std::vector<std::string> TakeWords(Input& input) {
+  std::vector<std::string> words;
+  while (!input.IsEmpty()) {
+    std::string word = input.TakeLine();
+    if (word.empty()) break;
+    words.push_back(std::move(word));
+  }
+  return words;
+}
+
+void CheckOptions(const dirty_seg::DetectOptions& options) {
+  Require(!options.inputs.empty(), "there is an input");
+  Require(options.threads >= 0 && options.threads <= 1024, "threads are in range");
+  Require(options.fece_score_threshold >= 0.0F && options.fece_score_threshold <= 1.0F,
+          "the score threshold is a probability");
+  Require(options.fece_area_threshold >= 0.0F && options.fece_area_threshold <= 1e9F,
+          "the area threshold is in range");
+  for (const int id : options.fece_class_ids) Require(id >= 0 && id <= 1000000, "ids are in range");
+}
+
+void ParseWords(const std::vector<std::string>& words) {
+  CLI::App app("Finds dirty regions in pictures", "dirty_seg");
+  app.require_subcommand(1);
+  dirty_seg::DetectOptions options;
+  dirty_seg::AddDetect(app, options);
+  std::vector<const char*> argv{"dirty_seg"};
+  for (const std::string& word : words) argv.push_back(word.c_str());
+  try {
+    app.parse(static_cast<int>(argv.size()), argv.data());
+  } catch (const CLI::ParseError&) {
+    return;
+  }
+  CheckOptions(options);
+}
+
+void ReadConfiguration(const std::string& text) {
+  const fuzz::MemoryFile file(text);
+  std::vector<cv::Rect> patches;
+  try {
+    patches = dirty_seg::ReadPatches(file.path());
+  } catch (const dirty_seg::SetupError& error) {
+    Require(std::string(error.what()).find(file.path()) != std::string::npos,
+            "a refusal names the file");
+    return;
+  }
+  Require(!patches.empty(), "there is a patch");
+  const cv::Rect frame(0, 0, nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
+  for (const cv::Rect& patch : patches) {
+    Require(frame.contains(patch.tl()) && patch.width > 0 && patch.height > 0,
+            "every patch begins inside the frame and has an area");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Input input(data, size);
+  ParseWords(TakeWords(input));
+  ReadConfiguration(input.TakeRest());
+  return 0;
+}
