@@ -24,7 +24,7 @@ using ObjectLists = std::vector<std::vector<Object>>;
 
 constexpr const char* kPredictions = "output0";
 constexpr const char* kPrototypes = "output1";
-constexpr std::size_t kMostBytes = 1 << 20;  // of a tensor that is filled
+constexpr std::size_t kMostBytes = 1 << 18;  // of a tensor that is filled
 
 // The shapes of a head that fits, and sometimes one number of them replaced.
 AIEngineConfig TakeConfig(Input& input) {
@@ -56,13 +56,18 @@ AIEngineConfig TakeConfig(Input& input) {
   return config;
 }
 
-// Patches with sides from a pixel to beyond the frame, and the file's root that lists them.
+// Mostly small, since drawing masks is most of a run; sometimes beyond the frame.
+int TakeLength(Input& input) {
+  return input.TakeFrom(0, 15) == 15 ? input.Take<std::int16_t>() : input.Take<std::uint8_t>();
+}
+
+// A few patches and the file's root that may list them; seldom none, which stands for the frame.
 std::vector<cv::Size> TakePatches(Input& input, YAML::Node& root) {
   std::vector<cv::Size> sizes;
   YAML::Node list(YAML::NodeType::Sequence);
-  for (int left = input.TakeFrom(0, 4); left > 0; --left) {
+  for (int left = std::min(input.TakeFrom(0, 15), 4); left > 0; --left) {
     YAML::Node entry(YAML::NodeType::Sequence);
-    const cv::Size size{input.Take<std::int16_t>(), input.Take<std::int16_t>()};
+    const cv::Size size{TakeLength(input), TakeLength(input)};
     entry.push_back(input.Take<std::int16_t>());
     entry.push_back(input.Take<std::int16_t>());
     entry.push_back(size.width);
@@ -83,7 +88,7 @@ YAML::Node TakeOptions(Input& input) {
   options["score_threshold"] = input.TakeFrom(0, 100) / 100.0;
   options["iou_threshold"] = input.TakeFrom(0, 100) / 100.0;
   options["mask_threshold"] = input.TakeFrom(0, 100) / 100.0;
-  options["max_detections"] = input.TakeFrom(1, 20);
+  options["max_detections"] = input.TakeFrom(1, 3);
   options["class_agnostic"] = input.TakeBool();
   return root;
 }

@@ -57,7 +57,7 @@ def run_length_seeds() -> None:
 def decoder_head(classes: int, coefficients: int, anchor_major: int, kind: int) -> Bytes:
     """One slot at 32 x 32 with 21 anchors, prototypes at 8 x 8."""
     seed = Bytes().byte(0, 0, 4 + classes + coefficients, coefficients, 2, anchor_major)
-    return seed.byte(kind, kind, 0, 0).byte(25, 70, 50, 19, 0)
+    return seed.byte(kind, kind, 0, 0).byte(25, 70, 50, 2, 0)
 
 
 def decoder_tensors(seed: Bytes, anchor_major: int, channels: int) -> Bytes:
@@ -73,15 +73,15 @@ def decoder_tensors(seed: Bytes, anchor_major: int, channels: int) -> Bytes:
 
 def decoder_seeds() -> None:
     for anchor_major in (0, 1):
-        seed = decoder_head(2, 3, anchor_major, 2).byte(0, 0)
+        seed = decoder_head(2, 3, anchor_major, 2).byte(0, 0)  # no patch: the whole frame
         decoder_tensors(seed, anchor_major, 9).save("decoder", f"one_box_{anchor_major}")
-    seed = decoder_head(1, 1, 0, 2).byte(1).short(640, 300, 1500, 900).byte(1)
+    seed = decoder_head(1, 1, 0, 2).byte(1).byte(0, 200, 0, 100).short(1800, 1000).byte(1)
     decoder_tensors(seed, 0, 6).save("decoder", "clipped_patch")
     # float16 tensors of 1.0 everywhere.
-    seed = decoder_head(1, 1, 0, 1).byte(0, 0)
+    seed = decoder_head(1, 1, 0, 1).byte(1).byte(0, 50, 0, 40).short(0, 0).byte(0)
     seed.byte(1).byte(0, 0x3C, 0).byte(1).byte(0, 0x3C, 0).byte(0).save("decoder", "halves")
     # Not-a-number and infinities.
-    seed = decoder_head(1, 1, 0, 2).byte(0, 0)
+    seed = decoder_head(1, 1, 0, 2).byte(1).byte(0, 50, 0, 40).short(0, 0).byte(1)
     seed.byte(11).float(float("nan"), float("inf"), 1.0).byte(0)
     seed.byte(7).float(float("inf"), -1e38).byte(0).byte(0).save("decoder", "not_finite")
 

@@ -56,6 +56,10 @@ struct AIBuff {
   std::int32_t used_slots = 0;
 };
 
+/// Most threads that the bundled engine takes. Where the system refuses one of so many, the runtime
+/// ends the process.
+inline constexpr std::int32_t kAIMostThreads = 1024;
+
 /// Configuration of one network. Every map is keyed by tensor name.
 /// `ReadNetwork` (network_reader.h) fills one from an ONNX file.
 struct AIEngineConfig {
@@ -77,7 +81,8 @@ struct AIEngineConfig {
   /// `AIDataType` of each tensor. An input without an entry is float32.
   std::map<std::string, std::uint32_t> input_types;
   std::map<std::string, std::uint32_t> output_types;
-  /// Threads that one inference uses, the caller's included; 0 is one for each processor core.
+  /// Threads that one inference uses, the caller's included, up to `kAIMostThreads`; 0 is one for
+  /// each processor core.
   std::int32_t thread_count = 0;
   /// Device that computes. The bundled engine knows 0 alone, the processor.
   std::int32_t device_id = 0;
@@ -102,7 +107,8 @@ class NUVIK_EXPORT AIEngine {
   /// the tensor where there is one, what was found and what was expected: the file is missing,
   /// truncated or no ONNX network; a configured name is unknown to the network or an input of the
   /// network is not configured; a type, rank, dimension or byte length does not fit; the thread
-  /// count is negative or the device unknown; the trial run failed.
+  /// count is out of range or the device unknown; the trial run failed; the file asks for what is
+  /// known to end the process in the runtime.
   int Init(const AIEngineConfig& config);
 
   /// Runs the network on the buffers' own storage: reads `inputs`, overwrites `outputs` in place.

@@ -107,14 +107,16 @@ void CheckAllConfigured(const ConfiguredTensors& configured,
 }
 
 int ThreadsOf(const AIEngineConfig& config) {
-  if (config.thread_count < 0) {
-    Reject("thread count is " + std::to_string(config.thread_count) + "; expected 0 or more");
+  if (config.thread_count < 0 || config.thread_count > kAIMostThreads) {
+    Reject("thread count is " + std::to_string(config.thread_count) + "; expected 0 to " +
+           std::to_string(kAIMostThreads));
   }
   if (config.device_id != 0) {
     Reject("device " + std::to_string(config.device_id) + " is unknown; expected 0, the processor");
   }
   if (config.thread_count > 0) return config.thread_count;
-  return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+  const auto cores = static_cast<int>(std::thread::hardware_concurrency());
+  return std::clamp(cores, 1, kAIMostThreads);
 }
 
 }  // namespace

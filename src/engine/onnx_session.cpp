@@ -10,6 +10,8 @@
 #include <fstream>
 #include <system_error>
 
+#include "engine/onnx_file.h"
+
 namespace nuvik::alg::common {
 namespace {
 
@@ -57,8 +59,9 @@ TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
   return info;
 }
 
-// Tells a missing file from a bad one in plain words before the runtime does in its own.
-void CheckReadable(const std::string& path) {
+// Tells a missing file from a bad one in plain words before the runtime does in its own, and keeps
+// from it what it would not survive.
+void CheckFile(const std::string& path) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
   if (std::filesystem::is_directory(status)) {
@@ -68,10 +71,12 @@ void CheckReadable(const std::string& path) {
     throw SessionError("is no regular file; expected an ONNX file");
   }
   errno = 0;
-  if (!std::ifstream(path, std::ios::binary).is_open()) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open()) {
     const int cause = errno == 0 ? ENOENT : errno;
     throw SessionError("cannot be opened: " + std::generic_category().message(cause));
   }
+  CheckOnnxFile(file);
 }
 
 // One environment for the process. The runtime's own log stays silent: its errors come back as
@@ -99,7 +104,7 @@ Ort::SessionOptions MakeOptions(int threads) {
 }
 
 Ort::Session LoadSession(const std::string& path, int threads) {
-  CheckReadable(path);
+  CheckFile(path);
   try {
     return Ort::Session(Environment(), path.c_str(), MakeOptions(threads));
   } catch (const Ort::Exception& error) {

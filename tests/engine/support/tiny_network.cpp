@@ -1,22 +1,9 @@
 #include "support/tiny_network.h"
 
+#include "support/wire.h"
+
 namespace nuvik::test {
 namespace {
-
-std::string Varint(std::uint64_t value) {
-  std::string bytes;
-  for (; value >= 128; value >>= 7U) bytes += static_cast<char>(value % 128 + 128);
-  return bytes + static_cast<char>(value);
-}
-
-std::string Number(unsigned field, std::uint64_t value) {
-  return Varint(field * 8U) + Varint(value);
-}
-
-// A text or a message.
-std::string Bytes(unsigned field, const std::string& bytes) {
-  return Varint(field * 8U + 2U) + Varint(bytes.size()) + bytes;
-}
 
 std::string ShapeOf(const std::vector<std::int64_t>& shape) {
   std::string dimensions;

@@ -1,0 +1,14 @@
+// A look at an ONNX file before the runtime gets it.
+#pragma once
+
+#include <istream>
+
+namespace nuvik::alg::common {
+
+/// Refuses what ONNX Runtime would not answer with an error but by ending the process: attributes
+/// that it divides by, functions that call each other too deep or that are too many nodes once
+/// they are put in. Throws SessionError, naming the node or function, what was found and what would
+/// be right. What is no ONNX file at all passes: the runtime tells it.
+void CheckOnnxFile(std::istream& file);
+
+}  // namespace nuvik::alg::common

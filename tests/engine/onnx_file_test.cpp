@@ -1,0 +1,212 @@
+// What is kept from the runtime because it would end the process, on files written byte by byte.
+#include "engine/onnx_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "engine/onnx_session.h"
+#include "support/network_files.h"
+#include "support/standard_error.h"
+#include "support/tiny_network.h"
+#include "support/wire.h"
+
+namespace nuvik::alg::common {
+namespace {
+
+using test::Bytes;
+using test::Number;
+using test::Varint;
+using testing::ElementsAre;
+using testing::EndsWith;
+
+// Fields of AttributeProto, NodeProto, GraphProto, FunctionProto and ModelProto.
+std::string IntegerAttribute(const std::string& name, std::int64_t value) {
+  return Bytes(5, Bytes(1, name) + Number(3, static_cast<std::uint64_t>(value)));
+}
+
+std::string NodeFields(const std::string& op, const std::string& attributes = "",
+                       const std::string& domain = "") {
+  return Bytes(3, "n1") + Bytes(4, op) + attributes + (domain.empty() ? "" : Bytes(7, domain));
+}
+
+std::string GraphWith(const std::string& node) { return Bytes(1, node); }
+
+std::string ModelWith(const std::string& node) { return Bytes(7, GraphWith(node)); }
+
+std::string Function(const std::string& name, const std::string& nodes) {
+  return Bytes(25, Bytes(1, name) + nodes + Bytes(10, "own"));
+}
+
+std::string Call(const std::string& name) { return NodeFields(name, "", "own"); }
+
+// Functions f0 to f(count - 1), each of which calls the next `times` times; the last one an
+// operator.
+std::string Chain(int count, int times) {
+  std::string functions;
+  for (int i = 0; i < count; ++i) {
+    const std::string node =
+        Bytes(7, i + 1 < count ? Call("f" + std::to_string(i + 1)) : NodeFields("Relu"));
+    std::string nodes;
+    for (int k = 0; k < times; ++k) nodes += node;
+    functions += Function("f" + std::to_string(i), nodes);
+  }
+  return functions;
+}
+
+// A node with a graph in an attribute, `levels` times.
+std::string Nested(int levels, const std::string& innermost) {
+  std::string node = innermost;
+  for (int i = 0; i < levels; ++i) {
+    node = NodeFields("If", Bytes(5, Bytes(1, "then_branch") + Bytes(6, GraphWith(node))));
+  }
+  return node;
+}
+
+// Empty when the file passes.
+std::string RefusalOf(const std::string& bytes) {
+  std::istringstream file(bytes);
+  try {
+    CheckOnnxFile(file);
+  } catch (const SessionError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+std::string RefusalOfNode(const std::string& op, const std::string& attribute, std::int64_t value) {
+  return RefusalOf(ModelWith(NodeFields(op, IntegerAttribute(attribute, value))));
+}
+
+TEST(OnnxFile, UsualNetworksPass) {
+  for (const char* name : {"seg-b2-64", "seg-dynamic", "classifier-224", "fails-at-run"}) {
+    EXPECT_EQ(RefusalOf(test::ReadFile(test::NetworkPath(name))), "") << name;
+  }
+}
+
+TEST(OnnxFile, WhatIsNoNetworkIsLeftToTheRuntime) {
+  for (const std::string& bytes : {std::string(), std::string("no network"), std::string(300, '\0'),
+                                   std::string(300, '\xff'), Varint(7 * 8 + 2) + Varint(1000)}) {
+    EXPECT_EQ(RefusalOf(bytes), "");
+  }
+}
+
+TEST(OnnxFile, EveryTruncatedNetworkIsLeftToTheRuntime) {
+  const std::string whole = test::Serialise(test::PassOn(test::OnnxType::kFloat, {1, 4}));
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    EXPECT_EQ(RefusalOf(whole.substr(0, length)), "") << length;
+  }
+}
+
+TEST(OnnxFile, AGroupCountHasToBeADivisor) {
+  for (const char* op : {"Conv", "ConvTranspose"}) {
+    EXPECT_EQ(RefusalOfNode(op, "group", 1), "");
+    EXPECT_EQ(RefusalOfNode(op, "group", 65536), "");
+    EXPECT_EQ(RefusalOfNode(op, "group", 0),
+              std::string("node 'n1' (") + op + ") has group 0; expected 1 to 65536");
+    EXPECT_EQ(RefusalOfNode(op, "group", 65537),
+              std::string("node 'n1' (") + op + ") has group 65537; expected 1 to 65536");
+    EXPECT_EQ(RefusalOfNode(op, "group", -1),
+              std::string("node 'n1' (") + op + ") has group -1; expected 1 to 65536");
+  }
+}
+
+TEST(OnnxFile, ABlockSizeHasToBeADivisor) {
+  for (const char* op : {"DepthToSpace", "SpaceToDepth"}) {
+    EXPECT_EQ(RefusalOfNode(op, "blocksize", 2), "");
+    EXPECT_EQ(RefusalOfNode(op, "blocksize", 4294967296),
+              std::string("node 'n1' (") + op + ") has blocksize 4294967296; expected 1 to 65536");
+  }
+}
+
+TEST(OnnxFile, OtherAttributesAndOperatorsAreFree) {
+  EXPECT_EQ(RefusalOfNode("Conv", "blocksize", 0), "");
+  EXPECT_EQ(RefusalOfNode("DepthToSpace", "group", 0), "");
+  EXPECT_EQ(RefusalOfNode("Softmax", "group", 0), "");
+}
+
+TEST(OnnxFile, AnAttributeWithoutANumberIsZero) {
+  const std::string attribute = Bytes(5, Bytes(1, "group"));
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Conv", attribute))),
+            "node 'n1' (Conv) has group 0; expected 1 to 65536");
+}
+
+TEST(OnnxFile, TheOrderOfFieldsDoesNotMatter) {
+  const std::string attribute = Bytes(5, Number(3, 0) + Bytes(1, "group"));
+  EXPECT_EQ(RefusalOf(ModelWith(attribute + Bytes(4, "Conv"))),
+            "node '' (Conv) has group 0; expected 1 to 65536");
+}
+
+TEST(OnnxFile, UnknownFieldsHideNothing) {
+  const std::string node = ModelWith(NodeFields("Conv", IntegerAttribute("group", 0)));
+  const std::string eight = Varint(99 * 8 + 1) + std::string(8, 'x');
+  const std::string four = Varint(99 * 8 + 5) + std::string(4, 'x');
+  const std::string group = Varint(99 * 8 + 3) + Number(1, 7) + Varint(99 * 8 + 4);
+  for (const std::string& unknown : {eight, four, group, Number(99, 5), Bytes(99, "text")}) {
+    EXPECT_EQ(RefusalOf(unknown + node), "node 'n1' (Conv) has group 0; expected 1 to 65536");
+  }
+}
+
+TEST(OnnxFile, NodesOfGraphsInGraphsAreLookedAt) {
+  const std::string node = NodeFields("Conv", IntegerAttribute("group", 0));
+  EXPECT_EQ(RefusalOf(ModelWith(Nested(3, node))),
+            "node 'n1' (Conv) has group 0; expected 1 to 65536");
+  const std::string list = Bytes(5, Bytes(11, GraphWith(node)));
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Switch", list))),
+            "node 'n1' (Conv) has group 0; expected 1 to 65536");
+}
+
+TEST(OnnxFile, NodesOfFunctionsAreLookedAt) {
+  const std::string node = NodeFields("Conv", IntegerAttribute("group", 0));
+  EXPECT_EQ(RefusalOf(Function("f", Bytes(7, node))),
+            "node 'n1' (Conv) has group 0; expected 1 to 65536");
+}
+
+// A graph is the first message, and each further one two messages deeper than its node.
+TEST(OnnxFile, GraphsGoAsDeepAsTheRuntimeReads) {
+  EXPECT_EQ(RefusalOf(ModelWith(Nested(33, NodeFields("Relu")))), "");
+  EXPECT_EQ(RefusalOf(ModelWith(Nested(34, NodeFields("Relu")))),
+            "has graphs within graphs deeper than 100 messages");
+  EXPECT_EQ(RefusalOf(ModelWith(Nested(5000, NodeFields("Relu")))),
+            "has graphs within graphs deeper than 100 messages");
+}
+
+TEST(OnnxFile, FunctionsGoAHundredDeep) {
+  EXPECT_EQ(RefusalOf(Chain(100, 1) + ModelWith(Call("f0"))), "");
+  EXPECT_EQ(RefusalOf(Chain(101, 1) + ModelWith(Call("f0"))),
+            "function 'f100' is called more than 100 functions deep, or by itself");
+}
+
+TEST(OnnxFile, AFunctionThatCallsItselfIsRefused) {
+  EXPECT_EQ(RefusalOf(Function("f", Bytes(7, Call("f"))) + ModelWith(Call("f"))),
+            "function 'f' is called more than 100 functions deep, or by itself");
+}
+
+TEST(OnnxFile, AnOperatorOfAnotherDomainIsNoCall) {
+  EXPECT_EQ(RefusalOf(Function("Relu", Bytes(7, NodeFields("Relu"))) + ModelWith(Call("Relu"))),
+            "");
+}
+
+// 2 to the power of 19 nodes and the functions' own are under a million, of 20 above.
+TEST(OnnxFile, FunctionsStayUnderAMillionNodes) {
+  EXPECT_EQ(RefusalOf(Chain(18, 2) + ModelWith(Call("f0"))), "");
+  EXPECT_EQ(RefusalOf(Chain(20, 2) + ModelWith(Call("f0"))),
+            "has more than 1000000 nodes once its functions are put in");
+  EXPECT_EQ(RefusalOf(Chain(99, 2) + ModelWith(Call("f0"))),
+            "has more than 1000000 nodes once its functions are put in");
+}
+
+TEST(OnnxFile, TheEngineTellsARefusal) {
+  const test::TemporaryFile file(ModelWith(NodeFields("Conv", IntegerAttribute("group", 0))));
+  AIEngineConfig config;
+  config.model_path = file.path();
+  AIEngine engine;
+  int result = 0;
+  EXPECT_THAT(test::StandardErrorOf([&] { result = engine.Init(config); }),
+              ElementsAre(EndsWith("': node 'n1' (Conv) has group 0; expected 1 to 65536")));
+  EXPECT_LT(result, 0);
+}
+
+}  // namespace
+}  // namespace nuvik::alg::common
