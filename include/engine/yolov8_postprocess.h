@@ -70,7 +70,7 @@ class NUVIK_EXPORT Yolov8Postprocess {
   /// Throws std::invalid_argument, naming what is wrong and what would be right: a `postprocess`
   /// value of the wrong type or out of range; an input that is not [N, 3, S, S]; outputs that are
   /// no YOLOv8 segmentation head; a type other than float32 and float16; more patches than batch
-  /// slots; patch sizes that disagree with the file's.
+  /// slots; a patch list that is none; patch sizes that disagree with the file's.
   Yolov8Postprocess(const YAML::Node& root, const alg::common::AIEngineConfig& config,
                     const std::vector<cv::Size>& patch_sizes);
   ~Yolov8Postprocess();
@@ -79,8 +79,9 @@ class NUVIK_EXPORT Yolov8Postprocess {
 
   /// Decodes `outputs` (read only) and replaces `objects` by one list for each batch slot that a
   /// patch took, in slot order. Returns a `PostProcessStatus`; unless it is `kPostProcessOk`,
-  /// `objects` is empty and one line on standard error says why. Candidates with a number that is
-  /// not finite are dropped; prototypes that are not finite give no mask pixel.
+  /// `objects` is empty and one line on standard error says why. A class score that is not finite
+  /// counts as none; a candidate whose box or mask coefficients are not finite is dropped;
+  /// prototypes that are not finite give no mask pixel.
   int PostProcess(std::map<std::string, alg::common::AIBuff>& outputs,
                   std::vector<std::vector<Object>>& objects);
 

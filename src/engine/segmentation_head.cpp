@@ -19,9 +19,6 @@ using alg::common::ShapeText;
 constexpr int kBoxChannels = 4;
 constexpr int kCoarsestStride = 32;
 
-// Limit of every dimension, so that no product of those below overflows.
-constexpr std::int64_t kMostPixels = 16384;
-
 [[noreturn]] void Reject(const std::string& what) {
   throw std::invalid_argument("no YOLOv8 segmentation network: " + what);
 }
@@ -46,11 +43,10 @@ Shape ReadInputShape(const AIEngineConfig& config) {
   }
   const auto& [name, shape] = *config.input_shapes.begin();
   CheckPositive(name, shape);
-  if (shape.size() != 4 || shape[1] != 3 || shape[2] != shape[3] || shape[2] > kMostPixels ||
+  if (shape.size() != 4 || shape[1] != 3 || shape[2] != shape[3] ||
       shape[2] % kCoarsestStride != 0) {
     Reject("input '" + name + "' has shape " + ShapeText(shape) +
-           "; expected [N, 3, S, S] with S a multiple of " + std::to_string(kCoarsestStride) +
-           " up to " + std::to_string(kMostPixels));
+           "; expected [N, 3, S, S] with S a multiple of " + std::to_string(kCoarsestStride));
   }
   return shape;
 }

@@ -25,7 +25,7 @@ using BufferMap = std::map<std::string, AIBuff>;
 
 // The rectangles of the file's enabled patch list; none when there is no such list. The detector
 // has read the same list before and has refused what does not convert.
-std::vector<cv::Rect> ReadPatchList(const YAML::Node& root) {
+std::vector<cv::Rect> ReadPatchList(const YAML::Node& root) try {
   std::vector<cv::Rect> patches;
   if (!root.IsMap() || !root["patch"].IsDefined() || !root["patch"]["enable"].as<bool>(false)) {
     return patches;
@@ -38,6 +38,10 @@ std::vector<cv::Rect> ReadPatchList(const YAML::Node& root) {
                          entry[3].as<int>());
   }
   return patches;
+} catch (const YAML::Exception& error) {
+  throw std::invalid_argument(std::string("patch list: ") + error.what() +
+                              "; expected patch: {enable: true or false, patches: "
+                              "[[x, y, width, height], ...]}");
 }
 
 std::string SizeText(const cv::Size& size) {
@@ -69,16 +73,19 @@ std::vector<cv::Rect> PlacePatches(const std::vector<cv::Rect>& listed,
 std::vector<PatchGeometry> MakeSlots(const std::vector<cv::Rect>& patches,
                                      const SegmentationHead& head) {
   const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
-  std::vector<PatchGeometry> slots;
+  std::vector<cv::Size> sizes;
   for (const cv::Rect& patch : patches) {
     const cv::Rect clipped = geometry::ClipFarEdges(patch, frame);
-    if (clipped.width <= 0 || clipped.height <= 0) continue;
-    slots.emplace_back(clipped.size(), head.input_side, head.proto_side);
+    if (clipped.width > 0 && clipped.height > 0) sizes.push_back(clipped.size());
   }
-  if (slots.size() > static_cast<std::size_t>(head.batch)) {
-    throw std::invalid_argument(std::to_string(slots.size()) +
+  if (sizes.size() > static_cast<std::size_t>(head.batch)) {
+    throw std::invalid_argument(std::to_string(sizes.size()) +
                                 " patches reach into the frame; the network's batch has " +
                                 std::to_string(head.batch) + " slots");
+  }
+  std::vector<PatchGeometry> slots;
+  for (const cv::Size& size : sizes) {
+    slots.emplace_back(size, head.input_side, head.proto_side);
   }
   if (patches.empty()) {
     slots.assign(static_cast<std::size_t>(head.batch),

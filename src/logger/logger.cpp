@@ -67,6 +67,16 @@ Logger Build(const std::string& name) {
   return built;
 }
 
+// The number of the next line; the one before where the line does not pass. Load and store by
+// themselves, without a lock: what concurrent calls may repeat or skip is a number, never more.
+std::uint8_t NextNumber(bool passes, std::uint8_t& sequence) {
+  const std::uint8_t number = __atomic_load_n(&sequence, __ATOMIC_RELAXED);
+  if (!passes) return number;
+  const auto next = static_cast<std::uint8_t>(number + 1);
+  __atomic_store_n(&sequence, next, __ATOMIC_RELAXED);
+  return next;
+}
+
 }  // namespace
 
 Logger& Logger::Instance(const std::string& name) {
@@ -78,8 +88,7 @@ void WriteLog(const Severity& severity, const spdlog::source_loc& site,
               const std::string& message) {
   Logger& instance = Logger::Instance("spdlog");
   const std::shared_ptr<spdlog::logger> logger = instance.logger;
-  if (instance.level <= severity.level) ++instance.sequence;
-  const int number = instance.sequence % 128;
+  const int number = NextNumber(instance.level <= severity.level, instance.sequence) % 128;
   const std::string text = fmt::format(fmt::runtime(severity.prefix), number) + message;
   if (logger != nullptr) logger->log(site, severity.level, text);
 }

@@ -31,8 +31,11 @@ using test::RejectionOf;
 using test::SegmentationOutputs;
 using test::StandardErrorOf;
 using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 using Lists = std::vector<std::vector<Object>>;
 using BufferMap = std::map<std::string, AIBuff>;
@@ -678,15 +681,28 @@ TEST(DecoderConstructor, RefusesANetworkWithoutASegmentationHead) {
             "'output0' [1, 14, 84]");
 }
 
-TEST(DecoderConstructor, MeetsAMalformedPatchListWithAnException) {
-  const SegmentationOutputs outputs(Batch(1));
+TEST(DecoderConstructor, RefusesAMalformedPatchList) {
   for (const char* text :
        {"patch: 5", "patch: {enable: true, patches: [7]}", "patch: {enable: true, patches: {a: 1}}",
         "patch: {enable: true, patches: [[0, 0, 64]]}",
         "patch: {enable: true, patches: [[0, 0, wide, 64]]}"}) {
-    EXPECT_THROW(Yolov8Postprocess(YAML::Load(text), outputs.Config(), {{64, 64}}), std::exception)
+    const std::string rejection = Rejection(YAML::Load(text), {{64, 64}});
+    EXPECT_THAT(rejection, StartsWith("patch list: ")) << text;
+    EXPECT_THAT(rejection, EndsWith("; expected patch: {enable: true or false, patches: "
+                                    "[[x, y, width, height], ...]}"))
         << text;
   }
+}
+
+TEST(DecoderConstructor, NamesThePlaceOfAWrongNumber) {
+  EXPECT_THAT(Rejection(YAML::Load("patch:\n  enable: true\n  patches: [[0, 0, wide, 64]]"), {}),
+              HasSubstr("line 3, column 20: bad conversion"));
+}
+
+// Made for each of them, their geometries would take 20 GB.
+TEST(DecoderConstructor, RefusesAMillionPatchesAtOnce) {
+  EXPECT_EQ(Rejection(YAML::Node(), std::vector<cv::Size>(1000000, {1920, 1080})),
+            "1000000 patches reach into the frame; the network's batch has 2 slots");
 }
 
 // --- PostProcess: statuses

@@ -383,6 +383,16 @@ TEST_F(Detect, RefusesANetworkThatIsNoSegmentation) {
                                 folder_ / "config.yaml" + "': no YOLOv8 segmentation network: "));
 }
 
+// Neither library nor runtime keeps a file of its own, or reports to anybody.
+TEST_F(Detect, LeavesAnEmptyHomeEmpty) {
+  const std::string home = folder_ / "home";
+  std::filesystem::create_directory(home);
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{Picture("white.png", {255, 255, 255})}, {"HOME=" + home});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(std::filesystem::is_empty(home));
+}
+
 TEST_F(Detect, RefusesMorePatchesThanTheBatchHasSlots) {
   const std::string yaml = std::string(kPatches) + "    - [0, 0, 640, 640]\n";
   EXPECT_THAT(RefusalOf(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{"x.png"}),

@@ -125,6 +125,21 @@ std::string RejectionOf(const RunLengths& lengths) {
   return test::RejectionOf<std::invalid_argument>([&] { DecodeRunLengths(lengths); });
 }
 
+TEST(EncodeRunLengths, OfAMaskWithoutPixelsAreOneEmptyRun) {
+  EXPECT_EQ(EncodeRunLengths(cv::Mat(0, 5, CV_8UC1)).counts, "0");
+  EXPECT_EQ(EncodeRunLengths(cv::Mat(5, 0, CV_8UC1)).counts, "0");
+}
+
+TEST(DecodeRunLengths, GivesBackAMaskWithoutPixels) {
+  EXPECT_EQ(DecodeRunLengths({0, 5, "0"}).size(), cv::Size(5, 0));
+  EXPECT_EQ(DecodeRunLengths({5, 0, ""}).size(), cv::Size(0, 5));
+}
+
+TEST(DecodeRunLengths, RefusesANegativeSide) {
+  EXPECT_EQ(RejectionOf({-1, 5, "0"}), "run lengths of -1 x 5 pixels; expected no side below 0");
+  EXPECT_EQ(RejectionOf({5, -1, "0"}), "run lengths of 5 x -1 pixels; expected no side below 0");
+}
+
 TEST(DecodeRunLengths, RefusesACharacterOutsideItsAlphabet) {
   EXPECT_EQ(RejectionOf({2, 2, "1/"}), "run lengths, character 1: expected one of '0' to 'o'");
   EXPECT_EQ(RejectionOf({2, 2, "p"}), "run lengths, character 0: expected one of '0' to 'o'");

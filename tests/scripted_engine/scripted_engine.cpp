@@ -2,6 +2,7 @@
 
 #include <yaml-cpp/yaml.h>
 
+#include <mutex>
 #include <utility>
 
 #include "engine/data_base.h"
@@ -15,7 +16,12 @@ std::vector<Call>& MutableCalls() {
   return calls;
 }
 
-void Note(Call call) { MutableCalls().push_back(std::move(call)); }
+// Detectors in several threads may call at once; the list is read when they are done.
+void Note(Call call) {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  MutableCalls().push_back(std::move(call));
+}
 
 Call CallOf(const char* operation, const std::string& model_path = {}) {
   Call call;

@@ -1,0 +1,32 @@
+// What the system says of this process.
+#pragma once
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace faults {
+
+inline std::size_t CountEntries(const char* folder) {
+  const std::filesystem::directory_iterator entries(folder);
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+/// This one's included.
+inline std::size_t ThreadCount() { return CountEntries("/proc/self/task"); }
+
+inline std::size_t OpenFiles() { return CountEntries("/proc/self/fd"); }
+
+/// Kilobytes of memory that the process holds.
+inline long ResidentKilobytes() {
+  std::ifstream file("/proc/self/statm");
+  long total = 0;
+  long resident = 0;
+  file >> total >> resident;
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+}  // namespace faults
