@@ -1,8 +1,18 @@
 #include "failing_memory.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <new>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define FAULTS_SANITIZED 1
+#else
+#define FAULTS_SANITIZED 0
+#endif
+
+// The C library's own, under the name that it keeps for those who replace posix_memalign.
+extern "C" void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 namespace faults {
 namespace {
@@ -24,12 +34,18 @@ bool ShallFail() {
   return true;
 }
 
-void* Allocate(std::size_t bytes, std::size_t alignment) {
+void* AllocateBelow(std::size_t bytes, std::size_t alignment) {
+#if FAULTS_SANITIZED
   void* block = nullptr;
-  if (ShallFail() || posix_memalign(&block, alignment, bytes == 0 ? 1 : bytes) != 0) {
-    return nullptr;
-  }
-  ++live_blocks;
+  return posix_memalign(&block, alignment, bytes) == 0 ? block : nullptr;
+#else
+  return __libc_memalign(alignment, bytes);
+#endif
+}
+
+void* Allocate(std::size_t bytes, std::size_t alignment) {
+  void* const block = ShallFail() ? nullptr : AllocateBelow(bytes == 0 ? 1 : bytes, alignment);
+  if (block != nullptr) ++live_blocks;
   return block;
 }
 
@@ -88,3 +104,10 @@ void operator delete(void* block, align_val_t) noexcept { Free(block); }
 void operator delete[](void* block, align_val_t) noexcept { Free(block); }
 void operator delete(void* block, size_t, align_val_t) noexcept { Free(block); }
 void operator delete[](void* block, size_t, align_val_t) noexcept { Free(block); }
+
+#if !FAULTS_SANITIZED
+extern "C" int posix_memalign(void** block, size_t alignment, size_t bytes) {
+  *block = faults::ShallFail() ? nullptr : faults::AllocateBelow(bytes, alignment);
+  return *block == nullptr ? ENOMEM : 0;
+}
+#endif

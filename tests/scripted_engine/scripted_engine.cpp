@@ -3,6 +3,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "engine/data_base.h"
@@ -28,6 +29,16 @@ Call CallOf(const char* operation, const std::string& model_path = {}) {
   call.operation = operation;
   call.model_path = model_path;
   return call;
+}
+
+// A destructor has nobody to throw to, so its note is lost where memory has run out.
+void NoteDrop(const char* operation, const std::string& model_path, const std::string& text) {
+  try {
+    Call call = CallOf(operation, model_path);
+    call.text = text;
+    Note(std::move(call));
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 int NextStatus(std::deque<int>& statuses) {
@@ -88,7 +99,7 @@ AIEngine::AIEngine() : impl_(std::make_unique<Impl>()) {
   script::Note(script::CallOf(script::kMakeEngine));
 }
 
-AIEngine::~AIEngine() { script::Note(script::CallOf(script::kDropEngine, impl_->model_path)); }
+AIEngine::~AIEngine() { script::NoteDrop(script::kDropEngine, impl_->model_path, ""); }
 
 int AIEngine::Init(const AIEngineConfig& config) {
   impl_->model_path = config.model_path;
@@ -138,7 +149,7 @@ Yolov8Postprocess::Yolov8Postprocess(const YAML::Node& root,
 }
 
 Yolov8Postprocess::~Yolov8Postprocess() {
-  script::Note(script::CallOf(script::kDropPostprocess, impl_->model_path));
+  script::NoteDrop(script::kDropPostprocess, impl_->model_path, "");
 }
 
 int Yolov8Postprocess::PostProcess(std::map<std::string, alg::common::AIBuff>& outputs,
@@ -164,11 +175,7 @@ DataBase::DataBase(const std::string& name) : name_(name) {
   script::Note(std::move(call));
 }
 
-DataBase::~DataBase() {
-  script::Call call = script::CallOf(script::kDropRecord);
-  call.text = name_;
-  script::Note(std::move(call));
-}
+DataBase::~DataBase() { script::NoteDrop(script::kDropRecord, "", name_); }
 
 const std::string& DataBase::name() const { return name_; }
 
