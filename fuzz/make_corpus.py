@@ -1,7 +1,8 @@
-#!/usr/bin/env python3
-"""Makes the binary seeds of fuzz/corpus: inputs as the targets take them apart (input.h).
+#!/usr/bin/python3
+"""Makes the binary seeds of fuzz/corpus, inputs as the targets take them apart (input.h), and the
+networks of fuzz/regressions.
 
-    python3 fuzz/make_corpus.py
+    /usr/bin/python3 fuzz/make_corpus.py
 
 The other seeds are texts, written by hand; model_file also reads tests/networks.
 """
@@ -9,7 +10,12 @@ The other seeds are texts, written by hand; model_file also reads tests/networks
 import struct
 from pathlib import Path
 
-CORPUS = Path(__file__).resolve().parent / "corpus"
+import numpy as np
+from onnx import FunctionProto, NodeProto, TensorProto, helper, numpy_helper
+
+HERE = Path(__file__).resolve().parent
+CORPUS = HERE / "corpus"
+REGRESSIONS = HERE / "regressions"
 
 
 class Bytes:
@@ -117,7 +123,82 @@ def pipeline_seeds() -> None:
     pipeline_start([], 0).byte(31).save("pipeline", "nothing")
 
 
+def network(
+    nodes: list[NodeProto],
+    shape: list[int],
+    initializers: dict[str, np.ndarray] | None = None,
+    functions: list[FunctionProto] | None = None,
+) -> bytes:
+    """x float32 of that shape -> y float32 of any."""
+    graph = helper.make_graph(
+        nodes,
+        "graph",
+        [helper.make_tensor_value_info("x", TensorProto.FLOAT, shape)],
+        [helper.make_tensor_value_info("y", TensorProto.FLOAT, None)],
+        [numpy_helper.from_array(array, name) for name, array in (initializers or {}).items()],
+    )
+    opsets = [helper.make_opsetid("", 17), helper.make_opsetid("own", 1)]
+    model = helper.make_model(graph, opset_imports=opsets, functions=functions or [])
+    model.ir_version = 8
+    return model.SerializeToString()
+
+
+def own_function(name: str, called: list[str]) -> FunctionProto:
+    """Calls one after another, each on the result of the one before."""
+    values = ["a", *(f"t{i}" for i in range(len(called) - 1)), "b"]
+    nodes = [
+        helper.make_node(op, [values[i]], [values[i + 1]], domain="own" if op[0] == "f" else "")
+        for i, op in enumerate(called)
+    ]
+    opsets = [helper.make_opsetid("", 17), helper.make_opsetid("own", 1)]
+    return helper.make_function("own", name, ["a"], ["b"], nodes, opsets)
+
+
+def call_network(functions: list[FunctionProto]) -> bytes:
+    return network([helper.make_node("f0", ["x"], ["y"], domain="own")], [4], {}, functions)
+
+
+def model_seeds() -> None:
+    """Networks of kinds that tests/networks lacks."""
+    folder = CORPUS / "model_file"
+    folder.mkdir(parents=True, exist_ok=True)
+    weights = {"w": np.ones((4, 3, 3, 3), np.float32)}
+    convolution = helper.make_node("Conv", ["x", "w"], ["y"], pads=[1, 1, 1, 1])
+    (folder / "convolution.onnx").write_bytes(network([convolution], [1, 3, 8, 8], weights))
+    functions = [own_function("f0", ["f1", "Relu"]), own_function("f1", ["Neg"])]
+    (folder / "functions.onnx").write_bytes(call_network(functions))
+    branch = helper.make_graph(
+        [helper.make_node("Identity", ["x"], ["z"])],
+        "branch",
+        [],
+        [helper.make_tensor_value_info("z", TensorProto.FLOAT, [4])],
+    )
+    choice = helper.make_node("If", ["c"], ["y"], then_branch=branch, else_branch=branch)
+    (folder / "branches.onnx").write_bytes(network([choice], [4], {"c": np.array(True)}))
+
+
+def model_regressions() -> None:
+    """Networks that end the process in ONNX Runtime 1.30, or keep it from ever coming back."""
+    folder = REGRESSIONS / "model_file"
+    folder.mkdir(parents=True, exist_ok=True)
+    weights = {"w": np.ones((3, 4, 3, 3), np.float32)}
+    node = helper.make_node("ConvTranspose", ["x", "w"], ["y"], group=0)
+    (folder / "divides_by_group.onnx").write_bytes(network([node], [1, 3, 8, 8], weights))
+    node = helper.make_node("DepthToSpace", ["x"], ["y"], blocksize=1 << 33)
+    (folder / "divides_by_block.onnx").write_bytes(network([node], [1, 3, 8, 8]))
+    chain = [own_function(f"f{i}", [f"f{i + 1}"]) for i in range(200)]
+    (folder / "deep_functions.onnx").write_bytes(
+        call_network([*chain, own_function("f200", ["Relu"])])
+    )
+    doubled = [own_function(f"f{i}", [f"f{i + 1}"] * 2) for i in range(40)]
+    (folder / "many_nodes.onnx").write_bytes(
+        call_network([*doubled, own_function("f40", ["Relu"])])
+    )
+
+
 if __name__ == "__main__":
+    model_seeds()
+    model_regressions()
     run_length_seeds()
     decoder_seeds()
     pipeline_seeds()
