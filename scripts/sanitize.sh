@@ -18,11 +18,7 @@ suite() {
 for run in "${runs[@]}"; do
   echo "sanitize: $run"
   case $run in
-    asan)
-      LSAN_OPTIONS="suppressions=$PWD/tests/leaks_of_onnxruntime.supp:print_suppressions=0" \
-        UBSAN_OPTIONS=print_stacktrace=1 suite asan
-      ;;
-    tsan) TSAN_OPTIONS=second_deadlock_stack=1 suite tsan ;;
+    asan | tsan) suite "$run" ;;
     valgrind)
       cmake --preset dev
       cmake --build --preset dev --target detector_tests logger_probe threads_tests
