@@ -4,7 +4,8 @@ cmake_language(DEFER CALL target_precompile_headers dirty_seg_detector_objects P
   <algorithm> <map> <memory> <opencv2/core/hal/intrin.hpp> <opencv2/imgproc.hpp> <spdlog/logger.h>
   <string> <vector> <yaml-cpp/yaml.h>)
 cmake_language(DEFER CALL target_precompile_headers tessmar_ai_engine_objects PRIVATE
-  <algorithm> <map> <memory> <onnxruntime_cxx_api.h> <opencv2/core.hpp> <string> <vector>
+  <algorithm> <map> <memory> <onnxruntime_cxx_api.h> <opencv2/core.hpp>
+  <opencv2/core/hal/intrin.hpp> <string> <vector>
   <yaml-cpp/yaml.h>)
 # The detector's one source takes the compiler longest.
 cmake_language(DEFER CALL target_compile_options dirty_seg_detector_objects PRIVATE -g0 -O0)

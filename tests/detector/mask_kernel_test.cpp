@@ -27,6 +27,15 @@ TEST(UniteAndCount, RowsFollowTheirOwnSteps) {
   EXPECT_EQ(canvas, (std::vector<std::uint8_t>{1, 8, 8, 1, 8, 8}));
 }
 
+TEST(UniteAndCount, WhatStandsBesideTheColumnsIsKept) {
+  constexpr std::size_t kStep = 100;
+  const cv::Mat mask(90, kStep, CV_8UC1, cv::Scalar(255));
+  cv::Mat canvas(90, kStep, CV_8UC1, cv::Scalar(1));
+  EXPECT_EQ(UniteAndCount(mask.data, kStep, canvas.data, kStep, 90, 20), 1800);
+  EXPECT_EQ(cv::countNonZero(canvas.colRange(0, 20) == 255), 1800);
+  EXPECT_EQ(cv::countNonZero(canvas.colRange(20, 100) == 1), 7200);
+}
+
 TEST(UniteAndCount, NothingIsDoneForNoRowsOrColumns) {
   EXPECT_EQ(UniteAndCount(nullptr, 0, nullptr, 0, 0, 5), 0);
   std::uint8_t canvas = 3;

@@ -7,16 +7,19 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "support/case_name.h"
+#include "support/fenced_memory.h"
 
 namespace nuvik::model {
 namespace {
 
+using perception::dirty_seg_detector::FencedMemory;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -45,10 +48,21 @@ class Slot {
   float& Score(int label, int anchor) { return At(4 + label, anchor); }
   float& Coefficient(int k, int anchor) { return At(4 + classes_ + k, anchor); }
 
-  std::vector<Candidate> Find(float threshold) const {
+  std::vector<Candidate> Find(float threshold) const { return FindIn(values_.data(), threshold); }
+
+  // With memory that may not be read right behind the last number.
+  std::vector<Candidate> FindBeforeAFence(float threshold) const {
+    const std::size_t bytes = values_.size() * sizeof(float);
+    const FencedMemory memory(bytes, FencedMemory::Flush::kEnd);
+    std::memcpy(memory.data(), values_.data(), bytes);
+    return FindIn(reinterpret_cast<const float*>(memory.data()), threshold);
+  }
+
+ private:
+  std::vector<Candidate> FindIn(const float* values, float threshold) const {
     const auto channel_count = static_cast<std::size_t>(channels());
     const auto anchor_count = static_cast<std::size_t>(anchors_);
-    const Predictions predictions{values_.data(),
+    const Predictions predictions{values,
                                   classes_,
                                   coefficients_,
                                   anchors_,
@@ -59,7 +73,6 @@ class Slot {
     return candidates;
   }
 
- private:
   bool anchor_major_;
   int classes_;
   int coefficients_;
@@ -117,6 +130,29 @@ TEST_P(FindCandidatesIn, TakesScoresAboveTheThresholdOnly) {
   slot.Score(0, 1) = 0.25F;
   slot.Score(0, 2) = std::nextafter(0.25F, 1.0F);
   EXPECT_THAT(AnchorsOf(slot.Find(0.25F)), ElementsAre(2));
+}
+
+TEST_P(FindCandidatesIn, ReadsNothingBehindTheTensor) {
+  for (const int anchors : {1, 15, 16, 17, 31, 33, 512, 513}) {
+    for (const int classes : {1, 15, 16, 17}) {
+      Slot slot = MakeSlot(classes, 1, anchors);
+      EXPECT_THAT(slot.FindBeforeAFence(0.5F), IsEmpty());
+      slot.Score(classes - 1, anchors - 1) = 0.75F;
+      EXPECT_THAT(AnchorsOf(slot.FindBeforeAFence(0.5F)), ElementsAre(anchors - 1));
+    }
+  }
+}
+
+TEST_P(FindCandidatesIn, NegativeScoresAreComparedLikeOthers) {
+  Slot slot = MakeSlot(2, 1, 2);
+  slot.Score(0, 0) = -0.75F;
+  slot.Score(1, 0) = -0.5F;
+  slot.Score(0, 1) = -2.0F;
+  slot.Score(1, 1) = -1.0F;
+  const std::vector<Candidate> found = slot.Find(-1.0F);
+  ASSERT_EQ(AnchorsOf(found), std::vector<int>{0});
+  EXPECT_EQ(found[0].score, -0.5F);
+  EXPECT_EQ(found[0].label, 1);
 }
 
 TEST_P(FindCandidatesIn, ThresholdZeroTakesTheSmallestDenormalAndNoZero) {

@@ -9,13 +9,16 @@
 #include <string>
 #include <vector>
 
+#include "common/held_once.h"
 #include "engine/mask_painter.h"
 #include "geometry/letterbox.h"
+#include "support/fenced_memory.h"
 #include "support/standard_error.h"
 
 namespace nuvik::model {
 namespace {
 
+using perception::dirty_seg_detector::FencedMemory;
 using test::RejectionOf;
 using testing::ElementsAre;
 
@@ -174,6 +177,12 @@ TEST(PatchGeometry, TakesAPatchThatScalesToOnePixel) {
   // One row at 319: half of 639 rounded down.
   EXPECT_EQ(geometry.ToPatchY(319.0F), 0.0F);
   EXPECT_EQ(geometry.ToPatchY(320.0F), 3.0F);
+}
+
+TEST(PatchGeometry, TakesAnUprightPatchThatScalesToOnePixel) {
+  const PatchGeometry geometry({3, 1920}, 640, 160);
+  EXPECT_EQ(geometry.ToPatchX(319.0F), 0.0F);
+  EXPECT_EQ(geometry.ToPatchX(320.0F), 3.0F);
 }
 
 TEST(PatchGeometry, ThereAndBackGivesThePixelAgain) {
@@ -381,6 +390,45 @@ TEST(MaskPainter, ARowOfEveryWidthHasThePixelsOfOnePixelBoxes) {
   }
   EXPECT_GT(drawn, 10);
   EXPECT_LT(drawn, 51);
+}
+
+TEST(MaskPainter, ANarrowerBoxShowsNothingOfAWiderOneBefore) {
+  const PatchGeometry geometry({64, 64}, 64, 16);
+  Planes planes(1, 16);
+  planes.Fill(0, 1.0F);
+  const float coefficient = 1.0F;
+  MaskPainter painter;
+  for (int width = 61; width >= 1; --width) {
+    const cv::Mat mask =
+        painter.Paint(planes.View(), &coefficient, geometry, cv::Rect(2, 30, width, 2), 0.0F);
+    ASSERT_EQ(cv::countNonZero(mask), 2 * width);
+  }
+}
+
+TEST(MaskPainter, ABoxOfOneRowIsPaintedOverTheWholeWidth) {
+  const PatchGeometry frame({1920, 1080}, 64, 16);
+  Planes planes(1, 16);
+  planes.Fill(0, 1.0F);
+  const float coefficient = 1.0F;
+  MaskPainter painter;
+  const cv::Mat mask =
+      painter.Paint(planes.View(), &coefficient, frame, cv::Rect(0, 540, 1920, 1), 0.0F);
+  EXPECT_EQ(cv::countNonZero(mask.row(540)), 1920);
+  EXPECT_EQ(cv::countNonZero(mask), 1920);
+}
+
+TEST(MaskPainter, ReadsNothingBeforeOrBehindThePrototypes) {
+  constexpr std::size_t kBytes = 2 * 16 * sizeof(float);  // two planes of 4 x 4 cells
+  const std::array<float, 2> coefficients{1.0F, 1.0F};
+  for (const auto flush : {FencedMemory::Flush::kStart, FencedMemory::Flush::kEnd}) {
+    const FencedMemory memory(kBytes, flush);
+    std::fill_n(reinterpret_cast<float*>(memory.data()), 32, 1.0F);
+    const MaskPainter::Prototypes prototypes{reinterpret_cast<const float*>(memory.data()), 2, 4};
+    MaskPainter painter;
+    const cv::Mat mask = painter.Paint(prototypes, coefficients.data(), EightByEight(),
+                                       cv::Rect(0, 0, 8, 8), 0.0F);
+    EXPECT_EQ(cv::countNonZero(mask), 64);
+  }
 }
 
 TEST(MaskPainter, PaintsInsideTheBoxOnly) {
@@ -658,6 +706,18 @@ TEST(MaskMemory, FramesOfDifferentCountsStayApart) {
       EXPECT_EQ(Rows(masks[static_cast<std::size_t>(i)]), Filled({2 * i, i, 2, 3}));
     }
   }
+}
+
+TEST(MaskMemory, MasksThatAFrameDidNotNeedAreGivenBack) {
+  MaskPainter painter;
+  painter.StartFrame();
+  Fill(painter, cv::Rect(0, 0, 2, 2));
+  const cv::Mat second = Fill(painter, cv::Rect(4, 4, 2, 2));
+  painter.StartFrame();
+  EXPECT_FALSE(IsHeldOnce(second));
+  Fill(painter, cv::Rect(0, 0, 2, 2));
+  painter.StartFrame();
+  EXPECT_TRUE(IsHeldOnce(second));
 }
 
 TEST(MaskMemory, AnotherSizeGetsItsOwnMask) {
