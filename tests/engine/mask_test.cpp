@@ -425,8 +425,8 @@ TEST(MaskPainter, ReadsNothingBeforeOrBehindThePrototypes) {
     std::fill_n(reinterpret_cast<float*>(memory.data()), 32, 1.0F);
     const MaskPainter::Prototypes prototypes{reinterpret_cast<const float*>(memory.data()), 2, 4};
     MaskPainter painter;
-    const cv::Mat mask = painter.Paint(prototypes, coefficients.data(), EightByEight(),
-                                       cv::Rect(0, 0, 8, 8), 0.0F);
+    const cv::Mat mask =
+        painter.Paint(prototypes, coefficients.data(), EightByEight(), cv::Rect(0, 0, 8, 8), 0.0F);
     EXPECT_EQ(cv::countNonZero(mask), 64);
   }
 }
