@@ -559,6 +559,13 @@ TEST(DecoderSlots, APatchWhollyOutsideTakesNoSlot) {
   EXPECT_EQ(objects[1][0].mask.size(), cv::Size(320, 280));
 }
 
+TEST(DecoderSlots, APatchOfOnePixelInsideTakesASlot) {
+  const Lists objects = Decode(OneBoxASlot(Batch(2)), {{1919, 1079, 10, 10}, {5, 5, 1, 1}});
+  ASSERT_THAT(objects, ElementsAre(SizeIs(1), SizeIs(1)));
+  EXPECT_EQ(objects[0][0].mask.size(), cv::Size(1, 1));
+  EXPECT_EQ(objects[1][0].mask.size(), cv::Size(1, 1));
+}
+
 TEST(DecoderSlots, PatchesAllOutsideGiveNoListAtAll) {
   EXPECT_THAT(Decode(OneBoxASlot(Batch(2)), {{1920, 0, 64, 64}}), IsEmpty());
 }

@@ -1,6 +1,7 @@
 // Reading the layout of a segmentation network's outputs from its configuration.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 
 #include "engine/segmentation_head.h"
@@ -253,6 +254,18 @@ INSTANTIATE_TEST_SUITE_P(
                   "outputs 'output0' and 'output1' both have rank 4; expected one, the "
                   "prototypes"}),
     test::CaseName());
+
+TEST(SegmentationHeadRejection, AnchorsOfAStrideThatTheInputIsNoMultipleOf) {
+  AIEngineConfig config = UsualConfig();
+  config.input_shapes["images"] = {6, 3, 32, 32};  // 21 anchors; no multiple of stride 64
+  config.output_shapes["output1"] = {6, 32, 8, 8};
+  for (const std::int64_t anchors : {0, 1, 16, 20, 22}) {
+    config.output_shapes["output0"] = {6, 116, anchors};
+    EXPECT_NE(Rejection(config), "") << anchors;
+  }
+  config.output_shapes["output0"] = {6, 116, 21};
+  EXPECT_EQ(ReadSegmentationHead(config).anchors, 21);
+}
 
 class PrototypesRejection : public testing::TestWithParam<ShapeCase> {};
 
