@@ -84,6 +84,7 @@ std::vector<PatchGeometry> MakeSlots(const std::vector<cv::Rect>& patches,
                                 std::to_string(head.batch) + " slots");
   }
   std::vector<PatchGeometry> slots;
+  slots.reserve(sizes.size());
   for (const cv::Size& size : sizes) {
     slots.emplace_back(size, head.input_side, head.proto_side);
   }
