@@ -112,7 +112,7 @@ def pipeline_seeds() -> None:
     """After the configuration: the images, object lists, logits."""
     for fece in (0, 1):
         seed = pipeline_start([(0, 0, 640, 640), (640, 440, 640, 640)], fece)
-        seed.byte(0, 13, 0, 90).byte(0).byte(2)
+        seed.byte(0, 13, 90).byte(0).byte(2)
         for box in ((10, 20, 30, 20), (5, 5, 40, 40)):
             seed.byte(1)
             pipeline_object(seed, box, 0)
