@@ -19,7 +19,8 @@ using nuvik::perception::dirty_seg_detector::DirtySegDetector;
 class Threads : public testing::Test {
  protected:
   void SetUp() override {
-    setenv("SPDLOG_STDOUT", "true", 0);
+    // No sink, and so no lock of one that would order what is to race.
+    setenv("SPDLOG_STDOUT", "false", 1);
     scripted_engine::Reset();
     ScriptFrame();
   }
@@ -32,6 +33,9 @@ class Threads : public testing::Test {
     for (int i = 0; i < frames; ++i) {
       std::shared_ptr<DirtyStatusResultData> result;
       if (!detector.DoInference(images, result) || !IsWhole(*result)) ++faults;
+    }
+    for (int i = 0; i < 2000; ++i) {  // a line each, and nothing else
+      if (detector.judge_fece(images, {})) ++faults;
     }
   }
 

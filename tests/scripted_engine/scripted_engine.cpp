@@ -2,7 +2,6 @@
 
 #include <yaml-cpp/yaml.h>
 
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -13,16 +12,12 @@ namespace scripted_engine {
 namespace {
 
 std::vector<Call>& MutableCalls() {
-  static std::vector<Call> calls;
+  // A thread's own: a lock would put detectors in several threads in an order of its own.
+  thread_local std::vector<Call> calls;
   return calls;
 }
 
-// Detectors in several threads may call at once; the list is read when they are done.
-void Note(Call call) {
-  static std::mutex mutex;
-  const std::lock_guard lock(mutex);
-  MutableCalls().push_back(std::move(call));
-}
+void Note(Call call) { MutableCalls().push_back(std::move(call)); }
 
 Call CallOf(const char* operation, const std::string& model_path = {}) {
   Call call;

@@ -71,7 +71,7 @@ struct Script {
 
 NUVIK_EXPORT Script& GetScript();
 
-/// Every call since the last `Reset`, in order.
+/// Every call of this thread since its last `Reset`, in order.
 NUVIK_EXPORT const std::vector<Call>& Calls();
 
 /// The same, only those of one operation.
@@ -80,7 +80,7 @@ NUVIK_EXPORT std::vector<Call> CallsOf(const std::string& operation);
 /// The operations called, in order.
 NUVIK_EXPORT std::vector<std::string> Operations();
 
-/// Forgets the calls and the script.
+/// Forgets the calls of this thread, and the script, which is everybody's.
 NUVIK_EXPORT void Reset();
 
 }  // namespace scripted_engine
