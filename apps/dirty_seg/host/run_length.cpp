@@ -21,7 +21,8 @@ constexpr std::size_t kFirstDifference = 3;
 
 // OpenCV's own refuses a matrix without pixels.
 cv::Mat Transposed(const cv::Mat& matrix) {
-  return matrix.empty() ? cv::Mat(matrix.cols, matrix.rows, matrix.type()) : cv::Mat(matrix.t());
+  if (matrix.empty()) return cv::Mat(matrix.cols, matrix.rows, matrix.type());
+  return matrix.t();
 }
 
 // Lengths of the alternating runs, zeros first. The last is never 0 unless it is the only one.
