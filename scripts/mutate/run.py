@@ -82,8 +82,9 @@ def build(targets: list[str]) -> bool:
 def configure() -> None:
     command = [
         "cmake", "-S", str(TREE), "-B", str(BUILD), "-G", "Ninja", "-DDIRTY_SEG_DEVELOPER=ON",
-        "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O1",
-        "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld", "-DCMAKE_CXX_COMPILER_LAUNCHER=",
+        "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_COMPILER_LAUNCHER=",
+        "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O1",
+        "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld",
         "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST",
         f"-DCMAKE_PROJECT_dirty_seg_detector_INCLUDE={TREE}/scripts/mutate/build.cmake",
     ]  # fmt: skip

@@ -378,6 +378,12 @@ TEST_F(JudgeFece, LongerOutputIsReadFromItsStart) {
   EXPECT_TRUE(Judge({10, 20, 110, 70}));
 }
 
+TEST_F(JudgeFece, OtherOutputsAreNotRead) {
+  for (const char* name : {"a", "outpu", "output_", "z"}) detector.fece_outputs_[name] = Buffer(8);
+
+  EXPECT_TRUE(Judge({10, 20, 110, 70}));
+}
+
 // --- Verdict ---
 
 TEST_F(JudgeFece, TieIsClassZero) {

@@ -366,6 +366,8 @@ TEST_F(Init, MissingFeceOutputTypeThrows) {
   EXPECT_THROW(detector.Init(config), std::out_of_range);
 
   EXPECT_EQ(log.GetLines(), (Lines{kSegmentationReady, kFeceReady}));
+  EXPECT_EQ(NamesOf(detector.fece_inputs_), Names{"input"});  // made before the outputs
+  EXPECT_EQ(NamesOf(detector.fece_outputs_), Names{"output"});
   EXPECT_EQ(detector.yolov8_postprocess_, nullptr);
 }
 
@@ -722,14 +724,25 @@ TEST_F(Init, SecondCallMakesBuffersOfTheSameNameAfresh) {
 
 TEST_F(Init, BuffersThatAreNoLongerConfiguredStay) {
   DirtySegDetectorConfig config = Config("{}");
+  config.fece_enable = true;
   ASSERT_TRUE(detector.Init(config));
-  const auto earlier = detector.dirty_seg_inputs_.at("images").data;
+  const auto earlier_input = detector.dirty_seg_inputs_.at("images").data;
+  const auto earlier_output = detector.dirty_seg_outputs_.at("output0").data;
 
-  config.dirty_seg_model_config.input_sizes = {{"renamed", 4}};
+  for (AIEngineConfig* network : {&config.dirty_seg_model_config, &config.fece_model_config}) {
+    network->input_sizes = {{"renamed", 4}};
+    network->output_sizes = {{"renamed", 4}};
+    network->output_shapes = {{"renamed", {1}}};
+    network->output_types = {{"renamed", 2}};
+  }
   ASSERT_TRUE(detector.Init(config));
 
   EXPECT_EQ(NamesOf(detector.dirty_seg_inputs_), (Names{"images", "renamed"}));
-  EXPECT_EQ(detector.dirty_seg_inputs_.at("images").data, earlier);
+  EXPECT_EQ(NamesOf(detector.dirty_seg_outputs_), (Names{"output0", "renamed"}));
+  EXPECT_EQ(NamesOf(detector.fece_inputs_), (Names{"input", "renamed"}));
+  EXPECT_EQ(NamesOf(detector.fece_outputs_), (Names{"output", "renamed"}));
+  EXPECT_EQ(detector.dirty_seg_inputs_.at("images").data, earlier_input);
+  EXPECT_EQ(detector.dirty_seg_outputs_.at("output0").data, earlier_output);
 }
 
 }  // namespace

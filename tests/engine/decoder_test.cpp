@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/held_once.h"
 #include "engine/yolov8_postprocess.h"
 #include "support/case_name.h"
 #include "support/segmentation_outputs.h"
@@ -907,6 +908,21 @@ TEST(DecoderRepeats, MasksThatNobodyHoldsLendTheirMemoryToTheNextFrame) {
     for (const Object& object : objects.at(0)) memory.insert(object.mask.data);
   }
   EXPECT_THAT(memory, SizeIs(2));
+}
+
+TEST(DecoderRepeats, FramesWithoutObjectsGiveTheMasksBack) {
+  SegmentationOutputs outputs = Outputs(Batch(1));
+  Yolov8Postprocess decoder(Root({{0, 0, 64, 64}}), outputs.Config(), {{64, 64}});
+  BufferMap empty = outputs.Buffers();
+  outputs.Put(0, 0, {20, 20, 8, 8, 0, 0.9F});
+  BufferMap buffers = outputs.Buffers();
+  Lists objects;
+  ASSERT_EQ(decoder.PostProcess(buffers, objects), kPostProcessOk);
+  const cv::Mat mask = objects.at(0).at(0).mask;
+  ASSERT_EQ(decoder.PostProcess(empty, objects), kPostProcessOk);
+  EXPECT_FALSE(IsHeldOnce(mask));
+  ASSERT_EQ(decoder.PostProcess(empty, objects), kPostProcessOk);
+  EXPECT_TRUE(IsHeldOnce(mask));
 }
 
 TEST(DecoderRepeats, ResultsOutliveTheDecoder) {

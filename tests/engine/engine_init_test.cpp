@@ -518,6 +518,18 @@ TEST(EngineInitOpenDimensions, MustBeConfiguredAndPositive) {
                              "has [?, 3, ?, ?]"));
 }
 
+TEST(EngineInitOpenDimensions, AreNotThoseOfZero) {
+  const TemporaryFile file(Serialise(PassOn(OnnxType::kFloat, {0})));
+  AIEngineConfig config;
+  config.model_path = file.path();
+  config.input_sizes = {{"x", 4}};
+  config.input_shapes = {{"x", {1}}};
+  config.output_sizes = {{"y", 4}};
+  config.output_shapes = {{"y", {1}}};
+  ExpectRefused(config,
+                Line(config, "input 'x' is configured with shape [1], the network has [0]"));
+}
+
 TEST(EngineInitOpenDimensions, DoNotOpenTheFixedOnes) {
   AIEngineConfig config = DynamicConfig();
   config.input_shapes["images"] = {3, 4, 64, 96};
