@@ -543,6 +543,23 @@ TEST(MaskPainter, ACellThatIsNotFiniteIsBackground) {
   }
 }
 
+// In the last cell of a box of one row, and of one column.
+TEST(MaskPainter, ACellThatIsNotFiniteIsBackgroundAtTheEndOfANarrowBoxToo) {
+  for (const float bad : {kNan, kInfinity}) {
+    Planes planes(1, 4);
+    planes.Fill(0, 1.0F);
+    planes.At(0, 0, 3) = bad;
+    planes.At(0, 3, 0) = bad;
+    const cv::Rect row(0, 0, 8, 1);
+    const cv::Rect column(0, 0, 1, 8);
+    EXPECT_EQ(PaintEight(planes, {1.0F}, row, 0.0F).front(), "#####...");
+    EXPECT_EQ(PaintEight(planes, {1.0F}, column, 0.0F)[4], "#.......");
+    for (const std::size_t y : {5U, 6U, 7U}) {
+      EXPECT_EQ(PaintEight(planes, {1.0F}, column, 0.0F)[y], "........") << y;
+    }
+  }
+}
+
 TEST(MaskPainter, ACellThatIsNotFiniteIsBackgroundWhateverTheThreshold) {
   // A mask threshold of 0 is a logit of minus infinity: every finite logit is above it.
   for (const float threshold : {-1.0F, -104.0F, -kInfinity}) {
