@@ -47,13 +47,15 @@ enter_user_namespace() {
 }
 
 make_root_and_test() {
-  local emulation=(--mode=auto)
+  local emulation=(--mode=auto) afterwards=()
   if [ "$arch" != "$(dpkg --print-architecture)" ]; then
     # /sys may be mounted only where the network is the namespace's own as well. ONNX Runtime ends
     # the process when the processors that it reads of are not Arm's.
     # shellcheck disable=SC2016  # $1 is the root's folder, for mmdebstrap to fill in
     emulation=(--mode=root --skip=check/qemu --skip=chroot/mount/sys
       --customize-hook="mount --bind '$repository/build/arm64-sysroot/proc/cpuinfo'"' "$1/proc/cpuinfo"')
+    # shellcheck disable=SC2016
+    afterwards=(--customize-hook='umount "$1/proc/cpuinfo"')
   fi
   mkdir "$work/packages"
   cp "$packages"/*_"$arch".deb "$work/packages"
@@ -62,7 +64,8 @@ make_root_and_test() {
       "$work/packages")
   mmdebstrap --quiet --variant=apt --arch="$arch" --format=null \
     --customize-hook="copy-in '$work/packages' /" "${emulation[@]}" \
-    --chrooted-customize-hook='exec /packages/tests/install/packages_inside.sh' bookworm
+    --chrooted-customize-hook='exec /packages/tests/install/packages_inside.sh' \
+    "${afterwards[@]}" bookworm
 }
 
 command -v mmdebstrap >/dev/null || skip "mmdebstrap is not installed"
