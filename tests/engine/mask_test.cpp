@@ -560,6 +560,15 @@ TEST(MaskPainter, ACellThatIsNotFiniteIsBackgroundAtTheEndOfANarrowBoxToo) {
   }
 }
 
+TEST(MaskPainter, HugeLogitsAtTheEndOfABoxOfOneRowDoNotOverflow) {
+  Planes planes(1, 4);
+  planes.Fill(0, 1.0F);
+  planes.At(0, 0, 2) = kMost;
+  planes.At(0, 0, 3) = -kMost;
+  // Pixel 5 is a quarter of the way from the one to the other, pixel 6 three quarters.
+  EXPECT_EQ(PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 1), 0.0F).front(), "######..");
+}
+
 TEST(MaskPainter, ACellThatIsNotFiniteIsBackgroundWhateverTheThreshold) {
   // A mask threshold of 0 is a logit of minus infinity: every finite logit is above it.
   for (const float threshold : {-1.0F, -104.0F, -kInfinity}) {
