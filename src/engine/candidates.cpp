@@ -43,7 +43,7 @@ Marks MarkAnchors(const Predictions& predictions, float threshold) {
       if (AreAtMost(scores, count, threshold)) continue;
       for (int i = 0; i < count; ++i) {
         marks[static_cast<std::size_t>((first + i) / kMarksInWord)] |=
-            std::uint64_t{scores[i] > threshold} << (i % kMarksInWord);
+            static_cast<std::uint64_t>(scores[i] > threshold) << (i % kMarksInWord);
       }
     }
   }
