@@ -1,9 +1,8 @@
 // PopulateData and PreProcess: pixels to planar floats, whole images.
-#include <filesystem>
-#include <iterator>
 #include <opencv2/core.hpp>
 
 #include "support/detector_test.h"
+#include "support/process.h"
 
 namespace nuvik::perception::dirty_seg_detector {
 namespace {
@@ -164,17 +163,12 @@ TEST_F(PreProcess, LogsItsCallAtDebugLevel) {
   EXPECT_EQ(log.GetLines(), Lines{called});
 }
 
-std::size_t ThreadsOfThisProcess() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task");
-  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
-}
-
 // OpenCV itself would share a resize of this size out among threads of its own.
 TEST_F(PreProcess, StartsNoThread) {
-  const std::size_t before = ThreadsOfThisProcess();
+  const std::size_t before = test::ThreadCount();
   input = Buffer(sizeof(float) * 3 * 1280 * 1280);
   EXPECT_TRUE(Run(ColorOnly(ColorImage(1080, 1920)), {1280, 1280}));
-  EXPECT_EQ(ThreadsOfThisProcess(), before);
+  EXPECT_EQ(test::ThreadCount(), before);
 }
 
 TEST_F(PreProcess, NoImagesAreNoFailure) {

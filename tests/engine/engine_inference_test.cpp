@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
 #include <map>
 #include <random>
 #include <string>
@@ -16,6 +15,7 @@
 
 #include "engine/ai_engine.h"
 #include "support/network_files.h"
+#include "support/process.h"
 #include "support/standard_error.h"
 
 namespace nuvik::alg::common {
@@ -27,6 +27,7 @@ using test::MakeBuffers;
 using test::NetworkPath;
 using test::NumbersOf;
 using test::StandardErrorOf;
+using test::ThreadCount;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -36,6 +37,13 @@ using BufferMap = std::map<std::string, AIBuff>;
 
 constexpr std::uint8_t kUntouched = 0xA5;
 constexpr std::size_t kPlane = 64 * 64;
+
+// The seven rows of anchor 0 that are not always 0: box, both scores, the first coefficient.
+std::vector<float> FirstAnchor(const std::vector<float>& predictions, std::size_t slot) {
+  std::vector<float> rows;
+  for (std::size_t row = 0; row < 7; ++row) rows.push_back(predictions[(slot * 38 + row) * 84]);
+  return rows;
+}
 
 // An engine on a test network with a set of buffers of the right sizes.
 class EngineInference : public testing::Test {
@@ -83,13 +91,8 @@ TEST_F(EngineInference, ComputesEverySlotFromItsOwnPicture) {
   const std::vector<float> prototypes = NumbersOf<float>(outputs_.at("output1"));
   ASSERT_EQ(predictions.size(), 2U * 38 * 84);
   ASSERT_EQ(prototypes.size(), 2U * 32 * 256);
-  const auto first_anchor = [&](std::size_t slot) {
-    std::vector<float> rows;
-    for (std::size_t row = 0; row < 7; ++row) rows.push_back(predictions[(slot * 38 + row) * 84]);
-    return rows;
-  };
-  EXPECT_THAT(first_anchor(0), ElementsAre(32, 32, 32, 16, 0.25F, 0.5F, 1));
-  EXPECT_THAT(first_anchor(1), ElementsAre(32, 32, 32, 16, 0.5F, 0.125F, 1));
+  EXPECT_THAT(FirstAnchor(predictions, 0), ElementsAre(32, 32, 32, 16, 0.25F, 0.5F, 1));
+  EXPECT_THAT(FirstAnchor(predictions, 1), ElementsAre(32, 32, 32, 16, 0.5F, 0.125F, 1));
   EXPECT_EQ(predictions[1], 0.0F);  // the second anchor
   for (std::size_t cell = 0; cell < 256; ++cell) {
     ASSERT_EQ(prototypes[cell], 4.0F);
@@ -260,15 +263,10 @@ TEST_P(EngineArithmetic, ComputesEverySlotFromItsOwnPicture) {
   const std::vector<float> prototypes = NumbersOf<float>(outputs_.at("output1"));
   ASSERT_EQ(predictions.size(), 2U * 38 * 84);
   ASSERT_EQ(prototypes.size(), 2U * 32 * 256);
-  const std::vector<std::vector<float>> first_anchors{{32, 32, 32, 16, 0.25F, 0.5F, 1},
-                                                      {32, 32, 32, 16, 0.5F, 0.75F, 1}};
-  for (std::size_t slot = 0; slot < 2; ++slot) {
-    for (std::size_t row = 0; row < 7; ++row) {
-      EXPECT_EQ(predictions[(slot * 38 + row) * 84], first_anchors[slot][row])
-          << "slot " << slot << ", row " << row;
-    }
-    EXPECT_EQ(prototypes[slot * 32 * 256], 4.0F);
-  }
+  EXPECT_THAT(FirstAnchor(predictions, 0), ElementsAre(32, 32, 32, 16, 0.25F, 0.5F, 1));
+  EXPECT_THAT(FirstAnchor(predictions, 1), ElementsAre(32, 32, 32, 16, 0.5F, 0.75F, 1));
+  EXPECT_EQ(prototypes[0], 4.0F);
+  EXPECT_EQ(prototypes[32 * 256], 4.0F);
   EXPECT_EQ(prototypes[256], 0.75F);
   EXPECT_EQ(prototypes[33 * 256], 0.25F);
 }
@@ -396,37 +394,32 @@ TEST_F(EngineInference, EnginesInTwoThreadsAtOnceGiveTheirOwnResults) {
 
 // --- Threads
 
-std::size_t ThreadsOfTheProcess() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task");
-  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
-}
-
 TEST(EngineThreads, AreAsManyAsConfiguredWithTheCallersOwn) {
   AIEngineConfig config = ConfigOf(NetworkPath("seg-b2-64"));
   for (const int count : {1, 2, 3, 5}) {
-    const std::size_t before = ThreadsOfTheProcess();
+    const std::size_t before = ThreadCount();
     {
       AIEngine engine;
       config.thread_count = count;
       ASSERT_EQ(engine.Init(config), 0);
       const std::size_t more = static_cast<std::size_t>(count) - 1;
-      EXPECT_EQ(ThreadsOfTheProcess(), before + more) << count << " after Init";
+      EXPECT_EQ(ThreadCount(), before + more) << count << " after Init";
       BufferMap inputs = MakeBuffers(config.input_sizes);
       BufferMap outputs = MakeBuffers(config.output_sizes);
       ASSERT_EQ(engine.DoInference(inputs, outputs), kAIOk);
-      EXPECT_EQ(ThreadsOfTheProcess(), before + more) << count << " after DoInference";
+      EXPECT_EQ(ThreadCount(), before + more) << count << " after DoInference";
     }
-    EXPECT_EQ(ThreadsOfTheProcess(), before) << "when the engine is gone";
+    EXPECT_EQ(ThreadCount(), before) << "when the engine is gone";
   }
 }
 
 TEST(EngineThreads, AreOneForEachCoreByDefault) {
   AIEngineConfig config = ConfigOf(NetworkPath("seg-b2-64"));
   config.thread_count = 0;
-  const std::size_t before = ThreadsOfTheProcess();
+  const std::size_t before = ThreadCount();
   AIEngine engine;
   ASSERT_EQ(engine.Init(config), 0);
-  EXPECT_EQ(ThreadsOfTheProcess(), before + std::max(1U, std::thread::hardware_concurrency()) - 1);
+  EXPECT_EQ(ThreadCount(), before + std::max(1U, std::thread::hardware_concurrency()) - 1);
 }
 
 double ProcessorSeconds() {
@@ -458,12 +451,12 @@ TEST(EngineThreads, SleepBetweenFrames) {
 TEST(EngineThreads, AreGoneAfterAFailedInit) {
   AIEngineConfig config = ConfigOf(NetworkPath("seg-b2-64"));
   config.thread_count = 3;
-  const std::size_t before = ThreadsOfTheProcess();
+  const std::size_t before = ThreadCount();
   AIEngine engine;
   ASSERT_EQ(engine.Init(config), 0);
   config.output_sizes.clear();
   StandardErrorOf([&] { ASSERT_LT(engine.Init(config), 0); });
-  EXPECT_EQ(ThreadsOfTheProcess(), before);
+  EXPECT_EQ(ThreadCount(), before);
 }
 
 }  // namespace

@@ -14,8 +14,8 @@
 #include <string>
 
 #include "memory_file.h"
-#include "process.h"
 #include "scripted_frame.h"
+#include "support/process.h"
 
 namespace {
 
@@ -31,9 +31,9 @@ class Watch {
   explicit Watch(int rounds) : warm_up_(std::min(100, rounds / 10)) {}
 
   void Look() {
-    const long kilobytes = faults::ResidentKilobytes();
-    const std::size_t files = faults::OpenFiles();
-    const std::size_t threads = faults::ThreadCount();
+    const long kilobytes = nuvik::test::ResidentKilobytes();
+    const std::size_t files = nuvik::test::OpenFiles();
+    const std::size_t threads = nuvik::test::ThreadCount();
     if (++rounds_ <= warm_up_) {
       first_kilobytes_ = std::max(first_kilobytes_, kilobytes);
       first_files_ = std::max(first_files_, files);
@@ -114,7 +114,7 @@ int SoakDouble(int frames) {
 Watch* network_watch = nullptr;
 
 int SoakNetwork(int frames, const char* host_path, const char* model) {
-  const std::size_t before = faults::ThreadCount();
+  const std::size_t before = nuvik::test::ThreadCount();
   const Host host(host_path);
   if (host.run_frames() == nullptr) return Fail("the host cannot be loaded");
   Watch watch(frames);

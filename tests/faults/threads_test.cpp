@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "memory_file.h"
-#include "process.h"
 #include "scripted_frame.h"
+#include "support/process.h"
 
 namespace faults {
 namespace {
@@ -58,11 +58,11 @@ TEST_F(Threads, TwoDetectorsRaceForTheFirstLineAndGoOnSideBySide) {
 }
 
 TEST_F(Threads, TheDetectorStartsNone) {
-  const std::size_t before = ThreadCount();
+  const std::size_t before = nuvik::test::ThreadCount();
   std::atomic<int> faults{0};
   Work(3, faults);
   EXPECT_EQ(faults, 0);
-  EXPECT_EQ(ThreadCount(), before);
+  EXPECT_EQ(nuvik::test::ThreadCount(), before);
 }
 
 }  // namespace

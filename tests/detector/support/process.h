@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace faults {
+namespace nuvik::test {
 
 inline std::size_t CountEntries(const char* folder) {
   const std::filesystem::directory_iterator entries(folder);
@@ -29,4 +29,4 @@ inline long ResidentKilobytes() {
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-}  // namespace faults
+}  // namespace nuvik::test
