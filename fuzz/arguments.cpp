@@ -29,12 +29,16 @@ std::vector<std::string> TakeWords(Input& input) {
 
 void CheckOptions(const dirty_seg::DetectOptions& options) {
   Require(!options.inputs.empty(), "there is an input");
-  Require(options.threads >= 0 && options.threads <= 1024, "threads are in range");
-  Require(options.fece_score_threshold >= 0.0F && options.fece_score_threshold <= 1.0F,
+  Require(options.detector.threads >= 0 && options.detector.threads <= 1024,
+          "threads are in range");
+  Require(options.detector.fece_score_threshold >= 0.0F &&
+              options.detector.fece_score_threshold <= 1.0F,
           "the score threshold is a probability");
-  Require(options.fece_area_threshold >= 0.0F && options.fece_area_threshold <= 1e9F,
-          "the area threshold is in range");
-  for (const int id : options.fece_class_ids) Require(id >= 0 && id <= 1000000, "ids are in range");
+  Require(
+      options.detector.fece_area_threshold >= 0.0F && options.detector.fece_area_threshold <= 1e9F,
+      "the area threshold is in range");
+  for (const int id : options.detector.fece_class_ids)
+    Require(id >= 0 && id <= 1000000, "ids are in range");
 }
 
 void ParseWords(const std::vector<std::string>& words) {

@@ -1,6 +1,8 @@
 // dirty_seg: finds dirty regions in pictures, with the detector library.
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <functional>
+#include <memory>
 #include <string>
 
 #include "commands/detect.h"
@@ -10,20 +12,36 @@
 namespace dirty_seg {
 namespace {
 
+// Runs the command that the command line named; returns the exit status.
+using Action = std::function<int()>;
+
+template <typename Options>
+void Add(CLI::App& app, CLI::App* (*add)(CLI::App&, Options&), int (*run)(const Options&),
+         Action& action) {
+  const auto options = std::make_shared<Options>();
+  add(app, *options)->callback([=, &action] { action = [=] { return run(*options); }; });
+}
+
+// The usage that helps with what was typed: that of the command, once it is known.
+std::string HelpOf(const CLI::App& app) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  return commands.empty() ? "dirty_seg --help" : "dirty_seg " + commands[0]->get_name() + " --help";
+}
+
 int Execute(int argc, char** argv) {
   CLI::App app("Finds dirty regions in pictures", "dirty_seg");
   app.set_version_flag("--version", "dirty_seg " DIRTY_SEG_VERSION);
   app.require_subcommand(1);
-  DetectOptions detect_options;
-  AddDetect(app, detect_options);
+  Action action;
+  Add(app, AddDetect, RunDetect, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // help or version
-    TellError(std::string(error.what()) + "; 'dirty_seg detect --help' shows the usage");
+    TellError(std::string(error.what()) + "; '" + HelpOf(app) + "' shows the usage");
     return kCannotRun;
   }
-  return RunDetect(detect_options);
+  return action();
 }
 
 }  // namespace

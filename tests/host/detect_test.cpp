@@ -437,6 +437,7 @@ struct Usage {
   const char* name;
   Arguments arguments;
   const char* message;
+  const char* help = "dirty_seg detect --help";
 
   friend std::ostream& operator<<(std::ostream& stream, const Usage& usage) {
     return stream << testing::PrintToString(usage.arguments);
@@ -449,8 +450,8 @@ TEST_P(DetectUsage, IsRefusedWithTheCause) {
   const ProgramResult result = RunProgram(GetParam().arguments);
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output, "");
-  EXPECT_EQ(result.errors, std::string("dirty_seg: error: ") + GetParam().message +
-                               "; 'dirty_seg detect --help' shows the usage\n");
+  EXPECT_EQ(result.errors, std::string("dirty_seg: error: ") + GetParam().message + "; '" +
+                               GetParam().help + "' shows the usage\n");
 }
 
 const Arguments kEnough{"detect", "--model", "m", "--config", "c", "x.png"};
@@ -458,7 +459,7 @@ const Arguments kEnough{"detect", "--model", "m", "--config", "c", "x.png"};
 INSTANTIATE_TEST_SUITE_P(
     All, DetectUsage,
     testing::Values(
-        Usage{"NoCommand", {}, "A subcommand is required"},
+        Usage{"NoCommand", {}, "A subcommand is required", "dirty_seg --help"},
         Usage{"NoModel", {"detect", "--config", "c", "x.png"}, "--model is required"},
         Usage{"NoConfig", {"detect", "--model", "m", "x.png"}, "--config is required"},
         Usage{"NoInput", {"detect", "--model", "m", "--config", "c"}, "INPUT is required"},

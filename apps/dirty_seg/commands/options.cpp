@@ -1,0 +1,50 @@
+#include "commands/options.h"
+
+#include <CLI/CLI.hpp>
+
+namespace dirty_seg {
+namespace {
+
+void AddFeceOptions(CLI::App& command, DetectorOptions& options) {
+  CLI::Option* model =
+      command.add_option("--fece-model", options.fece_model, "Classifier that confirms faeces")
+          ->type_name("FECE.onnx");
+  CLI::Option* class_ids = command
+                               .add_option("--fece-class-ids", options.fece_class_ids,
+                                           "Classes whose detections it looks at, as 0,3")
+                               ->delimiter(',')
+                               ->allow_extra_args(false)
+                               ->check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
+                               ->type_name("IDS");
+  model->needs(class_ids);
+  class_ids->needs(model);
+  command
+      .add_option("--fece-score-threshold", options.fece_score_threshold,
+                  "It confirms above this probability; 0.5")
+      ->check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
+      ->needs(model)
+      ->type_name("P");
+  command
+      .add_option("--fece-area-threshold", options.fece_area_threshold,
+                  "It looks at boxes of more pixels than this; 400")
+      ->check(NumberFrom(0.0F, 1e9F, "a number of pixels from 0"))
+      ->needs(model)
+      ->type_name("PIXELS");
+}
+
+}  // namespace
+
+void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {
+  command.add_option("--model", options.model, "Segmentation network, YOLOv8")
+      ->required()
+      ->type_name("SEG.onnx");
+  command.add_option("--config", options.config, "Patches and thresholds")
+      ->required()
+      ->type_name("CONFIG.yaml");
+  AddFeceOptions(command, options);
+  command.add_option("--threads", options.threads, "To compute with; 0, the default, is all cores")
+      ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
+      ->type_name("N");
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,28 @@
+// Options that several commands share.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <CLI/TypeTools.hpp>
+#include <CLI/Validators.hpp>
+#include <string>
+
+#include "host/detector_setup.h"
+
+namespace dirty_seg {
+
+/// A number from `least` to `most`; `range` says so in words. CLI11's own range check lets
+/// not-a-number through and adds its bounds to the help.
+template <typename Number>
+CLI::Validator NumberFrom(Number least, Number most, const std::string& range) {
+  const auto check = [least, most, range](std::string& text) -> std::string {
+    Number value{};
+    const bool is_number = CLI::detail::lexical_cast(text, value);
+    return is_number && value >= least && value <= most ? "" : text + " is not " + range;
+  };
+  return {check, ""};
+}
+
+/// --model, --config, those of the classifier, and --threads. `options` outlives `command`.
+void AddDetectorOptions(CLI::App& command, DetectorOptions& options);
+
+}  // namespace dirty_seg

@@ -1,0 +1,50 @@
+#include "host/detector_setup.h"
+
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "host/messages.h"
+#include "host/networks.h"
+#include "host/patches.h"
+
+namespace dirty_seg {
+namespace {
+
+DirtySegDetectorConfig MakeConfig(const DetectorOptions& options) {
+  DirtySegDetectorConfig config;
+  config.yaml_config_path = options.config;
+  config.fece_enable = !options.fece_model.empty();
+  config.fece_class_ids = options.fece_class_ids;
+  config.fece_score_threshold = options.fece_score_threshold;
+  config.fece_area_threshold = options.fece_area_threshold;
+  if (config.fece_enable) {
+    config.fece_model_config = ReadFeceNetwork(options.fece_model, options.threads);
+  }
+  return config;
+}
+
+void TellUnknownClasses(const std::vector<int>& ids,
+                        const std::map<std::int32_t, std::string>& class_names) {
+  for (const int id : ids) {
+    if (class_names.empty() || class_names.count(id) != 0) continue;
+    TellWarning("--fece-class-ids " + std::to_string(id) +
+                ": the segmentation network names no such class, so it has no effect");
+  }
+}
+
+}  // namespace
+
+DetectorSetup SetUpDetector(const DetectorOptions& options) {
+  cv::setNumThreads(options.threads == 0 ? -1 : options.threads);  // below 0: OpenCV's default
+  std::vector<cv::Rect> patches = ReadPatches(options.config);
+  nuvik::alg::common::Network network =
+      ReadSegmentationNetwork(options.model, patches.size(), options.threads);
+  DirtySegDetectorConfig config = MakeConfig(options);
+  config.dirty_seg_model_config = std::move(network.config);
+  TellUnknownClasses(options.fece_class_ids, network.class_names);
+  Labels labels(std::move(network.class_names), config.fece_enable);
+  return {std::move(config), std::move(patches), std::move(labels)};
+}
+
+}  // namespace dirty_seg
