@@ -1,0 +1,26 @@
+// What a row of measured values comes to: its middle and its tail.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace dirty_seg {
+
+/// The value of `sorted` (ascending, not empty) that `percent` of 100 of them do not exceed, by
+/// nearest rank: the n-th smallest with n = ceil(percent / 100 * count), at least the first. Always
+/// one of the values, never one between two: of few values the high percentiles are the worst.
+double Percentile(const std::vector<double>& sorted, std::size_t percent);
+
+struct Distribution {
+  std::size_t count = 0;
+  double mean = 0.0;
+  double p50 = 0.0;
+  double p95 = 0.0;
+  double p99 = 0.0;
+  double worst = 0.0;  // the greatest
+};
+
+/// All 0 of no values.
+Distribution Summarise(std::vector<double> values);
+
+}  // namespace dirty_seg
