@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 namespace nuvik::test {
 
@@ -16,7 +17,16 @@ inline std::size_t CountEntries(const char* folder) {
 }
 
 /// This one's included.
-inline std::size_t ThreadCount() { return CountEntries("/proc/self/task"); }
+inline std::size_t ThreadCount() {
+#ifdef __SANITIZE_THREAD__
+  // It starts a thread of its own together with the first one that the process starts.
+  [[maybe_unused]] static const bool has_started = [] {
+    std::thread([] {}).join();
+    return true;
+  }();
+#endif
+  return CountEntries("/proc/self/task");
+}
 
 inline std::size_t OpenFiles() { return CountEntries("/proc/self/fd"); }
 
