@@ -19,7 +19,7 @@ case $way in
     ;;
   pkg-config)
     libraries=$(dirname "$(find "$prefix/lib" -name libdirty_seg_detector.so)")
-    PKG_CONFIG_PATH=$libraries/pkgconfig make LDFLAGS="-Wl,-rpath,$libraries"
+    PKG_CONFIG_PATH=$libraries/pkgconfig make CXXFLAGS=-O1 LDFLAGS="-Wl,-rpath,$libraries"
     mkdir build
     mv minimal_host build
     ;;

@@ -1,8 +1,8 @@
 #!/bin/bash
 # Usage: program_test.sh PREFIX
 # Fails unless the installed program, with the sample configuration, finds on the demo's frame what
-# found.txt lists, and its man page has every option. EMULATOR in the environment stands before the
-# program.
+# found.txt lists, and its man page has the commands and options of its help, all and no other.
+# EMULATOR in the environment stands before the program.
 set -euo pipefail
 prefix=$1
 expected=$(dirname "$(realpath "$0")")/found.txt
@@ -21,17 +21,23 @@ for label, box in zip(record["labels"], record["bboxes"]):
   exit 1
 }
 
-page=$(zcat "$prefix/share/man/man1/dirty_seg.1.gz" | sed 's/\\-/-/g')
-options=$({ "${program[@]}" --help; "${program[@]}" detect --help; } |
+help() { "${program[@]}" "$@" --help; }
+commands=$(help | sed -n '/^Subcommands:/,$s/^  \([a-z-]*\) .*/\1/p')
+options=$({ help; for command in $commands; do help "$command"; done; } |
   grep -oE '^ +-[-a-z,]+' | tr -d ' ' | tr , '\n' | sort -u)
 [ "$(wc -l <<<"$options")" -ge 10 ] || {
   echo "program: the help names only these options: $options"
   exit 1
 }
-for option in $options; do
-  grep -qE -- "(^|[^-a-z])$option($|[^-a-z])" <<<"$page" || {
-    echo "program: the man page has no $option"
+page=$(zcat "$prefix/share/man/man1/dirty_seg.1.gz" | sed 's/\\-/-/g')
+for command in $commands; do
+  grep -q "dirty_seg $command" <<<"$page" || {
+    echo "program: the man page has no command $command"
     exit 1
   }
 done
+diff <(echo "$options") <(grep -oE '(^|[ "])--?[a-z][-a-z]*' <<<"$page" | tr -d ' "' | sort -u) || {
+  echo "program: the help has the options that stand left (<), the man page those right (>)"
+  exit 1
+}
 echo "program: finds what the demo finds; $(wc -w <<<"$options") options in the man page"
