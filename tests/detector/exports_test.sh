@@ -23,8 +23,10 @@ complain() {
 exported=$("${nm}" --dynamic --demangle --defined-only "${library}" | cut -d ' ' -f 3-)
 [ -n "${exported}" ] || complain "${library} exports nothing"
 
-strangers=$(echo "${exported}" | grep -v "^${CLASS}" || true)
-[ -z "${strangers}" ] || complain "these are no members of ${CLASS%::}:
+# shellcheck disable=SC2086  # the list is words
+pattern=$(echo ${OPERATIONS} | sed 's/ /|/g')
+strangers=$(echo "${exported}" | grep -vE "^${CLASS}(${pattern})\(" || true)
+[ -z "${strangers}" ] || complain "these are no operations of ${CLASS%::}:
 ${strangers}"
 
 for operation in ${OPERATIONS}; do
