@@ -34,7 +34,6 @@ set(version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 
 set(CPACK_DEBIAN_DETECTOR_PACKAGE_NAME "libdirty-seg-detector${PROJECT_VERSION_MAJOR}")
 set(CPACK_DEBIAN_DETECTOR_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_DETECTOR_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_DETECTOR_PACKAGE_DEPENDS "libtessmar-ai-engine")
 set(CPACK_COMPONENT_DETECTOR_DESCRIPTION "library that finds dirty regions in a camera's view
 Cuts configured patches out of each 1920 x 1080 frame, runs a YOLOv8
@@ -43,7 +42,6 @@ and gives boxes, scores, labels and masks in the frame's coordinates.")
 
 set(CPACK_DEBIAN_ENGINE_PACKAGE_NAME libtessmar-ai-engine)
 set(CPACK_DEBIAN_ENGINE_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_ENGINE_PACKAGE_MULTIARCH same)
 set(CPACK_COMPONENT_ENGINE_DESCRIPTION "inference engine of the dirty-region detector
 Runs ONNX networks on the processor and decodes the outputs of YOLOv8
 segmentation networks. On a robot whose platform brings its own engine, that
@@ -51,7 +49,6 @@ one takes the place of this package.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libdirty-seg-detector-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_MULTIARCH same)
 string(CONCAT CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "${CPACK_DEBIAN_DETECTOR_PACKAGE_NAME} (= ${version}), libtessmar-ai-engine, libopencv-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "development files of the dirty-region detector

@@ -38,6 +38,18 @@ traces() {
   ldconfig -p | grep -E 'dirty_seg|tessmar|onnxruntime' || true
 }
 
+# need_notice FILE WORDS
+need_notice() { grep -q "$2" "$1" || fail "$1 has no '$2', whose work is in the package"; }
+
+test_notices() {
+  local doc=/usr/share/doc runtime=/usr/share/dirty_seg/onnxruntime
+  need_notice "$doc/libtessmar-ai-engine/copyright" Microsoft
+  need_notice "$runtime/LICENSE" Microsoft
+  need_notice "$runtime/ThirdPartyNotices.txt" Eigen
+  need_notice "$doc/dirty-seg-tools/copyright" 'University of Cincinnati'
+  need_notice "$doc/dirty-seg-tools/copyright" 'Niels Lohmann'
+}
+
 test_program() {
   local labels
   dirty_seg --version
@@ -82,6 +94,7 @@ test_other_engine() {
 apt-get -q update >/dev/null
 install ./libdirty-seg-detector1_*.deb ./libtessmar-ai-engine_*.deb ./dirty-seg-tools_*.deb
 say "installed: $(dpkg-query -W -f '${Package} ' '*dirty-seg*' '*tessmar*')"
+test_notices
 test_program
 test_platform_engine
 
