@@ -612,6 +612,11 @@ TEST(DecoderWithoutPatches, DecodesOneWholeFrameASlotWhenPatchesAreDisabled) {
   ExpectOneWholeFrameASlot(YAML::Load("patch: {enable: false, patches: [[0, 0, 64, 64]]}"));
 }
 
+TEST(DecoderWithoutPatches, DecodesOneWholeFrameASlotWhenNothingSaysThatPatchesAreEnabled) {
+  ExpectOneWholeFrameASlot(YAML::Load("patch: {patches: [[0, 0, 64, 64]]}"));
+  ExpectOneWholeFrameASlot(YAML::Load("patch: {enable: maybe, patches: [[0, 0, 64, 64]]}"));
+}
+
 TEST(DecoderWithoutPatches, DecodesOneWholeFrameASlotWhenTheListIsMissing) {
   ExpectOneWholeFrameASlot(YAML::Load("patch: {enable: true}"));
 }

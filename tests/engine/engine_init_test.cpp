@@ -497,6 +497,16 @@ INSTANTIATE_TEST_SUITE_P(
               "device -1 is unknown; expected 0, the processor"}),
     test::CaseName());
 
+// The file is opened only once the thread count is found to be in range.
+TEST(EngineInitThreads, AThousandAndTwentyFourAreInRange) {
+  AIEngineConfig config = SegmentationConfig();
+  config.model_path = NetworkPath("no-such-network");
+  config.thread_count = 1024;
+  ExpectRefused(config, Line(config, "cannot be opened: No such file or directory"));
+  config.thread_count = 1025;
+  ExpectRefused(config, Line(config, "thread count is 1025; expected 0 to 1024"));
+}
+
 TEST(EngineInitMisspelling, OfTheOnlyInputNamesWhatWasConfigured) {
   AIEngineConfig config = SegmentationConfig();
   config.input_sizes = {{"image", 98304}};

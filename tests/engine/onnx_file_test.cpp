@@ -197,6 +197,31 @@ TEST(OnnxFile, FunctionsStayUnderAMillionNodes) {
             "has more than 1000000 nodes once its functions are put in");
 }
 
+// 1000 calls of a function that is 1000 nodes, its own and 999 within.
+TEST(OnnxFile, AMillionNodesAreTheMost) {
+  std::string inner;
+  for (int i = 0; i < 999; ++i) inner += Bytes(7, NodeFields("Relu"));
+  std::string calls;
+  for (int i = 0; i < 1000; ++i) calls += Bytes(1, Call("f"));
+  EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls)), "");
+  EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls + Bytes(1, NodeFields("Relu")))),
+            "has more than 1000000 nodes once its functions are put in");
+}
+
+TEST(OnnxFile, AMillionNodesAreTheMostWithoutFunctionsToo) {
+  std::string nodes;
+  for (int i = 0; i < 1000001; ++i) nodes += Bytes(1, "");
+  EXPECT_EQ(RefusalOf(Bytes(7, nodes)),
+            "has more than 1000000 nodes once its functions are put in");
+}
+
+TEST(OnnxFile, ALongNameIsCut) {
+  const std::string node =
+      Bytes(3, std::string(2000, 'x')) + Bytes(4, "Conv") + IntegerAttribute("group", 0);
+  EXPECT_EQ(RefusalOf(ModelWith(node)),
+            "node '" + std::string(1024, 'x') + "' (Conv) has group 0; expected 1 to 65536");
+}
+
 TEST(OnnxFile, TheEngineTellsARefusal) {
   const test::TemporaryFile file(ModelWith(NodeFields("Conv", IntegerAttribute("group", 0))));
   AIEngineConfig config;
