@@ -31,11 +31,14 @@ Shape CloseInputShape(Shape shape, const OpenDimensions& open) {
   return shape;
 }
 
+void CheckType(const TensorInfo& info) {
+  if (info.data_type) return;
+  throw std::invalid_argument("tensor '" + info.name + "' is " + info.type_name +
+                              "; expected uint8, float16, float32, int32, int64 or float64");
+}
+
 Tensor MakeTensor(const TensorInfo& info, Shape shape) {
-  if (!info.data_type) {
-    throw std::invalid_argument("tensor '" + info.name + "' is " + info.type_name +
-                                "; expected uint8, float16, float32, int32, int64 or float64");
-  }
+  CheckType(info);
   const std::optional<std::size_t> bytes = TensorBytes(*info.data_type, shape);
   if (!bytes) {
     throw std::invalid_argument("tensor '" + info.name + "' has shape " + ShapeText(shape) +
@@ -56,6 +59,7 @@ std::vector<Tensor> DescribeOutputs(OnnxSession& session, const std::vector<Tens
   std::vector<Shape> shapes;
   bool any_open = false;
   for (const TensorInfo& info : session.outputs()) {
+    CheckType(info);  // a trial run would give no shape of what is no tensor
     shapes.push_back(info.shape);
     any_open = any_open || IsOpen(info.shape);
   }

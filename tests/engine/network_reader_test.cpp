@@ -252,6 +252,24 @@ TEST(ReadNetworkRefusal, OfAnOutputTypeWithoutACode) {
                 "tensor 'y' is bool; expected uint8, float16, float32, int32, int64 or float64");
 }
 
+TEST(ReadNetworkRefusal, OfAnElementTypeWithoutAName) {
+  const TemporaryFile file(Serialise(PassOn(OnnxType::kBfloat16, {1})));
+  ExpectRefused(file.path(),
+                "tensor 'x' is ONNX element type 16; expected uint8, float16, float32, int32, "
+                "int64 or float64");
+}
+
+TEST(ReadNetworkRefusal, OfAnOutputThatIsNoTensor) {
+  TinyNetwork network;
+  network.operation = "SequenceConstruct";
+  network.inputs = {{"x", OnnxType::kFloat, Shape{1}}};
+  network.outputs = {{"y", OnnxType::kFloat, Shape{1}, true}};
+  const TemporaryFile file(Serialise(network));
+  ExpectRefused(file.path(),
+                "tensor 'y' is no tensor; expected uint8, float16, float32, int32, int64 or "
+                "float64");
+}
+
 TEST(ReadNetworkRefusal, OfOtherOpenDimensions) {
   for (const auto& [shape, text] : std::map<Shape, std::string>{
            {{4, -1}, "[4, ?]"}, {{1, -1, 8, 8}, "[1, ?, 8, 8]"}, {{1, 2, -1}, "[1, 2, ?]"}}) {

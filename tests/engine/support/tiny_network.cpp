@@ -14,11 +14,13 @@ std::string ShapeOf(const std::vector<std::int64_t>& shape) {
   return dimensions;
 }
 
-// ValueInfoProto: name, type { tensor_type { elem_type, shape } }.
+// ValueInfoProto: name, type { tensor_type { elem_type, shape } }, or
+// type { sequence_type { elem_type { tensor_type } } }.
 std::string Describe(const TinyTensor& tensor) {
   std::string type = Number(1, static_cast<std::uint64_t>(tensor.type));
   if (tensor.shape) type += Bytes(2, ShapeOf(*tensor.shape));
-  return Bytes(1, tensor.name) + Bytes(2, Bytes(1, type));
+  const std::string value = Bytes(1, type);
+  return Bytes(1, tensor.name) + Bytes(2, tensor.is_sequence ? Bytes(4, Bytes(1, value)) : value);
 }
 
 }  // namespace

@@ -32,6 +32,8 @@ struct TinyTensor {
   OnnxType type = OnnxType::kFloat;
   /// A negative dimension is open. No shape at all: of unknown rank.
   std::optional<std::vector<std::int64_t>> shape;
+  /// A sequence of such tensors.
+  bool is_sequence = false;
 };
 
 struct TinyNetwork {
