@@ -22,12 +22,13 @@
 #include "logger/logger.h"
 
 namespace nuvik::perception::dirty_seg_detector {
+
+// Working folder of the module's debugging aids. No operation reads it.
+extern const std::string kTemporaryFolder = "/root/ws/tmp/";
+
 namespace {
 
 using model::Object;
-
-// Working folder of the module's debugging aids. Nothing reads it.
-const std::string kTemporaryFolder = "/root/ws/tmp/";
 
 constexpr const char* kColor = "color";
 constexpr const char* kFeceInput = "input";

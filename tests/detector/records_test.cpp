@@ -12,6 +12,9 @@
 #include "support/detector_test.h"
 
 namespace nuvik::perception::dirty_seg_detector {
+
+extern const std::string kTemporaryFolder;
+
 namespace {
 
 template <typename A, typename B>
@@ -231,6 +234,8 @@ TEST(DirtySegDetectorObject, NewOneIsNullAndEmpty) {
   EXPECT_TRUE(d.crop_images_.empty());
   EXPECT_TRUE(d.patches_.empty());
 }
+
+TEST(DirtySegDetectorObject, WorkingFolderIsThere) { EXPECT_EQ(kTemporaryFolder, "/root/ws/tmp/"); }
 
 class DetectorLifetime : public DetectorTest {
  protected:
