@@ -181,6 +181,20 @@ TEST_F(Conversion, FarCornerAddsTheSizeBeforeTheOrigin) {
             (Boxes{{16777216.0F, 16777216.0F, 16777216.0F, 16777216.0F}}));
 }
 
+TEST_F(Conversion, FarCornerIsNotTheShiftedCornerAndTheSize) {
+  // Floats beside 640 are 2^-14 apart: half of that is lost when it is added alone, twice half not.
+  constexpr float kHalf = 0x1p-15F;
+  detector.patches_ = {{640, 640, 10, 10}};
+  Object object;
+  object.x = kHalf;
+  object.y = kHalf;
+  object.width = kHalf;
+  object.height = kHalf;
+
+  EXPECT_EQ(Convert({{object}})->bboxes,
+            (Boxes{{640.0F, 640.0F, 640.0F + 2 * kHalf, 640.0F + 2 * kHalf}}));
+}
+
 TEST_F(Conversion, ObjectsStandPatchByPatchInListOrder) {
   std::vector<Object> objects(4, MakeObject(0));
   for (int i = 0; i < 4; ++i) {
@@ -309,7 +323,10 @@ TEST_F(Conversion, NegativeOriginIsLeftToOpenCv) {
 }
 
 TEST_F(Conversion, MaskOfAnotherTypeIsLeftToOpenCv) {
-  EXPECT_THROW(Convert({{MakeObject(3, cv::Mat(4, 4, CV_32FC1, cv::Scalar(1)))}}), cv::Exception);
+  for (const int type : {CV_8SC1, CV_8UC3, CV_16UC1, CV_32FC1}) {
+    const cv::Mat mask(4, 4, type, cv::Scalar::all(1));
+    EXPECT_THROW(Convert({{MakeObject(3, mask)}}), cv::Exception) << type;
+  }
 }
 
 TEST_F(Conversion, CanvasHasTheFramesSizeWhateverTheImages) {
@@ -441,6 +458,16 @@ TEST_F(Conversion, ClassifierIsAskedWithTheBoxInTheFrame) {
   Convert({{MakeObject(3)}, {MakeObject(3)}});
 
   EXPECT_EQ(BoxesAsked(), (std::vector<std::string>{"[10, 20, 40, 60]", "[650, 120, 680, 160]"}));
+}
+
+TEST_F(Conversion, ClassifierIsAskedWithTheBoxUnclipped) {
+  SetUpClassifier({3}, "y");
+  Object object = MakeObject(3);
+  object.x = -50.0F;
+
+  Convert({{object}});
+
+  EXPECT_EQ(log.GetLines().front(), Error("judge_fece", "[FECE] Invalid bbox: [-50, 20, -20, 60]"));
 }
 
 TEST_F(Conversion, OnlyListedClassesAreAsked) {

@@ -1,5 +1,5 @@
 // PreProcessFece: one crop to the classifier's input tensor.
-#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 #include <utility>
 
 #include "support/detector_test.h"
@@ -133,6 +133,31 @@ TEST_F(PreProcessFece, ResizesBilinearly) {
   EXPECT_EQ(tensor[1], Red(25));
   EXPECT_EQ(tensor[2], Red(75));
   EXPECT_EQ(tensor[3], Red(100));
+}
+
+TEST_F(PreProcessFece, ShrinkingBlendsTheTwoPixelsInTheMiddle) {
+  // Four rows and columns to one; a mean of all four would be 50.
+  cv::Mat crop(896, 896, CV_8UC3, cv::Scalar::all(0));
+  for (int x = 0; x < 896; x += 4) crop.colRange(x + 1, x + 3).setTo(cv::Scalar::all(100));
+
+  ExpectPlanes(Tensor(crop), Red(100), Green(100), Blue(100));
+}
+
+TEST_F(PreProcessFece, EqualsCvResizeToTheBit) {
+  cv::RNG random(11);
+  cv::Mat crop(157, 301, CV_8UC3);
+  random.fill(crop, cv::RNG::UNIFORM, 0, 256);
+  cv::Mat resized;
+  cv::resize(crop, resized, cv::Size(224, 224), 0, 0, cv::INTER_LINEAR);
+
+  const std::vector<float> tensor = Tensor(crop);
+
+  for (std::size_t i = 0; i < kPlane; ++i) {
+    const auto& pixel = resized.at<cv::Vec3b>(static_cast<int>(i));
+    ASSERT_EQ(tensor[i], Red(pixel[2])) << "element " << i;
+    ASSERT_EQ(tensor[kPlane + i], Green(pixel[1])) << "element " << i;
+    ASSERT_EQ(tensor[2 * kPlane + i], Blue(pixel[0])) << "element " << i;
+  }
 }
 
 TEST_F(PreProcessFece, CropIsReadAtItsRowStep) {

@@ -430,6 +430,29 @@ TEST_F(JudgeFece, ClassZeroIsNoWhateverItsScore) {
                  "score=0.95257413"));
 }
 
+TEST_F(JudgeFece, ProbabilitiesDecideNotLogits) {
+  // Their difference is lost in the exponential: a tie.
+  Answer(0.0F, 1e-9F);
+  Thresholds(0.0F, 0.0F);
+
+  EXPECT_FALSE(Judge({10, 20, 110, 70}));
+
+  EXPECT_EQ(log.GetLines().back(),
+            Info("judge_fece", "[FECE] logits=[0, 1e-09], prob=[0.5, 0.5], class_id=0, score=0.5"));
+}
+
+TEST_F(JudgeFece, ProbabilitiesAreQuotientsInSinglePrecision) {
+  // In double, and with the sum's reciprocal, the first comes out as 0.01243165.
+  Answer(-4.375F, 0.0F);
+
+  EXPECT_TRUE(Judge({10, 20, 110, 70}));
+
+  EXPECT_EQ(log.GetLines().back(),
+            Info("judge_fece",
+                 "[FECE] logits=[-4.375, 0], prob=[0.012431651, 0.9875683], class_id=1, "
+                 "score=0.9875683"));
+}
+
 TEST_F(JudgeFece, LargeLogitsDoNotOverflow) {
   // 1 / (1 + 1 / e) is 0.73106.
   Answer(1000.0F, 1001.0F);

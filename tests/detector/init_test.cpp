@@ -285,6 +285,13 @@ TEST_F(Init, OutputShapeWithAZeroHasNoElements) {
   EXPECT_TRUE(IsZeroed(OutputBuffer({3, 0, 5}, alg::common::kAIFloat32), 0));
 }
 
+TEST_F(Init, OutputShapeBeyondMemoryThrowsLengthError) {
+  constexpr std::int64_t kLarge = std::int64_t{1} << 32;
+  // 2^61 elements: a product of 32 bits would be 0. A dimension below 0 is a length near 2^64.
+  EXPECT_THROW(OutputBuffer({kLarge, kLarge / 8}, alg::common::kAIUint8), std::length_error);
+  EXPECT_THROW(OutputBuffer({-1, 3}, alg::common::kAIFloat32), std::length_error);
+}
+
 TEST_F(Init, OutputByteCountsAreNotUsed) {
   DirtySegDetectorConfig config = Config("{}");
   config.dirty_seg_model_config.output_sizes = {{"output0", -77}};
@@ -703,6 +710,19 @@ TEST_F(Init, SecondCallReplacesConfigurationEnginesAndPostprocessor) {
   EXPECT_TRUE(old_engine.expired());
   EXPECT_TRUE(old_fece_engine.expired());
   EXPECT_TRUE(old_postprocess.expired());
+}
+
+TEST_F(Init, EarlierEngineIsReleasedBeforeItsSuccessorIsSetUp) {
+  DirtySegDetectorConfig config = Config("{}");
+  config.fece_enable = true;
+  ASSERT_TRUE(detector.Init(config));
+  script::Reset();
+
+  ASSERT_TRUE(detector.Init(config));
+
+  EXPECT_EQ(script::Operations(), (Names{script::kMakeEngine, script::kDropEngine, script::kInit,
+                                         script::kMakeEngine, script::kDropEngine, script::kInit,
+                                         script::kMakePostprocess, script::kDropPostprocess}));
 }
 
 TEST_F(Init, SecondCallMakesBuffersOfTheSameNameAfresh) {

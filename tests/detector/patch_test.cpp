@@ -366,6 +366,23 @@ TEST_F(PatchCrop, RefusedTypeIsScaledToTheNearestNeighbourToo) {
   EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), expected));
 }
 
+TEST_F(PatchCrop, RefusedTypeTakesTheSamePixels) {
+  detector.patches_ = {{0, 0, 37, 23}};
+  const auto grey = std::make_shared<cv::Mat>(23, 37, CV_8UC1);
+  cv::RNG random(7);
+  random.fill(*grey, cv::RNG::UNIFORM, 0, 256);
+  const auto color = ColorImage(23, 37);
+  cv::insertChannel(*grey, *color, 1);
+  input = Buffer(3 * 64 * 64 * 4);
+
+  EXPECT_TRUE(Run(ColorOnly(color), {64, 64}));
+  cv::Mat green;
+  cv::extractChannel(detector.crop_images_.at("crop_0"), green, 1);
+  EXPECT_TRUE(Run(ColorOnly(grey), {64, 64}));
+
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), green));
+}
+
 // --- From frame to frame ---
 
 TEST_F(PatchCrop, NothingOfTheLastFrameShowsInTheBorder) {

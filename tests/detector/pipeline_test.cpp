@@ -403,6 +403,19 @@ TEST_F(DoInference, ShortInputShapeThrowsOutOfRange) {
   EXPECT_EQ(result, previous);
 }
 
+TEST_F(DoInference, ShapeIsReadBeforeTheBufferIsLookedUp) {
+  DirtySegDetectorConfig config = DefaultConfig();
+  config.dirty_seg_model_config.input_shapes = {{"unknown", {2, 3, 8}}};
+  InitWith(config);
+
+  try {
+    Run();
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const std::out_of_range& error) {
+    EXPECT_STRNE(error.what(), "map::at");
+  }
+}
+
 TEST_F(DoInference, InputWithoutABufferThrowsOutOfRange) {
   DirtySegDetectorConfig config = DefaultConfig();
   config.dirty_seg_model_config.input_shapes = {{"unknown", {2, 3, 8, 8}}};
@@ -502,12 +515,12 @@ TEST_F(DoInference, LabelLongerThanTheBufferIsCut) {
 
 TEST_F(DoInference, SecondsAndNanosecondsAreAddedUp) {
   InitWith(DefaultConfig());
-  clock.Set({10, 999999999});
-  script::GetScript().on_inference = [&](auto&, auto&, auto&) { clock.Set({12, 1}); };
+  clock.Set({1700000010, 999999999});
+  script::GetScript().on_inference = [&](auto&, auto&, auto&) { clock.Set({1700000012, 1}); };
 
   EXPECT_TRUE(Run());
 
-  // 2 s less 999999998 ns.
+  // 2 s less 999999998 ns. Both times in milliseconds would be too long for a double.
   EXPECT_EQ(log.GetLines()[3],
             Info("DoInference", "dirty seg detection inference cost time is 1000.000002 ms."));
 }

@@ -1,5 +1,5 @@
 // PopulateData and PreProcess: pixels to planar floats, whole images.
-#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include "support/detector_test.h"
 #include "support/process.h"
@@ -251,6 +251,30 @@ TEST_F(PreProcess, ScalesBilinearly) {
   for (int x = 0; x < 8; ++x) {
     EXPECT_EQ(square.at<cv::Vec3b>(3, x)[0], expected[static_cast<std::size_t>(x)]) << x;
   }
+}
+
+TEST_F(PreProcess, ShrinkingBlendsTheTwoPixelsInTheMiddle) {
+  // Four rows and columns to one; a mean of all four would be 50.
+  const auto image = ColorImage(32, 32);
+  for (int x = 0; x < 32; x += 4) image->colRange(x + 1, x + 3).setTo(cv::Scalar::all(100));
+
+  EXPECT_TRUE(Run(ColorOnly(image)));
+
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("color"), *ColorImage(8, 8, {100, 100, 100})));
+}
+
+TEST_F(PreProcess, ScalesLikeCvResizeToTheBit) {
+  const auto image = ColorImage(300, 400);
+  cv::RNG random(11);
+  random.fill(*image, cv::RNG::UNIFORM, 0, 256);
+  input = Buffer(4 * 3 * 160 * 160);
+
+  EXPECT_TRUE(Run(ColorOnly(image), {160, 160}));
+
+  cv::Mat expected(160, 160, CV_8UC3, cv::Scalar::all(114));
+  cv::Mat inner = expected(cv::Rect(0, 20, 160, 120));
+  cv::resize(*image, inner, inner.size(), 0, 0, cv::INTER_LINEAR);
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("color"), expected));
 }
 
 TEST_F(PreProcess, FloatScaleCanComeOutOnePixelShort) {
