@@ -538,6 +538,12 @@ TEST_F(Init, PatchesThatAreNoListCountAsNone) {
   EXPECT_EQ(PatchesOf("patch: {enable: true, patches: }"), Rects{});
 }
 
+TEST_F(Init, EntriesAreSubscriptedWhateverHoldsThem) {
+  EXPECT_EQ(PatchesOf("patch: {enable: true, patches: {0: [1, 2, 3, 4]}}"), (Rects{{1, 2, 3, 4}}));
+  EXPECT_THROW(detector.Init(Config("patch: {enable: true, patches: {a: [1, 2, 3, 4]}}")),
+               YAML::TypedBadConversion<int>);
+}
+
 TEST_F(Init, EnableTakesEveryBooleanOfYaml) {
   for (const char* yes : {"true", "True", "TRUE", "yes", "on", "y"}) {
     detector.patches_.clear();

@@ -3,6 +3,8 @@
 #include "logger/logger.h"
 
 #include <gtest/gtest.h>
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/ansicolor_sink.h>
 #include <spdlog/spdlog.h>
 #include <sys/wait.h>
 
@@ -232,6 +234,19 @@ TEST(LoggerHolder, EveryNameGivesTheOneInstance) {
   EXPECT_EQ(first.logger->name(), "spdlog");
 }
 
+TEST(LoggerHolder, PatternIsTheTextAloneInLocalTime) {
+  const auto& sinks = tessmar::Logger::Instance("spdlog").logger->sinks();
+  if (sinks.empty()) GTEST_SKIP() << "SPDLOG_STDOUT is false";
+  using Console = spdlog::sinks::ansicolor_stdout_sink<spdlog::details::console_mutex>;
+  const auto* console = dynamic_cast<const Console*>(sinks.front().get());
+  ASSERT_NE(console, nullptr);
+
+  const auto& formatter = dynamic_cast<const spdlog::pattern_formatter&>(*console->formatter_);
+
+  EXPECT_EQ(formatter.pattern_, "%v");
+  EXPECT_EQ(formatter.pattern_time_type_, spdlog::pattern_time_type::local);
+}
+
 // --- Set-up from the environment ---
 
 constexpr const char* kNoStdout = "environment variable SPDLOG_STDOUT is not set, and set true\n";
@@ -431,7 +446,8 @@ TEST(LoggerSetUp, SpdlogsExceptionIsDroppedAndWhatWasReachedIsKept) {
   const std::string output =
       Probe({"true", "false", "error"}, {"fail:spdlog_ex", "error:a", "state"});
 
-  // Thrown before the pattern was set, so that the line has spdlog's own form.
+  // Thrown before the pattern was set, so that the line has spdlog's own form: "[time] [name] ...".
+  EXPECT_EQ(output.substr(0, 1), "[") << output;
   EXPECT_NE(output.find("  1 [ERROR] a\nname=spdlog sinks=console level=4 logger_level=2"),
             std::string::npos)
       << output;
@@ -497,6 +513,17 @@ TEST(Journal, EveryLevelArrivesWithItsFields) {
   ExpectEntry(entries[0], "  1 [DEBUG] one", "7", "LogDebug", std::to_string(debug_line));
   ExpectEntry(entries[1], "  2 [INFO] two", "6", "LogInfo", std::to_string(info_line));
   ExpectEntry(entries[2], "  3 [ERROR] three", "3", "LogError", std::to_string(error_line));
+}
+
+TEST(Journal, IdentifierIsTheNameOfTheLogger) {
+  const Outcome outcome =
+      RunCommand(std::string("JOURNAL_IDENTIFIER=other ") + WITH_JOURNAL + " " +
+                 CommandLine({"false", "true", "info"}, {"instance:other", "info:one"}));
+  if (outcome.status == 77) GTEST_SKIP() << outcome.output;
+  ASSERT_EQ(outcome.status, 0) << outcome.output;
+
+  EXPECT_EQ(FieldOf(outcome.output, "MESSAGE"), "  1 [INFO] one");
+  EXPECT_EQ(FieldOf(outcome.output, "SYSLOG_IDENTIFIER"), "other");
 }
 
 }  // namespace

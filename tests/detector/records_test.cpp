@@ -162,6 +162,22 @@ TEST(DirtySegDetectorConfig, CarriedMembersHaveTheDeclaredKinds) {
   EXPECT_TRUE((kSame<decltype(C::robot_id), std::string>));
 }
 
+TEST(DirtySegDetectorConfig, StartsEmptyAndWithTheClassifierOff) {
+  const DirtySegDetectorConfig c;
+  EXPECT_EQ(c.frame_rate, 0.0);
+  EXPECT_FALSE(c.fece_enable);
+  EXPECT_TRUE(c.fece_class_ids.empty());
+  EXPECT_EQ(c.fece_score_threshold, 0.0F);
+  EXPECT_EQ(c.fece_area_threshold, 0.0F);
+}
+
+TEST(CameraIntrinsics, StartAtZero) {
+  const CameraIntrinsics c;
+  for (const double number : {c.fx, c.fy, c.cx, c.cy, c.k1, c.k2, c.p1, c.p2, c.k3}) {
+    EXPECT_EQ(number, 0.0);
+  }
+}
+
 TEST(DirtySegDetectorConfig, IsCopyable) {
   EXPECT_TRUE(std::is_copy_constructible_v<DirtySegDetectorConfig>);
   EXPECT_TRUE(std::is_copy_assignable_v<DirtySegDetectorConfig>);

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Usage: with_journal.sh COMMAND [ARGUMENT...]
 # Runs the command with a systemd journal of its own, then prints the journal's entries of the
-# identifier "spdlog" as JSON lines. The command's standard output goes to standard error.
+# identifier JOURNAL_IDENTIFIER, "spdlog" where it is not set, as JSON lines. The command's standard
+# output goes to standard error.
 #
 # The journal lives in a private mount namespace: the machine's own is neither read nor written.
 # Exit status 77, with the reason on standard output, where that is impossible.
@@ -37,4 +38,5 @@ done
 
 "$@" >&2
 journalctl --sync
-journalctl --directory=/run/log/journal --no-pager --output=json SYSLOG_IDENTIFIER=spdlog
+journalctl --directory=/run/log/journal --no-pager --output=json \
+  "SYSLOG_IDENTIFIER=${JOURNAL_IDENTIFIER-spdlog}"
