@@ -608,6 +608,11 @@ TEST(DecoderWithoutPatches, DecodesOneWholeFrameASlotForAnEmptyFile) {
   ExpectOneWholeFrameASlot(YAML::Node());
 }
 
+TEST(DecoderWithoutPatches, DecodesOneWholeFrameASlotForARootThatIsNoMapping) {
+  ExpectOneWholeFrameASlot(YAML::Load("patch"));
+  ExpectOneWholeFrameASlot(YAML::Load("[patch, 1]"));
+}
+
 TEST(DecoderWithoutPatches, DecodesOneWholeFrameASlotWhenPatchesAreDisabled) {
   ExpectOneWholeFrameASlot(YAML::Load("patch: {enable: false, patches: [[0, 0, 64, 64]]}"));
 }
@@ -913,6 +918,18 @@ TEST(DecoderRepeats, MasksThatNobodyHoldsLendTheirMemoryToTheNextFrame) {
     for (const Object& object : objects.at(0)) memory.insert(object.mask.data);
   }
   EXPECT_THAT(memory, SizeIs(2));
+}
+
+TEST(DecoderRepeats, EverySlotKeepsItsOwnMasksForTheNextFrame) {
+  const SegmentationOutputs outputs = OneBoxASlot(Batch(2));
+  Yolov8Postprocess decoder(Root({{0, 0, 64, 64}, {0, 0, 32, 32}}), outputs.Config(),
+                            {{64, 64}, {32, 32}});
+  BufferMap buffers = outputs.Buffers();
+  Lists objects;
+  ASSERT_EQ(decoder.PostProcess(buffers, objects), kPostProcessOk);
+  ASSERT_THAT(objects, ElementsAre(SizeIs(1), SizeIs(1)));
+  EXPECT_FALSE(IsHeldOnce(objects[0][0].mask));
+  EXPECT_FALSE(IsHeldOnce(objects[1][0].mask));
 }
 
 TEST(DecoderRepeats, FramesWithoutObjectsGiveTheMasksBack) {

@@ -105,6 +105,24 @@ TEST(AIDataType, CodesAreThoseThatTheDetectorSizesBuffersBy) {
   EXPECT_EQ(alg::common::kAIFloat64, 5U);
 }
 
+// Hosts see the numbers: the detector logs them.
+TEST(AIStatus, NumbersAreThoseOfTheInterface) {
+  EXPECT_EQ(alg::common::kAIOk, 0);
+  EXPECT_EQ(alg::common::kAINotInitialised, 1);
+  EXPECT_EQ(alg::common::kAIMissingBuffer, 2);
+  EXPECT_EQ(alg::common::kAIWrongSize, 3);
+  EXPECT_EQ(alg::common::kAIWrongMemory, 4);
+  EXPECT_EQ(alg::common::kAIRuntimeFailure, 5);
+}
+
+TEST(PostProcessStatus, NumbersAreThoseOfTheInterface) {
+  EXPECT_EQ(model::kPostProcessOk, 0);
+  EXPECT_EQ(model::kPostProcessMissingOutput, 1);
+  EXPECT_EQ(model::kPostProcessWrongSize, 2);
+}
+
+TEST(AIMemoryType, HostMemoryIsZero) { EXPECT_EQ(alg::common::kAIHostMemory, 0); }
+
 TEST(AIEngineConfig, AsksForOneThreadACoreOnTheProcessorByDefault) {
   const alg::common::AIEngineConfig config;
   EXPECT_EQ(config.thread_count, 0);
