@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "commands/compare.h"
 #include "commands/detect.h"
 #include "host/errors.h"
 #include "host/messages.h"
@@ -34,6 +35,7 @@ int Execute(int argc, char** argv) {
   app.require_subcommand(1);
   Action action;
   Add(app, AddDetect, RunDetect, action);
+  Add(app, AddCompare, RunCompare, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -1,12 +1,12 @@
 #include "host/networks.h"
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <numeric>
 
 #include "host/errors.h"
+#include "host/tensor_text.h"
 
 namespace dirty_seg {
 namespace {
@@ -32,20 +32,6 @@ Network Read(const std::string& path, const OpenDimensions& open, const std::str
     Reject(path, "cannot be used as the " + role + "; the engine's message above says why");
   }
   return network;
-}
-
-std::string TypeText(std::uint32_t type) {
-  constexpr std::array<const char*, 6> kNames{"uint8", "float16", "float32",
-                                              "int32", "int64",   "float64"};
-  return type < kNames.size() ? kNames[type] : "type " + std::to_string(type);
-}
-
-std::string TensorText(std::uint32_t type, const Shape& shape) {
-  std::string text = TypeText(type) + " [";
-  for (std::size_t i = 0; i < shape.size(); ++i) {
-    text += (i == 0 ? "" : ", ") + std::to_string(shape[i]);
-  }
-  return text + "]";
 }
 
 std::string Names(const std::map<std::string, std::int32_t>& sizes) {

@@ -1,0 +1,117 @@
+#include "commands/compare.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <system_error>
+#include <vector>
+
+#include "commands/options.h"
+#include "host/dump_comparison.h"
+#include "host/errors.h"
+#include "host/messages.h"
+#include "host/output.h"
+#include "host/results_comparison.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr double kMost = std::numeric_limits<double>::max();
+
+void AddLimits(CLI::App& command, CompareOptions& options) {
+  const CLI::Validator number = NumberFrom(0.0, kMost, "a number from 0");
+  command.add_option("--max-box-distance", options.limits.max_box_distance, "Of corners")
+      ->check(number)
+      ->type_name("PIXELS");
+  command.add_option("--max-score-difference", options.limits.max_score_difference, "Of scores")
+      ->check(number)
+      ->type_name("D");
+  command.add_option("--min-mask-iou", options.limits.min_mask_iou, "Of a label's masks")
+      ->check(NumberFrom(0.0, 1.0, "a number from 0 to 1"))
+      ->type_name("IOU");
+  command.add_option("--max-unmatched", options.limits.max_unmatched, "Detections without partner")
+      ->check(NumberFrom<std::size_t>(0, 1000000000, "a whole number from 0"))
+      ->type_name("N");
+  command.add_option("--max-difference", options.max_difference, "Of numbers in dumps")
+      ->check(number)
+      ->type_name("D");
+}
+
+void Print(const std::string& text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    throw SetupError("the comparison cannot be written to standard output");
+  }
+}
+
+// The exit status: whether anything is beyond the limits.
+int Conclude(const CompareOptions& options, ordered_json json, const std::string& text,
+             const std::vector<std::string>& excesses) {
+  if (options.json) {
+    ordered_json whole{{"schema_version", 1}, {"a", options.a}, {"b", options.b}};
+    whole.update(json);
+    whole["beyond_limits"] = excesses;
+    Print(whole.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+  } else {
+    Print(text);
+  }
+  for (const std::string& excess : excesses) TellError(excess);
+  return excesses.empty() ? kAllDone : kSomeInputFailed;
+}
+
+int RunOnDumps(const CompareOptions& options) {
+  if (options.limits.Any()) {
+    throw SetupError(
+        "--max-box-distance, --max-score-difference, --min-mask-iou and "
+        "--max-unmatched are limits of results; expected --max-difference for dumps");
+  }
+  const DumpComparison comparison = CompareDumps(options.a, options.b);
+  return Conclude(options, ToJson(comparison), ComparisonText(comparison),
+                  FindExcesses(comparison, options.max_difference));
+}
+
+int RunOnResults(const CompareOptions& options) {
+  if (options.max_difference) {
+    throw SetupError(
+        "--max-difference is a limit of dumps; expected --max-box-distance, "
+        "--max-score-difference, --min-mask-iou or --max-unmatched for results");
+  }
+  const Results a = ReadResults(options.a);
+  const Results b = ReadResults(options.b);
+  const ResultsComparison comparison = CompareResults(a, b);
+  std::vector<std::string> excesses = FindExcesses(comparison, options.limits);
+  if (comparison.frames.empty()) excesses.push_back("the two have no frame in common");
+  return Conclude(options, ToJson(comparison), ComparisonText(comparison), excesses);
+}
+
+}  // namespace
+
+CLI::App* AddCompare(CLI::App& app, CompareOptions& options) {
+  CLI::App* command = app.add_subcommand("compare", "Tell how far two results or dumps differ");
+  command->add_option("A", options.a, "Results or dump of the one side")->required()->type_name("");
+  command->add_option("B", options.b, "Of the other")->required()->type_name("");
+  command->add_flag("--json", options.json, "Write JSON, with every frame or tensor in full");
+  AddLimits(*command, options);
+  command->footer(
+      "Results: folders of 'detect --output', or their .jsonl files.\n"
+      "Dumps: folders of 'dump', or any .npy files.\n"
+      "Example:\n"
+      "  dirty_seg compare float quantised --max-box-distance 2 --min-mask-iou 0.95\n"
+      "Exit status: 0 within the limits, 1 beyond one, 2 not comparable");
+  return command;
+}
+
+int RunCompare(const CompareOptions& options) {
+  const bool is_dump = IsDump(options.a);
+  if (is_dump != IsDump(options.b)) {
+    throw SetupError("'" + options.a + "' and '" + options.b +
+                     "': one is a dump, the other is "
+                     "not; expected two results or two dumps");
+  }
+  return is_dump ? RunOnDumps(options) : RunOnResults(options);
+}
+
+}  // namespace dirty_seg

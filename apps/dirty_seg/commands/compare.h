@@ -1,0 +1,26 @@
+// The command `compare`: two results or two dumps, with numbers.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <optional>
+#include <string>
+
+#include "host/results_limits.h"
+
+namespace dirty_seg {
+
+struct CompareOptions {
+  std::string a;
+  std::string b;
+  bool json = false;
+  ResultsLimits limits;
+  std::optional<double> max_difference;  // of dumps
+};
+
+/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
+CLI::App* AddCompare(CLI::App& app, CompareOptions& options);
+
+/// Returns the exit status. Throws SetupError when the two cannot be compared.
+int RunCompare(const CompareOptions& options);
+
+}  // namespace dirty_seg

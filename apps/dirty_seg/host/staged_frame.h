@@ -1,0 +1,58 @@
+// One frame through the detector stage by stage, with every tensor on the way.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "dirty_seg_detector/dirty_seg_detector.h"
+#include "host/log_capture.h"
+
+namespace dirty_seg {
+
+using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
+using nuvik::perception::dirty_seg_detector::DirtyStatusResultData;
+
+/// What the detector did with one frame.
+struct StagedFrame {
+  /// By name, with type and shape: the bytes that the network read, and those that it wrote.
+  std::map<std::string, nuvik::alg::common::AIBuff> inputs;
+  std::map<std::string, nuvik::alg::common::AIBuff> outputs;
+  DirtyStatusResultData result;
+};
+
+/// Runs the stages of DirtySegDetector::DoInference one after the other, with an engine of its own
+/// between the detector's preparation and its post-processing. `picture` is CV_8UC3 and not empty;
+/// `log` was made before anything logged. Throws SetupError when a network or the configuration
+/// cannot be used, InputError when the frame cannot.
+StagedFrame RunStages(const DirtySegDetectorConfig& config,
+                      const std::shared_ptr<cv::Mat>& picture, LogCapture& log);
+
+/// Where in the input tensor a patch of the frame went.
+struct Slot {
+  /// Index of the patch in the configuration. A patch that no pixel of the picture reaches into
+  /// takes no slot.
+  std::size_t patch = 0;
+  /// The patch, clipped to the picture, in pixels of the picture.
+  cv::Rect crop;
+  /// Of the crop after scaling, in pixels of the network.
+  cv::Size scaled;
+  /// Grey on each of two opposite sides.
+  int top_and_bottom = 0;
+  int left_and_right = 0;
+
+  /// Scaled and padded. Smaller than the network's square where lengths were truncated; then the
+  /// rows in the tensor are shorter than the network takes them to be.
+  cv::Size Padded() const;
+};
+
+/// The slots that `patches` take of a picture of that size, in order, in a network with an input of
+/// `side` x `side`.
+std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, const cv::Size& picture,
+                            int side);
+
+}  // namespace dirty_seg
