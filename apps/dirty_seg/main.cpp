@@ -7,6 +7,7 @@
 
 #include "commands/compare.h"
 #include "commands/detect.h"
+#include "commands/dump.h"
 #include "host/errors.h"
 #include "host/messages.h"
 
@@ -36,6 +37,7 @@ int Execute(int argc, char** argv) {
   Action action;
   Add(app, AddDetect, RunDetect, action);
   Add(app, AddCompare, RunCompare, action);
+  Add(app, AddDump, RunDump, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

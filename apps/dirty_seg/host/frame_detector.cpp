@@ -22,13 +22,6 @@ std::string ErrorText(const FrameLog& log) {
   return Join(log.errors);
 }
 
-// OpenCV's exceptions end in a line break.
-std::string OneLine(std::string text) {
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  return text;
-}
-
 DirtyStatusResultData Failure(std::string cause) {
   DirtyStatusResultData result;
   result.success = false;
@@ -38,12 +31,20 @@ DirtyStatusResultData Failure(std::string cause) {
 
 }  // namespace
 
-FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log) : log_(log) {
+std::string OneLine(std::string text) {
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
+void InitDetector(const DirtySegDetectorConfig& config,
+                  nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
+                  LogCapture& log) {
   const std::string files =
       "'" + config.dirty_seg_model_config.model_path + "' with '" + config.yaml_config_path + "': ";
   std::string cause;
   try {
-    if (!detector_.Init(config)) {
+    if (!detector.Init(config)) {
       cause = "the engine could not load the networks; its message above says why";
     }
   } catch (const std::bad_alloc&) {
@@ -51,8 +52,12 @@ FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& l
   } catch (const std::exception& exception) {
     cause = OneLine(exception.what());
   }
-  log_.TakeLines();
+  log.TakeLines();
   if (!cause.empty()) throw SetupError(files + cause);
+}
+
+FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log) : log_(log) {
+  InitDetector(config, detector_, log);
 }
 
 FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {

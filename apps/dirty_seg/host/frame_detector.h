@@ -28,10 +28,18 @@ struct FrameOutcome {
   std::vector<std::string> complaints;
 };
 
+/// Has `detector` load both networks and the configuration file. `log` was made before anything
+/// logged. Throws SetupError, naming the files and the cause.
+void InitDetector(const DirtySegDetectorConfig& config,
+                  nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
+                  LogCapture& log);
+
+/// The text of an exception without line breaks; those of OpenCV end in one.
+std::string OneLine(std::string text);
+
 class FrameDetector {
  public:
-  /// Loads both networks and the configuration file. `log` outlives this object and was made before
-  /// anything logged. Throws SetupError, naming the files and the cause.
+  /// As `InitDetector`; `log` outlives this object.
   FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log);
 
   /// `picture` is CV_8UC3 in B, G, R order and not empty. Throws nothing but std::bad_alloc.

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -29,8 +28,8 @@ struct StagedFrame {
 /// between the detector's preparation and its post-processing. `picture` is CV_8UC3 and not empty;
 /// `log` was made before anything logged. Throws SetupError when a network or the configuration
 /// cannot be used, InputError when the frame cannot.
-StagedFrame RunStages(const DirtySegDetectorConfig& config,
-                      const std::shared_ptr<cv::Mat>& picture, LogCapture& log);
+StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_ptr<cv::Mat>& picture,
+                      LogCapture& log);
 
 /// Where in the input tensor a patch of the frame went.
 struct Slot {

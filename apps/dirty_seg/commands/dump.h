@@ -1,0 +1,24 @@
+// The command `dump`: every tensor of one frame as a file.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string>
+
+#include "host/detector_setup.h"
+
+namespace dirty_seg {
+
+struct DumpOptions {
+  DetectorOptions detector;
+  std::string output;
+  bool overwrite = false;
+  std::string input;
+};
+
+/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
+CLI::App* AddDump(CLI::App& app, DumpOptions& options);
+
+/// Returns the exit status. Throws SetupError when the run cannot start.
+int RunDump(const DumpOptions& options);
+
+}  // namespace dirty_seg

@@ -1,0 +1,180 @@
+#include "host/dump.h"
+
+#include <yaml-cpp/yaml.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <utility>
+
+#include "engine/postprocess_options.h"
+#include "geometry/letterbox.h"
+#include "host/errors.h"
+#include "host/npy.h"
+#include "host/tensor_text.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::ordered_json;
+using nuvik::alg::common::AIBuff;
+
+constexpr int kGrey = 114;
+
+// A name that is none of another tensor's.
+std::string FileName(const std::string& role, const std::string& name,
+                     std::set<std::string>& taken) {
+  std::string stem = role + "_";
+  for (const char c : name) {
+    const bool is_plain =
+        std::isalnum(static_cast<unsigned char>(c)) != 0 || std::strchr("._-", c) != nullptr;
+    stem += is_plain && c != '\0' ? c : '_';
+  }
+  std::string file = stem + ".npy";
+  for (int number = 2; !taken.insert(file).second; ++number) {
+    file = stem + "-" + std::to_string(number) + ".npy";
+  }
+  return file;
+}
+
+// Writes the tensors and lists them.
+class TensorWriter {
+ public:
+  explicit TensorWriter(std::string folder) : folder_(std::move(folder)) {}
+
+  void Write(const char* role, const std::string& name, const NpyArray& array) {
+    const std::string file = FileName(role, name, taken_);
+    WriteNpy((std::filesystem::path(folder_) / file).string(), array);
+    list_.push_back({{"file", file},
+                     {"role", role},
+                     {"name", name},
+                     {"type", TypeText(array.type)},
+                     {"shape", array.shape}});
+  }
+
+  void Write(const char* role, const std::map<std::string, AIBuff>& buffers) {
+    for (const auto& [name, buffer] : buffers) {
+      Write(role, name, {buffer.data_type, buffer.shape, *buffer.data});
+    }
+  }
+
+  void WriteMask(int label, const cv::Mat& mask) {
+    NpyArray array{nuvik::alg::common::kAIUint8, {mask.rows, mask.cols}, {}};
+    for (int y = 0; y < mask.rows; ++y) {
+      array.bytes.insert(array.bytes.end(), mask.ptr(y), mask.ptr(y) + mask.cols);
+    }
+    Write("mask", std::to_string(label), array);
+  }
+
+  const ordered_json& list() const { return list_; }
+
+ private:
+  std::string folder_;
+  std::set<std::string> taken_;
+  ordered_json list_ = ordered_json::array();
+};
+
+ordered_json RectToJson(const cv::Rect& rect) { return {rect.x, rect.y, rect.width, rect.height}; }
+
+ordered_json SizeToJson(const cv::Size& size) { return {size.height, size.width}; }
+
+ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, const cv::Size& image_size,
+                         int side) {
+  ordered_json list = ordered_json::array();
+  for (const Slot& slot : FindSlots(patches, image_size, side)) {
+    const cv::Size padded = slot.Padded();
+    // The detector packs one crop behind the other, each as long as it is.
+    const std::int64_t first = static_cast<std::int64_t>(list.size()) * 3 * padded.area();
+    list.push_back({{"slot", list.size()},
+                    {"patch", slot.patch},
+                    {"rectangle", RectToJson(patches[slot.patch])},
+                    {"crop", RectToJson(slot.crop)},
+                    {"scaled", SizeToJson(slot.scaled)},
+                    {"border", {slot.top_and_bottom, slot.left_and_right}},
+                    {"padded", SizeToJson(padded)},
+                    {"first_element", first},
+                    {"fills_slot", padded == cv::Size(side, side)}});
+  }
+  return list;
+}
+
+template <typename Value>
+Value ValueOf(const YAML::Node& mapping, const char* key, const Value& otherwise) {
+  const YAML::Node node = mapping[key];
+  return node.IsDefined() ? node.as<Value>() : otherwise;
+}
+
+// The detector has accepted the file.
+ordered_json PostprocessToJson(const std::string& config) {
+  const YAML::Node root = YAML::LoadFile(config);
+  const YAML::Node mapping = root["postprocess"].IsDefined() ? root["postprocess"] : YAML::Node();
+  const nuvik::model::PostprocessOptions defaults;
+  ordered_json json;
+  json["score_threshold"] = ValueOf(mapping, "score_threshold", defaults.score_threshold);
+  json["iou_threshold"] = ValueOf(mapping, "iou_threshold", defaults.iou_threshold);
+  json["max_detections"] = ValueOf(mapping, "max_detections", defaults.max_detections);
+  json["class_agnostic"] = ValueOf(mapping, "class_agnostic", defaults.class_agnostic);
+  json["mask_threshold"] = ValueOf(mapping, "mask_threshold", defaults.mask_threshold);
+  return json;
+}
+
+ordered_json ClassifierToJson(const DetectorOptions& options) {
+  return {{"model", options.fece_model},
+          {"class_ids", options.fece_class_ids},
+          {"score_threshold", options.fece_score_threshold},
+          {"area_threshold", options.fece_area_threshold}};
+}
+
+ordered_json DetectionsToJson(const DirtyStatusResultData& result, const Labels& labels) {
+  ordered_json list = ordered_json::array();
+  for (std::size_t i = 0; i < result.bboxes.size(); ++i) {
+    list.push_back({{"bbox", result.bboxes[i]},
+                    {"score", result.scores[i]},
+                    {"label", result.labels[i]},
+                    {"name", labels.Text(result.labels[i])}});
+  }
+  return list;
+}
+
+void WriteText(const std::string& path, const std::string& text) {
+  errno = 0;
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  file.close();
+  if (!file) throw SetupError("'" + path + "': cannot be written: " + std::strerror(errno));
+}
+
+}  // namespace
+
+void WriteDump(const std::string& folder, const DumpOrigin& origin, const DetectorOptions& options,
+               const DetectorSetup& setup, const StagedFrame& frame) {
+  TensorWriter writer(folder);
+  writer.Write("input", frame.inputs);
+  writer.Write("output", frame.outputs);
+  for (const auto& [label, mask] : frame.result.label_masks) writer.WriteMask(label, mask);
+
+  const auto side = static_cast<int>(frame.inputs.begin()->second.shape.at(3));
+  ordered_json json;
+  json["schema_version"] = 1;
+  json["program"] = origin.program;
+  json["source"] = origin.source;
+  json["image_size"] = SizeToJson(origin.image_size);
+  json["model"] = options.model;
+  json["config"] = options.config;
+  json["postprocess"] = PostprocessToJson(options.config);
+  if (!options.fece_model.empty()) json["classifier"] = ClassifierToJson(options);
+  json["tensors"] = writer.list();
+  json["preprocess"] = {{"planes", {"red", "green", "blue"}},
+                        {"divisor", 255},
+                        {"interpolation", "nearest"},
+                        {"border_value", kGrey}};
+  json["slots"] = SlotsToJson(setup.patches, origin.image_size, side);
+  json["detections"] = DetectionsToJson(frame.result, setup.labels);
+  WriteText((std::filesystem::path(folder) / "dump.json").string(),
+            json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,29 @@
+// A frame's tensors as files, with what it takes to make the first of them again.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "host/detector_setup.h"
+#include "host/labels.h"
+#include "host/staged_frame.h"
+
+namespace dirty_seg {
+
+/// Where a dump comes from.
+struct DumpOrigin {
+  std::string program;
+  std::string source;
+  cv::Size image_size;
+};
+
+/// Writes input_NAME.npy, output_NAME.npy for each tensor of the network, mask_LABEL.npy for each
+/// label found, and dump.json, which names them all and tells the place of each patch in the input
+/// tensor. What a file's name cannot hold of a tensor's is replaced by '_'. Throws SetupError when
+/// a file cannot be written.
+void WriteDump(const std::string& folder, const DumpOrigin& origin, const DetectorOptions& options,
+               const DetectorSetup& setup, const StagedFrame& frame);
+
+}  // namespace dirty_seg
