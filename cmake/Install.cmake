@@ -67,7 +67,7 @@ install(DIRECTORY
   "${PROJECT_SOURCE_DIR}/examples/minimal_host" "${PROJECT_SOURCE_DIR}/examples/systemd"
   DESTINATION "${data_dir}/examples" COMPONENT development)
 
-# The host program, its page, a configuration to start from, and what it takes to try it.
+# The host program, its page, what shells complete its words with, a configuration to start from, and what it takes to try it.
 if(NOT DIRTY_SEG_ENGINE_LIBRARY)
   install(TARGETS dirty_seg COMPONENT tools)
   if(DIRTY_SEG_RELOCATABLE)
@@ -77,6 +77,12 @@ if(NOT DIRTY_SEG_ENGINE_LIBRARY)
   gzip_file("${PROJECT_SOURCE_DIR}/packaging/dirty_seg.1" dirty_seg.1.gz)
   install(FILES "${PROJECT_BINARY_DIR}/dirty_seg.1.gz"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+  foreach(shell_file IN ITEMS bash-completion/completions/dirty_seg zsh/vendor-completions/_dirty_seg)
+    string(REGEX MATCH "^[a-z]+" shell "${shell_file}")
+    get_filename_component(shell_folder "${shell_file}" DIRECTORY)
+    install(FILES "${PROJECT_BINARY_DIR}/completions/${shell_file}"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/${shell_folder}" COMPONENT tools)
+  endforeach()
   install(FILES "${PROJECT_SOURCE_DIR}/packaging/sample.yaml"
     DESTINATION "${data_dir}" COMPONENT tools)
   install(FILES

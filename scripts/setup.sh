@@ -18,7 +18,7 @@ readonly TEST_LIBRARY_PACKAGES=(libgtest-dev libgmock-dev)
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config "${LIBRARY_PACKAGES[@]}")
 readonly DEVELOPER_PACKAGES=(
   abigail-tools binutils clang git clang-format clang-tidy gcovr libclang-rt-14-dev lld make systemd
-  valgrind xz-utils
+  valgrind xz-utils zsh
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
   python3-numpy python3-onnx python3-opencv
 )

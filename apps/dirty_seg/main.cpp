@@ -4,12 +4,21 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "commands/check.h"
 #include "commands/compare.h"
+#include "commands/completion.h"
 #include "commands/detect.h"
 #include "commands/dump.h"
+#include "commands/env.h"
+#include "commands/host_option.h"
+#include "commands/init.h"
+#include "commands/inspect.h"
+#include "commands/value_kind.h"
 #include "host/errors.h"
 #include "host/messages.h"
+#include "host/nearest.h"
 
 namespace dirty_seg {
 namespace {
@@ -21,7 +30,10 @@ template <typename Options>
 void Add(CLI::App& app, CLI::App* (*add)(CLI::App&, Options&), int (*run)(const Options&),
          Action& action) {
   const auto options = std::make_shared<Options>();
-  add(app, *options)->callback([=, &action] { action = [=] { return run(*options); }; });
+  CLI::App* const command = add(app, *options);
+  command->callback([=, &action] { action = [=] { return run(*options); }; });
+  command->get_help_ptr()->description("Show this");
+  AddHostOption(*command);
 }
 
 // The usage that helps with what was typed: that of the command, once it is known.
@@ -30,19 +42,57 @@ std::string HelpOf(const CLI::App& app) {
   return commands.empty() ? "dirty_seg --help" : "dirty_seg " + commands[0]->get_name() + " --help";
 }
 
+std::vector<std::string> CommandNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  return names;
+}
+
+std::vector<std::string> FlagNames(CLI::App& command) {
+  std::vector<std::string> names{"--help"};
+  for (const CLI::Option* option : FlagsOf(command)) names.push_back(FlagName(*option));
+  return names;
+}
+
+// A word that nobody knows is the cause, also where CLI11 complains of what is missing for it.
+std::string Complaint(CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  for (const std::string& word : app.remaining(true)) {
+    if (word.size() > 1 && word[0] == '-') {
+      CLI::App& command = commands.empty() ? app : *commands[0];
+      return "The following argument was not expected: " + word +
+             DidYouMean(word.substr(0, word.find('=')), FlagNames(command));
+    }
+    if (commands.empty()) {
+      return "'" + word + "' is no command" + DidYouMean(word, CommandNames(app));
+    }
+  }
+  return error.what();
+}
+
 int Execute(int argc, char** argv) {
   CLI::App app("Finds dirty regions in pictures", "dirty_seg");
-  app.set_version_flag("--version", "dirty_seg " DIRTY_SEG_VERSION);
+  app.set_version_flag("--version", "dirty_seg " DIRTY_SEG_VERSION, "Show the version");
+  app.get_help_ptr()->description("Show this");
   app.require_subcommand(1);
+  app.footer(
+      "Example:\n"
+      "  dirty_seg init seg.onnx fece.onnx --grid 3x2 --overlap 80\n"
+      "  dirty_seg detect --host host.yaml photographs");
   Action action;
-  Add(app, AddDetect, RunDetect, action);
+  Add(app, AddCheck, RunCheck, action);
   Add(app, AddCompare, RunCompare, action);
+  Add(app, AddCompletion, RunCompletion, action);
+  Add(app, AddDetect, RunDetect, action);
   Add(app, AddDump, RunDump, action);
+  Add(app, AddEnv, RunEnv, action);
+  Add(app, AddInit, RunInit, action);
+  Add(app, AddInspect, RunInspect, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // help or version
-    TellError(std::string(error.what()) + "; '" + HelpOf(app) + "' shows the usage");
+    TellError(Complaint(app, error) + "; '" + HelpOf(app) + "' shows the usage");
     return kCannotRun;
   }
   return action();

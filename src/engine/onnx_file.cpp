@@ -1,25 +1,24 @@
 #include "engine/onnx_file.h"
 
-#include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <ios>
 #include <map>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "engine/onnx_message.h"
 #include "engine/onnx_session.h"
 
 namespace nuvik::alg::common {
 namespace {
 
-constexpr int kMostDepth =
-    100;  // of messages in messages; the runtime's own reader stops there too
+using Message = OnnxMessage;
+
+// Of messages in messages; the runtime's own reader stops there too.
+constexpr int kMostDepth = 100;
 constexpr std::uint64_t kMostNodes = 1000000;
 constexpr std::int64_t kMostDivisor = 65536;  // its square does not overflow
-constexpr std::uint64_t kMostNameBytes = 1024;
 
 // Field numbers of the messages in an ONNX file.
 namespace model {
@@ -46,91 +45,6 @@ constexpr std::uint64_t kName = 1;
 constexpr std::uint64_t kNode = 7;
 constexpr std::uint64_t kDomain = 10;
 }  // namespace function
-
-// One message, read field by field. What does not add up ends it: the runtime will refuse the file.
-class Message {
- public:
-  Message(std::istream& file, std::uint64_t begin, std::uint64_t end)
-      : file_(file), next_(begin), end_(end) {}
-
-  // Goes on to the next field.
-  bool Next() {
-    if (next_ >= end_) return false;
-    file_.clear();
-    file_.seekg(static_cast<std::streamoff>(next_));
-    const std::optional<std::uint64_t> key = ReadVarint();
-    if (!key) return false;
-    field_ = *key / 8;
-    value_ = 0;
-    length_ = 0;
-    switch (*key % 8) {
-      case 0:
-        return SetVarint();
-      case 1:
-        return SetBytes(8);
-      case 2:
-        return SetDelimited();
-      case 3:  // The marks around a group, which no ONNX message has; its fields are read as any.
-      case 4:
-        return true;
-      case 5:
-        return SetBytes(4);
-      default:
-        return false;
-    }
-  }
-
-  std::uint64_t field() const { return field_; }
-  std::int64_t integer() const { return static_cast<std::int64_t>(value_); }
-  Message message() const { return {file_, begin_, begin_ + length_}; }
-
-  std::string Text() const {
-    std::string text(std::min(length_, kMostNameBytes), '\0');
-    file_.clear();
-    file_.seekg(static_cast<std::streamoff>(begin_));
-    file_.read(text.data(), static_cast<std::streamsize>(text.size()));
-    return text;
-  }
-
- private:
-  std::optional<std::uint64_t> ReadVarint() {
-    std::uint64_t value = 0;
-    for (unsigned shift = 0; shift < 64; shift += 7) {
-      const int byte = file_.get();
-      if (byte == std::istream::traits_type::eof() || ++next_ > end_) return std::nullopt;
-      value |= (static_cast<std::uint64_t>(byte) & 0x7FU) << shift;
-      if ((static_cast<unsigned>(byte) & 0x80U) == 0) return value;
-    }
-    return std::nullopt;
-  }
-
-  bool SetVarint() {
-    const std::optional<std::uint64_t> value = ReadVarint();
-    value_ = value.value_or(0);
-    return value.has_value();
-  }
-
-  bool SetBytes(std::uint64_t length) {
-    if (length > end_ - next_) return false;
-    begin_ = next_;
-    length_ = length;
-    next_ += length;
-    return true;
-  }
-
-  bool SetDelimited() {
-    const std::optional<std::uint64_t> length = ReadVarint();
-    return length && SetBytes(*length);
-  }
-
-  std::istream& file_;
-  std::uint64_t next_;
-  std::uint64_t end_;
-  std::uint64_t field_ = 0;
-  std::uint64_t value_ = 0;
-  std::uint64_t begin_ = 0;
-  std::uint64_t length_ = 0;
-};
 
 using Operator = std::pair<std::string, std::string>;  // domain, name
 
@@ -287,9 +201,7 @@ class Functions {
 }  // namespace
 
 void CheckOnnxFile(std::istream& file) {
-  file.seekg(0, std::ios::end);
-  const auto size = static_cast<std::uint64_t>(std::max<std::streamoff>(0, file.tellg()));
-  Message model(file, 0, size);
+  Message model = Message::Whole(file);
   Calls calls;
   Functions functions;
   while (model.Next()) {

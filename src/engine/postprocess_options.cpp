@@ -1,8 +1,8 @@
 #include "engine/postprocess_options.h"
 
-#include <array>
+#include <algorithm>
+#include <sstream>
 #include <stdexcept>
-#include <string>
 
 #include "engine/diagnostics.h"
 
@@ -11,8 +11,7 @@ namespace {
 
 constexpr int kMostDetections = 100000;
 
-std::string Place(const YAML::Node& node) {
-  const YAML::Mark mark = node.Mark();
+std::string Place(const YAML::Mark& mark) {
   return mark.is_null() ? "" : " in line " + std::to_string(mark.line + 1);
 }
 
@@ -22,62 +21,117 @@ std::string ValueText(const YAML::Node& node) {
   return node.IsMap() ? "a mapping" : "nothing";
 }
 
-[[noreturn]] void Reject(const std::string& key, const YAML::Node& value,
-                         const std::string& expected) {
-  throw std::invalid_argument(key + Place(value) + " is " + ValueText(value) + "; expected " +
-                              expected);
+template <typename Value>
+std::string Text(Value value) {
+  std::ostringstream text;
+  text << std::boolalpha << value;
+  return text.str();
 }
 
-// Replaces `value` by the key's when the mapping has it. `is_permitted` is false for not-a-number.
-template <typename Value, typename IsPermitted>
-void ReadKey(const YAML::Node& mapping, const std::string& key, const std::string& expected,
-             IsPermitted is_permitted, Value& value) {
-  const YAML::Node node = mapping[key];
-  if (!node.IsDefined()) return;
-  Value read{};
-  if (!node.IsScalar() || !YAML::convert<Value>::decode(node, read) || !is_permitted(read)) {
-    Reject("postprocess." + key, node, expected);
+std::vector<PostprocessKey> MakeKeys() {
+  const std::string fraction = "a number from 0 to 1";
+  const PostprocessOptions fallback;
+  return {
+      {"score_threshold", fraction, Text(fallback.score_threshold),
+       "keep a candidate when its best class score is greater"},
+      {"iou_threshold", fraction, Text(fallback.iou_threshold),
+       "drop a box that overlaps a better one of its class by more"},
+      {"max_detections", "an integer from 1 to " + std::to_string(kMostDetections),
+       Text(fallback.max_detections), "per patch, best first"},
+      {"class_agnostic", "true or false", Text(fallback.class_agnostic),
+       "true: boxes suppress each other across classes"},
+      {"mask_threshold", fraction, Text(fallback.mask_threshold),
+       "a pixel is mask when its probability is greater"},
+  };
+}
+
+const PostprocessKey* FindKey(const std::string& name) {
+  const std::vector<PostprocessKey>& keys = PostprocessKeys();
+  const auto key = std::find_if(keys.begin(), keys.end(), [&name](const PostprocessKey& known) {
+    return known.name == name;
+  });
+  return key == keys.end() ? nullptr : &*key;
+}
+
+// Reads key by key, and notes what is wrong.
+class Reader {
+ public:
+  Reader(const YAML::Node& mapping, std::vector<PostprocessProblem>& problems)
+      : mapping_(mapping), problems_(problems) {}
+
+  // Replaces `value` by the key's when the mapping has a permitted one. `is_permitted` is false for
+  // not-a-number.
+  template <typename Value, typename IsPermitted>
+  void Read(const std::string& name, IsPermitted is_permitted, Value& value) {
+    const YAML::Node node = mapping_[name];
+    if (!node.IsDefined()) return;
+    Value read{};
+    if (node.IsScalar() && YAML::convert<Value>::decode(node, read) && is_permitted(read)) {
+      value = read;
+      return;
+    }
+    problems_.push_back({"postprocess." + name, node.Mark(),
+                         "is " + ValueText(node) + "; expected " + FindKey(name)->expected, false});
   }
-  value = read;
-}
 
-void ReadFraction(const YAML::Node& mapping, const std::string& key, float& value) {
-  ReadKey(
-      mapping, key, "a number from 0 to 1", [](float read) { return read >= 0.0F && read <= 1.0F; },
-      value);
-}
+  void ReadFraction(const std::string& name, float& value) {
+    Read(
+        name, [](float read) { return read >= 0.0F && read <= 1.0F; }, value);
+  }
 
-void TellUnknownKeys(const YAML::Node& mapping) {
-  constexpr std::array<const char*, 5> kKeys{"score_threshold", "iou_threshold", "max_detections",
-                                             "class_agnostic", "mask_threshold"};
-  for (const auto& entry : mapping) {
-    const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
-    bool is_known = false;
-    for (const char* known : kKeys) is_known = is_known || key == known;
-    if (!is_known) {
-      PrintError("postprocess." + key + Place(entry.first) + " is no known key and has no effect");
+  void NoteUnknownKeys() {
+    for (const auto& entry : mapping_) {
+      const std::string name = entry.first.IsScalar() ? entry.first.Scalar() : "?";
+      if (FindKey(name) != nullptr) continue;
+      problems_.push_back(
+          {"postprocess." + name, entry.first.Mark(), "is no known key and has no effect", true});
     }
   }
-}
+
+ private:
+  const YAML::Node mapping_;  // a node that may be written grows by what it is asked for
+  std::vector<PostprocessProblem>& problems_;
+};
 
 }  // namespace
 
-PostprocessOptions ReadPostprocessOptions(const YAML::Node& root) {
+const std::vector<PostprocessKey>& PostprocessKeys() {
+  static const std::vector<PostprocessKey> keys = MakeKeys();
+  return keys;
+}
+
+PostprocessOptions ReadPostprocessOptions(const YAML::Node& root,
+                                          std::vector<PostprocessProblem>& problems) {
   PostprocessOptions options;
   if (!root.IsMap()) return options;
   const YAML::Node mapping = root["postprocess"];
   if (!mapping.IsDefined() || mapping.IsNull()) return options;
-  if (!mapping.IsMap()) Reject("postprocess", mapping, "a mapping");
-  ReadFraction(mapping, "score_threshold", options.score_threshold);
-  ReadFraction(mapping, "iou_threshold", options.iou_threshold);
-  ReadKey(
-      mapping, "max_detections", "an integer from 1 to " + std::to_string(kMostDetections),
-      [](int read) { return read >= 1 && read <= kMostDetections; }, options.max_detections);
-  ReadKey(
-      mapping, "class_agnostic", "true or false", [](bool) { return true; },
-      options.class_agnostic);
-  ReadFraction(mapping, "mask_threshold", options.mask_threshold);
-  TellUnknownKeys(mapping);
+  if (!mapping.IsMap()) {
+    problems.push_back({"postprocess", mapping.Mark(),
+                        "is " + ValueText(mapping) + "; expected a mapping", false});
+    return options;
+  }
+  Reader reader(mapping, problems);
+  reader.ReadFraction("score_threshold", options.score_threshold);
+  reader.ReadFraction("iou_threshold", options.iou_threshold);
+  reader.Read(
+      "max_detections", [](int read) { return read >= 1 && read <= kMostDetections; },
+      options.max_detections);
+  reader.Read(
+      "class_agnostic", [](bool) { return true; }, options.class_agnostic);
+  reader.ReadFraction("mask_threshold", options.mask_threshold);
+  reader.NoteUnknownKeys();
+  return options;
+}
+
+PostprocessOptions ReadPostprocessOptions(const YAML::Node& root) {
+  std::vector<PostprocessProblem> problems;
+  const PostprocessOptions options = ReadPostprocessOptions(root, problems);
+  for (const PostprocessProblem& problem : problems) {
+    const std::string text = problem.key + Place(problem.mark) + " " + problem.text;
+    if (!problem.is_unknown_key) throw std::invalid_argument(text);
+    PrintError(text);
+  }
   return options;
 }
 

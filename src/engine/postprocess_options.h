@@ -3,6 +3,9 @@
 
 #include <yaml-cpp/yaml.h>
 
+#include <string>
+#include <vector>
+
 namespace nuvik::model {
 
 /// The defaults of every key stand here and nowhere else.
@@ -14,9 +17,36 @@ struct PostprocessOptions {
   float mask_threshold = 0.5F;
 };
 
-/// Reads the mapping from the file's root; a missing mapping or key takes its default. An unknown
-/// key is told on standard error and left alone. Throws std::invalid_argument that names the key,
-/// its line, the value and the permitted range.
+/// A key of the mapping, in words.
+struct PostprocessKey {
+  std::string name;
+  /// What is permitted: "a number from 0 to 1".
+  std::string expected;
+  /// The default as the file would have it.
+  std::string fallback;
+  std::string meaning;
+};
+
+/// Every key, in the order of the members above.
+const std::vector<PostprocessKey>& PostprocessKeys();
+
+struct PostprocessProblem {
+  /// "postprocess.iou_threshold", and the place of what is wrong.
+  std::string key;
+  YAML::Mark mark;
+  std::string text;
+  /// An unknown key has no effect; any other problem is a value that is not permitted.
+  bool is_unknown_key = false;
+};
+
+/// Reads the mapping from the file's root; a missing mapping or key takes its default, and so does
+/// a value that is not permitted. Appends every problem, unknown keys last.
+PostprocessOptions ReadPostprocessOptions(const YAML::Node& root,
+                                          std::vector<PostprocessProblem>& problems);
+
+/// The same for a run: an unknown key is told on standard error and left alone. Throws
+/// std::invalid_argument for the first value that is not permitted, naming the key, its line, the
+/// value and the permitted range.
 PostprocessOptions ReadPostprocessOptions(const YAML::Node& root);
 
 }  // namespace nuvik::model

@@ -40,4 +40,10 @@ diff <(echo "$options") <(grep -oE '(^|[ "])--?[a-z][-a-z]*' <<<"$page" | tr -d 
   echo "program: the help has the options that stand left (<), the man page those right (>)"
   exit 1
 }
+for shell_file in bash-completion/completions/dirty_seg zsh/vendor-completions/_dirty_seg; do
+  grep -q -- --fece-class-ids "$prefix/share/$shell_file" || {
+    echo "program: share/$shell_file completes no option of detect"
+    exit 1
+  }
+done
 echo "program: finds what the demo finds; $(wc -w <<<"$options") options in the man page"

@@ -1,6 +1,9 @@
 #include "commands/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+
+#include "host/nearest.h"
 
 namespace dirty_seg {
 namespace {
@@ -34,6 +37,20 @@ void AddFeceOptions(CLI::App& command, DetectorOptions& options) {
 
 }  // namespace
 
+CLI::Validator OneOf(const std::vector<std::string>& words) {
+  const auto check = [words](const std::string& text) -> std::string {
+    if (std::find(words.begin(), words.end(), text) != words.end()) return "";
+    return text + " is none of " + CLI::detail::join(words, ", ") + DidYouMean(text, words);
+  };
+  return {check, ""};
+}
+
+void AddThreadsOption(CLI::App& command, int& threads) {
+  command.add_option("--threads", threads, "To compute with; 0, the default, is all cores")
+      ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
+      ->type_name("N");
+}
+
 void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {
   command.add_option("--model", options.model, "Segmentation network, YOLOv8")
       ->required()
@@ -42,9 +59,7 @@ void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {
       ->required()
       ->type_name("CONFIG.yaml");
   AddFeceOptions(command, options);
-  command.add_option("--threads", options.threads, "To compute with; 0, the default, is all cores")
-      ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
-      ->type_name("N");
+  AddThreadsOption(command, options.threads);
 }
 
 }  // namespace dirty_seg

@@ -5,6 +5,7 @@
 #include <CLI/TypeTools.hpp>
 #include <CLI/Validators.hpp>
 #include <string>
+#include <vector>
 
 #include "host/detector_setup.h"
 
@@ -21,6 +22,12 @@ CLI::Validator NumberFrom(Number least, Number most, const std::string& range) {
   };
   return {check, ""};
 }
+
+/// One of `words`; the refusal names the nearest.
+CLI::Validator OneOf(const std::vector<std::string>& words);
+
+/// --threads.
+void AddThreadsOption(CLI::App& command, int& threads);
 
 /// --model, --config, those of the classifier, and --threads. `options` outlives `command`.
 void AddDetectorOptions(CLI::App& command, DetectorOptions& options);

@@ -23,6 +23,14 @@ File OpenForWriting(const std::string& path) {
   return {std::fopen(path.c_str(), "wb"), &std::fclose};
 }
 
+void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
+  File file = OpenForWriting(path);
+  if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() ||
+      std::fclose(file.release()) != 0) {
+    throw InputError("'" + path + "' cannot be written: " + LastError());
+  }
+}
+
 }  // namespace
 
 std::string UniqueNames::Take(const std::string& path) {
@@ -43,6 +51,15 @@ void WriteJsonLine(const nlohmann::ordered_json& json, const std::string& destin
     std::clearerr(file);
     throw InputError("the result cannot be written to " + destination + ": " + cause);
   }
+}
+
+void WritePicture(const std::string& path, const cv::Mat& picture) {
+  if (!cv::haveImageWriter(path)) {
+    throw InputError("'" + path + "' cannot be written: expected a name that ends in .png or .jpg");
+  }
+  std::vector<unsigned char> bytes;
+  cv::imencode(fs::path(path).extension().string(), picture, bytes);
+  WriteBytes(path, bytes);
 }
 
 OutputFolder::OutputFolder(const std::string& path)
@@ -79,12 +96,7 @@ std::string OutputFolder::WriteOverlay(const std::string& name, const cv::Mat& o
 
 void OutputFolder::WriteFile(const std::string& file_name,
                              const std::vector<unsigned char>& bytes) const {
-  const std::string path = (fs::path(path_) / file_name).string();
-  File file = OpenForWriting(path);
-  if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() ||
-      std::fclose(file.release()) != 0) {
-    throw InputError("'" + path + "' cannot be written: " + LastError());
-  }
+  WriteBytes((fs::path(path_) / file_name).string(), bytes);
 }
 
 }  // namespace dirty_seg

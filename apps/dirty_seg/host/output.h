@@ -25,6 +25,9 @@ class UniqueNames {
 void WriteJsonLine(const nlohmann::ordered_json& json, const std::string& destination,
                    std::FILE* file);
 
+/// Writes a picture in the format that the name's ending says. Throws InputError with the cause.
+void WritePicture(const std::string& path, const cv::Mat& picture);
+
 /// A folder for the results of one run.
 class OutputFolder {
  public:

@@ -1,12 +1,6 @@
 #include "host/patches.h"
 
-#include <yaml-cpp/yaml.h>
-
 #include <array>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 
 #include "geometry/letterbox.h"
 #include "host/errors.h"
@@ -19,117 +13,119 @@ namespace geometry = nuvik::geometry;
 constexpr const char* kExample =
     "expected 'patch: {enable: true, patches: [[x, y, width, height], ...]}'";
 
-// Builds the messages, each beginning with the file and, where there is one, the line.
-class Reporter {
+// Reads a patch list, and notes what is wrong with it.
+class Reader {
  public:
-  explicit Reporter(const std::string& path) : file_("'" + path + "'") {}
+  explicit Reader(std::vector<Finding>& findings) : findings_(findings) {}
 
-  [[noreturn]] void Reject(const std::string& what) const { throw SetupError(file_ + ": " + what); }
-
-  [[noreturn]] void Reject(const YAML::Mark& mark, const std::string& what) const {
-    if (mark.is_null()) Reject(what);
-    throw SetupError(file_ + " line " + std::to_string(mark.line + 1) + ": " + what);
+  std::vector<ListedPatch> Read(const YAML::Node& root) {
+    std::vector<ListedPatch> patches;
+    const YAML::Node list = FindList(root);
+    for (std::size_t i = 0; list.IsDefined() && i < list.size(); ++i) {
+      ListedPatch patch{{}, i, LineOf(list[i])};
+      if (ReadRectangle(list[i], patch) && IsInFrame(list[i], patch)) patches.push_back(patch);
+    }
+    return patches;
   }
 
  private:
-  std::string file_;
-};
+  void Note(int line, const std::string& text) {
+    findings_.push_back({Finding::Kind::kError, line, text});
+  }
 
-std::string Text(const YAML::Node& node) {
-  if (!node.IsDefined() || node.IsNull()) return "empty";
-  YAML::Emitter emitter;
-  emitter << YAML::Flow << node;
-  return std::string("'") + emitter.c_str() + "'";
-}
+  // Undefined where there is no list to read.
+  YAML::Node FindList(const YAML::Node& root) {
+    const YAML::Node none(YAML::NodeType::Undefined);
+    if (!root.IsMap() || !root["patch"].IsDefined()) {
+      Note(0, std::string("has no key 'patch', so there is nothing to look at; ") + kExample);
+      return none;
+    }
+    const YAML::Node patch = root["patch"];
+    if (!patch.IsMap()) {
+      Note(LineOf(patch), "patch is " + NodeText(patch) + "; " + kExample);
+      return none;
+    }
+    CheckSwitch(patch);
+    const YAML::Node list = patch["patches"];
+    if (!list.IsDefined() || list.IsNull() || (list.IsSequence() && list.size() == 0)) {
+      Note(LineOf(patch),
+           std::string("patch.patches has no entry, so there is nothing to look at; ") + kExample);
+      return none;
+    }
+    if (list.IsSequence()) return list;
+    Note(LineOf(list), "patch.patches is " + NodeText(list) + "; " + kExample);
+    return none;
+  }
 
-YAML::Node Load(const std::string& path, const Reporter& reporter) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) {
-    reporter.Reject("is a folder; expected a YAML file");
-  }
-  errno = 0;
-  std::ifstream file(path);
-  if (!file) {
-    reporter.Reject(std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
-  }
-  try {
-    return YAML::Load(file);
-  } catch (const YAML::Exception& exception) {
-    reporter.Reject(exception.mark, "is no valid YAML: " + exception.msg);
-  }
-}
-
-YAML::Node FindPatchList(const YAML::Node& root, const Reporter& reporter) {
-  if (!root.IsMap() || !root["patch"].IsDefined()) {
-    reporter.Reject(std::string("has no key 'patch', so there is nothing to look at; ") + kExample);
-  }
-  const YAML::Node patch = root["patch"];
-  if (!patch.IsMap()) reporter.Reject(patch.Mark(), "patch is " + Text(patch) + "; " + kExample);
-  const YAML::Node enable = patch["enable"];
-  if (!enable.IsDefined()) {
-    reporter.Reject(patch.Mark(), "patch.enable is missing; expected true or false");
-  }
-  bool is_enabled = false;
-  if (!YAML::convert<bool>::decode(enable, is_enabled)) {
-    reporter.Reject(enable.Mark(), "patch.enable is " + Text(enable) + "; expected true or false");
-  }
-  if (!is_enabled) {
-    reporter.Reject(enable.Mark(),
-                    "patches are disabled, so there is nothing to look at; expected "
-                    "patch.enable true");
-  }
-  const YAML::Node list = patch["patches"];
-  if (!list.IsDefined() || list.IsNull() || (list.IsSequence() && list.size() == 0)) {
-    reporter.Reject(
-        patch.Mark(),
-        std::string("patch.patches has no entry, so there is nothing to look at; ") + kExample);
-  }
-  if (!list.IsSequence()) {
-    reporter.Reject(list.Mark(), "patch.patches is " + Text(list) + "; " + kExample);
-  }
-  return list;
-}
-
-cv::Rect ReadPatch(const YAML::Node& entry, const std::string& name, const Reporter& reporter) {
-  if (!entry.IsSequence() || entry.size() < 4) {
-    reporter.Reject(entry.Mark(), name + " is " + Text(entry) + "; expected [x, y, width, height]");
-  }
-  constexpr std::array<const char*, 4> kFields{"x", "y", "width", "height"};
-  std::array<int, 4> values{};
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (!YAML::convert<int>::decode(entry[i], values[i])) {
-      reporter.Reject(entry.Mark(), name + " " + Text(entry) + ": " + kFields[i] + " is " +
-                                        Text(entry[i]) + "; expected a whole number of pixels");
+  void CheckSwitch(const YAML::Node& patch) {
+    const YAML::Node enable = patch["enable"];
+    bool is_enabled = false;
+    if (!enable.IsDefined()) {
+      Note(LineOf(patch), "patch.enable is missing; expected true or false");
+    } else if (!YAML::convert<bool>::decode(enable, is_enabled)) {
+      Note(LineOf(enable), "patch.enable is " + NodeText(enable) + "; expected true or false");
+    } else if (!is_enabled) {
+      Note(LineOf(enable),
+           "patches are disabled, so there is nothing to look at; expected patch.enable true");
     }
   }
-  return {values[0], values[1], values[2], values[3]};
-}
 
-// What is wrong with the rectangle; empty when nothing is.
-std::string FindFault(const cv::Rect& patch) {
-  if (patch.x < 0 || patch.y < 0) return "begins left of or above the frame; expected x, y >= 0";
-  if (patch.width <= 0 || patch.height <= 0) return "has no area; expected width, height > 0";
-  if (patch.x >= geometry::kFrameWidth || patch.y >= geometry::kFrameHeight) {
-    return "lies outside the frame; expected x < " + std::to_string(geometry::kFrameWidth) +
-           ", y < " + std::to_string(geometry::kFrameHeight);
+  bool ReadRectangle(const YAML::Node& entry, ListedPatch& patch) {
+    const std::string name = PatchName(patch.index);
+    if (!entry.IsSequence() || entry.size() < 4) {
+      Note(patch.line, name + " is " + NodeText(entry) + "; expected [x, y, width, height]");
+      return false;
+    }
+    constexpr std::array<const char*, 4> kFields{"x", "y", "width", "height"};
+    std::array<int, 4> values{};
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      if (YAML::convert<int>::decode(entry[i], values[i])) continue;
+      Note(patch.line, name + " " + NodeText(entry) + ": " + kFields[i] + " is " +
+                           NodeText(entry[i]) + "; expected a whole number of pixels");
+      return false;
+    }
+    patch.rectangle = {values[0], values[1], values[2], values[3]};
+    return true;
   }
-  return "";
-}
+
+  bool IsInFrame(const YAML::Node& entry, const ListedPatch& patch) {
+    const std::string fault = FindFault(patch.rectangle);
+    if (fault.empty()) return true;
+    Note(patch.line, PatchName(patch.index) + " " + NodeText(entry) + " " + fault);
+    return false;
+  }
+
+  // What is wrong with the rectangle; empty when nothing is.
+  static std::string FindFault(const cv::Rect& patch) {
+    if (patch.x < 0 || patch.y < 0) return "begins left of or above the frame; expected x, y >= 0";
+    if (patch.width <= 0 || patch.height <= 0) return "has no area; expected width, height > 0";
+    if (patch.x >= geometry::kFrameWidth || patch.y >= geometry::kFrameHeight) {
+      return "lies outside the frame; expected x < " + std::to_string(geometry::kFrameWidth) +
+             ", y < " + std::to_string(geometry::kFrameHeight);
+    }
+    return "";
+  }
+
+  std::vector<Finding>& findings_;
+};
 
 }  // namespace
 
+std::string PatchName(std::size_t index) {
+  return "patch " + std::to_string(index) + " (counted from 0)";
+}
+
+std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings) {
+  return Reader(findings).Read(root);
+}
+
 std::vector<cv::Rect> ReadPatches(const std::string& config_path) {
-  const Reporter reporter(config_path);
-  const YAML::Node root = Load(config_path, reporter);
-  const YAML::Node list = FindPatchList(root, reporter);
+  std::vector<Finding> findings;
+  const std::vector<ListedPatch> listed = ReadPatchList(LoadYaml(config_path), findings);
+  if (!findings.empty()) throw SetupError(FindingText(config_path, findings.front()));
   std::vector<cv::Rect> patches;
-  for (std::size_t i = 0; i < list.size(); ++i) {
-    const std::string name = "patch " + std::to_string(i) + " (counted from 0)";
-    patches.push_back(ReadPatch(list[i], name, reporter));
-    if (const std::string fault = FindFault(patches.back()); !fault.empty()) {
-      reporter.Reject(list[i].Mark(), name + " " + Text(list[i]) + " " + fault);
-    }
-  }
+  patches.reserve(listed.size());
+  for (const ListedPatch& patch : listed) patches.push_back(patch.rectangle);
   return patches;
 }
 

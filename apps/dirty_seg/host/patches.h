@@ -5,15 +5,31 @@
 #include <string>
 #include <vector>
 
+#include "host/yaml_file.h"
+
 namespace dirty_seg {
+
+/// A patch as the file lists it.
+struct ListedPatch {
+  cv::Rect rectangle;
+  std::size_t index = 0;  // in the file, counted from 0
+  int line = 0;
+};
+
+/// "patch 2 (counted from 0)".
+std::string PatchName(std::size_t index);
+
+/// The patches that are as they should be, and an error for everything that is not: a key or number
+/// of the wrong type, a patch outside the 1920 x 1080 frame or without area, a list that is
+/// disabled, missing or empty.
+std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings);
 
 /// The file's patches in order, as written: at least one, each with a corner inside the
 /// 1920 x 1080 frame. A patch may reach over the right and lower edge; the detector clips it.
 ///
 /// The detector itself takes any number and then fails frame by frame, or throws without naming the
-/// file. So this throws SetupError, naming file, line, patch and what would be right, for a file
-/// that cannot be read or is no YAML, a key or number of the wrong type, a patch outside the frame
-/// or without area, and a list that is disabled, missing or empty.
+/// file. So this throws SetupError with the first error of ReadPatchList, naming file, line, patch
+/// and what would be right, and for a file that cannot be read or is no YAML.
 std::vector<cv::Rect> ReadPatches(const std::string& config_path);
 
 }  // namespace dirty_seg

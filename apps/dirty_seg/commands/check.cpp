@@ -1,0 +1,81 @@
+#include "commands/check.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+
+#include "engine/segmentation_head.h"
+#include "host/config_check.h"
+#include "host/errors.h"
+#include "host/inputs.h"
+#include "host/networks.h"
+#include "host/output.h"
+#include "host/patch_drawing.h"
+
+namespace dirty_seg {
+namespace {
+
+constexpr int kUsualSide = 640;
+
+// A network that does not take the patches is refused here as a run would.
+int InputSide(const CheckOptions& options, std::size_t patch_count) try {
+  const auto network =
+      ReadSegmentationNetwork(options.model, std::max<std::size_t>(1, patch_count), 1);
+  return nuvik::model::ReadSegmentationHead(network.config).input_side;
+} catch (const std::invalid_argument& error) {
+  throw SetupError("'" + options.model + "': " + error.what());
+}
+
+// The side matters to warnings only, so the file is looked at once to count its patches.
+ConfigCheck Check(const CheckOptions& options) {
+  ConfigCheck check = CheckConfig(options.config, kUsualSide);
+  if (options.model.empty()) return check;
+  return CheckConfig(options.config, InputSide(options, check.patches.size()));
+}
+
+cv::Mat ReadFrame(const std::string& path) try {
+  return ReadPicture(path);
+} catch (const InputError& error) {
+  throw SetupError("'" + path + "': " + error.what());
+}
+
+}  // namespace
+
+CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
+  CLI::App* command = app.add_subcommand("check", "Say what is wrong with a configuration");
+  command->add_option("CONFIG,--config", options.config, "Patches and thresholds")
+      ->required()
+      ->type_name("CONFIG.yaml");
+  command
+      ->add_option("--model", options.model,
+                   "Its input decides how patches fit;\n640 x 640 without it")
+      ->type_name("SEG.onnx");
+  CLI::Option* frame = command->add_option("--frame", options.frame, "Draw the patches on this")
+                           ->type_name("PICTURE");
+  CLI::Option* output =
+      command->add_option("--output", options.output, "... into this file")->type_name("PICTURE");
+  frame->needs(output);
+  output->needs(frame);
+  command->add_flag("--strict", options.strict, "Warnings make the exit status 1");
+  command->footer(
+      "Example:\n"
+      "  dirty_seg check config.yaml --model seg.onnx --frame a.png --output patches.png\n"
+      "Exit status:\n"
+      "  0 fine, 1 with --strict: there are warnings, 2 there are errors");
+  return command;
+}
+
+int RunCheck(const CheckOptions& options) {
+  const ConfigCheck check = Check(options);
+  std::fputs(CheckText(options.config, check).c_str(), stdout);
+  if (!options.frame.empty()) {
+    WritePicture(options.output,
+                 DrawPatches(ReadFrame(options.frame), check.patches, check.coverage.gaps));
+  }
+  if (check.Count(Finding::Kind::kError) > 0) return kCannotRun;
+  const bool is_warned = options.strict && check.Count(Finding::Kind::kWarning) > 0;
+  return is_warned ? kSomeInputFailed : kAllDone;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,24 @@
+// The command `check`: what is wrong with a configuration file, and what it looks at.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string>
+
+namespace dirty_seg {
+
+struct CheckOptions {
+  std::string config;
+  std::string model;   // empty: a network of 640 x 640
+  std::string frame;   // empty: no picture
+  std::string output;  // of the picture
+  bool strict = false;
+};
+
+/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
+CLI::App* AddCheck(CLI::App& app, CheckOptions& options);
+
+/// Returns the exit status. Throws SetupError for a file that cannot be read, and InputError for a
+/// picture that cannot be written.
+int RunCheck(const CheckOptions& options);
+
+}  // namespace dirty_seg

@@ -1,0 +1,36 @@
+#include "commands/env.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "commands/options.h"
+#include "host/environment_report.h"
+#include "host/errors.h"
+
+namespace dirty_seg {
+
+CLI::App* AddEnv(CLI::App& app, EnvOptions& options) {
+  CLI::App* command = app.add_subcommand("env", "Show versions, processor, threads, log settings");
+  AddThreadsOption(*command, options.threads);
+  command->add_flag("--json", options.json, "As JSON");
+  command->footer(
+      "Example:\n"
+      "  SPDLOG_LEVEL=debug dirty_seg env --threads 2\n"
+      "Exit status:\n"
+      "  0 always, but 2 for bad usage");
+  return command;
+}
+
+int RunEnv(const EnvOptions& options) {
+  // Of libraries that do not tell their own, those that the program was built with.
+  const nlohmann::ordered_json versions{{"dirty_seg", DIRTY_SEG_VERSION},
+                                        {"yaml-cpp", DIRTY_SEG_YAML_CPP_VERSION},
+                                        {"spdlog", DIRTY_SEG_SPDLOG_VERSION},
+                                        {"CLI11", CLI11_VERSION}};
+  const nlohmann::ordered_json environment = EnvironmentJson(versions, options.threads);
+  const std::string text = options.json ? environment.dump(2) + "\n" : EnvironmentText(environment);
+  std::fputs(text.c_str(), stdout);
+  return kAllDone;
+}
+
+}  // namespace dirty_seg

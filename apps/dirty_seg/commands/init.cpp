@@ -1,0 +1,164 @@
+#include "commands/init.h"
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+
+#include "commands/options.h"
+#include "host/errors.h"
+#include "host/messages.h"
+#include "host/network_report.h"
+#include "host/starter.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kHostName = "host.yaml";
+constexpr const char* kConfigName = "config.yaml";
+constexpr std::size_t kAnyBatch = 1;
+
+// As the report has it, where it can serve in its role.
+NetworkReport Inspect(const std::string& path, const char* role,
+                      const Suitability NetworkReport::*as, std::size_t batch) {
+  NetworkReport report = InspectNetwork(path, batch, 1);
+  const std::string& fault = (report.*as).fault;
+  if (fault.empty()) return report;
+  const bool is_other = report.segmentation.fits() || report.classifier.fits();
+  throw SetupError("'" + path + "': cannot be the " + role + ": " + fault +
+                   (is_other ? "; it can be the " + report.Role() : ""));
+}
+
+Grid ReadGrid(const std::string& text) {
+  const std::optional<Grid> grid = ParseGrid(text);
+  if (grid) return *grid;
+  throw SetupError("--grid " + text + ": expected columns x rows, each from 1 to 64, as 3x2");
+}
+
+// Open batches take whatever the grid has.
+bool HasOpenBatch(const NetworkReport& report) {
+  const auto& shape = report.description.inputs.at(0).shape;
+  return !shape.empty() && shape[0].find_first_not_of("0123456789") != std::string::npos;
+}
+
+void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkReport& report) {
+  const int batch = report.head->batch;
+  if (HasOpenBatch(report) || grid.count() <= batch) return;
+  std::string fitting;
+  for (const Grid& other : GridsThatFit(batch, options.overlap, report.head->input_side)) {
+    fitting += (fitting.empty() ? "; these fit: " : ", ") + GridText(other);
+  }
+  throw SetupError("--grid " + options.grid + " has " + std::to_string(grid.count()) +
+                   " patches, but the batch of '" + options.model + "' takes " +
+                   std::to_string(batch) + fitting);
+}
+
+// As seen from the folder that the files go to.
+std::string SeenFrom(const std::string& folder, const std::string& path) {
+  return fs::absolute(path).lexically_normal().lexically_proximate(
+      fs::absolute(folder).lexically_normal());
+}
+
+StarterNetworks Describe(const InitOptions& options, const NetworkReport& report) {
+  const auto& head = *report.head;
+  const std::string side = std::to_string(head.input_side);
+  StarterNetworks networks;
+  networks.model = SeenFrom(options.output, options.model);
+  networks.model_comment = "segmentation network, " + side + " x " + side + ", batch " +
+                           (HasOpenBatch(report) ? "open" : std::to_string(head.batch));
+  networks.class_names = report.class_names;
+  networks.classes = head.classes;
+  if (options.fece_model.empty()) return networks;
+  networks.fece_model = SeenFrom(options.output, options.fece_model);
+  networks.fece_class_ids = options.fece_class_ids.empty()
+                                ? GuessFeceClasses(report.class_names, head.classes)
+                                : options.fece_class_ids;
+  return networks;
+}
+
+void Write(const fs::path& path, const std::string& text) {
+  errno = 0;
+  std::ofstream file(path);
+  file << text;
+  file.close();
+  if (!file) throw SetupError("'" + path.string() + "' cannot be written: " + std::strerror(errno));
+}
+
+void MakeFolder(const InitOptions& options) {
+  for (const char* name : {kHostName, kConfigName}) {
+    const fs::path path = fs::path(options.output) / name;
+    if (!options.overwrite && fs::exists(path)) {
+      throw SetupError("'" + path.string() + "' is there already; --overwrite replaces it");
+    }
+  }
+  std::error_code error;
+  fs::create_directories(options.output, error);
+  if (error) {
+    throw SetupError("--output '" + options.output +
+                     "': the folder cannot be made: " + error.message());
+  }
+}
+
+void TellClasses(const InitOptions& options, const StarterNetworks& networks) {
+  if (networks.fece_model.empty() || !options.fece_class_ids.empty()) return;
+  const std::size_t count = networks.fece_class_ids.size();
+  Tell(count == static_cast<std::size_t>(networks.classes)
+           ? "no class is named like faeces, so the classifier looks at all of them; "
+             "fece-class-ids in the host file narrows that"
+           : "the classifier looks at " + std::to_string(count) +
+                 " of the classes, by their names; see fece-class-ids in the host file");
+}
+
+}  // namespace
+
+CLI::App* AddInit(CLI::App& app, InitOptions& options) {
+  CLI::App* command = app.add_subcommand("init", "Write the files to start from");
+  command->add_option("SEG.onnx", options.model, "Segmentation network")->required()->type_name("");
+  command->add_option("FECE.onnx", options.fece_model, "Classifier of faeces")->type_name("");
+  command->add_option("--grid", options.grid, "Patches across and down; 3x2")->type_name("CxR");
+  command->add_option("--overlap", options.overlap, "Neighbours share so many pixels; 80")
+      ->check(NumberFrom(0, 1080, "a whole number from 0 to 1080"))
+      ->type_name("PIXELS");
+  command
+      ->add_option("--fece-class-ids", options.fece_class_ids,
+                   "What FECE.onnx looks at, as 0,3;\nby the classes' names without it")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
+      ->type_name("IDS");
+  command->add_option("--output", options.output, "For host.yaml and config.yaml; .")
+      ->type_name("DIR");
+  command->add_flag("--overwrite", options.overwrite, "Replace those that are there");
+  command->footer(
+      "Example:\n"
+      "  dirty_seg init seg.onnx fece.onnx --grid 3x2 --overlap 80\n"
+      "  dirty_seg detect --host host.yaml photographs");
+  return command;
+}
+
+int RunInit(const InitOptions& options) {
+  const Grid grid = ReadGrid(options.grid);
+  const NetworkReport report =
+      Inspect(options.model, "segmentation network", &NetworkReport::segmentation, kAnyBatch);
+  if (!options.fece_model.empty()) {
+    Inspect(options.fece_model, "classifier", &NetworkReport::classifier, kAnyBatch);
+  }
+  CheckBatch(options, grid, report);
+  const std::vector<cv::Rect> patches = LayOutGrid(grid, options.overlap, report.head->input_side);
+  const StarterNetworks networks = Describe(options, report);
+  MakeFolder(options);
+  const fs::path folder(options.output);
+  Write(folder / kConfigName, StarterConfig(patches, "a grid of " + GridText(grid)));
+  Write(folder / kHostName, StarterHost(networks, kConfigName));
+  TellClasses(options, networks);
+  const std::string host = (folder / kHostName).lexically_normal().string();
+  Tell("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +
+       "' written; go on with: dirty_seg detect --host " + host + " PICTURE...");
+  return kAllDone;
+}
+
+}  // namespace dirty_seg

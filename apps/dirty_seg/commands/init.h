@@ -1,0 +1,26 @@
+// The command `init`: the files that a new user starts from.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string>
+#include <vector>
+
+namespace dirty_seg {
+
+struct InitOptions {
+  std::string model;
+  std::string fece_model;  // empty: no classifier
+  std::vector<int> fece_class_ids;
+  std::string grid = "3x2";
+  int overlap = 80;
+  std::string output = ".";
+  bool overwrite = false;
+};
+
+/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
+CLI::App* AddInit(CLI::App& app, InitOptions& options);
+
+/// Returns the exit status. Throws SetupError when the files cannot be made.
+int RunInit(const InitOptions& options);
+
+}  // namespace dirty_seg

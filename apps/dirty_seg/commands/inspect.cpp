@@ -1,0 +1,98 @@
+#include "commands/inspect.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "commands/options.h"
+#include "host/config_code.h"
+#include "host/errors.h"
+#include "host/messages.h"
+#include "host/network_report.h"
+#include "host/output.h"
+
+namespace dirty_seg {
+namespace {
+
+std::string AsText(const std::vector<NetworkReport>& reports) {
+  std::string text;
+  for (const NetworkReport& report : reports) {
+    text += (text.empty() ? "" : "\n") + ReportText(report);
+  }
+  return text;
+}
+
+std::string AsJson(const std::vector<NetworkReport>& reports) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const NetworkReport& report : reports) list.push_back(ReportJson(report));
+  return list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+// Nothing for a network without a configuration.
+std::string AsCpp(const std::vector<NetworkReport>& reports) {
+  UniqueNames names;
+  std::string code;
+  for (const NetworkReport& report : reports) {
+    if (report.config() == nullptr) continue;
+    const std::string name = VariableName(names.Take(report.path));
+    code += "// " + report.Role() + "\n" + ConfigCpp(*report.config(), name);
+  }
+  return code;
+}
+
+std::string AsYaml(const std::vector<NetworkReport>& reports) {
+  std::string text;
+  for (const NetworkReport& report : reports) {
+    if (report.config() == nullptr) continue;
+    text += "---  # " + report.Role() + "\n" + ConfigYaml(*report.config());
+  }
+  return text;
+}
+
+std::string Written(const std::vector<NetworkReport>& reports, const std::string& format) {
+  if (format == "json") return AsJson(reports);
+  if (format == "cpp") return AsCpp(reports);
+  if (format == "yaml") return AsYaml(reports);
+  return AsText(reports);
+}
+
+}  // namespace
+
+CLI::App* AddInspect(CLI::App& app, InspectOptions& options) {
+  CLI::App* command = app.add_subcommand("inspect", "Show what networks are and can serve as");
+  command
+      ->add_option("--format", options.format,
+                   "Default text; cpp and yaml are the\nAIEngineConfig alone, to paste")
+      ->check(OneOf({"text", "json", "cpp", "yaml"}))
+      ->type_name("text|json|cpp|yaml");
+  command
+      ->add_option("--batch", options.batch,
+                   "For a batch that the network leaves open,\none slot a patch; 1")
+      ->check(NumberFrom(1, 1024, "a whole number from 1 to 1024"))
+      ->type_name("N");
+  AddThreadsOption(*command, options.threads);
+  command->add_option("MODEL", options.models, "ONNX files")->required()->type_name("");
+  command->footer(
+      "Example:\n"
+      "  dirty_seg inspect seg.onnx fece.onnx\n"
+      "Exit status:\n"
+      "  0 all can be read, 1 some cannot, 2 none can, or bad usage");
+  return command;
+}
+
+int RunInspect(const InspectOptions& options) {
+  std::vector<NetworkReport> reports;
+  std::size_t faults = 0;
+  for (const std::string& model : options.models) {
+    reports.push_back(
+        InspectNetwork(model, static_cast<std::size_t>(options.batch), options.threads));
+    if (reports.back().fault.empty()) continue;
+    TellError("'" + model + "': " + reports.back().fault);
+    ++faults;
+  }
+  std::fputs(Written(reports, options.format).c_str(), stdout);
+  if (faults == 0) return kAllDone;
+  return faults == reports.size() ? kCannotRun : kSomeInputFailed;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,233 @@
+#include "host/config_check.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "engine/postprocess_options.h"
+#include "geometry/letterbox.h"
+#include "host/nearest.h"
+#include "host/patch_fit.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace geometry = nuvik::geometry;
+
+using Findings = std::vector<Finding>;
+
+constexpr double kMostGrey = 0.25;
+constexpr double kMostShrunk = 2.0;
+constexpr double kMostEnlarged = 2.0;
+constexpr double kMostShared = 0.5;
+constexpr std::size_t kMostGaps = 4;
+
+std::string Decimal(double value) {
+  char text[32];  // NOLINT(modernize-avoid-c-arrays): for snprintf
+  std::snprintf(text, sizeof text, "%.1f", value);
+  return text;
+}
+
+std::string Percent(double share) { return Decimal(100.0 * share) + " %"; }
+
+std::string SizeText(const cv::Size& size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+std::string RectText(const cv::Rect& rect) {
+  return "[" + std::to_string(rect.x) + ", " + std::to_string(rect.y) + ", " +
+         std::to_string(rect.width) + ", " + std::to_string(rect.height) + "]";
+}
+
+void Warn(int line, const std::string& text, Findings& findings) {
+  findings.push_back({Finding::Kind::kWarning, line, text});
+}
+
+void Fail(int line, const std::string& text, Findings& findings) {
+  findings.push_back({Finding::Kind::kError, line, text});
+}
+
+// ---- Keys and values ----------------------------------------------------------------------------
+
+std::vector<std::string> PostprocessNames() {
+  std::vector<std::string> names;
+  for (const auto& key : nuvik::model::PostprocessKeys()) names.push_back(key.name);
+  return names;
+}
+
+// The file may serve others too, so a key that is near none of ours may be theirs.
+void CheckRootKeys(const YAML::Node& root, Findings& findings) {
+  if (!root.IsMap()) return;
+  const std::vector<std::string> known{"patch", "postprocess"};
+  for (const auto& entry : root) {
+    const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
+    if (std::find(known.begin(), known.end(), key) != known.end()) continue;
+    const std::string meant = DidYouMean(key, known);
+    const std::string text = key + " is no known key and has no effect";
+    if (meant.empty()) {
+      Warn(LineOf(entry.first), text + "; the detector reads patch and postprocess", findings);
+    } else {
+      Fail(LineOf(entry.first), text + meant, findings);
+    }
+  }
+  FindRepeatedKeys(root, "", findings);
+}
+
+void CheckPatchKeys(const YAML::Node& patch, Findings& findings) {
+  if (!patch.IsDefined() || !patch.IsMap()) return;
+  const std::vector<std::string> known{"enable", "patches"};
+  for (const auto& entry : patch) {
+    const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
+    if (std::find(known.begin(), known.end(), key) != known.end()) continue;
+    Fail(LineOf(entry.first),
+         "patch." + key + " is no known key and has no effect" + DidYouMean(key, known), findings);
+  }
+  FindRepeatedKeys(patch, "patch.", findings);
+}
+
+void CheckPostprocess(const YAML::Node& root, Findings& findings) {
+  std::vector<nuvik::model::PostprocessProblem> problems;
+  nuvik::model::ReadPostprocessOptions(root, problems);
+  const std::string prefix = "postprocess.";
+  for (const auto& problem : problems) {
+    std::string text = problem.key + " " + problem.text;
+    if (problem.is_unknown_key) {
+      text += DidYouMean(problem.key.substr(prefix.size()), PostprocessNames());
+    }
+    Fail(problem.mark.is_null() ? 0 : problem.mark.line + 1, text, findings);
+  }
+  if (root.IsMap() && root["postprocess"].IsMap()) {
+    FindRepeatedKeys(root["postprocess"], prefix, findings);
+  }
+}
+
+// ---- Patches ------------------------------------------------------------------------------------
+
+cv::Rect Clipped(const ListedPatch& patch) {
+  return geometry::ClipFarEdges(patch.rectangle, {geometry::kFrameWidth, geometry::kFrameHeight});
+}
+
+std::string Suggestions(const cv::Rect& patch, int side) {
+  const cv::Size most(geometry::kFrameWidth - patch.x, geometry::kFrameHeight - patch.y);
+  std::string text;
+  for (const cv::Size& size : NearestWholeSizes(patch.size(), side, most)) {
+    text += (text.empty() ? "; near it, these do not: " : ", ") + SizeText(size);
+  }
+  return text;
+}
+
+void CheckFit(const ListedPatch& patch, int side, Findings& findings) {
+  const cv::Rect clipped = Clipped(patch);
+  const std::string name = PatchName(patch.index) + " " + RectText(patch.rectangle);
+  if (clipped != patch.rectangle) {
+    Warn(patch.line,
+         name + " reaches over the frame's edge and is clipped to " + SizeText(clipped.size()),
+         findings);
+  }
+  const PatchFit fit = FitPatch(clipped.size(), side);
+  if (fit.scaled.empty()) {
+    Fail(patch.line,
+         name + " is too thin: scaled to a side of " + std::to_string(side) +
+             ", nothing of it is " + "left, and every frame fails",
+         findings);
+    return;
+  }
+  if (!fit.is_whole) {
+    Warn(patch.line,
+         name + ": " + SizeText(clipped.size()) + " is scaled to " + SizeText(fit.scaled) +
+             " and padded to " + SizeText(fit.square) + ", short of the network's " +
+             SizeText({side, side}) + ", which shears the picture" + Suggestions(clipped, side),
+         findings);
+  }
+  if (fit.grey > kMostGrey) {
+    Warn(patch.line, name + " leaves " + Percent(fit.grey) + " of the network's input grey",
+         findings);
+  }
+  if (fit.shrunk > kMostShrunk) {
+    Warn(patch.line, name + " is shrunk to one pixel of " + Decimal(fit.shrunk), findings);
+  }
+  if (1.0 / fit.shrunk > kMostEnlarged) {
+    Warn(patch.line,
+         name + " is enlarged " + Decimal(1.0 / fit.shrunk) + " times; a larger one costs no more",
+         findings);
+  }
+}
+
+void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
+  for (std::size_t j = 1; j < patches.size(); ++j) {
+    for (std::size_t i = 0; i < j; ++i) {
+      const cv::Rect first = Clipped(patches[i]);
+      const cv::Rect second = Clipped(patches[j]);
+      const double smaller = std::min(first.area(), second.area());
+      const double shared = (first & second).area() / smaller;
+      if (shared <= kMostShared) continue;
+      Warn(patches[j].line,
+           PatchName(patches[j].index) + " and " + PatchName(patches[i].index) + " share " +
+               Percent(shared) + " of the smaller one; what lies there is found twice",
+           findings);
+    }
+  }
+}
+
+void CheckGaps(const Coverage& coverage, Findings& findings) {
+  if (coverage.gaps.empty()) return;
+  std::string text = Percent(coverage.gap_share) + " of the frame lie in no patch:";
+  for (std::size_t i = 0; i < std::min(coverage.gaps.size(), kMostGaps); ++i) {
+    text += (i == 0 ? " " : ", ") + RectText(coverage.gaps[i]);
+  }
+  if (coverage.gaps.size() > kMostGaps) {
+    text += " and " + std::to_string(coverage.gaps.size() - kMostGaps) + " more";
+  }
+  Warn(0, text, findings);
+}
+
+std::string Counted(std::size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+std::size_t ConfigCheck::Count(Finding::Kind kind) const {
+  return static_cast<std::size_t>(
+      std::count_if(findings.begin(), findings.end(),
+                    [kind](const Finding& finding) { return finding.kind == kind; }));
+}
+
+ConfigCheck CheckConfig(const std::string& path, int side) {
+  const YAML::Node root = LoadYaml(path);
+  ConfigCheck check;
+  CheckRootKeys(root, check.findings);
+  check.patches = ReadPatchList(root, check.findings);
+  if (root.IsMap()) CheckPatchKeys(root["patch"], check.findings);
+  CheckPostprocess(root, check.findings);
+  std::vector<cv::Rect> rectangles;
+  for (const ListedPatch& patch : check.patches) {
+    CheckFit(patch, side, check.findings);
+    rectangles.push_back(Clipped(patch));
+  }
+  check.coverage = CoverFrame(rectangles);
+  if (!check.patches.empty()) CheckGaps(check.coverage, check.findings);
+  CheckPairs(check.patches, check.findings);
+  std::stable_sort(check.findings.begin(), check.findings.end(),
+                   [](const Finding& a, const Finding& b) { return a.line < b.line; });
+  return check;
+}
+
+std::string CheckText(const std::string& path, const ConfigCheck& check) {
+  std::string text;
+  for (const Finding& finding : check.findings) {
+    text += path + (finding.line == 0 ? "" : ":" + std::to_string(finding.line)) +
+            (finding.kind == Finding::Kind::kError ? ": error: " : ": warning: ") + finding.text +
+            "\n";
+  }
+  text += path + ": " + Counted(check.Count(Finding::Kind::kError), "error") + ", " +
+          Counted(check.Count(Finding::Kind::kWarning), "warning");
+  if (!check.patches.empty()) {
+    const std::size_t count = check.patches.size();
+    text += "; " + std::to_string(count) + (count == 1 ? " patch covers " : " patches cover ") +
+            Percent(1.0 - check.coverage.gap_share) + " of the frame, " +
+            Percent(check.coverage.repeated_share) + " more than once";
+  }
+  return text + "\n";
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,42 @@
+// What an ONNX file declares, read without the runtime.
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace dirty_seg {
+
+/// An input or output as the file declares it.
+struct DeclaredTensor {
+  std::string name;
+  /// "float32"; also types that the engine does not carry.
+  std::string type;
+  /// One text a dimension: a number, the name of an open dimension, or "?" for one without.
+  std::vector<std::string> shape;
+  /// False where the file tells no rank.
+  bool has_shape = false;
+};
+
+struct OnnxDescription {
+  /// Name and version of the program that wrote the file.
+  std::string producer;
+  std::int64_t ir_version = 0;
+  /// Versions of the operator sets by domain.
+  std::map<std::string, std::int64_t> opsets;
+  std::map<std::string, std::string> metadata;
+  /// Without those that a constant of the file stands for.
+  std::vector<DeclaredTensor> inputs;
+  std::vector<DeclaredTensor> outputs;
+};
+
+/// What is no ONNX file gives as much as could be read, at worst nothing; it is the engine that
+/// refuses it.
+OnnxDescription DescribeOnnxFile(std::istream& file);
+
+/// "float32 [batch, 3, 640, 640]".
+std::string DeclarationText(const DeclaredTensor& declared);
+
+}  // namespace dirty_seg

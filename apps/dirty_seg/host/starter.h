@@ -1,0 +1,53 @@
+// The two files that a new user starts from.
+#pragma once
+
+#include <map>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace dirty_seg {
+
+/// Patches side by side over the 1920 x 1080 frame.
+struct Grid {
+  int columns = 3;
+  int rows = 2;
+
+  int count() const { return columns * rows; }
+};
+
+/// Of "3x2"; nothing for any other text, and for a number outside 1 to 64.
+std::optional<Grid> ParseGrid(const std::string& text);
+
+std::string GridText(const Grid& grid);
+
+/// The patches of a grid, row by row, all of one size: neighbours share at least `overlap` pixels,
+/// and the size is the smallest that fills the network's square whole. Throws SetupError where
+/// there is no such size.
+std::vector<cv::Rect> LayOutGrid(const Grid& grid, int overlap, int side);
+
+/// Grids of at most `slots` patches, at most three: as many patches as can be, those first that
+/// leave the least of the network's input grey.
+std::vector<Grid> GridsThatFit(int slots, int overlap, int side);
+
+/// The configuration file: patches, and every key of `postprocess` with its default and range.
+std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::string& layout);
+
+struct StarterNetworks {
+  std::string model;          // as the host file names it
+  std::string model_comment;  // what it is
+  std::map<std::int32_t, std::string> class_names;
+  int classes = 0;
+  std::string fece_model;  // empty: no classifier
+  std::vector<int> fece_class_ids;
+};
+
+/// Class ids whose names speak of faeces; every id where none does.
+std::vector<int> GuessFeceClasses(const std::map<std::int32_t, std::string>& class_names,
+                                  int classes);
+
+/// The host file, beside a configuration file of that name.
+std::string StarterHost(const StarterNetworks& networks, const std::string& config_name);
+
+}  // namespace dirty_seg

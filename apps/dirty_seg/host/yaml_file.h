@@ -1,0 +1,36 @@
+// YAML files of ours, and what is wrong in them.
+#pragma once
+
+#include <yaml-cpp/yaml.h>
+
+#include <string>
+#include <vector>
+
+namespace dirty_seg {
+
+/// Something in a file that a person should know of.
+struct Finding {
+  enum class Kind { kError, kWarning };
+  Kind kind = Kind::kError;
+  int line = 0;  // counted from 1; 0 for the file as a whole
+  std::string text;
+};
+
+/// "'PATH' line 3: TEXT".
+std::string FindingText(const std::string& path, const Finding& finding);
+
+/// Throws SetupError, naming the file and its line, for a file that cannot be opened or is no YAML.
+YAML::Node LoadYaml(const std::string& path);
+
+/// Line of a node, counted from 1; 0 where it has none.
+int LineOf(const YAML::Node& node);
+
+/// The node as it stands in the file, on one line and in quotes; "empty" for none.
+std::string NodeText(const YAML::Node& node);
+
+/// An error for each key of `mapping` that stands there twice: the first one counts, silently.
+/// `prefix` stands before the key.
+void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
+                      std::vector<Finding>& findings);
+
+}  // namespace dirty_seg

@@ -1,0 +1,46 @@
+// The messages that an ONNX file is made of, read in place.
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <optional>
+#include <string>
+
+namespace nuvik::alg::common {
+
+/// One message, read field by field. What does not add up ends it: the runtime will refuse the
+/// file. `file` outlives the message, and messages within it share its position.
+class OnnxMessage {
+ public:
+  OnnxMessage(std::istream& file, std::uint64_t begin, std::uint64_t end)
+      : file_(file), next_(begin), end_(end) {}
+
+  /// The whole file.
+  static OnnxMessage Whole(std::istream& file);
+
+  /// Goes on to the next field.
+  bool Next();
+
+  /// Number and value of the field in hand.
+  std::uint64_t field() const { return field_; }
+  std::int64_t integer() const { return static_cast<std::int64_t>(value_); }
+  OnnxMessage message() const { return {file_, begin_, begin_ + length_}; }
+  /// At most `most` bytes of it.
+  std::string Text(std::uint64_t most = 1024) const;
+
+ private:
+  std::optional<std::uint64_t> ReadVarint();
+  bool SetVarint();
+  bool SetBytes(std::uint64_t length);
+  bool SetDelimited();
+
+  std::istream& file_;
+  std::uint64_t next_;
+  std::uint64_t end_;
+  std::uint64_t field_ = 0;
+  std::uint64_t value_ = 0;
+  std::uint64_t begin_ = 0;
+  std::uint64_t length_ = 0;
+};
+
+}  // namespace nuvik::alg::common

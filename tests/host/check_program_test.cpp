@@ -1,0 +1,104 @@
+// The built program's `check`.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include "support/paths.h"
+#include "support/pictures.h"
+#include "support/program.h"
+#include "support/temporary_folder.h"
+
+namespace dirty_seg {
+namespace {
+
+using test::CommonNetwork;
+using test::ProgramResult;
+using test::RunProgram;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* kSquare = "patch:\n  enable: true\n  patches:\n    - [0, 0, 640, 640]\n";
+
+class CheckProgram : public testing::Test {
+ protected:
+  test::TemporaryFolder folder_;
+};
+
+TEST_F(CheckProgram, SaysWhatIsWrongOnStandardOutput) {
+  const std::string config = folder_.Write("c.yaml", "patch: {enable: perhaps}\n");
+  const ProgramResult result = RunProgram({"check", config});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.output, StartsWith(config + ":1: error: patch.enable is 'perhaps'"));
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(CheckProgram, PassesOverWarningsUnlessStrict) {
+  const std::string config = folder_.Write("c.yaml", kSquare);
+  const ProgramResult result = RunProgram({"check", config});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, HasSubstr(": warning: 80.2 % of the frame lie in no patch"));
+  EXPECT_EQ(RunProgram({"check", "--strict", config}).status, 1);
+}
+
+TEST_F(CheckProgram, TakesTheSideFromTheNetwork) {
+  const std::string config = folder_.Write("c.yaml", kSquare);
+  const ProgramResult result = RunProgram({"check", config, "--model", CommonNetwork("seg-b2-64")});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, HasSubstr("is shrunk to one pixel of 10.0"));
+}
+
+TEST_F(CheckProgram, HoldsThePatchesAgainstTheBatch) {
+  const std::string config = folder_.Write(
+      "c.yaml", std::string(kSquare) + "    - [0, 0, 640, 640]\n    - [0, 0, 640, 640]\n");
+  const ProgramResult result = RunProgram({"check", config, "--model", CommonNetwork("seg-b2-64")});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("its batch of 2 is too small for the 3 patches"));
+}
+
+TEST_F(CheckProgram, RefusesANetworkThatIsNoSegmentation) {
+  const std::string config = folder_.Write("c.yaml", kSquare);
+  const ProgramResult result =
+      RunProgram({"check", config, "--model", CommonNetwork("boxes-only")});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("no YOLOv8 segmentation network"));
+}
+
+TEST_F(CheckProgram, DrawsPatchesAndGaps) {
+  const std::string config = folder_.Write("c.yaml", kSquare);
+  const cv::Mat frame = test::Plain(test::kFrame, {100, 100, 100});
+  const std::string output = folder_ / "patches.png";
+  const ProgramResult result =
+      RunProgram({"check", config, "--frame", test::WritePicture(folder_ / "f.png", frame),
+                  "--output", output});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  const cv::Mat drawn = cv::imread(output);
+  ASSERT_EQ(drawn.size(), test::kFrame);
+  EXPECT_EQ(drawn.at<cv::Vec3b>(320, 320), cv::Vec3b(100, 100, 100));  // inside the patch
+  EXPECT_EQ(drawn.at<cv::Vec3b>(1000, 1200), cv::Vec3b(40, 40, 40));   // a gap, off its cross
+  EXPECT_NE(drawn.at<cv::Vec3b>(320, 4), cv::Vec3b(100, 100, 100));    // the outline
+}
+
+TEST_F(CheckProgram, NeedsFrameAndOutputTogether) {
+  const ProgramResult result = RunProgram({"check", "c.yaml", "--frame", "f.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("--frame requires --output"));
+}
+
+TEST_F(CheckProgram, NamesAPictureThatCannotBeReadOrWritten) {
+  const std::string config = folder_.Write("c.yaml", kSquare);
+  const std::string text = folder_.Write("text.png", "no picture");
+  ProgramResult result =
+      RunProgram({"check", config, "--frame", text, "--output", folder_ / "p.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors, "dirty_seg: error: '" + text + "': is no picture that can be read\n");
+  const std::string frame =
+      test::WritePicture(folder_ / "f.png", test::Plain(test::kFrame, test::kRedPixel));
+  result = RunProgram({"check", config, "--frame", frame, "--output", folder_ / "p.txt"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, EndsWith("expected a name that ends in .png or .jpg\n"));
+}
+
+}  // namespace
+}  // namespace dirty_seg

@@ -1,0 +1,170 @@
+// The built program from `init` on: what it writes is used without an edit, by every command that
+// takes a host file.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "support/paths.h"
+#include "support/pictures.h"
+#include "support/program.h"
+#include "support/temporary_folder.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::json;
+using test::CommonNetwork;
+using test::ProgramResult;
+using test::ReadFile;
+using test::RunProgram;
+using testing::EndsWith;
+using testing::HasSubstr;
+using Arguments = std::vector<std::string>;
+
+class Start : public testing::Test {
+ protected:
+  Start() {
+    std::filesystem::copy(CommonNetwork("seg-dynamic"), folder_ / "seg.onnx");
+    std::filesystem::copy(CommonNetwork("classifier-224"), folder_ / "fece.onnx");
+  }
+
+  ProgramResult Init(const Arguments& more) {
+    Arguments arguments{"init", folder_ / "seg.onnx", folder_ / "fece.onnx", "--output",
+                        folder_ / "project"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunProgram(arguments);
+  }
+
+  std::string Picture(const cv::Scalar& colour) {
+    return test::WritePicture(folder_ / "frame.png", test::Plain(test::kFrame, colour));
+  }
+
+  std::string ErrorsOf(const Arguments& arguments) {
+    const ProgramResult result = RunProgram(arguments);
+    EXPECT_EQ(result.status, 2);
+    return result.errors;
+  }
+
+  test::TemporaryFolder folder_;
+  const std::string host_ = folder_ / "project/host.yaml";
+  const std::string config_ = folder_ / "project/config.yaml";
+};
+
+// A grid of 2 x 1 on seg-dynamic, which takes any batch: one box of 32 x 16 network pixels in the
+// middle of the left top corner of each patch.
+TEST_F(Start, LeadsFromTwoNetworksToResultsWithoutAnEdit) {
+  const ProgramResult init = Init({"--grid", "2x1", "--overlap", "80"});
+  ASSERT_EQ(init.status, 0) << init.errors;
+  EXPECT_THAT(init.errors, HasSubstr("go on with: dirty_seg detect --host " + host_));
+
+  const ProgramResult check = RunProgram({"check", "--host", host_, "--strict"});
+  EXPECT_EQ(check.status, 0) << check.output << check.errors;
+  EXPECT_THAT(check.output,
+              HasSubstr("0 errors, 0 warnings; 2 patches cover 100.0 % of the frame"));
+
+  const ProgramResult detect =
+      RunProgram({"detect", "--host", host_, Picture(test::kMagentaPixel)});
+  EXPECT_EQ(detect.status, 0) << detect.errors;
+  const json row = json::parse(detect.output);
+  EXPECT_EQ(row["labels"], json::parse("[19, 19]"));
+}
+
+TEST_F(Start, CommandLineComesBeforeTheFile) {
+  ASSERT_EQ(Init({"--grid", "2x1"}).status, 0);
+  const Arguments more{"--fece-class-ids", "1", Picture(test::kMagentaPixel)};
+  const ProgramResult detect = RunProgram({"detect", "--host", host_, more[0], more[1], more[2]});
+  EXPECT_EQ(json::parse(detect.output)["labels"], json::parse("[0, 0]"));
+}
+
+TEST_F(Start, FileMaySpeakToOneCommandAlone) {
+  ASSERT_EQ(Init({"--grid", "2x1"}).status, 0);
+  folder_.Write("project/host.yaml", ReadFile(host_) + "detect:\n  output: found\n" +
+                                         "  fece-class-ids: [1]\ncheck:\n  strict: true\n");
+  const ProgramResult detect =
+      RunProgram({"detect", "--host", host_, Picture(test::kMagentaPixel)});
+  EXPECT_EQ(detect.status, 0) << detect.errors;
+  EXPECT_EQ(detect.output, "");
+  const json row = json::parse(ReadFile(folder_ / "project/found/results.jsonl"));
+  EXPECT_EQ(row["labels"], json::parse("[0, 0]"));
+}
+
+TEST_F(Start, FileWithAnUnknownKeyIsRefusedWithTheNearest) {
+  const std::string host = folder_.Write("h.yaml", "threads: 1\nmodle: seg.onnx\n");
+  EXPECT_EQ(ErrorsOf({"detect", "--host", host, "x.png"}),
+            "dirty_seg: error: '" + host +
+                "' line 2: modle is no option of any command; did you mean 'model'?\n");
+  folder_.Write("h.yaml", "detcet: {threads: 1}\n");
+  EXPECT_THAT(ErrorsOf({"detect", "--host", host, "x.png"}),
+              EndsWith("line 1: detcet is no command; did you mean 'detect'?\n"));
+  folder_.Write("h.yaml", "detect: {treads: 1}\n");
+  EXPECT_THAT(ErrorsOf({"detect", "--host", host, "x.png"}),
+              EndsWith("line 1: treads is no option of 'detect'; did you mean 'threads'?\n"));
+}
+
+TEST_F(Start, FileWithABadValueIsRefusedAsTheOptionWouldBe) {
+  const std::string host = folder_.Write("h.yaml", "threads: 1.5\n");
+  EXPECT_EQ(ErrorsOf({"detect", "--host", host, "x.png"}),
+            "dirty_seg: error: '" + host +
+                "' line 1: --threads: 1.5 is not a whole number from 0 to 1024\n");
+  folder_.Write("h.yaml", "model: [a, b]\n");
+  EXPECT_THAT(ErrorsOf({"detect", "--host", host, "x.png"}),
+              EndsWith("line 1: model has 2 values; expected one\n"));
+  folder_.Write("h.yaml", "strict: perhaps\n");
+  EXPECT_THAT(ErrorsOf({"check", "--host", host}),
+              EndsWith("line 1: strict is 'perhaps'; expected true or false\n"));
+}
+
+TEST_F(Start, FileMayHaveKeysOfOtherCommands) {
+  ASSERT_EQ(Init({"--grid", "2x1"}).status, 0);
+  folder_.Write("project/host.yaml", ReadFile(host_) + "strict: false\ngrid: 2x1\n");
+  EXPECT_EQ(RunProgram({"detect", "--host", host_, Picture(test::kRedPixel)}).status, 0);
+}
+
+TEST_F(Start, MissingFileIsNamed) {
+  EXPECT_EQ(ErrorsOf({"detect", "--host", "none.yaml", "x.png"}),
+            "dirty_seg: error: 'none.yaml': cannot be opened: No such file or directory\n");
+  EXPECT_EQ(RunProgram({"detect", "--host", "none.yaml", "--help"}).status, 0);
+}
+
+TEST_F(Start, RefusesMorePatchesThanTheBatchTakesAndNamesGridsThatFit) {
+  std::filesystem::copy(CommonNetwork("seg-b2-64"), folder_ / "two.onnx");
+  EXPECT_EQ(ErrorsOf({"init", folder_ / "two.onnx", "--output", folder_ / "p"}),
+            "dirty_seg: error: --grid 3x2 has 6 patches, but the batch of '" +
+                folder_ / "two.onnx" + "' takes 2; these fit: 2x1, 1x1, 1x2\n");
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "p"));
+}
+
+TEST_F(Start, RefusesNetworksInTheWrongOrder) {
+  EXPECT_THAT(ErrorsOf({"init", folder_ / "fece.onnx", folder_ / "seg.onnx"}),
+              EndsWith("found 'output' [1, 2]; it can be the classifier\n"));
+}
+
+TEST_F(Start, DoesNotReplaceFilesUnlessTold) {
+  ASSERT_EQ(Init({"--grid", "2x1"}).status, 0);
+  const ProgramResult again = Init({"--grid", "1x1"});
+  EXPECT_EQ(again.status, 2);
+  EXPECT_EQ(again.errors,
+            "dirty_seg: error: '" + host_ + "' is there already; --overwrite replaces it\n");
+  EXPECT_EQ(Init({"--grid", "1x1", "--overwrite"}).status, 0);
+  EXPECT_THAT(ReadFile(config_), HasSubstr("    - [0, 0, 1920, 1080]\n"));
+}
+
+TEST_F(Start, RefusesAGridThatIsNone) {
+  EXPECT_THAT(ErrorsOf({"init", folder_ / "seg.onnx", "--grid", "3by2"}),
+              EndsWith("--grid 3by2: expected columns x rows, each from 1 to 64, as 3x2\n"));
+}
+
+TEST(Env, WritesTextAndJson) {
+  const ProgramResult text = RunProgram({"env", "--threads", "1"}, {"SPDLOG_LEVEL=loud"});
+  EXPECT_EQ(text.status, 0);
+  EXPECT_THAT(text.output, HasSubstr("\n  dirty_seg               " DIRTY_SEG_VERSION "\n"));
+  EXPECT_THAT(text.output, HasSubstr("'loud' is none of trace, debug, info"));
+  const ProgramResult as_json = RunProgram({"env", "--json", "--threads", "1"});
+  EXPECT_EQ(json::parse(as_json.output)["threads"]["network"], 1);
+}
+
+}  // namespace
+}  // namespace dirty_seg

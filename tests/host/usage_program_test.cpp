@@ -1,0 +1,177 @@
+// What the built program says to whoever mistypes, asks for help or presses the tab key.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "support/program.h"
+#include "support/temporary_folder.h"
+
+namespace dirty_seg {
+namespace {
+
+using test::ProgramResult;
+using test::ReadFile;
+using test::RunProgram;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::UnorderedElementsAre;
+using Arguments = std::vector<std::string>;
+using Words = std::vector<std::string>;
+
+Words Lines(const std::string& text) {
+  Words lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// As the program's own help lists them.
+Words Commands() {
+  Words commands;
+  bool is_list = false;
+  for (const std::string& line : Lines(RunProgram({"--help"}).output)) {
+    if (is_list && line.rfind("  ", 0) == 0) {
+      commands.push_back(line.substr(2, line.find(' ', 2) - 2));
+    } else {
+      is_list = line == "Subcommands:";
+    }
+  }
+  return commands;
+}
+
+// ---- Slips --------------------------------------------------------------------------------------
+
+TEST(Usage, NamesTheCommandThatWasMeant) {
+  const ProgramResult result = RunProgram({"detcet", "x.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors,
+            "dirty_seg: error: 'detcet' is no command; did you mean 'detect'?; 'dirty_seg --help' "
+            "shows the usage\n");
+  EXPECT_EQ(RunProgram({"paint"}).errors,
+            "dirty_seg: error: 'paint' is no command; 'dirty_seg --help' shows the usage\n");
+}
+
+TEST(Usage, NamesTheOptionThatWasMeant) {
+  const ProgramResult result = RunProgram({"detect", "--modle", "m", "--config", "c", "x.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors,
+            "dirty_seg: error: The following argument was not expected: --modle; did you mean "
+            "'--model'?; 'dirty_seg detect --help' shows the usage\n");
+  EXPECT_THAT(RunProgram({"check", "--stric=1", "c.yaml"}).errors,
+              HasSubstr("did you mean '--strict'?"));
+  EXPECT_THAT(RunProgram({"--verison"}).errors, HasSubstr("did you mean '--version'?"));
+}
+
+// ---- Help ---------------------------------------------------------------------------------------
+
+TEST(Help, ListsTheCommands) {
+  EXPECT_THAT(Commands(), AllOf(Contains("check"), Contains("completion"), Contains("detect"),
+                                Contains("env"), Contains("init"), Contains("inspect")));
+}
+
+TEST(Help, OfEveryCommandFitsAScreenAndShowsAnExample) {
+  Words commands = Commands();
+  commands.emplace_back("");
+  for (const std::string& command : commands) {
+    const ProgramResult result =
+        command.empty() ? RunProgram({"--help"}) : RunProgram({command, "--help"});
+    EXPECT_EQ(result.status, 0);
+    const Words lines = Lines(result.output);
+    EXPECT_LE(lines.size(), 24U) << result.output;
+    for (const std::string& line : lines) EXPECT_LE(line.size(), 80U) << line;
+    EXPECT_THAT(result.output, HasSubstr("Example:\n")) << command;
+  }
+}
+
+// ---- Completion ---------------------------------------------------------------------------------
+
+class Completion : public testing::Test {
+ protected:
+  Completion() {
+    folder_.MakeFolder("nets");
+    folder_.Write("seg.onnx", "");
+    folder_.Write("two words.yaml", "");
+  }
+
+  bool Has(const std::string& shell) const {
+    return std::system(("command -v " + shell + " >" + folder_ / "which").c_str()) == 0;
+  }
+
+  std::string Script(const std::string& shell) {
+    const ProgramResult result = RunProgram({"completion", shell});
+    EXPECT_EQ(result.status, 0);
+    return folder_.Write("completion." + shell, result.output);
+  }
+
+  // What bash offers for the last of `words`.
+  Words Bash(const Words& words) {
+    std::string array;
+    for (const std::string& word : words) array += " '" + word + "'";
+    const std::string script =
+        "set -u\nsource " + Script("bash") + "\ncd " + folder_.path() + "\nCOMP_WORDS=(" + array +
+        ")\nCOMP_CWORD=" + std::to_string(words.size() - 1) +
+        "\n_dirty_seg\nprintf '%s\\n' \"${COMPREPLY[@]}\" >" + (folder_ / "replies") + "\n";
+    const std::string command = "bash --norc " + folder_.Write("ask.bash", script);
+    EXPECT_EQ(std::system(command.c_str()), 0) << script;
+    Words replies = Lines(ReadFile(folder_ / "replies"));
+    if (replies == Words{""}) replies.clear();
+    return replies;
+  }
+
+  test::TemporaryFolder folder_;
+};
+
+TEST_F(Completion, OfBashKnowsCommandsAndOptions) {
+  if (!Has("bash")) GTEST_SKIP() << "bash is not installed";
+  EXPECT_THAT(Bash({"dirty_seg", "det"}), ElementsAre("detect"));
+  EXPECT_THAT(Bash({"dirty_seg", "--v"}), ElementsAre("--version"));
+  EXPECT_THAT(Bash({"dirty_seg", "detect", "--fece-a"}), ElementsAre("--fece-area-threshold"));
+  EXPECT_THAT(Bash({"dirty_seg", "check", "--"}), Contains("--host"));
+  EXPECT_THAT(Bash({"dirty_seg", "env", "--"}), Not(Contains("--model")));
+}
+
+TEST_F(Completion, OfBashKnowsValues) {
+  if (!Has("bash")) GTEST_SKIP() << "bash is not installed";
+  EXPECT_THAT(Bash({"dirty_seg", "inspect", "--format", ""}),
+              UnorderedElementsAre("text", "json", "cpp", "yaml"));
+  EXPECT_THAT(Bash({"dirty_seg", "completion", "z"}), ElementsAre("zsh"));
+  EXPECT_THAT(Bash({"dirty_seg", "detect", "--model", "se"}), ElementsAre("seg.onnx"));
+  EXPECT_THAT(Bash({"dirty_seg", "check", "two"}), ElementsAre("two words.yaml"));
+  EXPECT_THAT(Bash({"dirty_seg", "detect", "--output", ""}), ElementsAre("nets"));
+  EXPECT_THAT(Bash({"dirty_seg", "detect", "--threads", ""}), IsEmpty());
+}
+
+TEST_F(Completion, OfZshIsReadAndOffersCommandsAndOptions) {
+  if (!Has("zsh")) GTEST_SKIP() << "zsh is not installed (Debian package zsh)";
+  const std::string script = Script("zsh");
+  // A shell in a pseudo terminal, since zsh completes nothing elsewhere.
+  const std::string ask =
+      "zmodload zsh/zpty\n"
+      "zpty shell 'TERM=dumb PS1= zsh -f -i'\n"
+      "zpty -w shell 'autoload -Uz compinit; compinit -u -D; source " +
+      script + "; cd " + folder_.path() +
+      "; LISTMAX=1000; print READY'\n"
+      "until zpty -r shell line && [[ $line == *READY* ]]; do :; done\n"
+      "zpty -w -n shell $'dirty_seg insp\\t--for\\tj\\t\\n'\n"
+      "repeat 40; do zpty -r -t shell line && print -r -- $line; sleep 0.1; done\n"
+      "zpty -d shell\n";
+  const std::string command =
+      "zsh -f " + folder_.Write("ask.zsh", ask) + " >" + (folder_ / "replies") + " 2>&1 </dev/null";
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  EXPECT_THAT(ReadFile(folder_ / "replies"), HasSubstr("dirty_seg inspect --format json"));
+}
+
+TEST(CompletionCommand, RefusesAnotherShell) {
+  const ProgramResult result = RunProgram({"completion", "fish"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("fish is none of bash, zsh"));
+}
+
+}  // namespace
+}  // namespace dirty_seg
