@@ -328,6 +328,20 @@ TEST_F(EngineInference, ABufferOutsideHostMemoryIsWrongMemory) {
   ExpectRefused(kAIWrongMemory);
 }
 
+TEST_F(EngineInference, InputsAreLookedAtBeforeOutputs) {
+  Load("seg-b2-64");
+  inputs_.at("images").data->resize(1);
+  outputs_.erase("output1");
+  ExpectRefused(kAIWrongSize);
+}
+
+TEST_F(EngineInference, MemoryIsLookedAtBeforeTheLength) {
+  Load("seg-b2-64");
+  inputs_.at("images").memory_type = 1;
+  inputs_.at("images").data->resize(1);
+  ExpectRefused(kAIWrongMemory);
+}
+
 TEST_F(EngineInference, RunsAgainAfterARefusal) {
   Load("seg-b2-64");
   AIBuff images = inputs_.at("images");
