@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "commands/bench.h"
 #include "commands/check.h"
 #include "commands/compare.h"
 #include "commands/completion.h"
@@ -80,6 +81,7 @@ int Execute(int argc, char** argv) {
       "  dirty_seg init seg.onnx fece.onnx --grid 3x2 --overlap 80\n"
       "  dirty_seg detect --host host.yaml photographs");
   Action action;
+  Add(app, AddBench, RunBenchCommand, action);
   Add(app, AddCheck, RunCheck, action);
   Add(app, AddCompare, RunCompare, action);
   Add(app, AddCompletion, RunCompletion, action);

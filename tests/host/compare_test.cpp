@@ -56,7 +56,7 @@ TEST_F(Compare, FindsNoDifferenceBetweenTwoRuns) {
             "box distance        mean 0.00, worst 0.00 pixels\n"
             "score difference    mean 0.0000, worst 0.0000\n"
             "mask IoU, label 0   mean 1.0000, worst 1.0000\n"
-            "fece verdicts       0 changed\n");
+            "fece verdicts       0 of 0 changed\n");
 }
 
 TEST_F(Compare, TellsAQuantisedNetworksLossAsJson) {

@@ -50,6 +50,7 @@ TEST(CompareFindings, TellsVerdictsThatChanged) {
   const FrameDifference difference = CompareFindings(MakeFindings(), other);
   EXPECT_EQ(difference.matching.class_changes.size(), 1U);
   ASSERT_EQ(difference.verdict_changes.size(), 1U);
+  EXPECT_EQ(difference.verdicts, 1U);
   EXPECT_EQ(difference.verdict_changes[0].in_a, "confirmed");
   EXPECT_EQ(difference.verdict_changes[0].in_b, "rejected");
 }
@@ -82,14 +83,14 @@ TEST(DifferenceTotals, AddUpFrames) {
             "\"class_changes\":1,\"box_distance\":{\"mean\":0.3333333333333333,\"worst\":1.0},"
             "\"score_difference\":{\"mean\":0.08333333333333333,\"worst\":0.25},"
             "\"mask_iou\":{\"1\":{\"mean\":0.75,\"worst\":0.5},\"2\":{\"mean\":1.0,\"worst\":1.0}},"
-            "\"fece_verdict_changes\":0}");
+            "\"fece_verdicts\":2,\"fece_verdict_changes\":0}");
   EXPECT_EQ(TotalsText(totals),
             "detections          3 matched, 0 only in A, 1 only in B, 1 of another class\n"
             "box distance        mean 0.33, worst 1.00 pixels\n"
             "score difference    mean 0.0833, worst 0.2500\n"
             "mask IoU, label 1   mean 0.7500, worst 0.5000\n"
             "mask IoU, label 2   mean 1.0000, worst 1.0000\n"
-            "fece verdicts       0 changed\n"
+            "fece verdicts       0 of 2 changed\n"
             "frames              1 failed on one side alone\n");
 }
 

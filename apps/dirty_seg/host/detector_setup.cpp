@@ -35,8 +35,12 @@ void TellUnknownClasses(const std::vector<int>& ids,
 
 }  // namespace
 
+void SetThreads(int threads) {
+  cv::setNumThreads(threads == 0 ? -1 : threads);  // below 0: OpenCV's default
+}
+
 DetectorSetup SetUpDetector(const DetectorOptions& options) {
-  cv::setNumThreads(options.threads == 0 ? -1 : options.threads);  // below 0: OpenCV's default
+  SetThreads(options.threads);
   std::vector<cv::Rect> patches = ReadPatches(options.config);
   nuvik::alg::common::Network network =
       ReadSegmentationNetwork(options.model, patches.size(), options.threads);

@@ -29,6 +29,9 @@ struct DetectorSetup {
   Labels labels;
 };
 
+/// Sets OpenCV's threads for the process; 0: all cores.
+void SetThreads(int threads);
+
 /// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns
 /// of candidate classes that the segmentation network does not name. Throws SetupError.
 DetectorSetup SetUpDetector(const DetectorOptions& options);

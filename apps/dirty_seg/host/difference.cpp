@@ -24,13 +24,14 @@ std::map<int, double> CompareMasks(const std::map<int, cv::Mat>& a,
 }
 
 void CompareVerdicts(const Findings& a, const Findings& b, const std::vector<DetectionPair>& pairs,
-                     std::vector<VerdictChange>& changes) {
+                     FrameDifference& difference) {
   for (const DetectionPair& pair : pairs) {
     const auto in_a = a.verdicts.find(pair.a);
     const auto in_b = b.verdicts.find(pair.b);
     if (in_a == a.verdicts.end() || in_b == b.verdicts.end()) continue;
+    ++difference.verdicts;
     if (in_a->second == in_b->second) continue;
-    changes.push_back({pair.a, pair.b, in_a->second, in_b->second});
+    difference.verdict_changes.push_back({pair.a, pair.b, in_a->second, in_b->second});
   }
 }
 
@@ -55,8 +56,8 @@ FrameDifference CompareFindings(const Findings& a, const Findings& b) {
   difference.success_changed = a.success != b.success;
   difference.matching = MatchDetections(a.detections, b.detections);
   difference.mask_ious = CompareMasks(a.masks, b.masks);
-  CompareVerdicts(a, b, difference.matching.matched, difference.verdict_changes);
-  CompareVerdicts(a, b, difference.matching.class_changes, difference.verdict_changes);
+  CompareVerdicts(a, b, difference.matching.matched, difference);
+  CompareVerdicts(a, b, difference.matching.class_changes, difference);
   return difference;
 }
 
@@ -77,6 +78,7 @@ void DifferenceTotals::Add(const FrameDifference& frame) {
   class_changes += frame.matching.class_changes.size();
   only_in_a += frame.matching.only_in_a.size();
   only_in_b += frame.matching.only_in_b.size();
+  verdicts += frame.verdicts;
   verdict_changes += frame.verdict_changes.size();
   for (const DetectionPair& pair : frame.matching.matched) {
     box_distances.push_back(pair.box_distance);
@@ -116,6 +118,7 @@ ordered_json ToJson(const DifferenceTotals& totals) {
   for (const auto& [label, values] : totals.mask_ious) {
     ious[std::to_string(label)] = ToJson(SpreadToLeast(values));
   }
+  json["fece_verdicts"] = totals.verdicts;
   json["fece_verdict_changes"] = totals.verdict_changes;
   return json;
 }
@@ -137,7 +140,8 @@ std::string TotalsText(const DifferenceTotals& totals) {
   for (const auto& [label, ious] : totals.mask_ious) {
     text += Line("mask IoU, label " + std::to_string(label), SpreadText(SpreadToLeast(ious), 4));
   }
-  text += Line("fece verdicts", std::to_string(totals.verdict_changes) + " changed");
+  text += Line("fece verdicts", std::to_string(totals.verdict_changes) + " of " +
+                                    std::to_string(totals.verdicts) + " changed");
   if (totals.success_changes != 0) {
     text += Line("frames", std::to_string(totals.success_changes) + " failed on one side alone");
   }

@@ -38,7 +38,8 @@ struct FrameDifference {
   Matching matching;
   /// By label; a label that one result alone has a mask of shares nothing, 0.
   std::map<int, double> mask_ious;
-  /// Of detections that are the same thing and candidates in both.
+  /// Detections that are the same thing and candidates in both, and those of them that changed.
+  std::size_t verdicts = 0;
   std::vector<VerdictChange> verdict_changes;
 
   /// Detections without a partner of their label.
@@ -65,6 +66,7 @@ struct DifferenceTotals {
   std::size_t class_changes = 0;
   std::size_t only_in_a = 0;
   std::size_t only_in_b = 0;
+  std::size_t verdicts = 0;
   std::size_t verdict_changes = 0;
   /// Of the matched detections: pixels, and score.
   std::vector<double> box_distances;

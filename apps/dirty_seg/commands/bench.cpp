@@ -1,0 +1,90 @@
+#include "commands/bench.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <utility>
+
+#include "commands/options.h"
+#include "host/bench.h"
+#include "host/bench_report.h"
+#include "host/errors.h"
+#include "host/inputs.h"
+#include "host/log_capture.h"
+
+namespace dirty_seg {
+namespace {
+
+void AddSecondSide(CLI::App& command, BenchOptions& options) {
+  command.add_option("--model-b", options.model_b, "Network of the other side, B")
+      ->type_name("SEG.onnx");
+  command.add_option("--config-b", options.config_b, "Configuration of B")
+      ->type_name("CONFIG.yaml");
+  command.add_option("--fece-model-b", options.fece_model_b, "Classifier of B")
+      ->needs(command.get_option("--fece-model"))
+      ->type_name("FECE.onnx");
+  command.add_option("--threads-b", options.threads_b, "Threads of B")
+      ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
+      ->type_name("N");
+}
+
+BenchPlan MakePlan(const BenchOptions& options) {
+  BenchPlan plan{{options.detector}, options.rounds, options.warmup};
+  DetectorOptions b = options.detector;
+  if (!options.model_b.empty()) b.model = options.model_b;
+  if (!options.config_b.empty()) b.config = options.config_b;
+  if (!options.fece_model_b.empty()) b.fece_model = options.fece_model_b;
+  b.threads = options.threads_b.value_or(b.threads);
+  const bool has_b = !options.model_b.empty() || !options.config_b.empty() ||
+                     !options.fece_model_b.empty() || options.threads_b.has_value();
+  if (has_b) plan.sides.push_back(std::move(b));
+  return plan;
+}
+
+void Print(const std::string& text, std::FILE* file) {
+  if (std::fwrite(text.data(), 1, text.size(), file) != text.size() || std::fflush(file) != 0) {
+    throw SetupError("the measurements cannot be written to standard output");
+  }
+}
+
+}  // namespace
+
+CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
+  CLI::App* command = app.add_subcommand("bench", "Measure time and memory, of one side or two");
+  AddDetectorOptions(*command, options.detector);
+  AddSecondSide(*command, options);
+  command->add_option("--rounds", options.rounds, "Measured runs of each frame; 10")
+      ->check(NumberFrom(1, 1000000, "a whole number from 1"))
+      ->type_name("N");
+  command->add_option("--warmup", options.warmup, "Runs before, not measured; 2")
+      ->check(NumberFrom(0, 1000000, "a whole number from 0"))
+      ->type_name("N");
+  command->add_flag("--json", options.json, "Write JSON");
+  command->add_option("INPUT", options.inputs, "Pictures, and folders of pictures")
+      ->required()
+      ->type_name("");
+  command->footer(
+      "Example, what quantising gains and loses:\n"
+      "  dirty_seg bench --model seg.onnx --model-b seg-int8.onnx --config c.yaml photos\n"
+      "Exit status: 0 all done, 1 some inputs failed, 2 bad usage, network, configuration");
+  return command;
+}
+
+int RunBenchCommand(const BenchOptions& options) {
+  const BenchPlan plan = MakePlan(options);
+  const std::vector<Input> inputs = ExpandInputs(options.inputs);
+  // Before the networks are loaded here: their threads would not be in another process.
+  const auto peaks = MeasurePeakMemory(plan, inputs);
+  LogCapture log(false);
+  BenchResult result = RunBench(plan, inputs, log);
+  for (std::size_t i = 0; i < peaks.size(); ++i) result.sides[i].peak_memory = peaks[i];
+  if (result.frames > 0) {
+    Print(options.json ? BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result)
+                                 .dump(2, ' ', false, nlohmann::json::error_handler_t::replace) +
+                             "\n"
+                       : BenchText(plan, result),
+          log.standard_output());
+  }
+  return result.failed == 0 ? kAllDone : kSomeInputFailed;
+}
+
+}  // namespace dirty_seg

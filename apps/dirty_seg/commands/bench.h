@@ -1,0 +1,32 @@
+// The command `bench`: how long frames take, and what another network or configuration changes.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/detector_setup.h"
+
+namespace dirty_seg {
+
+struct BenchOptions {
+  DetectorOptions detector;
+  // The second side, where it differs from the first; empty ones are the first's.
+  std::string model_b;
+  std::string config_b;
+  std::string fece_model_b;
+  std::optional<int> threads_b;
+  int rounds = 10;
+  int warmup = 2;
+  bool json = false;
+  std::vector<std::string> inputs;
+};
+
+/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
+CLI::App* AddBench(CLI::App& app, BenchOptions& options);
+
+/// Returns the exit status. Throws SetupError when the run cannot start.
+int RunBenchCommand(const BenchOptions& options);
+
+}  // namespace dirty_seg

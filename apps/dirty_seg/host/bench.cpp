@@ -1,0 +1,158 @@
+#include "host/bench.h"
+
+#include <algorithm>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/frame_record.h"
+#include "host/messages.h"
+#include "host/peak_memory.h"
+
+namespace dirty_seg {
+namespace {
+
+// Runs of the process that measures memory: the second takes buffers up again, a third shows that
+// nothing more is taken.
+constexpr int kMemoryRuns = 3;
+
+cv::Mat ReadInput(const Input& input) {
+  if (!input.failure.empty()) throw InputError(input.failure);
+  return ReadPicture(input.path);
+}
+
+std::shared_ptr<cv::Mat> ReadFirst(const std::vector<Input>& inputs) {
+  for (const Input& input : inputs) {
+    try {
+      return std::make_shared<cv::Mat>(ReadInput(input));
+    } catch (const InputError&) {
+      continue;  // told when the frames are measured
+    }
+  }
+  throw InputError("there is no picture to measure with");
+}
+
+class Runner {
+ public:
+  Runner(const DetectorOptions& options, LogCapture& log)
+      : threads_(options.threads), detector_(SetUpDetector(options).config, log) {}
+
+  FrameOutcome Run(const std::shared_ptr<cv::Mat>& picture) {
+    SetThreads(threads_);  // the other side may have others
+    FrameOutcome outcome = detector_.Detect(picture);
+    if (!outcome.result.success) throw InputError(outcome.result.message);
+    return outcome;
+  }
+
+ private:
+  int threads_;
+  FrameDetector detector_;
+};
+
+void AddTime(const char* stage, std::optional<double> milliseconds, BenchSide& side) {
+  if (milliseconds) side.times[stage].push_back(*milliseconds);
+}
+
+void AddTimes(const FrameOutcome& outcome, BenchSide& side) {
+  AddTime("preprocess", PreprocessTime(outcome), side);
+  AddTime("inference", outcome.stages.inference, side);
+  AddTime("postprocess", outcome.stages.postprocess, side);
+  AddTime("convert", outcome.stages.convert, side);
+  AddTime("total", outcome.total_ms, side);
+}
+
+class Bench {
+ public:
+  Bench(const BenchPlan& plan, LogCapture& log) : plan_(plan) {
+    for (const DetectorOptions& options : plan.sides) {
+      runners_.push_back(std::make_unique<Runner>(options, log));
+      result_.sides.push_back({options, {}, std::nullopt});
+    }
+  }
+
+  void Measure(const Input& input) {
+    try {
+      MeasurePicture(std::make_shared<cv::Mat>(ReadInput(input)));
+      ++result_.frames;
+      if (runners_.size() > 1) result_.differences.Add(difference_);
+    } catch (const InputError& error) {
+      TellError("'" + input.path + "': " + error.what());
+      ++result_.failed;
+    }
+  }
+
+  BenchResult Take() { return std::move(result_); }
+
+ private:
+  void MeasurePicture(const std::shared_ptr<cv::Mat>& picture) {
+    for (; warmed_up_ < plan_.warmup; ++warmed_up_) {
+      for (const auto& runner : runners_) runner->Run(picture);
+    }
+    CompareOn(picture);
+    // Kept apart until the frame has gone through: one that fails leaves no times.
+    std::vector<std::vector<FrameOutcome>> outcomes(runners_.size());
+    for (int round = 0; round < plan_.rounds; ++round) {
+      const bool in_order = turn_++ % 2 == 0;
+      for (std::size_t i = 0; i < runners_.size(); ++i) {
+        const std::size_t side = in_order ? i : runners_.size() - 1 - i;
+        outcomes[side].push_back(runners_[side]->Run(picture));
+        // Masks that were kept would make the next run ask the system for memory.
+        outcomes[side].back().result = {};
+      }
+    }
+    for (std::size_t side = 0; side < outcomes.size(); ++side) {
+      for (const FrameOutcome& outcome : outcomes[side]) AddTimes(outcome, result_.sides[side]);
+    }
+  }
+
+  // Without measuring, since both results have to be there at once.
+  void CompareOn(const std::shared_ptr<cv::Mat>& picture) {
+    if (runners_.size() < 2) return;
+    const FrameOutcome a = runners_[0]->Run(picture);
+    const FrameOutcome b = runners_[1]->Run(picture);
+    difference_ = CompareFindings(FindingsOf(a), FindingsOf(b));
+  }
+
+  const BenchPlan& plan_;
+  std::vector<std::unique_ptr<Runner>> runners_;
+  int warmed_up_ = 0;
+  std::size_t turn_ = 0;
+  FrameDifference difference_;  // of the frame in hand
+  BenchResult result_;
+};
+
+}  // namespace
+
+std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan,
+                                                           const std::vector<Input>& inputs) {
+  std::vector<std::optional<std::int64_t>> peaks;
+  for (const DetectorOptions& options : plan.sides) {
+    peaks.push_back(PeakMemoryOf([&] {
+      const std::shared_ptr<cv::Mat> picture = ReadFirst(inputs);
+      LogCapture log(false);
+      Runner runner(options, log);
+      for (int i = 0; i < kMemoryRuns; ++i) runner.Run(picture);
+    }));
+  }
+  return peaks;
+}
+
+BenchResult RunBench(const BenchPlan& plan, const std::vector<Input>& inputs, LogCapture& log) {
+  Bench bench(plan, log);
+  for (const Input& input : inputs) bench.Measure(input);
+  return bench.Take();
+}
+
+Findings FindingsOf(const FrameOutcome& outcome) {
+  const DirtyStatusResultData& result = outcome.result;
+  Findings findings{result.success, {}, result.label_masks, {}};
+  for (std::size_t i = 0; i < result.bboxes.size(); ++i) {
+    Detection detection{{}, result.scores[i], result.labels[i]};
+    std::copy_n(result.bboxes[i].begin(), detection.box.size(), detection.box.begin());
+    findings.detections.push_back(detection);
+  }
+  return findings;
+}
+
+}  // namespace dirty_seg

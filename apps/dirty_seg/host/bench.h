@@ -1,0 +1,61 @@
+// Runs one or two configurations of the detector over the same frames, in turns.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/detector_setup.h"
+#include "host/difference.h"
+#include "host/frame_detector.h"
+#include "host/inputs.h"
+#include "host/log_capture.h"
+
+namespace dirty_seg {
+
+inline constexpr std::array<const char*, 5> kBenchStages{"preprocess", "inference", "postprocess",
+                                                         "convert", "total"};
+
+/// What was measured of one side.
+struct BenchSide {
+  DetectorOptions options;
+  /// Milliseconds of every measured run, by stage; a stage is missing that the log does not tell.
+  std::map<std::string, std::vector<double>> times;
+  /// Of a process that does this side alone, in bytes; nothing where it could not be measured.
+  std::optional<std::int64_t> peak_memory;
+};
+
+struct BenchPlan {
+  std::vector<DetectorOptions> sides;  // one or two
+  int rounds = 10;
+  /// Runs of each side on the first frame that are not measured.
+  int warmup = 2;
+};
+
+struct BenchResult {
+  std::vector<BenchSide> sides;
+  std::size_t frames = 0;
+  std::size_t failed = 0;
+  /// Of two sides: the second's results from the first's, each frame once.
+  DifferenceTotals differences;
+};
+
+/// Measures the peak memory of each side on the first picture that can be read, in a process of its
+/// own: call it before anything has started a thread.
+std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan,
+                                                           const std::vector<Input>& inputs);
+
+/// Reads each picture once and runs every side on it `rounds` times; of two sides, A goes first in
+/// one round and B in the next, after one run of each that is compared and not measured. A picture
+/// that cannot be read, or that a side fails on, is told on standard error and counts as failed.
+/// Throws SetupError when a side cannot be set up.
+BenchResult RunBench(const BenchPlan& plan, const std::vector<Input>& inputs, LogCapture& log);
+
+/// What is compared of one frame's outcome. The masks are shared.
+Findings FindingsOf(const FrameOutcome& outcome);
+
+}  // namespace dirty_seg
