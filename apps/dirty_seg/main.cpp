@@ -13,6 +13,7 @@
 #include "commands/detect.h"
 #include "commands/dump.h"
 #include "commands/env.h"
+#include "commands/help_formatter.h"
 #include "commands/host_option.h"
 #include "commands/init.h"
 #include "commands/inspect.h"
@@ -73,6 +74,7 @@ std::string Complaint(CLI::App& app, const CLI::ParseError& error) {
 
 int Execute(int argc, char** argv) {
   CLI::App app("Finds dirty regions in pictures", "dirty_seg");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", "dirty_seg " DIRTY_SEG_VERSION, "Show the version");
   app.get_help_ptr()->description("Show this");
   app.require_subcommand(1);

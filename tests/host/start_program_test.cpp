@@ -133,7 +133,7 @@ TEST_F(Start, RefusesMorePatchesThanTheBatchTakesAndNamesGridsThatFit) {
   std::filesystem::copy(CommonNetwork("seg-b2-64"), folder_ / "two.onnx");
   EXPECT_EQ(ErrorsOf({"init", folder_ / "two.onnx", "--output", folder_ / "p"}),
             "dirty_seg: error: --grid 3x2 has 6 patches, but the batch of '" +
-                folder_ / "two.onnx" + "' takes 2; these fit: 2x1, 1x1, 1x2\n");
+                folder_ / "two.onnx" + "' takes 2; these fit: 2x1, 1x2, 1x1\n");
   EXPECT_FALSE(std::filesystem::exists(folder_ / "p"));
 }
 

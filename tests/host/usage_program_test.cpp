@@ -156,7 +156,7 @@ TEST_F(Completion, OfZshIsReadAndOffersCommandsAndOptions) {
       "zpty shell 'TERM=dumb PS1= zsh -f -i'\n"
       "zpty -w shell 'autoload -Uz compinit; compinit -u -D; source " +
       script + "; cd " + folder_.path() +
-      "; LISTMAX=1000; print READY'\n"
+      "; dirty_seg() { print -r -- GOT $*; }; print READY'\n"
       "until zpty -r shell line && [[ $line == *READY* ]]; do :; done\n"
       "zpty -w -n shell $'dirty_seg insp\\t--for\\tj\\t\\n'\n"
       "repeat 40; do zpty -r -t shell line && print -r -- $line; sleep 0.1; done\n"
@@ -164,7 +164,7 @@ TEST_F(Completion, OfZshIsReadAndOffersCommandsAndOptions) {
   const std::string command =
       "zsh -f " + folder_.Write("ask.zsh", ask) + " >" + (folder_ / "replies") + " 2>&1 </dev/null";
   EXPECT_EQ(std::system(command.c_str()), 0);
-  EXPECT_THAT(ReadFile(folder_ / "replies"), HasSubstr("dirty_seg inspect --format json"));
+  EXPECT_THAT(ReadFile(folder_ / "replies"), HasSubstr("GOT inspect --format json"));
 }
 
 TEST(CompletionCommand, RefusesAnotherShell) {

@@ -60,7 +60,7 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
   command->add_flag("--strict", options.strict, "Warnings make the exit status 1");
   command->footer(
       "Example:\n"
-      "  dirty_seg check config.yaml --model seg.onnx --frame a.png --output patches.png\n"
+      "  dirty_seg check config.yaml --frame floor.jpg --output patches.jpg\n"
       "Exit status:\n"
       "  0 fine, 1 with --strict: there are warnings, 2 there are errors");
   return command;

@@ -57,10 +57,12 @@ void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkRepor
                    std::to_string(batch) + fitting);
 }
 
-// As seen from the folder that the files go to.
+// As seen from the folder that the files go to; whole where the two share nothing but the root.
 std::string SeenFrom(const std::string& folder, const std::string& path) {
-  return fs::absolute(path).lexically_normal().lexically_proximate(
-      fs::absolute(folder).lexically_normal());
+  const fs::path whole = fs::absolute(path).lexically_normal();
+  const fs::path from = fs::absolute(folder).lexically_normal();
+  const bool is_far = *++whole.begin() != *++from.begin();
+  return is_far ? whole : whole.lexically_proximate(from);
 }
 
 StarterNetworks Describe(const InitOptions& options, const NetworkReport& report) {

@@ -95,9 +95,9 @@ void CheckPostprocess(const YAML::Node& root, Findings& findings) {
     }
     Fail(problem.mark.is_null() ? 0 : problem.mark.line + 1, text, findings);
   }
-  if (root.IsMap() && root["postprocess"].IsMap()) {
-    FindRepeatedKeys(root["postprocess"], prefix, findings);
-  }
+  if (!root.IsMap()) return;
+  const YAML::Node mapping = root["postprocess"];
+  if (mapping.IsDefined() && mapping.IsMap()) FindRepeatedKeys(mapping, prefix, findings);
 }
 
 // ---- Patches ------------------------------------------------------------------------------------

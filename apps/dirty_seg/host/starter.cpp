@@ -41,8 +41,10 @@ int CellOrigin(int length, int cell, int count, int i) {
 cv::Size PatchSize(const Grid& grid, int overlap, int side) {
   const cv::Size least(CellLength(kFrame.width, grid.columns, overlap),
                        CellLength(kFrame.height, grid.rows, overlap));
-  if (least.width > kFrame.width || least.height > kFrame.height) return {};
-  return SmallestWholeSize(least, side, kFrame);
+  // Neighbours that both take the whole frame would be one and the same.
+  const cv::Size most(kFrame.width - (grid.columns > 1 ? 1 : 0),
+                      kFrame.height - (grid.rows > 1 ? 1 : 0));
+  return SmallestWholeSize(least, side, most);
 }
 
 std::string Lower(std::string text) {
@@ -70,9 +72,14 @@ std::string NumberText(float value) {
   return text.str();
 }
 
+// A list of at most twenty a line.
 std::string Ids(const std::vector<int>& ids) {
+  constexpr std::size_t kInLine = 20;
   std::string text;
-  for (const int id : ids) text += (text.empty() ? "" : ", ") + std::to_string(id);
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    if (i > 0) text += i % kInLine == 0 ? ",\n  " : ", ";
+    text += std::to_string(ids[i]);
+  }
   return "[" + text + "]";
 }
 
@@ -172,7 +179,8 @@ std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::strin
       "defaults.\n";
   text += "postprocess:\n";
   for (const auto& key : nuvik::model::PostprocessKeys()) {
-    text += Line("  " + key.name + ": " + key.fallback, key.expected + ": " + key.meaning);
+    text += "  # " + key.expected + "; " + key.meaning + "\n";
+    text += "  " + key.name + ": " + key.fallback + "\n";
   }
   return text;
 }
@@ -207,12 +215,13 @@ std::string StarterHost(const StarterNetworks& networks, const std::string& conf
   text += Line("config: " + QuotedScalar(config_name), "patches and thresholds");
   text += ClassComment(networks.class_names);
   text += "\n";
-  const std::string off = networks.fece_model.empty() ? "# " : "";
-  text +=
-      Line(off + "fece-model: " + (off.empty() ? QuotedScalar(networks.fece_model) : "fece.onnx"),
-           "classifier that confirms faeces");
-  text += Line(off + "fece-class-ids: " + (off.empty() ? Ids(networks.fece_class_ids) : "[0]"),
-               "classes whose detections it looks at");
+  text += "# The classifier that confirms faeces, and the classes whose detections it looks at.\n";
+  if (networks.fece_model.empty()) {
+    text += "# fece-model: fece.onnx\n# fece-class-ids: [0]\n";
+  } else {
+    text += "fece-model: " + QuotedScalar(networks.fece_model) + "\n";
+    text += "fece-class-ids: " + Ids(networks.fece_class_ids) + "\n";
+  }
   text += Line("# fece-score-threshold: " + NumberText(defaults.fece_score_threshold),
                "0 to 1: it confirms above this probability");
   text += Line("# fece-area-threshold: " + NumberText(defaults.fece_area_threshold),
