@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Installs what the project needs on Debian 12, and only what is missing: Debian packages,
-# ONNX Runtime under third_party/onnxruntime, and for cross builds a sysroot under build. Root is
-# needed for Debian packages alone. With nothing to do it needs neither root nor network.
+# ONNX Runtime and the report's libraries under third_party, and for cross builds a sysroot under
+# build. Root is needed for Debian packages alone. With nothing to do it needs neither root nor
+# network.
 set -euo pipefail
 
 REPO="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 readonly ORT_DIR="${REPO}/third_party/onnxruntime"
-# A copy of the lock file, written last: what stands beside it is complete and of that lock file.
-readonly ORT_STAMP="${ORT_DIR}/node_modules/installed-lock.json"
+readonly WEB_DIR="${REPO}/third_party/web"
 
 # libopencv-dev: OpenCV's CMake package is in none of the smaller -dev packages.
 readonly LIBRARY_PACKAGES=(
@@ -17,10 +17,10 @@ readonly LIBRARY_PACKAGES=(
 readonly TEST_LIBRARY_PACKAGES=(libgtest-dev libgmock-dev)
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config "${LIBRARY_PACKAGES[@]}")
 readonly DEVELOPER_PACKAGES=(
-  abigail-tools binutils clang git clang-format clang-tidy gcovr libclang-rt-14-dev lld make systemd
-  valgrind xz-utils zsh
+  abigail-tools binutils chromium chromium-driver clang git clang-format clang-tidy gcovr
+  libclang-rt-14-dev lld make systemd valgrind xz-utils zsh
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
-  python3-numpy python3-onnx python3-opencv
+  python3-numpy python3-onnx python3-opencv python3-selenium
 )
 # To make Debian packages and try them.
 readonly PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap)
@@ -104,7 +104,9 @@ install_packages() {
       "Check the network and /etc/apt/sources.list*, then run this again, or by hand: ${by_hand}"
 }
 
-ort_is_fetched() { cmp -s "${ORT_DIR}/package-lock.json" "${ORT_STAMP}"; }
+# The stamp is a copy of the lock file, written last: what stands beside it is complete and of that
+# lock file.
+is_fetched() { cmp -s "$1/package-lock.json" "$1/node_modules/installed-lock.json"; }
 
 # Removes what is for other systems, over half a gigabyte. FindONNXRuntime.cmake uses what stays.
 prune_ort() {
@@ -115,17 +117,21 @@ prune_ort() {
   find "${modules}/com.github.asus4.onnxruntime/Plugins" -type d -empty -delete
 }
 
-fetch_ort() {
+keep_all() { :; }
+
+# fetch DIR WHAT PRUNE: what the lock file in DIR names, less what PRUNE removes.
+fetch() {
+  local dir="$1" what="$2" prune="$3"
   # Two of these at once (builds side by side) take turns; the second finds it done.
-  exec {lock}<"${ORT_DIR}/package-lock.json"
+  exec {lock}<"${dir}/package-lock.json"
   flock "${lock}"
-  if ! ort_is_fetched; then
-    say "fetching ONNX Runtime into third_party/onnxruntime (about 260 MB)"
-    run_quietly env -C "${ORT_DIR}" npm ci --ignore-scripts --no-progress ||
-      fail "'npm ci' in third_party/onnxruntime failed; its last lines stand above." \
+  if ! is_fetched "${dir}"; then
+    say "fetching ${what} into ${dir#"${REPO}/"}"
+    run_quietly env -C "${dir}" npm ci --ignore-scripts --no-progress ||
+      fail "'npm ci' in ${dir#"${REPO}/"} failed; its last lines stand above." \
         "Check the network and npm's settings ('npm config list'), then run this again."
-    prune_ort
-    cp "${ORT_DIR}/package-lock.json" "${ORT_STAMP}"
+    "${prune}"
+    cp "${dir}/package-lock.json" "${dir}/node_modules/installed-lock.json"
   fi
   exec {lock}<&-
 }
@@ -199,9 +205,12 @@ main() {
     fail "this is no Debian system." "Install the equivalents of: ${packages[*]}"
   fi
 
-  if ! ort_is_fetched && ! command -v npm >/dev/null; then packages+=(npm); fi
+  if ! { is_fetched "${ORT_DIR}" && is_fetched "${WEB_DIR}"; } && ! command -v npm >/dev/null; then
+    packages+=(npm)
+  fi
   install_packages "${packages[@]}"
-  ort_is_fetched || fetch_ort
+  is_fetched "${ORT_DIR}" || fetch "${ORT_DIR}" "ONNX Runtime (about 260 MB)" prune_ort
+  is_fetched "${WEB_DIR}" || fetch "${WEB_DIR}" "the report's libraries (4 MB)" keep_all
   [[ ${arm64} == no ]] || arm64_sysroot_is_made || make_arm64_sysroot
 }
 

@@ -17,6 +17,7 @@
 #include "commands/host_option.h"
 #include "commands/init.h"
 #include "commands/inspect.h"
+#include "commands/report.h"
 #include "commands/value_kind.h"
 #include "host/errors.h"
 #include "host/messages.h"
@@ -92,6 +93,7 @@ int Execute(int argc, char** argv) {
   Add(app, AddEnv, RunEnv, action);
   Add(app, AddInit, RunInit, action);
   Add(app, AddInspect, RunInspect, action);
+  Add(app, AddReport, RunReport, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -69,9 +69,9 @@ def copy_tree() -> None:
         if target.is_file() and str(target.relative_to(TREE)) not in wanted:
             if "node_modules" not in target.parts:
                 target.unlink()
-    modules = TREE / "third_party/onnxruntime/node_modules"
-    if not modules.is_symlink():
-        modules.symlink_to(REPOSITORY / "third_party/onnxruntime/node_modules")
+    for modules in ("third_party/onnxruntime/node_modules", "third_party/web/node_modules"):
+        if not (TREE / modules).is_symlink():
+            (TREE / modules).symlink_to(REPOSITORY / modules)
 
 
 def build(targets: list[str]) -> bool:

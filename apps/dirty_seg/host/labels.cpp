@@ -6,7 +6,7 @@ namespace dirty_seg {
 
 Labels::Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier)
     : names_(std::move(class_names)), has_classifier_(has_classifier) {
-  if (has_classifier_) names_[kFaecesLabel] = "faeces";
+  if (has_classifier_) names_[kFaecesLabel] = kFaecesName;
 }
 
 const std::string* Labels::FindName(int label) const {

@@ -9,6 +9,7 @@ namespace dirty_seg {
 
 /// The label that the detector gives to what its classifier confirmed.
 inline constexpr int kFaecesLabel = 19;
+inline constexpr const char* kFaecesName = "faeces";
 
 class Labels {
  public:

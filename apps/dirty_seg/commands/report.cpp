@@ -1,0 +1,76 @@
+#include "commands/report.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "commands/options.h"
+#include "host/errors.h"
+#include "host/messages.h"
+#include "host/results_reader.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string SizeText(std::size_t bytes) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.1f MB", static_cast<double>(bytes) / 1e6);
+  return text.data();
+}
+
+}  // namespace
+
+CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
+  CLI::App* command = app.add_subcommand("report", "Show results as one HTML page");
+  command
+      ->add_option("--output", options.output,
+                   "The page; report.html beside the results,\nwhen this is not given")
+      ->type_name("PAGE.html");
+  command->add_flag("--overwrite", options.overwrite, "Replace the page if it is there");
+  command->add_option("--title", options.page.title, "Heading of the page")->type_name("TEXT");
+  command
+      ->add_option("--max-width", options.page.max_width,
+                   "Wider pictures are made smaller; 1600 pixels")
+      ->check(NumberFrom(64, 16384, "a number of pixels from 64 to 16384"))
+      ->type_name("PIXELS");
+  command
+      ->add_option("--max-frames", options.page.max_frames,
+                   "Frames with a picture in the page, about 0.3 MB\neach; 200, evenly spread")
+      ->check(NumberFrom(0, 100000, "a whole number from 0 to 100000"))
+      ->type_name("N");
+  command
+      ->add_option("RESULTS", options.results, "Folder of detect's results, or its results.jsonl")
+      ->required()
+      ->type_name("");
+  command->footer(
+      "Example:\n"
+      "  dirty_seg report runs/detect --title 'Kitchen, Monday'\n"
+      "The page carries all it needs; pictures are read from where detect read them.\n"
+      "Exit status:\n"
+      "  0 the page is written, 2 bad usage or results");
+  return command;
+}
+
+int RunReport(const ReportCommandOptions& options) {
+  const Results results = ReadResults(options.results);
+  const std::string path =
+      options.output.empty() ? (fs::path(results.folder) / "report.html").string() : options.output;
+  std::error_code error;
+  if (!options.overwrite && fs::exists(path, error)) {
+    throw SetupError("'" + path + "' is there already; --overwrite replaces it, --output names " +
+                     "another place");
+  }
+  ReportOptions page = options.page;
+  page.version = DIRTY_SEG_VERSION;
+  const ReportOutcome outcome = WriteReport(results, page, path);
+  Tell(std::to_string(outcome.frames) + " frames, " + std::to_string(outcome.pictures) +
+       " with their picture; page of " + SizeText(outcome.bytes) + " in '" + path + "'");
+  return kAllDone;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,24 @@
+// The command `report`: results in, one HTML page out.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string>
+
+#include "host/report.h"
+
+namespace dirty_seg {
+
+struct ReportCommandOptions {
+  std::string results;
+  std::string output;  // empty: report.html in the results' folder
+  bool overwrite = false;
+  ReportOptions page;
+};
+
+/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
+CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options);
+
+/// Returns the exit status. Throws SetupError when results cannot be read or the page not written.
+int RunReport(const ReportCommandOptions& options);
+
+}  // namespace dirty_seg

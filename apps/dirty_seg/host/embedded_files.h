@@ -1,0 +1,11 @@
+// Files that the build put into the program: the report's page and what it carries.
+#pragma once
+
+#include <string_view>
+
+namespace dirty_seg {
+
+/// The file's bytes. Throws std::out_of_range for a name that the build does not know.
+std::string_view EmbeddedFile(std::string_view name);
+
+}  // namespace dirty_seg

@@ -1,0 +1,29 @@
+// Results as one HTML page that needs nothing else.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "host/results_reader.h"
+
+namespace dirty_seg {
+
+struct ReportOptions {
+  std::string title;  // empty: made of the folder's name
+  int max_width = 1600;
+  std::size_t max_frames = 200;
+  std::string version;  // of the program
+};
+
+struct ReportOutcome {
+  std::size_t frames = 0;
+  std::size_t pictures = 0;
+  std::size_t bytes = 0;
+};
+
+/// Writes the page of `results` to the file `path`, which is replaced when the page is complete.
+/// Throws SetupError with the cause.
+ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
+                          const std::string& path);
+
+}  // namespace dirty_seg

@@ -1,0 +1,315 @@
+#include "host/report_data.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <utility>
+
+#include "geometry/letterbox.h"
+#include "host/errors.h"
+#include "host/labels.h"
+#include "host/overlay.h"
+#include "host/percentiles.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::ordered_json;
+
+// Stages in the order of a frame's way. Others that a line tells come behind, by name.
+constexpr std::array<const char*, 7> kStages{"read",    "preprocess", "inference", "postprocess",
+                                             "convert", "total",      "write"};
+
+// Numbers of the page are read by people: digits beyond these only make it larger.
+double Rounded(double value, double steps) { return std::round(value * steps) / steps; }
+
+std::string Count(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string ColourText(const cv::Scalar& bgr) {
+  std::array<char, 8> text{};
+  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", static_cast<unsigned>(bgr[2]) & 0xffU,
+                static_cast<unsigned>(bgr[1]) & 0xffU, static_cast<unsigned>(bgr[0]) & 0xffU);
+  return text.data();
+}
+
+template <typename T>
+void Take(const ordered_json& json, const char* key, T& value) {
+  const auto entry = json.find(key);
+  if (entry != json.end() && !entry->is_null()) value = entry->get<T>();
+}
+
+const char* OriginText(PictureOrigin origin) {
+  return origin == PictureOrigin::kSource ? "source" : "overlay";
+}
+
+ordered_json CandidatesToJson(const std::vector<StoredCandidate>& candidates) {
+  ordered_json json = ordered_json::array();
+  for (const StoredCandidate& candidate : candidates) {
+    ordered_json& entry = json.emplace_back();
+    entry["detection"] = candidate.detection;
+    entry["verdict"] = candidate.verdict;
+    if (candidate.score) entry["score"] = Rounded(*candidate.score, 1e4);
+  }
+  return json;
+}
+
+void AddDetections(const std::vector<Detection>& detections, ordered_json& json) {
+  ordered_json boxes = ordered_json::array();
+  ordered_json scores = ordered_json::array();
+  ordered_json labels = ordered_json::array();
+  for (const Detection& detection : detections) {
+    ordered_json& box = boxes.emplace_back();
+    for (const float edge : detection.box) box.push_back(Rounded(static_cast<double>(edge), 10.0));
+    scores.push_back(Rounded(static_cast<double>(detection.score), 1e4));
+    labels.push_back(detection.label);
+  }
+  json["boxes"] = std::move(boxes);
+  json["scores"] = std::move(scores);
+  json["labels"] = std::move(labels);
+}
+
+ordered_json TimesToJson(const StoredFrame& frame, const std::vector<std::string>& stages) {
+  ordered_json json = ordered_json::array();
+  for (const std::string& stage : stages) {
+    const auto time = frame.timing_ms.find(stage);
+    if (time == frame.timing_ms.end()) {
+      json.push_back(nullptr);
+    } else {
+      json.push_back(time->second);
+    }
+  }
+  return json;
+}
+
+void AddNote(const std::string& text, bool is_warning, ordered_json& notes) {
+  notes.push_back({{"text", text}, {"is_warning", is_warning}});
+}
+
+}  // namespace
+
+std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
+  const std::string path = (fs::path(folder) / "summary.json").string();
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open()) return std::nullopt;
+  try {
+    const ordered_json json = ordered_json::parse(file);
+    RunFacts facts;
+    Take(json, "interrupted", facts.interrupted);
+    Take(json, "inputs", facts.inputs);
+    Take(json, "failed", facts.failed_inputs);
+    Take(json, "program", facts.program);
+    Take(json, "model", facts.model);
+    Take(json, "config", facts.config);
+    Take(json, "fece_model", facts.fece_model);
+    return facts;
+  } catch (const ordered_json::exception& error) {
+    throw SetupError("'" + path + "' is no summary that 'dirty_seg detect' wrote: " + error.what());
+  }
+}
+
+std::vector<std::size_t> ChooseFrames(const std::vector<StoredFrame>& frames, std::size_t most) {
+  std::vector<std::size_t> whole;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    if (frames[i].success) whole.push_back(i);
+  }
+  if (whole.size() <= most) return whole;
+  std::vector<std::size_t> chosen(most);
+  for (std::size_t i = 0; i < most; ++i) chosen[i] = whole[i * whole.size() / most];
+  return chosen;
+}
+
+ReportData::ReportData(const Results& results, std::optional<RunFacts> facts)
+    : results_(results), facts_(std::move(facts)) {}
+
+void ReportData::SetPicture(std::size_t index, const FramePicture& picture) {
+  pictures_[index] = {picture.origin, picture.pixels.size()};
+}
+
+ordered_json ReportData::ToJson(std::size_t max_frames) const {
+  const std::vector<std::string> stages = Stages();
+  ordered_json json;
+  json["facts"] = FactsToJson();
+  json["notes"] = NotesToJson(max_frames);
+  json["has_classifier"] = HasClassifier();
+  json["labels"] = LabelsToJson();
+  json["stages"] = stages;
+  json["timing"] = TimingToJson(stages);
+  json["frames"] = ordered_json::array();
+  for (std::size_t i = 0; i < results_.frames.size(); ++i) {
+    json["frames"].push_back(FrameToJson(i, stages));
+  }
+  return json;
+}
+
+bool ReportData::HasClassifier() const {
+  if (facts_ && !facts_->fece_model.empty()) return true;
+  // Results without candidates tell it by the name that only a confirmation gives.
+  const auto tells = [](const StoredFrame& frame) {
+    const auto name = frame.label_names.find(kFaecesLabel);
+    return !frame.candidates.empty() ||
+           (name != frame.label_names.end() && name->second == kFaecesName);
+  };
+  return std::any_of(results_.frames.begin(), results_.frames.end(), tells);
+}
+
+std::vector<std::string> ReportData::Stages() const {
+  std::set<std::string> told;
+  for (const StoredFrame& frame : results_.frames) {
+    for (const auto& [stage, time] : frame.timing_ms) told.insert(stage);
+  }
+  std::vector<std::string> stages;
+  for (const char* stage : kStages) {
+    if (told.erase(stage) != 0) stages.emplace_back(stage);
+  }
+  stages.insert(stages.end(), told.begin(), told.end());
+  return stages;
+}
+
+ordered_json ReportData::LabelsToJson() const {
+  std::set<int> used;
+  std::map<std::int32_t, std::string> names;
+  for (const StoredFrame& frame : results_.frames) {
+    for (const Detection& detection : frame.detections) used.insert(detection.label);
+    for (const auto& [label, mask] : frame.masks) used.insert(label);
+    names.insert(frame.label_names.begin(), frame.label_names.end());
+  }
+  const Labels labels(std::move(names), HasClassifier());
+  ordered_json json = ordered_json::object();
+  for (const int label : used) {
+    json[std::to_string(label)] = {
+        {"name", labels.Text(label)},
+        {"colour", ColourText(LabelColour(label, labels.IsConfirmedFaeces(label)))}};
+  }
+  return json;
+}
+
+ordered_json ReportData::FrameToJson(std::size_t index,
+                                     const std::vector<std::string>& stages) const {
+  const StoredFrame& frame = results_.frames[index];
+  const auto picture = pictures_.find(index);
+  const bool is_chosen = picture != pictures_.end();
+  ordered_json json;
+  json["source"] = frame.source;
+  json["frame"] = frame.frame;
+  json["ok"] = frame.success;
+  json["message"] = frame.message;
+  cv::Size size = frame.image_size.value_or(
+      cv::Size(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight));
+  if (is_chosen && picture->second.origin != PictureOrigin::kNone) {
+    size = picture->second.size;
+    json["picture"] = OriginText(picture->second.origin);
+  } else if (is_chosen) {
+    json["without"] = "its picture could not be read";
+  }
+  json["size"] = {size.width, size.height};
+  AddDetections(frame.detections, json);
+  json["times"] = TimesToJson(frame, stages);
+  json["candidates"] = CandidatesToJson(frame.candidates);
+  json["masks"] = is_chosen ? MasksToJson(frame) : ordered_json::object();
+  return json;
+}
+
+ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
+  ordered_json json = ordered_json::object();
+  for (const auto& [label, mask] : frame.masks) {
+    DecodeMask(results_, frame, label);  // so that the page can rely on what it decodes
+    const RunLengths& run_lengths = mask.run_lengths;
+    json[std::to_string(label)] = {{"size", {run_lengths.height, run_lengths.width}},
+                                   {"counts", run_lengths.counts}};
+  }
+  return json;
+}
+
+ordered_json ReportData::TimingToJson(const std::vector<std::string>& stages) const {
+  ordered_json json = ordered_json::object();
+  for (const std::string& stage : stages) {
+    std::vector<double> times;
+    std::size_t worst = 0;
+    double greatest = -HUGE_VAL;
+    for (std::size_t i = 0; i < results_.frames.size(); ++i) {
+      const auto time = results_.frames[i].timing_ms.find(stage);
+      if (time == results_.frames[i].timing_ms.end()) continue;
+      times.push_back(time->second);
+      if (time->second > greatest) worst = i;
+      greatest = std::max(greatest, time->second);
+    }
+    const Distribution all = Summarise(std::move(times));
+    json[stage] = {{"mean", all.mean}, {"p50", all.p50},     {"p95", all.p95},
+                   {"p99", all.p99},   {"worst", all.worst}, {"worst_frame", worst}};
+  }
+  return json;
+}
+
+ordered_json ReportData::FactsToJson() const {
+  ordered_json json = ordered_json::array();
+  if (!facts_) return json;
+  const auto add = [&json](const std::string& what, const std::string& value) {
+    if (!value.empty()) json.push_back(what + fs::path(value).filename().string());
+  };
+  add("network ", facts_->model);
+  add("configuration ", facts_->config);
+  add("classifier ", facts_->fece_model);
+  if (!facts_->program.empty()) json.push_back("found by " + facts_->program);
+  return json;
+}
+
+ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
+  ordered_json notes = ordered_json::array();
+  const std::vector<StoredFrame>& frames = results_.frames;
+  const auto whole = static_cast<std::size_t>(std::count_if(
+      frames.begin(), frames.end(), [](const StoredFrame& frame) { return frame.success; }));
+  if (frames.empty()) AddNote("The results have no frame.", true, notes);
+  if (!facts_) {
+    AddNote("There is no summary.json: whether the run came to its end is not known.", false,
+            notes);
+  } else if (facts_->interrupted) {
+    AddNote("The run was interrupted. This is what it had done by then: " +
+                Count(frames.size(), "frame") + ".",
+            true, notes);
+  }
+  if (whole < frames.size()) {
+    AddNote(Count(frames.size() - whole, "frame") + " of " + std::to_string(frames.size()) +
+                " failed; they are listed under 'Failed'.",
+            true, notes);
+  }
+  if (facts_ && facts_->failed_inputs > frames.size() - whole) {
+    AddNote(Count(facts_->failed_inputs, "input") + " of " + std::to_string(facts_->inputs) +
+                " failed. One that could not be read at all left nothing in the results; the run "
+                "named it on standard error.",
+            true, notes);
+  }
+  if (whole > max_frames) {
+    AddNote("The page has pictures and masks of " + Count(max_frames, "frame") + " of " +
+                std::to_string(whole) +
+                ", evenly spread, so that it opens quickly; --max-frames sets how many. All "
+                "numbers are of all frames.",
+            false, notes);
+  }
+  if (const std::size_t overlays = CountPictures(PictureOrigin::kOverlay); overlays > 0) {
+    AddNote("The source of " + Count(overlays, "picture") +
+                " is gone or has changed: the overlay of the results stands in its place, whose "
+                "boxes and masks are burned in and do not follow the switches.",
+            true, notes);
+  }
+  if (const std::size_t missing = CountPictures(PictureOrigin::kNone); missing > 0) {
+    AddNote(Count(missing, "picture") +
+                " could not be read: neither the source, as the results name it, nor an overlay.",
+            true, notes);
+  }
+  return notes;
+}
+
+std::size_t ReportData::CountPictures(PictureOrigin origin) const {
+  return static_cast<std::size_t>(
+      std::count_if(pictures_.begin(), pictures_.end(),
+                    [origin](const auto& entry) { return entry.second.origin == origin; }));
+}
+
+}  // namespace dirty_seg

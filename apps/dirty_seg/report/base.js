@@ -1,0 +1,88 @@
+'use strict';
+// The page's data, what of it is to be shown, and how its pieces are made. Everything that comes
+// from the results goes into the page as text or as an attribute's value, never as markup.
+
+const data = JSON.parse(document.getElementById('data').textContent);
+const frames = data.frames;
+
+const byId = (id) => document.getElementById(id);
+
+function setAll(element, attributes, children) {
+  for (const [name, value] of Object.entries(attributes)) {
+    if (name.startsWith('on')) element.addEventListener(name.slice(2), value);
+    else if (name === 'colour') element.style.color = value;
+    else if (value === true) element.setAttribute(name, '');
+    else if (value !== false && value != null) element.setAttribute(name, value);
+  }
+  element.append(...children);
+  return element;
+}
+
+const make = (tag, attributes = {}, ...children) =>
+  setAll(document.createElement(tag), attributes, children);
+
+const makeSvg = (tag, attributes = {}, ...children) =>
+  setAll(document.createElementNS('http://www.w3.org/2000/svg', tag), attributes, children);
+
+const swatch = (colour) => make('span', {class: 'swatch', colour, 'aria-hidden': 'true'});
+
+const plural = (count, one, many = one + 's') => `${count} ${count === 1 ? one : many}`;
+
+const labelOf = (id) => data.labels[id];
+
+/// What a person calls the frame: its file, and its number where one file has several.
+function nameOf(frame) {
+  const file = frame.source.split('/').pop() || frame.source;
+  return frame.frame > 0 ? `${file} #${frame.frame}` : file;
+}
+
+/// The classifier's word on a detection; undefined where it was not asked.
+const candidateOf = (frame, detection) =>
+  frame.candidates.find((candidate) => candidate.detection === detection);
+
+const kVerdicts = {
+  confirmed: 'confirmed',
+  rejected: 'turned down',
+  not_checked: 'not checked',
+  failed: 'classifier failed',
+};
+
+function verdictText(candidate) {
+  if (candidate === undefined) return '';
+  const score = candidate.score == null ? '' : ` (${candidate.score.toFixed(2)})`;
+  return (kVerdicts[candidate.verdict] || candidate.verdict) + score;
+}
+
+/// Address of an embedded picture; null where the page does not carry it.
+function pictureUrl(kind, ...indices) {
+  const element = byId([kind, ...indices].join('-'));
+  return element === null ? null : 'data:image/jpeg;base64,' + element.textContent;
+}
+
+// ---- What is shown ------------------------------------------------------------------------------
+
+const shown = {leastScore: 0, hiddenLabels: new Set(), boxes: true, names: true, masks: true};
+
+const isShown = (frame, detection) =>
+  frame.scores[detection] >= shown.leastScore && !shown.hiddenLabels.has(frame.labels[detection]);
+
+const shownDetections = (frame) =>
+  [...frame.labels.keys()].filter((detection) => isShown(frame, detection));
+
+const refreshers = [];
+
+/// Calls `refresh` now and whenever something else is to be shown.
+function keepFresh(refresh) {
+  refreshers.push(refresh);
+  refresh();
+}
+
+let refreshIsDue = false;
+function refreshSoon() {
+  if (refreshIsDue) return;
+  refreshIsDue = true;
+  requestAnimationFrame(() => {
+    refreshIsDue = false;
+    for (const refresh of refreshers) refresh();
+  });
+}

@@ -1,0 +1,34 @@
+'use strict';
+// Puts the page together.
+
+function tellSummary() {
+  const detections = frames.reduce((sum, frame) => sum + frame.labels.length, 0);
+  byId('summary').textContent = [
+    plural(frames.length, 'frame'), plural(detections, 'detection'), ...data.facts,
+  ].join(' \u00b7 ');
+  byId('notes').append(...data.notes.map(({text, is_warning: isWarning}) =>
+    make('p', {class: isWarning ? 'note warning' : 'note'}, text)));
+}
+
+function setUpTheme(repaint) {
+  const themes = ['system', 'light', 'dark'];
+  let theme = 0;
+  byId('theme').addEventListener('click', () => {
+    theme = (theme + 1) % themes.length;
+    document.documentElement.dataset.theme = themes[theme];
+    byId('theme').textContent = 'Theme: ' + themes[theme];
+    repaint();
+  });
+  matchMedia('(prefers-color-scheme: dark)').addEventListener('change', repaint);
+}
+
+tellSummary();
+setUpFilters();
+setUpCards();
+setUpTheme(setUpTimes());
+setUpRejected();
+setUpFailed();
+setUpTable();
+setUpViewer();
+byId('filters').addEventListener('submit', (event) => event.preventDefault());
+document.documentElement.dataset.ready = 'yes';

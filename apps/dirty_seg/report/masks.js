@@ -1,0 +1,43 @@
+'use strict';
+// COCO's compressed run lengths: columns first, zeros first, and from the fourth run on as the
+// difference from the run two before.
+
+function runLengths(counts) {
+  const runs = [];
+  for (let at = 0; at < counts.length;) {
+    let value = 0;
+    let shift = 0;
+    let group = 0;
+    do {
+      group = counts.charCodeAt(at++) - 48;
+      value |= (group & 31) << shift;
+      shift += 5;
+    } while ((group & 32) !== 0 && at < counts.length);
+    if ((group & 16) !== 0 && shift < 32) value |= -1 << shift;
+    runs.push(runs.length > 2 ? value + runs[runs.length - 2] : value);
+  }
+  return runs;
+}
+
+/// Paints the mask in `colour`, "#rrggbb", onto a canvas of `width` x `height` pixels.
+function paintMask({size: [rows, columns], counts}, colour, canvas) {
+  const {width, height} = canvas;
+  const context = canvas.getContext('2d');
+  const image = context.createImageData(width, height);
+  const pixels = new Uint32Array(image.data.buffer);
+  const [red, green, blue] = [1, 3, 5].map((at) => parseInt(colour.slice(at, at + 2), 16));
+  new Uint8Array(image.data.buffer).set([red, green, blue, 255]);
+  const ink = pixels[0];
+  pixels[0] = 0;
+  let at = 0;
+  runLengths(counts).forEach((length, i) => {
+    const end = Math.min(at + length, rows * columns);
+    for (; i % 2 === 1 && at < end; ++at) {
+      const row = at % rows;
+      const column = (at - row) / rows;
+      if (row < height && column < width) pixels[row * width + column] = ink;
+    }
+    at = end;
+  });
+  context.putImageData(image, 0, 0);
+}
