@@ -68,8 +68,9 @@ int RunReport(const ReportCommandOptions& options) {
   ReportOptions page = options.page;
   page.version = DIRTY_SEG_VERSION;
   const ReportOutcome outcome = WriteReport(results, page, path);
-  Tell(std::to_string(outcome.frames) + " frames, " + std::to_string(outcome.pictures) +
-       " with their picture; page of " + SizeText(outcome.bytes) + " in '" + path + "'");
+  Tell(std::to_string(outcome.frames) + (outcome.frames == 1 ? " frame, " : " frames, ") +
+       std::to_string(outcome.pictures) + " with " + (outcome.pictures == 1 ? "its" : "their") +
+       " picture; page of " + SizeText(outcome.bytes) + " in '" + path + "'");
   return kAllDone;
 }
 

@@ -40,9 +40,9 @@ std::string ColourText(const cv::Scalar& bgr) {
 }
 
 template <typename T>
-void Take(const ordered_json& json, const char* key, T& value) {
+void Take(const nlohmann::json::object_t& json, const char* key, T& value) {
   const auto entry = json.find(key);
-  if (entry != json.end() && !entry->is_null()) value = entry->get<T>();
+  if (entry != json.end() && !entry->second.is_null()) value = entry->second.get<T>();
 }
 
 const char* OriginText(PictureOrigin origin) {
@@ -99,7 +99,7 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
   std::ifstream file(path, std::ios::binary);
   if (!file.is_open()) return std::nullopt;
   try {
-    const ordered_json json = ordered_json::parse(file);
+    const auto json = nlohmann::json::parse(file).get<nlohmann::json::object_t>();
     RunFacts facts;
     Take(json, "interrupted", facts.interrupted);
     Take(json, "inputs", facts.inputs);
@@ -109,7 +109,7 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
     Take(json, "config", facts.config);
     Take(json, "fece_model", facts.fece_model);
     return facts;
-  } catch (const ordered_json::exception& error) {
+  } catch (const nlohmann::json::exception& error) {
     throw SetupError("'" + path + "' is no summary that 'dirty_seg detect' wrote: " + error.what());
   }
 }

@@ -22,6 +22,13 @@ function setUpTheme(repaint) {
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', repaint);
 }
 
+// A section that has nothing to show is hidden, and so is the way to it.
+function hideDeadLinks() {
+  for (const link of document.querySelectorAll('nav a[href]')) {
+    link.hidden = byId(link.hash.slice(1)).hidden;
+  }
+}
+
 tellSummary();
 setUpFilters();
 setUpCards();
@@ -30,5 +37,6 @@ setUpRejected();
 setUpFailed();
 setUpTable();
 setUpViewer();
+hideDeadLinks();
 byId('filters').addEventListener('submit', (event) => event.preventDefault());
 document.documentElement.dataset.ready = 'yes';

@@ -1,7 +1,7 @@
 'use strict';
 // Stage times: their table, and uPlot's chart over the frames.
 
-const milliseconds = (value) => value.toFixed(value < 100 ? 2 : 1);
+const milliseconds = (value) => value.toFixed(value < 100 ? 2 : value < 1000 ? 1 : 0);
 
 /// A colour of the style sheet as the theme in force gives it, which a canvas needs.
 function themeColour(name) {

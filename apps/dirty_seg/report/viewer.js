@@ -21,7 +21,7 @@ function makeOutline([left, top, right, bottom], colour, isMarked) {
 
 function makeTag([left, top, right], name, score, frameWidth) {
   const pixel = 1 / view.scale;
-  const size = 13 * pixel;
+  const size = (view.scale < 0.3 ? 11 : 13) * pixel;
   const text = `${name.length > 40 ? name.slice(0, 39) + '\u2026' : name} ${score.toFixed(2)}`;
   // Letters are about 0.62 of their height wide.
   const reachesOut = left + text.length * 0.62 * size > frameWidth;

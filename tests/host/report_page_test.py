@@ -1,0 +1,567 @@
+"""The report's page in headless Chromium: what a person sees, clicks and types.
+
+    report_page_test.py DIRTY_SEG MODELS [unittest's arguments]
+
+The results are what the program finds on the demo's frame, with lines beside it that a run can
+leave too: hostile names, a source that is gone, a frame that failed. Ends with 77, and says why,
+where there is no browser to test with.
+"""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+import cv2
+import numpy as np
+
+try:
+    from selenium import webdriver
+    from selenium.webdriver.chrome.service import Service
+    from selenium.webdriver.common.by import By
+    from selenium.webdriver.common.keys import Keys
+except ImportError:
+    webdriver = None
+
+SKIPPED = 77
+HOSTILE = '"\'><img src=x onerror=alert(1)></script><script>alert(2)</script>&lt;'
+FLOOR, HOSTILE_FRAME, GONE, FAILED = range(4)
+PLAIN_FRAMES = 26  # the frames behind these
+
+
+def run(*arguments: str | Path) -> None:
+    done = subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, text=True)
+    if done.returncode != 0:
+        raise RuntimeError(f"{arguments}: {done.stderr}")
+
+
+def detect_floor(folder: Path) -> dict:
+    """The demo's line, its classifier's verdicts told where the program does not tell them."""
+    run("detect", "--model", MODELS / "dirt-seg.onnx", "--config", MODELS / "demo.yaml",
+        "--fece-model", MODELS / "fece-check.onnx", "--fece-class-ids", "3",
+        "--output", folder, MODELS / "floor.jpg")  # fmt: skip
+    line = json.loads((folder / "results.jsonl").read_text())
+    verdicts = {19: "confirmed", 3: "rejected"}
+    line.setdefault("fece_candidates", [
+        {"detection": i, "verdict": verdicts[label], "score": 0.9 if label == 19 else 0.1}
+        for i, label in enumerate(line["labels"]) if label in verdicts
+    ])  # fmt: skip
+    return line
+
+
+def plain_line(source: Path, index: int) -> dict:
+    """A frame of 320 x 180 pixels with two boxes."""
+    return {
+        "source": str(source), "frame": index, "success": True, "message": "success",
+        "bboxes": [[20, 20, 120, 90], [150, 60, 300, 160]],
+        "scores": [round(0.02 * index, 2), 0.75], "labels": [1, 50],
+        "label_names": {"1": "stain", "50": HOSTILE},
+        "label_masks": {}, "mask_pixel_counts": [], "image_size": [180, 320],
+        "timing_ms": {"read": 2.0, "inference": 10.0 + index, "total": 20.0 + index * index % 17},
+    }  # fmt: skip
+
+
+def make_results(folder: Path) -> list[dict]:
+    lines = [detect_floor(folder)]
+    picture = np.full((180, 320, 3), (120, 160, 190), np.uint8)
+    hostile = folder / '"><img src=x onerror=alert(3)>.png'
+    cv2.imwrite(str(hostile), picture)
+    cv2.imwrite(str(folder / "gone.overlay.jpg"), picture)
+    lines.append(plain_line(hostile, 0))
+    lines.append(plain_line(folder / ("gone" * 80 + ".png"), 0) | {"overlay": "gone.overlay.jpg"})
+    lines.append(plain_line(folder / "dark.png", 0) | {
+        "success": False, "message": HOSTILE, "bboxes": [], "scores": [], "labels": []})
+    lines += [plain_line(hostile, i + 1) for i in range(PLAIN_FRAMES)]
+    (folder / "results.jsonl").write_text("".join(json.dumps(line) + "\n" for line in lines))
+    (folder / "summary.json").write_text(json.dumps({
+        "schema_version": 1, "program": "dirty_seg 1.0.0", "model": "dirt-seg.onnx",
+        "config": "demo.yaml", "fece_model": "fece-check.onnx", "interrupted": True}))
+    return lines
+
+
+def start_browser() -> "webdriver.Chrome":
+    options = webdriver.ChromeOptions()
+    # Root, as in a container, cannot have Chromium's sandbox.
+    for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
+                     "--hide-scrollbars", "--force-color-profile=srgb"):
+        options.add_argument(argument)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+    return webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
+
+
+def luminance(rgb: list[float]) -> float:
+    linear = [c / 3294.6 if c <= 10.31 else ((c / 255 + 0.055) / 1.055) ** 2.4 for c in rgb]
+    return 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2]
+
+
+def contrast(first: list[float], second: list[float]) -> float:
+    """As the Web Content Accessibility Guidelines 2 define it."""
+    darker, lighter = sorted((luminance(first), luminance(second)))
+    return (lighter + 0.05) / (darker + 0.05)
+
+
+class Page(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls) -> None:
+        cls.folder = Path(tempfile.mkdtemp(prefix="dirty_seg_page_"))
+        cls.addClassCleanup(shutil.rmtree, cls.folder)
+        cls.lines = make_results(cls.folder)
+        run("report", cls.folder)
+        cls.browser = start_browser()
+        cls.addClassCleanup(cls.browser.quit)
+
+    def setUp(self) -> None:
+        self.open(self.folder / "report.html")
+
+    def tearDown(self) -> None:
+        self.assertEqual(self.complaints(), [])
+
+    # ---- Tools ----------------------------------------------------------------------------------
+
+    def open(self, page: Path, width: int = 1280, height: int = 900, scheme: str = "light") -> None:
+        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": width < 500})
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+            "features": [{"name": "prefers-color-scheme", "value": scheme}]})
+        self.browser.get(page.as_uri())
+        self.assertEqual(self.js("return document.documentElement.dataset.ready"), "yes")
+
+    def js(self, script: str, *arguments):
+        return self.browser.execute_script(script, *arguments)
+
+    def settle(self) -> None:
+        """Waits until the page has drawn what was asked of it."""
+        self.browser.execute_async_script(
+            "const done = arguments[0];"
+            "requestAnimationFrame(() => requestAnimationFrame(() => setTimeout(done, 0)))")
+
+    def complaints(self) -> list[str]:
+        return [entry["message"] for entry in self.browser.get_log("browser")
+                if entry["level"] == "SEVERE"]
+
+    def find(self, selector: str):
+        return self.browser.find_element(By.CSS_SELECTOR, selector)
+
+    def all(self, selector: str) -> list:
+        return self.browser.find_elements(By.CSS_SELECTOR, selector)
+
+    def texts(self, selector: str) -> list[str]:
+        return self.js("return [...document.querySelectorAll(arguments[0])].map("
+                       "(element) => element.textContent)", selector)
+
+    def click(self, selector: str) -> None:
+        element = self.find(selector)
+        self.js("arguments[0].scrollIntoView({block: 'center', behavior: 'instant'})", element)
+        element.click()
+        self.settle()
+
+    def press(self, *keys: str) -> None:
+        for key in keys:
+            self.browser.switch_to.active_element.send_keys(key)
+            self.settle()
+
+    def set_score(self, score: float) -> None:
+        self.js("const slider = document.getElementById('score'); slider.value = arguments[0];"
+                "slider.dispatchEvent(new Event('input'))", score)
+        self.settle()
+
+    def open_frame(self, index: int) -> None:
+        self.js("openViewer(arguments[0])", index)
+        self.settle()
+
+    def count_of(self, label: int) -> list[int]:
+        """Shown, of, frames."""
+        cells = self.texts(f"#counts tr[data-label='{label}'] td.number")
+        return [int(cell) for cell in cells]
+
+    def expected_count(self, label: int, least: float) -> list[int]:
+        lists = [[score for score, of in zip(line["scores"], line["labels"]) if of == label]
+                 for line in self.lines]
+        kept = [[score for score in scores if score >= least] for scores in lists]
+        return [sum(map(len, kept)), sum(map(len, lists)), sum(1 for scores in kept if scores)]
+
+    def shown_boxes(self) -> int:
+        return len(self.all("#picture svg rect.line"))
+
+    def shown_masks(self) -> list[str]:
+        return self.js("return [...document.querySelectorAll('#picture canvas')]"
+                       ".filter((canvas) => !canvas.hidden).map((canvas) => canvas.dataset.label)")
+
+    # ---- Loading --------------------------------------------------------------------------------
+
+    def test_loads_nothing_but_itself(self) -> None:
+        self.browser.get_log("performance")
+        self.open(self.folder / "report.html")
+        self.open_frame(FLOOR)
+        self.click("#viewer-close")
+        self.click("#about summary")
+        urls = []
+        for entry in self.browser.get_log("performance"):
+            message = json.loads(entry["message"])["message"]
+            if message["method"] == "Network.requestWillBeSent":
+                urls.append(message["params"]["request"]["url"])
+        page = (self.folder / "report.html").as_uri()
+        self.assertIn(page, urls)
+        self.assertEqual([url for url in urls if url != page and not url.startswith("data:")], [])
+
+    def test_policy_stops_what_is_not_its_own(self) -> None:
+        self.js("const image = new Image(); image.src = 'https://example.invalid/a.png';"
+                "document.body.append(image);"
+                "const script = document.createElement('script');"
+                "script.append('window.wasRun = true');")
+        blocked = self.browser.execute_async_script(
+            "const done = arguments[0];"
+            "document.addEventListener('securitypolicyviolation',"
+            "  (event) => done(event.effectiveDirective));"
+            "const image = new Image(); image.src = 'https://example.invalid/b.png'")
+        self.assertEqual(blocked, "img-src")
+        self.assertIsNone(self.js("return window.wasRun"))
+        # These are what the policy says to the console.
+        self.assertTrue(all("violates" in text for text in self.complaints()))
+
+    def test_keeps_hostile_text_as_text(self) -> None:
+        self.assertEqual(self.all("img[src='x']"), [])
+        self.assertIn(HOSTILE, self.texts("#labels .name"))
+        self.assertIn(HOSTILE, self.texts("#counts th")[-1])
+        self.assertIn("dark.png: " + HOSTILE, self.texts("#failed li"))
+        self.open_frame(HOSTILE_FRAME)
+        self.assertEqual(self.find("#viewer-name").text, '"><img src=x onerror=alert(3)>.png')
+
+    def test_tells_what_became_of_the_run(self) -> None:
+        notes = "\n".join(self.texts("#notes p"))
+        self.assertIn("The run was interrupted.", notes)
+        self.assertIn("1 frame of 30 failed", notes)
+        self.assertIn("The source of 1 picture is gone", notes)
+        self.assertIn("network dirt-seg.onnx", self.find("#summary").text)
+
+    # ---- Slider and switches --------------------------------------------------------------------
+
+    def test_counts_follow_the_slider(self) -> None:
+        for least in (0.0, 0.33, 0.5, 0.76, 1.0):
+            self.set_score(least)
+            self.assertEqual(self.find("#score-value").text, f"{least:.2f}")
+            for label in (0, 1, 19, 50):
+                self.assertEqual(self.count_of(label), self.expected_count(label, least),
+                                 (label, least))
+
+    def test_boxes_and_masks_follow_slider_and_switches(self) -> None:
+        self.open_frame(FLOOR)
+        line = self.lines[FLOOR]
+        labels = {str(label) for label in line["labels"]}
+        self.assertEqual(self.shown_boxes(), len(line["labels"]))
+        self.assertEqual(set(self.shown_masks()), labels)
+
+        self.set_score(0.95)
+        kept = [label for label, score in zip(line["labels"], line["scores"]) if score >= 0.95]
+        self.assertLess(len(kept), len(line["labels"]))
+        self.assertEqual(self.shown_boxes(), len(kept))
+        self.assertEqual(len(self.all("#viewer-list li")), len(kept))
+
+        self.set_score(0)
+        self.click("input[data-label='19']")
+        self.assertEqual(self.shown_boxes(), len(line["labels"]) - line["labels"].count(19))
+        self.assertEqual(set(self.shown_masks()), labels - {"19"})
+        self.click("#no-labels")
+        self.assertEqual((self.shown_boxes(), self.shown_masks()), (0, []))
+        self.click("#all-labels")
+        self.assertEqual(self.shown_boxes(), len(line["labels"]))
+
+        self.click("#show-masks")
+        self.assertEqual(self.shown_masks(), [])
+        self.click("#show-boxes")
+        self.assertEqual(self.shown_boxes(), 0)
+        self.assertEqual(len(self.all("#picture svg text")), len(line["labels"]))
+        self.click("#show-names")
+        self.assertEqual(len(self.all("#picture svg text")), 0)
+
+    def test_a_mask_goes_with_the_last_box_of_its_label(self) -> None:
+        self.open_frame(FLOOR)
+        self.assertIn("2", self.shown_masks())
+        best = max(score for score, label in
+                   zip(self.lines[FLOOR]["scores"], self.lines[FLOOR]["labels"]) if label == 2)
+        self.set_score(int(best * 100) / 100)
+        self.assertIn("2", self.shown_masks())
+        self.set_score(1)
+        self.assertEqual(self.shown_masks(), [])
+
+    def test_masks_are_those_of_the_pictures(self) -> None:
+        self.open_frame(FLOOR)
+        for label, mask in self.lines[FLOOR]["label_masks"].items():
+            expected = cv2.imread(str(self.folder / mask["file"]), cv2.IMREAD_GRAYSCALE)
+            runs = self.js("""
+                const canvas = document.querySelector(`#picture canvas[data-label='${arguments[0]}']`);
+                const {width, height} = canvas;
+                const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
+                const edges = [];
+                for (let i = 3, last = 0; i < data.length; i += 4) {
+                  if (data[i] !== last) edges.push((i - 3) / 4);
+                  last = data[i];
+                }
+                return {width, height, edges};""", label)
+            self.assertEqual((runs["height"], runs["width"]), expected.shape)
+            flat = np.concatenate(([0], (expected.reshape(-1) > 0).astype(int)))
+            self.assertEqual(runs["edges"], np.flatnonzero(np.diff(flat)).tolist(), label)
+
+    def test_boxes_lie_where_the_data_says(self) -> None:
+        self.open_frame(FLOOR)
+        place = self.js("""
+            const to = document.getElementById('picture').getBoundingClientRect();
+            const scale = to.width / 1920;
+            return [...document.querySelectorAll('#picture g.box')].map((group) => {
+              const box = group.querySelector('rect.line').getBBox();
+              const on = group.querySelector('rect.line').getBoundingClientRect();
+              return {detection: Number(group.dataset.detection),
+                      box: [box.x, box.y, box.x + box.width, box.y + box.height],
+                      off: Math.abs((on.left + on.right) / 2 - to.left
+                                    - (box.x + box.width / 2) * scale)};
+            });""")
+        for entry in place:
+            expected = self.lines[FLOOR]["bboxes"][entry["detection"]]
+            np.testing.assert_allclose(entry["box"], expected, atol=0.06)
+            self.assertLess(entry["off"], 1.5)
+
+    # ---- Thumbnails and the viewer --------------------------------------------------------------
+
+    def test_thumbnails_show_their_frames(self) -> None:
+        self.assertEqual(len(self.all(".card")), len(self.lines) - 1)
+        self.js("document.querySelector('.card').scrollIntoView()")
+        self.settle()
+        self.assertGreater(self.js("return document.querySelector('.card img').naturalWidth"), 300)
+        self.assertGreater(len(self.all(".card[data-frame='0'] svg path")), 3)
+        self.assertEqual(self.find(".card[data-frame='0'] .facts").text,
+                         f"{len(self.lines[FLOOR]['labels'])} detections")
+        self.set_score(1.0)
+        self.assertEqual(self.find(".card[data-frame='1'] .facts").text, "0 detections")
+
+    def test_viewer_says_what_a_picture_is_not(self) -> None:
+        self.open_frame(GONE)
+        self.assertIn("burned in", self.find("#viewer-facts").text)
+        self.open_frame_again(FAILED)
+        self.assertIn("This frame failed: " + HOSTILE, self.find("#picture").text)
+
+    def open_frame_again(self, index: int) -> None:
+        self.js("document.getElementById('viewer').close()")
+        self.open_frame(index)
+
+    def test_full_size_is_the_pictures_own(self) -> None:
+        self.open_frame(FLOOR)
+        width = "return document.getElementById('picture').clientWidth"
+        self.assertLess(self.js(width), 1280)
+        self.click("#viewer-zoom")
+        self.assertEqual(self.js(width), 1920)
+        self.assertEqual(self.find("#viewer-zoom").get_attribute("aria-pressed"), "true")
+
+    def test_works_by_keyboard_alone(self) -> None:
+        self.js("document.querySelector('.card[data-frame=\"0\"]').focus()")
+        outline = self.js("return getComputedStyle(document.activeElement).outlineStyle")
+        self.press(Keys.ENTER)
+        self.assertTrue(self.js("return document.getElementById('viewer').open"))
+        self.press(Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
+        self.assertIn("Frame 3 of 30", self.find("#viewer-facts").text)
+        self.press(Keys.ARROW_RIGHT)  # over the one that failed
+        self.assertIn("Frame 5 of 30", self.find("#viewer-facts").text)
+        self.press(Keys.END)
+        self.assertIn("Frame 30 of 30", self.find("#viewer-facts").text)
+        self.press(Keys.HOME, Keys.ARROW_LEFT)
+        self.assertIn("Frame 1 of 30", self.find("#viewer-facts").text)
+        self.press("m")
+        self.assertEqual(self.shown_masks(), [])
+        self.js("document.getElementById('score').focus()")
+        self.press(Keys.ARROW_RIGHT, Keys.ARROW_RIGHT)
+        self.assertIn("Frame 1 of 30", self.find("#viewer-facts").text)
+        self.assertEqual(self.find("#score-value").text, "0.02")
+        self.press(Keys.ESCAPE)
+        self.assertFalse(self.js("return document.getElementById('viewer').open"))
+        self.assertEqual(self.js("return document.activeElement.dataset.frame"), "0")
+        self.assertEqual(outline, "solid")
+        self.assertTrue(self.js(
+            "return document.getElementById('filters-place').contains("
+            "document.getElementById('filters'))"))
+
+    def test_tab_reaches_everything_in_order(self) -> None:
+        self.js("document.activeElement.blur()")
+        reached = []
+        for _ in range(21):
+            self.press(Keys.TAB)
+            reached.append(self.js(
+                "const e = document.activeElement;"
+                "return e.id || e.dataset.frame || e.dataset.label || (e.matches('nav a') ? 'link' : e.className)"))
+        labels = sorted({label for line in self.lines for label in line["labels"]})
+        self.assertEqual(reached, [
+            "skip", "theme", *["link"] * 6, "score", *map(str, labels), "all-labels", "no-labels", "show-boxes",
+            "show-names", "show-masks", "0"])
+
+    def test_every_control_has_a_name(self) -> None:
+        self.open_frame(FLOOR)
+        nameless = self.js("""
+            return [...document.querySelectorAll('button, input, select, [tabindex]')].filter((e) =>
+              !(e.textContent.trim() || e.getAttribute('aria-label') ||
+                e.getAttribute('aria-labelledby') || (e.labels && e.labels.length > 0)))
+              .map((e) => e.outerHTML)""")
+        self.assertEqual(nameless, [])
+
+    # ---- Numbers --------------------------------------------------------------------------------
+
+    def test_chart_and_tails_are_there(self) -> None:
+        self.assertEqual(len(self.all("#chart canvas")), 1)
+        inked = self.js("""
+            const canvas = document.querySelector('#chart canvas');
+            const data = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height).data;
+            return data.filter((value, i) => i % 4 === 3 && value > 0).length""")
+        self.assertGreater(inked, 1000)
+        rows = self.texts("#stages tbody tr")
+        self.assertTrue(any(row.startswith("inference") for row in rows))
+        self.click("#stages input[data-stage='inference']")
+        self.click("#stages tbody tr:nth-child(2) button")
+        self.assertTrue(self.js("return document.getElementById('viewer').open"))
+
+    def column(self, number: int) -> list[str]:
+        return self.texts(f"#detections tbody td:nth-child({number})")
+
+    def test_table_sorts(self) -> None:
+        scores = sorted(score for line in self.lines for score in line["scores"])
+        self.click("button[data-column='score']")
+        self.assertEqual(self.column(4), [f"{score:.2f}" for score in scores[:25]])
+        self.assertEqual(self.find("th:has(button[data-column='score'])").get_attribute("aria-sort"),
+                         "ascending")
+        self.click("button[data-column='score']")
+        self.assertEqual(self.column(4), [f"{score:.2f}" for score in scores[::-1][:25]])
+        self.click("#page-after")
+        self.assertEqual(self.column(4), [f"{score:.2f}" for score in scores[::-1][25:50]])
+        self.assertIn("Page 2 of", self.find("#page-number").text)
+
+    def test_table_filters(self) -> None:
+        total = sum(len(line["labels"]) for line in self.lines)
+        self.assertEqual(self.find("#table-count").text, f"{total} of {total} detections")
+        self.find("#find").send_keys("FLOOR")
+        self.settle()
+        self.assertEqual(set(self.column(2)), {"floor.jpg"})
+        self.js("document.getElementById('find').value = ''")
+        self.find("#find").send_keys("stain")
+        self.settle()
+        self.assertEqual(set(text.strip() for text in self.column(3)), {"stain"})
+        self.js("document.getElementById('find').value = '';"
+                "const verdict = document.getElementById('verdict'); verdict.value = 'rejected';"
+                "verdict.dispatchEvent(new Event('change'))")
+        self.settle()
+        rejected = [candidate for candidate in self.lines[FLOOR]["fece_candidates"]
+                    if candidate["verdict"] == "rejected"]
+        self.assertEqual(len(self.column(2)), len(rejected))
+        self.set_score(1)
+        self.assertEqual(self.find("#table-count").text, f"0 of {total} detections")
+
+    def test_a_row_opens_its_detection(self) -> None:
+        self.click("#detections tbody tr:nth-child(2) button")
+        self.assertEqual(self.texts("#viewer-name"), ["floor.jpg"])
+        pressed = self.find("#viewer-list button[aria-pressed='true']")
+        self.assertEqual(pressed.find_element(By.XPATH, "..").get_attribute("data-detection"), "1")
+
+    def test_shows_what_the_classifier_turned_down(self) -> None:
+        rejected = [candidate for candidate in self.lines[FLOOR]["fece_candidates"]
+                    if candidate["verdict"] == "rejected"]
+        self.assertGreater(len(rejected), 0)
+        crops = self.all("#crops li")
+        self.assertEqual([crop.get_attribute("data-detection") for crop in crops],
+                         [str(candidate["detection"]) for candidate in rejected])
+        self.js("arguments[0].scrollIntoView()", crops[0])
+        self.browser.execute_async_script(
+            "document.querySelector('#crops img').decode().then(arguments[0])")
+        self.assertGreater(self.js("return document.querySelector('#crops img').naturalWidth"), 50)
+        self.click("#crops li button")
+        self.assertEqual(self.texts("#viewer-name"), ["floor.jpg"])
+
+    # ---- Looks ----------------------------------------------------------------------------------
+
+    def colours(self, selector: str) -> tuple[list[float], list[float]]:
+        """The text's colour and the one that it stands on, as the browser paints them."""
+        return self.js("""
+            const canvas = document.createElement('canvas').getContext('2d', {willReadFrequently: true});
+            const bytes = (colour) => {
+              canvas.clearRect(0, 0, 1, 1);
+              canvas.fillStyle = colour;
+              canvas.fillRect(0, 0, 1, 1);
+              return [...canvas.getImageData(0, 0, 1, 1).data];
+            };
+            let element = document.querySelector(arguments[0]);
+            const text = bytes(getComputedStyle(element).color);
+            let back = [0, 0, 0, 0];
+            for (; element && back[3] === 0; element = element.parentElement) {
+              back = bytes(getComputedStyle(element).backgroundColor);
+            }
+            return [text.slice(0, 3), back.slice(0, 3)]""", selector)
+
+    def check_contrast(self) -> None:
+        for selector in ("h1", "#summary", "#notes .warning", "#theme", ".hint", "#labels .amount",
+                         ".card .file", ".card .facts", "#counts th", "#detections td",
+                         "#detections td button", "#detections thead button", "footer summary",
+                         "#failed li", "#stages td button", ".bar"):
+            text, back = self.colours(selector)
+            least = 3 if selector == ".bar" else 4.5
+            if selector == ".bar":
+                text, back = back, self.colours("#counts tbody")[1]
+            self.assertGreaterEqual(contrast(text, back), least, selector)
+
+    def test_contrast_is_enough_in_both_schemes(self) -> None:
+        backs = {}
+        for scheme in ("light", "dark"):
+            self.open(self.folder / "report.html", scheme=scheme)
+            self.check_contrast()
+            backs[scheme] = self.colours("body")[1]
+        self.assertGreater(luminance(backs["light"]), 0.8)
+        self.assertLess(luminance(backs["dark"]), 0.05)
+
+    def test_theme_button_goes_before_the_system(self) -> None:
+        self.click("#theme")
+        self.click("#theme")
+        self.assertEqual(self.find("#theme").text, "Theme: dark")
+        self.assertLess(luminance(self.colours("body")[1]), 0.05)
+        self.check_contrast()
+
+    def test_nothing_reaches_beyond_a_narrow_screen(self) -> None:
+        self.open(self.folder / "report.html", 390, 844)
+        self.assertEqual(self.js("return document.documentElement.scrollWidth"), 390)
+        self.open_frame(FLOOR)
+        outside = self.js("""
+            return [...document.querySelectorAll('dialog button, dialog input, #picture')]
+              .filter((e) => {
+                const box = e.getBoundingClientRect();
+                return box.width > 0 && (box.left < 0 || box.right > 390.5);
+              }).map((e) => e.outerHTML)""")
+        self.assertEqual(outside, [])
+
+    # ---- Size -----------------------------------------------------------------------------------
+
+    def test_thousands_of_frames_stay_usable(self) -> None:
+        folder = self.folder / "many"
+        folder.mkdir()
+        with open(folder / "results.jsonl", "w") as file:
+            for i in range(5000):
+                line = plain_line(Path("gone.png"), i)
+                line["bboxes"], line["scores"], line["labels"] = (
+                    line["bboxes"] * 5, [i % 100 / 100] * 10, [1, 50] * 5)
+                file.write(json.dumps(line) + "\n")
+        run("report", folder)
+        started = time.monotonic()
+        self.open(folder / "report.html")
+        self.assertLess(time.monotonic() - started, 20)
+        self.assertIn("200 frames of 5000", "\n".join(self.texts("#notes p")))
+        started = time.monotonic()
+        self.set_score(0.5)
+        self.assertLess(time.monotonic() - started, 10)
+        self.assertEqual(self.find("#table-count").text, "25000 of 50000 detections")
+
+
+if __name__ == "__main__":
+    PROGRAM, MODELS = sys.argv[1], Path(sys.argv[2])
+    missing = [name for name in ("chromium", "chromedriver") if shutil.which(name) is None]
+    if webdriver is None or missing:
+        print(f"skipped: {', '.join(missing) or 'python3-selenium'} is not installed; "
+              "scripts/setup.sh installs it")
+        sys.exit(SKIPPED)
+    os.environ.setdefault("HOME", tempfile.gettempdir())
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

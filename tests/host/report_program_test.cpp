@@ -1,0 +1,100 @@
+// The built program's `report` on what its `detect` leaves.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "support/paths.h"
+#include "support/pictures.h"
+#include "support/program.h"
+#include "support/temporary_folder.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+using test::ProgramResult;
+using test::ReadFile;
+using test::RunProgram;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class ReportProgram : public testing::Test {
+ protected:
+  ReportProgram() : out_(folder_ / "out"), page_(out_ + "/report.html") {
+    const std::string picture =
+        test::WritePicture(folder_ / "red.png", test::Plain(test::kFrame, test::kRedPixel));
+    const std::string config =
+        folder_.Write("config.yaml", "patch:\n  enable: true\n  patches:\n    - [0, 0, 64, 64]\n");
+    const ProgramResult found = RunProgram({"detect", "--model", test::CommonNetwork("seg-b2-64"),
+                                            "--config", config, "--output", out_, picture});
+    EXPECT_EQ(found.status, 0) << found.errors;
+  }
+
+  test::TemporaryFolder folder_;
+  std::string out_;
+  std::string page_;
+};
+
+TEST_F(ReportProgram, WritesOnePageBesideTheResults) {
+  const ProgramResult result = RunProgram({"report", out_});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, StartsWith("dirty_seg: 1 frame, 1 with its picture; page of 0."));
+  EXPECT_THAT(result.errors, HasSubstr(" MB in '" + page_ + "'\n"));
+  const std::string page = ReadFile(page_);
+  EXPECT_THAT(page, HasSubstr("<title>Results of out</title>"));
+  EXPECT_THAT(page, HasSubstr(R"("boxes":[[16.0,24.0,48.0,40.0]],"scores":[1.0],"labels":[0])"));
+  EXPECT_THAT(page, HasSubstr("dirty_seg " DIRTY_SEG_VERSION));
+}
+
+TEST_F(ReportProgram, TakesTheFileOfLinesAndAnotherPlace) {
+  const std::string page = folder_ / "page.html";
+  const ProgramResult result = RunProgram({"report", out_ + "/results.jsonl", "--output", page,
+                                           "--title", "Kitchen & hall", "--max-frames", "0"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors, StartsWith("dirty_seg: 1 frame, 0 with their picture;"));
+  EXPECT_THAT(ReadFile(page), HasSubstr("<h1>Kitchen &amp; hall</h1>"));
+  EXPECT_THAT(ReadFile(page), Not(HasSubstr("id=\"picture-0\"")));
+  EXPECT_FALSE(fs::exists(page_));
+}
+
+TEST_F(ReportProgram, BoundsThePicturesWidth) {
+  EXPECT_EQ(RunProgram({"report", out_}).status, 0);
+  const auto large = fs::file_size(page_);
+  EXPECT_EQ(RunProgram({"report", out_, "--overwrite", "--max-width", "64"}).status, 0);
+  EXPECT_LT(fs::file_size(page_), large);
+}
+
+TEST_F(ReportProgram, OverwritesAPageOnlyWhenTold) {
+  fs::create_directories(out_);
+  folder_.Write("out/report.html", "mine");
+  const ProgramResult refused = RunProgram({"report", out_});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.errors, "dirty_seg: error: '" + page_ +
+                                "' is there already; --overwrite replaces it, --output names "
+                                "another place\n");
+  EXPECT_EQ(ReadFile(page_), "mine");
+  EXPECT_EQ(RunProgram({"report", out_, "--overwrite"}).status, 0);
+  EXPECT_THAT(ReadFile(page_), StartsWith("<!doctype html>"));
+}
+
+TEST_F(ReportProgram, RefusesWhatIsNoResults) {
+  const ProgramResult result = RunProgram({"report", folder_.path()});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("the folder has no results.jsonl"));
+  const ProgramResult broken = RunProgram({"report", folder_.Write("x.jsonl", "{}\n")});
+  EXPECT_EQ(broken.status, 2);
+  EXPECT_THAT(broken.errors, HasSubstr("x.jsonl' line 1: source is missing"));
+  EXPECT_FALSE(fs::exists(folder_ / "report.html"));
+}
+
+TEST_F(ReportProgram, RefusesBadNumbers) {
+  EXPECT_THAT(RunProgram({"report", out_, "--max-width", "10"}).errors,
+              HasSubstr("10 is not a number of pixels from 64 to 16384"));
+  EXPECT_EQ(RunProgram({"report", out_, "--max-frames", "-1"}).status, 2);
+}
+
+}  // namespace
+}  // namespace dirty_seg
