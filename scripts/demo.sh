@@ -15,7 +15,9 @@ build/release/bin/dirty_seg detect \
   --fece-model models/fece-check.onnx --fece-class-ids 3 \
   --fece-score-threshold 0.5 --fece-area-threshold 400 \
   --output out/demo models/floor.jpg
+build/release/bin/dirty_seg report out/demo
 
 echo
 echo "results: $PWD/out/demo/results.jsonl"
 echo "picture: $PWD/out/demo/floor.overlay.jpg"
+echo "page:    $PWD/out/demo/report.html"

@@ -187,6 +187,18 @@ TEST(ReportData, PutsStagesInTheOrderOfAFramesWay) {
   EXPECT_EQ(data["frames"][1]["times"].dump(), "[2.0,3.0,4.0,1.0]");
 }
 
+// As the run's own summary does.
+TEST(ReportData, LeavesOutTheTimesOfFramesThatFailed) {
+  StoredFrame frame = Frame();
+  frame.timing_ms["total"] = 5.0;
+  StoredFrame failed = FailedFrame("");
+  failed.timing_ms["total"] = 100.0;
+  const ordered_json data = DataOf(ResultsOf({failed, frame}));
+  EXPECT_EQ(data["timing"]["total"]["worst"], 5.0);
+  EXPECT_EQ(data["timing"]["total"]["worst_frame"], 1);
+  EXPECT_EQ(data["frames"][0]["times"].dump(), "[null]");
+}
+
 TEST(ReportData, TellsTheTailOfAStageAndItsWorstFrame) {
   std::vector<StoredFrame> frames(101, Frame());
   for (std::size_t i = 1; i < frames.size(); ++i) {

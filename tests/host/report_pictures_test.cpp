@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/videoio.hpp>
 #include <string>
 #include <vector>
 
@@ -37,9 +38,9 @@ bool IsNearly(const cv::Vec3b& pixel, const cv::Scalar& colour) {
   return true;
 }
 
-class LoadPictureTest : public testing::Test {
+class PictureLoaderTest : public testing::Test {
  protected:
-  LoadPictureTest() {
+  PictureLoaderTest() {
     frame_.source = test::WritePicture(folder_ / "source.png", Plain(40, 20, test::kRedPixel));
     results_ = folder_.MakeFolder("results");
     test::WritePicture(results_ + "/source.overlay.png", Plain(40, 20, test::kGreenPixel));
@@ -55,39 +56,60 @@ class LoadPictureTest : public testing::Test {
   StoredFrame frame_;
 };
 
-TEST_F(LoadPictureTest, TakesTheSource) {
-  const FramePicture picture = LoadPicture(frame_, results_);
+TEST_F(PictureLoaderTest, TakesTheSource) {
+  const FramePicture picture = PictureLoader(results_).Load(frame_);
   EXPECT_EQ(picture.origin, PictureOrigin::kSource);
   EXPECT_EQ(picture.pixels.size(), cv::Size(40, 20));
   EXPECT_EQ(picture.pixels.at<cv::Vec3b>(5, 5), cv::Vec3b(0, 0, 255));
 }
 
-TEST_F(LoadPictureTest, TakesTheOverlayWhereTheSourceIsGone) {
+TEST_F(PictureLoaderTest, TakesTheOverlayWhereTheSourceIsGone) {
   frame_.source = folder_ / "gone.png";
-  const FramePicture picture = LoadPicture(frame_, results_);
+  const FramePicture picture = PictureLoader(results_).Load(frame_);
   EXPECT_EQ(picture.origin, PictureOrigin::kOverlay);
   EXPECT_EQ(picture.pixels.at<cv::Vec3b>(5, 5), cv::Vec3b(0, 255, 0));
 }
 
-TEST_F(LoadPictureTest, TakesTheOverlayWhereTheSourceIsAnotherPictureByNow) {
+TEST_F(PictureLoaderTest, TakesTheOverlayWhereTheSourceIsAnotherPictureByNow) {
   frame_.image_size = cv::Size(40, 20);
-  EXPECT_EQ(LoadPicture(frame_, results_).origin, PictureOrigin::kSource);
+  EXPECT_EQ(PictureLoader(results_).Load(frame_).origin, PictureOrigin::kSource);
   frame_.image_size = cv::Size(20, 40);
-  EXPECT_EQ(LoadPicture(frame_, results_).origin, PictureOrigin::kOverlay);
+  EXPECT_EQ(PictureLoader(results_).Load(frame_).origin, PictureOrigin::kOverlay);
 }
 
-TEST_F(LoadPictureTest, HasNothingWhereBothAreGone) {
+TEST_F(PictureLoaderTest, HasNothingWhereBothAreGone) {
   frame_.source = folder_ / "gone.png";
   frame_.overlay = "gone.overlay.png";
-  EXPECT_EQ(LoadPicture(frame_, results_).origin, PictureOrigin::kNone);
+  EXPECT_EQ(PictureLoader(results_).Load(frame_).origin, PictureOrigin::kNone);
   frame_.overlay = "";
-  EXPECT_EQ(LoadPicture(frame_, results_).origin, PictureOrigin::kNone);
+  EXPECT_EQ(PictureLoader(results_).Load(frame_).origin, PictureOrigin::kNone);
 }
 
-TEST_F(LoadPictureTest, TakesNoOverlayOutsideOfTheResults) {
+TEST_F(PictureLoaderTest, TakesNoOverlayOutsideOfTheResults) {
   frame_.source = folder_ / "gone.png";
   frame_.overlay = "../source.png";
-  EXPECT_EQ(LoadPicture(frame_, results_).origin, PictureOrigin::kNone);
+  EXPECT_EQ(PictureLoader(results_).Load(frame_).origin, PictureOrigin::kNone);
+}
+
+TEST_F(PictureLoaderTest, TakesFramesOutOfAVideo) {
+  const std::string path = folder_ / "video.avi";
+  cv::VideoWriter writer(path, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10.0, {64, 48});
+  ASSERT_TRUE(writer.isOpened());
+  for (int i = 0; i < 6; ++i) writer.write(Plain(64, 48, {40.0 * i, 100, 200}));
+  writer.release();
+  PictureLoader loader(results_);
+  frame_.source = path;
+  for (const int number : {0, 1, 4, 4, 2}) {
+    frame_.frame = number;
+    const FramePicture picture = loader.Load(frame_);
+    ASSERT_EQ(picture.origin, PictureOrigin::kSource) << number;
+    EXPECT_TRUE(IsNearly(picture.pixels.at<cv::Vec3b>(20, 20), {40.0 * number, 100, 200}));
+  }
+  frame_.frame = 6;
+  EXPECT_EQ(loader.Load(frame_).origin, PictureOrigin::kOverlay);
+  frame_.source = folder_.Write("text.avi", "no video");
+  frame_.frame = 0;
+  EXPECT_EQ(loader.Load(frame_).origin, PictureOrigin::kOverlay);
 }
 
 TEST(EncodePicture, KeepsSizeAndColoursUpToTheWidth) {

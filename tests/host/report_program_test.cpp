@@ -60,6 +60,13 @@ TEST_F(ReportProgram, TakesTheFileOfLinesAndAnotherPlace) {
   EXPECT_FALSE(fs::exists(page_));
 }
 
+TEST_F(ReportProgram, TakesAFolderForThePage) {
+  const std::string folder = folder_.MakeFolder("pages");
+  EXPECT_EQ(RunProgram({"report", out_, "--output", folder}).status, 0);
+  EXPECT_TRUE(fs::exists(folder + "/report.html"));
+  EXPECT_FALSE(fs::exists(page_));
+}
+
 TEST_F(ReportProgram, BoundsThePicturesWidth) {
   EXPECT_EQ(RunProgram({"report", out_}).status, 0);
   const auto large = fs::file_size(page_);

@@ -23,6 +23,13 @@ std::string SizeText(std::size_t bytes) {
   return text.data();
 }
 
+// A folder as --output gets the page's own name in it.
+std::string PagePath(const std::string& output, const std::string& results_folder) {
+  if (output.empty()) return (fs::path(results_folder) / "report.html").string();
+  std::error_code error;
+  return fs::is_directory(output, error) ? (fs::path(output) / "report.html").string() : output;
+}
+
 }  // namespace
 
 CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
@@ -58,8 +65,7 @@ CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
 
 int RunReport(const ReportCommandOptions& options) {
   const Results results = ReadResults(options.results);
-  const std::string path =
-      options.output.empty() ? (fs::path(results.folder) / "report.html").string() : options.output;
+  const std::string path = PagePath(options.output, results.folder);
   std::error_code error;
   if (!options.overwrite && fs::exists(path, error)) {
     throw SetupError("'" + path + "' is there already; --overwrite replaces it, --output names " +

@@ -95,10 +95,11 @@ class PageWriter {
   }
 
   void WritePictures() {
+    PictureLoader loader(results_.folder);
     for (const std::size_t index : ChooseFrames(results_.frames, options_.max_frames)) {
       if (!out_) return;
       const StoredFrame& frame = results_.frames[index];
-      const FramePicture picture = LoadPicture(frame, results_.folder);
+      const FramePicture picture = loader.Load(frame);
       data_.SetPicture(index, picture);
       if (picture.origin == PictureOrigin::kNone) continue;
       ++pictures_;

@@ -79,7 +79,7 @@ ordered_json TimesToJson(const StoredFrame& frame, const std::vector<std::string
   ordered_json json = ordered_json::array();
   for (const std::string& stage : stages) {
     const auto time = frame.timing_ms.find(stage);
-    if (time == frame.timing_ms.end()) {
+    if (!frame.success || time == frame.timing_ms.end()) {
       json.push_back(nullptr);
     } else {
       json.push_back(time->second);
@@ -234,8 +234,9 @@ ordered_json ReportData::TimingToJson(const std::vector<std::string>& stages) co
     std::size_t worst = 0;
     double greatest = -HUGE_VAL;
     for (std::size_t i = 0; i < results_.frames.size(); ++i) {
-      const auto time = results_.frames[i].timing_ms.find(stage);
-      if (time == results_.frames[i].timing_ms.end()) continue;
+      const StoredFrame& frame = results_.frames[i];
+      const auto time = frame.timing_ms.find(stage);
+      if (!frame.success || time == frame.timing_ms.end()) continue;
       times.push_back(time->second);
       if (time->second > greatest) worst = i;
       greatest = std::max(greatest, time->second);

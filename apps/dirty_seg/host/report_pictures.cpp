@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <system_error>
 #include <vector>
 
 #include "host/base64.h"
@@ -49,16 +50,38 @@ std::string Encode(const cv::Mat& picture, int quality) {
 
 }  // namespace
 
-FramePicture LoadPicture(const StoredFrame& frame, const std::string& folder) {
-  const cv::Mat source = ReadOrNothing(frame.source);
+FramePicture PictureLoader::Load(const StoredFrame& frame) {
+  const cv::Mat source = ReadSource(frame);
   const bool is_same = !frame.image_size || *frame.image_size == source.size();
   if (!source.empty() && is_same) return {PictureOrigin::kSource, source};
   if (frame.overlay.empty()) return {};
   // Of the folder's own files alone, whatever the line says.
-  const fs::path overlay_path = fs::path(folder) / fs::path(frame.overlay).filename();
+  const fs::path overlay_path = fs::path(folder_) / fs::path(frame.overlay).filename();
   const cv::Mat overlay = ReadOrNothing(overlay_path.string());
   if (overlay.empty()) return {};
   return {PictureOrigin::kOverlay, overlay};
+}
+
+cv::Mat PictureLoader::ReadSource(const StoredFrame& frame) {
+  const cv::Mat picture = frame.frame == 0 ? ReadOrNothing(frame.source) : cv::Mat();
+  return picture.empty() ? ReadVideo(frame.source, frame.frame) : picture;
+}
+
+// Frame after frame: a jump within a compressed video can end beside its aim.
+cv::Mat PictureLoader::ReadVideo(const std::string& path, std::int64_t number) {
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) return {};
+  if (path != video_path_ || number < next_frame_) {
+    video_.open(path, cv::CAP_FFMPEG);
+    video_path_ = path;
+    next_frame_ = 0;
+  }
+  for (; next_frame_ <= number; ++next_frame_) {
+    if (!video_.grab()) return {};
+  }
+  cv::Mat picture;
+  video_.retrieve(picture);
+  return picture.type() == CV_8UC3 ? picture : cv::Mat();
 }
 
 std::string EncodePicture(const cv::Mat& picture, int max_width) {

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <opencv2/core.hpp>
+#include <opencv2/videoio.hpp>
 #include <string>
+#include <utility>
 
 #include "host/results_reader.h"
 
@@ -16,9 +19,25 @@ struct FramePicture {
   cv::Mat pixels;  // CV_8UC3
 };
 
-/// The picture that the frame's results are of: its source, or where that cannot be read or has
-/// another size by now, the overlay in `folder`.
-FramePicture LoadPicture(const StoredFrame& frame, const std::string& folder);
+/// Finds the pictures that results are of. Quickest for a video's frames in their order.
+class PictureLoader {
+ public:
+  /// `folder` is that of the results.
+  explicit PictureLoader(std::string folder) : folder_(std::move(folder)) {}
+
+  /// The frame's source, a picture or a video's frame, or where that cannot be read or has another
+  /// size by now, the overlay among the results.
+  FramePicture Load(const StoredFrame& frame);
+
+ private:
+  cv::Mat ReadSource(const StoredFrame& frame);
+  cv::Mat ReadVideo(const std::string& path, std::int64_t number);
+
+  std::string folder_;
+  cv::VideoCapture video_;
+  std::string video_path_;
+  std::int64_t next_frame_ = 0;  // of the video
+};
 
 /// `picture`, made smaller where it is wider than `max_width`, as JPEG in Base64.
 std::string EncodePicture(const cv::Mat& picture, int max_width);
