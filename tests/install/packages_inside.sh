@@ -46,8 +46,10 @@ test_notices() {
   need_notice "$doc/libtessmar-ai-engine/copyright" Microsoft
   need_notice "$runtime/LICENSE" Microsoft
   need_notice "$runtime/ThirdPartyNotices.txt" Eigen
-  need_notice "$doc/dirty-seg-tools/copyright" 'University of Cincinnati'
-  need_notice "$doc/dirty-seg-tools/copyright" 'Niels Lohmann'
+  local holder
+  for holder in 'University of Cincinnati' 'Niels Lohmann' 'Leon Sorokin' 'Tanner Linsley'; do
+    need_notice "$doc/dirty-seg-tools/copyright" "$holder"
+  done
 }
 
 test_program() {
