@@ -6,7 +6,9 @@
 
 #include "commands/detect.h"
 #include "geometry/letterbox.h"
+#include "host/config_check.h"
 #include "host/errors.h"
+#include "host/host_file.h"
 #include "host/patches.h"
 #include "input.h"
 #include "memory_file.h"
@@ -56,14 +58,31 @@ void ParseWords(const std::vector<std::string>& words) {
   CheckOptions(options);
 }
 
-void ReadConfiguration(const std::string& text) {
-  const fuzz::MemoryFile file(text);
-  std::vector<cv::Rect> patches;
+// Whether `read` refuses the file, which it has to name.
+template <typename Read>
+bool IsRefused(const fuzz::MemoryFile& file, const Read& read) {
   try {
-    patches = dirty_seg::ReadPatches(file.path());
+    read();
+    return false;
   } catch (const dirty_seg::SetupError& error) {
     Require(std::string(error.what()).find(file.path()) != std::string::npos,
             "a refusal names the file");
+    return true;
+  }
+}
+
+// What a run refuses, a check has called an error before.
+void ReadConfiguration(const std::string& text) {
+  const fuzz::MemoryFile file(text);
+  std::size_t errors = 0;
+  std::vector<cv::Rect> patches;
+  const bool is_no_yaml = IsRefused(file, [&] {
+    errors = dirty_seg::CheckConfig(file.path(), 640).Count(dirty_seg::Finding::Kind::kError);
+  });
+  const bool is_no_list = IsRefused(file, [&] { patches = dirty_seg::ReadPatches(file.path()); });
+  IsRefused(file, [&] { dirty_seg::ReadHostFile(file.path()); });
+  if (is_no_list) {
+    Require(is_no_yaml || errors > 0, "a check finds what a run refuses");
     return;
   }
   Require(!patches.empty(), "there is a patch");

@@ -152,19 +152,25 @@ void CheckFit(const ListedPatch& patch, int side, Findings& findings) {
   }
 }
 
+// Each with the earlier one that it shares most with.
 void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
   for (std::size_t j = 1; j < patches.size(); ++j) {
+    const cv::Rect second = Clipped(patches[j]);
+    double most = 0.0;
+    std::size_t other = 0;
     for (std::size_t i = 0; i < j; ++i) {
       const cv::Rect first = Clipped(patches[i]);
-      const cv::Rect second = Clipped(patches[j]);
       const double smaller = std::min(first.area(), second.area());
       const double shared = (first & second).area() / smaller;
-      if (shared <= kMostShared) continue;
-      Warn(patches[j].line,
-           PatchName(patches[j].index) + " and " + PatchName(patches[i].index) + " share " +
-               Percent(shared) + " of the smaller one; what lies there is found twice",
-           findings);
+      if (shared <= most) continue;
+      most = shared;
+      other = i;
     }
+    if (most <= kMostShared) continue;
+    Warn(patches[j].line,
+         PatchName(patches[j].index) + " and " + PatchName(patches[other].index) + " share " +
+             Percent(most) + " of the smaller one; what lies there is found twice",
+         findings);
   }
 }
 

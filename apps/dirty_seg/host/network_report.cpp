@@ -1,5 +1,6 @@
 #include "host/network_report.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -74,8 +75,10 @@ std::string HeadText(const SegmentationHead& head) {
          " anchors, " + std::to_string(head.coefficients) + " prototypes";
 }
 
-void AddLine(const std::string& label, const std::string& text, std::string& lines) {
+void AddLine(const std::string& label, std::string text, std::string& lines) {
   if (text.empty()) return;
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < 0x20U; }, ' ');
   lines += "  " + label + std::string(kLabelWidth - label.size(), ' ') + text + "\n";
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
+#include <utility>
 
 #include "geometry/letterbox.h"
 
@@ -15,53 +17,113 @@ void SortUnique(std::vector<int>& values) {
   values.erase(std::unique(values.begin(), values.end()), values.end());
 }
 
-// Joins it to the one above of the same width, if there is one.
-void AddGap(const cv::Rect& gap, std::vector<cv::Rect>& gaps) {
-  for (cv::Rect& above : gaps) {
-    if (above.x != gap.x || above.width != gap.width || above.br().y != gap.y) continue;
-    above.height += gap.height;
-    return;
+// How many patches lie over each cell of a grid whose lines are all their edges: between two
+// neighbouring lines, every pixel lies in the same patches.
+class CellCounts {
+ public:
+  explicit CellCounts(const std::vector<cv::Rect>& patches) {
+    const cv::Rect frame(0, 0, geometry::kFrameWidth, geometry::kFrameHeight);
+    xs_ = {0, frame.width};
+    ys_ = {0, frame.height};
+    std::vector<cv::Rect> visible;
+    for (const cv::Rect& patch : patches) {
+      const cv::Rect part = patch & frame;
+      if (part.empty()) continue;
+      visible.push_back(part);
+      xs_.insert(xs_.end(), {part.x, part.br().x});
+      ys_.insert(ys_.end(), {part.y, part.br().y});
+    }
+    SortUnique(xs_);
+    SortUnique(ys_);
+    // Steps at the corners, summed up to counts.
+    counts_ = cv::Mat::zeros(static_cast<int>(ys_.size()), static_cast<int>(xs_.size()), CV_32S);
+    for (const cv::Rect& part : visible) Add(part);
+    for (int y = 0; y < counts_.rows; ++y) {
+      for (int x = 0; x < counts_.cols; ++x) {
+        At(y, x) += (x > 0 ? At(y, x - 1) : 0) + (y > 0 ? At(y - 1, x) : 0) -
+                    (x > 0 && y > 0 ? At(y - 1, x - 1) : 0);
+      }
+    }
   }
-  gaps.push_back(gap);
-}
+
+  int rows() const { return counts_.rows - 1; }
+  int columns() const { return counts_.cols - 1; }
+  int count(int row, int column) const { return counts_.at<int>(row, column); }
+  cv::Rect cell(int row, int column) const {
+    return {cv::Point(xs_[Index(column)], ys_[Index(row)]),
+            cv::Point(xs_[Index(column + 1)], ys_[Index(row + 1)])};
+  }
+
+ private:
+  static std::size_t Index(int i) { return static_cast<std::size_t>(i); }
+
+  static int LineOf(const std::vector<int>& lines, int edge) {
+    return static_cast<int>(std::lower_bound(lines.begin(), lines.end(), edge) - lines.begin());
+  }
+
+  int& At(int y, int x) { return counts_.at<int>(y, x); }
+
+  void Add(const cv::Rect& part) {
+    const int left = LineOf(xs_, part.x);
+    const int right = LineOf(xs_, part.br().x);
+    const int top = LineOf(ys_, part.y);
+    const int bottom = LineOf(ys_, part.br().y);
+    ++At(top, left);
+    --At(top, right);
+    --At(bottom, left);
+    ++At(bottom, right);
+  }
+
+  std::vector<int> xs_;
+  std::vector<int> ys_;
+  cv::Mat counts_;
+};
+
+// Gaps of one row after another; one that goes on below as wide as it was is made longer.
+class GapList {
+ public:
+  void Add(const cv::Rect& gap) {
+    if (gap.empty()) return;
+    const auto [last, is_new] = last_.try_emplace({gap.x, gap.width}, gaps_.size());
+    if (!is_new && gaps_[last->second].br().y == gap.y) {
+      gaps_[last->second].height += gap.height;
+      return;
+    }
+    last->second = gaps_.size();
+    gaps_.push_back(gap);
+  }
+
+  std::vector<cv::Rect> Take() { return std::move(gaps_); }
+
+ private:
+  std::vector<cv::Rect> gaps_;
+  std::map<std::pair<int, int>, std::size_t> last_;  // by x and width
+};
 
 }  // namespace
 
 Coverage CoverFrame(const std::vector<cv::Rect>& patches) {
-  const cv::Rect frame(0, 0, geometry::kFrameWidth, geometry::kFrameHeight);
-  // Between neighbouring edges, every pixel lies in the same patches.
-  std::vector<int> xs{0, frame.width};
-  std::vector<int> ys{0, frame.height};
-  std::vector<cv::Rect> visible;
-  for (const cv::Rect& patch : patches) {
-    visible.push_back(patch & frame);
-    if (visible.back().empty()) continue;
-    xs.insert(xs.end(), {visible.back().x, visible.back().br().x});
-    ys.insert(ys.end(), {visible.back().y, visible.back().br().y});
-  }
-  SortUnique(xs);
-  SortUnique(ys);
-
+  constexpr double kFrameArea = 1.0 * geometry::kFrameWidth * geometry::kFrameHeight;
+  const CellCounts cells(patches);
   Coverage coverage;
-  for (std::size_t row = 0; row + 1 < ys.size(); ++row) {
+  GapList gaps;
+  for (int row = 0; row < cells.rows(); ++row) {
     cv::Rect gap;
-    for (std::size_t column = 0; column + 1 < xs.size(); ++column) {
-      const cv::Rect cell(cv::Point(xs[column], ys[row]), cv::Point(xs[column + 1], ys[row + 1]));
-      const auto count =
-          std::count_if(visible.begin(), visible.end(),
-                        [&cell](const cv::Rect& patch) { return patch.contains(cell.tl()); });
-      const double share = static_cast<double>(cell.area()) / frame.area();
-      if (count > 1) coverage.repeated_share += share;
+    for (int column = 0; column < cells.columns(); ++column) {
+      const cv::Rect cell = cells.cell(row, column);
+      const int count = cells.count(row, column);
+      if (count > 1) coverage.repeated_share += cell.area() / kFrameArea;
       if (count == 0) {
-        coverage.gap_share += share;
+        coverage.gap_share += cell.area() / kFrameArea;
         gap |= cell;
-      } else if (!gap.empty()) {
-        AddGap(gap, coverage.gaps);
+      } else {
+        gaps.Add(gap);
         gap = {};
       }
     }
-    if (!gap.empty()) AddGap(gap, coverage.gaps);
+    gaps.Add(gap);
   }
+  coverage.gaps = gaps.Take();
   return coverage;
 }
 

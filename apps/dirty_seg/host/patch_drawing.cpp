@@ -4,6 +4,7 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
+#include "geometry/letterbox.h"
 #include "host/overlay.h"
 
 namespace dirty_seg {
@@ -28,8 +29,7 @@ void DrawGap(const cv::Rect& gap, cv::Mat& picture) {
 // Drawn inwards, step by step, so that patches side by side do not hide each other's outlines.
 void DrawPatch(const ListedPatch& patch, cv::Mat& picture) {
   const int line = LineWidth(picture);
-  const cv::Rect frame(cv::Point(0, 0), picture.size());
-  cv::Rect outline = patch.rectangle & frame;
+  cv::Rect outline = nuvik::geometry::ClipFarEdges(patch.rectangle, picture.size());
   const int inset = line * (1 + static_cast<int>(patch.index % 3));
   outline =
       cv::Rect(outline.tl() + cv::Point(inset, inset), outline.br() - cv::Point(inset, inset));
