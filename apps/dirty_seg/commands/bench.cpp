@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "commands/help.h"
 #include "commands/options.h"
 #include "host/bench.h"
 #include "host/bench_report.h"
@@ -62,10 +63,12 @@ CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
   command->add_option("INPUT", options.inputs, "Pictures, and folders of pictures")
       ->required()
       ->type_name("");
+  UseCompactHelp(*command);
   command->footer(
-      "Example, what quantising gains and loses:\n"
-      "  dirty_seg bench --model seg.onnx --model-b seg-int8.onnx --config c.yaml photos\n"
-      "Exit status: 0 all done, 1 some inputs failed, 2 bad usage, network, configuration");
+      "Example:\n"
+      "  dirty_seg bench --model seg.onnx --model-b int8.onnx --config c.yaml photos\n"
+      "Exit status: 0 all done, 1 some inputs failed,\n"
+      "  2 bad usage, network or configuration");
   return command;
 }
 

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "commands/help.h"
 #include "commands/options.h"
 #include "host/dump_comparison.h"
 #include "host/errors.h"
@@ -95,6 +96,7 @@ CLI::App* AddCompare(CLI::App& app, CompareOptions& options) {
   command->add_option("B", options.b, "Of the other")->required()->type_name("");
   command->add_flag("--json", options.json, "Write JSON, with every frame or tensor in full");
   AddLimits(*command, options);
+  UseCompactHelp(*command);
   command->footer(
       "Results: folders of 'detect --output', or their .jsonl files.\n"
       "Dumps: folders of 'dump', or any .npy files.\n"

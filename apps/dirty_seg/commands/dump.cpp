@@ -4,6 +4,7 @@
 #include <memory>
 #include <opencv2/core.hpp>
 
+#include "commands/help.h"
 #include "commands/options.h"
 #include "host/dump.h"
 #include "host/errors.h"
@@ -23,11 +24,13 @@ CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
   command->add_flag("--overwrite", options.overwrite, "--output DIR need not be empty")
       ->needs(output);
   command->add_option("INPUT", options.input, "A picture")->required()->type_name("");
+  UseCompactHelp(*command);
   command->footer(
       "Without --output, the folder is runs/dump, runs/dump2, ...\n"
       "Example:\n"
       "  dirty_seg dump --model seg.onnx --config patches.yaml --output out floor.jpg\n"
-      "Exit status: 0 done, 1 the picture failed, 2 bad usage, network or configuration");
+      "Exit status: 0 done, 1 the picture failed,\n"
+      "  2 bad usage, network or configuration");
   return command;
 }
 

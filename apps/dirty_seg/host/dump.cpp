@@ -101,23 +101,16 @@ ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, const cv::Size& i
   return list;
 }
 
-template <typename Value>
-Value ValueOf(const YAML::Node& mapping, const char* key, const Value& otherwise) {
-  const YAML::Node node = mapping[key];
-  return node.IsDefined() ? node.as<Value>() : otherwise;
-}
-
-// The detector has accepted the file.
+// The detector has accepted the file, and told of keys without effect.
 ordered_json PostprocessToJson(const std::string& config) {
-  const YAML::Node root = YAML::LoadFile(config);
-  const YAML::Node mapping = root["postprocess"].IsDefined() ? root["postprocess"] : YAML::Node();
-  const nuvik::model::PostprocessOptions defaults;
+  std::vector<nuvik::model::PostprocessProblem> told;
+  const auto options = nuvik::model::ReadPostprocessOptions(YAML::LoadFile(config), told);
   ordered_json json;
-  json["score_threshold"] = ValueOf(mapping, "score_threshold", defaults.score_threshold);
-  json["iou_threshold"] = ValueOf(mapping, "iou_threshold", defaults.iou_threshold);
-  json["max_detections"] = ValueOf(mapping, "max_detections", defaults.max_detections);
-  json["class_agnostic"] = ValueOf(mapping, "class_agnostic", defaults.class_agnostic);
-  json["mask_threshold"] = ValueOf(mapping, "mask_threshold", defaults.mask_threshold);
+  json["score_threshold"] = options.score_threshold;
+  json["iou_threshold"] = options.iou_threshold;
+  json["max_detections"] = options.max_detections;
+  json["class_agnostic"] = options.class_agnostic;
+  json["mask_threshold"] = options.mask_threshold;
   return json;
 }
 
