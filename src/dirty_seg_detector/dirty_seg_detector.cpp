@@ -18,6 +18,7 @@
 #include "dirty_seg_detector/mask_kernels.h"
 #include "dirty_seg_detector/pixel_kernels.h"
 #include "engine/to_string.h"
+#include "geometry/image_box.h"
 #include "geometry/letterbox.h"
 #include "logger/logger.h"
 
@@ -213,19 +214,6 @@ Slot FindSlot(AIBuff& input, const cv::Mat& image, std::size_t n) {
 
 bool Contains(const std::vector<int>& ids, int id) {
   return std::find(ids.begin(), ids.end(), id) != ids.end();
-}
-
-// `bbox` grown to whole pixels and clamped to the image, nothing when that leaves no pixel.
-std::optional<cv::Rect> ClampToImage(const std::vector<float>& bbox, const cv::Mat& image) {
-  const auto floor = [](float value) { return geometry::SaturateToInt(std::floor(value)); };
-  const auto ceil = [](float value) { return geometry::SaturateToInt(std::ceil(value)); };
-  const int y2 = std::min(ceil(bbox[3]), image.rows);
-  if (y2 <= 0) return std::nullopt;
-  const int x1 = std::max(std::min(floor(bbox[0]), image.cols - 1), 0);
-  const int y1 = std::max(std::min(floor(bbox[1]), image.rows - 1), 0);
-  const int x2 = std::max(std::min(ceil(bbox[2]), image.cols), 0);
-  if (x1 >= x2 || y2 <= y1) return std::nullopt;
-  return cv::Rect(x1, y1, x2 - x1, y2 - y1);
 }
 
 struct Verdict {
@@ -467,7 +455,7 @@ bool DirtySegDetector::judge_fece(const ImageMap& images, const std::vector<floa
     TESSMAR_LOG_ERROR("[FECE] Invalid color image");
     return false;
   }
-  const std::optional<cv::Rect> box = ClampToImage(bbox, *color);
+  const std::optional<cv::Rect> box = geometry::ClampToImage(bbox, color->size());
   if (!box) {
     TESSMAR_LOG_ERROR("[FECE] Invalid bbox: [{}, {}, {}, {}]", bbox[0], bbox[1], bbox[2], bbox[3]);
     return false;

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -152,6 +153,32 @@ TEST_F(Detect, NamesConfirmedFaeces) {
   EXPECT_EQ(rows[0]["label_names"], json::parse(R"({"19": "faeces"})"));
 }
 
+TEST_F(Detect, TellsWhatTheClassifierSaidOfEachCandidate) {
+  cv::Mat picture = test::Plain(test::kFrame, test::kRedPixel);
+  picture(cv::Rect(640, 440, 64, 64)).setTo(test::kMagentaPixel);
+  const std::string path = test::WritePicture(folder_ / "both.png", picture);
+  const auto candidates = [&](const Arguments& more) {
+    const Arguments command = Command() + Classifier(CommonNetwork("classifier-224"));
+    const std::vector<json> rows = ParseLines(RunProgram(command + more + Arguments{path}).output);
+    return rows.at(0).value("fece_candidates", json("hidden"));
+  };
+  // frame_detector_test.cpp has the logits: 1 / (1 + e^(2.249 + 1.804)) of red, and 0.60 of
+  // magenta.
+  const json both = candidates({});
+  ASSERT_EQ(both.size(), 2U);
+  EXPECT_EQ(both[0]["detection"], 0);
+  EXPECT_EQ(both[0]["verdict"], "rejected");
+  EXPECT_NEAR(both[0]["score"], 0.0171, 0.0001);
+  EXPECT_EQ(both[1]["detection"], 1);
+  EXPECT_EQ(both[1]["verdict"], "confirmed");
+  EXPECT_NEAR(both[1]["score"], 0.60, 0.005);
+  const json unchecked = json::parse(
+      R"([{"detection": 0, "verdict": "not_checked"}, {"detection": 1, "verdict": "not_checked"}])");
+  EXPECT_EQ(candidates({"--fece-area-threshold", "512"}), unchecked);
+  EXPECT_EQ(candidates({"--fece-area-threshold", "512", "--log-level", "debug"}), unchecked);
+  EXPECT_EQ(candidates({"--log-level", "error"}), "hidden");
+}
+
 TEST_F(Detect, HandsTheClassifiersThresholdsOn) {
   // Magenta is confirmed with 0.60; its boxes have 512 pixels.
   const std::string magenta = Picture("magenta.png", test::kMagentaPixel);
@@ -273,7 +300,9 @@ TEST_F(Detect, WarnsOfAClassifierThatFails) {
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.errors,
               HasSubstr("dirty_seg: warning: '" + red + "': fece inference status is 5\n"));
-  EXPECT_EQ(ParseLines(result.output).at(0)["labels"], json::parse("[0, 0]"));
+  const json row = ParseLines(result.output).at(0);
+  EXPECT_EQ(row["labels"], json::parse("[0, 0]"));
+  EXPECT_EQ(row["fece_candidates"][1], json::parse(R"({"detection": 1, "verdict": "failed"})"));
 }
 
 TEST_F(Detect, WarnsOfAClassThatTheNetworkDoesNotName) {
@@ -295,6 +324,62 @@ TEST_F(Detect, FailsAnInputWhoseResultCannotBeWritten) {
                                "on device\n");
 }
 
+// ---- Output folders -----------------------------------------------------------------------------
+
+TEST_F(Detect, RefusesAFolderThatIsNotEmptyUnlessTold) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const Arguments command = Command() + Arguments{"--output", folder_ / "out", red};
+  EXPECT_EQ(RunProgram(command).status, 0);
+  const std::string before = ReadFile(folder_ / "out/results.jsonl");
+  EXPECT_EQ(RefusalOf(command),
+            "dirty_seg: error: --output '" + folder_ / "out" +
+                "': the folder is not empty; expected a new one, or --overwrite to replace what is "
+                "there\n");
+  EXPECT_EQ(ReadFile(folder_ / "out/results.jsonl"), before);
+  EXPECT_EQ(RunProgram(command + Arguments{"--overwrite"}).status, 0);
+  EXPECT_EQ(ParseLines(ReadFile(folder_ / "out/results.jsonl")).size(), 1U);
+}
+
+TEST_F(Detect, SavesEachRunInAFolderOfItsOwn) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder_.path());
+  const Arguments command = Command() + Arguments{"--save", red};
+  EXPECT_THAT(RunProgram(command).errors, HasSubstr("results in 'runs/detect/results.jsonl'\n"));
+  EXPECT_THAT(RunProgram(command).errors, HasSubstr("results in 'runs/detect2/results.jsonl'\n"));
+  std::filesystem::current_path(before);
+  for (const char* run : {"runs/detect", "runs/detect2"}) {
+    const json row = ParseLines(ReadFile(folder_ / run + "/results.jsonl")).at(0);
+    EXPECT_EQ(row["overlay"], "red.overlay.jpg");
+  }
+}
+
+TEST_F(Detect, SumsARunUp) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const std::string missing = folder_ / "missing.png";
+  const std::string out = folder_ / "out";
+  RunProgram(Command() + Arguments{"--output", out, red, missing, red});
+  const json summary = json::parse(ReadFile(out + "/summary.json"));
+  EXPECT_EQ(summary["program"], "dirty_seg " DIRTY_SEG_VERSION);
+  EXPECT_EQ(summary["model"], CommonNetwork("seg-b2-64"));
+  EXPECT_EQ(summary["config"], folder_ / "config.yaml");
+  EXPECT_EQ(summary["inputs"], 3);
+  EXPECT_EQ(summary["frames"], 2);
+  EXPECT_EQ(summary["failed"], 1);
+  EXPECT_EQ(summary["interrupted"], false);
+  EXPECT_EQ(summary["detections"], json::parse(R"({"0": 4})"));
+  EXPECT_EQ(summary["label_names"], json::parse(R"({"0": "red"})"));
+  std::vector<double> totals;
+  for (const json& row : ParseLines(ReadFile(out + "/results.jsonl"))) {
+    totals.push_back(row["timing_ms"]["total"]);
+  }
+  ASSERT_EQ(totals.size(), 2U);
+  const json& total = summary["timing_ms"]["total"];
+  EXPECT_EQ(total["p50"], std::min(totals[0], totals[1]));
+  EXPECT_EQ(total["p99"], std::max(totals[0], totals[1]));
+  EXPECT_EQ(total["worst"], std::max(totals[0], totals[1]));
+}
+
 // ---- The library's log --------------------------------------------------------------------------
 
 TEST_F(Detect, ShowsTheLogOnStandardErrorWhenVerbose) {
@@ -305,12 +390,34 @@ TEST_F(Detect, ShowsTheLogOnStandardErrorWhenVerbose) {
   EXPECT_THAT(result.errors, HasSubstr("[INFO] Total crops: 2\n"));
 }
 
+TEST_F(Detect, ShowsTheLogFromTheLevelThatIsAskedFor) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const auto log_at = [&](const char* level) {
+    return RunProgram(Command() + Arguments{"--log-level", level, red}, {"SPDLOG_LEVEL=critical"})
+        .errors;
+  };
+  EXPECT_THAT(log_at("debug"), HasSubstr("[DEBUG] "));
+  EXPECT_THAT(log_at("info"), AllOf(HasSubstr("[INFO] "), Not(HasSubstr("[DEBUG] "))));
+  for (const char* level : {"warn", "error", "critical", "off"}) EXPECT_EQ(log_at(level), "");
+}
+
+TEST_F(Detect, SaysErrorsAloneWhenQuiet) {
+  const std::string tiny = Picture("tiny.png", test::kRedPixel, {100, 100});
+  const std::string missing = folder_ / "missing.png";
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"-q", "--output", folder_ / "out", tiny, missing},
+                 {"SPDLOG_LEVEL=odd"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors,
+            "dirty_seg: error: '" + missing + "': cannot be opened: No such file or directory\n");
+}
+
 TEST_F(Detect, ShowsTheLogOnStandardOutputToWhomSetsTheVariable) {
   const std::string red = Picture("red.png", test::kRedPixel);
   const ProgramResult result = RunProgram(Command() + Arguments{red}, {"SPDLOG_STDOUT=true"});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.output, StartsWith("  1 [INFO] Initing dirty seg detector model succeed\n"));
-  EXPECT_THAT(result.output, HasSubstr("\n{\"source\":"));
+  EXPECT_THAT(result.output, HasSubstr("\n{\"schema_version\":1,\"source\":"));
   EXPECT_THAT(result.output, Not(HasSubstr("environment variable")));
   EXPECT_EQ(result.errors, "");
 }
@@ -490,6 +597,13 @@ INSTANTIATE_TEST_SUITE_P(
               kEnough + Arguments{"--fece-model", "f", "--fece-class-ids", "0",
                                   "--fece-area-threshold", "-4"},
               "--fece-area-threshold: -4 is not a number of pixels from 0"},
+        Usage{"UnknownLevel", kEnough + Arguments{"--log-level", "loud"},
+              "--log-level: loud is none of trace debug info warn error critical off"},
+        Usage{"QuietAndVerbose", kEnough + Arguments{"-q", "-v"}, "--verbose excludes --quiet"},
+        Usage{"SaveAndOutput", kEnough + Arguments{"--save", "--output", "out"},
+              "--output excludes --save"},
+        Usage{"OverwriteWithoutOutput", kEnough + Arguments{"--overwrite"},
+              "--overwrite requires --output"},
         Usage{"FractionOfAThread", kEnough + Arguments{"--threads", "1.5"},
               "--threads: 1.5 is not a whole number from 0 to 1024"}),
     [](const auto& test) { return test.param.name; });
@@ -509,8 +623,8 @@ TEST(Program, ShowsHelpAndVersionOnStandardOutput) {
 TEST(Program, ShowsAHelpThatFitsAScreen) {
   std::istringstream help(RunProgram({"detect", "--help"}).output);
   int lines = 0;
-  for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 100U) << line;
-  EXPECT_LE(lines, 40);
+  for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 80U) << line;
+  EXPECT_LE(lines, 24);
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ class FrameDetectorTest : public testing::Test {
   }
 
   FrameOutcome Detect(const DirtySegDetectorConfig& config, const cv::Mat& picture) {
-    LogCapture log(false);
+    LogCapture log;
     return FrameDetector(config, log).Detect(std::make_shared<cv::Mat>(picture));
   }
 
@@ -100,7 +100,7 @@ TEST_F(FrameDetectorTest, RepeatsAComplaintOfAFrameThatWentThrough) {
 
 TEST_F(FrameDetectorTest, TellsTheCauseOfAFailureAndGoesOn) {
   const DirtySegDetectorConfig config = MakeConfig(HostNetwork("seg-fails-on-red"));
-  LogCapture log(false);
+  LogCapture log;
   FrameDetector detector(config, log);
   const auto red = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kRedPixel));
   const auto green = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kGreenPixel));
@@ -127,7 +127,7 @@ TEST_F(FrameDetectorTest, RefusesAPostprocessKeyWithTheFilesNames) {
   const std::string model = CommonNetwork("seg-b2-64");
   const DirtySegDetectorConfig config =
       MakeConfig(model, std::string(kPatches) + "postprocess: {score_threshold: 2}\n");
-  LogCapture log(false);
+  LogCapture log;
   EXPECT_EQ(test::RejectionOf<SetupError>([&] { FrameDetector(config, log); }),
             "'" + model + "' with '" + config.yaml_config_path +
                 "': postprocess.score_threshold in line 2 is '2'; expected a number from 0 to 1");
@@ -136,7 +136,7 @@ TEST_F(FrameDetectorTest, RefusesAPostprocessKeyWithTheFilesNames) {
 TEST_F(FrameDetectorTest, RefusesANetworkThatDoesNotLoad) {
   DirtySegDetectorConfig config = MakeConfig(CommonNetwork("seg-b2-64"));
   config.dirty_seg_model_config.model_path = folder_ / "gone.onnx";
-  LogCapture log(false);
+  LogCapture log;
   EXPECT_THAT(test::RejectionOf<SetupError>([&] { FrameDetector(config, log); }),
               EndsWith("the engine could not load the networks; its message above says why"));
 }

@@ -14,6 +14,7 @@ namespace {
 FrameRecord MakeRecord() {
   FrameRecord record;
   record.source = "pictures/street.png";
+  record.image_size = cv::Size(640, 480);
   record.outcome.result.message = "success";
   record.outcome.result.bboxes = {{1.5F, 2.0F, 3.0F, 4.0F}, {0.1F, 0.2F, 640.0F, 480.25F}};
   record.outcome.result.scores = {0.5F, 0.7F};
@@ -35,18 +36,20 @@ const Labels kLabels({{0, "spill"}, {3, "solid waste"}, {19, "cow"}}, true);
 TEST(FrameRecord, HasItsKeysInOrder) {
   FrameRecord record = MakeRecord();
   record.masks.at(19).file = "street.mask_19.png";
+  record.overlay = "street.overlay.jpg";
   // The mask's columns: 0 zeros, 2 ones, 1078 zeros, 2, 1078, 2, and the other 1917 columns with
   // the rest of the third: 1917 * 1080 + 1078 = 2071438 zeros, less 1078 stored as 2070360.
   // 1078 is 1 00001 10110, so "f", "Q", "1"; 2070360 is 1 11111 00101 11010 11000.
   EXPECT_EQ(ToJson(record, kLabels).dump(),
-            "{\"source\":\"pictures/street.png\",\"frame\":0,\"success\":true,"
-            "\"message\":\"success\","
+            "{\"schema_version\":1,\"source\":\"pictures/street.png\",\"frame\":0,"
+            "\"image_size\":[480,640],\"success\":true,\"message\":\"success\","
             "\"bboxes\":[[1.5,2.0,3.0,4.0],[0.10000000149011612,0.20000000298023224,640.0,480.25]],"
             "\"scores\":[0.5,0.699999988079071],\"labels\":[3,19],\"mask_pixel_counts\":[6.0],"
             "\"label_masks\":{\"19\":{\"file\":\"street.mask_19.png\",\"pixels\":6,"
             "\"rle\":{\"size\":[1080,1920],\"counts\":\"02fQ1000hjUo1\"}}},"
             "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
-            "\"timing_ms\":{\"read\":7.123,\"preprocess\":3.75,\"inference\":12.0,"
+            "\"overlay\":\"street.overlay.jpg\",\"timing_ms\":{\"read\":7.123,\"preprocess\":3.75,"
+            "\"inference\":12.0,"
             "\"postprocess\":3.0,\"convert\":1.5,\"total\":20.25,\"write\":2.0}}");
 }
 
@@ -54,6 +57,26 @@ TEST(FrameRecord, NamesNoMaskFileWhenNoneWasWritten) {
   const auto json = ToJson(MakeRecord(), kLabels);
   EXPECT_FALSE(json["label_masks"]["19"].contains("file"));
   EXPECT_EQ(json["label_masks"]["19"]["pixels"], 6);
+}
+
+TEST(FrameRecord, TellsEachCandidatesVerdict) {
+  FrameRecord record = MakeRecord();
+  record.outcome.fece_candidates = {{0, FeceVerdict::kRejected, 0.25F},
+                                    {1, FeceVerdict::kConfirmed, 0.75F},
+                                    {2, FeceVerdict::kNotChecked, {}},
+                                    {3, FeceVerdict::kFailed, {}}};
+  EXPECT_EQ(ToJson(record, kLabels)["fece_candidates"].dump(),
+            "[{\"detection\":0,\"verdict\":\"rejected\",\"score\":0.25},"
+            "{\"detection\":1,\"verdict\":\"confirmed\",\"score\":0.75},"
+            "{\"detection\":2,\"verdict\":\"not_checked\"},"
+            "{\"detection\":3,\"verdict\":\"failed\"}]");
+}
+
+TEST(FrameRecord, TellsThatThereWasNoCandidateOnlyWhenThatIsKnown) {
+  FrameRecord record = MakeRecord();
+  EXPECT_FALSE(ToJson(record, kLabels).contains("fece_candidates"));
+  record.outcome.fece_candidates.emplace();
+  EXPECT_EQ(ToJson(record, kLabels)["fece_candidates"].dump(), "[]");
 }
 
 TEST(FrameRecord, LeavesOutTimesThatTheLogDoesNotTell) {
@@ -75,7 +98,7 @@ TEST(FrameRecord, TellsAFailureWithTheSameKeys) {
   EXPECT_EQ(json["bboxes"].dump(), "[]");
   EXPECT_EQ(json["label_masks"].dump(), "{}");
   EXPECT_EQ(json["label_names"].dump(), "{}");
-  EXPECT_EQ(json.size(), 11U);
+  EXPECT_EQ(json.size(), 13U);
 }
 
 TEST(FrameRecord, NamesOnlyWhatIsThereAndHasAName) {

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include "support/environment.h"
 
@@ -27,7 +28,7 @@ struct Written {
 };
 
 // What `use` of a capture leaves on the real streams when the user set SPDLOG_STDOUT so.
-Written RunCapture(const std::optional<std::string>& user_choice, bool verbose,
+Written RunCapture(const std::optional<std::string>& user_choice, const LogOptions& options,
                    const std::function<void(LogCapture&)>& use) {
   const ScopedVariable choice("SPDLOG_STDOUT", user_choice);
   const ScopedVariable journal("SPDLOG_SYSTEMD", std::nullopt);
@@ -35,7 +36,7 @@ Written RunCapture(const std::optional<std::string>& user_choice, bool verbose,
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   {
-    LogCapture log(verbose);
+    LogCapture log(options);
     use(log);
   }
   const std::string errors = testing::internal::GetCapturedStderr();
@@ -49,7 +50,7 @@ void LogOneLine(LogCapture& log) {
 
 TEST(LogCapture, KeepsTheLogOffStandardOutput) {
   std::vector<std::string> lines;
-  const Written written = RunCapture(std::nullopt, false, [&lines](LogCapture& log) {
+  const Written written = RunCapture(std::nullopt, {}, [&lines](LogCapture& log) {
     std::printf("%s\nlast", kLine);
     lines = log.TakeLines();
   });
@@ -59,7 +60,7 @@ TEST(LogCapture, KeepsTheLogOffStandardOutput) {
 }
 
 TEST(LogCapture, LeavesStandardOutputToTheProgram) {
-  const Written written = RunCapture(std::nullopt, false, [](LogCapture& log) {
+  const Written written = RunCapture(std::nullopt, {}, [](LogCapture& log) {
     LogOneLine(log);
     std::fputs("{}\n", log.standard_output());
   });
@@ -70,7 +71,7 @@ TEST(LogCapture, GivesStandardOutputBack) {
   testing::internal::CaptureStdout();
   {
     const ScopedVariable choice("SPDLOG_STDOUT", std::nullopt);
-    LogCapture log(false);
+    LogCapture log;
     std::printf("captured\n");
   }
   std::printf("free again\n");
@@ -79,7 +80,7 @@ TEST(LogCapture, GivesStandardOutputBack) {
 
 TEST(LogCapture, PassesOnWhatTheUserWants) {
   for (const char* const choice : {"true", "1", ""}) {
-    const Written written = RunCapture(choice, false, LogOneLine);
+    const Written written = RunCapture(choice, {}, LogOneLine);
     EXPECT_EQ(written.output, std::string(kLine) + "\n") << choice;
     EXPECT_EQ(written.errors, "") << choice;
   }
@@ -88,7 +89,7 @@ TEST(LogCapture, PassesOnWhatTheUserWants) {
 TEST(LogCapture, KeepsBackWhatTheUserRefuses) {
   std::vector<std::string> lines;
   std::optional<std::string> for_the_library;
-  const Written written = RunCapture("false", false, [&](LogCapture& log) {
+  const Written written = RunCapture("false", {}, [&](LogCapture& log) {
     for_the_library = Variable("SPDLOG_STDOUT");
     std::printf("%s\n", kLine);
     lines = log.TakeLines();
@@ -99,7 +100,7 @@ TEST(LogCapture, KeepsBackWhatTheUserRefuses) {
 }
 
 TEST(LogCapture, ShowsTheLogOnStandardErrorWhenVerbose) {
-  const Written written = RunCapture(std::nullopt, true, LogOneLine);
+  const Written written = RunCapture(std::nullopt, {true, false, ""}, LogOneLine);
   EXPECT_EQ(written.output, "");
   EXPECT_EQ(written.errors, std::string(kLine) + "\n");
 }
@@ -109,15 +110,45 @@ TEST(LogCapture, ShowsANoticeOnceAlsoWhenNotVerbose) {
     std::printf("%s\n", kNotice);
     log.TakeLines();
   };
-  EXPECT_EQ(RunCapture(std::nullopt, false, log_notice).errors, std::string(kNotice) + "\n");
-  EXPECT_EQ(RunCapture(std::nullopt, true, log_notice).errors, std::string(kNotice) + "\n");
-  const Written wanted = RunCapture("true", false, log_notice);
+  EXPECT_EQ(RunCapture(std::nullopt, {}, log_notice).errors, std::string(kNotice) + "\n");
+  EXPECT_EQ(RunCapture(std::nullopt, {true, false, ""}, log_notice).errors,
+            std::string(kNotice) + "\n");
+  const Written wanted = RunCapture("true", {}, log_notice);
   EXPECT_EQ(wanted.output, std::string(kNotice) + "\n");
   EXPECT_EQ(wanted.errors, "");
 }
 
+TEST(LogCapture, KeepsANoticeFromWhoWantsQuiet) {
+  LogOptions options;
+  options.quiet = true;
+  const Written written = RunCapture(std::nullopt, options, [](LogCapture& log) {
+    std::printf("%s\n", kNotice);
+    log.TakeLines();
+  });
+  EXPECT_EQ(written.output, "");
+  EXPECT_EQ(written.errors, "");
+}
+
+TEST(LogCapture, PutsALevelInThePlaceOfTheVariable) {
+  const ScopedVariable level("SPDLOG_LEVEL", "error");
+  for (const auto& [word, expected] : {std::pair<const char*, const char*>{"debug", "debug"},
+                                       {"warn", "warning"},
+                                       {"off", "critical"}}) {
+    LogOptions options;
+    options.level = word;
+    const LogCapture log(options);
+    EXPECT_EQ(Variable("SPDLOG_LEVEL"), expected);
+  }
+}
+
+TEST(LogCapture, ShowsTheLogToWhoChoosesALevel) {
+  LogOptions options;
+  options.level = "info";
+  EXPECT_EQ(RunCapture(std::nullopt, options, LogOneLine).errors, std::string(kLine) + "\n");
+}
+
 TEST(LogCapture, GivesEachLineOnce) {
-  RunCapture(std::nullopt, false, [](LogCapture& log) {
+  RunCapture(std::nullopt, {}, [](LogCapture& log) {
     std::printf("one\n");
     EXPECT_THAT(log.TakeLines(), ElementsAre("one"));
     std::printf("two\n");
@@ -129,7 +160,7 @@ TEST(LogCapture, GivesEachLineOnce) {
 TEST(LogCapture, TakesMoreThanAPipeHolds) {
   const std::string line(1000, 'x');
   const std::size_t count = 3000;
-  RunCapture(std::nullopt, false, [&](LogCapture& log) {
+  RunCapture(std::nullopt, {}, [&](LogCapture& log) {
     for (std::size_t i = 0; i < count; ++i) std::printf("%s\n", line.c_str());
     const std::vector<std::string> lines = log.TakeLines();
     ASSERT_EQ(lines.size(), count);
@@ -138,7 +169,7 @@ TEST(LogCapture, TakesMoreThanAPipeHolds) {
 }
 
 TEST(LogCapture, SetsOnlyWhatTheUserLeftUnset) {
-  RunCapture(std::nullopt, false, [](LogCapture&) {
+  RunCapture(std::nullopt, {}, [](LogCapture&) {
     EXPECT_EQ(Variable("SPDLOG_STDOUT"), "true");
     EXPECT_EQ(Variable("SPDLOG_SYSTEMD"), "false");
     EXPECT_EQ(Variable("SPDLOG_LEVEL"), "info");
@@ -146,7 +177,7 @@ TEST(LogCapture, SetsOnlyWhatTheUserLeftUnset) {
   const ScopedVariable choice("SPDLOG_STDOUT", "TRUE");
   const ScopedVariable journal("SPDLOG_SYSTEMD", "true");
   const ScopedVariable level("SPDLOG_LEVEL", "error");
-  const LogCapture log(false);
+  const LogCapture log;
   EXPECT_EQ(Variable("SPDLOG_STDOUT"), "TRUE");
   EXPECT_EQ(Variable("SPDLOG_SYSTEMD"), "true");
   EXPECT_EQ(Variable("SPDLOG_LEVEL"), "error");

@@ -43,19 +43,21 @@ class Output : public testing::Test {
 
 TEST_F(Output, MakesFoldersAndAnEmptyResultsFile) {
   const std::string path = folder_ / "a/b";
-  const OutputFolder output(path);
+  const OutputFolder output(path, false);
   EXPECT_EQ(output.results_path(), path + "/results.jsonl");
   EXPECT_TRUE(std::filesystem::is_regular_file(path + "/results.jsonl"));
 }
 
-TEST_F(Output, ReplacesAnOlderResultsFile) {
+TEST_F(Output, ReplacesAnOlderResultsFileOnlyWhenTold) {
   folder_.Write("results.jsonl", "old");
-  const OutputFolder output(folder_.path());
+  test::RejectionOf<SetupError>([&] { OutputFolder(folder_.path(), false); });
+  EXPECT_EQ(ReadFile(folder_ / "results.jsonl"), "old");
+  const OutputFolder output(folder_.path(), true);
   EXPECT_EQ(ReadFile(folder_ / "results.jsonl"), "");
 }
 
 TEST_F(Output, ShowsEachLineAtOnce) {
-  const OutputFolder output(folder_.path());
+  const OutputFolder output(folder_.path(), false);
   WriteJsonLine({{"a", 1}}, "file", output.results());
   EXPECT_EQ(ReadFile(output.results_path()), "{\"a\":1}\n");
   WriteJsonLine({{"b", "line\nbreak"}}, "file", output.results());
@@ -63,7 +65,7 @@ TEST_F(Output, ShowsEachLineAtOnce) {
 }
 
 TEST_F(Output, ReplacesBytesThatAreNoUtf8) {
-  const OutputFolder output(folder_.path());
+  const OutputFolder output(folder_.path(), false);
   WriteJsonLine({{"source", "a\xff.png"}}, "file", output.results());
   EXPECT_EQ(ReadFile(output.results_path()), "{\"source\":\"a\xef\xbf\xbd.png\"}\n");
 }
@@ -78,19 +80,19 @@ TEST_F(Output, OnAFullDeviceIsRefusedWithTheCause) {
 
 TEST_F(Output, UnderAFileIsRefusedWithTheCause) {
   const std::string path = folder_.Write("file", "") + "/out";
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { OutputFolder{path}; }),
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { OutputFolder(path, false); }),
             "--output '" + path + "': the folder cannot be made: Not a directory");
 }
 
 TEST_F(Output, WithAFolderInTheResultsPlaceIsRefusedWithTheCause) {
   const std::string results = folder_.MakeFolder("results.jsonl");
   EXPECT_EQ(
-      test::RejectionOf<SetupError>([&] { OutputFolder{folder_.path()}; }),
+      test::RejectionOf<SetupError>([&] { OutputFolder(folder_.path(), true); }),
       "--output '" + folder_.path() + "': '" + results + "' cannot be written: Is a directory");
 }
 
 TEST_F(Output, WritesAMaskAs0And255) {
-  const OutputFolder output(folder_.path());
+  const OutputFolder output(folder_.path(), false);
   cv::Mat mask = cv::Mat::zeros(4, 6, CV_8UC1);
   mask.at<unsigned char>(1, 2) = 1;
   mask.at<unsigned char>(3, 5) = 255;
@@ -102,7 +104,7 @@ TEST_F(Output, WritesAMaskAs0And255) {
 }
 
 TEST_F(Output, WritesTheOverlayAsJpeg) {
-  const OutputFolder output(folder_.path());
+  const OutputFolder output(folder_.path(), false);
   EXPECT_EQ(output.WriteOverlay("street", test::Plain({64, 48}, test::kRedPixel)),
             "street.overlay.jpg");
   const std::string bytes = ReadFile(folder_ / "street.overlay.jpg");
@@ -110,8 +112,15 @@ TEST_F(Output, WritesTheOverlayAsJpeg) {
   EXPECT_EQ(cv::imread(folder_ / "street.overlay.jpg").size(), cv::Size(64, 48));
 }
 
+TEST_F(Output, WritesJsonForReading) {
+  const OutputFolder output(folder_.path(), false);
+  output.WriteJson("summary.json", {{"inputs", 1}, {"name", "a\xff"}});
+  EXPECT_EQ(ReadFile(folder_ / "summary.json"),
+            "{\n  \"inputs\": 1,\n  \"name\": \"a\xef\xbf\xbd\"\n}\n");
+}
+
 TEST_F(Output, OfAPictureWithAFolderInItsPlaceIsRefused) {
-  const OutputFolder output(folder_.path());
+  const OutputFolder output(folder_.path(), false);
   const std::string path = folder_.MakeFolder("street.overlay.jpg");
   EXPECT_EQ(test::RejectionOf<InputError>([&] {
               output.WriteOverlay("street", test::Plain({8, 8}, test::kRedPixel));

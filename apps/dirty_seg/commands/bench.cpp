@@ -77,7 +77,7 @@ int RunBenchCommand(const BenchOptions& options) {
   const std::vector<Input> inputs = ExpandInputs(options.inputs);
   // Before the networks are loaded here: their threads would not be in another process.
   const auto peaks = MeasurePeakMemory(plan, inputs);
-  LogCapture log(false);
+  LogCapture log;
   BenchResult result = RunBench(plan, inputs, log);
   for (std::size_t i = 0; i < peaks.size(); ++i) result.sides[i].peak_memory = peaks[i];
   if (result.frames > 0) {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "commands/help.h"
 #include "commands/options.h"
 #include "geometry/letterbox.h"
 #include "host/detector_setup.h"
@@ -19,7 +20,9 @@
 #include "host/messages.h"
 #include "host/output.h"
 #include "host/overlay.h"
+#include "host/run_folder.h"
 #include "host/stopwatch.h"
+#include "host/summary.h"
 
 namespace dirty_seg {
 namespace {
@@ -37,30 +40,39 @@ class Run {
       : patches_(std::move(setup.patches)),
         labels_(std::move(setup.labels)),
         detector_(setup.config, log),
+        summary_({"dirty_seg " DIRTY_SEG_VERSION, options.detector.model, options.detector.config,
+                  options.detector.fece_model}),
         destination_("standard output"),
         results_(log.standard_output()) {
-    if (options.output.empty()) return;
-    folder_.emplace(options.output);
+    if (options.save) {
+      folder_.emplace(MakeNumberedRunFolder("detect"), true);
+    } else if (!options.output.empty()) {
+      folder_.emplace(options.output, options.overwrite);
+    } else {
+      return;
+    }
     destination_ = "'" + folder_->results_path() + "'";
     results_ = folder_->results();
   }
 
   int Process(const std::vector<Input>& inputs) {
-    std::size_t failures = 0;
     for (const Input& input : inputs) {
+      bool failed = false;
       try {
         if (!input.failure.empty()) throw InputError(input.failure);
         ProcessPicture(input.path);
       } catch (const InputError& error) {
         TellError("'" + input.path + "': " + error.what());
-        ++failures;
+        failed = true;
       }
+      summary_.AddInput(failed);
     }
     if (folder_) {
-      Tell(std::to_string(inputs.size() - failures) + " of " + std::to_string(inputs.size()) +
-           " inputs processed; results in " + destination_);
+      folder_->WriteJson("summary.json", summary_.ToJson(labels_, false));
+      Tell(std::to_string(summary_.inputs() - summary_.failed()) + " of " +
+           std::to_string(summary_.inputs()) + " inputs processed; results in " + destination_);
     }
-    return failures == 0 ? kAllDone : kSomeInputFailed;
+    return summary_.failed() == 0 ? kAllDone : kSomeInputFailed;
   }
 
  private:
@@ -70,7 +82,8 @@ class Run {
     const Stopwatch read_watch;
     const auto picture = std::make_shared<cv::Mat>(ReadPicture(path));
     record.read_ms = read_watch.Milliseconds();
-    TellOddSize(path, picture->size());
+    record.image_size = picture->size();
+    TellOddSize(path, record.image_size);
 
     record.outcome = detector_.Detect(picture);
     for (const std::string& complaint : record.outcome.complaints) {
@@ -84,6 +97,7 @@ class Run {
     if (folder_ && result.success) WritePictures(*picture, record);
     record.write_ms = write_watch.Milliseconds();
     WriteJsonLine(ToJson(record, labels_), destination_, results_);
+    summary_.AddFrame(record);
     if (!result.success) throw InputError(result.message);
   }
 
@@ -93,7 +107,7 @@ class Run {
     for (auto& [label, mask] : record.masks) {
       mask.file = folder_->WriteMask(name, label, result.label_masks.at(label));
     }
-    folder_->WriteOverlay(name, DrawOverlay(picture, result, labels_));
+    record.overlay = folder_->WriteOverlay(name, DrawOverlay(picture, result, labels_));
   }
 
   static void TellOddSize(const std::string& path, const cv::Size& size) {
@@ -114,6 +128,7 @@ class Run {
   std::vector<cv::Rect> patches_;
   Labels labels_;
   FrameDetector detector_;
+  Summary summary_;
   std::optional<OutputFolder> folder_;
   UniqueNames names_;
   std::string destination_;
@@ -125,25 +140,30 @@ class Run {
 CLI::App* AddDetect(CLI::App& app, DetectOptions& options) {
   CLI::App* command = app.add_subcommand("detect", "Find dirty regions in pictures");
   AddDetectorOptions(*command, options.detector);
-  command
-      ->add_option("--output", options.output,
-                   "For results.jsonl, overlays and masks;\n"
-                   "without it, JSON lines go to standard output")
-      ->type_name("DIR");
-  command->add_flag("-v,--verbose", options.verbose, "Show the detector's log on standard error");
+  CLI::Option* output =
+      command
+          ->add_option("--output", options.output, "Results folder; else JSON lines go to stdout")
+          ->type_name("DIR");
+  command->add_flag("--save", options.save, "Results folder runs/detect, runs/detect2, ...")
+      ->excludes(output);
+  command->add_flag("--overwrite", options.overwrite, "--output DIR need not be empty")
+      ->needs(output);
+  AddLogOptions(*command, options.log);
+  UseCompactHelp(*command);
   command->add_option("INPUT", options.inputs, "Pictures, and folders of pictures")
       ->required()
       ->type_name("");
   command->footer(
       "Example:\n"
-      "  dirty_seg detect --model seg.onnx --config patches.yaml --output out floor.jpg\n"
-      "Exit status:\n"
-      "  0 all inputs processed, 1 some failed, 2 bad usage, network or configuration");
+      "  dirty_seg detect --model seg.onnx --config patches.yaml --save floor.jpg\n"
+      "Exit status: 0 all done, 1 some inputs failed,\n"
+      "  2 bad usage, network or configuration");
   return command;
 }
 
 int RunDetect(const DetectOptions& options) {
-  LogCapture log(options.verbose);
+  SetQuiet(options.log.quiet);
+  LogCapture log(options.log);
   return Run(options, log, SetUpDetector(options.detector)).Process(ExpandInputs(options.inputs));
 }
 

@@ -6,13 +6,16 @@
 #include <vector>
 
 #include "host/detector_setup.h"
+#include "host/log_capture.h"
 
 namespace dirty_seg {
 
 struct DetectOptions {
   DetectorOptions detector;
   std::string output;  // empty: standard output
-  bool verbose = false;
+  bool save = false;   // to a numbered folder
+  bool overwrite = false;
+  LogOptions log;
   std::vector<std::string> inputs;
 };
 

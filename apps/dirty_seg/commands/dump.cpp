@@ -35,7 +35,7 @@ CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
 }
 
 int RunDump(const DumpOptions& options) {
-  LogCapture log(false);
+  LogCapture log;
   const DetectorSetup setup = SetUpDetector(options.detector);
   try {
     const auto picture = std::make_shared<cv::Mat>(ReadPicture(options.input));

@@ -62,4 +62,27 @@ void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {
   AddThreadsOption(command, options.threads);
 }
 
+void AddLogOptions(CLI::App& command, LogOptions& options) {
+  constexpr const char* kGroup = "What is said on standard error";
+  const auto check = [](const std::string& text) -> std::string {
+    std::string known;
+    for (const char* level : kLogLevels) {
+      if (text == level) return "";
+      known += std::string(" ") + level;
+    }
+    return text + " is none of" + known;
+  };
+  CLI::Option* verbose =
+      command.add_flag("-v,--verbose", options.verbose, "Show the detector's log")->group(kGroup);
+  CLI::Option* quiet =
+      command.add_flag("-q,--quiet", options.quiet, "Show errors alone")->group(kGroup);
+  CLI::Option* level =
+      command
+          .add_option("--log-level", options.level, "Show the detector's log from this level on")
+          ->check(CLI::Validator(check, ""))
+          ->type_name("LEVEL")
+          ->group(kGroup);
+  quiet->excludes(verbose)->excludes(level);
+}
+
 }  // namespace dirty_seg

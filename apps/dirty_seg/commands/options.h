@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/detector_setup.h"
+#include "host/log_capture.h"
 
 namespace dirty_seg {
 
@@ -31,5 +32,8 @@ void AddThreadsOption(CLI::App& command, int& threads);
 
 /// --model, --config, those of the classifier, and --threads. `options` outlives `command`.
 void AddDetectorOptions(CLI::App& command, DetectorOptions& options);
+
+/// -v, -q and --log-level. `options` outlives `command`.
+void AddLogOptions(CLI::App& command, LogOptions& options);
 
 }  // namespace dirty_seg

@@ -130,7 +130,7 @@ std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan
   for (const DetectorOptions& options : plan.sides) {
     peaks.push_back(PeakMemoryOf([&] {
       const std::shared_ptr<cv::Mat> picture = ReadFirst(inputs);
-      LogCapture log(false);
+      LogCapture log;
       Runner runner(options, log);
       for (int i = 0; i < kMemoryRuns; ++i) runner.Run(picture);
     }));

@@ -22,6 +22,7 @@ enum ExitStatus : int {
   kAllDone = 0,
   kSomeInputFailed = 1,
   kCannotRun = 2,
+  kInterrupted = 130,
 };
 
 }  // namespace dirty_seg

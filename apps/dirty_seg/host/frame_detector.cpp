@@ -17,6 +17,11 @@ std::string Join(const std::vector<std::string>& texts) {
   return joined;
 }
 
+std::optional<FeceRules> RulesOf(const DirtySegDetectorConfig& config) {
+  if (!config.fece_enable) return std::nullopt;
+  return FeceRules{config.fece_class_ids, config.fece_score_threshold, config.fece_area_threshold};
+}
+
 std::string ErrorText(const FrameLog& log) {
   if (log.errors.empty()) return "the detector failed; SPDLOG_LEVEL hides why";
   return Join(log.errors);
@@ -56,7 +61,8 @@ void InitDetector(const DirtySegDetectorConfig& config,
   if (!cause.empty()) throw SetupError(files + cause);
 }
 
-FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log) : log_(log) {
+FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log)
+    : log_(log), fece_rules_(RulesOf(config)) {
   InitDetector(config, detector_, log);
 }
 
@@ -80,6 +86,10 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     outcome.result = Failure(exception_text.empty() ? ErrorText(log) : exception_text);
   } else {
     outcome.result = std::move(*result);
+    if (fece_rules_) {
+      outcome.fece_candidates =
+          ReadFeceCandidates(log, *fece_rules_, picture->size(), outcome.result);
+    }
     outcome.complaints = std::move(log.errors);
   }
   return outcome;

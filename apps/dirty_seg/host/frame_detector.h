@@ -3,17 +3,18 @@
 
 #include <memory>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "dirty_seg_detector/dirty_seg_detector.h"
+#include "host/fece_log.h"
 #include "host/frame_log.h"
 #include "host/log_capture.h"
 
 namespace dirty_seg {
 
 using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
-using nuvik::perception::dirty_seg_detector::DirtyStatusResultData;
 
 /// What became of one frame.
 struct FrameOutcome {
@@ -26,6 +27,9 @@ struct FrameOutcome {
   /// Errors that the log tells of a frame that went through, such as a classifier that failed on
   /// one candidate.
   std::vector<std::string> complaints;
+  /// What the classifier was to look at; nothing without a classifier, for a frame that failed, and
+  /// when the log's level hides it.
+  std::optional<std::vector<FeceCandidate>> fece_candidates;
 };
 
 /// Has `detector` load both networks and the configuration file. `log` was made before anything
@@ -47,6 +51,7 @@ class FrameDetector {
 
  private:
   LogCapture& log_;
+  std::optional<FeceRules> fece_rules_;  // nothing without a classifier
   nuvik::perception::dirty_seg_detector::DirtySegDetector detector_;
 };
 

@@ -17,13 +17,8 @@ constexpr std::array<Stage, 3> kStages{{
     {"dirty seg detection convert result cost time is ", &StageTimes::convert},
 }};
 
-struct Entry {
-  std::string tag;
-  std::string message;
-};
-
 // Splits "  7 [INFO] message".
-std::optional<Entry> ReadEntry(const std::string& line) {
+std::optional<LogEntry> ReadEntry(const std::string& line) {
   std::size_t i = 0;
   while (i < line.size() && line[i] == ' ') ++i;
   const std::size_t number = i;
@@ -32,7 +27,7 @@ std::optional<Entry> ReadEntry(const std::string& line) {
   const std::size_t tag = i + 2;
   const std::size_t end = line.find("] ", tag);
   if (end == std::string::npos) return std::nullopt;
-  return Entry{line.substr(tag, end - tag), line.substr(end + 2)};
+  return LogEntry{line.substr(tag, end - tag), line.substr(end + 2)};
 }
 
 // The number of "BEGINNING12.345678 ms."
@@ -50,12 +45,13 @@ std::optional<double> ReadTime(const std::string& message, const std::string& be
 FrameLog ReadFrameLog(const std::vector<std::string>& lines) {
   FrameLog log;
   for (const std::string& line : lines) {
-    const std::optional<Entry> entry = ReadEntry(line);
+    std::optional<LogEntry> entry = ReadEntry(line);
     if (!entry) continue;
     if (entry->tag == "ERROR") log.errors.push_back(entry->message);
     for (const Stage& stage : kStages) {
       if (const auto time = ReadTime(entry->message, stage.beginning)) log.times.*stage.time = time;
     }
+    log.entries.push_back(*std::move(entry));
   }
   return log;
 }

@@ -14,10 +14,18 @@ struct StageTimes {
   std::optional<double> convert;
 };
 
+/// One line of the log, as "INFO" and what follows.
+struct LogEntry {
+  std::string tag;
+  std::string message;
+};
+
 struct FrameLog {
   StageTimes times;
   /// Messages of the error lines, in order.
   std::vector<std::string> errors;
+  /// All lines, in order.
+  std::vector<LogEntry> entries;
 };
 
 /// `lines` as the library writes them: number, tag in brackets, message. Other lines are passed

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <set>
 
 namespace dirty_seg {
 namespace {
@@ -21,28 +20,34 @@ ordered_json MasksToJson(const std::map<int, MaskRecord>& masks) {
   return json;
 }
 
-ordered_json NamesToJson(const std::vector<int>& present, const Labels& labels) {
-  ordered_json json = ordered_json::object();
-  for (const int label : std::set<int>(present.begin(), present.end())) {
-    if (const std::string* name = labels.FindName(label)) json[std::to_string(label)] = *name;
+const char* VerdictText(FeceVerdict verdict) {
+  switch (verdict) {
+    case FeceVerdict::kConfirmed:
+      return "confirmed";
+    case FeceVerdict::kRejected:
+      return "rejected";
+    case FeceVerdict::kNotChecked:
+      return "not_checked";
+    case FeceVerdict::kFailed:
+      break;
+  }
+  return "failed";
+}
+
+ordered_json CandidatesToJson(const std::vector<FeceCandidate>& candidates) {
+  ordered_json json = ordered_json::array();
+  for (const FeceCandidate& candidate : candidates) {
+    ordered_json entry{{"detection", candidate.detection},
+                       {"verdict", VerdictText(candidate.verdict)}};
+    if (candidate.score) entry["score"] = *candidate.score;
+    json.push_back(std::move(entry));
   }
   return json;
 }
 
-void AddTime(const char* stage, std::optional<double> milliseconds, ordered_json& json) {
-  if (milliseconds) json[stage] = std::round(*milliseconds * 1000.0) / 1000.0;
-}
-
 ordered_json TimesToJson(const FrameRecord& record) {
-  const FrameOutcome& outcome = record.outcome;
   ordered_json json = ordered_json::object();
-  AddTime("read", record.read_ms, json);
-  AddTime("preprocess", PreprocessTime(outcome), json);
-  AddTime("inference", outcome.stages.inference, json);
-  AddTime("postprocess", outcome.stages.postprocess, json);
-  AddTime("convert", outcome.stages.convert, json);
-  AddTime("total", outcome.total_ms, json);
-  AddTime("write", record.write_ms, json);
+  for (const auto& [stage, time] : StageTimesOf(record)) json[stage] = RoundToMicrosecond(time);
   return json;
 }
 
@@ -63,19 +68,53 @@ std::optional<double> PreprocessTime(const FrameOutcome& outcome) {
   return std::max(0.0, outcome.total_ms - others);
 }
 
+std::vector<std::pair<std::string, double>> StageTimesOf(const FrameRecord& record) {
+  const FrameOutcome& outcome = record.outcome;
+  std::vector<std::pair<std::string, double>> times;
+  const auto add = [&times](const char* stage, std::optional<double> time) {
+    if (time) times.emplace_back(stage, *time);
+  };
+  add("read", record.read_ms);
+  add("preprocess", PreprocessTime(outcome));
+  add("inference", outcome.stages.inference);
+  add("postprocess", outcome.stages.postprocess);
+  add("convert", outcome.stages.convert);
+  add("total", outcome.total_ms);
+  add("write", record.write_ms);
+  return times;
+}
+
+double RoundToMicrosecond(double milliseconds) {
+  return std::round(milliseconds * 1000.0) / 1000.0;
+}
+
+ordered_json LabelNamesToJson(const std::set<int>& present, const Labels& labels) {
+  ordered_json json = ordered_json::object();
+  for (const int label : present) {
+    if (const std::string* name = labels.FindName(label)) json[std::to_string(label)] = *name;
+  }
+  return json;
+}
+
 ordered_json ToJson(const FrameRecord& record, const Labels& labels) {
   const DirtyStatusResultData& result = record.outcome.result;
   ordered_json json;
+  json["schema_version"] = kSchemaVersion;
   json["source"] = record.source;
   json["frame"] = record.frame;
+  json["image_size"] = {record.image_size.height, record.image_size.width};
   json["success"] = result.success;
   json["message"] = result.message;
   json["bboxes"] = result.bboxes;
   json["scores"] = result.scores;
   json["labels"] = result.labels;
   json["mask_pixel_counts"] = result.mask_pixel_counts;
+  if (record.outcome.fece_candidates) {
+    json["fece_candidates"] = CandidatesToJson(*record.outcome.fece_candidates);
+  }
   json["label_masks"] = MasksToJson(record.masks);
-  json["label_names"] = NamesToJson(result.labels, labels);
+  json["label_names"] = LabelNamesToJson({result.labels.begin(), result.labels.end()}, labels);
+  if (!record.overlay.empty()) json["overlay"] = record.overlay;
   json["timing_ms"] = TimesToJson(record);
   return json;
 }

@@ -5,13 +5,19 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "host/frame_detector.h"
 #include "host/labels.h"
 #include "host/run_length.h"
 
 namespace dirty_seg {
+
+/// Of results.jsonl and summary.json; counts up when a key changes its meaning or goes.
+inline constexpr int kSchemaVersion = 1;
 
 /// A label's mask as the line tells it.
 struct MaskRecord {
@@ -26,8 +32,11 @@ struct FrameRecord {
   std::string source;
   /// Number of the frame in a video; 0 for a picture.
   std::int64_t frame = 0;
+  cv::Size image_size;
   FrameOutcome outcome;
   std::map<int, MaskRecord> masks;
+  /// Name of the annotated picture in the output folder; empty when none was written.
+  std::string overlay;
   double read_ms = 0.0;
   /// Run lengths, mask pictures and overlay; not this line itself.
   double write_ms = 0.0;
@@ -40,8 +49,18 @@ std::map<int, MaskRecord> DescribeMasks(const DirtyStatusResultData& result);
 /// log gives to no other stage. Nothing unless the log tells all of these.
 std::optional<double> PreprocessTime(const FrameOutcome& outcome);
 
-/// Keys in a fixed order, the record's own under its members' names. Numbers read back exactly,
-/// except the times, which are rounded to the microsecond; a time that is not known is left out.
+/// Milliseconds of each stage that is known, in the order of the stages.
+std::vector<std::pair<std::string, double>> StageTimesOf(const FrameRecord& record);
+
+/// As the program writes times: to the microsecond.
+double RoundToMicrosecond(double milliseconds);
+
+/// Label to name, for each label among `present` that has one.
+nlohmann::ordered_json LabelNamesToJson(const std::set<int>& present, const Labels& labels);
+
+/// Keys in a fixed order, as docs/schema/results.schema.json has them, the record's own under its
+/// members' names. Numbers read back exactly, except the times, which are rounded to the
+/// microsecond; a time that is not known is left out.
 nlohmann::ordered_json ToJson(const FrameRecord& record, const Labels& labels);
 
 }  // namespace dirty_seg

@@ -12,19 +12,27 @@
 #include <sstream>
 
 #include "host/errors.h"
+#include "host/messages.h"
 
 namespace dirty_seg {
 namespace {
 
 constexpr const char* kSwitch = "SPDLOG_STDOUT";
 
+// The library's word for one of `kLogLevels`. It logs nothing at the level "critical".
+std::string LibraryLevel(const std::string& level) {
+  if (level == "warn") return "warning";
+  return level == "off" ? "critical" : level;
+}
+
 // Sets the library's variables to what the capture needs. Returns whether the user wants the lines
 // on standard output: a value that the library does not know counts as true there.
-bool SetUpEnvironment() {
+bool SetUpEnvironment(const std::string& level) {
   const char* value = std::getenv(kSwitch);
   const bool is_wanted = value != nullptr && std::strcmp(value, "false") != 0;
   if (!is_wanted) setenv(kSwitch, "true", 1);
   setenv("SPDLOG_SYSTEMD", "false", 0);
+  if (!level.empty()) setenv("SPDLOG_LEVEL", LibraryLevel(level).c_str(), 1);
   setenv("SPDLOG_LEVEL", "info", 0);
   return is_wanted;
 }
@@ -53,8 +61,10 @@ std::string TakeText() {
 
 }  // namespace
 
-LogCapture::LogCapture(bool verbose)
-    : verbose_(verbose), wanted_on_standard_output_(SetUpEnvironment()) {
+LogCapture::LogCapture(const LogOptions& options)
+    : verbose_(options.verbose || !options.level.empty()),
+      quiet_(options.quiet),
+      wanted_on_standard_output_(SetUpEnvironment(options.level)) {
   std::fflush(stdout);
   const int real_output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (real_output < 0) Fail("standard output cannot be used");
@@ -85,9 +95,8 @@ std::vector<std::string> LogCapture::TakeLines() {
 
 void LogCapture::PassOn(const std::string& line) const {
   if (wanted_on_standard_output_) std::fprintf(output_, "%s\n", line.c_str());
-  if (verbose_ || (IsNotice(line) && !wanted_on_standard_output_)) {
-    std::fprintf(stderr, "%s\n", line.c_str());
-  }
+  if (quiet_) return;
+  if (verbose_ || (IsNotice(line) && !wanted_on_standard_output_)) TellPlainly(line);
 }
 
 }  // namespace dirty_seg

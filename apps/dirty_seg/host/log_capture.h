@@ -1,11 +1,25 @@
 // Keeps the detector library's log off standard output, and reads it.
 #pragma once
 
+#include <array>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 namespace dirty_seg {
+
+/// What of the library's log a person wants to see on standard error.
+struct LogOptions {
+  bool verbose = false;
+  /// Nothing, not even a notice of a variable that the library does not understand.
+  bool quiet = false;
+  /// One of `kLogLevels`, which takes the place of SPDLOG_LEVEL and implies `verbose`; or empty.
+  std::string level;
+};
+
+/// In the usual spelling; the library's own differs.
+inline constexpr std::array<const char*, 7> kLogLevels{"trace", "debug",    "info", "warn",
+                                                       "error", "critical", "off"};
 
 /// Takes over the process's standard output for its lifetime.
 ///
@@ -16,13 +30,13 @@ namespace dirty_seg {
 /// through `standard_output()`.
 ///
 /// The library reads its environment variables once, at its first line: make this object before.
-/// A variable that the user has set is respected. Unless SPDLOG_STDOUT is set, and not to `false`,
-/// no line ever reaches standard output. At most one object at a time; used by one thread.
+/// A variable that the user has set is respected, unless `level` replaces it. Unless SPDLOG_STDOUT
+/// is set, and not to `false`, no line ever reaches standard output. At most one object at a time;
+/// used by one thread.
 class LogCapture {
  public:
-  /// With `verbose`, captured lines are shown on standard error.
   /// Throws SetupError when standard output cannot be taken over (it is closed).
-  explicit LogCapture(bool verbose);
+  explicit LogCapture(const LogOptions& options = {});
   /// Gives standard output back.
   ~LogCapture();
   LogCapture(const LogCapture&) = delete;
@@ -39,6 +53,7 @@ class LogCapture {
   void PassOn(const std::string& line) const;
 
   bool verbose_;
+  bool quiet_;
   bool wanted_on_standard_output_;
   std::FILE* output_ = nullptr;
 };

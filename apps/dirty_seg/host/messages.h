@@ -1,18 +1,25 @@
-// What the program says to a person: one line each on standard error.
+// What the program says to a person: lines on standard error, and under them at most one line that
+// shows how far it is.
 #pragma once
 
-#include <cstdio>
 #include <string_view>
 
 namespace dirty_seg {
 
+/// Errors alone are said from now on, or everything again.
+void SetQuiet(bool is_quiet);
+
 /// `kind` is empty or ends in ": ".
-inline void Tell(std::string_view text, const char* kind = "") {
-  std::fprintf(stderr, "dirty_seg: %s%.*s\n", kind, static_cast<int>(text.size()), text.data());
-}
+void Tell(std::string_view text, const char* kind = "");
 
-inline void TellError(std::string_view text) { Tell(text, "error: "); }
+void TellWarning(std::string_view text);
 
-inline void TellWarning(std::string_view text) { Tell(text, "warning: "); }
+void TellError(std::string_view text);
+
+/// A line without the program's name before it.
+void TellPlainly(std::string_view text);
+
+/// Replaces the last line of a terminal. Any other message takes its place; empty text removes it.
+void ShowStatusLine(std::string_view text);
 
 }  // namespace dirty_seg

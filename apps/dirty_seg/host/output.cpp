@@ -4,15 +4,16 @@
 #include <cstring>
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
-#include <system_error>
 #include <vector>
 
 #include "host/errors.h"
+#include "host/run_folder.h"
 
 namespace dirty_seg {
 namespace {
 
 namespace fs = std::filesystem;
+using nlohmann::ordered_json;
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 constexpr int kJpegQuality = 92;
@@ -23,9 +24,9 @@ File OpenForWriting(const std::string& path) {
   return {std::fopen(path.c_str(), "wb"), &std::fclose};
 }
 
-void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
+void WriteBytes(const std::string& path, const void* bytes, std::size_t length) {
   File file = OpenForWriting(path);
-  if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() ||
+  if (file == nullptr || std::fwrite(bytes, 1, length, file.get()) != length ||
       std::fclose(file.release()) != 0) {
     throw InputError("'" + path + "' cannot be written: " + LastError());
   }
@@ -42,9 +43,7 @@ std::string UniqueNames::Take(const std::string& path) {
   return name;
 }
 
-void WriteJsonLine(const nlohmann::ordered_json& json, const std::string& destination,
-                   std::FILE* file) {
-  using nlohmann::ordered_json;
+void WriteJsonLine(const ordered_json& json, const std::string& destination, std::FILE* file) {
   const std::string line = json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
   if (std::fwrite(line.data(), 1, line.size(), file) != line.size() || std::fflush(file) != 0) {
     const std::string cause = LastError();
@@ -59,18 +58,14 @@ void WritePicture(const std::string& path, const cv::Mat& picture) {
   }
   std::vector<unsigned char> bytes;
   cv::imencode(fs::path(path).extension().string(), picture, bytes);
-  WriteBytes(path, bytes);
+  WriteBytes(path, bytes.data(), bytes.size());
 }
 
-OutputFolder::OutputFolder(const std::string& path)
+OutputFolder::OutputFolder(const std::string& path, bool overwrite)
     : path_(path),
       results_path_((fs::path(path) / "results.jsonl").string()),
       results_(nullptr, &std::fclose) {
-  std::error_code error;
-  fs::create_directories(path, error);
-  if (error) {
-    throw SetupError("--output '" + path + "': the folder cannot be made: " + error.message());
-  }
+  MakeRunFolder(path, overwrite);
   results_ = OpenForWriting(results_path_);
   if (results_ == nullptr) {
     throw SetupError("--output '" + path + "': '" + results_path_ +
@@ -82,7 +77,7 @@ std::string OutputFolder::WriteMask(const std::string& name, int label, const cv
   std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
   std::vector<unsigned char> bytes;
   cv::imencode(".png", mask != 0, bytes);
-  WriteFile(file_name, bytes);
+  WriteFile(file_name, bytes.data(), bytes.size());
   return file_name;
 }
 
@@ -90,13 +85,18 @@ std::string OutputFolder::WriteOverlay(const std::string& name, const cv::Mat& o
   std::string file_name = name + ".overlay.jpg";
   std::vector<unsigned char> bytes;
   cv::imencode(".jpg", overlay, bytes, {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
-  WriteFile(file_name, bytes);
+  WriteFile(file_name, bytes.data(), bytes.size());
   return file_name;
 }
 
-void OutputFolder::WriteFile(const std::string& file_name,
-                             const std::vector<unsigned char>& bytes) const {
-  WriteBytes((fs::path(path_) / file_name).string(), bytes);
+void OutputFolder::WriteJson(const std::string& file_name, const ordered_json& json) const {
+  const std::string text = json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  WriteFile(file_name, text.data(), text.size());
+}
+
+void OutputFolder::WriteFile(const std::string& file_name, const void* bytes,
+                             std::size_t length) const {
+  WriteBytes((fs::path(path_) / file_name).string(), bytes, length);
 }
 
 }  // namespace dirty_seg

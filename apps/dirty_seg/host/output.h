@@ -31,9 +31,11 @@ void WritePicture(const std::string& path, const cv::Mat& picture);
 /// A folder for the results of one run.
 class OutputFolder {
  public:
-  /// Makes the folder where there is none and begins its results.jsonl; an older one is replaced.
-  /// Throws SetupError with the cause.
-  explicit OutputFolder(const std::string& path);
+  /// Makes the folder where there is none and begins its results.jsonl. Unless `overwrite`, a
+  /// folder that has anything in it is refused. Throws SetupError with the cause.
+  OutputFolder(const std::string& path, bool overwrite);
+
+  const std::string& path() const { return path_; }
 
   const std::string& results_path() const { return results_path_; }
   std::FILE* results() const { return results_.get(); }
@@ -44,8 +46,11 @@ class OutputFolder {
   /// Writes NAME.overlay.jpg and returns its name. Throws InputError.
   std::string WriteOverlay(const std::string& name, const cv::Mat& overlay) const;
 
+  /// Writes `json`, indented. Throws InputError.
+  void WriteJson(const std::string& file_name, const nlohmann::ordered_json& json) const;
+
  private:
-  void WriteFile(const std::string& file_name, const std::vector<unsigned char>& bytes) const;
+  void WriteFile(const std::string& file_name, const void* bytes, std::size_t length) const;
 
   std::string path_;
   std::string results_path_;

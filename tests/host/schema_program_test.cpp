@@ -1,0 +1,100 @@
+// The built program's files against their published schemas, with another's validator.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "support/paths.h"
+#include "support/pictures.h"
+#include "support/program.h"
+#include "support/temporary_folder.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::json;
+
+class Schema : public testing::Test {
+ protected:
+  // Red is looked at and rejected, magenta confirmed; the third picture is too small to be reached
+  // by a patch, the fourth gives no detection.
+  void RunDetect(const std::vector<std::string>& more = {}) {
+    std::vector<std::string> arguments{
+        "detect",
+        "--model",
+        test::CommonNetwork("seg-b2-64"),
+        "--config",
+        folder_.Write("config.yaml",
+                      "patch: {enable: true, patches: [[40, 0, 64, 64], [640, 440, 64, 64]]}"),
+        "--fece-model",
+        test::CommonNetwork("classifier-224"),
+        "--fece-class-ids",
+        "0",
+        "--output",
+        folder_ / "out"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    arguments.push_back(Picture("red.png", test::kRedPixel));
+    arguments.push_back(Picture("magenta.png", test::kMagentaPixel));
+    arguments.push_back(Picture("tiny.png", test::kRedPixel, {32, 32}));
+    arguments.push_back(Picture("black.png", test::kBlackPixel));
+    EXPECT_EQ(test::RunProgram(arguments).status, 1);  // of the tiny one
+  }
+
+  std::string Picture(const std::string& name, const cv::Scalar& colour,
+                      const cv::Size& size = test::kFrame) {
+    return test::WritePicture(folder_ / name, test::Plain(size, colour));
+  }
+
+  // What the validator says of the file's documents.
+  std::string Validate(const std::string& schema, const std::string& file) {
+    const std::string command = std::string(DIRTY_SEG_VALIDATE) + " '" DIRTY_SEG_SCHEMAS "/" +
+                                schema + "' '" + file + "' >'" + folder_ / "validated" + "' 2>&1";
+    const int status = std::system(command.c_str());
+    const std::string said = test::ReadFile(folder_ / "validated");
+    EXPECT_TRUE(WIFEXITED(status)) << said;
+    EXPECT_EQ(WEXITSTATUS(status) == 0, said.find(" 0 faults\n") != std::string::npos) << said;
+    return said;
+  }
+
+  test::TemporaryFolder folder_;
+};
+
+TEST_F(Schema, OfResultsFitsEveryLine) {
+  RunDetect();
+  EXPECT_EQ(Validate("results.schema.json", folder_ / "out/results.jsonl"),
+            "4 documents, 0 faults\n");
+  const std::string text = test::ReadFile(folder_ / "out/results.jsonl");
+  const json first = json::parse(text.substr(0, text.find('\n')));
+  EXPECT_EQ(first["fece_candidates"][0]["verdict"], "rejected");
+}
+
+TEST_F(Schema, OfResultsFitsAlsoWhatTheLogHides) {
+  RunDetect({"--log-level", "off"});
+  EXPECT_EQ(Validate("results.schema.json", folder_ / "out/results.jsonl"),
+            "4 documents, 0 faults\n");
+  EXPECT_EQ(test::ReadFile(folder_ / "out/results.jsonl").find("fece_candidates"),
+            std::string::npos);
+}
+
+TEST_F(Schema, OfTheSummaryFitsIt) {
+  RunDetect();
+  EXPECT_EQ(Validate("summary.schema.json", folder_ / "out/summary.json"),
+            "1 documents, 0 faults\n");
+}
+
+// What keeps the tests above from passing whatever is written.
+TEST_F(Schema, OfResultsNoticesAnUnknownKeyAndAMissingOne) {
+  RunDetect();
+  const std::string text = test::ReadFile(folder_ / "out/results.jsonl");
+  json line = json::parse(text.substr(0, text.find('\n')));
+  line["colour"] = "red";
+  line.erase("scores");
+  const std::string said =
+      Validate("results.schema.json", folder_.Write("changed.jsonl", line.dump() + "\n"));
+  EXPECT_NE(said.find("'colour' was unexpected"), std::string::npos) << said;
+  EXPECT_NE(said.find("'scores' is a required property"), std::string::npos) << said;
+}
+
+}  // namespace
+}  // namespace dirty_seg

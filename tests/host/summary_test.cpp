@@ -1,0 +1,72 @@
+// What many frames come to.
+#include "host/summary.h"
+
+#include <gtest/gtest.h>
+
+namespace dirty_seg {
+namespace {
+
+const Labels kLabels({{0, "spill"}, {3, "solid waste"}}, true);
+
+FrameRecord MakeRecord(const std::vector<int>& labels, double inference_ms) {
+  FrameRecord record;
+  record.outcome.result.labels = labels;
+  record.outcome.stages.inference = inference_ms;
+  return record;
+}
+
+Summary MakeSummary() { return Summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", ""}); }
+
+TEST(Summary, HasItsKeysInOrder) {
+  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx"});
+  FrameRecord record = MakeRecord({3, 19, 3}, 2.0);
+  record.read_ms = 1.0;
+  record.outcome.total_ms = 4.0;
+  record.write_ms = 8.0004;
+  summary.AddFrame(record);
+  summary.AddInput(false);
+  summary.AddInput(true);
+  const auto same = [](const char* number) {
+    const std::string n = number;
+    return "{\"mean\":" + n + ",\"p50\":" + n + ",\"p95\":" + n + ",\"p99\":" + n +
+           ",\"worst\":" + n + "}";
+  };
+  EXPECT_EQ(summary.ToJson(kLabels, true).dump(),
+            "{\"schema_version\":1,\"program\":\"dirty_seg 9.8.7\",\"model\":\"seg.onnx\","
+            "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\",\"inputs\":2,\"frames\":1,"
+            "\"failed\":1,\"interrupted\":true,\"detections\":{\"3\":2,\"19\":1},"
+            "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
+            "\"timing_ms\":{\"read\":" +
+                same("1.0") + ",\"inference\":" + same("2.0") + ",\"total\":" + same("4.0") +
+                ",\"write\":" + same("8.0") + "}}");
+}
+
+TEST(Summary, OfNothingHasNoTimes) {
+  const auto json = MakeSummary().ToJson(kLabels, false);
+  EXPECT_FALSE(json.contains("fece_model"));
+  EXPECT_EQ(json["inputs"], 0);
+  EXPECT_EQ(json["detections"].dump(), "{}");
+  EXPECT_EQ(json["timing_ms"].dump(), "{}");
+}
+
+// Of 1, 2, ..., 200: the 100th, 190th, 198th and 200th; the mean is 100.5.
+TEST(Summary, TellsTheTailOfTheTimes) {
+  Summary summary = MakeSummary();
+  for (int i = 200; i > 0; --i) summary.AddFrame(MakeRecord({}, i));
+  EXPECT_EQ(summary.ToJson(kLabels, false)["timing_ms"]["inference"].dump(),
+            "{\"mean\":100.5,\"p50\":100.0,\"p95\":190.0,\"p99\":198.0,\"worst\":200.0}");
+}
+
+TEST(Summary, CountsAFrameThatFailedButNotItsTimes) {
+  Summary summary = MakeSummary();
+  FrameRecord record = MakeRecord({}, 1000.0);
+  record.outcome.result.success = false;
+  summary.AddFrame(record);
+  summary.AddFrame(MakeRecord({0}, 3.0));
+  EXPECT_EQ(summary.frames(), 2U);
+  EXPECT_EQ(summary.TimesOf("inference").worst, 3.0);
+  EXPECT_EQ(summary.TimesOf("convert").mean, 0.0);
+}
+
+}  // namespace
+}  // namespace dirty_seg
