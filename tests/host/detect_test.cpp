@@ -1,7 +1,4 @@
 // The built program's `detect` on real files: results, streams, exit statuses.
-//
-// Two patches of 64 x 64 pixels on seg-b2-64, which finds one box in each (frame_detector_test.cpp
-// has the numbers).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,6 +8,7 @@
 #include <sstream>
 
 #include "host/run_length.h"
+#include "support/detect_fixture.h"
 #include "support/paths.h"
 #include "support/pictures.h"
 #include "support/program.h"
@@ -20,64 +18,27 @@ namespace dirty_seg {
 namespace {
 
 using nlohmann::json;
+using test::Arguments;
 using test::CommonNetwork;
+using test::kPatches;
+using test::ParseLines;
+using test::operator+;
 using test::HostNetwork;
 using test::ProgramResult;
 using test::ReadFile;
 using test::RunProgram;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
-using Arguments = std::vector<std::string>;
-
-constexpr const char* kPatches =
-    "patch:\n  enable: true\n  patches:\n    - [0, 0, 64, 64]\n    - [640, 440, 64, 64]\n";
-
-Arguments operator+(Arguments first, const Arguments& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
-std::vector<json> ParseLines(const std::string& text) {
-  std::vector<json> rows;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) rows.push_back(json::parse(line));
-  return rows;
-}
-
 std::vector<std::string> KeysOf(const json& object) {
   std::vector<std::string> keys;
   for (const auto& [key, value] : object.items()) keys.push_back(key);
   return keys;
 }
 
-class Detect : public testing::Test {
- protected:
-  Arguments Command(const std::string& model = CommonNetwork("seg-b2-64"),
-                    const std::string& yaml = kPatches) {
-    return {"detect", "--model", model, "--config", folder_.Write("config.yaml", yaml)};
-  }
-
-  static Arguments Classifier(const std::string& model, const std::string& class_ids = "0") {
-    return {"--fece-model", model, "--fece-class-ids", class_ids};
-  }
-
-  std::string Picture(const std::string& name, const cv::Scalar& colour,
-                      const cv::Size& size = test::kFrame) {
-    return test::WritePicture(folder_ / name, test::Plain(size, colour));
-  }
-
-  // Standard error of a run that is refused.
-  std::string RefusalOf(const Arguments& arguments) {
-    const ProgramResult result = RunProgram(arguments);
-    EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.output, "");
-    return result.errors;
-  }
-
-  test::TemporaryFolder folder_;
-};
+class Detect : public test::DetectFixture {};
 
 // ---- Results ------------------------------------------------------------------------------------
 
@@ -125,8 +86,13 @@ TEST_F(Detect, GivesTheSameMaskAsRunLengthsAndAsAPicture) {
   const ProgramResult result = RunProgram(Command() + Arguments{"--output", out, red});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.output, "");
-  EXPECT_EQ(result.errors,
-            "dirty_seg: 1 of 1 inputs processed; results in '" + out + "/results.jsonl'\n");
+  EXPECT_THAT(result.errors,
+              MatchesRegex("image 1/1 " + red +
+                           ": 1920x1080 2 red, [0-9.]+ms\n"
+                           "Speed: [0-9.]+ms preprocess, [0-9.]+ms inference, [0-9.]+ms "
+                           "postprocess, [0-9.]+ms convert per frame\n"
+                           "dirty_seg: 1 of 1 inputs processed; results in '" +
+                           out + "/results.jsonl'\n"));
   const std::vector<json> rows = ParseLines(ReadFile(out + "/results.jsonl"));
   ASSERT_EQ(rows.size(), 1U);
   const json& entry = rows[0]["label_masks"]["0"];
@@ -256,8 +222,8 @@ TEST_F(Detect, NamesEachInputThatFailsAndDoesTheRest) {
                                        "': cannot be opened: No such file or directory\n"));
   EXPECT_THAT(result.errors,
               HasSubstr("dirty_seg: error: '" + text + "': is no picture that can be read\n"));
-  EXPECT_THAT(result.errors,
-              HasSubstr("dirty_seg: error: '" + empty + "': the folder has no picture; expected"));
+  EXPECT_THAT(result.errors, HasSubstr("dirty_seg: error: '" + empty +
+                                       "': the folder has no picture or video; expected"));
   const std::vector<json> rows = ParseLines(result.output);
   ASSERT_EQ(rows.size(), 1U);
   EXPECT_EQ(rows[0]["source"], red);
@@ -598,12 +564,16 @@ INSTANTIATE_TEST_SUITE_P(
                                   "--fece-area-threshold", "-4"},
               "--fece-area-threshold: -4 is not a number of pixels from 0"},
         Usage{"UnknownLevel", kEnough + Arguments{"--log-level", "loud"},
-              "--log-level: loud is none of trace debug info warn error critical off"},
+              "--log-level: loud is none of trace, debug, info, warn, error, critical, off"},
         Usage{"QuietAndVerbose", kEnough + Arguments{"-q", "-v"}, "--verbose excludes --quiet"},
         Usage{"SaveAndOutput", kEnough + Arguments{"--save", "--output", "out"},
               "--output excludes --save"},
         Usage{"OverwriteWithoutOutput", kEnough + Arguments{"--overwrite"},
               "--overwrite requires --output"},
+        Usage{"NoFrameStep", kEnough + Arguments{"--frame-step", "0"},
+              "--frame-step: 0 is not a whole number from 1 to 1000000"},
+        Usage{"CropsWithoutClassifier", kEnough + Arguments{"--crops"},
+              "--crops requires --fece-model"},
         Usage{"FractionOfAThread", kEnough + Arguments{"--threads", "1.5"},
               "--threads: 1.5 is not a whole number from 0 to 1024"}),
     [](const auto& test) { return test.param.name; });

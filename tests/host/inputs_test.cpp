@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
+#include <sstream>
 
 #include "host/errors.h"
 #include "support/pictures.h"
@@ -55,6 +57,92 @@ TEST_F(Inputs, OfAFolderWithoutPicturesAreAFailure) {
   EXPECT_EQ(inputs[0].path, folder_.path());
   EXPECT_THAT(inputs[0].failure,
               StartsWith("the folder has no picture; expected files named *.jpg *.jpeg *.png"));
+}
+
+TEST_F(Inputs, OfAFolderAreVideosWhenAskedFor) {
+  folder_.Write("a.png", "");
+  folder_.Write("b.MP4", "");
+  InputOptions options;
+  EXPECT_THAT(Paths(ExpandInputs({folder_.path()}, options)), ElementsAre(folder_ / "a.png"));
+  options.videos = true;
+  const std::vector<Input> inputs = ExpandInputs({folder_.path()}, options);
+  EXPECT_THAT(Paths(inputs), ElementsAre(folder_ / "a.png", folder_ / "b.MP4"));
+  EXPECT_EQ(inputs[1].kind, InputKind::kVideo);
+}
+
+TEST_F(Inputs, OfFoldersWithinFoldersComeSortedWhenAskedFor) {
+  folder_.MakeFolder("b/c");
+  folder_.MakeFolder("out");
+  for (const char* name : {"d.png", "b/e.png", "b/c/a.png", "out/x.png"}) folder_.Write(name, "");
+  std::filesystem::create_directory_symlink(folder_.path(), folder_ / "b/loop");
+  InputOptions options;
+  EXPECT_THAT(Paths(ExpandInputs({folder_.path()}, options)), ElementsAre(folder_ / "d.png"));
+  options.recursive = true;
+  options.output_folder = folder_ / "b/../out";
+  EXPECT_THAT(Paths(ExpandInputs({folder_.path()}, options)),
+              ElementsAre(folder_ / "b/c/a.png", folder_ / "b/e.png", folder_ / "d.png"));
+}
+
+TEST_F(Inputs, AreNotWhatAnEarlierRunWrote) {
+  const std::vector<std::string> written{"a.overlay.jpg", "a.mask_19.png", "a.overlay.avi",
+                                         "a.crop_3.rejected_0.31.png"};
+  for (const std::string& name : written) folder_.Write(name, "");
+  folder_.Write("a.png", "");
+  InputOptions options;
+  options.videos = true;
+  EXPECT_EQ(ExpandInputs({folder_.path()}, options).size(), 5U);  // names alone tell nothing
+  folder_.Write("results.jsonl", "");
+  EXPECT_THAT(Paths(ExpandInputs({folder_.path()}, options)), ElementsAre(folder_ / "a.png"));
+  EXPECT_THAT(Paths(ExpandInputs({folder_ / written[0]}, options)),
+              ElementsAre(folder_ / written[0]));  // named by itself
+}
+
+TEST_F(Inputs, OfAPatternAreWhatItMatches) {
+  for (const char* name : {"b.png", "a.png", "c.jpg", "[x].png"}) folder_.Write(name, "");
+  EXPECT_THAT(Paths(ExpandInputs({folder_ / "[ab].png"})),
+              ElementsAre(folder_ / "a.png", folder_ / "b.png"));
+  EXPECT_THAT(Paths(ExpandInputs({folder_ / "[x].png"})), ElementsAre(folder_ / "[x].png"));
+  const std::vector<Input> none = ExpandInputs({folder_ / "*.bmp"});
+  ASSERT_EQ(none.size(), 1U);
+  EXPECT_EQ(none[0].path, folder_ / "*.bmp");
+  EXPECT_EQ(none[0].failure, "no file matches the pattern");
+}
+
+TEST_F(Inputs, AreOfTheKindThatTheirNamesTell) {
+  EXPECT_EQ(KindOf("a.png"), InputKind::kPicture);
+  EXPECT_EQ(KindOf("no extension"), InputKind::kPicture);
+  EXPECT_EQ(KindOf("a.avi"), InputKind::kVideo);
+  EXPECT_EQ(KindOf("/dev/video0"), InputKind::kCamera);
+  EXPECT_EQ(KindOf("camera:1"), InputKind::kCamera);
+}
+
+TEST_F(Inputs, OfAListAreReadWhenTheirTurnComes) {
+  folder_.Write("b.png", "");
+  folder_.Write("c.png", "");
+  std::stringstream list("x.png\n\n" + folder_.path() + "\n");
+  InputQueue queue({"first.png", "-", "last.png"}, {}, list);
+  EXPECT_FALSE(queue.Count());
+  EXPECT_FALSE(queue.PicturesLeft());
+  EXPECT_EQ(queue.Next()->path, "first.png");
+  EXPECT_EQ(list.tellg(), 0);  // nothing was read yet
+  EXPECT_EQ(queue.Next()->path, "x.png");
+  EXPECT_EQ(queue.Next()->path, folder_ / "b.png");
+  EXPECT_EQ(queue.Next()->path, folder_ / "c.png");
+  EXPECT_FALSE(queue.Count());
+  EXPECT_EQ(queue.Next()->path, "last.png");
+  EXPECT_EQ(queue.Count(), 5U);
+  EXPECT_EQ(queue.PicturesLeft(), 0U);
+  EXPECT_FALSE(queue.Next());
+}
+
+TEST_F(Inputs, TellHowManyFramesAreLeftWhereAllArePictures) {
+  std::istringstream list;
+  InputQueue pictures({"a.png", "b.png"}, {}, list);
+  EXPECT_EQ(pictures.PicturesLeft(), 2U);
+  pictures.Next();
+  EXPECT_EQ(pictures.PicturesLeft(), 1U);
+  EXPECT_EQ(pictures.Count(), 2U);
+  EXPECT_FALSE(InputQueue({"a.png", "b.avi"}, {}, list).PicturesLeft());
 }
 
 TEST_F(Inputs, AreReadInBlueGreenRed) {

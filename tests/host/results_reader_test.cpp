@@ -58,6 +58,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   record.masks.at(19).file = "street.mask_19.png";
   record.outcome.stages = {12.0, 3.0, 1.5};
   record.outcome.total_ms = 20.25;
+  record.image_size = cv::Size(640, 480);
   const Labels labels({{3, "solid waste"}}, true);
 
   const Results results = ReadText(ToJson(record, labels).dump() + "\n");
@@ -83,7 +84,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   EXPECT_EQ(frame.label_names.at(19), "faeces");
   EXPECT_EQ(frame.timing_ms.at("inference"), 12.0);
   EXPECT_EQ(frame.timing_ms.at("total"), 20.25);
-  EXPECT_FALSE(frame.image_size);
+  EXPECT_EQ(frame.image_size, cv::Size(640, 480));
   EXPECT_THAT(frame.candidates, IsEmpty());
 }
 

@@ -83,6 +83,12 @@ TEST_F(Schema, OfTheSummaryFitsIt) {
             "1 documents, 0 faults\n");
 }
 
+TEST_F(Schema, OfPolygonsFitsEveryLine) {
+  RunDetect({"--polygons"});
+  EXPECT_EQ(Validate("polygons.schema.json", folder_ / "out/polygons.jsonl"),
+            "3 documents, 0 faults\n");  // none of the frame that failed
+}
+
 // What keeps the tests above from passing whatever is written.
 TEST_F(Schema, OfResultsNoticesAnUnknownKeyAndAMissingOne) {
   RunDetect();

@@ -7,16 +7,17 @@
 
 #include "host/detector_setup.h"
 #include "host/log_capture.h"
+#include "host/result_writer.h"
 
 namespace dirty_seg {
 
 struct DetectOptions {
   DetectorOptions detector;
-  std::string output;  // empty: standard output
-  bool save = false;   // to a numbered folder
-  bool overwrite = false;
-  LogOptions log;
   std::vector<std::string> inputs;
+  bool recursive = false;
+  int frame_step = 1;
+  ResultOptions results;
+  LogOptions log;
 };
 
 /// Adds the command to `app`; parsing fills `options`, which outlives `app`.

@@ -64,14 +64,6 @@ void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {
 
 void AddLogOptions(CLI::App& command, LogOptions& options) {
   constexpr const char* kGroup = "What is said on standard error";
-  const auto check = [](const std::string& text) -> std::string {
-    std::string known;
-    for (const char* level : kLogLevels) {
-      if (text == level) return "";
-      known += std::string(" ") + level;
-    }
-    return text + " is none of" + known;
-  };
   CLI::Option* verbose =
       command.add_flag("-v,--verbose", options.verbose, "Show the detector's log")->group(kGroup);
   CLI::Option* quiet =
@@ -79,7 +71,7 @@ void AddLogOptions(CLI::App& command, LogOptions& options) {
   CLI::Option* level =
       command
           .add_option("--log-level", options.level, "Show the detector's log from this level on")
-          ->check(CLI::Validator(check, ""))
+          ->check(OneOf({kLogLevels.begin(), kLogLevels.end()}))
           ->type_name("LEVEL")
           ->group(kGroup);
   quiet->excludes(verbose)->excludes(level);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "geometry/image_box.h"
 #include "host/labels.h"
@@ -62,7 +63,8 @@ std::vector<Check> ReadChecks(const std::vector<LogEntry>& entries, const FeceRu
 // Pairs detections with checks, both in order.
 class Pairing {
  public:
-  Pairing(std::vector<Check> checks, const FeceRules& rules) : checks_(checks), rules_(rules) {}
+  Pairing(std::vector<Check> checks, const FeceRules& rules)
+      : checks_(std::move(checks)), rules_(rules) {}
 
   // Returns false when the checks do not fit.
   bool Add(std::size_t detection, int label, const std::optional<cv::Rect>& box) {
@@ -98,6 +100,20 @@ class Pairing {
 };
 
 }  // namespace
+
+const char* VerdictText(FeceVerdict verdict) {
+  switch (verdict) {
+    case FeceVerdict::kConfirmed:
+      return "confirmed";
+    case FeceVerdict::kRejected:
+      return "rejected";
+    case FeceVerdict::kNotChecked:
+      return "not_checked";
+    case FeceVerdict::kFailed:
+      break;
+  }
+  return "failed";
+}
 
 std::optional<std::vector<FeceCandidate>> ReadFeceCandidates(const FrameLog& log,
                                                              const FeceRules& rules,

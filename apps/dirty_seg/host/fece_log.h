@@ -20,6 +20,9 @@ enum class FeceVerdict {
   kFailed,      // the classifier could not be asked, or gave no answer
 };
 
+/// "confirmed", "rejected", "not_checked" or "failed".
+const char* VerdictText(FeceVerdict verdict);
+
 /// A detection that the classifier was to look at.
 struct FeceCandidate {
   /// Index of the detection in the result.

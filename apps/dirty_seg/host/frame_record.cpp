@@ -20,20 +20,6 @@ ordered_json MasksToJson(const std::map<int, MaskRecord>& masks) {
   return json;
 }
 
-const char* VerdictText(FeceVerdict verdict) {
-  switch (verdict) {
-    case FeceVerdict::kConfirmed:
-      return "confirmed";
-    case FeceVerdict::kRejected:
-      return "rejected";
-    case FeceVerdict::kNotChecked:
-      return "not_checked";
-    case FeceVerdict::kFailed:
-      break;
-  }
-  return "failed";
-}
-
 ordered_json CandidatesToJson(const std::vector<FeceCandidate>& candidates) {
   ordered_json json = ordered_json::array();
   for (const FeceCandidate& candidate : candidates) {

@@ -1,5 +1,7 @@
 #include "host/inputs.h"
 
+#include <glob.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -7,61 +9,207 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <opencv2/imgcodecs.hpp>
 #include <system_error>
+#include <utility>
 
 #include "host/errors.h"
+#include "host/output.h"
 
 namespace dirty_seg {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<const char*, 10> kExtensions{".jpg",  ".jpeg", ".png", ".bmp", ".tif",
-                                                  ".tiff", ".webp", ".ppm", ".pgm", ".jp2"};
+constexpr std::array<const char*, 10> kPictures{".jpg",  ".jpeg", ".png", ".bmp", ".tif",
+                                                ".tiff", ".webp", ".ppm", ".pgm", ".jp2"};
+constexpr std::array<const char*, 10> kVideos{".mp4", ".avi",  ".mkv", ".mov", ".webm",
+                                              ".m4v", ".mpeg", ".mpg", ".wmv", ".mjpeg"};
+constexpr const char* kDevice = "/dev/video";
+constexpr const char* kCamera = "camera:";
 
-bool HasPictureName(const fs::path& path) {
+std::string LowerExtension(const fs::path& path) {
   std::string extension = path.extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(), [](char c) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   });
-  return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+  return extension;
 }
 
-void AppendFolder(const std::string& folder, std::vector<Input>& inputs) {
+template <typename Extensions>
+bool HasOneOf(const Extensions& extensions, const fs::path& path) {
+  return std::find(extensions.begin(), extensions.end(), LowerExtension(path)) != extensions.end();
+}
+
+bool IsSameFolder(const fs::path& path, const std::string& other) {
   std::error_code error;
-  std::vector<std::string> paths;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    std::error_code ignored;
-    if (HasPictureName(entry->path()) && entry->is_regular_file(ignored)) {
-      paths.push_back(entry->path().string());
+  return !other.empty() && fs::equivalent(path, other, error) && !error;
+}
+
+// Collects what a folder holds.
+class FolderScan {
+ public:
+  explicit FolderScan(const InputOptions& options) : options_(options) {}
+
+  // Returns the cause where the folder cannot be read.
+  std::error_code Add(const fs::path& folder) {
+    std::error_code error;
+    const bool has_results = fs::exists(folder / kResultsFile, error);
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+      std::error_code ignored;
+      if (entry->is_directory(ignored)) {
+        if (IsToBeEntered(*entry)) Add(entry->path());
+      } else if (IsTaken(entry->path()) && entry->is_regular_file(ignored) &&
+                 !(has_results && IsNameOfAResult(entry->path().filename().string()))) {
+        paths_.push_back(entry->path().string());
+      }
     }
+    return error;
   }
+
+  std::vector<std::string> TakePaths() && {
+    std::sort(paths_.begin(), paths_.end());
+    return std::move(paths_);
+  }
+
+  std::string Expected() const {
+    std::string names;
+    for (const char* extension : kPictures) names += std::string(" *") + extension;
+    if (!options_.videos) return names;
+    for (const char* extension : kVideos) names += std::string(" *") + extension;
+    return names;
+  }
+
+ private:
+  // A link could lead back to where it lies.
+  bool IsToBeEntered(const fs::directory_entry& folder) const {
+    std::error_code ignored;
+    return options_.recursive && !folder.is_symlink(ignored) &&
+           !IsSameFolder(folder.path(), options_.output_folder);
+  }
+
+  bool IsTaken(const fs::path& path) const {
+    return HasOneOf(kPictures, path) || (options_.videos && HasOneOf(kVideos, path));
+  }
+
+  const InputOptions& options_;
+  std::vector<std::string> paths_;
+};
+
+void AppendFolder(const std::string& folder, const InputOptions& options,
+                  std::vector<Input>& inputs) {
+  FolderScan scan(options);
+  const std::error_code error = scan.Add(folder);
+  const std::string expected = scan.Expected();
+  std::vector<std::string> paths = std::move(scan).TakePaths();
   if (error) {
     inputs.push_back({folder, "the folder cannot be read: " + error.message()});
   } else if (paths.empty()) {
-    std::string expected;
-    for (const char* extension : kExtensions) expected += std::string(" *") + extension;
-    inputs.push_back({folder, "the folder has no picture; expected files named" + expected});
+    inputs.push_back({folder, std::string("the folder has no picture") +
+                                  (options.videos ? " or video" : "") + "; expected files named" +
+                                  expected});
   }
-  std::sort(paths.begin(), paths.end());
-  for (std::string& path : paths) inputs.push_back({std::move(path), ""});
+  for (std::string& path : paths) {
+    const InputKind kind = KindOf(path);
+    inputs.push_back({std::move(path), "", kind});
+  }
+}
+
+void Append(const std::string& argument, const InputOptions& options, std::vector<Input>& inputs) {
+  std::error_code error;
+  if (fs::is_directory(argument, error)) {
+    AppendFolder(argument, options, inputs);
+  } else {
+    inputs.push_back({argument, "", KindOf(argument)});
+  }
+}
+
+bool IsPattern(const std::string& argument) {
+  std::error_code error;
+  return argument.find_first_of("*?[") != std::string::npos && !fs::exists(argument, error);
+}
+
+void AppendMatches(const std::string& pattern, const InputOptions& options,
+                   std::vector<Input>& inputs) {
+  glob_t matches{};
+  if (glob(pattern.c_str(), 0, nullptr, &matches) == 0) {
+    for (std::size_t i = 0; i < matches.gl_pathc; ++i) {
+      Append(matches.gl_pathv[i], options, inputs);
+    }
+  } else {
+    inputs.push_back({pattern, "no file matches the pattern"});
+  }
+  globfree(&matches);
 }
 
 }  // namespace
 
-std::vector<Input> ExpandInputs(const std::vector<std::string>& arguments) {
+InputKind KindOf(const std::string& path) {
+  if (path.rfind(kDevice, 0) == 0 || path.rfind(kCamera, 0) == 0) return InputKind::kCamera;
+  return HasOneOf(kVideos, path) ? InputKind::kVideo : InputKind::kPicture;
+}
+
+std::vector<Input> ExpandInputs(const std::vector<std::string>& arguments,
+                                const InputOptions& options) {
   std::vector<Input> inputs;
   for (const std::string& argument : arguments) {
-    std::error_code error;
-    if (fs::is_directory(argument, error)) {
-      AppendFolder(argument, inputs);
+    if (IsPattern(argument)) {
+      AppendMatches(argument, options, inputs);
     } else {
-      inputs.push_back({argument, ""});
+      Append(argument, options, inputs);
     }
   }
   return inputs;
+}
+
+InputQueue::InputQueue(const std::vector<std::string>& arguments, InputOptions options,
+                       std::istream& list)
+    : options_(std::move(options)), list_(list) {
+  // All folders are looked into before a result is written, which may be into one of them.
+  for (const std::string& argument : arguments) {
+    if (argument == "-") {
+      ready_.push_back({argument, "", InputKind::kList});
+      continue;
+    }
+    for (Input& input : ExpandInputs({argument}, options_)) ready_.push_back(std::move(input));
+  }
+}
+
+std::optional<Input> InputQueue::Next() {
+  while (!ready_.empty() && ready_.front().kind == InputKind::kList) ReadListLine();
+  if (ready_.empty()) return std::nullopt;
+  Input input = std::move(ready_.front());
+  ready_.pop_front();
+  ++given_;
+  return input;
+}
+
+// Puts what the next line names before the list, or takes the list away at its end.
+void InputQueue::ReadListLine() {
+  std::string line;
+  if (!std::getline(list_, line)) {
+    ready_.pop_front();
+  } else if (!line.empty()) {
+    std::vector<Input> inputs = ExpandInputs({line}, options_);
+    ready_.insert(ready_.begin(), std::make_move_iterator(inputs.begin()),
+                  std::make_move_iterator(inputs.end()));
+  }
+}
+
+std::optional<std::size_t> InputQueue::Count() const {
+  const bool has_list = std::any_of(ready_.begin(), ready_.end(), [](const Input& input) {
+    return input.kind == InputKind::kList;
+  });
+  return has_list ? std::nullopt : std::optional(given_ + ready_.size());
+}
+
+std::optional<std::size_t> InputQueue::PicturesLeft() const {
+  const bool all_pictures = std::all_of(ready_.begin(), ready_.end(), [](const Input& input) {
+    return input.kind == InputKind::kPicture;
+  });
+  return all_pictures ? std::optional(ready_.size()) : std::nullopt;
 }
 
 cv::Mat ReadPicture(const std::string& path) {

@@ -16,6 +16,9 @@ class Labels {
   /// `class_names` as the segmentation network carries them; `has_classifier` makes 19 faeces.
   Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier);
 
+  /// All labels that have a name.
+  const std::map<std::int32_t, std::string>& names() const { return names_; }
+
   /// Null where the network has no name for the label.
   const std::string* FindName(int label) const;
 

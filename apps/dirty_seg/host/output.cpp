@@ -4,6 +4,8 @@
 #include <cstring>
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
+#include <regex>
+#include <system_error>
 #include <vector>
 
 #include "host/errors.h"
@@ -34,6 +36,11 @@ void WriteBytes(const std::string& path, const void* bytes, std::size_t length) 
 
 }  // namespace
 
+bool IsNameOfAResult(const std::string& file_name) {
+  static const std::regex kName(R"(.+\.(overlay\.(jpg|avi)|mask_\d+\.png|crop_\d+\..+\.png))");
+  return std::regex_match(file_name, kName);
+}
+
 std::string UniqueNames::Take(const std::string& path) {
   const std::string stem = fs::path(path).stem().string();
   std::string name = stem;
@@ -44,7 +51,7 @@ std::string UniqueNames::Take(const std::string& path) {
 }
 
 void WriteJsonLine(const ordered_json& json, const std::string& destination, std::FILE* file) {
-  const std::string line = json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  const std::string line = ToText(json) + "\n";
   if (std::fwrite(line.data(), 1, line.size(), file) != line.size() || std::fflush(file) != 0) {
     const std::string cause = LastError();
     std::clearerr(file);
@@ -57,13 +64,15 @@ void WritePicture(const std::string& path, const cv::Mat& picture) {
     throw InputError("'" + path + "' cannot be written: expected a name that ends in .png or .jpg");
   }
   std::vector<unsigned char> bytes;
-  cv::imencode(fs::path(path).extension().string(), picture, bytes);
+  // The parameter is JPEG's alone; other formats pass over it.
+  cv::imencode(fs::path(path).extension().string(), picture, bytes,
+               {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
   WriteBytes(path, bytes.data(), bytes.size());
 }
 
 OutputFolder::OutputFolder(const std::string& path, bool overwrite)
     : path_(path),
-      results_path_((fs::path(path) / "results.jsonl").string()),
+      results_path_((fs::path(path) / kResultsFile).string()),
       results_(nullptr, &std::fclose) {
   MakeRunFolder(path, overwrite);
   results_ = OpenForWriting(results_path_);
@@ -71,32 +80,61 @@ OutputFolder::OutputFolder(const std::string& path, bool overwrite)
     throw SetupError("--output '" + path + "': '" + results_path_ +
                      "' cannot be written: " + LastError());
   }
+  std::error_code ignored;
+  fs::remove(fs::path(path) / kSummaryFile, ignored);
 }
 
 std::string OutputFolder::WriteMask(const std::string& name, int label, const cv::Mat& mask) const {
   std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
-  std::vector<unsigned char> bytes;
-  cv::imencode(".png", mask != 0, bytes);
-  WriteFile(file_name, bytes.data(), bytes.size());
+  WriteImage(file_name, mask != 0);
   return file_name;
 }
 
 std::string OutputFolder::WriteOverlay(const std::string& name, const cv::Mat& overlay) const {
   std::string file_name = name + ".overlay.jpg";
-  std::vector<unsigned char> bytes;
-  cv::imencode(".jpg", overlay, bytes, {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
-  WriteFile(file_name, bytes.data(), bytes.size());
+  WriteImage(file_name, overlay);
   return file_name;
 }
 
-void OutputFolder::WriteJson(const std::string& file_name, const ordered_json& json) const {
-  const std::string text = json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
-  WriteFile(file_name, text.data(), text.size());
+void OutputFolder::WriteImage(const std::string& file_name, const cv::Mat& image) const {
+  WritePicture((fs::path(path_) / file_name).string(), image);
 }
 
-void OutputFolder::WriteFile(const std::string& file_name, const void* bytes,
-                             std::size_t length) const {
-  WriteBytes((fs::path(path_) / file_name).string(), bytes, length);
+void OutputFolder::WriteText(const std::string& file_name, const std::string& text) const {
+  WriteBytes((fs::path(path_) / file_name).string(), text.data(), text.size());
+}
+
+void OutputFolder::MakeFolder(const std::string& name) const {
+  const fs::path path = fs::path(path_) / name;
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) throw InputError("'" + path.string() + "' cannot be made: " + error.message());
+}
+
+void OutputFolder::WriteJson(const std::string& file_name, const ordered_json& json) const {
+  WriteText(file_name, json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+}
+
+OutputFile::OutputFile(const OutputFolder& folder, const std::string& file_name)
+    : path_((fs::path(folder.path()) / file_name).string()), file_(OpenForWriting(path_)) {
+  if (file_ == nullptr) throw SetupError("'" + path_ + "' cannot be written: " + LastError());
+}
+
+void OutputFile::Write(const std::string& text) {
+  if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size() ||
+      std::fflush(file_.get()) != 0) {
+    throw InputError("'" + path_ + "' cannot be written: " + LastError());
+  }
+}
+
+void OutputFile::Close() {
+  if (file_ != nullptr && std::fclose(file_.release()) != 0) {
+    throw InputError("'" + path_ + "' cannot be written: " + LastError());
+  }
+}
+
+std::string ToText(const ordered_json& json) {
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 }  // namespace dirty_seg

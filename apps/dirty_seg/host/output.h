@@ -10,6 +10,14 @@
 
 namespace dirty_seg {
 
+/// The file of lines in a folder of results.
+inline constexpr const char* kResultsFile = "results.jsonl";
+
+inline constexpr const char* kSummaryFile = "summary.json";
+
+/// Whether a folder of results names pictures and videos of its own so.
+bool IsNameOfAResult(const std::string& file_name);
+
 /// Hands out one name a picture. The stem of the path, or with -2, -3, ... behind it when that name
 /// is taken.
 class UniqueNames {
@@ -32,7 +40,8 @@ void WritePicture(const std::string& path, const cv::Mat& picture);
 class OutputFolder {
  public:
   /// Makes the folder where there is none and begins its results.jsonl. Unless `overwrite`, a
-  /// folder that has anything in it is refused. Throws SetupError with the cause.
+  /// folder that has anything in it is refused; with it, files of other names stay, but no
+  /// summary.json of another run. Throws SetupError with the cause.
   OutputFolder(const std::string& path, bool overwrite);
 
   const std::string& path() const { return path_; }
@@ -49,12 +58,33 @@ class OutputFolder {
   /// Writes `json`, indented. Throws InputError.
   void WriteJson(const std::string& file_name, const nlohmann::ordered_json& json) const;
 
- private:
-  void WriteFile(const std::string& file_name, const void* bytes, std::size_t length) const;
+  /// Each throws InputError. A picture's form is told by its extension.
+  void WriteText(const std::string& file_name, const std::string& text) const;
+  void WriteImage(const std::string& file_name, const cv::Mat& image) const;
+  void MakeFolder(const std::string& name) const;
 
+ private:
   std::string path_;
   std::string results_path_;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> results_;
 };
+
+/// A file of an output folder that grows.
+class OutputFile {
+ public:
+  /// Throws SetupError with the cause.
+  OutputFile(const OutputFolder& folder, const std::string& file_name);
+
+  /// Each throws InputError with the cause.
+  void Write(const std::string& text);
+  void Close();
+
+ private:
+  std::string path_;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+};
+
+/// In one line. Bytes that are no UTF-8 are replaced.
+std::string ToText(const nlohmann::ordered_json& json);
 
 }  // namespace dirty_seg

@@ -18,8 +18,8 @@ std::string Quoted(const std::string& text) {
 }  // namespace
 
 ProgramResult RunProgram(const std::vector<std::string>& arguments,
-                         const std::vector<std::string>& variables,
-                         const std::string& output_file) {
+                         const std::vector<std::string>& variables, const std::string& output_file,
+                         const std::string& input) {
   const TemporaryFolder folder;
   const std::string captured = folder / "output";
   std::string command = "env -u SPDLOG_STDOUT -u SPDLOG_SYSTEMD -u SPDLOG_LEVEL";
@@ -28,7 +28,7 @@ ProgramResult RunProgram(const std::vector<std::string>& arguments,
   command += std::string(" ") + DIRTY_SEG_LAUNCHER + " " + Quoted(DIRTY_SEG_PROGRAM);
   for (const std::string& argument : arguments) command += " " + Quoted(argument);
   command += " >" + Quoted(output_file.empty() ? captured : output_file);
-  command += " 2>" + Quoted(folder / "errors") + " </dev/null";
+  command += " 2>" + Quoted(folder / "errors") + " <" + Quoted(folder.Write("input", input));
   const int status = std::system(command.c_str());
   ProgramResult result;
   if (WIFEXITED(status)) result.status = WEXITSTATUS(status);

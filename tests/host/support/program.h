@@ -13,9 +13,10 @@ struct ProgramResult {
 };
 
 /// Runs `dirty_seg ARGUMENTS` with `variables` ("NAME=value") as the only SPDLOG_ variables. A
-/// path in `output_file` takes the place of the captured standard output.
+/// path in `output_file` takes the place of the captured standard output. Standard input is
+/// `input`.
 ProgramResult RunProgram(const std::vector<std::string>& arguments,
                          const std::vector<std::string>& variables = {},
-                         const std::string& output_file = "");
+                         const std::string& output_file = "", const std::string& input = "");
 
 }  // namespace dirty_seg::test

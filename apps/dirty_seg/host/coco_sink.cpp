@@ -1,0 +1,82 @@
+// COCO's results format, and the list of images and categories that goes with it.
+#include <set>
+
+#include "geometry/letterbox.h"
+#include "host/instance_mask.h"
+#include "host/result_sink.h"
+#include "host/run_length.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr const char* kDescription =
+    "Detections of dirty_seg in its frame of 1920 x 1080 pixels. A detection's segmentation is the "
+    "mask of all detections of its label, cut to its box.";
+
+ordered_json ResultOf(const DirtyStatusResultData& result, std::size_t detection,
+                      std::size_t image_id) {
+  const std::vector<float>& box = result.bboxes[detection];
+  const RunLengths mask = EncodeRunLengths(CutInstanceMask(result, detection));
+  ordered_json json;
+  json["image_id"] = image_id;
+  json["category_id"] = result.labels[detection];
+  json["bbox"] = {box[0], box[1], box[2] - box[0], box[3] - box[1]};
+  json["score"] = result.scores[detection];
+  json["segmentation"] = {{"size", {mask.height, mask.width}}, {"counts", mask.counts}};
+  return json;
+}
+
+class CocoSink : public ResultSink {
+ public:
+  CocoSink(const OutputFolder& folder, const Labels& labels)
+      : folder_(folder), labels_(labels), results_(folder, "coco_results.json") {
+    results_.Write("[");
+    for (const auto& [label, name] : labels.names()) categories_.insert(label);
+  }
+
+  void Write(const FoundFrame& found) override {
+    const std::size_t image_id = images_.size() + 1;
+    images_.push_back({{"id", image_id},
+                       {"file_name", found.frame.source},
+                       {"frame", found.frame.index},
+                       {"height", nuvik::geometry::kFrameHeight},
+                       {"width", nuvik::geometry::kFrameWidth}});
+    const DirtyStatusResultData& result = found.record.outcome.result;
+    for (std::size_t i = 0; i < result.labels.size(); ++i) {
+      results_.Write((is_first_ ? "\n" : ",\n") + ToText(ResultOf(result, i, image_id)));
+      is_first_ = false;
+      categories_.insert(result.labels[i]);
+    }
+  }
+
+  void Finish() override {
+    results_.Write("\n]\n");
+    results_.Close();
+    ordered_json json;
+    json["info"] = {{"description", kDescription}};
+    json["images"] = std::move(images_);
+    json["categories"] = ordered_json::array();
+    for (const int label : categories_) {
+      json["categories"].push_back({{"id", label}, {"name", labels_.Text(label)}});
+    }
+    folder_.WriteJson("coco_images.json", json);
+  }
+
+ private:
+  const OutputFolder& folder_;
+  const Labels& labels_;
+  OutputFile results_;
+  bool is_first_ = true;
+  ordered_json images_ = ordered_json::array();
+  std::set<int> categories_;
+};
+
+}  // namespace
+
+std::unique_ptr<ResultSink> MakeCocoSink(const OutputFolder& folder, const Labels& labels) {
+  return std::make_unique<CocoSink>(folder, labels);
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,52 @@
+// The detector over all frames of a source, its results to where they go.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/detector_setup.h"
+#include "host/errors.h"
+#include "host/frame_detector.h"
+#include "host/frame_source.h"
+#include "host/labels.h"
+#include "host/log_capture.h"
+#include "host/progress.h"
+#include "host/result_writer.h"
+#include "host/summary.h"
+
+namespace dirty_seg {
+
+class DetectionRun {
+ public:
+  /// `log` outlives this object. Throws SetupError with the cause.
+  DetectionRun(DetectorSetup setup, RunDescription description, const ResultOptions& options,
+               LogCapture& log);
+
+  bool has_folder() const { return writer_.has_folder(); }
+
+  /// Works until the source ends, or an Interruption happened, and completes the output. What fails
+  /// is named on standard error, and the rest is done. `progress` may be null.
+  ExitStatus Process(FrameSource& source, Progress* progress);
+
+ private:
+  void ProcessFrame(const Frame& frame, const FrameSource& source);
+  void BeginInput(const Frame& frame);
+  void EndInput();
+  void Fail(const Frame& frame, const std::string& cause);
+  bool Finish(bool interrupted);
+  void TellOddSize(const std::string& source, const cv::Size& size) const;
+  std::string FailureHint(const cv::Size& size) const;
+
+  std::vector<cv::Rect> patches_;
+  Labels labels_;
+  FrameDetector detector_;
+  ResultWriter writer_;
+  Summary summary_;
+  std::optional<std::size_t> input_;  // that is being worked on
+  bool input_failed_ = false;
+  cv::Size told_size_;  // of this input
+};
+
+}  // namespace dirty_seg

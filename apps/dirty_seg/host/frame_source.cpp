@@ -1,0 +1,84 @@
+#include "host/frame_source.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/stopwatch.h"
+#include "host/video_reader.h"
+
+namespace dirty_seg {
+namespace {
+
+class PictureReader : public FrameReader {
+ public:
+  explicit PictureReader(std::string path) : path_(std::move(path)) {}
+
+  bool Read(Frame& frame) override {
+    if (was_read_) return false;
+    was_read_ = true;
+    frame.picture = std::make_shared<cv::Mat>(ReadPicture(path_));
+    return true;
+  }
+
+  std::optional<std::int64_t> Count() const override { return 1; }
+
+ private:
+  std::string path_;
+  bool was_read_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step) {
+  if (!input.failure.empty()) throw InputError(input.failure);
+  if (input.kind == InputKind::kPicture) return std::make_unique<PictureReader>(input.path);
+  if (input.kind == InputKind::kCamera) return OpenCamera(input.path, frame_step);
+  return OpenVideo(input.path, frame_step);
+}
+
+FrameSource::FrameSource(InputQueue inputs, int frame_step)
+    : inputs_(std::move(inputs)), frame_step_(frame_step) {}
+
+std::optional<Frame> FrameSource::NextFrame() {
+  while (true) {
+    if (!input_) {
+      input_ = inputs_.Next();
+      if (!input_) return std::nullopt;
+      ++next_number_;
+      taken_ = 0;
+    }
+    Frame frame;
+    frame.source = input_->path;
+    frame.input = next_number_ - 1;
+    frame.kind = input_->kind;
+    const Stopwatch watch;
+    try {
+      if (reader_ == nullptr) reader_ = OpenInput(*input_, frame_step_);
+      if (reader_->Read(frame)) {
+        frame.ordinal = taken_++;
+        frame.read_ms = watch.Milliseconds();
+        return frame;
+      }
+    } catch (const InputError& error) {
+      frame.failure = error.what();
+    }
+    input_.reset();
+    reader_.reset();
+    if (!frame.failure.empty()) return frame;
+  }
+}
+
+std::optional<std::int64_t> FrameSource::FrameCount() const {
+  return reader_ == nullptr ? std::nullopt : reader_->Count();
+}
+
+std::optional<std::int64_t> FrameSource::FramesLeft() const {
+  const std::optional<std::size_t> pictures = inputs_.PicturesLeft();
+  const std::optional<std::int64_t> frames = FrameCount();
+  if (!pictures || !frames) return std::nullopt;
+  return static_cast<std::int64_t>(*pictures) +
+         std::max<std::int64_t>(0, *frames - static_cast<std::int64_t>(taken_));
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,18 @@
+// Frames of a video file and of a camera.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/frame_source.h"
+
+namespace dirty_seg {
+
+/// Opens a video file. One that ends before as many frames as it tells of is read as far as it
+/// goes, and then refused as cut short. Throws InputError with the cause.
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step);
+
+/// Opens the camera "/dev/video0" or "camera:0". Throws InputError with the cause.
+std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step);
+
+}  // namespace dirty_seg

@@ -1,0 +1,76 @@
+// Labels as YOLO's segmentation training reads them.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <opencv2/imgproc.hpp>
+
+#include "geometry/letterbox.h"
+#include "host/instance_mask.h"
+#include "host/result_sink.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace geometry = nuvik::geometry;
+
+constexpr std::size_t kLeastCorners = 3;
+
+std::string CornerText(double x, double y) {
+  const auto share = [](double position, int side) {
+    return std::clamp(position / side, 0.0, 1.0);
+  };
+  std::array<char, 48> text{};
+  std::snprintf(text.data(), text.size(), " %.6f %.6f", share(x, geometry::kFrameWidth),
+                share(y, geometry::kFrameHeight));
+  return text.data();
+}
+
+std::string BoxText(const std::vector<float>& box) {
+  return CornerText(box[0], box[1]) + CornerText(box[2], box[1]) + CornerText(box[2], box[3]) +
+         CornerText(box[0], box[3]);
+}
+
+// The outline of the largest area; empty when none has an outline with an area.
+std::vector<cv::Point> LargestOutline(const cv::Mat& mask) {
+  std::vector<cv::Point> largest;
+  double most = 0.0;
+  for (Polygon& polygon : FindPolygons(mask)) {
+    const double area = cv::contourArea(polygon.outer);
+    if (polygon.outer.size() < kLeastCorners || area <= most) continue;
+    most = area;
+    largest = std::move(polygon.outer);
+  }
+  return largest;
+}
+
+std::string LineOf(const DirtyStatusResultData& result, std::size_t detection) {
+  std::string line = std::to_string(result.labels[detection]);
+  const std::vector<cv::Point> outline = LargestOutline(CutInstanceMask(result, detection));
+  if (outline.empty()) return line + BoxText(result.bboxes[detection]);
+  for (const cv::Point& pixel : outline) line += CornerText(pixel.x + 0.5, pixel.y + 0.5);
+  return line;
+}
+
+class YoloSink : public ResultSink {
+ public:
+  explicit YoloSink(const OutputFolder& folder) : folder_(folder) {}
+
+  void Write(const FoundFrame& found) override {
+    const DirtyStatusResultData& result = found.record.outcome.result;
+    std::string text;
+    for (std::size_t i = 0; i < result.labels.size(); ++i) text += LineOf(result, i) + "\n";
+    folder_.WriteText("labels/" + found.name + ".txt", text);
+  }
+
+ private:
+  const OutputFolder& folder_;
+};
+
+}  // namespace
+
+std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder) {
+  folder.MakeFolder("labels");
+  return std::make_unique<YoloSink>(folder);
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,128 @@
+// The forms of results that the built program writes on request.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "host/run_length.h"
+#include "support/detect_fixture.h"
+#include "support/videos.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::json;
+using test::Arguments;
+using test::ProgramResult;
+using test::ReadFile;
+using test::RunProgram;
+using test::operator+;
+using testing::HasSubstr;
+
+class DetectForms : public test::DetectFixture {
+ protected:
+  // Red, but magenta in the second patch.
+  std::string BothPicture() {
+    cv::Mat picture = test::Plain(test::kFrame, test::kRedPixel);
+    picture(cv::Rect(640, 440, 64, 64)).setTo(test::kMagentaPixel);
+    return test::WritePicture(folder_ / "both.png", picture);
+  }
+
+  void Run(const Arguments& arguments) {
+    const ProgramResult result =
+        RunProgram(Command() + Classifier(test::CommonNetwork("classifier-224")) +
+                   Arguments{"--output", folder_ / "out"} + arguments);
+    EXPECT_EQ(result.status, 0) << result.errors;
+  }
+
+  std::string Written(const std::string& name) { return ReadFile(folder_ / "out" + "/" + name); }
+};
+
+TEST_F(DetectForms, AreCocosResults) {
+  Run({"--coco", BothPicture()});
+  const json results = json::parse(Written("coco_results.json"));
+  ASSERT_EQ(results.size(), 2U);
+  EXPECT_EQ(results[0]["category_id"], 0);
+  EXPECT_EQ(results[1]["category_id"], 19);
+  EXPECT_EQ(results[1]["image_id"], 1);
+  EXPECT_EQ(results[1]["bbox"], json({656, 464, 32, 16}));
+  EXPECT_EQ(results[1]["score"], 1.0);
+  const json& segmentation = results[1]["segmentation"];
+  EXPECT_EQ(segmentation["size"], json({1080, 1920}));
+  cv::Mat expected = cv::Mat::zeros(test::kFrame, CV_8UC1);
+  expected(cv::Rect(656, 464, 32, 16)).setTo(255);
+  const cv::Mat mask = DecodeRunLengths({1080, 1920, segmentation["counts"]});
+  EXPECT_EQ(cv::countNonZero(mask != expected), 0);
+  const json images = json::parse(Written("coco_images.json"));
+  EXPECT_EQ(images["images"][0]["file_name"], folder_ / "both.png");
+  EXPECT_EQ(images["categories"].back(), json::parse(R"({"id": 19, "name": "faeces"})"));
+}
+
+TEST_F(DetectForms, ArePolygons) {
+  Run({"--polygons", BothPicture()});
+  const json line = json::parse(Written("polygons.jsonl"));
+  EXPECT_EQ(line["lossy"], true);
+  EXPECT_EQ(line["label_polygons"], json::parse(R"({
+    "0": [{"outer": [[16, 24], [16, 39], [47, 39], [47, 24]], "holes": []}],
+    "19": [{"outer": [[656, 464], [656, 479], [687, 479], [687, 464]], "holes": []}]})"));
+}
+
+TEST_F(DetectForms, AreYolosLabels) {
+  Run({"--yolo", BothPicture()});
+  // 16.5 / 1920, 24.5 / 1080, 39.5 / 1080, 47.5 / 1920; the same of 656, 464, 479, 687.
+  EXPECT_EQ(Written("labels/both.txt"),
+            "0 0.008594 0.022685 0.008594 0.036574 0.024740 0.036574 0.024740 0.022685\n"
+            "19 0.341927 0.430093 0.341927 0.443981 0.358073 0.443981 0.358073 0.430093\n");
+}
+
+TEST_F(DetectForms, AreCropsOfCandidates) {
+  Run({"--crops", BothPicture()});
+  EXPECT_EQ(cv::imread(folder_ / "out/both.crop_0.rejected_0.02.png").size(), cv::Size(32, 16));
+  const cv::Mat crop = cv::imread(folder_ / "out/both.crop_1.confirmed_0.60.png");
+  ASSERT_EQ(crop.size(), cv::Size(32, 16));
+  EXPECT_EQ(cv::mean(crop), test::kMagentaPixel);
+}
+
+TEST_F(DetectForms, AreVideosOfVideos) {
+  const std::string clip = test::WriteVideo(
+      folder_ / "clip.avi", {6, test::Plain(test::kFrame, test::kGreenPixel)}, 10.0);
+  Run({"--video", "--frame-step", "2", clip});
+  const test::VideoContent video = test::ReadVideo(folder_ / "out/clip.overlay.avi");
+  EXPECT_EQ(video.rate, 5.0);
+  ASSERT_EQ(video.frames.size(), 3U);
+  ASSERT_EQ(video.frames[0].size(), test::kFrame);
+  // Green all over, but for what is drawn at the patches.
+  EXPECT_NEAR(cv::mean(video.frames[0](cv::Rect(1000, 800, 100, 100)))[1], 255.0, 4.0);
+  EXPECT_LT(cv::mean(video.frames[0](cv::Rect(16, 24, 32, 16)))[1], 240.0);
+}
+
+TEST_F(DetectForms, AllTogetherLeaveTheResultsAsTheyAre) {
+  Run({"--coco", "--polygons", "--yolo", "--crops", "--video", BothPicture()});
+  const json row = test::ParseLines(Written("results.jsonl")).at(0);
+  EXPECT_EQ(row["labels"], json({0, 19}));
+  for (const char* name : {"coco_results.json", "coco_images.json", "polygons.jsonl",
+                           "labels/both.txt", "both.overlay.jpg", "summary.json"}) {
+    EXPECT_TRUE(std::filesystem::is_regular_file(folder_ / "out" + "/" + name)) << name;
+  }
+}
+
+TEST_F(DetectForms, NeedAFolder) {
+  for (const char* form : {"--coco", "--polygons", "--yolo", "--video"}) {
+    EXPECT_EQ(RefusalOf(Command() + Arguments{form, "x.png"}),
+              std::string("dirty_seg: error: ") + form +
+                  " writes into a folder; expected --output DIR or --save\n");
+  }
+}
+
+TEST_F(DetectForms, AreNamedWhenTheyCannotBeWritten) {
+  folder_.MakeFolder("out/labels/both.txt");
+  const ProgramResult result = RunProgram(
+      Command() + Arguments{"--yolo", "--overwrite", "--output", folder_ / "out", BothPicture()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors,
+              HasSubstr("dirty_seg: error: '" + folder_ / "both.png" + "': '" +
+                        folder_ / "out/labels/both.txt" + "' cannot be written: Is a directory\n"));
+}
+
+}  // namespace
+}  // namespace dirty_seg
