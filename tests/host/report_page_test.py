@@ -57,7 +57,7 @@ def detect_floor(folder: Path) -> dict:
 def plain_line(source: Path, index: int) -> dict:
     """A frame of 320 x 180 pixels with two boxes."""
     return {
-        "source": str(source), "frame": index, "success": True, "message": "success",
+        "source": str(source), "frame": 0, "success": True, "message": "success",
         "bboxes": [[20, 20, 120, 90], [150, 60, 300, 160]],
         "scores": [round(0.02 * index, 2), 0.75], "labels": [1, 50],
         "label_names": {"1": "stain", "50": HOSTILE},
