@@ -4,12 +4,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+
 namespace dirty_seg {
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::Pair;
 
 BenchSide Side(const std::string& model, std::vector<double> totals) {
   BenchSide side;
@@ -114,6 +117,15 @@ TEST(FindingsOf, TakesAnOutcomesDetectionsAndMasks) {
   EXPECT_EQ(findings.detections[0].score, 0.5F);
   EXPECT_EQ(findings.detections[0].label, 7);
   EXPECT_EQ(cv::countNonZero(findings.masks.at(7)), 6);
+  EXPECT_TRUE(findings.verdicts.empty());
+}
+
+TEST(FindingsOf, TakesTheClassifiersVerdicts) {
+  FrameOutcome outcome;
+  outcome.fece_candidates = {{2, FeceVerdict::kRejected, 0.25F},
+                             {5, FeceVerdict::kNotChecked, std::nullopt}};
+  EXPECT_THAT(FindingsOf(outcome).verdicts,
+              ElementsAre(Pair(2U, "rejected"), Pair(5U, "not_checked")));
 }
 
 }  // namespace

@@ -152,6 +152,10 @@ Findings FindingsOf(const FrameOutcome& outcome) {
     std::copy_n(result.bboxes[i].begin(), detection.box.size(), detection.box.begin());
     findings.detections.push_back(detection);
   }
+  if (!outcome.fece_candidates) return findings;
+  for (const FeceCandidate& candidate : *outcome.fece_candidates) {
+    findings.verdicts[candidate.detection] = VerdictText(candidate.verdict);
+  }
   return findings;
 }
 
