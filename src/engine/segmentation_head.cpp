@@ -106,8 +106,7 @@ bool IsAnchorCount(std::int64_t count, std::int64_t side) {
 
 void SetPrototypes(const Output& output, SegmentationHead& head) {
   const Shape& shape = output.shape;
-  if (shape[0] != head.batch || shape[2] != shape[3] || shape[2] > head.input_side ||
-      head.input_side % shape[2] != 0) {
+  if (shape[0] != head.batch || shape[2] != shape[3] || head.input_side % shape[2] != 0) {
     Reject("prototypes '" + output.name + "' have shape " + ShapeText(shape) + "; expected [" +
            std::to_string(head.batch) + ", coefficients, S, S] with S a divisor of " +
            std::to_string(head.input_side));

@@ -124,6 +124,22 @@ TEST_P(FindCandidatesIn, TurnsCentreAndSizeIntoCorners) {
   EXPECT_EQ(found[0].anchor, 3);
 }
 
+TEST_P(FindCandidatesIn, FarCornerIsCentreAndHalfTheSize) {
+  // Floats below 1 are 2^-24 apart, above it twice that: x1 + width would be rounded to 1.
+  Slot slot = MakeSlot(1, 1, 1);
+  slot.Score(0, 0) = 0.5F;
+  for (const int axis : {0, 1}) {
+    slot.At(axis, 0) = 1.0F;
+    slot.At(axis + 2, 0) = 3 * 0x1p-24F;
+  }
+  const std::vector<Candidate> found = slot.Find(0.25F);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].x1, 1.0F - 0x1p-23F);
+  EXPECT_EQ(found[0].x2, 1.0F + 0x1p-23F);
+  EXPECT_EQ(found[0].y1, 1.0F - 0x1p-23F);
+  EXPECT_EQ(found[0].y2, 1.0F + 0x1p-23F);
+}
+
 TEST_P(FindCandidatesIn, TakesScoresAboveTheThresholdOnly) {
   Slot slot = MakeSlot(1, 1, 3);
   slot.Score(0, 0) = std::nextafter(0.25F, 0.0F);

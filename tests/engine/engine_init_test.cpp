@@ -85,6 +85,11 @@ int Infer(AIEngine& engine, const AIEngineConfig& config) {
   return engine.DoInference(inputs, outputs);
 }
 
+// The runtime's own words behind ours, whatever they are.
+auto RuntimesWordsBehind(const std::string& ours) {
+  return AllOf(StartsWith(ours), testing::Not(ours));
+}
+
 template <typename Matcher>
 void ExpectRefused(const AIEngineConfig& config, const Matcher& line) {
   AIEngine engine;
@@ -311,7 +316,7 @@ void ExpectNoNetwork(const std::string& bytes) {
   const TemporaryFile file(bytes);
   AIEngineConfig config = SegmentationConfig();
   config.model_path = file.path();
-  ExpectRefused(config, StartsWith(Line(config, "is no usable ONNX network: ")));
+  ExpectRefused(config, RuntimesWordsBehind(Line(config, "is no usable ONNX network: ")));
 }
 
 TEST(EngineInitFile, Empty) { ExpectNoNetwork(""); }
@@ -563,7 +568,7 @@ TEST(EngineInitTrialRun, RefusesOutputShapesThatTheNetworkDoesNotGive) {
   AIEngineConfig config = DynamicConfig();
   config.output_shapes["output0"] = {3, 38, 127};
   config.output_sizes["output0"] = 0;
-  ExpectRefused(config, StartsWith(Line(config, "fails in a trial run on zeros: ")));
+  ExpectRefused(config, RuntimesWordsBehind(Line(config, "fails in a trial run on zeros: ")));
 }
 
 TEST(EngineInitTrialRun, RefusesANetworkThatFailsOnZeros) {
@@ -573,7 +578,7 @@ TEST(EngineInitTrialRun, RefusesANetworkThatFailsOnZeros) {
   config.input_shapes = {{"x", {1, 4}}};
   config.output_sizes = {{"y", 4}};
   config.output_shapes = {{"y", {1, 1}}};
-  ExpectRefused(config, StartsWith(Line(config, "fails in a trial run on zeros: ")));
+  ExpectRefused(config, RuntimesWordsBehind(Line(config, "fails in a trial run on zeros: ")));
 }
 
 // --- Element types that have no code

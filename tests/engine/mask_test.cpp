@@ -110,7 +110,7 @@ TEST(PatchGeometry, OfALargerPatchScalesDown) {
   // Column 1: centre at 1 network pixel. Row 3: 3.5 * 2 / 3 + 140 = 142.333 pixels, 35.08333 cells.
   ExpectSample(geometry.columns()[1], 0, 1, 0.0F);
   EXPECT_EQ(geometry.rows()[3].first, 35);
-  EXPECT_NEAR(geometry.rows()[3].weight, 1.0 / 12.0, 1e-6);  // rounded to float once
+  EXPECT_EQ(geometry.rows()[3].weight, 1.0F / 12.0F);  // rounded to float once, at the end
 }
 
 TEST(PatchGeometry, OfAnUprightPatchHasItsBorderLeftAndRight) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <sstream>
 
 #include "engine/onnx_session.h"
@@ -148,6 +149,35 @@ TEST(OnnxFile, UnknownFieldsHideNothing) {
   }
 }
 
+// The kinds 6 and 7 do not exist: what follows cannot be told.
+TEST(OnnxFile, AFieldOfNoKindEndsTheFile) {
+  const std::string node = ModelWith(NodeFields("Conv", IntegerAttribute("group", 0)));
+  EXPECT_EQ(RefusalOf(Varint(99 * 8 + 6) + node), "");
+  EXPECT_EQ(RefusalOf(Varint(99 * 8 + 7) + node), "");
+}
+
+// A length that would wrap around to its own last byte, from where eight bytes and then a node
+// could be read.
+TEST(OnnxFile, ALengthBeyondTheFileEndsIt) {
+  const std::string node = ModelWith(NodeFields("Conv", IntegerAttribute("group", 0)));
+  EXPECT_EQ(RefusalOf(Varint(99 * 8 + 2) + Varint(~std::uint64_t{0}) + "12345678" + node), "");
+}
+
+TEST(OnnxFile, AFieldOfAnotherKindHoldsNothingOfTheOneBefore) {
+  const std::string text_for_number =
+      Bytes(5, Bytes(1, "group") + Number(20, 2) + Bytes(3, "not a number"));
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Conv", text_for_number))),
+            "node 'n1' (Conv) has group 0; expected 1 to 65536");
+  const std::string node = NodeFields("Conv", IntegerAttribute("group", 0));
+  EXPECT_EQ(RefusalOf(Bytes(99, GraphWith(node)) + Number(7, 1)), "");
+}
+
+TEST(OnnxFile, EveryGraphOfTheFileIsLookedAt) {
+  const std::string node = NodeFields("Conv", IntegerAttribute("group", 0));
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Relu")) + ModelWith(node)),
+            "node 'n1' (Conv) has group 0; expected 1 to 65536");
+}
+
 TEST(OnnxFile, NodesOfGraphsInGraphsAreLookedAt) {
   const std::string node = NodeFields("Conv", IntegerAttribute("group", 0));
   EXPECT_EQ(RefusalOf(ModelWith(Nested(3, node))),
@@ -169,6 +199,13 @@ TEST(OnnxFile, GraphsGoAsDeepAsTheRuntimeReads) {
   EXPECT_EQ(RefusalOf(ModelWith(Nested(34, NodeFields("Relu")))),
             "has graphs within graphs deeper than 100 messages");
   EXPECT_EQ(RefusalOf(ModelWith(Nested(5000, NodeFields("Relu")))),
+            "has graphs within graphs deeper than 100 messages");
+}
+
+// A function's node is the first message.
+TEST(OnnxFile, GraphsInAFunctionGoAsDeep) {
+  EXPECT_EQ(RefusalOf(Function("f", Bytes(7, Nested(33, NodeFields("Relu"))))), "");
+  EXPECT_EQ(RefusalOf(Function("f", Bytes(7, Nested(34, NodeFields("Relu"))))),
             "has graphs within graphs deeper than 100 messages");
 }
 
