@@ -24,7 +24,7 @@ for label, box in zip(record["labels"], record["bboxes"]):
 help() { "${program[@]}" "$@" --help; }
 commands=$(help | sed -n '/^Subcommands:/,$s/^  \([a-z-]*\) .*/\1/p')
 options=$({ help; for command in $commands; do help "$command"; done; } |
-  grep -oE '^ +-[-a-z,]+' | tr -d ' ' | tr , '\n' | sort -u)
+  grep -E '^ +-' | grep -oE '(^|[ ,])--?[a-z][-a-z]*' | tr -d ' ,' | sort -u)
 [ "$(wc -l <<<"$options")" -ge 10 ] || {
   echo "program: the help names only these options: $options"
   exit 1
