@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "commands/help.h"
 #include "commands/options.h"
 #include "host/bench.h"
 #include "host/bench_report.h"
@@ -63,7 +62,6 @@ CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
   command->add_option("INPUT", options.inputs, "Pictures, and folders of pictures")
       ->required()
       ->type_name("");
-  UseCompactHelp(*command);
   command->footer(
       "Example:\n"
       "  dirty_seg bench --model seg.onnx --model-b int8.onnx --config c.yaml photos\n"

@@ -8,7 +8,6 @@
 #include <system_error>
 #include <vector>
 
-#include "commands/help.h"
 #include "commands/options.h"
 #include "host/dump_comparison.h"
 #include "host/errors.h"
@@ -49,7 +48,7 @@ void Print(const std::string& text) {
 }
 
 // The exit status: whether anything is beyond the limits.
-int Conclude(const CompareOptions& options, ordered_json json, const std::string& text,
+int Conclude(const CompareOptions& options, const ordered_json& json, const std::string& text,
              const std::vector<std::string>& excesses) {
   if (options.json) {
     ordered_json whole{{"schema_version", 1}, {"a", options.a}, {"b", options.b}};
@@ -84,7 +83,7 @@ int RunOnResults(const CompareOptions& options) {
   const Results b = ReadResults(options.b);
   const ResultsComparison comparison = CompareResults(a, b);
   std::vector<std::string> excesses = FindExcesses(comparison, options.limits);
-  if (comparison.frames.empty()) excesses.push_back("the two have no frame in common");
+  if (comparison.frames.empty()) excesses.emplace_back("the two have no frame in common");
   return Conclude(options, ToJson(comparison), ComparisonText(comparison), excesses);
 }
 
@@ -96,7 +95,6 @@ CLI::App* AddCompare(CLI::App& app, CompareOptions& options) {
   command->add_option("B", options.b, "Of the other")->required()->type_name("");
   command->add_flag("--json", options.json, "Write JSON, with every frame or tensor in full");
   AddLimits(*command, options);
-  UseCompactHelp(*command);
   command->footer(
       "Results: folders of 'detect --output', or their .jsonl files.\n"
       "Dumps: folders of 'dump', or any .npy files.\n"

@@ -6,7 +6,6 @@
 #include <iostream>
 #include <optional>
 
-#include "commands/help.h"
 #include "commands/options.h"
 #include "host/detection_run.h"
 #include "host/frame_source.h"
@@ -56,7 +55,6 @@ CLI::App* AddDetect(CLI::App& app, DetectOptions& options) {
   AddInputOptions(*command, options);
   AddResultOptions(*command, options.results);
   AddLogOptions(*command, options.log);
-  UseCompactHelp(*command);
   command->footer(
       "Example:\n"
       "  dirty_seg detect --model seg.onnx --config patches.yaml --save floor.jpg\n"

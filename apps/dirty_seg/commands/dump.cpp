@@ -4,7 +4,6 @@
 #include <memory>
 #include <opencv2/core.hpp>
 
-#include "commands/help.h"
 #include "commands/options.h"
 #include "host/dump.h"
 #include "host/errors.h"
@@ -24,7 +23,6 @@ CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
   command->add_flag("--overwrite", options.overwrite, "--output DIR need not be empty")
       ->needs(output);
   command->add_option("INPUT", options.input, "A picture")->required()->type_name("");
-  UseCompactHelp(*command);
   command->footer(
       "Without --output, the folder is runs/dump, runs/dump2, ...\n"
       "Example:\n"

@@ -7,11 +7,14 @@
 
 namespace dirty_seg {
 
-/// CLI11's own without a heading over positional arguments, and without the conditions of options:
-/// a refusal tells them.
+/// One line an option, without headings and blank lines, and without the conditions of options: a
+/// refusal tells them. Options of one group of their own stand on one line, before what the group's
+/// name says of them.
 class HelpFormatter : public CLI::Formatter {
  public:
   HelpFormatter();
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override;
   std::string make_positionals(const CLI::App* app) const override;
   std::string make_option_opts(const CLI::Option* option) const override;
 };
