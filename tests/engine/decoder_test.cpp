@@ -489,6 +489,7 @@ TEST(DecoderHalfPrecision, ReadsTheBitsOfBinary16) {
   layout.predictions_type = kHalf;
   const SegmentationOutputs outputs = Outputs(layout);
   BufferMap buffers = outputs.Buffers();
+  buffers.at("output0").data_type = 77;  // the configuration's type counts
   const auto set = [&](int channel, std::uint16_t bits) {
     std::memcpy(buffers.at("output0").data->data() + 2 * channel * layout.anchors(), &bits, 2);
   };
