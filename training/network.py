@@ -1,0 +1,244 @@
+"""The two networks: segmentation in the YOLOv8 layout, and a small two-class classifier.
+
+Segmentation, for pictures [N, 3, S, S] (R, G, B in 0..1; S a multiple of 32), has one anchor a cell
+on each of three grids (strides 8, 16, 32; row-major, finest first). Each anchor gives
+    sides          4 x 16 logits: how far left, top, right and bottom of its box lie from its
+                   centre, as a distribution over 0..15 strides
+    classes        one logit a class
+    coefficients   32 weights of the prototypes; their sum is the logit of its mask
+and all share the prototypes [N, 32, S/4, S/4].
+"""
+
+from typing import NamedTuple
+
+import torch
+from torch import Tensor, nn
+from torch.nn import functional
+
+STRIDES = (8, 16, 32)
+BINS = 16  # of the distribution over a side's distance
+COEFFICIENTS = 32
+WIDTHS = (16, 24, 40, 72, 112)  # planes after each halving of the picture
+PRIOR_OBJECTS = 5.0  # a picture's expected objects, for the first class scores
+
+
+class Raw(NamedTuple):
+    """What the head says, before decoding; A anchors of all three grids, in order."""
+
+    sides: Tensor  # [N, 4 * BINS, A] logits, bins of one side next to each other
+    classes: Tensor  # [N, classes, A] logits
+    coefficients: Tensor  # [N, COEFFICIENTS, A]
+    prototypes: Tensor  # [N, COEFFICIENTS, S / 4, S / 4]
+
+
+class ConvBlock(nn.Sequential):
+    """Convolution, batch normalisation, x * sigmoid(x); the size stays at stride 1."""
+
+    def __init__(self, planes_in: int, planes: int, kernel: int = 3, stride: int = 1) -> None:
+        super().__init__(
+            nn.Conv2d(planes_in, planes, kernel, stride, kernel // 2, bias=False),
+            nn.BatchNorm2d(planes, eps=1e-3, momentum=0.03),
+            nn.SiLU(inplace=True),
+        )
+
+
+class Bottleneck(nn.Module):
+    """Two 3x3 convolutions, with a way round them where `residual`."""
+
+    def __init__(self, planes: int, residual: bool) -> None:
+        super().__init__()
+        self.body = nn.Sequential(ConvBlock(planes, planes), ConvBlock(planes, planes))
+        self.residual = residual
+
+    def forward(self, x: Tensor) -> Tensor:
+        return x + self.body(x) if self.residual else self.body(x)
+
+
+class C2f(nn.Module):
+    """Half of the planes runs through a chain of bottlenecks; every link's result is joined."""
+
+    def __init__(self, planes_in: int, planes: int, links: int, residual: bool) -> None:
+        super().__init__()
+        half = planes // 2
+        self.open = ConvBlock(planes_in, 2 * half, 1)
+        self.chain = nn.ModuleList(Bottleneck(half, residual) for _ in range(links))
+        self.close = ConvBlock((2 + links) * half, planes, 1)
+
+    def forward(self, x: Tensor) -> Tensor:
+        parts = list(self.open(x).chunk(2, dim=1))
+        for link in self.chain:
+            parts.append(link(parts[-1]))
+        return self.close(torch.cat(parts, dim=1))
+
+
+class SPPF(nn.Module):
+    """Three max-pools one after another, joined: every cell sees far around."""
+
+    def __init__(self, planes: int) -> None:
+        super().__init__()
+        self.open = ConvBlock(planes, planes // 2, 1)
+        self.pool = nn.MaxPool2d(5, stride=1, padding=2)
+        self.close = ConvBlock(4 * (planes // 2), planes, 1)
+
+    def forward(self, x: Tensor) -> Tensor:
+        parts = [self.open(x)]
+        for _ in range(3):
+            parts.append(self.pool(parts[-1]))
+        return self.close(torch.cat(parts, dim=1))
+
+
+class Backbone(nn.Module):
+    """Planes of strides 8, 16 and 32."""
+
+    def __init__(self, widths: tuple[int, ...]) -> None:
+        super().__init__()
+        stem, quarter, fine, middle, coarse = widths
+        self.to_fine = nn.Sequential(
+            ConvBlock(3, stem, stride=2),
+            ConvBlock(stem, quarter, stride=2),
+            C2f(quarter, quarter, 1, True),
+            ConvBlock(quarter, fine, stride=2),
+            C2f(fine, fine, 2, True),
+        )
+        self.to_middle = nn.Sequential(
+            ConvBlock(fine, middle, stride=2), C2f(middle, middle, 2, True)
+        )
+        self.to_coarse = nn.Sequential(
+            ConvBlock(middle, coarse, stride=2), C2f(coarse, coarse, 1, True), SPPF(coarse)
+        )
+
+    def forward(self, x: Tensor) -> tuple[Tensor, Tensor, Tensor]:
+        fine = self.to_fine(x)
+        middle = self.to_middle(fine)
+        return fine, middle, self.to_coarse(middle)
+
+
+class Neck(nn.Module):
+    """Coarse planes flow up to the finer grids, then fine ones back down."""
+
+    def __init__(self, fine: int, middle: int, coarse: int) -> None:
+        super().__init__()
+        self.up_middle = C2f(coarse + middle, middle, 1, False)
+        self.up_fine = C2f(middle + fine, fine, 1, False)
+        self.halve_fine = ConvBlock(fine, fine, stride=2)
+        self.down_middle = C2f(fine + middle, middle, 1, False)
+        self.halve_middle = ConvBlock(middle, middle, stride=2)
+        self.down_coarse = C2f(middle + coarse, coarse, 1, False)
+
+    def forward(self, fine: Tensor, middle: Tensor, coarse: Tensor) -> list[Tensor]:
+        up = self.up_middle(torch.cat([enlarge(coarse), middle], 1))
+        low = self.up_fine(torch.cat([enlarge(up), fine], 1))
+        mid = self.down_middle(torch.cat([self.halve_fine(low), up], 1))
+        return [low, mid, self.down_coarse(torch.cat([self.halve_middle(mid), coarse], 1))]
+
+
+def enlarge(x: Tensor) -> Tensor:
+    return functional.interpolate(x, scale_factor=2.0, mode="nearest")
+
+
+class Branch(nn.ModuleList):
+    """One task of the head on all three grids: [N, planes, A]."""
+
+    def __init__(self, widths: list[int], hidden: int, planes: int) -> None:
+        super().__init__(
+            nn.Sequential(
+                ConvBlock(width, hidden), ConvBlock(hidden, hidden), nn.Conv2d(hidden, planes, 1)
+            )
+            for width in widths
+        )
+
+    def forward(self, levels: list[Tensor]) -> Tensor:
+        return torch.cat([grid(level).flatten(2) for grid, level in zip(self, levels)], dim=2)
+
+
+class Prototypes(nn.Sequential):
+    def __init__(self, planes_in: int, hidden: int) -> None:
+        super().__init__(
+            ConvBlock(planes_in, hidden),
+            nn.ConvTranspose2d(hidden, hidden, 2, 2),
+            ConvBlock(hidden, hidden),
+            ConvBlock(hidden, COEFFICIENTS, 1),
+        )
+
+
+class Segmenter(nn.Module):
+    def __init__(self, classes: int, widths: tuple[int, ...] = WIDTHS) -> None:
+        super().__init__()
+        levels = list(widths[2:])
+        self.class_count = classes
+        self.backbone = Backbone(widths)
+        self.neck = Neck(*levels)
+        self.sides = Branch(levels, max(32, levels[0]), 4 * BINS)
+        self.classes = Branch(levels, levels[0], classes)
+        self.coefficients = Branch(levels, 32, COEFFICIENTS)
+        self.prototypes = Prototypes(levels[0], levels[0])
+        self.set_priors()
+
+    def set_priors(self) -> None:
+        """First guesses: boxes of a few strides, and the score of a random anchor."""
+        for stride, sides, classes in zip(STRIDES, self.sides, self.classes):
+            nn.init.constant_(sides[-1].bias, 1.0)
+            anchors = (320 / stride) ** 2
+            nn.init.constant_(
+                classes[-1].bias, float(torch.log(torch.tensor(PRIOR_OBJECTS / anchors / 6)))
+            )
+
+    def forward(self, images: Tensor) -> Raw:
+        levels = self.neck(*self.backbone(images))
+        return Raw(
+            self.sides(levels),
+            self.classes(levels),
+            self.coefficients(levels),
+            self.prototypes(levels[0]),
+        )
+
+
+def anchor_grid(side: int) -> tuple[Tensor, Tensor]:
+    """Centres [A, 2] (x, y) in network pixels and strides [A, 1] for a picture `side` wide."""
+    centres, strides = [], []
+    for stride in STRIDES:
+        line = (torch.arange(side // stride) + 0.5) * stride
+        y, x = torch.meshgrid(line, line, indexing="ij")
+        centres.append(torch.stack([x.flatten(), y.flatten()], dim=1))
+        strides.append(torch.full((x.numel(), 1), float(stride)))
+    return torch.cat(centres), torch.cat(strides)
+
+
+def side_distances(sides: Tensor) -> Tensor:
+    """Expected distances in strides, [N, 4, A], of side logits [N, 4 * BINS, A]."""
+    batch, _, anchors = sides.shape
+    shares = sides.view(batch, 4, BINS, anchors).softmax(dim=2)
+    bins = torch.arange(BINS, dtype=sides.dtype, device=sides.device).view(1, 1, BINS, 1)
+    return (shares * bins).sum(dim=2)
+
+
+def corner_boxes(sides: Tensor, centres: Tensor, strides: Tensor) -> Tensor:
+    """Corners x1, y1, x2, y2 in network pixels, [N, A, 4], of side logits."""
+    distances = side_distances(sides).transpose(1, 2) * strides
+    near, far = distances.chunk(2, dim=2)
+    return torch.cat([centres - near, centres + far], dim=2)
+
+
+class Classifier(nn.Module):
+    """[N, 3, 224, 224], normalised, to the logits of "not faeces" and "faeces"."""
+
+    def __init__(self, widths: tuple[int, ...] = (12, 20, 32, 56, 96)) -> None:
+        super().__init__()
+        planes = (3, *widths)
+        self.features = nn.Sequential(
+            *(
+                nn.Sequential(ConvBlock(before, after, stride=2), ConvBlock(after, after))
+                if level > 0
+                else ConvBlock(before, after, stride=2)
+                for level, (before, after) in enumerate(zip(planes, planes[1:]))
+            )
+        )
+        self.drop = nn.Dropout(0.2)
+        self.verdict = nn.Linear(widths[-1], 2)
+
+    def forward(self, images: Tensor) -> Tensor:
+        return self.verdict(self.drop(self.features(images).mean(dim=(2, 3))))
+
+
+def parameter_count(network: nn.Module) -> int:
+    return sum(parameter.numel() for parameter in network.parameters())
