@@ -24,9 +24,14 @@ def wandering(rng: Rng, cells: Lattice, texture: Image) -> Image:
     """`texture` laid on every cell along its own direction, from a place of its own."""
     height, width = texture.shape[:2]
     shifts = rng.integers(0, 4096, (2, 4096)).astype(np.float32)
-    u = (cells.along + shifts[0][cells.cell % 4096]) % (width - 1)
-    v = (cells.across + shifts[1][cells.cell % 4096]) % (height - 1)
+    u = folded(cells.along + shifts[0][cells.cell % 4096], width - 1)
+    v = folded(cells.across + shifts[1][cells.cell % 4096], height - 1)
     return cv2.remap(texture, u.astype(np.float32), v.astype(np.float32), cv2.INTER_LINEAR)
+
+
+def folded(value: Image, length: int) -> Image:
+    """Runs to and fro between 0 and `length`: a texture continues in its mirror image."""
+    return length - np.abs(np.mod(value, 2 * length) - length)
 
 
 def joints(rng: Rng, floor: Image, cells: Lattice, width: float, filling: Image) -> Image:

@@ -77,6 +77,8 @@ def colour(rng: Rng, hue: tuple[float, float], saturation: tuple[float, float],
 
 
 def any_colour(rng: Rng) -> Image:
-    """Mostly greyish, as things indoors are; now and then a strong one."""
-    most = 0.9 if rng.random() < 0.25 else 0.35
-    return colour(rng, (0, 360), (0, most), (0.1, 0.95))
+    """Mostly a warm or plain grey, as things indoors are; now and then a strong colour."""
+    kind = rng.random()
+    if kind < 0.5:
+        return colour(rng, (10, 55), (0, 0.4), (0.12, 0.95))
+    return colour(rng, (0, 360), (0, 0.25 if kind < 0.8 else 0.9), (0.1, 0.95))

@@ -1,0 +1,69 @@
+#!/usr/bin/python3
+"""Renders the training scenes: dirt and other things on floors, with the map of what is where.
+
+    /usr/bin/python3 training/render_data.py --output out/training/data --scenes 5000
+
+Each scene is 768 x 768 pixels of a frame: NUMBER.jpg, and NUMBER.png with the number of the thing
+that each pixel shows. index.jsonl has one line a scene: its number, style and things. Scenes that
+the index has are not rendered again; the same seed gives the same scenes in any order.
+"""
+
+import argparse
+import json
+import multiprocessing
+import sys
+import time
+from functools import partial
+from pathlib import Path
+
+import cv2
+import numpy as np
+
+from render import scene
+
+SIDE = 768
+QUALITY = 93
+
+
+def render_one(folder: Path, seed: int, number: int) -> str:
+    """Writes one scene's files; returns its line of the index."""
+    cv2.setNumThreads(1)
+    rng = np.random.default_rng([seed, number])
+    made = scene.render(rng, (SIDE, SIDE), scene.training_content(rng))
+    picture = cv2.cvtColor(made.picture, cv2.COLOR_RGB2BGR)
+    cv2.imwrite(str(folder / f"{number:06}.jpg"), picture, [cv2.IMWRITE_JPEG_QUALITY, QUALITY])
+    cv2.imwrite(str(folder / f"{number:06}.png"), made.owners)
+    things = [thing.record() for thing in made.things]
+    return json.dumps({"scene": number, "style": made.style, "things": things})
+
+
+def finished(index: Path) -> set[int]:
+    if not index.is_file():
+        return set()
+    return {json.loads(line)["scene"] for line in index.read_text().splitlines()}
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--output", type=Path, required=True)
+    parser.add_argument("--scenes", type=int, required=True)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--processes", type=int, default=2)
+    options = parser.parse_args()
+    options.output.mkdir(parents=True, exist_ok=True)
+    index = options.output / "index.jsonl"
+    done = finished(index)
+    todo = [number for number in range(options.scenes) if number not in done]
+    started = time.monotonic()
+    render_scene = partial(render_one, options.output, options.seed)
+    with multiprocessing.Pool(options.processes) as pool, index.open("a") as lines:
+        for line in pool.imap(render_scene, todo, chunksize=4):
+            lines.write(line + "\n")
+            lines.flush()
+    seconds = time.monotonic() - started
+    print(f"{len(todo)} scenes in {seconds:.0f} s, {len(done)} were there already")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
