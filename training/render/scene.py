@@ -108,7 +108,7 @@ def render(rng: Rng, size: Size, content: Content) -> Scene:
     plane = int(size[0] * 1.12), int(size[1] * 1.12)
     canvas = Canvas(floors.render_floor(rng, plane, style), random_light(rng, plane))
     if rng.random() < 0.5:  # polished
-        canvas.gleam += canvas.light.mirrored * rng.uniform(0, 0.25)
+        canvas.gleam += blur(canvas.light.mirrored, rng.uniform(15, 60)) * rng.uniform(0, 0.3)
     things = fill(rng, canvas, content)
     lit = canvas.image * camera.illumination(rng, plane) + canvas.gleam[..., None]
     view = camera.tilt(rng, plane, size)
