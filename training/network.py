@@ -9,6 +9,7 @@ on each of three grids (strides 8, 16, 32; row-major, finest first). Each anchor
 and all share the prototypes [N, 32, S/4, S/4].
 """
 
+import math
 from typing import NamedTuple
 
 import torch
@@ -60,12 +61,13 @@ class C2f(nn.Module):
     def __init__(self, planes_in: int, planes: int, links: int, residual: bool) -> None:
         super().__init__()
         half = planes // 2
+        self.half = half
         self.open = ConvBlock(planes_in, 2 * half, 1)
         self.chain = nn.ModuleList(Bottleneck(half, residual) for _ in range(links))
         self.close = ConvBlock((2 + links) * half, planes, 1)
 
     def forward(self, x: Tensor) -> Tensor:
-        parts = list(self.open(x).chunk(2, dim=1))
+        parts = list(self.open(x).split(self.half, dim=1))
         for link in self.chain:
             parts.append(link(parts[-1]))
         return self.close(torch.cat(parts, dim=1))
@@ -148,7 +150,8 @@ class Branch(nn.ModuleList):
         )
 
     def forward(self, levels: list[Tensor]) -> Tensor:
-        return torch.cat([grid(level).flatten(2) for grid, level in zip(self, levels)], dim=2)
+        grids = [grid(level) for grid, level in zip(self, levels)]
+        return torch.cat([grid.view(grid.shape[0], grid.shape[1], -1) for grid in grids], dim=2)
 
 
 class Prototypes(nn.Sequential):
@@ -178,10 +181,8 @@ class Segmenter(nn.Module):
         """First guesses: boxes of a few strides, and the score of a random anchor."""
         for stride, sides, classes in zip(STRIDES, self.sides, self.classes):
             nn.init.constant_(sides[-1].bias, 1.0)
-            anchors = (320 / stride) ** 2
-            nn.init.constant_(
-                classes[-1].bias, float(torch.log(torch.tensor(PRIOR_OBJECTS / anchors / 6)))
-            )
+            anchors = (320 / stride) ** 2  # of the usual input; only a guess depends on it
+            nn.init.constant_(classes[-1].bias, math.log(PRIOR_OBJECTS / anchors / len(classes[-1].bias)))
 
     def forward(self, images: Tensor) -> Raw:
         levels = self.neck(*self.backbone(images))
@@ -215,7 +216,7 @@ def side_distances(sides: Tensor) -> Tensor:
 def corner_boxes(sides: Tensor, centres: Tensor, strides: Tensor) -> Tensor:
     """Corners x1, y1, x2, y2 in network pixels, [N, A, 4], of side logits."""
     distances = side_distances(sides).transpose(1, 2) * strides
-    near, far = distances.chunk(2, dim=2)
+    near, far = distances.split(2, dim=2)
     return torch.cat([centres - near, centres + far], dim=2)
 
 

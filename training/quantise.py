@@ -1,0 +1,213 @@
+#!/usr/bin/python3
+"""Makes smaller or quicker forms of an exported network; both keep its inputs and outputs.
+
+    /usr/bin/python3 training/quantise.py float16 --model dirt-seg.onnx --output dirt-seg-f16.onnx
+    /usr/bin/python3 training/quantise.py static  --model dirt-seg.onnx --output dirt-seg-int8.onnx \\
+        --data out/training/data
+
+float16: weights and arithmetic of the convolutions in half precision, decoding in single.
+static: 8 bits. Weights symmetric, a scale for each output plane; every tensor between convolutions
+unsigned, with the range that it had on calibration samples; decoding in single precision.
+"""
+
+import argparse
+import sys
+from pathlib import Path
+
+import numpy as np
+import onnx
+import torch
+from onnx import TensorProto, helper, numpy_helper
+from torch import Tensor
+
+import data
+from onnx_graph import CONVOLUTIONS, body_of, initializers, replace_nodes, run
+
+CALIBRATION_SAMPLES = 96
+
+# ---- float16 ------------------------------------------------------------------------------------
+
+
+def cast(source: str, result: str, element: int) -> onnx.NodeProto:
+    return helper.make_node("Cast", [source], [result], f"cast_{result}", to=element)
+
+
+def to_float16(model: onnx.ModelProto) -> onnx.ModelProto:
+    """Halves what the body reads; casts where it meets the rest."""
+    graph, half = model.graph, "{}_f16".format
+    body = {id(node) for node in body_of(graph)}
+    made = {name for node in graph.node if id(node) in body for name in node.output}
+    constants, inputs = initializers(graph), {value.name for value in graph.input}
+    nodes = [cast(name, half(name), TensorProto.FLOAT16) for name in sorted(inputs)]
+    halved = {}
+    read_outside = {value.name for value in graph.output}
+    read_outside |= {name for node in graph.node if id(node) not in body for name in node.input}
+    for node in graph.node:
+        if id(node) not in body:
+            nodes.append(node)
+            continue
+        for at, name in enumerate(node.input):
+            weights = constants.get(name)
+            if weights is not None and weights.dtype == np.float32 and node.op_type != "Resize":
+                halved[half(name)] = weights.astype(np.float16)
+                node.input[at] = half(name)
+            elif name in made or name in inputs:
+                node.input[at] = half(name)
+        results = list(node.output)
+        node.output[:] = [half(name) for name in results]
+        nodes.append(node)
+        nodes += [cast(half(name), name, TensorProto.FLOAT) for name in results if name in read_outside]
+    graph.initializer.extend(numpy_helper.from_array(value, name) for name, value in halved.items())
+    replace_nodes(graph, nodes)
+    return model
+
+
+# ---- Static quantisation ------------------------------------------------------------------------
+
+
+def calibration_inputs(model: onnx.ModelProto, folder: Path, seed: int) -> list[Tensor]:
+    """Samples as in training, in batches of the network's own size."""
+    scenes = data.Scenes(folder)
+    batch = model.graph.input[0].type.tensor_type.shape.dim[0].dim_value
+    if model.graph.input[0].name == "images":
+        samples = data.SegmentationSamples(scenes, seed, CALIBRATION_SAMPLES)
+        pictures = torch.from_numpy(np.stack([samples[i][0] for i in range(CALIBRATION_SAMPLES)]))
+        return list(data.to_planes(pictures).split(batch))
+    crops = data.CropSamples(scenes, seed, CALIBRATION_SAMPLES)
+    return list(torch.stack([crops[i][0] for i in range(CALIBRATION_SAMPLES)]).split(batch))
+
+
+def ranges_of(model: onnx.ModelProto, batches: list[Tensor]) -> dict[str, tuple[float, float]]:
+    """Least and greatest value of the input and of every tensor of the body, 0 included."""
+    name, body = model.graph.input[0].name, body_of(model.graph)
+    constants = initializers(model.graph)
+    ranges: dict[str, tuple[float, float]] = {}
+    for batch in batches:
+        made = {name for node in body for name in node.output} | {name}
+        for tensor, value in run(body, constants, {name: batch}).items():
+            if tensor in made:
+                low, high = ranges.get(tensor, (0.0, 0.0))
+                ranges[tensor] = min(low, float(value.min())), max(high, float(value.max()))
+    return ranges
+
+
+class Quantiser:
+    """Collects the nodes and constants that turn a body into one with 8-bit tensors."""
+
+    def __init__(self, model: onnx.ModelProto, ranges: dict[str, tuple[float, float]]) -> None:
+        self.graph, self.ranges = model.graph, ranges
+        self.constants = initializers(model.graph)
+        self.nodes: list[onnx.NodeProto] = []
+        self.added: dict[str, np.ndarray] = {}
+
+    def parameters(self, name: str, scale: np.ndarray, zero: np.ndarray) -> list[str]:
+        self.added[f"{name}_scale"], self.added[f"{name}_zero"] = scale, zero
+        return [f"{name}_scale", f"{name}_zero"]
+
+    def activation(self, name: str) -> str:
+        """Name of the tensor after a way through 8 bits; it is made once."""
+        result = f"{name}_q8"
+        if f"{name}_scale" not in self.added:
+            low, high = self.ranges[name]
+            scale = max(high - low, 1e-6) / 255
+            zero = np.uint8(np.clip(round(-low / scale), 0, 255))
+            parameters = self.parameters(name, np.float32(scale), np.array(zero))
+            steps = f"{name}_u8"
+            self.nodes.append(helper.make_node("QuantizeLinear", [name, *parameters], [steps], f"q_{name}"))
+            self.nodes.append(helper.make_node("DequantizeLinear", [steps, *parameters], [result], f"dq_{name}"))
+        return result
+
+    def weights(self, name: str, source: str, axis: int) -> str:
+        """The weights in 8 bits, a scale for each plane of `axis`, and where they are read."""
+        values = self.constants[name]
+        others = tuple(i for i in range(values.ndim) if i != axis)
+        scale = np.maximum(np.abs(values).max(axis=others), 1e-8).astype(np.float32) / 127
+        shape = [-1 if i == axis else 1 for i in range(values.ndim)]
+        self.added[f"{name}_i8"] = np.rint(values / scale.reshape(shape)).astype(np.int8)
+        parameters = self.parameters(name, scale, np.zeros(len(scale), np.int8))
+        return self.dequantised(f"{name}_i8", parameters, f"{name}_dq", axis)
+
+    def biases(self, name: str, source: str, weights: str) -> str:
+        """In 32 bits, in the steps of the products."""
+        low, high = self.ranges[source]
+        scale = (self.added[f"{weights}_scale"] * np.float32(max(high - low, 1e-6) / 255)).astype(np.float32)
+        self.added[f"{name}_i32"] = np.rint(self.constants[name] / scale).astype(np.int32)
+        parameters = self.parameters(name, scale, np.zeros(len(scale), np.int32))
+        return self.dequantised(f"{name}_i32", parameters, f"{name}_dq", 0)
+
+    def dequantised(self, steps: str, parameters: list[str], result: str, axis: int) -> str:
+        node = helper.make_node("DequantizeLinear", [steps, *parameters], [result], result, axis=axis)
+        self.nodes.append(node)
+        return result
+
+    def convolution(self, node: onnx.NodeProto) -> None:
+        source, weights = node.input[0], node.input[1]
+        if node.op_type == "Conv":
+            inputs = [self.activation(source), self.weights(weights, source, 0)]
+            if len(node.input) == 3:
+                inputs.append(self.biases(node.input[2], source, weights))
+            node.input[:] = inputs
+        else:
+            node.input[0] = self.activation(source)
+        self.nodes.append(node)
+
+    def run(self) -> None:
+        """Everything that reads a tensor of the body reads it through 8 bits, outputs too."""
+        body = {id(node) for node in body_of(self.graph)}
+        outputs = {value.name for value in self.graph.output}
+        for node in list(self.graph.node):
+            if id(node) in body and node.op_type in CONVOLUTIONS:
+                self.convolution(node)
+            else:
+                node.input[:] = [self.activation(name) if name in self.ranges else name for name in node.input]
+                self.nodes.append(node)
+            for at, name in enumerate(node.output):
+                if name in outputs and name in self.ranges:
+                    self.through_bits(node, at)
+        added = [numpy_helper.from_array(np.asarray(value), name) for name, value in self.added.items()]
+        self.graph.initializer.extend(added)
+        replace_nodes(self.graph, self.nodes)
+
+    def through_bits(self, node: onnx.NodeProto, at: int) -> None:
+        """An output of the network keeps its name; what made it gets another."""
+        name = node.output[at]
+        node.output[at] = f"{name}_full"
+        self.ranges[f"{name}_full"] = self.ranges[name]
+        self.activation(f"{name}_full")
+        self.nodes[-1].output[0] = name
+
+
+def to_static(model: onnx.ModelProto, batches: list[Tensor]) -> onnx.ModelProto:
+    Quantiser(model, ranges_of(model, batches)).run()
+    return model
+
+
+def parse() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("form", choices=("float16", "static"))
+    parser.add_argument("--model", type=Path, required=True)
+    parser.add_argument("--output", type=Path, required=True)
+    parser.add_argument("--data", type=Path, help="rendered scenes to calibrate with (static)")
+    parser.add_argument("--seed", type=int, default=7)
+    options = parser.parse_args()
+    if options.form == "static" and options.data is None:
+        parser.error("static needs --data, the scenes to calibrate with")
+    return options
+
+
+def main() -> int:
+    options = parse()
+    model = onnx.load(str(options.model))
+    if options.form == "float16":
+        model = to_float16(model)
+    else:
+        torch.set_num_threads(2)
+        model = to_static(model, calibration_inputs(model, options.data, options.seed))
+    onnx.checker.check_model(model, full_check=True)
+    options.output.write_bytes(model.SerializeToString(deterministic=True))
+    print(f"{options.output}: {options.output.stat().st_size} bytes")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
