@@ -117,38 +117,33 @@ class Quantiser:
             self.nodes.append(helper.make_node("DequantizeLinear", [steps, *parameters], [result], f"dq_{name}"))
         return result
 
-    def weights(self, name: str, source: str, axis: int) -> str:
-        """The weights in 8 bits, a scale for each plane of `axis`, and where they are read."""
-        values = self.constants[name]
-        others = tuple(i for i in range(values.ndim) if i != axis)
-        scale = np.maximum(np.abs(values).max(axis=others), 1e-8).astype(np.float32) / 127
-        shape = [-1 if i == axis else 1 for i in range(values.ndim)]
-        self.added[f"{name}_i8"] = np.rint(values / scale.reshape(shape)).astype(np.int8)
-        parameters = self.parameters(name, scale, np.zeros(len(scale), np.int8))
-        return self.dequantised(f"{name}_i8", parameters, f"{name}_dq", axis)
+    def weights(self, values: np.ndarray, label: str) -> tuple[str, np.ndarray]:
+        """In 8 bits, a scale for each output plane; the name to read them by, and the scales."""
+        scale = np.maximum(np.abs(values).max(axis=(1, 2, 3)), 1e-8).astype(np.float32) / np.float32(127)
+        steps = np.rint(values / scale[:, None, None, None]).astype(np.int8)
+        return self.dequantised(steps, scale, f"{label}_weights"), scale
 
-    def biases(self, name: str, source: str, weights: str) -> str:
+    def biases(self, values: np.ndarray, label: str, weight_scale: np.ndarray, source: str) -> str:
         """In 32 bits, in the steps of the products."""
-        low, high = self.ranges[source]
-        scale = (self.added[f"{weights}_scale"] * np.float32(max(high - low, 1e-6) / 255)).astype(np.float32)
-        self.added[f"{name}_i32"] = np.rint(self.constants[name] / scale).astype(np.int32)
-        parameters = self.parameters(name, scale, np.zeros(len(scale), np.int32))
-        return self.dequantised(f"{name}_i32", parameters, f"{name}_dq", 0)
+        scale = weight_scale * self.added[f"{source}_scale"]
+        return self.dequantised(np.rint(values / scale).astype(np.int32), scale, f"{label}_bias")
 
-    def dequantised(self, steps: str, parameters: list[str], result: str, axis: int) -> str:
-        node = helper.make_node("DequantizeLinear", [steps, *parameters], [result], result, axis=axis)
-        self.nodes.append(node)
-        return result
+    def dequantised(self, steps: np.ndarray, scale: np.ndarray, label: str) -> str:
+        """Constants of 8 or 32 bits as they are read, a scale for each of their first axis."""
+        self.added[f"{label}_steps"] = steps
+        parameters = self.parameters(label, scale, np.zeros(len(scale), steps.dtype))
+        inputs = [f"{label}_steps", *parameters]
+        self.nodes.append(helper.make_node("DequantizeLinear", inputs, [label], f"dq_{label}", axis=0))
+        return label
 
     def convolution(self, node: onnx.NodeProto) -> None:
-        source, weights = node.input[0], node.input[1]
+        """A transposed one keeps its weights: it is small, and few runtimes have it in 8 bits."""
+        source, label = node.input[0], node.output[0]
+        node.input[0] = self.activation(source)
         if node.op_type == "Conv":
-            inputs = [self.activation(source), self.weights(weights, source, 0)]
+            node.input[1], scale = self.weights(self.constants[node.input[1]], label)
             if len(node.input) == 3:
-                inputs.append(self.biases(node.input[2], source, weights))
-            node.input[:] = inputs
-        else:
-            node.input[0] = self.activation(source)
+                node.input[2] = self.biases(self.constants[node.input[2]], label, scale, source)
         self.nodes.append(node)
 
     def run(self) -> None:
