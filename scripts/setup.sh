@@ -20,7 +20,7 @@ readonly DEVELOPER_PACKAGES=(
   abigail-tools binutils chromium chromium-driver clang git clang-format clang-tidy gcovr
   libclang-rt-14-dev lld make systemd valgrind xz-utils zsh
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
-  python3-jsonschema python3-numpy python3-onnx python3-opencv python3-selenium
+  python3-jsonschema python3-numpy python3-onnx python3-opencv python3-selenium python3-torch
 )
 # To make Debian packages and try them.
 readonly PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap)

@@ -23,7 +23,6 @@ from torch import Tensor
 import data
 from onnx_graph import CONVOLUTIONS, body_of, initializers, replace_nodes, run
 
-CALIBRATION_SAMPLES = 96
 
 # ---- float16 ------------------------------------------------------------------------------------
 
@@ -65,16 +64,16 @@ def to_float16(model: onnx.ModelProto) -> onnx.ModelProto:
 # ---- Static quantisation ------------------------------------------------------------------------
 
 
-def calibration_inputs(model: onnx.ModelProto, folder: Path, seed: int) -> list[Tensor]:
+def calibration_inputs(model: onnx.ModelProto, folder: Path, seed: int, count: int) -> list[Tensor]:
     """Samples as in training, in batches of the network's own size."""
     scenes = data.Scenes(folder)
     batch = model.graph.input[0].type.tensor_type.shape.dim[0].dim_value
     if model.graph.input[0].name == "images":
-        samples = data.SegmentationSamples(scenes, seed, CALIBRATION_SAMPLES)
-        pictures = torch.from_numpy(np.stack([samples[i][0] for i in range(CALIBRATION_SAMPLES)]))
+        samples = data.SegmentationSamples(scenes, seed, count)
+        pictures = torch.from_numpy(np.stack([samples[i][0] for i in range(count)]))
         return list(data.to_planes(pictures).split(batch))
-    crops = data.CropSamples(scenes, seed, CALIBRATION_SAMPLES)
-    return list(torch.stack([crops[i][0] for i in range(CALIBRATION_SAMPLES)]).split(batch))
+    crops = data.CropSamples(scenes, seed, count)
+    return list(torch.stack([crops[i][0] for i in range(count)]).split(batch))
 
 
 def ranges_of(model: onnx.ModelProto, batches: list[Tensor]) -> dict[str, tuple[float, float]]:
@@ -183,6 +182,7 @@ def parse() -> argparse.Namespace:
     parser.add_argument("--model", type=Path, required=True)
     parser.add_argument("--output", type=Path, required=True)
     parser.add_argument("--data", type=Path, help="rendered scenes to calibrate with (static)")
+    parser.add_argument("--samples", type=int, default=96, help="a multiple of the network's batch")
     parser.add_argument("--seed", type=int, default=7)
     options = parser.parse_args()
     if options.form == "static" and options.data is None:
@@ -197,7 +197,7 @@ def main() -> int:
         model = to_float16(model)
     else:
         torch.set_num_threads(2)
-        model = to_static(model, calibration_inputs(model, options.data, options.seed))
+        model = to_static(model, calibration_inputs(model, options.data, options.seed, options.samples))
     onnx.checker.check_model(model, full_check=True)
     options.output.write_bytes(model.SerializeToString(deterministic=True))
     print(f"{options.output}: {options.output.stat().st_size} bytes")

@@ -181,6 +181,8 @@ class Training:
         recent: list[dict[str, float]] = []
         with (self.folder / "log.jsonl").open("a" if self.step else "w") as log:
             for batch in self.batches():
+                if self.step == self.options.stop_after:
+                    break
                 result = self.one_step(batch)
                 recent.append({"loss": float(result.total.detach()), **result.parts})
                 now = time.monotonic()
@@ -194,7 +196,8 @@ class Training:
                     self.save()
                     saved = now
         self.save()
-        torch.save(self.average.state, self.folder / "network.pt")
+        if self.step == self.steps:
+            torch.save(self.average.state, self.folder / "network.pt")
 
     def summary(self, recent: list[dict[str, float]], seconds: float) -> str:
         means = {name: round(float(np.mean([row[name] for row in recent])), 4) for name in recent[0]}
@@ -214,6 +217,7 @@ def parse(arguments: list[str]) -> argparse.Namespace:
     parser.add_argument("--threads", type=int, default=2)
     parser.add_argument("--workers", type=int, default=1, help="processes that prepare samples")
     parser.add_argument("--log-every", type=int, default=25, metavar="STEPS")
+    parser.add_argument("--stop-after", type=int, metavar="STEP", help="write a checkpoint and end")
     parser.add_argument("--resume", action="store_true", help="go on from the last checkpoint")
     options = parser.parse_args(arguments)
     for name in ("images", "batch", "rate"):
