@@ -206,7 +206,7 @@ class Batch(NamedTuple):
 
 def filled(parts: list[Image]) -> torch.Tensor:
     """Arrays of different lengths on top of each other, zeros behind the shorter ones."""
-    longest = max(1, *(len(part) for part in parts)) if len(parts) > 1 else max(1, len(parts[0]))
+    longest = max(1, *(len(part) for part in parts))
     total = np.zeros((len(parts), longest, *parts[0].shape[1:]), parts[0].dtype)
     for row, part in zip(total, parts):
         row[: len(part)] = part

@@ -138,9 +138,10 @@ class Judge:
         boxes, masks = np.zeros(shape), np.zeros(shape)
         covered = np.zeros(len(found), bool)
         shift = [unit.left, unit.top] * 2
+        window = slice(unit.top, unit.top + unit.height), slice(unit.left, unit.left + unit.width)
+        part = np.zeros((unit.height, unit.width), np.uint8) if mask is None else mask[window]
         for row, item in enumerate(found):
             own = [value - offset for value, offset in zip(item.box, shift)]
-            part = mask[unit.top : unit.top + unit.height, unit.left : unit.left + unit.width]
             for column, piece in enumerate(pieces):
                 boxes[row, column] = box_overlap(own, piece.box)
                 if boxes[row, column] > 0:

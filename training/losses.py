@@ -41,7 +41,7 @@ def side_loss(logits: Tensor, distances: Tensor) -> Tensor:
 def mask_loss(coefficients: Tensor, prototypes: Tensor, masks: Tensor, boxes: Tensor) -> Tensor:
     """[P]: of P anchors of one image; masks [P, h, w] in 0..1, boxes [P, 4] in prototype cells."""
     planes, height, width = prototypes.shape
-    logits = (coefficients @ prototypes.view(planes, -1)).view(-1, height, width)
+    logits = (coefficients @ prototypes.reshape(planes, -1)).view(-1, height, width)
     errors = functional.binary_cross_entropy_with_logits(logits, masks, reduction="none")
     x = torch.arange(width, device=boxes.device) + 0.5
     y = torch.arange(height, device=boxes.device)[:, None] + 0.5
@@ -63,7 +63,7 @@ def all_masks(raw: Raw, batch: Batch, found: Assignment) -> Tensor:
         own = anchors[rows == image]
         piece = found.piece[image, own]
         total = total + mask_loss(
-            raw.coefficients[image, :, own].t(),
+            raw.coefficients[image][:, own].t(),
             raw.prototypes[image],
             batch.masks[image, piece].float() / 255,
             batch.boxes[image, piece] * scale,

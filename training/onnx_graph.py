@@ -43,10 +43,11 @@ def replace_nodes(graph: onnx.GraphProto, nodes: list[onnx.NodeProto]) -> None:
     """Sets the nodes and drops initializers that none of them reads."""
     read = {name for node in nodes for name in node.input}
     kept = [value for value in graph.initializer if value.name in read]
-    del graph.node[:], graph.initializer[:]
-    graph.node.extend(nodes)
-    graph.initializer.extend(kept)
-    del graph.value_info[:]
+    copied = onnx.GraphProto(node=nodes, initializer=kept)
+    for part in (graph.node, graph.initializer, graph.value_info):
+        del part[:]
+    graph.node.extend(copied.node)
+    graph.initializer.extend(copied.initializer)
 
 
 def initializers(graph: onnx.GraphProto) -> dict[str, np.ndarray]:

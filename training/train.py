@@ -66,7 +66,7 @@ def classify_loss(model: nn.Module, batch: list[Tensor], device: torch.device) -
 TASKS = {
     "segment": Task(
         lambda: network.Segmenter(len(data.CLASSES)), data.SegmentationSamples, data.collate,
-        segment_loss, images=72000, batch=16, rate=3e-3,
+        segment_loss, images=72000, batch=16, rate=2e-3,
     ),
     "classify": Task(
         network.Classifier, data.CropSamples, None, classify_loss,
@@ -158,7 +158,7 @@ class Training:
         order = range(self.step * self.options.batch, len(samples))
         return iter(DataLoader(
             samples, self.options.batch, sampler=order, num_workers=self.options.workers,
-            collate_fn=self.task.collate,
+            collate_fn=self.task.collate, generator=torch.Generator(),
         ))  # fmt: skip
 
     def one_step(self, batch: object) -> losses.Losses:

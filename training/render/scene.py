@@ -117,13 +117,21 @@ def render(rng: Rng, size: Size, content: Content) -> Scene:
     return Scene(camera.photograph(rng, lit), owners, things, style)
 
 
+def broad_light(image: Image) -> Image:
+    """How bright a picture is round each place, over about a twentieth of its width."""
+    size = image.shape[1::-1]
+    small = cv2.resize(image, (96, 64), interpolation=cv2.INTER_AREA)
+    return cv2.resize(blur(small, 4), size, interpolation=cv2.INTER_LINEAR)
+
+
 def paste(rng: Rng, photograph: Image, content: Content) -> Scene:
     """Dirt on a photograph, bytes R, G, B: it takes on the photograph's light and noise."""
     image = photograph.astype(np.float32) / 255
     size = image.shape[1::-1]
     canvas = Canvas(image, random_light(rng, size))
-    light = blur(image, max(size) / 24)
-    canvas.brightness = np.clip(light / max(float(light.mean()), 0.02), 0.3, 1.8) * min(1.0, 1.6 * float(light.mean()) + 0.25)
+    light = broad_light(image)
+    mean = max(float(light.mean()), 0.02)
+    canvas.brightness = np.clip(light / mean, 0.3, 1.8) * min(1.0, 0.25 + 1.6 * mean)
     things = fill(rng, canvas, content)
     lit = np.clip(canvas.image + canvas.gleam[..., None] * light, 0, 1)
     new = (canvas.owners > 0).astype(np.float32)[..., None]
