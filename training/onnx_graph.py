@@ -58,18 +58,15 @@ def body_of(graph: onnx.GraphProto) -> list[onnx.NodeProto]:
     """The nodes that belong with the convolutions: those that any convolution's input depends on,
     convolutions, and the activation behind the last ones. What decodes their results is left."""
     behind: set[str] = set()  # tensors that a convolution depends on
-    body = []
+    made: set[str] = set()
     for node in reversed(graph.node):
         if node.op_type in CONVOLUTIONS or behind.intersection(node.output):
             behind.update(node.input)
-            body.append(node)
-    made = {name for node in body for name in node.output}
-    chosen = {id(node) for node in body}
+            made.update(node.output)
     for node in graph.node:
         if node.op_type in ("Sigmoid", "Mul") and made.issuperset(node.input):
-            chosen.add(id(node))
             made.update(node.output)
-    return [node for node in graph.node if id(node) in chosen]
+    return [node for node in graph.node if node.output[0] in made]
 
 
 # ---- Running a graph in torch -------------------------------------------------------------------

@@ -34,15 +34,14 @@ def cast(source: str, result: str, element: int) -> onnx.NodeProto:
 def to_float16(model: onnx.ModelProto) -> onnx.ModelProto:
     """Halves what the body reads; casts where it meets the rest."""
     graph, half = model.graph, "{}_f16".format
-    body = {id(node) for node in body_of(graph)}
-    made = {name for node in graph.node if id(node) in body for name in node.output}
+    made = {name for node in body_of(graph) for name in node.output}
     constants, inputs = initializers(graph), {value.name for value in graph.input}
     nodes = [cast(name, half(name), TensorProto.FLOAT16) for name in sorted(inputs)]
     halved = {}
     read_outside = {value.name for value in graph.output}
-    read_outside |= {name for node in graph.node if id(node) not in body for name in node.input}
+    read_outside |= {name for node in graph.node if node.output[0] not in made for name in node.input}
     for node in graph.node:
-        if id(node) not in body:
+        if node.output[0] not in made:
             nodes.append(node)
             continue
         for at, name in enumerate(node.input):
@@ -147,10 +146,10 @@ class Quantiser:
 
     def run(self) -> None:
         """Everything that reads a tensor of the body reads it through 8 bits, outputs too."""
-        body = {id(node) for node in body_of(self.graph)}
+        body = {node.output[0] for node in body_of(self.graph)}
         outputs = {value.name for value in self.graph.output}
         for node in list(self.graph.node):
-            if id(node) in body and node.op_type in CONVOLUTIONS:
+            if node.output[0] in body and node.op_type in CONVOLUTIONS:
                 self.convolution(node)
             else:
                 node.input[:] = [self.activation(name) if name in self.ranges else name for name in node.input]
