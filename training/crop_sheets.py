@@ -20,7 +20,9 @@ FAECES_LABEL = 19  # what the library makes of the label of a confirmed candidat
 FRAME = (1920, 1080)
 # Corners of the crops, four in each of six tiles of 640 x 540.
 IN_TILE = [(x, y) for y in (20, 290) for x in (40, 360)]
-PLACES = [(tile_x + x, tile_y + y) for tile_y in (0, 540) for tile_x in (0, 640, 1280) for x, y in IN_TILE]
+PLACES = [
+    (tile_x + x, tile_y + y) for tile_y in (0, 540) for tile_x in (0, 640, 1280) for x, y in IN_TILE
+]
 BATCH, COEFFICIENTS, ANCHORS = 6, 32, 2100
 Array = np.ndarray
 

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Measures networks as they run in the host program, on frames with a known truth.
 
-    /usr/bin/python3 training/evaluate.py segment  --frames out/training/frames --model dirt-seg.onnx
-    /usr/bin/python3 training/evaluate.py classify --frames out/training/frames --model fece-check.onnx
+    evaluate.py segment  --frames out/training/frames --model dirt-seg.onnx
+    evaluate.py classify --frames out/training/frames --model fece-check.onnx
 
 The frames come from render_frames.py. segment: mean average precision of boxes and of masks, each
 with a 95 % confidence interval by resampling frames, and false detections a clean frame.
@@ -49,28 +49,45 @@ class Detection(NamedTuple):
 
 def configuration(layout: list[list[int]], score: float, overlap: float) -> str:
     rows = "".join(f"    - {patch}\n" for patch in layout)
-    return (f"patch:\n  enable: true\n  patches:\n{rows}"
-            f"postprocess:\n  score_threshold: {score}\n  iou_threshold: {overlap}\n")  # fmt: skip
+    return (
+        f"patch:\n  enable: true\n  patches:\n{rows}"
+        f"postprocess:\n  score_threshold: {score}\n  iou_threshold: {overlap}\n"
+    )
 
 
-def detect(options: argparse.Namespace, model: Path, config: str, inputs: Path, output: Path,
-           *more: str) -> list[dict]:  # fmt: skip
+def detect(
+    options: argparse.Namespace, model: Path, config: str, inputs: Path, output: Path, *more: str
+) -> list[dict]:
     """The host program's records, in the order of the frames' names."""
     if not options.program.is_file():
         raise SystemExit(f"--program: '{options.program}' is missing; build the host program first")
     settings = output.with_suffix(".yaml")
     settings.write_text(config)
-    command = [str(options.program), "detect", "--model", str(model), "--config", str(settings),
-               "--output", str(output), *more, str(inputs)]  # fmt: skip
+    command = [
+        str(options.program),
+        "detect",
+        "--model",
+        str(model),
+        "--config",
+        str(settings),
+        "--output",
+        str(output),
+        *more,
+        str(inputs),
+    ]
     done = subprocess.run(command, capture_output=True, text=True, check=False)
     if done.returncode != 0:
-        raise SystemExit(f"{' '.join(command)}\nended with {done.returncode}:\n{done.stderr[-2000:]}")
+        raise SystemExit(
+            f"{' '.join(command)}\nended with {done.returncode}:\n{done.stderr[-2000:]}"
+        )
     records = [json.loads(line) for line in (output / "results.jsonl").read_text().splitlines()]
     return sorted(records, key=lambda record: Path(record["source"]).name)
 
 
 def detections_of(record: dict) -> list[Detection]:
-    return [Detection(*found) for found in zip(record["labels"], record["scores"], record["bboxes"])]
+    return [
+        Detection(*found) for found in zip(record["labels"], record["scores"], record["bboxes"])
+    ]
 
 
 # ---- Segmentation -------------------------------------------------------------------------------
@@ -78,8 +95,10 @@ def detections_of(record: dict) -> list[Detection]:
 
 def rounded(box: list[float]) -> tuple[slice, slice]:
     """Rows and columns of a box, as the library cuts masks: outward."""
-    return (slice(int(np.floor(box[1])), int(np.ceil(box[3]))),
-            slice(int(np.floor(box[0])), int(np.ceil(box[2]))))  # fmt: skip
+    return (
+        slice(int(np.floor(box[1])), int(np.ceil(box[3]))),
+        slice(int(np.floor(box[0])), int(np.ceil(box[2]))),
+    )
 
 
 def box_overlap(one: list[float], other: list[float]) -> float:
@@ -118,11 +137,20 @@ class Judge:
         self.boxes = {label: metrics.Tally() for label in range(len(CLASSES))}
         self.masks = {label: metrics.Tally() for label in range(len(CLASSES))}
 
-    def add(self, number: int, owners: Array, things: list[dict], found: list[Detection],
-            masks: dict[int, Array]) -> None:  # fmt: skip
+    def add(
+        self,
+        number: int,
+        owners: Array,
+        things: list[dict],
+        found: list[Detection],
+        masks: dict[int, Array],
+    ) -> None:
         areas = areas_of(owners)
         for unit in self.units:
-            window = (slice(unit.top, unit.top + unit.height), slice(unit.left, unit.left + unit.width))
+            window = (
+                slice(unit.top, unit.top + unit.height),
+                slice(unit.left, unit.left + unit.width),
+            )
             pieces = list(pieces_of(owners[window], things, areas))
             inside = [item for item in found if unit.holds(item.box)]
             for label in range(len(CLASSES)):
@@ -130,8 +158,15 @@ class Judge:
                 mine = [item for item in inside if item.label == label]
                 self.add_class(number, unit, label, own, mine, masks.get(label))
 
-    def add_class(self, number: int, unit: Unit, label: int, pieces: list, found: list[Detection],
-                  mask: Array | None) -> None:  # fmt: skip
+    def add_class(
+        self,
+        number: int,
+        unit: Unit,
+        label: int,
+        pieces: list,
+        found: list[Detection],
+        mask: Array | None,
+    ) -> None:
         scores = np.array([item.score for item in found])
         counts = np.array([piece.counts for piece in pieces], bool)
         shape = (len(found), len(pieces))
@@ -184,7 +219,9 @@ def truth_of(folder: Path) -> list[dict]:
 
 
 def owners_of(folder: Path, line: dict) -> Array:
-    return cv2.imread(str(folder / "truth" / Path(line["frame"]).with_suffix(".png")), cv2.IMREAD_GRAYSCALE)
+    return cv2.imread(
+        str(folder / "truth" / Path(line["frame"]).with_suffix(".png")), cv2.IMREAD_GRAYSCALE
+    )
 
 
 def label_masks(output: Path, record: dict) -> dict[int, Array]:
@@ -232,8 +269,10 @@ def segment(options: argparse.Namespace) -> dict:
 def verdicts(records: list[dict], sheets: list[Sheet]) -> Iterator[tuple[bool, bool]]:
     """For each crop whether it shows faeces and whether the classifier said so."""
     for record, sheet in zip(records, sheets, strict=True):
-        said = {(round(box[0]), round(box[1])): label == FAECES_LABEL
-                for label, box in zip(record["labels"], record["bboxes"])}  # fmt: skip
+        said = {
+            (round(box[0]), round(box[1])): label == FAECES_LABEL
+            for label, box in zip(record["labels"], record["bboxes"])
+        }
         for place, truth in zip(PLACES, sheet.truths):
             if place not in said:
                 raise SystemExit(f"{record['source']}: nothing was found at {place}")
@@ -249,18 +288,29 @@ def classify(options: argparse.Namespace) -> dict:
         for number, sheet in enumerate(sheets):
             cv2.imwrite(str(folder / f"{number:04}.png"), sheet.picture)
         records = detect(
-            options, network, configuration(LAYOUTS["tiles"], 0.25, 0.7), folder, Path(scratch) / "found",
-            "--fece-model", str(options.model), "--fece-class-ids", "0",
-            "--fece-score-threshold", str(options.verdict), "--fece-area-threshold", "400",
-        )  # fmt: skip
+            options,
+            network,
+            configuration(LAYOUTS["tiles"], 0.25, 0.7),
+            folder,
+            Path(scratch) / "found",
+            "--fece-model",
+            str(options.model),
+            "--fece-class-ids",
+            "0",
+            "--fece-score-threshold",
+            str(options.verdict),
+            "--fece-area-threshold",
+            "400",
+        )
         pairs = np.array(list(verdicts(records, sheets)), float)
     truth, said = pairs.T
     right = truth * said
     return {
-        "crops": len(pairs), "of them faeces": int(truth.sum()),
+        "crops": len(pairs),
+        "of them faeces": int(truth.sum()),
         "precision": metrics.ratio_with_interval(right, said).record(),
         "recall": metrics.ratio_with_interval(right, truth).record(),
-    }  # fmt: skip
+    }
 
 
 def parse() -> argparse.Namespace:
@@ -270,9 +320,15 @@ def parse() -> argparse.Namespace:
     parser.add_argument("--model", type=Path, required=True)
     parser.add_argument("--program", type=Path, default=PROGRAM)
     parser.add_argument("--layout", choices=LAYOUTS, default="tiles")
-    parser.add_argument("--overlap", type=float, default=0.6, help="of boxes, above which one is dropped")
-    parser.add_argument("--score", type=float, default=0.25, help="for false detections on clean frames")
-    parser.add_argument("--verdict", type=float, default=0.5, help="probability that confirms faeces")
+    parser.add_argument(
+        "--overlap", type=float, default=0.6, help="of boxes, above which one is dropped"
+    )
+    parser.add_argument(
+        "--score", type=float, default=0.25, help="for false detections on clean frames"
+    )
+    parser.add_argument(
+        "--verdict", type=float, default=0.5, help="probability that confirms faeces"
+    )
     parser.add_argument("--json", type=Path, help="also write the figures here")
     return parser.parse_args()
 

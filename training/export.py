@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Writes trained networks as ONNX files in the layout that the library reads.
 
-    /usr/bin/python3 training/export.py segment  --weights out/training/segment/network.pt  --output dirt-seg.onnx
-    /usr/bin/python3 training/export.py classify --weights out/training/classify/network.pt --output fece-check.onnx
+    export.py segment  --weights out/training/segment/network.pt  --output dirt-seg.onnx
+    export.py classify --weights out/training/classify/network.pt --output fece-check.onnx
 
 Segmentation: images [6, 3, 320, 320] -> output0 [6, 4 + classes + 32, 2100], for each anchor centre
 x, centre y, width, height in network pixels, class scores in 0..1, coefficients; output1

@@ -62,12 +62,15 @@ def all_masks(raw: Raw, batch: Batch, found: Assignment) -> Tensor:
     for image in rows.unique().tolist():
         own = anchors[rows == image]
         piece = found.piece[image, own]
-        total = total + mask_loss(
-            raw.coefficients[image][:, own].t(),
-            raw.prototypes[image],
-            batch.masks[image, piece].float() / 255,
-            batch.boxes[image, piece] * scale,
-        ).sum()
+        total = (
+            total
+            + mask_loss(
+                raw.coefficients[image][:, own].t(),
+                raw.prototypes[image],
+                batch.masks[image, piece].float() / 255,
+                batch.boxes[image, piece] * scale,
+            ).sum()
+        )
     return total / max(len(rows), 1)
 
 

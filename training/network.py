@@ -182,7 +182,9 @@ class Segmenter(nn.Module):
         for stride, sides, classes in zip(STRIDES, self.sides, self.classes):
             nn.init.constant_(sides[-1].bias, 1.0)
             anchors = (320 / stride) ** 2  # of the usual input; only a guess depends on it
-            nn.init.constant_(classes[-1].bias, math.log(PRIOR_OBJECTS / anchors / len(classes[-1].bias)))
+            nn.init.constant_(
+                classes[-1].bias, math.log(PRIOR_OBJECTS / anchors / len(classes[-1].bias))
+            )
 
     def forward(self, images: Tensor) -> Raw:
         levels = self.neck(*self.backbone(images))

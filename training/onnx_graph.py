@@ -93,7 +93,9 @@ def convolve_back(given: dict, x: Tensor, weight: Tensor, bias: Tensor | None = 
 
 
 def max_pool(given: dict, x: Tensor) -> Tensor:
-    return functional.max_pool2d(x, given["kernel_shape"], given["strides"], symmetric(given["pads"]))
+    return functional.max_pool2d(
+        x, given["kernel_shape"], given["strides"], symmetric(given["pads"])
+    )
 
 
 def resize(given: dict, x: Tensor, *others: Tensor | None) -> Tensor:

@@ -1,9 +1,8 @@
 #!/usr/bin/python3
 """Makes smaller or quicker forms of an exported network; both keep its inputs and outputs.
 
-    /usr/bin/python3 training/quantise.py float16 --model dirt-seg.onnx --output dirt-seg-f16.onnx
-    /usr/bin/python3 training/quantise.py static  --model dirt-seg.onnx --output dirt-seg-int8.onnx \\
-        --data out/training/data
+    quantise.py float16 --model dirt-seg.onnx --output dirt-seg-float16.onnx
+    quantise.py static  --model dirt-seg.onnx --output dirt-seg-static.onnx --data out/training/data
 
 float16: weights and arithmetic of the convolutions in half precision, decoding in single.
 static: 8 bits. Weights symmetric, a scale for each output plane; every tensor between convolutions
@@ -39,7 +38,9 @@ def to_float16(model: onnx.ModelProto) -> onnx.ModelProto:
     nodes = [cast(name, half(name), TensorProto.FLOAT16) for name in sorted(inputs)]
     halved = {}
     read_outside = {value.name for value in graph.output}
-    read_outside |= {name for node in graph.node if node.output[0] not in made for name in node.input}
+    read_outside |= {
+        name for node in graph.node if node.output[0] not in made for name in node.input
+    }
     for node in graph.node:
         if node.output[0] not in made:
             nodes.append(node)
@@ -54,7 +55,9 @@ def to_float16(model: onnx.ModelProto) -> onnx.ModelProto:
         results = list(node.output)
         node.output[:] = [half(name) for name in results]
         nodes.append(node)
-        nodes += [cast(half(name), name, TensorProto.FLOAT) for name in results if name in read_outside]
+        nodes += [
+            cast(half(name), name, TensorProto.FLOAT) for name in results if name in read_outside
+        ]
     graph.initializer.extend(numpy_helper.from_array(value, name) for name, value in halved.items())
     replace_nodes(graph, nodes)
     return model
@@ -111,13 +114,19 @@ class Quantiser:
             zero = np.uint8(np.clip(round(-low / scale), 0, 255))
             parameters = self.parameters(name, np.float32(scale), np.array(zero))
             steps = f"{name}_u8"
-            self.nodes.append(helper.make_node("QuantizeLinear", [name, *parameters], [steps], f"q_{name}"))
-            self.nodes.append(helper.make_node("DequantizeLinear", [steps, *parameters], [result], f"dq_{name}"))
+            self.nodes.append(
+                helper.make_node("QuantizeLinear", [name, *parameters], [steps], f"q_{name}")
+            )
+            self.nodes.append(
+                helper.make_node("DequantizeLinear", [steps, *parameters], [result], f"dq_{name}")
+            )
         return result
 
     def weights(self, values: np.ndarray, label: str) -> tuple[str, np.ndarray]:
         """In 8 bits, a scale for each output plane; the name to read them by, and the scales."""
-        scale = np.maximum(np.abs(values).max(axis=(1, 2, 3)), 1e-8).astype(np.float32) / np.float32(127)
+        scale = np.maximum(np.abs(values).max(axis=(1, 2, 3)), 1e-8).astype(
+            np.float32
+        ) / np.float32(127)
         steps = np.rint(values / scale[:, None, None, None]).astype(np.int8)
         return self.dequantised(steps, scale, f"{label}_weights"), scale
 
@@ -131,7 +140,9 @@ class Quantiser:
         self.added[f"{label}_steps"] = steps
         parameters = self.parameters(label, scale, np.zeros(len(scale), steps.dtype))
         inputs = [f"{label}_steps", *parameters]
-        self.nodes.append(helper.make_node("DequantizeLinear", inputs, [label], f"dq_{label}", axis=0))
+        self.nodes.append(
+            helper.make_node("DequantizeLinear", inputs, [label], f"dq_{label}", axis=0)
+        )
         return label
 
     def convolution(self, node: onnx.NodeProto) -> None:
@@ -152,12 +163,16 @@ class Quantiser:
             if node.output[0] in body and node.op_type in CONVOLUTIONS:
                 self.convolution(node)
             else:
-                node.input[:] = [self.activation(name) if name in self.ranges else name for name in node.input]
+                node.input[:] = [
+                    self.activation(name) if name in self.ranges else name for name in node.input
+                ]
                 self.nodes.append(node)
             for at, name in enumerate(node.output):
                 if name in outputs and name in self.ranges:
                     self.through_bits(node, at)
-        added = [numpy_helper.from_array(np.asarray(value), name) for name, value in self.added.items()]
+        added = [
+            numpy_helper.from_array(np.asarray(value), name) for name, value in self.added.items()
+        ]
         self.graph.initializer.extend(added)
         replace_nodes(self.graph, self.nodes)
 
@@ -196,7 +211,9 @@ def main() -> int:
         model = to_float16(model)
     else:
         torch.set_num_threads(2)
-        model = to_static(model, calibration_inputs(model, options.data, options.seed, options.samples))
+        model = to_static(
+            model, calibration_inputs(model, options.data, options.seed, options.samples)
+        )
     onnx.checker.check_model(model, full_check=True)
     options.output.write_bytes(model.SerializeToString(deterministic=True))
     print(f"{options.output}: {options.output.stat().st_size} bytes")

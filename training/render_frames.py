@@ -5,8 +5,8 @@
 
 FOLDER/frames/NUMBER.jpg are the frames; the last --clean ones show no dirt. FOLDER/truth/NUMBER.png
 has the number of the thing that each pixel shows, FOLDER/truth/index.jsonl a line a frame. Floors
-are of styles that training does not show, unless --styles asks for others. With --photographs FOLDER, dirt
-is laid on the pictures of that folder instead, each scaled and cut to the frame.
+are of styles that training does not show, unless --styles asks for others. With --photographs
+FOLDER, dirt is laid on the pictures of that folder instead, each scaled and cut to the frame.
 """
 
 import argparse
@@ -24,16 +24,21 @@ from render import floors, scene
 FRAME = (1920, 1080)
 QUALITY = 95
 STYLES = {
-    "held-out": scene.held_out_styles(), "trained": floors.TRAINED,
+    "held-out": scene.held_out_styles(),
+    "trained": floors.TRAINED,
     **{style: {style: 1.0} for style in floors.FLOORS},
-}  # fmt: skip
+}
 
 
 def filling(photograph: np.ndarray) -> np.ndarray:
     """The middle of a picture, scaled to fill the frame."""
     scale = max(FRAME[0] / photograph.shape[1], FRAME[1] / photograph.shape[0])
-    size = tuple(max(round(side * scale), least) for side, least in zip(photograph.shape[1::-1], FRAME))
-    big = cv2.resize(photograph, size, interpolation=cv2.INTER_AREA if scale < 1 else cv2.INTER_CUBIC)
+    size = tuple(
+        max(round(side * scale), least) for side, least in zip(photograph.shape[1::-1], FRAME)
+    )
+    big = cv2.resize(
+        photograph, size, interpolation=cv2.INTER_AREA if scale < 1 else cv2.INTER_CUBIC
+    )
     left, top = (size[0] - FRAME[0]) // 2, (size[1] - FRAME[1]) // 2
     return big[top : top + FRAME[1], left : left + FRAME[0]]
 
@@ -60,8 +65,14 @@ def write(options: argparse.Namespace, photographs: list[Path], number: int) -> 
     cv2.imwrite(str(options.output / "frames" / f"{name}.jpg"), picture, quality)
     cv2.imwrite(str(options.output / "truth" / f"{name}.png"), made.owners)
     things = [thing.record() for thing in made.things]
-    return json.dumps({"frame": f"{name}.jpg", "style": made.style, "clean": number >= options.frames,
-                       "things": things})  # fmt: skip
+    return json.dumps(
+        {
+            "frame": f"{name}.jpg",
+            "style": made.style,
+            "clean": number >= options.frames,
+            "things": things,
+        }
+    )
 
 
 def parse() -> argparse.Namespace:
@@ -70,8 +81,13 @@ def parse() -> argparse.Namespace:
     parser.add_argument("--frames", type=int, required=True, help="frames with dirt")
     parser.add_argument("--clean", type=int, default=0, help="frames without, behind those")
     parser.add_argument("--seed", type=int, default=1001)
-    parser.add_argument("--styles", choices=STYLES, default="held-out", metavar="held-out|trained|NAME",
-                        help=f"of the floors; NAME is one of {', '.join(floors.FLOORS)}")  # fmt: skip
+    parser.add_argument(
+        "--styles",
+        choices=STYLES,
+        default="held-out",
+        metavar="held-out|trained|NAME",
+        help=f"of the floors; NAME is one of {', '.join(floors.FLOORS)}",
+    )
     parser.add_argument("--photographs", type=Path, help="folder of pictures to lay dirt on")
     parser.add_argument("--processes", type=int, default=2)
     return parser.parse_args()

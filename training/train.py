@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Trains a network on rendered scenes.
 
-    /usr/bin/python3 training/train.py segment  --data out/training/data --output out/training/segment
-    /usr/bin/python3 training/train.py classify --data out/training/data --output out/training/classify
+    train.py segment  --data out/training/data --output out/training/segment
+    train.py classify --data out/training/data --output out/training/classify
 
 Writes under the output folder: log.jsonl, a line every few steps; checkpoint.pt, from which
 --resume goes on exactly where it was written; at the end network.pt, the averaged weights that are
@@ -104,7 +104,10 @@ def make_optimiser(model: nn.Module, rate: float) -> torch.optim.Optimizer:
     """Weights of convolutions decay; biases and normalisation do not."""
     decayed = [value for value in model.parameters() if value.dim() > 1]
     others = [value for value in model.parameters() if value.dim() <= 1]
-    groups = [{"params": decayed, "weight_decay": WEIGHT_DECAY}, {"params": others, "weight_decay": 0}]
+    groups = [
+        {"params": decayed, "weight_decay": WEIGHT_DECAY},
+        {"params": others, "weight_decay": 0},
+    ]
     return torch.optim.AdamW(groups, lr=rate, betas=(0.9, 0.99))
 
 
@@ -187,7 +190,9 @@ class Training:
                 recent.append({"loss": float(result.total.detach()), **result.parts})
                 now = time.monotonic()
                 if self.step % self.options.log_every == 0 or self.step == self.steps:
-                    line = self.summary(recent, (now - started) / (len(recent) * self.options.batch))
+                    line = self.summary(
+                        recent, (now - started) / (len(recent) * self.options.batch)
+                    )
                     log.write(line + "\n")
                     log.flush()
                     print(line, flush=True)
@@ -200,7 +205,9 @@ class Training:
             torch.save(self.average.state, self.folder / "network.pt")
 
     def summary(self, recent: list[dict[str, float]], seconds: float) -> str:
-        means = {name: round(float(np.mean([row[name] for row in recent])), 4) for name in recent[0]}
+        means = {
+            name: round(float(np.mean([row[name] for row in recent])), 4) for name in recent[0]
+        }
         return json.dumps({"step": self.step, "of": self.steps, **means,
                            "seconds per image": round(seconds, 4)})  # fmt: skip
 
@@ -231,7 +238,9 @@ def main(arguments: list[str]) -> int:
     torch.set_num_threads(options.threads)
     options.output.mkdir(parents=True, exist_ok=True)
     training = Training(TASKS[options.task], options)
-    print(f"{network.parameter_count(training.model)} parameters, {training.steps} steps", flush=True)
+    print(
+        f"{network.parameter_count(training.model)} parameters, {training.steps} steps", flush=True
+    )
     if options.resume:
         training.load()
     training.run()

@@ -10,9 +10,15 @@ from .noise import (
 
 def windows(rng: Rng, size: Size) -> Image:
     """Panes of sunlight, slanted, sharp or soft: 0..1."""
-    x, y = turned(*coordinates(size, (size[0] * rng.random(), size[1] * rng.random())), rng.uniform(0, np.pi))
+    x, y = turned(
+        *coordinates(size, (size[0] * rng.random(), size[1] * rng.random())), rng.uniform(0, np.pi)
+    )
     x = x + rng.uniform(-0.8, 0.8) * y
-    pane, bar = log_uniform(rng, 90, 500, ), rng.uniform(6, 40)
+    pane, bar = log_uniform(
+        rng,
+        90,
+        500,
+    ), rng.uniform(6, 40)
     soft = log_uniform(rng, 2, 40)
     across = np.abs(np.mod(x, pane + bar) - (pane + bar) / 2)
     down = np.abs(np.mod(y, 1.6 * pane + bar) - (1.6 * pane + bar) / 2)
@@ -36,7 +42,9 @@ def illumination(rng: Rng, size: Size) -> Image:
     light = 1 + slope * x / max(size) * 1.4 + rng.uniform(0, 0.15) * smooth_noise(rng, size, 400)
     if rng.random() < 0.35:  # a lamp's pool
         at_x, at_y = coordinates(size, (size[0] * rng.random(), size[1] * rng.random()))
-        light = light * (0.6 + 0.8 * np.exp(-(at_x**2 + at_y**2) / log_uniform(rng, 150, 900) ** 2))
+        light = light * (
+            0.6 + 0.8 * np.exp(-(at_x**2 + at_y**2) / log_uniform(rng, 150, 900) ** 2)
+        )
     light = light[..., None] * np.ones(3, np.float32)
     for _ in range(int(rng.integers(0, 3))):
         light *= 1 - shade_of_things(rng, size)[..., None] * rng.uniform(0.1, 0.55)
@@ -52,7 +60,9 @@ def tilt(rng: Rng, plane: Size, size: Size) -> Image:
     flatten = 1 - rng.uniform(0, 0.5) * narrow
     width, height = plane
     low = narrow / 2 * width
-    seen = np.float32([[0, 0], [width, 0], [width - low, height * flatten], [low, height * flatten]])
+    seen = np.float32(
+        [[0, 0], [width, 0], [width - low, height * flatten], [low, height * flatten]]
+    )
     shown = np.float32([[0, 0], [size[0], 0], [size[0], size[1]], [0, size[1]]])
     return cv2.getPerspectiveTransform(seen, shown)
 
@@ -73,7 +83,10 @@ def lens(rng: Rng, image: Image) -> Image:
     """Darker corners; out of focus, moved, or sharpened too much."""
     height, width = image.shape[:2]
     x, y = coordinates((width, height), (width / 2, height / 2))
-    image = image * (1 - rng.uniform(0, 0.3) * (x**2 + y**2) / (width**2 + height**2) * 4)[..., None]
+    image = (
+        image
+        * (1 - rng.uniform(0, 0.3) * (x**2 + y**2) / (width**2 + height**2) * 4)[..., None]
+    )
     kind = rng.random()
     if kind < 0.45:
         image = blur(image, rng.uniform(0.3, 1.7))

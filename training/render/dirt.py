@@ -6,13 +6,35 @@ import cv2
 import numpy as np
 
 from .noise import (
-    Image, Rng, Size, any_colour, blur, colour, coordinates, fractal_noise, log_uniform, mix,
-    smooth_noise, smoothstep, turned,
-)  # fmt: skip
+    Image,
+    Rng,
+    Size,
+    any_colour,
+    blur,
+    colour,
+    coordinates,
+    fractal_noise,
+    log_uniform,
+    mix,
+    smooth_noise,
+    smoothstep,
+    turned,
+)
 from .shapes import (
-    depth, dome, ellipse, empty, envelope, fixed, main_parts, polygon, puddle, spline, stroke, tube,
+    depth,
+    dome,
+    ellipse,
+    empty,
+    envelope,
+    fixed,
+    main_parts,
+    polygon,
+    puddle,
+    spline,
+    stroke,
+    tube,
     wander,
-)  # fmt: skip
+)
 from .sprite import Sprite
 
 WHITE = np.ones(3, np.float32)
@@ -43,7 +65,9 @@ def liquid(rng: Rng, inside: Image, tint: Image, clear: float) -> Sprite:
     height = blur(thick, 1.5) * rng.uniform(2, 7)
     height += smooth_noise(rng, inside.shape[::-1], 40) * rng.uniform(0, 1.5) * cover
     rim = np.exp(-((deep - 2) ** 2) / 6) * cover
-    film = tinted(tint, cover * (0.55 + 0.45 * thick)) * (1 - rng.uniform(0.05, 0.35) * rim)[..., None]
+    film = (
+        tinted(tint, cover * (0.55 + 0.45 * thick)) * (1 - rng.uniform(0.05, 0.35) * rim)[..., None]
+    )
     gloss = cover * rng.uniform(0.25, 0.9)
     opacity = cover * (1 - clear) * (0.6 + 0.4 * thick)
     mask = main_parts(cover > 0.5)
@@ -76,7 +100,9 @@ def sauce(rng: Rng) -> Sprite:
     inside = puddle(rng, size, reach, rng.uniform(0.1, 0.35))
     if rng.random() < 0.5:
         inside = dragged(rng, inside)
-    tint = colour(rng, tuple(rng.choice([(0, 14), (40, 55), (20, 32), (80, 120)])), (0.5, 0.95), (0.25, 0.85))
+    tint = colour(
+        rng, tuple(rng.choice([(0, 14), (40, 55), (20, 32), (80, 120)])), (0.5, 0.95), (0.25, 0.85)
+    )
     sprite = liquid(rng, inside, tint, 0.0)
     lumps = fractal_noise(rng, size, 20, 3) * rng.uniform(0.5, 3)
     sprite.height = blur(dome(sprite.opacity, rng.uniform(6, 16)), 2) + lumps * sprite.opacity
@@ -89,9 +115,17 @@ def dragged(rng: Rng, inside: Image) -> Image:
     size = inside.shape[::-1]
     x, y = turned(*coordinates(size, (size[0] / 2, size[1] / 2)), rng.uniform(0, 2 * np.pi))
     reach = size[0] * rng.uniform(0.3, 0.48)
-    streaks = cv2.remap(smooth_noise(rng, (size[0] * 2, size[1] * 2), (120, 5)),
-                        x + size[0], y + size[1], cv2.INTER_LINEAR)  # fmt: skip
-    smear = 0.35 * (1 - x / reach) - np.abs(y) / (reach * 0.9) + 0.3 * streaks * np.clip(x / reach, 0, 1)
+    streaks = cv2.remap(
+        smooth_noise(rng, (size[0] * 2, size[1] * 2), (120, 5)),
+        x + size[0],
+        y + size[1],
+        cv2.INTER_LINEAR,
+    )
+    smear = (
+        0.35 * (1 - x / reach)
+        - np.abs(y) / (reach * 0.9)
+        + 0.3 * streaks * np.clip(x / reach, 0, 1)
+    )
     return np.maximum(inside, np.where(x > 0, np.minimum(smear, 0.15), -1))
 
 
@@ -116,7 +150,9 @@ def stained(rng: Rng, strength: Image, mask: Image) -> Sprite:
     if rng.random() < 0.25:
         pale = colour(rng, (0, 60), (0, 0.3), (0.65, 1))
         return Sprite(mask, strength * rng.uniform(0.35, 0.8), flat(size, pale))
-    return Sprite(mask, strength * rng.uniform(0, 0.35), flat(size, tint * 0.8), tinted(tint, strength))
+    return Sprite(
+        mask, strength * rng.uniform(0, 0.35), flat(size, tint * 0.8), tinted(tint, strength)
+    )
 
 
 def dried_puddle(rng: Rng) -> Sprite:
@@ -126,7 +162,9 @@ def dried_puddle(rng: Rng) -> Sprite:
     inside = puddle(rng, size, reach, rng.uniform(0.1, 0.45))
     for _ in range(int(rng.integers(0, 14))):
         away, angle = reach * rng.uniform(0.5, 1.1), rng.uniform(0, 2 * np.pi)
-        x, y = coordinates(size, (size[0] / 2 + away * np.cos(angle), size[1] / 2 + away * np.sin(angle)))
+        x, y = coordinates(
+            size, (size[0] / 2 + away * np.cos(angle), size[1] / 2 + away * np.sin(angle))
+        )
         inside = np.maximum(inside, 0.5 - np.hypot(x, y) / log_uniform(rng, 3, 18))
     soft = rng.uniform(0.03, 0.25)
     film = smoothstep(-0.02, soft, inside)
@@ -158,9 +196,15 @@ def smudge(rng: Rng) -> Sprite:
     angle, stretch = rng.uniform(0, np.pi), rng.uniform(1, 3.5)
     x, y = turned(*coordinates(size, (size[0] / 2, size[1] / 2)), angle)
     body = 1 - np.hypot(x / reach, y * stretch / reach)
-    texture = cv2.remap(smooth_noise(rng, (size[0] * 2, size[1] * 2), (rng.uniform(15, 120), rng.uniform(3, 20))),
-                        x + size[0], y + size[1], cv2.INTER_LINEAR)  # fmt: skip
-    strength = smoothstep(0, rng.uniform(0.3, 0.7), body + 0.5 * texture * np.clip(body + 0.3, 0, 1))
+    texture = cv2.remap(
+        smooth_noise(rng, (size[0] * 2, size[1] * 2), (rng.uniform(15, 120), rng.uniform(3, 20))),
+        x + size[0],
+        y + size[1],
+        cv2.INTER_LINEAR,
+    )
+    strength = smoothstep(
+        0, rng.uniform(0.3, 0.7), body + 0.5 * texture * np.clip(body + 0.3, 0, 1)
+    )
     mask = main_parts(blur(strength, 3) > 0.3)
     return stained(rng, strength * rng.uniform(0.5, 0.95), mask)
 
@@ -177,14 +221,18 @@ def scatter(rng: Rng, size: Size, count: int, reach: float) -> Image:
 
 def grain(rng: Rng, at: Image, radius: float) -> Image:
     angles = np.sort(rng.uniform(0, 2 * np.pi, int(rng.integers(4, 8))))
-    return at + radius * rng.uniform(0.6, 1.3, (len(angles), 1)) * np.stack([np.cos(angles), np.sin(angles)], 1)
+    return at + radius * rng.uniform(0.6, 1.3, (len(angles), 1)) * np.stack(
+        [np.cos(angles), np.sin(angles)], 1
+    )
 
 
 def crumbs(rng: Rng) -> Sprite:
     """Broken pieces of one thing: bread, biscuit, cereal, soil, grit."""
     reach = log_uniform(rng, 40, 150)
     size = square(reach)
-    base = colour(rng, (18, 48), (0.1, 0.75), (0.1, 0.95)) if rng.random() < 0.8 else any_colour(rng)
+    base = (
+        colour(rng, (18, 48), (0.1, 0.75), (0.1, 0.95)) if rng.random() < 0.8 else any_colour(rng)
+    )
     largest = log_uniform(rng, 2.2, 9)
     opacity, tone = empty(size), np.ones(size[::-1], np.float32)
     for at in scatter(rng, size, int(log_uniform(rng, 30, 260)), reach):
@@ -192,8 +240,15 @@ def crumbs(rng: Rng) -> Sprite:
         cv2.fillPoly(opacity, outline, 1.0, cv2.LINE_AA, 4)
         cv2.fillPoly(tone, outline, rng.uniform(0.65, 1.25), cv2.LINE_8, 4)
     height = blur(opacity, 1) * largest * (1 + 0.4 * smooth_noise(rng, size, 3))
-    return Sprite(envelope(opacity, 6 + largest * 0.5, 0.08), opacity, base * tone[..., None], None, height, None,
-                  largest * 0.5)  # fmt: skip
+    return Sprite(
+        envelope(opacity, 6 + largest * 0.5, 0.08),
+        opacity,
+        base * tone[..., None],
+        None,
+        height,
+        None,
+        largest * 0.5,
+    )
 
 
 def dust(rng: Rng) -> Sprite:
@@ -210,8 +265,15 @@ def dust(rng: Rng) -> Sprite:
     opacity = np.clip(body * (fluff + 0.4 * fibres), 0, 1) * rng.uniform(0.5, 0.95)
     base = colour(rng, (0, 360), (0, 0.15), (0.3, 0.85))
     tone = 1 + 0.15 * smooth_noise(rng, size, 3)
-    return Sprite(main_parts(blur(opacity, 3) > 0.2), opacity, base * tone[..., None], None,
-                  blur(opacity, 2) * rng.uniform(2, 9), None, rng.uniform(0, 4))  # fmt: skip
+    return Sprite(
+        main_parts(blur(opacity, 3) > 0.2),
+        opacity,
+        base * tone[..., None],
+        None,
+        blur(opacity, 2) * rng.uniform(2, 9),
+        None,
+        rng.uniform(0, 4),
+    )
 
 
 # ---- Hair ---------------------------------------------------------------------------------------
@@ -219,7 +281,9 @@ def dust(rng: Rng) -> Sprite:
 
 def hair_colour(rng: Rng) -> Image:
     if rng.random() < 0.7:
-        return colour(rng, (10, 42), (0.1, 0.65), tuple(rng.choice([(0.03, 0.2), (0.2, 0.5), (0.5, 0.9)])))
+        return colour(
+            rng, (10, 42), (0.1, 0.65), tuple(rng.choice([(0.03, 0.2), (0.2, 0.5), (0.5, 0.9)]))
+        )
     return colour(rng, (0, 360), (0, 0.06), (0.05, 1))
 
 
@@ -238,7 +302,9 @@ def tangle(rng: Rng) -> Sprite:
     reach = log_uniform(rng, 35, 130)
     size = square(reach * 1.2)
     count = int(log_uniform(rng, 5, 60))
-    opacity = strands(rng, size, count, reach * rng.uniform(1.2, 3), rng.uniform(2.5, 9), reach * 0.18)
+    opacity = strands(
+        rng, size, count, reach * rng.uniform(1.2, 3), rng.uniform(2.5, 9), reach * 0.18
+    )
     return combed(rng, opacity, 0.045)
 
 
@@ -247,7 +313,14 @@ def tuft(rng: Rng) -> Sprite:
     reach = log_uniform(rng, 25, 95)
     size = square(reach * 1.25)
     count = int(log_uniform(rng, 40, 220))
-    opacity = strands(rng, size, count, reach * rng.uniform(0.5, 1.1), rng.uniform(1, 3), reach * rng.uniform(0.12, 0.3))
+    opacity = strands(
+        rng,
+        size,
+        count,
+        reach * rng.uniform(0.5, 1.1),
+        rng.uniform(1, 3),
+        reach * rng.uniform(0.12, 0.3),
+    )
     return combed(rng, opacity, 0.09)
 
 
@@ -255,8 +328,15 @@ def combed(rng: Rng, opacity: Image, least: float) -> Sprite:
     size = opacity.shape[::-1]
     opacity = np.clip(blur(opacity, rng.uniform(0.3, 0.7)) * rng.uniform(0.9, 1.5), 0, 1)
     tone = 1 + 0.25 * smooth_noise(rng, size, 4)
-    return Sprite(main_parts(envelope(opacity, 5, least), 0.1), opacity, hair_colour(rng) * tone[..., None], None,
-                  None, None, 1.5)  # fmt: skip
+    return Sprite(
+        main_parts(envelope(opacity, 5, least), 0.1),
+        opacity,
+        hair_colour(rng) * tone[..., None],
+        None,
+        None,
+        None,
+        1.5,
+    )
 
 
 # ---- Mud track ----------------------------------------------------------------------------------
@@ -273,14 +353,25 @@ def muddy(rng: Rng, cover: Image) -> Sprite:
         base = colour(rng, (0, 360), (0, 0.12), (0.1, 0.6))
     tone = 1 + 0.2 * fractal_noise(rng, size, 12, 3)
     height = cover * rng.uniform(0, 5) * (1 + 0.5 * smooth_noise(rng, size, 5))
-    return Sprite(main_parts(envelope(cover, 4, 0.22), 0.06), cover * rng.uniform(0.6, 1), base * tone[..., None], None,
-                  height.astype(np.float32), None, rng.uniform(0, 2))  # fmt: skip
+    return Sprite(
+        main_parts(envelope(cover, 4, 0.22), 0.06),
+        cover * rng.uniform(0.6, 1),
+        base * tone[..., None],
+        None,
+        height.astype(np.float32),
+        None,
+        rng.uniform(0, 2),
+    )
 
 
 def sole_outline(length: float, width: float) -> Image:
     """A shoe's sole, heel first, along x about the middle."""
-    along = np.array([-1, -0.85, -0.4, 0.0, 0.45, 0.8, 1.0, 0.8, 0.45, 0.0, -0.4, -0.85]) * length / 2
-    across = np.array([0, 0.6, 0.62, 0.6, 0.95, 0.75, 0, -0.75, -1.0, -0.68, -0.62, -0.6]) * width / 2
+    along = (
+        np.array([-1, -0.85, -0.4, 0.0, 0.45, 0.8, 1.0, 0.8, 0.45, 0.0, -0.4, -0.85]) * length / 2
+    )
+    across = (
+        np.array([0, 0.6, 0.62, 0.6, 0.95, 0.75, 0, -0.75, -1.0, -0.68, -0.62, -0.6]) * width / 2
+    )
     knots = np.stack([along, across], 1)
     return spline(np.concatenate([knots, knots[:1]]), 6)
 
@@ -316,11 +407,23 @@ def paw_prints(rng: Rng) -> Sprite:
     for number in range(int(rng.integers(1, 3))):
         angle = facing + rng.normal(0, 0.2)
         ahead = np.array([np.cos(angle), np.sin(angle)])
-        centre = np.array(size) / 2 + (number - 0.5) * span * 0.95 * np.array([-ahead[1], ahead[0]]) + ahead * rng.normal(0, span * 0.3)
-        ellipse(cover, centre - 0.1 * span * ahead, (span * 0.26, span * 0.34), np.degrees(angle), 1.0)
+        centre = (
+            np.array(size) / 2
+            + (number - 0.5) * span * 0.95 * np.array([-ahead[1], ahead[0]])
+            + ahead * rng.normal(0, span * 0.3)
+        )
+        ellipse(
+            cover, centre - 0.1 * span * ahead, (span * 0.26, span * 0.34), np.degrees(angle), 1.0
+        )
         for toe in (-0.75, -0.25, 0.25, 0.75):
             way = np.array([np.cos(angle + toe), np.sin(angle + toe)])
-            ellipse(cover, centre + way * span * 0.48, (span * 0.17, span * 0.12), np.degrees(angle + toe), 1.0)
+            ellipse(
+                cover,
+                centre + way * span * 0.48,
+                (span * 0.17, span * 0.12),
+                np.degrees(angle + toe),
+                1.0,
+            )
     return muddy(rng, cover)
 
 
@@ -380,8 +483,15 @@ def waste(rng: Rng, cover: Image, relief: Image, thick: float) -> Sprite:
     tone = 1 + rng.uniform(0.02, 0.14) * lumps - rng.uniform(0.3, 0.8) * hollow
     gloss = cover * rng.choice([0.0, 0.05, rng.uniform(0.05, 0.5)])
     surface = waste_colour(rng) * np.clip(tone, 0.2, 1.6)[..., None]
-    return Sprite(main_parts(cover > 0.5, 0.02), np.clip(cover, 0, 1), surface.astype(np.float32), None,
-                  height.astype(np.float32), gloss.astype(np.float32), thick * rng.uniform(0.3, 0.8))  # fmt: skip
+    return Sprite(
+        main_parts(cover > 0.5, 0.02),
+        np.clip(cover, 0, 1),
+        surface.astype(np.float32),
+        None,
+        height.astype(np.float32),
+        gloss.astype(np.float32),
+        thick * rng.uniform(0.3, 0.8),
+    )
 
 
 def coil(rng: Rng) -> Sprite:
@@ -390,7 +500,9 @@ def coil(rng: Rng) -> Sprite:
     thick = outer * rng.uniform(0.35, 0.6)
     size = square((outer + thick) * 1.5)
     t = np.linspace(0, 1, 90)
-    angle, reach = rng.uniform(0, 6.3) + 2 * np.pi * turns * t, outer * (1 - t) ** rng.uniform(0.6, 1)
+    angle, reach = rng.uniform(0, 6.3) + 2 * np.pi * turns * t, outer * (1 - t) ** rng.uniform(
+        0.6, 1
+    )
     lean = rng.normal(0, 0.3, 2) * outer
     path = np.stack([np.cos(angle), rng.uniform(0.75, 1) * np.sin(angle)], 1) * reach[:, None]
     path += np.array(size) / 2 + t[:, None] * lean
@@ -399,7 +511,9 @@ def coil(rng: Rng) -> Sprite:
     for part in np.array_split(np.arange(90), max(2, round(turns * 2))):
         layer, top = tube(size, path[part], radii[part])
         raised = top + t[part].mean() * thick * 1.6 * (layer > 0)
-        cover, relief = np.maximum(cover, layer), np.where(layer > 0.5, np.maximum(raised, relief * 0.6), relief)
+        cover, relief = np.maximum(cover, layer), np.where(
+            layer > 0.5, np.maximum(raised, relief * 0.6), relief
+        )
     return waste(rng, cover, relief.astype(np.float32), thick)
 
 
@@ -413,8 +527,11 @@ def logs(rng: Rng) -> Sprite:
         start = np.array(size) / 2 + rng.normal(0, thick * 0.9, 2)
         path = spline(wander(rng, start, length * rng.uniform(0.4, 1), rng.uniform(0.3, 1.8), 5), 8)
         t = np.linspace(0, 1, len(path))
-        radii = thick * (0.85 + 0.15 * np.sin(t * rng.uniform(5, 20) + rng.uniform(0, 6))) * np.minimum(
-            1, 0.4 + 6 * np.minimum(t, 1 - t))  # fmt: skip
+        radii = (
+            thick
+            * (0.85 + 0.15 * np.sin(t * rng.uniform(5, 20) + rng.uniform(0, 6)))
+            * np.minimum(1, 0.4 + 6 * np.minimum(t, 1 - t))
+        )
         layer, top = tube(size, path, radii * rng.uniform(0.7, 1))
         cover = np.maximum(cover, layer)
         relief = np.where(layer > 0.5, np.maximum(top + number * thick * 0.3, relief * 0.7), relief)
@@ -442,7 +559,12 @@ def soft_pile(rng: Rng) -> Sprite:
     cover = smoothstep(0, 0.05, puddle(rng, size, reach, rng.uniform(0.1, 0.3)))
     thick = reach * rng.uniform(0.2, 0.4)
     x, y = turned(*coordinates(size), rng.uniform(0, np.pi))
-    folds = np.sin((x + 12 * smooth_noise(rng, size, reach * 0.6)) * 2 * np.pi / (thick * rng.uniform(0.6, 1.4)))
+    folds = np.sin(
+        (x + 12 * smooth_noise(rng, size, reach * 0.6))
+        * 2
+        * np.pi
+        / (thick * rng.uniform(0.6, 1.4))
+    )
     relief = blur(dome(cover, thick), 2) + rng.uniform(0, 0.12) * thick * folds * cover
     return waste(rng, cover, relief.astype(np.float32), thick)
 

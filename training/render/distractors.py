@@ -7,17 +7,36 @@ import numpy as np
 
 from . import floors
 from .dirt import flat, sole_outline, square
+
 from .noise import (
-    Image, Rng, Size, any_colour, blur, colour, coordinates, fractal_noise, log_uniform, mix,
-    smooth_noise, smoothstep, turned,
-)  # fmt: skip
+    Image,
+    Rng,
+    Size,
+    any_colour,
+    blur,
+    colour,
+    coordinates,
+    fractal_noise,
+    log_uniform,
+    mix,
+    smooth_noise,
+    smoothstep,
+    turned,
+)
 from .shapes import depth, dome, ellipse, empty, polygon, spline, stroke, tube, wander
 from .sprite import Sprite
 
 
 def solid(cover: Image, surface: Image, height: Image | None, gloss: float, lift: float) -> Sprite:
-    return Sprite(cover > 0.5, cover, surface.astype(np.float32), None,
-                  None if height is None else height.astype(np.float32), cover * gloss, lift)  # fmt: skip
+    return Sprite(
+        cover > 0.5,
+        cover,
+        surface.astype(np.float32),
+        None,
+        None if height is None else height.astype(np.float32),
+        cover * gloss,
+        lift,
+    )
 
 
 def strong_colour(rng: Rng) -> Image:
@@ -37,7 +56,9 @@ def cable(rng: Rng) -> Sprite:
     size = tuple((knots.max(axis=0) + 3 * radius + 20).astype(int).tolist())
     path = spline(knots, max(12, int(length / 8 / 2)))
     cover, relief = tube(size, path, np.full(len(path), radius))
-    base = colour(rng, (0, 360), (0, 0.15), (0.03, 0.95)) if rng.random() < 0.8 else strong_colour(rng)
+    base = (
+        colour(rng, (0, 360), (0, 0.15), (0.03, 0.95)) if rng.random() < 0.8 else strong_colour(rng)
+    )
     if rng.random() < 0.4:
         box = cv2.boxPoints((path[0], (radius * 8, radius * 5), rng.uniform(0, 180)))
         cover = np.maximum(cover, polygon(size, box))
@@ -52,7 +73,13 @@ def sock(rng: Rng) -> Sprite:
     leg, foot = width * rng.uniform(1.2, 2), width * rng.uniform(1.4, 2)
     angle = rng.uniform(0, 2 * np.pi)
     bend = angle + rng.choice([-1, 1]) * rng.uniform(0.3, 1.8)
-    knots = np.array([[-np.cos(angle) * leg, -np.sin(angle) * leg], [0, 0], [np.cos(bend) * foot, np.sin(bend) * foot]])
+    knots = np.array(
+        [
+            [-np.cos(angle) * leg, -np.sin(angle) * leg],
+            [0, 0],
+            [np.cos(bend) * foot, np.sin(bend) * foot],
+        ]
+    )
     path = spline(knots - knots.mean(axis=0) + np.array(size) / 2, 30)
     cover, relief = tube(size, path, width / 2 * rng.uniform(0.9, 1.1, len(path)))
     x, y = turned(*coordinates(size), angle)
@@ -62,7 +89,9 @@ def sock(rng: Rng) -> Sprite:
         stripes = smoothstep(0, 0.2, np.sin(x * 2 * np.pi / log_uniform(rng, 8, 60)))
         surface = mix(surface, any_colour(rng), stripes)
     crumple = fractal_noise(rng, size, width * 0.6, 3) * width * 0.06
-    return solid(cover, surface * (1 + knit)[..., None], blur(relief, 2) * 0.7 + crumple, 0, width * 0.25)
+    return solid(
+        cover, surface * (1 + knit)[..., None], blur(relief, 2) * 0.7 + crumple, 0, width * 0.25
+    )
 
 
 def brick(rng: Rng) -> Sprite:
@@ -109,11 +138,18 @@ def leaf(rng: Rng) -> Sprite:
     stalk = smoothstep(-0.8, 0.8, 1.6 - np.abs(bend)) * (x > 0) * (x < length * 0.68)
     cover = np.maximum(cover, stalk)
     veins = np.exp(-((bend / 1.3) ** 2)) + 0.6 * np.exp(
-        -((np.sin((x - np.abs(bend) * 0.8) * np.pi / (length / 7)) * length / 22) ** 2))  # fmt: skip
+        -((np.sin((x - np.abs(bend) * 0.8) * np.pi / (length / 7)) * length / 22) ** 2)
+    )
     base = colour(rng, (15, 115), (0.35, 0.9), (0.2, 0.75))
     tone = 1 + 0.15 * fractal_noise(rng, size, length / 3, 4) + rng.uniform(-0.3, 0.3) * veins
     relief = blur(cover, 2) * 3 + 2 * smooth_noise(rng, size, length / 4) - veins
-    return solid(cover, base * np.clip(tone, 0.3, 1.7)[..., None], relief, rng.uniform(0, 0.15), length * 0.05)
+    return solid(
+        cover,
+        base * np.clip(tone, 0.3, 1.7)[..., None],
+        relief,
+        rng.uniform(0, 0.15),
+        length * 0.05,
+    )
 
 
 def shoe(rng: Rng) -> Sprite:
@@ -142,7 +178,9 @@ def cone(rng: Rng) -> Sprite:
     size, angle = square(length * 0.62), rng.uniform(0, 2 * np.pi)
     x, y = turned(*coordinates(size, (size[0] / 2, size[1] / 2)), angle)
     body = np.clip(1 - (2 * x / length) ** 2, 0, 1) ** 0.6 * length * slim / 2
-    cover = smoothstep(-1, 1, body - np.abs(y) + 1.5 * smooth_noise(rng, size, 4)) * (np.abs(x) < length / 2)
+    cover = smoothstep(-1, 1, body - np.abs(y) + 1.5 * smooth_noise(rng, size, 4)) * (
+        np.abs(x) < length / 2
+    )
     pitch = length / rng.uniform(5, 9)
     scales = np.abs(np.sin((x + y) * np.pi / pitch) * np.sin((x - y) * np.pi / pitch))
     base = colour(rng, (18, 34), (0.3, 0.65), (0.25, 0.55))
@@ -160,11 +198,17 @@ def stone(rng: Rng) -> Sprite:
         angles = np.linspace(0, 2 * np.pi, int(rng.integers(6, 11)), endpoint=False)
         reach = radius * rng.uniform(0.65, 1.1, (len(angles), 1)) * [1, rng.uniform(0.6, 1)]
         ring = reach * np.stack([np.cos(angles), np.sin(angles)], 1)
-        ring = rotated(ring, rng.uniform(0, 6)) + np.array(size) / 2 + rng.normal(0, 0.6 * radius * (count > 1), 2)
+        ring = (
+            rotated(ring, rng.uniform(0, 6))
+            + np.array(size) / 2
+            + rng.normal(0, 0.6 * radius * (count > 1), 2)
+        )
         cover = np.maximum(cover, polygon(size, spline(np.concatenate([ring, ring[:1]]), 6)))
     base = colour(rng, (0, 60), (0, 0.35), (0.2, 0.85))
     tone = 1 + rng.uniform(0.03, 0.2) * fractal_noise(rng, size, radius, 5, 0.7)
-    relief = dome(cover, radius * 0.8) * 0.8 + fractal_noise(rng, size, radius * 0.8, 2) * radius * 0.08
+    relief = (
+        dome(cover, radius * 0.8) * 0.8 + fractal_noise(rng, size, radius * 0.8, 2) * radius * 0.08
+    )
     return solid(cover, base * tone[..., None], blur(relief, 1), rng.uniform(0, 0.2), radius * 0.4)
 
 
@@ -174,12 +218,16 @@ def paper(rng: Rng) -> Sprite:
     size, angle = square(float(np.hypot(*half)) * 1.05), rng.uniform(0, np.pi)
     corners = np.array([[-1, -1], [1, -1], [1, 1], [-1, 1]]) * half
     cover = polygon(size, rotated(corners, angle) + np.array(size) / 2)
-    surface = flat(size, colour(rng, (0, 360), (0, 0.15), (0.7, 1)) if rng.random() < 0.6 else any_colour(rng))
+    surface = flat(
+        size, colour(rng, (0, 360), (0, 0.15), (0.7, 1)) if rng.random() < 0.6 else any_colour(rng)
+    )
     x, y = turned(*coordinates(size, (size[0] / 2, size[1] / 2)), angle)
     if rng.random() < 0.6:
         lines = smoothstep(0.2, 0.5, np.sin(y * 2 * np.pi / rng.uniform(5, 14)))
         words = smooth_noise(rng, size, (rng.uniform(4, 12), 4)) > -0.1
-        surface = mix(surface, any_colour(rng) * 0.5, lines * words * (np.abs(x) < half[0] * 0.8) * 0.7)
+        surface = mix(
+            surface, any_colour(rng) * 0.5, lines * words * (np.abs(x) < half[0] * 0.8) * 0.7
+        )
     relief = smooth_noise(rng, size, 60) * rng.uniform(0, 10)
     return solid(cover, surface, relief, rng.uniform(0, 0.2), rng.uniform(0.5, 8))
 
@@ -193,7 +241,9 @@ def disc(rng: Rng) -> Sprite:
     ellipse(cover, middle, (radius, radius), 0, 1.0)
     ellipse(inner, middle, (radius * rng.uniform(0.5, 0.9),) * 2, 0, 1.0)
     surface = mix(flat(size, any_colour(rng)), any_colour(rng) * rng.uniform(0.5, 1), inner)
-    relief = dome(cover, radius * 0.2) + rng.choice([-1, 0, 1]) * blur(dome(inner, radius * 0.25), 1)
+    relief = dome(cover, radius * 0.2) + rng.choice([-1, 0, 1]) * blur(
+        dome(inner, radius * 0.25), 1
+    )
     return solid(cover, surface, relief, rng.uniform(0, 0.6), radius * rng.uniform(0.05, 0.5))
 
 
@@ -210,7 +260,9 @@ def clutter(rng: Rng) -> Sprite:
         surface = mix(surface, any_colour(rng), part)
         cover = np.maximum(cover, part)
     relief = dome(cover, reach * rng.uniform(0.05, 0.4))
-    return solid(cover, surface, blur(relief, 1), rng.uniform(0, 0.6), reach * rng.uniform(0.05, 0.4))
+    return solid(
+        cover, surface, blur(relief, 1), rng.uniform(0, 0.6), reach * rng.uniform(0.05, 0.4)
+    )
 
 
 def mat(rng: Rng) -> Sprite:
@@ -232,13 +284,25 @@ def ribbon(rng: Rng) -> Sprite:
     path = spline(wander(rng, (size[0] / 2, size[1] / 2), length, rng.choice([0, 0.05, 0.4]), 5), 6)
     stroke(cover, path, 1.0, width)
     surface = any_colour(rng) * (1 + 0.1 * smooth_noise(rng, size, 6))[..., None]
-    return solid(cover, surface, dome(cover, width / 2), rng.uniform(0, 0.4), rng.uniform(0, width * 0.5))
+    return solid(
+        cover, surface, dome(cover, width / 2), rng.uniform(0, 0.4), rng.uniform(0, width * 0.5)
+    )
 
 
 DISTRACTORS: dict[str, Callable[[Rng], Sprite]] = {
-    "cable": cable, "sock": sock, "toy brick": brick, "ball": ball, "leaf": leaf, "shoe": shoe,
-    "cone": cone, "stone": stone, "paper": paper, "disc": disc, "clutter": clutter, "mat": mat,
+    "cable": cable,
+    "sock": sock,
+    "toy brick": brick,
+    "ball": ball,
+    "leaf": leaf,
+    "shoe": shoe,
+    "cone": cone,
+    "stone": stone,
+    "paper": paper,
+    "disc": disc,
+    "clutter": clutter,
+    "mat": mat,
     "ribbon": ribbon,
-}  # fmt: skip
+}
 # What the classifier has to tell from faeces most of all.
 LOOK_ALIKES = ("leaf", "cone", "stone", "sock", "toy brick", "ball", "clutter")

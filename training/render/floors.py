@@ -7,10 +7,23 @@ import numpy as np
 
 from . import lattice
 from .lattice import Lattice
+
 from .noise import (
-    Image, Rng, Size, any_colour, blur, colour, coordinates, fractal_noise, log_uniform, mix,
-    smooth_noise, smoothstep, spectrum_noise, turned,
-)  # fmt: skip
+    Image,
+    Rng,
+    Size,
+    any_colour,
+    blur,
+    colour,
+    coordinates,
+    fractal_noise,
+    log_uniform,
+    mix,
+    smooth_noise,
+    smoothstep,
+    spectrum_noise,
+    turned,
+)
 
 # ---- Parts of a floor ---------------------------------------------------------------------------
 
@@ -39,8 +52,11 @@ def joints(rng: Rng, floor: Image, cells: Lattice, width: float, filling: Image)
     ragged = cells.border + smooth_noise(rng, floor.shape[1::-1], 5) * min(width, 2) * 0.4
     edge = 1 - smoothstep(width, width + rng.uniform(1, 6), ragged)
     floor = floor * (1 - rng.uniform(-0.08, 0.25) * edge)[..., None]
-    return mix(floor, filling * (1 + 0.1 * smooth_noise(rng, floor.shape[1::-1], 3))[..., None],
-               1 - smoothstep(width - 1, width + 0.5, ragged))  # fmt: skip
+    return mix(
+        floor,
+        filling * (1 + 0.1 * smooth_noise(rng, floor.shape[1::-1], 3))[..., None],
+        1 - smoothstep(width - 1, width + 0.5, ragged),
+    )
 
 
 def between(one: Image, other: Image, share: Image) -> Image:
@@ -209,11 +225,21 @@ def carpet(rng: Rng, size: Size) -> Image:
     x, y = lattice.slanted(rng, size)
     base, yarn = any_colour(rng), any_colour(rng)
     tuft = smooth_noise(rng, size, log_uniform(rng, 1.5, 6))
-    rows = np.sin(y * 2 * np.pi / log_uniform(rng, 4, 14)) * np.sin(x * 2 * np.pi / log_uniform(rng, 4, 30))
+    rows = np.sin(y * 2 * np.pi / log_uniform(rng, 4, 14)) * np.sin(
+        x * 2 * np.pi / log_uniform(rng, 4, 30)
+    )
     strokes = fractal_noise(rng, size, log_uniform(rng, 60, 300), 3)
-    tone = rng.uniform(0.05, 0.25) * tuft + rng.uniform(0, 0.12) * rows + rng.uniform(0, 0.15) * strokes
-    floor = mix(base * np.ones((*size[::-1], 3), np.float32), yarn,
-                rng.uniform(0, 0.6) * smoothstep(-0.2, 0.8, smooth_noise(rng, size, log_uniform(rng, 2, 8))))  # fmt: skip
+    tone = (
+        rng.uniform(0.05, 0.25) * tuft
+        + rng.uniform(0, 0.12) * rows
+        + rng.uniform(0, 0.15) * strokes
+    )
+    floor = mix(
+        base * np.ones((*size[::-1], 3), np.float32),
+        yarn,
+        rng.uniform(0, 0.6)
+        * smoothstep(-0.2, 0.8, smooth_noise(rng, size, log_uniform(rng, 2, 8))),
+    )
     return floor * (1 + tone)[..., None]
 
 
@@ -223,7 +249,9 @@ def rug(rng: Rng, size: Size) -> Image:
     floor = carpet(rng, size)
     for _ in range(int(rng.integers(1, 4))):
         line = rng.choice([0, 1])
-        wave = np.sin((x if line else y) * 2 * np.pi / log_uniform(rng, 20, 260) + rng.uniform(0, 6))
+        wave = np.sin(
+            (x if line else y) * 2 * np.pi / log_uniform(rng, 20, 260) + rng.uniform(0, 6)
+        )
         stripe = smoothstep(*np.sort(rng.uniform(-0.9, 0.9, 2) + [0, 0.05]), wave)
         floor = mix(floor, floor * 0.4 + 0.6 * any_colour(rng), stripe * rng.uniform(0.3, 1))
     return floor
@@ -257,8 +285,10 @@ def dead_leaves(rng: Rng, size: Size) -> Image:
 def patchwork(rng: Rng, size: Size) -> Image:
     """Two floors meeting at a line: a threshold, a mat's edge, a wall's foot."""
     one, other = (FLOORS[name](rng, size) for name in rng.choice(list(PLAIN_STYLES), 2))
-    x, y = turned(*coordinates(size, (size[0] * rng.uniform(0.2, 0.8), size[1] * rng.uniform(0.2, 0.8))),
-                  rng.uniform(0, 2 * np.pi))  # fmt: skip
+    x, y = turned(
+        *coordinates(size, (size[0] * rng.uniform(0.2, 0.8), size[1] * rng.uniform(0.2, 0.8))),
+        rng.uniform(0, 2 * np.pi)
+    )
     inside = smoothstep(-1, 1, x if rng.random() < 0.6 else np.minimum(x, y))
     shadow = 1 - rng.uniform(0, 0.5) * np.exp(-np.abs(x) / log_uniform(rng, 3, 30))
     floor = mix(one, other, inside) * shadow[..., None]
@@ -285,19 +315,39 @@ def cork(rng: Rng, size: Size) -> Image:
 
 
 FLOORS: dict[str, Callable[[Rng, Size], Image]] = {
-    "tiled": tiled, "planks": planks, "parquet": parquet, "paving": paving, "seamless": seamless,
-    "concrete": concrete, "carpet": carpet, "rug": rug, "photographic": photographic,
-    "dead_leaves": dead_leaves, "patchwork": patchwork, "herringbone": herringbone,
-    "flagstones": flagstones, "terrazzo": terrazzo, "cork": cork,
-}  # fmt: skip
+    "tiled": tiled,
+    "planks": planks,
+    "parquet": parquet,
+    "paving": paving,
+    "seamless": seamless,
+    "concrete": concrete,
+    "carpet": carpet,
+    "rug": rug,
+    "photographic": photographic,
+    "dead_leaves": dead_leaves,
+    "patchwork": patchwork,
+    "herringbone": herringbone,
+    "flagstones": flagstones,
+    "terrazzo": terrazzo,
+    "cork": cork,
+}
 # Styles that no training picture shows.
 HELD_OUT = ("herringbone", "flagstones", "terrazzo", "cork")
 PLAIN_STYLES = ("tiled", "planks", "parquet", "paving", "seamless", "concrete", "carpet", "rug")
 # How often training shows each style.
 TRAINED = {
-    "tiled": 6, "planks": 5, "parquet": 2, "paving": 2, "seamless": 3, "concrete": 3, "carpet": 3,
-    "rug": 2, "photographic": 3, "dead_leaves": 2, "patchwork": 5,
-}  # fmt: skip
+    "tiled": 6,
+    "planks": 5,
+    "parquet": 2,
+    "paving": 2,
+    "seamless": 3,
+    "concrete": 3,
+    "carpet": 3,
+    "rug": 2,
+    "photographic": 3,
+    "dead_leaves": 2,
+    "patchwork": 5,
+}
 
 
 def choose_style(rng: Rng, weights: dict[str, float]) -> str:

@@ -77,7 +77,7 @@ def basket(rng: Rng, size: Size) -> Lattice:
 
 
 def herringbone(rng: Rng, size: Size) -> Lattice:
-    """Strips of 1 x n units: along a row of units, n belong to a lying strip, n to standing ones."""
+    """Strips of 1 x n units: in a row of units, n belong to a lying strip, n to standing ones."""
     length, unit = int(rng.integers(3, 7)), log_uniform(rng, 30, 90)
     x, y = slanted(rng, size)
     i, j = (np.floor(value / unit).astype(np.int64) for value in (x, y))

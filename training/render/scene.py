@@ -112,7 +112,9 @@ def render(rng: Rng, size: Size, content: Content) -> Scene:
     things = fill(rng, canvas, content)
     lit = canvas.image * camera.illumination(rng, plane) + canvas.gleam[..., None]
     view = camera.tilt(rng, plane, size)
-    lit = cv2.warpPerspective(lit, view, size, flags=cv2.INTER_LINEAR, borderMode=cv2.BORDER_REFLECT)
+    lit = cv2.warpPerspective(
+        lit, view, size, flags=cv2.INTER_LINEAR, borderMode=cv2.BORDER_REFLECT
+    )
     owners = cv2.warpPerspective(canvas.owners, view, size, flags=cv2.INTER_NEAREST)
     return Scene(camera.photograph(rng, lit), owners, things, style)
 
@@ -153,4 +155,3 @@ def frame_content(rng: Rng, styles: dict[str, float], clean: bool) -> Content:
 
 def held_out_styles() -> dict[str, float]:
     return {style: 1.0 for style in floors.HELD_OUT}
-

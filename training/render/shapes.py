@@ -49,8 +49,18 @@ def polygon(size: Size, points: Image) -> Image:
 
 def ellipse(canvas: Image, centre, axes, angle: float, value) -> None:
     """`axes` are the half axes, `angle` in degrees."""
-    cv2.ellipse(canvas, tuple(fixed(centre).tolist()), tuple(fixed(axes).tolist()), float(angle), 0, 360,
-                value, -1, cv2.LINE_AA, SHIFT)  # fmt: skip
+    cv2.ellipse(
+        canvas,
+        tuple(fixed(centre).tolist()),
+        tuple(fixed(axes).tolist()),
+        float(angle),
+        0,
+        360,
+        value,
+        -1,
+        cv2.LINE_AA,
+        SHIFT,
+    )
 
 
 def depth(cover: Image) -> Image:
@@ -68,7 +78,9 @@ def tube(size: Size, path: Image, radii: Image) -> tuple[Image, Image]:
     """Cover and relief of a rope of changing thickness along a path."""
     cover = empty(size)
     for point, radius in zip(path, radii):
-        cv2.circle(cover, tuple(fixed(point).tolist()), int(fixed(radius)), 1.0, -1, cv2.LINE_AA, SHIFT)
+        cv2.circle(
+            cover, tuple(fixed(point).tolist()), int(fixed(radius)), 1.0, -1, cv2.LINE_AA, SHIFT
+        )
     return cover, blur(dome(cover, float(np.max(radii))), 1.0)
 
 

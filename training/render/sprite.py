@@ -12,7 +12,7 @@ from .noise import Image, Rng, blur, smooth_noise, smoothstep
 class Sprite:
     """A thing by itself, seen from above, on a small canvas of its own.
 
-    The floor's colour is multiplied by `film`, then covered with `colour` as far as `opacity` tells.
+    The floor's colour is multiplied by `film`, then covered with `colour` to `opacity`.
     """
 
     mask: Image  # bool: what the truth calls this thing
@@ -57,8 +57,10 @@ def random_light(rng: Rng, size: tuple[int, int]) -> Light:
 
 
 def slopes(height: Image) -> tuple[Image, Image]:
-    return (cv2.Sobel(height, cv2.CV_32F, 1, 0, ksize=3, scale=1 / 8),
-            cv2.Sobel(height, cv2.CV_32F, 0, 1, ksize=3, scale=1 / 8))  # fmt: skip
+    return (
+        cv2.Sobel(height, cv2.CV_32F, 1, 0, ksize=3, scale=1 / 8),
+        cv2.Sobel(height, cv2.CV_32F, 0, 1, ksize=3, scale=1 / 8),
+    )
 
 
 def shading(height: Image, light: Light) -> Image:
@@ -90,8 +92,15 @@ def padded(sprite: Sprite, margin: int) -> Sprite:
         sides = [(margin, margin)] * 2 + [(0, 0)] * (field.ndim - 2)
         return np.pad(field, sides, constant_values=outside)
 
-    return Sprite(widen(sprite.mask), widen(sprite.opacity), widen(sprite.colour), widen(sprite.film, 1),
-                  widen(sprite.height), widen(sprite.gloss), sprite.lift)  # fmt: skip
+    return Sprite(
+        widen(sprite.mask),
+        widen(sprite.opacity),
+        widen(sprite.colour),
+        widen(sprite.film, 1),
+        widen(sprite.height),
+        widen(sprite.gloss),
+        sprite.lift,
+    )
 
 
 def overlap(canvas: Canvas, sprite: Sprite, corner: tuple[int, int]) -> tuple[tuple, tuple] | None:
@@ -142,8 +151,13 @@ def mirror(canvas: Canvas, sprite: Sprite, there: tuple, here: tuple) -> Image:
         height = sprite.height if sprite.height is not None else np.zeros_like(sprite.opacity)
         slope_x, slope_y = (slope[here] for slope in slopes(height))
         rows, columns = np.mgrid[there].astype(np.float32)
-        seen = cv2.remap(canvas.light.mirrored, columns + 160 * slope_x, rows + 160 * slope_y,
-                         cv2.INTER_LINEAR, borderMode=cv2.BORDER_REFLECT)  # fmt: skip
+        seen = cv2.remap(
+            canvas.light.mirrored,
+            columns + 160 * slope_x,
+            rows + 160 * slope_y,
+            cv2.INTER_LINEAR,
+            borderMode=cv2.BORDER_REFLECT,
+        )
         toward = -canvas.light.direction[0] * slope_x - canvas.light.direction[1] * slope_y
         glint = smoothstep(0.25, 0.9, toward) * (1 - canvas.light.ambient)
         canvas.gleam[there] += sprite.gloss[here] * np.clip(0.7 * seen + 1.2 * glint, 0, 1)

@@ -33,16 +33,35 @@ Array = np.ndarray
 
 
 def python(script: str, *arguments: str) -> str:
-    done = subprocess.run([sys.executable, str(RECIPE / script), *arguments],
-                          capture_output=True, text=True, check=False)  # fmt: skip
+    done = subprocess.run(
+        [sys.executable, str(RECIPE / script), *arguments],
+        capture_output=True,
+        text=True,
+        check=False,
+    )
     if done.returncode != 0:
-        raise AssertionError(f"{script} {' '.join(arguments)}\n{done.stdout[-2000:]}{done.stderr[-3000:]}")
+        raise AssertionError(
+            f"{script} {' '.join(arguments)}\n{done.stdout[-2000:]}{done.stderr[-3000:]}"
+        )
     return done.stdout
 
 
 def train(task: str, scenes: Path, folder: Path, steps: int, *more: str) -> list[dict]:
-    python("train.py", task, "--data", str(scenes), "--output", str(folder),
-           "--images", str(steps * BATCH), "--batch", str(BATCH), "--log-every", "1", *more)  # fmt: skip
+    python(
+        "train.py",
+        task,
+        "--data",
+        str(scenes),
+        "--output",
+        str(folder),
+        "--images",
+        str(steps * BATCH),
+        "--batch",
+        str(BATCH),
+        "--log-every",
+        "1",
+        *more,
+    )
     return [json.loads(line) for line in (folder / "log.jsonl").read_text().splitlines()]
 
 
@@ -80,7 +99,9 @@ def answers(weights: Path, frame: Array) -> Array:
     """The network's predictions for the frame's patches, from torch."""
     model = Segmenter(len(CLASSES))
     model.load_state_dict(torch.load(weights))
-    squares = [to_square(frame[y : y + h, x : x + w], SIDE)[..., ::-1] for x, y, w, h in LAYOUTS["tiles"]]
+    squares = [
+        to_square(frame[y : y + h, x : x + w], SIDE)[..., ::-1] for x, y, w, h in LAYOUTS["tiles"]
+    ]
     with torch.no_grad():
         return Deployed(model).eval()(to_planes(torch.from_numpy(np.stack(squares))))[0].numpy()
 
@@ -108,22 +129,48 @@ class SmokeTest(unittest.TestCase):
         cls.addClassCleanup(scratch.cleanup)
         cls.folder = Path(scratch.name)
         python("render_data.py", "--output", str(cls.folder / "data"), "--scenes", str(SCENES))
-        python("render_frames.py", "--output", str(cls.folder / "frames"), "--frames", "1", "--clean", "1")
+        python(
+            "render_frames.py",
+            "--output",
+            str(cls.folder / "frames"),
+            "--frames",
+            "1",
+            "--clean",
+            "1",
+        )
         cls.scenes = cls.folder / "data"
-        cls.logs = {task: train(task, cls.scenes, cls.folder / task, STEPS)
-                    for task in ("segment", "classify")}  # fmt: skip
+        cls.logs = {
+            task: train(task, cls.scenes, cls.folder / task, STEPS)
+            for task in ("segment", "classify")
+        }
         for task in cls.logs:
-            python("export.py", task, "--weights", str(cls.folder / task / "network.pt"),
-                   "--output", str(cls.folder / f"{task}.onnx"))  # fmt: skip
+            python(
+                "export.py",
+                task,
+                "--weights",
+                str(cls.folder / task / "network.pt"),
+                "--output",
+                str(cls.folder / f"{task}.onnx"),
+            )
 
     def detect(self, network: Path, threshold: float, *more: str) -> list[dict]:
         config = self.folder / "config.yaml"
         config.write_text(configuration(LAYOUTS["tiles"], threshold, OVERLAP))
         done = subprocess.run(
-            [str(PROGRAM), "detect", "--model", str(network), "--config", str(config), *more,
-             str(self.folder / "frames" / "frames")],
-            capture_output=True, text=True, check=False,
-        )  # fmt: skip
+            [
+                str(PROGRAM),
+                "detect",
+                "--model",
+                str(network),
+                "--config",
+                str(config),
+                *more,
+                str(self.folder / "frames" / "frames"),
+            ],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
         self.assertEqual(done.returncode, 0, done.stderr[-2000:])
         return [json.loads(line) for line in done.stdout.splitlines()]
 
@@ -144,8 +191,11 @@ class SmokeTest(unittest.TestCase):
         frame = cv2.imread(str(self.folder / "frames" / "frames" / "0000.jpg"))
         predictions = answers(self.folder / "segment" / "network.pt", frame)
         threshold = threshold_of(predictions)
-        expected = [found for slot, patch in zip(predictions, LAYOUTS["tiles"])
-                    for found in decoded(slot, patch, threshold)]  # fmt: skip
+        expected = [
+            found
+            for slot, patch in zip(predictions, LAYOUTS["tiles"])
+            for found in decoded(slot, patch, threshold)
+        ]
         record = self.detect(self.folder / "segment.onnx", threshold)[0]
         found = list(zip(record["labels"], record["scores"], record["bboxes"]))
         self.assertGreater(len(expected), 5)
@@ -156,22 +206,43 @@ class SmokeTest(unittest.TestCase):
     def test_reduced_forms_run(self) -> None:
         for task in self.logs:
             for form in ("float16", "static"):
-                python("quantise.py", form, "--model", str(self.folder / f"{task}.onnx"), "--output",
-                       str(self.folder / f"{task}-{form}.onnx"), "--data", str(self.folder / "data"),
-                       "--samples", "6")  # fmt: skip
+                python(
+                    "quantise.py",
+                    form,
+                    "--model",
+                    str(self.folder / f"{task}.onnx"),
+                    "--output",
+                    str(self.folder / f"{task}-{form}.onnx"),
+                    "--data",
+                    str(self.folder / "data"),
+                    "--samples",
+                    "6",
+                )
         for form in ("float16", "static"):
             records = self.detect(
-                self.folder / f"segment-{form}.onnx", 0.02,
-                "--fece-model", str(self.folder / f"classify-{form}.onnx"), "--fece-class-ids", "0,1,2,3,4,5",
-            )  # fmt: skip
+                self.folder / f"segment-{form}.onnx",
+                0.02,
+                "--fece-model",
+                str(self.folder / f"classify-{form}.onnx"),
+                "--fece-class-ids",
+                "0,1,2,3,4,5",
+            )
             self.assertEqual(len(records), 2)
             self.assertTrue(all(record["success"] for record in records), form)
 
     def test_networks_are_measured(self) -> None:
         for task in self.logs:
-            printed = json.loads(python(
-                "evaluate.py", task, "--frames", str(self.folder / "frames"), "--program", str(PROGRAM),
-                "--model", str(self.folder / f"{task}.onnx"),
-            ))  # fmt: skip
+            printed = json.loads(
+                python(
+                    "evaluate.py",
+                    task,
+                    "--frames",
+                    str(self.folder / "frames"),
+                    "--program",
+                    str(PROGRAM),
+                    "--model",
+                    str(self.folder / f"{task}.onnx"),
+                )
+            )
             figure = printed["by patch"]["mask mAP50"] if task == "segment" else printed["recall"]
             self.assertTrue(0 <= figure[1] <= figure[2] <= 1 and 0 <= figure[0] <= 1, printed)

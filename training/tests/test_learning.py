@@ -29,13 +29,15 @@ class BoxTest(unittest.TestCase):
         self.assertAlmostEqual(float(ciou(box(0, 0, 4, 2), box(2, 0, 6, 2))), 1 / 3 - 0.1, places=5)
 
     def test_ciou_takes_off_for_another_ratio(self) -> None:
-        # IoU 1/2, centres 1 apart in a diagonal of 20 square, ratio term 4 / pi^2 (atan 2 - atan 1)^2.
+        # IoU 1/2, centres 1 apart, diagonal^2 20, ratio term 4 / pi^2 (atan 2 - atan 1)^2.
         ratio = 4 / math.pi**2 * (math.atan(2) - math.atan(1)) ** 2
         expected = 0.5 - 1 / 20 - ratio**2 / (0.5 + ratio)
         self.assertAlmostEqual(float(ciou(box(0, 0, 2, 2), box(0, 0, 4, 2))), expected, places=5)
 
     def test_a_box_does_not_contain_its_border(self) -> None:
-        inside = contains(box(0, 0, 10, 10)[None], torch.tensor([[5.0, 5.0], [10.0, 5.0], [11.0, 5.0]]))
+        inside = contains(
+            box(0, 0, 10, 10)[None], torch.tensor([[5.0, 5.0], [10.0, 5.0], [11.0, 5.0]])
+        )
         self.assertEqual(inside.tolist(), [[True, False, False]])
 
 
@@ -105,7 +107,9 @@ class SideTest(unittest.TestCase):
         logits = torch.full((1, 4, BINS, 1), -50.0)
         for side, distance in enumerate((1, 2, 3, 0)):
             logits[0, side, distance] = 50.0
-        boxes = corner_boxes(logits.view(1, -1, 1), torch.tensor([[12.0, 20.0]]), torch.tensor([[8.0]]))
+        boxes = corner_boxes(
+            logits.view(1, -1, 1), torch.tensor([[12.0, 20.0]]), torch.tensor([[8.0]])
+        )
         torch.testing.assert_close(boxes, torch.tensor([[[4.0, 4.0, 36.0, 20.0]]]))
 
     def test_anchors_of_three_grids_in_order(self) -> None:

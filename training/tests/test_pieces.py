@@ -21,7 +21,9 @@ class LetterboxTest(unittest.TestCase):
     def test_nearest_pixels_are_taken_and_grey_is_padded(self) -> None:
         patch = np.arange(4 * 8, dtype=np.uint8).reshape(4, 8)
         square = to_square(patch, 4)
-        np.testing.assert_array_equal(square, [[114] * 4, [0, 2, 4, 6], [16, 18, 20, 22], [114] * 4])
+        np.testing.assert_array_equal(
+            square, [[114] * 4, [0, 2, 4, 6], [16, 18, 20, 22], [114] * 4]
+        )
 
 
 THINGS = [{"number": 1, "label": 3, "kind": "hair"}, {"number": 2, "label": -1, "kind": "sock"}]
@@ -41,7 +43,9 @@ class TargetTest(unittest.TestCase):
         np.testing.assert_allclose(target.boxes, [[50, 55, 100, 105]])
 
     def test_a_mask_is_the_covered_share_of_each_cell(self) -> None:
-        owners = owners_with(1, slice(62, 158), slice(100, 200))  # network rows 56-103, columns 50-99
+        owners = owners_with(
+            1, slice(62, 158), slice(100, 200)
+        )  # network rows 56-103, columns 50-99
         mask = target_of(owners, THINGS, areas_of(owners)).masks[0]
         self.assertEqual(mask.shape, (MASK_SIDE, MASK_SIDE))
         self.assertEqual(mask[14, 13], 255)

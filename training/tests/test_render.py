@@ -25,7 +25,9 @@ class SpriteTest(unittest.TestCase):
         for name, kinds in dirt.DIRT.items():
             for kind in set(kinds):
                 for seed in range(4):
-                    self.check(kind(np.random.default_rng(seed)), f"{name}: {kind.__name__}({seed})")
+                    self.check(
+                        kind(np.random.default_rng(seed)), f"{name}: {kind.__name__}({seed})"
+                    )
 
     def test_every_other_thing_is_well_formed(self) -> None:
         for name, kind in distractors.DISTRACTORS.items():
@@ -59,7 +61,9 @@ class SceneTest(unittest.TestCase):
 
     def test_the_map_names_things_of_the_list_only(self) -> None:
         made = self.rendered(5)
-        self.assertLessEqual(set(np.unique(made.owners)) - {0}, {thing.number for thing in made.things})
+        self.assertLessEqual(
+            set(np.unique(made.owners)) - {0}, {thing.number for thing in made.things}
+        )
         self.assertTrue(any(thing.label >= 0 for thing in made.things))
 
     def test_a_clean_scene_has_no_dirt(self) -> None:
