@@ -224,8 +224,9 @@ std::vector<std::string> FindExcesses(const DumpComparison& comparison,
       excesses.push_back(beyond + "differs by " + ValueText(tensor.largest_absolute->difference));
     }
     const std::size_t nans = tensor.nan_only_in_a + tensor.nan_only_in_b;
-    if (nans > 0)
+    if (nans > 0) {
       excesses.push_back(beyond + "has no number on one side " + std::to_string(nans) + " times");
+    }
   }
   return excesses;
 }

@@ -52,22 +52,19 @@ class FolderScan {
  public:
   explicit FolderScan(const InputOptions& options) : options_(options) {}
 
-  // Returns the cause where the folder cannot be read.
-  std::error_code Add(const fs::path& folder) {
-    std::error_code error;
-    const bool has_results = fs::exists(folder / kResultsFile, error);
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-      std::error_code ignored;
-      if (entry->is_directory(ignored)) {
-        if (IsToBeEntered(*entry)) Add(entry->path());
-      } else if (IsTaken(entry->path()) && entry->is_regular_file(ignored) &&
-                 !(has_results && IsNameOfAResult(entry->path().filename().string()))) {
-        paths_.push_back(entry->path().string());
+  // The folder, and where wanted those in it.
+  void Add(const fs::path& folder) {
+    folders_.push_back(folder);
+    while (!folders_.empty()) {
+      const fs::path next = std::move(folders_.back());
+      folders_.pop_back();
+      if (const std::error_code error = AddOne(next); error) {
+        failures_.push_back({next.string(), "the folder cannot be read: " + error.message()});
       }
     }
-    return error;
   }
+
+  const std::vector<Input>& failures() const { return failures_; }
 
   std::vector<std::string> TakePaths() && {
     std::sort(paths_.begin(), paths_.end());
@@ -94,19 +91,37 @@ class FolderScan {
     return HasOneOf(kPictures, path) || (options_.videos && HasOneOf(kVideos, path));
   }
 
+  std::error_code AddOne(const fs::path& folder) {
+    std::error_code error;
+    const bool has_results = fs::exists(folder / kResultsFile, error);
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+      std::error_code ignored;
+      if (entry->is_directory(ignored)) {
+        if (IsToBeEntered(*entry)) folders_.push_back(entry->path());
+      } else if (IsTaken(entry->path()) && entry->is_regular_file(ignored) &&
+                 !(has_results && IsNameOfAResult(entry->path().filename().string()))) {
+        paths_.push_back(entry->path().string());
+      }
+    }
+    return error;
+  }
+
   const InputOptions& options_;
+  std::vector<fs::path> folders_;  // still to be looked at
   std::vector<std::string> paths_;
+  std::vector<Input> failures_;
 };
 
 void AppendFolder(const std::string& folder, const InputOptions& options,
                   std::vector<Input>& inputs) {
   FolderScan scan(options);
-  const std::error_code error = scan.Add(folder);
+  scan.Add(folder);
+  inputs.insert(inputs.end(), scan.failures().begin(), scan.failures().end());
+  const bool is_readable = scan.failures().empty();
   const std::string expected = scan.Expected();
   std::vector<std::string> paths = std::move(scan).TakePaths();
-  if (error) {
-    inputs.push_back({folder, "the folder cannot be read: " + error.message()});
-  } else if (paths.empty()) {
+  if (is_readable && paths.empty()) {
     inputs.push_back({folder, std::string("the folder has no picture") +
                                   (options.videos ? " or video" : "") + "; expected files named" +
                                   expected});

@@ -119,7 +119,7 @@ class HeaderParser {
     if (quote != '\'' && quote != '"') Reject("a text");
     const std::size_t end = text_.find(quote, position_ + 1);
     if (end == std::string::npos) Reject("a text");
-    const std::string text = text_.substr(position_ + 1, end - position_ - 1);
+    std::string text = text_.substr(position_ + 1, end - position_ - 1);
     position_ = end + 1;
     return text;
   }

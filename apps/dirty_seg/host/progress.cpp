@@ -22,12 +22,12 @@ constexpr int kUsualColumns = 80;
 
 // "1:30", or "2:01:30" from an hour on.
 std::string TimeText(double seconds) {
-  const long long whole = std::llround(seconds);
+  const long whole = std::lround(seconds);
   std::array<char, 32> text{};
   if (whole < 3600) {
-    std::snprintf(text.data(), text.size(), "%lld:%02lld", whole / 60, whole % 60);
+    std::snprintf(text.data(), text.size(), "%ld:%02ld", whole / 60, whole % 60);
   } else {
-    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60,
+    std::snprintf(text.data(), text.size(), "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60,
                   whole % 60);
   }
   return text.data();
