@@ -22,7 +22,7 @@ constexpr int kUsualColumns = 80;
 
 // "1:30", or "2:01:30" from an hour on.
 std::string TimeText(double seconds) {
-  const long whole = std::lround(seconds);
+  const auto whole = std::lround(seconds);
   std::array<char, 32> text{};
   if (whole < 3600) {
     std::snprintf(text.data(), text.size(), "%ld:%02ld", whole / 60, whole % 60);

@@ -117,11 +117,11 @@ class PageWriter {
   // As text that the browser does not look into until it is asked for.
   void WritePicture(const std::string& id, const std::string& base64) {
     if (base64.empty()) return;
-    out_ << "<script type=\"text/plain\" id=\"" << id << "\">" << base64 << "</script>\n";
+    out_ << R"(<script type="text/plain" id=")" << id << R"(">)" << base64 << "</script>\n";
   }
 
   void WriteData() {
-    out_ << "<script type=\"application/json\" id=\"data\">"
+    out_ << R"(<script type="application/json" id="data">)"
          << JsonForScript(data_.ToJson(options_.max_frames)) << "</script>";
   }
 
