@@ -82,7 +82,8 @@ int Execute(int argc, char** argv) {
   app.footer(
       "Example:\n"
       "  dirty_seg init seg.onnx fece.onnx --grid 3x2 --overlap 80\n"
-      "  dirty_seg detect --host host.yaml photographs");
+      "  dirty_seg detect --host host.yaml --save photographs\n"
+      "  dirty_seg report runs/detect");
   Action action;
   Add(app, AddBench, RunBenchCommand, action);
   Add(app, AddCheck, RunCheck, action);

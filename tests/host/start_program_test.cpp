@@ -58,7 +58,7 @@ class Start : public testing::Test {
 TEST_F(Start, LeadsFromTwoNetworksToResultsWithoutAnEdit) {
   const ProgramResult init = Init({"--grid", "2x1", "--overlap", "80"});
   ASSERT_EQ(init.status, 0) << init.errors;
-  EXPECT_THAT(init.errors, HasSubstr("go on with: dirty_seg detect --host " + host_));
+  EXPECT_THAT(init.errors, HasSubstr("go on with: dirty_seg detect --host " + host_ + " --save"));
 
   const ProgramResult check = RunProgram({"check", "--host", host_, "--strict"});
   EXPECT_EQ(check.status, 0) << check.output << check.errors;

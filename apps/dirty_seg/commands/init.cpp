@@ -138,7 +138,7 @@ CLI::App* AddInit(CLI::App& app, InitOptions& options) {
   command->footer(
       "Example:\n"
       "  dirty_seg init seg.onnx fece.onnx --grid 3x2 --overlap 80\n"
-      "  dirty_seg detect --host host.yaml photographs");
+      "  dirty_seg detect --host host.yaml --save photographs");
   return command;
 }
 
@@ -159,7 +159,7 @@ int RunInit(const InitOptions& options) {
   TellClasses(options, networks);
   const std::string host = (folder / kHostName).lexically_normal().string();
   Tell("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +
-       "' written; go on with: dirty_seg detect --host " + host + " PICTURE...");
+       "' written; go on with: dirty_seg detect --host " + host + " --save PICTURE...");
   return kAllDone;
 }
 

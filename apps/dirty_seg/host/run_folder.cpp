@@ -35,7 +35,7 @@ std::string MakeNumberedRunFolder(const std::string& command) {
   if (error) Reject("--save", kRuns, error);
   for (int number = 1;; ++number) {
     const std::string suffix = number == 1 ? "" : std::to_string(number);
-    const std::string path = (fs::path(kRuns) / (command + suffix)).string();
+    std::string path = (fs::path(kRuns) / (command + suffix)).string();
     if (fs::create_directory(path, error)) return path;
     if (error && error != std::errc::file_exists) Reject("--save", path, error);
   }

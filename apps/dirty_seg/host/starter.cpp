@@ -208,7 +208,7 @@ std::string StarterHost(const StarterNetworks& networks, const std::string& conf
   const DetectorOptions defaults;
   std::string text =
       "# Host file of dirty_seg: what its flags say, for every command that takes --host.\n"
-      "#   dirty_seg detect --host host.yaml PICTURE...\n"
+      "#   dirty_seg detect --host host.yaml --save PICTURE...\n"
       "# A key at the left serves every command with such an option; one below a command's name,\n"
       "# that command alone. The command line wins. Paths are seen from this file's folder.\n\n";
   text += Line("model: " + QuotedScalar(networks.model), networks.model_comment);
