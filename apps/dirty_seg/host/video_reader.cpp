@@ -36,8 +36,9 @@ void KeepLibrariesQuiet() {
 
 class CaptureReader : public FrameReader {
  public:
-  CaptureReader(cv::VideoCapture capture, std::int64_t told_count, int frame_step)
-      : capture_(std::move(capture)), told_count_(told_count), frame_step_(frame_step) {
+  // Copies of a capture share one decoder.
+  CaptureReader(const cv::VideoCapture& capture, std::int64_t told_count, int frame_step)
+      : capture_(capture), told_count_(told_count), frame_step_(frame_step) {
     const double rate = capture_.get(cv::CAP_PROP_FPS);
     if (rate > 0.0 && std::isfinite(rate)) rate_ = rate / frame_step;
   }
@@ -67,7 +68,7 @@ class CaptureReader : public FrameReader {
  private:
   bool End() const {
     if (next_ == 0) throw InputError("gives no frame that can be read");
-    const double missing = static_cast<double>(told_count_ - next_);
+    const auto missing = static_cast<double>(told_count_ - next_);
     if (missing > std::max(0.0, kCountTolerance * static_cast<double>(told_count_))) {
       throw InputError("ends after " + std::to_string(next_) + " of " +
                        std::to_string(told_count_) + " frames; it is cut short or damaged");
@@ -114,7 +115,7 @@ std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) 
   // A container without a number of frames gives one that cannot be.
   const double told = capture.get(cv::CAP_PROP_FRAME_COUNT);
   const auto count = told > 0.0 && told < 1e12 ? static_cast<std::int64_t>(told) : 0;
-  return std::make_unique<CaptureReader>(std::move(capture), count, frame_step);
+  return std::make_unique<CaptureReader>(capture, count, frame_step);
 }
 
 std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step) {
@@ -125,7 +126,7 @@ std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step)
   if (!std::filesystem::exists(device, error)) throw InputError("there is no " + device);
   cv::VideoCapture capture;
   if (!capture.open(number, cv::CAP_V4L2)) throw InputError("the camera gives no pictures");
-  return std::make_unique<CaptureReader>(std::move(capture), 0, frame_step);
+  return std::make_unique<CaptureReader>(capture, 0, frame_step);
 }
 
 }  // namespace dirty_seg
