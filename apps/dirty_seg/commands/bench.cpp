@@ -10,6 +10,7 @@
 #include "host/errors.h"
 #include "host/inputs.h"
 #include "host/log_capture.h"
+#include "host/output.h"
 
 namespace dirty_seg {
 namespace {
@@ -41,7 +42,7 @@ BenchPlan MakePlan(const BenchOptions& options) {
 }
 
 void Print(const std::string& text, std::FILE* file) {
-  if (std::fwrite(text.data(), 1, text.size(), file) != text.size() || std::fflush(file) != 0) {
+  if (!WriteText(text, file)) {
     throw SetupError("the measurements cannot be written to standard output");
   }
 }

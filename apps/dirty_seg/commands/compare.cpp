@@ -42,7 +42,7 @@ void AddLimits(CLI::App& command, CompareOptions& options) {
 }
 
 void Print(const std::string& text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+  if (!WriteText(text, stdout)) {
     throw SetupError("the comparison cannot be written to standard output");
   }
 }

@@ -50,9 +50,12 @@ std::string UniqueNames::Take(const std::string& path) {
   return name;
 }
 
+bool WriteText(const std::string& text, std::FILE* file) {
+  return std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
+}
+
 void WriteJsonLine(const ordered_json& json, const std::string& destination, std::FILE* file) {
-  const std::string line = ToText(json) + "\n";
-  if (std::fwrite(line.data(), 1, line.size(), file) != line.size() || std::fflush(file) != 0) {
+  if (!WriteText(ToText(json) + "\n", file)) {
     const std::string cause = LastError();
     std::clearerr(file);
     throw InputError("the result cannot be written to " + destination + ": " + cause);
@@ -121,8 +124,7 @@ OutputFile::OutputFile(const OutputFolder& folder, const std::string& file_name)
 }
 
 void OutputFile::Write(const std::string& text) {
-  if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size() ||
-      std::fflush(file_.get()) != 0) {
+  if (!WriteText(text, file_.get())) {
     throw InputError("'" + path_ + "' cannot be written: " + LastError());
   }
 }

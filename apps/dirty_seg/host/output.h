@@ -28,6 +28,9 @@ class UniqueNames {
   std::set<std::string> taken_;
 };
 
+/// Writes `text` and flushes it. Returns whether all of it went out; `errno` tells why not.
+bool WriteText(const std::string& text, std::FILE* file);
+
 /// Writes `json` as one line and flushes it, so that a reader sees every finished frame. Bytes that
 /// are no UTF-8 are replaced. Throws InputError with the cause, naming `destination`.
 void WriteJsonLine(const nlohmann::ordered_json& json, const std::string& destination,
