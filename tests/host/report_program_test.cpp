@@ -87,6 +87,21 @@ TEST_F(ReportProgram, OverwritesAPageOnlyWhenTold) {
   EXPECT_THAT(ReadFile(page_), StartsWith("<!doctype html>"));
 }
 
+TEST_F(ReportProgram, ShowsWhatAKilledRunLeaves) {
+  const std::string line = ReadFile(out_ + "/results.jsonl");
+  folder_.Write("out/results.jsonl", line + line.substr(0, line.size() / 2));
+  folder_.Write("out/summary.json", "");
+  const ProgramResult result = RunProgram({"report", out_});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors, HasSubstr("dirty_seg: warning: '" + out_ +
+                                       "/results.jsonl' line 2: ends in the middle, as a run that "
+                                       "is killed leaves it, and is left out\n"));
+  EXPECT_THAT(result.errors, HasSubstr("/summary.json' is no summary that "));
+  EXPECT_THAT(result.errors, HasSubstr("dirty_seg: 1 frame, 1 with its picture;"));
+  EXPECT_THAT(ReadFile(page_), HasSubstr("ends in the middle"));
+  EXPECT_EQ(RunProgram({"compare", out_, out_}).status, 0);
+}
+
 TEST_F(ReportProgram, RefusesWhatIsNoResults) {
   const ProgramResult result = RunProgram({"report", folder_.path()});
   EXPECT_EQ(result.status, 2);

@@ -136,11 +136,30 @@ TEST_F(ReadResultsTest, SaysWhichFileIsMissing) {
 }
 
 TEST_F(ReadResultsTest, RefusesALineThatIsNoObject) {
-  EXPECT_EQ(RefusalOf("{\"source\": "),
+  EXPECT_EQ(RefusalOf("{\"source\": \n"),
             "is no valid JSON near character 12; expected one object a line");
+  EXPECT_EQ(RefusalOf("\xff\xd8\xff"),
+            "is no valid JSON near character 1; expected one object a line");
   EXPECT_EQ(RefusalOf("[1, 2]"), "is [1,2]; expected one object a line");
   EXPECT_EQ(RefusalOf("[1e999]"), "has a number that is too large");
   EXPECT_EQ(RefusalOf(std::string(100000, '[')), "has more than 16 levels");
+}
+
+TEST_F(ReadResultsTest, LeavesOutALastLineThatEndsInTheMiddle) {
+  const std::string whole = std::string(kLeast) + "\n";
+  for (const std::string& rest : {std::string("{\"source\": \"b.p"), std::string("{"),
+                                  std::string(4096, '\0'), "{\"sou" + std::string(9, '\0')}) {
+    testing::internal::CaptureStderr();
+    const Results results = ReadText(whole + rest);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "dirty_seg: warning: '" + folder_ / "some.jsonl" +
+                  "' line 2: ends in the middle, as a run that is killed leaves it, and is left "
+                  "out\n");
+    EXPECT_EQ(results.frames.size(), 1U);
+    EXPECT_TRUE(results.ends_unfinished);
+  }
+  EXPECT_EQ(ReadText(whole + kLeast).frames.size(), 2U);
+  EXPECT_FALSE(ReadText(whole + kLeast).ends_unfinished);
 }
 
 TEST_F(ReadResultsTest, CountsLinesInItsMessages) {

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "geometry/letterbox.h"
-#include "host/errors.h"
 #include "host/labels.h"
+#include "host/messages.h"
 #include "host/overlay.h"
 #include "host/percentiles.h"
 
@@ -110,7 +110,9 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
     Take(json, "fece_model", facts.fece_model);
     return facts;
   } catch (const nlohmann::json::exception& error) {
-    throw SetupError("'" + path + "' is no summary that 'dirty_seg detect' wrote: " + error.what());
+    TellWarning("'" + path +
+                "' is no summary that 'dirty_seg detect' wrote, and is left out: " + error.what());
+    return std::nullopt;
   }
 }
 
@@ -268,12 +270,18 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
       frames.begin(), frames.end(), [](const StoredFrame& frame) { return frame.success; }));
   if (frames.empty()) AddNote("The results have no frame.", true, notes);
   if (!facts_) {
-    AddNote("There is no summary.json: whether the run came to its end is not known.", false,
+    AddNote("There is no whole summary.json: whether the run came to its end is not known.", false,
             notes);
   } else if (facts_->interrupted) {
     AddNote("The run was interrupted. This is what it had done by then: " +
                 Count(frames.size(), "frame") + ".",
             true, notes);
+  }
+  if (results_.ends_unfinished) {
+    AddNote(
+        "The last line of the results ends in the middle, as a run that is killed leaves it. "
+        "Its frame is left out.",
+        true, notes);
   }
   if (whole < frames.size()) {
     AddNote(Count(frames.size() - whole, "frame") + " of " + std::to_string(frames.size()) +

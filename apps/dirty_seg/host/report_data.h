@@ -13,7 +13,7 @@
 
 namespace dirty_seg {
 
-/// What summary.json tells of the run; nothing where the folder has none.
+/// What summary.json tells of the run; nothing where the folder has none that is whole.
 struct RunFacts {
   bool interrupted = false;
   std::size_t inputs = 0;
@@ -24,8 +24,8 @@ struct RunFacts {
   std::string fece_model;  // empty without a classifier
 };
 
-/// Reads the summary.json beside the results. A missing key leaves its default. Throws SetupError,
-/// naming the file and what was expected, for one that cannot be understood.
+/// Reads the summary.json beside the results. A missing key leaves its default. One that cannot be
+/// understood, as a run that is killed leaves it, is named on standard error and counts as missing.
 std::optional<RunFacts> ReadRunFacts(const std::string& folder);
 
 /// The indices of at most `most` frames that have a picture, evenly spread over those that did not

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "host/errors.h"
+#include "host/messages.h"
 
 namespace dirty_seg {
 namespace {
@@ -300,6 +301,13 @@ std::string FindFile(const std::string& path) {
   return file.string();
 }
 
+// Whether the file's last line is the beginning of one, or the zeros that a file system puts where
+// data did not reach the disk.
+bool IsUnfinished(const std::ifstream& stream, const std::string& text) {
+  const bool begins_as_one = text[0] == '{' || text.find_first_not_of('\0') == std::string::npos;
+  return stream.eof() && begins_as_one && !json::accept(text);
+}
+
 }  // namespace
 
 Results ReadResults(const std::string& path) {
@@ -315,6 +323,12 @@ Results ReadResults(const std::string& path) {
   std::string text;
   for (std::size_t line = 1; std::getline(stream, text); ++line) {
     if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
+    results.ends_unfinished = IsUnfinished(stream, text);
+    if (results.ends_unfinished) {
+      TellWarning(Place(results.file, line) +
+                  "ends in the middle, as a run that is killed leaves it, and is left out");
+      break;
+    }
     results.frames.push_back(LineReader(results.file, line).Read(text));
   }
   if (stream.bad()) throw SetupError("'" + results.file + "': cannot be read to its end");
