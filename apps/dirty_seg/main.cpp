@@ -3,6 +3,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@
 #include "host/errors.h"
 #include "host/messages.h"
 #include "host/nearest.h"
+#include "host/output.h"
 
 namespace dirty_seg {
 namespace {
@@ -73,6 +75,14 @@ std::string Complaint(CLI::App& app, const CLI::ParseError& error) {
   return error.what();
 }
 
+// Help or version.
+int Show(const CLI::App& app, const CLI::ParseError& error) {
+  std::ostringstream text;
+  app.exit(error, text);
+  PrintResult(text.str(), "the help");
+  return kAllDone;
+}
+
 int Execute(int argc, char** argv) {
   CLI::App app("Finds dirty regions in pictures", "dirty_seg");
   app.formatter(std::make_shared<HelpFormatter>());
@@ -98,7 +108,7 @@ int Execute(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // help or version
+    if (error.get_exit_code() == 0) return Show(app, error);
     TellError(Complaint(app, error) + "; '" + HelpOf(app) + "' shows the usage");
     return kCannotRun;
   }

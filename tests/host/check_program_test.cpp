@@ -80,6 +80,21 @@ TEST_F(CheckProgram, DrawsPatchesAndGaps) {
   EXPECT_NE(drawn.at<cv::Vec3b>(320, 4), cv::Vec3b(100, 100, 100));    // the outline
 }
 
+TEST_F(CheckProgram, ReplacesNoPictureUnlessTold) {
+  const std::string config = folder_.Write("c.yaml", kSquare);
+  const std::string frame =
+      test::WritePicture(folder_ / "f.png", test::Plain(test::kFrame, test::kRedPixel));
+  const std::string before = test::ReadFile(frame);
+  const ProgramResult result = RunProgram({"check", config, "--frame", frame, "--output", frame});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors,
+            "dirty_seg: error: '" + frame + "' is there already; --overwrite replaces it\n");
+  EXPECT_EQ(test::ReadFile(frame), before);
+  EXPECT_EQ(
+      RunProgram({"check", config, "--frame", frame, "--output", frame, "--overwrite"}).status, 0);
+  EXPECT_NE(test::ReadFile(frame), before);
+}
+
 TEST_F(CheckProgram, NeedsFrameAndOutputTogether) {
   const ProgramResult result = RunProgram({"check", "c.yaml", "--frame", "f.png"});
   EXPECT_EQ(result.status, 2);

@@ -135,6 +135,14 @@ TEST_F(Inputs, OfAListAreReadWhenTheirTurnComes) {
   EXPECT_FALSE(queue.Next());
 }
 
+TEST_F(Inputs, OfAListMayEndTheirLinesAsWindowsDoes) {
+  std::istringstream list("\xEF\xBB\xBFone.png\r\n\r\ntwo.png\r\n");
+  InputQueue queue({"-"}, {}, list);
+  EXPECT_EQ(queue.Next()->path, "one.png");
+  EXPECT_EQ(queue.Next()->path, "two.png");
+  EXPECT_FALSE(queue.Next());
+}
+
 TEST_F(Inputs, TellHowManyFramesAreLeftWhereAllArePictures) {
   std::istringstream list;
   InputQueue pictures({"a.png", "b.png"}, {}, list);
@@ -176,8 +184,31 @@ TEST_F(Inputs, ThatAreCutShortAreRefused) {
   const std::string whole =
       test::WritePicture(folder_ / "whole.png", test::Plain(test::kFrame, test::kRedPixel));
   const std::string path = folder_.Write("cut.png", test::ReadFile(whole).substr(0, 1000));
+  EXPECT_THAT(test::RejectionOf<InputError>([&] { ReadPicture(path); }),
+              testing::StartsWith("is no picture that can be read"));
+}
+
+// The decoder fills the rest with grey and calls it a picture.
+TEST_F(Inputs, ThatAreJpegFilesCutShortAreRefused) {
+  cv::Mat noise(test::kFrame, CV_8UC3);
+  cv::randu(noise, 0, 256);
+  const std::string whole = test::ReadFile(test::WritePicture(folder_ / "whole.jpg", noise));
+  const std::string path = folder_.Write("cut.jpg", whole.substr(0, whole.size() / 2));
   EXPECT_EQ(test::RejectionOf<InputError>([&] { ReadPicture(path); }),
-            "is no picture that can be read");
+            "is cut short: Premature end of JPEG file");
+}
+
+TEST_F(Inputs, ThatTheirDecoderComplainsOfAreReadWithAWarning) {
+  std::string bytes = test::ReadFile(
+      test::WritePicture(folder_ / "whole.jpg", test::Plain(test::kFrame, test::kRedPixel)));
+  bytes.insert(20, "stray");  // behind the first segment: two bytes begin the file, 18 are that one
+  const std::string path = folder_.Write("stray.jpg", bytes);
+  testing::internal::CaptureStderr();
+  const cv::Mat picture = ReadPicture(path);
+  EXPECT_EQ(picture.size(), test::kFrame);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "dirty_seg: warning: '" + path +
+                "': Corrupt JPEG data: 5 extraneous bytes before marker 0xdb\n");
 }
 
 }  // namespace

@@ -112,6 +112,13 @@ TEST_F(Output, WritesTheOverlayAsJpeg) {
   EXPECT_EQ(cv::imread(folder_ / "street.overlay.jpg").size(), cv::Size(64, 48));
 }
 
+TEST_F(Output, OfAPictureThatItsFormatCannotHoldIsRefused) {
+  const std::string path = folder_ / "wide.jpg";
+  const cv::Mat wide(1, 65501, CV_8UC3, cv::Scalar(0, 0, 0));
+  EXPECT_THAT(test::RejectionOf<InputError>([&] { WritePicture(path, wide); }),
+              testing::StartsWith("'" + path + "' cannot be written: "));
+}
+
 TEST_F(Output, WritesJsonForReading) {
   const OutputFolder output(folder_.path(), false);
   output.WriteJson("summary.json", {{"inputs", 1}, {"name", "a\xff"}});

@@ -79,6 +79,30 @@ TEST_F(Start, CommandLineComesBeforeTheFile) {
   EXPECT_EQ(json::parse(detect.output)["labels"], json::parse("[0, 0]"));
 }
 
+TEST_F(Start, CommandLineComesBeforeWhatTheFileSaysOfItsOpposite) {
+  ASSERT_EQ(Init({}).status, 0);
+  const std::string host = folder_.Write(
+      "own.yaml",
+      "model: " + CommonNetwork("seg-b2-64") + "\nconfig: " +
+          folder_.Write("c.yaml", "patch: {enable: true, patches: [[0, 0, 64, 64]]}\n") +
+          "\nsave: true\nverbose: true\n");
+  const std::string picture = Picture(test::kRedPixel);
+  const std::string out = folder_ / "out";
+  const ProgramResult result =
+      RunProgram({"detect", "--host", host, "--output", out, "-q", picture});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_NE(test::ReadFile(out + "/results.jsonl"), "");
+}
+
+TEST_F(Start, RefusesAGridWhoseBatchTheEngineCannotHold) {
+  const ProgramResult result = Init({"--grid", "64x64", "--overlap", "0"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("[4096, 3, 640, 640]; expected positive dimensions and at "
+                                       "most 2147483647 bytes"));
+  EXPECT_FALSE(std::filesystem::exists(host_));
+}
+
 TEST_F(Start, FileMaySpeakToOneCommandAlone) {
   ASSERT_EQ(Init({"--grid", "2x1"}).status, 0);
   folder_.Write("project/host.yaml", ReadFile(host_) + "detect:\n  output: found\n" +

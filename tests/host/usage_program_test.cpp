@@ -5,18 +5,21 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "support/paths.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"
 
 namespace dirty_seg {
 namespace {
 
+using test::CommonNetwork;
 using test::ProgramResult;
 using test::ReadFile;
 using test::RunProgram;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -66,6 +69,25 @@ TEST(Usage, NamesTheOptionThatWasMeant) {
   EXPECT_THAT(RunProgram({"check", "--stric=1", "c.yaml"}).errors,
               HasSubstr("did you mean '--strict'?"));
   EXPECT_THAT(RunProgram({"--verison"}).errors, HasSubstr("did you mean '--version'?"));
+}
+
+TEST(Usage, RefusesAnOutputFolderWithoutAName) {
+  const ProgramResult result =
+      RunProgram({"detect", "--model", "m", "--config", "c", "--output", "", "x.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("--output: the text is empty; expected a folder's name"));
+}
+
+TEST(Usage, FailsWhereStandardOutputIsFull) {
+  for (const Arguments& arguments :
+       {Arguments{"env"}, Arguments{"--version"}, Arguments{"detect", "--help"},
+        Arguments{"completion", "bash"}, Arguments{"inspect", CommonNetwork("seg-b2-64")}}) {
+    const ProgramResult result = RunProgram(arguments, {}, "/dev/full");
+    EXPECT_EQ(result.status, 2) << arguments[0];
+    EXPECT_THAT(result.errors,
+                EndsWith(" cannot be written to standard output: No space left on device\n"))
+        << arguments[0];
+  }
 }
 
 // ---- Help ---------------------------------------------------------------------------------------

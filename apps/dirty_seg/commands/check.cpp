@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
+#include <filesystem>
 #include <stdexcept>
 
 #include "engine/segmentation_head.h"
@@ -40,6 +40,14 @@ cv::Mat ReadFrame(const std::string& path) try {
   throw SetupError("'" + path + "': " + error.what());
 }
 
+void RefuseToReplace(const CheckOptions& options) {
+  std::error_code error;
+  if (options.output.empty() || options.overwrite ||
+      !std::filesystem::exists(options.output, error))
+    return;
+  throw SetupError("'" + options.output + "' is there already; --overwrite replaces it");
+}
+
 }  // namespace
 
 CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
@@ -57,6 +65,8 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
       command->add_option("--output", options.output, "... into this file")->type_name("PICTURE");
   frame->needs(output);
   output->needs(frame);
+  command->add_flag("--overwrite", options.overwrite, "Replace that file if it is there")
+      ->needs(output);
   command->add_flag("--strict", options.strict, "Warnings make the exit status 1");
   command->footer(
       "Example:\n"
@@ -67,8 +77,9 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
 }
 
 int RunCheck(const CheckOptions& options) {
+  RefuseToReplace(options);
   const ConfigCheck check = Check(options);
-  std::fputs(CheckText(options.config, check).c_str(), stdout);
+  PrintResult(CheckText(options.config, check), "the findings");
   if (!options.frame.empty()) {
     WritePicture(options.output,
                  DrawPatches(ReadFrame(options.frame), check.patches, check.coverage.gaps));

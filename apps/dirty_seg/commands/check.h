@@ -11,6 +11,7 @@ struct CheckOptions {
   std::string model;   // empty: a network of 640 x 640
   std::string frame;   // empty: no picture
   std::string output;  // of the picture
+  bool overwrite = false;
   bool strict = false;
 };
 

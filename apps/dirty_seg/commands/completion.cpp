@@ -2,12 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 #include <vector>
 
 #include "commands/options.h"
 #include "commands/value_kind.h"
 #include "host/errors.h"
+#include "host/output.h"
 
 namespace dirty_seg {
 namespace {
@@ -193,7 +193,7 @@ CLI::App* AddCompletion(CLI::App& app, CompletionOptions& options) {
 int RunCompletion(const CompletionOptions& options) {
   const std::string text =
       options.shell == "zsh" ? ZshCompletion(*options.program) : BashCompletion(*options.program);
-  std::fputs(text.c_str(), stdout);
+  PrintResult(text, "the completion");
   return kAllDone;
 }
 

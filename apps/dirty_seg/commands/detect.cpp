@@ -30,6 +30,7 @@ void AddInputOptions(CLI::App& command, DetectOptions& options) {
 void AddResultOptions(CLI::App& command, ResultOptions& options) {
   CLI::Option* output =
       command.add_option("--output", options.output, "Results folder; else JSON lines to stdout")
+          ->check(NotEmpty("a folder's name"))
           ->type_name("DIR");
   command.add_flag("--save", options.save, "Results folder runs/detect, runs/detect2, ...")
       ->excludes(output);

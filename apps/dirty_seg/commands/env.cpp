@@ -1,11 +1,11 @@
 #include "commands/env.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 
 #include "commands/options.h"
 #include "host/environment_report.h"
 #include "host/errors.h"
+#include "host/output.h"
 
 namespace dirty_seg {
 
@@ -29,7 +29,7 @@ int RunEnv(const EnvOptions& options) {
                                         {"CLI11", CLI11_VERSION}};
   const nlohmann::ordered_json environment = EnvironmentJson(versions, options.threads);
   const std::string text = options.json ? environment.dump(2) + "\n" : EnvironmentText(environment);
-  std::fputs(text.c_str(), stdout);
+  PrintResult(text, "the environment");
   return kAllDone;
 }
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -42,7 +43,11 @@ std::vector<std::string> KeysOf(CLI::App& command) {
 class Reader {
  public:
   Reader(HostFile file, CLI::App& command)
-      : file_(std::move(file)), command_(command), commands_(CommandsOf(*command.get_parent())) {}
+      : file_(std::move(file)), command_(command), commands_(CommandsOf(*command.get_parent())) {
+    for (const CLI::Option* option : FlagsOf(command)) {
+      if (!option->empty()) given_.insert(option);
+    }
+  }
 
   void Apply() {
     for (const HostSection& section : file_.sections) CheckSection(section);
@@ -93,9 +98,22 @@ class Reader {
     return names;
   }
 
+  // The command line comes before the file, also where it has the opposite of what the file says.
+  bool IsRuledOut(const CLI::Option& option) const {
+    const auto excludes_given = [this](const CLI::Option& each) {
+      const auto& rivals = each.get_excludes();
+      return std::any_of(rivals.begin(), rivals.end(),
+                         [this](const CLI::Option* rival) { return given_.count(rival) > 0; });
+    };
+    const auto& needed = option.get_needs();
+    return excludes_given(option) ||
+           std::any_of(needed.begin(), needed.end(),
+                       [&](const CLI::Option* each) { return excludes_given(*each); });
+  }
+
   void Set(const HostEntry& entry) {
     CLI::Option* option = FindOption(command_, entry.key);
-    if (option == nullptr || !option->empty()) return;
+    if (option == nullptr || !option->empty() || IsRuledOut(*option)) return;
     try {
       if (KindOf(*option) == ValueKind::kNone) {
         SetFlag(entry, *option);
@@ -136,6 +154,7 @@ class Reader {
   HostFile file_;
   CLI::App& command_;
   std::vector<CLI::App*> commands_;
+  std::set<const CLI::Option*> given_;  // on the command line
 };
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "host/errors.h"
 #include "host/messages.h"
 #include "host/network_report.h"
+#include "host/networks.h"
 #include "host/starter.h"
 
 namespace dirty_seg {
@@ -39,7 +40,7 @@ Grid ReadGrid(const std::string& text) {
   throw SetupError("--grid " + text + ": expected columns x rows, each from 1 to 64, as 3x2");
 }
 
-// Open batches take whatever the grid has.
+// Open batches take whatever the grid has, as long as the engine can hold it.
 bool HasOpenBatch(const NetworkReport& report) {
   const auto& shape = report.description.inputs.at(0).shape;
   return !shape.empty() && shape[0].find_first_not_of("0123456789") != std::string::npos;
@@ -47,7 +48,11 @@ bool HasOpenBatch(const NetworkReport& report) {
 
 void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkReport& report) {
   const int batch = report.head->batch;
-  if (HasOpenBatch(report) || grid.count() <= batch) return;
+  if (HasOpenBatch(report)) {
+    ReadSegmentationNetwork(options.model, static_cast<std::size_t>(grid.count()), 1);
+    return;
+  }
+  if (grid.count() <= batch) return;
   std::string fitting;
   for (const Grid& other : GridsThatFit(batch, options.overlap, report.head->input_side)) {
     fitting += (fitting.empty() ? "; these fit: " : ", ") + GridText(other);

@@ -1,7 +1,6 @@
 #include "commands/inspect.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "commands/options.h"
@@ -90,7 +89,7 @@ int RunInspect(const InspectOptions& options) {
     TellError("'" + model + "': " + reports.back().fault);
     ++faults;
   }
-  std::fputs(Written(reports, options.format).c_str(), stdout);
+  PrintResult(Written(reports, options.format), "the description");
   if (faults == 0) return kAllDone;
   return faults == reports.size() ? kCannotRun : kSomeInputFailed;
 }

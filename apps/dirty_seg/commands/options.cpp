@@ -45,6 +45,13 @@ CLI::Validator OneOf(const std::vector<std::string>& words) {
   return {check, ""};
 }
 
+CLI::Validator NotEmpty(const std::string& expected) {
+  const auto check = [expected](const std::string& text) -> std::string {
+    return text.empty() ? "the text is empty; expected " + expected : "";
+  };
+  return {check, ""};
+}
+
 void AddThreadsOption(CLI::App& command, int& threads) {
   command.add_option("--threads", threads, "To compute with; 0, the default, is all cores")
       ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))

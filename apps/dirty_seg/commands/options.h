@@ -27,6 +27,9 @@ CLI::Validator NumberFrom(Number least, Number most, const std::string& range) {
 /// One of `words`; the refusal names the nearest.
 CLI::Validator OneOf(const std::vector<std::string>& words);
 
+/// Any text but none, which a variable that is not set leaves.
+CLI::Validator NotEmpty(const std::string& expected);
+
 /// --threads.
 void AddThreadsOption(CLI::App& command, int& threads);
 

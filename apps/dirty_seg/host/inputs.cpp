@@ -11,10 +11,13 @@
 #include <fstream>
 #include <iterator>
 #include <opencv2/imgcodecs.hpp>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
+#include "host/error_capture.h"
 #include "host/errors.h"
+#include "host/messages.h"
 #include "host/output.h"
 
 namespace dirty_seg {
@@ -26,6 +29,8 @@ constexpr std::array<const char*, 10> kPictures{".jpg",  ".jpeg", ".png", ".bmp"
                                                 ".tiff", ".webp", ".ppm", ".pgm", ".jp2"};
 constexpr std::array<const char*, 10> kVideos{".mp4", ".avi",  ".mkv", ".mov", ".webm",
                                               ".m4v", ".mpeg", ".mpg", ".wmv", ".mjpeg"};
+// What the JPEG library says where the rest of a picture is grey.
+constexpr const char* kCutShort = "Premature end of JPEG file";
 constexpr const char* kDevice = "/dev/video";
 constexpr const char* kCamera = "camera:";
 
@@ -159,6 +164,28 @@ void AppendMatches(const std::string& pattern, const InputOptions& options,
   globfree(&matches);
 }
 
+// Lists that were made under Windows begin with a byte order mark and end lines with "\r\n".
+std::string WithoutMarks(std::string line) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (line.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) {
+    line.erase(0, kByteOrderMark.size());
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return line;
+}
+
+// What decoders say of a picture, they say without its name.
+cv::Mat Decode(const std::string& path, std::string& said) {
+  const ErrorCapture errors;
+  try {
+    cv::Mat picture = cv::imread(path, cv::IMREAD_COLOR);
+    said = errors.Text();
+    return picture;
+  } catch (const cv::Exception& exception) {
+    throw InputError("cannot be read as a picture: " + exception.err);
+  }
+}
+
 }  // namespace
 
 InputKind KindOf(const std::string& path) {
@@ -206,7 +233,7 @@ void InputQueue::ReadListLine() {
   std::string line;
   if (!std::getline(list_, line)) {
     ready_.pop_front();
-  } else if (!line.empty()) {
+  } else if (line = WithoutMarks(line); !line.empty()) {
     std::vector<Input> inputs = ExpandInputs({line}, options_);
     ready_.insert(ready_.begin(), std::make_move_iterator(inputs.begin()),
                   std::make_move_iterator(inputs.end()));
@@ -233,13 +260,12 @@ cv::Mat ReadPicture(const std::string& path) {
     throw InputError(std::string("cannot be opened: ") +
                      std::strerror(errno == 0 ? ENOENT : errno));
   }
-  cv::Mat picture;
-  try {
-    picture = cv::imread(path, cv::IMREAD_COLOR);
-  } catch (const cv::Exception& exception) {
-    throw InputError("cannot be read as a picture: " + exception.err);
-  }
-  if (picture.empty()) throw InputError("is no picture that can be read");
+  std::string said;
+  cv::Mat picture = Decode(path, said);
+  const std::string cause = said.empty() ? "" : ": " + said;
+  if (picture.empty()) throw InputError("is no picture that can be read" + cause);
+  if (said.find(kCutShort) != std::string::npos) throw InputError("is cut short" + cause);
+  if (!said.empty()) TellWarning("'" + path + "': " + said);
   return picture;
 }
 

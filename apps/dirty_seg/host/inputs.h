@@ -47,6 +47,7 @@ std::vector<Input> ExpandInputs(const std::vector<std::string>& arguments,
 
 /// The inputs one after another. The argument "-" stands for a list, one argument a line, of which
 /// a line is read when its turn comes, so that another program can write them while this one works.
+/// A line's end may be "\r\n".
 class InputQueue {
  public:
   /// `list` outlives this object.
@@ -70,7 +71,8 @@ class InputQueue {
   std::size_t given_ = 0;
 };
 
-/// Reads a picture as CV_8UC3 in B, G, R order. Throws InputError with the cause.
+/// Reads a picture as CV_8UC3 in B, G, R order. Throws InputError with the cause, also for a JPEG
+/// file that is cut short. What else its decoder complains of is a warning with the path.
 cv::Mat ReadPicture(const std::string& path);
 
 }  // namespace dirty_seg

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/config_code.h"
-#include "host/engine_errors.h"
+#include "host/error_capture.h"
 #include "host/errors.h"
 #include "host/networks.h"
 
@@ -34,7 +34,7 @@ std::string WithoutPath(const std::string& path, const std::string& text) {
 // What `call` says when it throws, in the engine's words where it has some; empty when it does not.
 template <typename Call>
 std::string FaultOf(const std::string& path, const Call& call) {
-  const EngineErrors errors;
+  const ErrorCapture errors;
   try {
     call();
     return "";

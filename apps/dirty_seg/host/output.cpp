@@ -54,6 +54,12 @@ bool WriteText(const std::string& text, std::FILE* file) {
   return std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
 }
 
+void PrintResult(const std::string& text, const char* what, std::FILE* file) {
+  if (!WriteText(text, file)) {
+    throw SetupError(std::string(what) + " cannot be written to standard output: " + LastError());
+  }
+}
+
 void WriteJsonLine(const ordered_json& json, const std::string& destination, std::FILE* file) {
   if (!WriteText(ToText(json) + "\n", file)) {
     const std::string cause = LastError();
@@ -67,9 +73,13 @@ void WritePicture(const std::string& path, const cv::Mat& picture) {
     throw InputError("'" + path + "' cannot be written: expected a name that ends in .png or .jpg");
   }
   std::vector<unsigned char> bytes;
-  // The parameter is JPEG's alone; other formats pass over it.
-  cv::imencode(fs::path(path).extension().string(), picture, bytes,
-               {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
+  try {
+    // The parameter is JPEG's alone; other formats pass over it.
+    cv::imencode(fs::path(path).extension().string(), picture, bytes,
+                 {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
+  } catch (const cv::Exception& exception) {
+    throw InputError("'" + path + "' cannot be written: " + exception.err);
+  }
   WriteBytes(path, bytes.data(), bytes.size());
 }
 

@@ -1,4 +1,4 @@
-#include "host/engine_errors.h"
+#include "host/error_capture.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -30,23 +30,28 @@ std::string ReadAll(int file) {
 
 }  // namespace
 
-EngineErrors::EngineErrors() {
+ErrorCapture::ErrorCapture() {
   std::fflush(stderr);
   real_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const bool is_usable = real_ >= 0 || errno == EBADF;
   const int memory = memfd_create("dirty_seg errors", MFD_CLOEXEC);
-  if (real_ < 0 || memory < 0 || dup2(memory, STDERR_FILENO) < 0) {
+  if (!is_usable || memory < 0 || dup2(memory, STDERR_FILENO) < 0) {
     throw SetupError(std::string("standard error cannot be used: ") + std::strerror(errno));
   }
-  close(memory);
+  if (memory != STDERR_FILENO) close(memory);
 }
 
-EngineErrors::~EngineErrors() {
+ErrorCapture::~ErrorCapture() {
   std::fflush(stderr);
+  if (real_ < 0) {
+    close(STDERR_FILENO);  // as it was
+    return;
+  }
   dup2(real_, STDERR_FILENO);
   close(real_);
 }
 
-std::string EngineErrors::Text() const {
+std::string ErrorCapture::Text() const {
   std::fflush(stderr);
   std::istringstream lines(ReadAll(STDERR_FILENO));
   std::string text;
