@@ -17,6 +17,7 @@ bool OnnxMessage::Next() {
   const std::optional<std::uint64_t> key = ReadVarint();
   if (!key) return false;
   field_ = *key / 8;
+  if (field_ == 0) return false;  // no field has this number; the runtime's reader ends here too
   value_ = 0;
   length_ = 0;
   switch (*key % 8) {

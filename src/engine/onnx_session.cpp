@@ -59,6 +59,9 @@ TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
   return info;
 }
 
+// A message of Protocol Buffers, which an ONNX file is, is no larger.
+constexpr std::uintmax_t kMostBytes = 2147483647;
+
 // Tells a missing file from a bad one in plain words before the runtime does in its own, and keeps
 // from it what it would not survive.
 void CheckFile(const std::string& path) {
@@ -69,6 +72,11 @@ void CheckFile(const std::string& path) {
   }
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
     throw SessionError("is no regular file; expected an ONNX file");
+  }
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (!error && size > kMostBytes) {
+    throw SessionError("has " + std::to_string(size) + " bytes; expected an ONNX file, of at most " +
+                       std::to_string(kMostBytes));
   }
   errno = 0;
   std::ifstream file(path, std::ios::binary);

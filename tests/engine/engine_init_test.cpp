@@ -294,6 +294,16 @@ TEST(EngineInitFile, Folder) {
   ExpectRefused(config, Line(config, "is a folder; expected an ONNX file"));
 }
 
+// A file with a hole takes no room on the disk.
+TEST(EngineInitFile, LargerThanANetworkCanBe) {
+  const test::TemporaryFile file(test::ReadFile(test::NetworkPath("seg-b2-64")));
+  auto config = test::ConfigOf(file.path());
+  std::filesystem::resize_file(file.path(), 2147483648);
+  ExpectRefused(config, Line(config,
+                             "has 2147483648 bytes; expected an ONNX file, of at most "
+                             "2147483647"));
+}
+
 TEST(EngineInitFile, APipeIsRefusedAndNotWaitedFor) {
   const std::string pipe = (std::filesystem::temp_directory_path() / "engine_test_pipe").string() +
                            std::to_string(getpid());
