@@ -91,9 +91,13 @@ TEST_F(DetectForms, AreVideosOfVideos) {
   EXPECT_EQ(video.rate, 5.0);
   ASSERT_EQ(video.frames.size(), 3U);
   ASSERT_EQ(video.frames[0].size(), test::kFrame);
-  // Green all over, but for what is drawn at the patches.
-  EXPECT_NEAR(cv::mean(video.frames[0](cv::Rect(1000, 800, 100, 100)))[1], 255.0, 4.0);
-  EXPECT_LT(cv::mean(video.frames[0](cv::Rect(16, 24, 32, 16)))[1], 240.0);
+  // Green all over, as far as the codec keeps it (on Arm less), but for what is drawn at patches.
+  const std::string again =
+      test::WriteVideo(folder_ / "again.avi", {1, test::ReadVideo(clip).frames.at(0)}, 5.0);
+  const double green = cv::mean(test::ReadVideo(again).frames.at(0))[1];
+  ASSERT_GT(green, 200.0);
+  EXPECT_NEAR(cv::mean(video.frames[0](cv::Rect(1000, 800, 100, 100)))[1], green, 4.0);
+  EXPECT_LT(cv::mean(video.frames[0](cv::Rect(16, 24, 32, 16)))[1], green - 15.0);
 }
 
 TEST_F(DetectForms, AllTogetherLeaveTheResultsAsTheyAre) {

@@ -42,10 +42,9 @@ cv::Mat ReadFrame(const std::string& path) try {
 
 void RefuseToReplace(const CheckOptions& options) {
   std::error_code error;
-  if (options.output.empty() || options.overwrite ||
-      !std::filesystem::exists(options.output, error))
-    return;
-  throw SetupError("'" + options.output + "' is there already; --overwrite replaces it");
+  if (!options.overwrite && std::filesystem::exists(options.output, error)) {
+    throw SetupError("'" + options.output + "' is there already; --overwrite replaces it");
+  }
 }
 
 }  // namespace
