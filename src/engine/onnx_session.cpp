@@ -75,8 +75,8 @@ void CheckFile(const std::string& path) {
   }
   const std::uintmax_t size = std::filesystem::file_size(path, error);
   if (!error && size > kMostBytes) {
-    throw SessionError("has " + std::to_string(size) + " bytes; expected an ONNX file, of at most " +
-                       std::to_string(kMostBytes));
+    throw SessionError("has " + std::to_string(size) +
+                       " bytes; expected an ONNX file, of at most " + std::to_string(kMostBytes));
   }
   errno = 0;
   std::ifstream file(path, std::ios::binary);
