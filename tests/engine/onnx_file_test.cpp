@@ -156,14 +156,14 @@ TEST(OnnxFile, AFieldOfNoKindEndsTheFile) {
   EXPECT_EQ(RefusalOf(Varint(99 * 8 + 7) + node), "");
 }
 
-// A length that would wrap around to its own last byte, from where eight bytes and then a node
-// could be read.
 TEST(OnnxFile, AFieldWithoutANumberEndsTheFile) {
   const std::string bad = ModelWith(NodeFields("Conv", IntegerAttribute("group", 0)));
   EXPECT_NE(RefusalOf(bad), "");
   EXPECT_EQ(RefusalOf(std::string(2, '\0') + bad), "");
 }
 
+// A length that would wrap around to its own last byte, from where eight bytes and then a node
+// could be read.
 TEST(OnnxFile, ALengthBeyondTheFileEndsIt) {
   const std::string node = ModelWith(NodeFields("Conv", IntegerAttribute("group", 0)));
   EXPECT_EQ(RefusalOf(Varint(99 * 8 + 2) + Varint(~std::uint64_t{0}) + "12345678" + node), "");

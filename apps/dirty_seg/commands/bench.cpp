@@ -41,12 +41,6 @@ BenchPlan MakePlan(const BenchOptions& options) {
   return plan;
 }
 
-void Print(const std::string& text, std::FILE* file) {
-  if (!WriteText(text, file)) {
-    throw SetupError("the measurements cannot be written to standard output");
-  }
-}
-
 }  // namespace
 
 CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
@@ -80,11 +74,12 @@ int RunBenchCommand(const BenchOptions& options) {
   BenchResult result = RunBench(plan, inputs, log);
   for (std::size_t i = 0; i < peaks.size(); ++i) result.sides[i].peak_memory = peaks[i];
   if (result.frames > 0) {
-    Print(options.json ? BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result)
-                                 .dump(2, ' ', false, nlohmann::json::error_handler_t::replace) +
-                             "\n"
-                       : BenchText(plan, result),
-          log.standard_output());
+    PrintResult(options.json
+                    ? BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result)
+                              .dump(2, ' ', false, nlohmann::json::error_handler_t::replace) +
+                          "\n"
+                    : BenchText(plan, result),
+                "the measurements", log.standard_output());
   }
   return result.failed == 0 ? kAllDone : kSomeInputFailed;
 }

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <filesystem>
 #include <stdexcept>
 
 #include "engine/segmentation_head.h"
@@ -40,13 +39,6 @@ cv::Mat ReadFrame(const std::string& path) try {
   throw SetupError("'" + path + "': " + error.what());
 }
 
-void RefuseToReplace(const CheckOptions& options) {
-  std::error_code error;
-  if (!options.overwrite && std::filesystem::exists(options.output, error)) {
-    throw SetupError("'" + options.output + "' is there already; --overwrite replaces it");
-  }
-}
-
 }  // namespace
 
 CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
@@ -76,7 +68,7 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
 }
 
 int RunCheck(const CheckOptions& options) {
-  RefuseToReplace(options);
+  if (!options.overwrite) RefuseToReplace(options.output);
   const ConfigCheck check = Check(options);
   PrintResult(CheckText(options.config, check), "the findings");
   if (!options.frame.empty()) {

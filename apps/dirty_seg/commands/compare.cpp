@@ -41,12 +41,6 @@ void AddLimits(CLI::App& command, CompareOptions& options) {
       ->type_name("D");
 }
 
-void Print(const std::string& text) {
-  if (!WriteText(text, stdout)) {
-    throw SetupError("the comparison cannot be written to standard output");
-  }
-}
-
 // The exit status: whether anything is beyond the limits.
 int Conclude(const CompareOptions& options, const ordered_json& json, const std::string& text,
              const std::vector<std::string>& excesses) {
@@ -54,9 +48,10 @@ int Conclude(const CompareOptions& options, const ordered_json& json, const std:
     ordered_json whole{{"schema_version", 1}, {"a", options.a}, {"b", options.b}};
     whole.update(json);
     whole["beyond_limits"] = excesses;
-    Print(whole.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+    PrintResult(whole.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n",
+                "the comparison");
   } else {
-    Print(text);
+    PrintResult(text, "the comparison");
   }
   for (const std::string& excess : excesses) TellError(excess);
   return excesses.empty() ? kAllDone : kSomeInputFailed;

@@ -12,6 +12,7 @@
 #include "host/messages.h"
 #include "host/network_report.h"
 #include "host/networks.h"
+#include "host/output.h"
 #include "host/starter.h"
 
 namespace dirty_seg {
@@ -40,12 +41,12 @@ Grid ReadGrid(const std::string& text) {
   throw SetupError("--grid " + text + ": expected columns x rows, each from 1 to 64, as 3x2");
 }
 
-// Open batches take whatever the grid has, as long as the engine can hold it.
 bool HasOpenBatch(const NetworkReport& report) {
   const auto& shape = report.description.inputs.at(0).shape;
   return !shape.empty() && shape[0].find_first_not_of("0123456789") != std::string::npos;
 }
 
+// Open batches take whatever the grid has, as long as the engine can hold it.
 void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkReport& report) {
   const int batch = report.head->batch;
   if (HasOpenBatch(report)) {
@@ -97,10 +98,7 @@ void Write(const fs::path& path, const std::string& text) {
 
 void MakeFolder(const InitOptions& options) {
   for (const char* name : {kHostName, kConfigName}) {
-    const fs::path path = fs::path(options.output) / name;
-    if (!options.overwrite && fs::exists(path)) {
-      throw SetupError("'" + path.string() + "' is there already; --overwrite replaces it");
-    }
+    if (!options.overwrite) RefuseToReplace(fs::path(options.output) / name);
   }
   std::error_code error;
   fs::create_directories(options.output, error);

@@ -10,6 +10,7 @@
 #include "commands/options.h"
 #include "host/errors.h"
 #include "host/messages.h"
+#include "host/output.h"
 #include "host/results_reader.h"
 
 namespace dirty_seg {
@@ -66,11 +67,7 @@ CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
 int RunReport(const ReportCommandOptions& options) {
   const Results results = ReadResults(options.results);
   const std::string path = PagePath(options.output, results.folder);
-  std::error_code error;
-  if (!options.overwrite && fs::exists(path, error)) {
-    throw SetupError("'" + path + "' is there already; --overwrite replaces it, --output names " +
-                     "another place");
-  }
+  if (!options.overwrite) RefuseToReplace(path, ", --output names another place");
   ReportOptions page = options.page;
   page.version = DIRTY_SEG_VERSION;
   const ReportOutcome outcome = WriteReport(results, page, path);

@@ -60,6 +60,13 @@ void PrintResult(const std::string& text, const char* what, std::FILE* file) {
   }
 }
 
+void RefuseToReplace(const std::string& path, const char* otherwise) {
+  std::error_code error;
+  if (fs::exists(path, error)) {
+    throw SetupError("'" + path + "' is there already; --overwrite replaces it" + otherwise);
+  }
+}
+
 void WriteJsonLine(const ordered_json& json, const std::string& destination, std::FILE* file) {
   if (!WriteText(ToText(json) + "\n", file)) {
     const std::string cause = LastError();

@@ -35,6 +35,9 @@ bool WriteText(const std::string& text, std::FILE* file);
 /// where not all of it goes out.
 void PrintResult(const std::string& text, const char* what, std::FILE* file = stdout);
 
+/// Throws SetupError where `path` is there. `otherwise` goes behind the hint at --overwrite.
+void RefuseToReplace(const std::string& path, const char* otherwise = "");
+
 /// Writes `json` as one line and flushes it, so that a reader sees every finished frame. Bytes that
 /// are no UTF-8 are replaced. Throws InputError with the cause, naming `destination`.
 void WriteJsonLine(const nlohmann::ordered_json& json, const std::string& destination,
