@@ -424,7 +424,8 @@ TEST(EngineThreads, AreAsManyAsConfiguredWithTheCallersOwn) {
       ASSERT_EQ(engine.DoInference(inputs, outputs), kAIOk);
       EXPECT_EQ(ThreadCount(), before + more) << count << " after DoInference";
     }
-    EXPECT_EQ(ThreadCount(), before) << "when the engine is gone";
+    EXPECT_TRUE(test::ThreadCountBecomes(before))
+        << ThreadCount() << " when the engine is gone, not " << before;
   }
 }
 
@@ -471,7 +472,7 @@ TEST(EngineThreads, AreGoneAfterAFailedInit) {
   ASSERT_EQ(engine.Init(config), 0);
   config.output_sizes.clear();
   StandardErrorOf([&] { ASSERT_LT(engine.Init(config), 0); });
-  EXPECT_EQ(ThreadCount(), before);
+  EXPECT_TRUE(test::ThreadCountBecomes(before)) << ThreadCount() << ", not " << before;
 }
 
 }  // namespace

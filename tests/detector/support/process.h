@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -26,6 +27,15 @@ inline std::size_t ThreadCount() {
   }();
 #endif
   return CountEntries("/proc/self/task");
+}
+
+/// Waits, for ten seconds at most: a thread that has been joined is listed until the system has
+/// released it. Returns whether there came to be as many.
+inline bool ThreadCountBecomes(std::size_t count) {
+  for (int i = 0; i < 1000 && ThreadCount() != count; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return ThreadCount() == count;
 }
 
 inline std::size_t OpenFiles() { return CountEntries("/proc/self/fd"); }
