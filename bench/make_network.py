@@ -30,7 +30,7 @@ from pathlib import Path
 
 import numpy as np
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "models"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests" / "networks"))
 
 from graph import Graph  # noqa: E402  (found through the path above)
 

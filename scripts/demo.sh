@@ -11,10 +11,10 @@ cmake --build --preset release
 # Class 3 is what the second network re-checks.
 rm -rf out/demo
 build/release/bin/dirty_seg detect \
-  --model models/dirt-seg.onnx --config models/demo.yaml \
-  --fece-model models/fece-check.onnx --fece-class-ids 3 \
+  --model tests/floor/dirt-seg.onnx --config tests/floor/floor.yaml \
+  --fece-model tests/floor/fece-check.onnx --fece-class-ids 3 \
   --fece-score-threshold 0.5 --fece-area-threshold 400 \
-  --output out/demo models/floor.jpg
+  --output out/demo tests/floor/floor.jpg
 build/release/bin/dirty_seg report out/demo
 
 echo

@@ -12,7 +12,7 @@ import numpy as np
 from data import CROP, SIDE, WASTE, CropSamples
 from letterbox import letterbox
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "models"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests" / "networks"))
 
 from graph import Graph  # noqa: E402  (found through the path above)
 

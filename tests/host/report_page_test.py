@@ -2,7 +2,7 @@
 
     report_page_test.py DIRTY_SEG MODELS [unittest's arguments]
 
-The results are what the program finds on the demo's frame, with lines beside it that a run can
+The results are what the program finds on the floor, with lines beside it that a run can
 leave too: hostile names, a source that is gone, a frame that failed. Ends with 77, and says why,
 where there is no browser to test with.
 """
@@ -41,8 +41,8 @@ def run(*arguments: str | Path) -> None:
 
 
 def detect_floor(folder: Path) -> dict:
-    """The demo's line, its classifier's verdicts told where the program does not tell them."""
-    run("detect", "--model", MODELS / "dirt-seg.onnx", "--config", MODELS / "demo.yaml",
+    """The floor's line, its classifier's verdicts told where the program does not tell them."""
+    run("detect", "--model", MODELS / "dirt-seg.onnx", "--config", MODELS / "floor.yaml",
         "--fece-model", MODELS / "fece-check.onnx", "--fece-class-ids", "3",
         "--output", folder, MODELS / "floor.jpg")  # fmt: skip
     line = json.loads((folder / "results.jsonl").read_text())
@@ -80,7 +80,7 @@ def make_results(folder: Path) -> list[dict]:
     (folder / "results.jsonl").write_text("".join(json.dumps(line) + "\n" for line in lines))
     (folder / "summary.json").write_text(json.dumps({
         "schema_version": 1, "program": "dirty_seg 1.0.0", "model": "dirt-seg.onnx",
-        "config": "demo.yaml", "fece_model": "fece-check.onnx", "interrupted": True}))
+        "config": "floor.yaml", "fece_model": "fece-check.onnx", "interrupted": True}))
     return lines
 
 

@@ -33,7 +33,7 @@ constexpr std::size_t kAlignment = 128;
 
 AIEngineConfig ConfigOf(const std::string& network) {
   alg::common::Network read;
-  EXPECT_EQ(alg::common::ReadNetwork(MODELS_FOLDER "/" + network, {}, read), 0);
+  EXPECT_EQ(alg::common::ReadNetwork(FLOOR_FOLDER "/" + network, {}, read), 0);
   read.config.thread_count = 2;
   return read.config;
 }
@@ -72,16 +72,16 @@ TEST(LargeBlocks, PassesOverWhatIsNotLarge) {
   EXPECT_THAT(blocks.Stop(), IsEmpty());
 }
 
-// The demo's floor through the demo's networks.
+// The floor through its networks.
 class SteadyState : public testing::Test {
  protected:
   void SetUp() override {
     setenv("SPDLOG_STDOUT", "false", 1);
-    auto floor = std::make_shared<cv::Mat>(cv::imread(MODELS_FOLDER "/floor.jpg"));
+    auto floor = std::make_shared<cv::Mat>(cv::imread(FLOOR_FOLDER "/floor.jpg"));
     ASSERT_EQ(floor->size(), cv::Size(1920, 1080));
     images_["color"] = floor;
     config_.dirty_seg_model_config = ConfigOf("dirt-seg.onnx");
-    config_.yaml_config_path = MODELS_FOLDER "/demo.yaml";
+    config_.yaml_config_path = FLOOR_FOLDER "/floor.yaml";
   }
 
   // Frames of which the host holds one result at a time, and one large block for each of that

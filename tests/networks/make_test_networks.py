@@ -44,11 +44,10 @@ from pathlib import Path
 import numpy as np
 from onnx import TensorProto
 
-HERE = Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parents[1] / "models"))
+import deliver
+from graph import Graph
 
-import deliver  # noqa: E402  (found through the path above)
-from graph import Graph  # noqa: E402
+HERE = Path(__file__).resolve().parent
 
 BATCH, SIDE = 2, 64
 CLASSES = ["red", "green"]

@@ -22,7 +22,7 @@ from onnx import TensorProto
 
 HERE = Path(__file__).resolve().parent
 ROOT = HERE.parents[2]
-sys.path[:0] = [str(ROOT / "models"), str(ROOT / "tests" / "networks")]
+sys.path.insert(0, str(ROOT / "tests" / "networks"))
 
 import deliver  # noqa: E402  (found through the path above)
 import make_test_networks as common  # noqa: E402

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""Renders floor.jpg, the demo's frame: a plank floor, dirt of several kinds and two look-alikes.
+"""Renders floor.jpg, a frame: a plank floor, dirt of several kinds and two look-alikes.
 
-    /usr/bin/python3 models/render_floor.py            writes models/floor.jpg
-    /usr/bin/python3 models/render_floor.py --check    compares with the file instead
+    /usr/bin/python3 tests/floor/render_floor.py            writes tests/floor/floor.jpg
+    /usr/bin/python3 tests/floor/render_floor.py --check    compares with the file instead
 
 The same versions of NumPy and OpenCV give the same bytes. Colours are R, G, B in 0..1 until the
 picture is written; lengths are frame pixels.
@@ -14,7 +14,9 @@ from pathlib import Path
 import cv2
 import numpy as np
 
-import deliver
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "networks"))
+
+import deliver  # noqa: E402  (found through the path above)
 
 WIDTH, HEIGHT = 1920, 1080
 SEED = 20

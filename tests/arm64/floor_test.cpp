@@ -1,4 +1,4 @@
-// The demo from end to end, beside what the same program found on x86-64.
+// The floor from end to end, beside what the same program found on x86-64.
 //
 // Where the results may part: ONNX Runtime multiplies matrices with other instructions on other
 // processors, and so adds the same numbers in another order. Everything before and after it is the
@@ -22,7 +22,7 @@ using nlohmann::json;
 
 // Measured between x86-64 and a Cortex-A53: 1.2e-7. The room above it is for other orders of sums.
 constexpr double kScoreTolerance = 1e-5;
-// The demo's boxes lie on cells of 4 network pixels: they agree, or they are others.
+// These networks' boxes lie on cells of 4 network pixels: they agree, or they are others.
 constexpr double kBoxTolerance = 0.01;
 // Measured: no pixel differs. A pixel may, when its logit is at the threshold to the last bit.
 constexpr double kLeastMaskOverlap = 0.999;
@@ -30,11 +30,11 @@ constexpr double kLeastMaskOverlap = 0.999;
 json Parsed(const std::string& line) { return json::parse(line, nullptr, false); }
 
 json FindDirt() {
-  const std::string demo = DEMO_FOLDER "/";
+  const std::string folder = FLOOR_FOLDER "/";
   const ProgramResult run = RunProgram(
-      {"detect", "--model", demo + "dirt-seg.onnx", "--config", demo + "demo.yaml", "--fece-model",
-       demo + "fece-check.onnx", "--fece-class-ids", "3", "--fece-score-threshold", "0.5",
-       "--fece-area-threshold", "400", demo + "floor.jpg"});
+      {"detect", "--model", folder + "dirt-seg.onnx", "--config", folder + "floor.yaml",
+       "--fece-model", folder + "fece-check.onnx", "--fece-class-ids", "3",
+       "--fece-score-threshold", "0.5", "--fece-area-threshold", "400", folder + "floor.jpg"});
   EXPECT_EQ(run.status, 0) << run.errors;
   return Parsed(run.output);
 }
@@ -48,7 +48,7 @@ double Overlap(const cv::Mat& a, const cv::Mat& b) {
   return static_cast<double>(cv::countNonZero(a & b)) / std::max(1, cv::countNonZero(a | b));
 }
 
-TEST(SameDetections, Demo) {
+TEST(SameDetections, Floor) {
   const json expected = Parsed(ReadFile(EXPECTED_DETECTIONS));
   const json found = FindDirt();
   ASSERT_FALSE(expected.is_discarded() || found.is_discarded());

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""Makes the demo's two networks; every weight is worked out here, nothing is trained.
+"""Makes the floor's two networks; every weight is worked out here, nothing is trained.
 
-    /usr/bin/python3 models/make_networks.py            writes dirt-seg.onnx and fece-check.onnx
-    /usr/bin/python3 models/make_networks.py --check    compares with the files instead
+    /usr/bin/python3 tests/floor/make_networks.py            writes dirt-seg.onnx and fece-check.onnx
+    /usr/bin/python3 tests/floor/make_networks.py --check    compares with the files instead
 
 Both networks apply colour rules that hold on a pale, slightly warm floor, and both answer from what
 is in the picture: an object that moves takes its box along, and a clean floor gives nothing.
@@ -14,8 +14,10 @@ from pathlib import Path
 import numpy as np
 from onnx import TensorProto
 
-import deliver
-from graph import Graph
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "networks"))
+
+import deliver  # noqa: E402  (found through the path above)
+from graph import Graph  # noqa: E402
 
 # ---- Segmentation: dirt-seg.onnx ----------------------------------------------------------------
 
