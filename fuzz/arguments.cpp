@@ -30,8 +30,9 @@ std::vector<std::string> TakeWords(Input& input) {
 }
 
 void CheckOptions(const dirty_seg::DetectOptions& options) {
-  Require(!options.inputs.empty(), "there is an input");
-  Require(options.frame_step >= 1 && options.frame_step <= 1000000, "the frame step is in range");
+  Require(!options.input.inputs.empty(), "there is an input");
+  Require(options.input.frame_step >= 1 && options.input.frame_step <= 1000000,
+          "the frame step is in range");
   Require(options.results.output.empty() || !options.results.save, "there is one folder at most");
   Require(!options.log.quiet || !options.log.verbose, "quiet and verbose exclude each other");
   Require(options.detector.threads >= 0 && options.detector.threads <= 1024,

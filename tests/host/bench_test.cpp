@@ -9,6 +9,7 @@
 #include "support/pictures.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"
+#include "support/videos.h"
 
 namespace dirty_seg {
 namespace {
@@ -43,6 +44,27 @@ class BenchCommand : public testing::Test {
     return test::WritePicture(folder_ / name, test::Plain(test::kFrame, colour));
   }
 
+  // Green frames, the third one red.
+  std::string Clip(const std::string& name, int count) {
+    std::vector<cv::Mat> frames;
+    for (int i = 0; i < count; ++i) {
+      frames.push_back(test::Plain(test::kFrame, i == 2 ? test::kRedPixel : test::kGreenPixel));
+    }
+    return test::WriteVideo(folder_ / name, frames, 10.0);
+  }
+
+  // Which side ran when. The log tells how many patches each run cut: two are A, one is B. Another
+  // process measures the memory, and its log is not seen.
+  static std::string Order(const std::string& output) {
+    std::string order;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+      const std::size_t place = line.find("Total crops: ");
+      if (place != std::string::npos) order += line[place + 13] == '2' ? 'A' : 'B';
+    }
+    return order;
+  }
+
   test::TemporaryFolder folder_;
 };
 
@@ -71,20 +93,12 @@ TEST_F(BenchCommand, MeasuresOneSide) {
 }
 
 TEST_F(BenchCommand, RunsTwoSidesInTurns) {
-  // The log tells how many patches each run cut: two are A, one is B. Another process measures the
-  // memory, and its log is not seen.
   const std::string config_b = folder_.Write("b.yaml", kOnePatch);
   const ProgramResult result =
       RunProgram(Command() + Arguments{"--config-b", config_b, Picture("red.png", test::kRedPixel)},
                  {"SPDLOG_STDOUT=true"});
-  std::string order;
-  std::istringstream lines(result.output);
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t place = line.find("Total crops: ");
-    if (place != std::string::npos) order += line[place + 13] == '2' ? 'A' : 'B';
-  }
   // Warm-up, the run to compare, four rounds.
-  EXPECT_EQ(order,
+  EXPECT_EQ(Order(result.output),
             "AB"
             "AB"
             "AB"
@@ -164,6 +178,55 @@ TEST_F(BenchCommand, NamesAPictureThatFailsAndMeasuresTheRest) {
   EXPECT_EQ(root["failed"], 2);
   EXPECT_EQ(root["differences"]["frames"], 1);
   EXPECT_TRUE(root["b"].contains("peak_memory_bytes"));
+}
+
+// Two sides that cut two patches and one; the log tells which.
+TEST_F(BenchCommand, TakesAVideosFramesInTurnsToo) {
+  const std::string clip = Clip("clip.avi", 5);
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"--config-b", folder_.Write("b.yaml", kOnePatch),
+                                       "--frame-step", "3", clip},
+                 {"SPDLOG_STDOUT=true"});
+  EXPECT_EQ(result.status, 0);
+  // Warm-up, then for each of two frames the run to compare and four rounds.
+  EXPECT_EQ(Order(result.output),
+            "AB"
+            "AB"
+            "ABBAABBA"
+            "AB"
+            "ABBAABBA");
+  EXPECT_THAT(result.output, HasSubstr("2 frames, 4 rounds each"));
+}
+
+TEST_F(BenchCommand, TakesWhatDetectTakes) {
+  folder_.MakeFolder("in/deep");
+  Picture("in/red.png", test::kRedPixel);
+  Picture("in/deep/green.png", test::kGreenPixel);
+  Clip("in/clip.avi", 4);
+  const auto frames = [this](const Arguments& inputs, const std::string& list = "") {
+    const ProgramResult result = RunProgram(Command() + Arguments{"--json"} + inputs, {}, "", list);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    const json root = json::parse(result.output);
+    EXPECT_TRUE(root["a"].contains("peak_memory_bytes"));
+    return root["frames"].get<int>();
+  };
+  EXPECT_EQ(frames({folder_ / "in"}), 5);
+  EXPECT_EQ(frames({"--recursive", "--max-frames", "3", folder_ / "in"}), 5);
+  EXPECT_EQ(frames({folder_ / "in/*.png"}), 1);
+  EXPECT_EQ(frames({"-"}, folder_ / "in/red.png" + "\n" + folder_ / "in/deep\n"), 2);
+}
+
+TEST_F(BenchCommand, NamesAFrameOfAVideoThatFails) {
+  const std::string clip = Clip("clip.avi", 3);
+  const ProgramResult result =
+      RunProgram(Command(HostNetwork("seg-fails-on-red")) + Arguments{"--json", clip, "camera:63"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors, HasSubstr("dirty_seg: error: '" + clip +
+                                       "' frame 2: Dirty seg detection inference status is 5\n"));
+  EXPECT_THAT(result.errors,
+              HasSubstr("dirty_seg: error: 'camera:63': there is no /dev/video63\n"));
+  EXPECT_EQ(json::parse(result.output)["frames"], 2);
+  EXPECT_EQ(json::parse(result.output)["failed"], 2);
 }
 
 TEST_F(BenchCommand, WritesNothingWithoutAFrame) {

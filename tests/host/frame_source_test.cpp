@@ -31,8 +31,9 @@ class FrameSourceTest : public testing::Test {
     return test::WritePicture(folder_ / name, test::Plain({8, 8}, test::kRedPixel));
   }
 
-  FrameSource Open(const std::vector<std::string>& arguments, int frame_step = 1) {
-    return FrameSource(InputQueue(arguments, {}, no_list_), frame_step);
+  FrameSource Open(const std::vector<std::string>& arguments, int frame_step = 1,
+                   std::optional<std::int64_t> most = std::nullopt) {
+    return FrameSource(InputQueue(arguments, {}, no_list_), {frame_step, most, std::nullopt});
   }
 
   static std::vector<Frame> ReadAll(FrameSource source) {
@@ -66,6 +67,16 @@ TEST_F(FrameSourceTest, PassesOverFramesBetweenSteps) {
   EXPECT_EQ(frames[1].ordinal, 1U);
   EXPECT_EQ(frames[1].rate, 4.0);
   EXPECT_NEAR(cv::mean(*frames[1].picture)[0], 120.0, kGreyTolerance);
+}
+
+TEST_F(FrameSourceTest, TakesNoMoreOfAVideoThanWanted) {
+  FrameSource source = Open({Video("clip.avi", 6), Picture("a.png")}, 2, 2);
+  EXPECT_EQ(source.NextFrame()->index, 0);
+  EXPECT_EQ(source.FrameCount(), 2);
+  EXPECT_EQ(source.FramesLeft(), 2);
+  EXPECT_EQ(source.NextFrame()->index, 2);
+  EXPECT_EQ(source.NextFrame()->input, 1U);
+  EXPECT_FALSE(source.NextFrame());
 }
 
 TEST_F(FrameSourceTest, TellsHowManyFramesThereAre) {

@@ -1,31 +1,75 @@
 #include "commands/bench.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <algorithm>
+#include <iostream>
+#include <iterator>
 #include <utility>
 
 #include "commands/options.h"
 #include "host/bench.h"
 #include "host/bench_report.h"
 #include "host/errors.h"
-#include "host/inputs.h"
 #include "host/log_capture.h"
 #include "host/output.h"
 
 namespace dirty_seg {
 namespace {
 
+// Of a camera, where nobody says how many.
+constexpr std::int64_t kCameraFrames = 100;
+
 void AddSecondSide(CLI::App& command, BenchOptions& options) {
+  constexpr const char* kNetwork = "Network, patches of side B";
   command.add_option("--model-b", options.model_b, "Network of the other side, B")
-      ->type_name("SEG.onnx");
+      ->type_name("SEG.onnx")
+      ->group(kNetwork);
   command.add_option("--config-b", options.config_b, "Configuration of B")
-      ->type_name("CONFIG.yaml");
+      ->type_name("CONFIG.yaml")
+      ->group(kNetwork);
+  constexpr const char* kRest = "Classifier, threads of B";
   command.add_option("--fece-model-b", options.fece_model_b, "Classifier of B")
       ->needs(command.get_option("--fece-model"))
-      ->type_name("FECE.onnx");
+      ->type_name("FECE.onnx")
+      ->group(kRest);
   command.add_option("--threads-b", options.threads_b, "Threads of B")
       ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
-      ->type_name("N");
+      ->type_name("N")
+      ->group(kRest);
+}
+
+void AddAmounts(CLI::App& command, BenchOptions& options) {
+  constexpr const char* kVideo = "Of a video: every N-th, N at most";
+  command.get_option("--frame-step")->group(kVideo);
+  command
+      .add_option("--max-frames", options.max_frames,
+                  "Of a video or camera, so many at most; 100 of a camera")
+      ->check(NumberFrom<std::int64_t>(1, 1000000000, "a whole number from 1"))
+      ->type_name("N")
+      ->group(kVideo);
+  constexpr const char* kRuns = "Measured runs of a frame, 10; runs before, 2";
+  command.add_option("--rounds", options.rounds, "Measured runs of each frame; 10")
+      ->check(NumberFrom(1, 1000000, "a whole number from 1"))
+      ->type_name("N")
+      ->group(kRuns);
+  command.add_option("--warmup", options.warmup, "Runs before, not measured; 2")
+      ->check(NumberFrom(0, 1000000, "a whole number from 0"))
+      ->type_name("N")
+      ->group(kRuns);
+}
+
+// Read to its end, since two processes go through it.
+std::string ReadList(const std::vector<std::string>& inputs) {
+  if (std::find(inputs.begin(), inputs.end(), "-") == inputs.end()) return "";
+  return {std::istreambuf_iterator<char>(std::cin), {}};
+}
+
+BenchInputs MakeInputs(const BenchOptions& options) {
+  const InputArguments& input = options.input;
+  return {input.inputs,
+          {input.recursive, true, ""},
+          {input.frame_step, options.max_frames, options.max_frames.value_or(kCameraFrames)},
+          ReadList(input.inputs)};
 }
 
 BenchPlan MakePlan(const BenchOptions& options) {
@@ -46,17 +90,10 @@ BenchPlan MakePlan(const BenchOptions& options) {
 CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
   CLI::App* command = app.add_subcommand("bench", "Measure time and memory, of one side or two");
   AddDetectorOptions(*command, options.detector);
+  AddInputOptions(*command, options.input);
   AddSecondSide(*command, options);
-  command->add_option("--rounds", options.rounds, "Measured runs of each frame; 10")
-      ->check(NumberFrom(1, 1000000, "a whole number from 1"))
-      ->type_name("N");
-  command->add_option("--warmup", options.warmup, "Runs before, not measured; 2")
-      ->check(NumberFrom(0, 1000000, "a whole number from 0"))
-      ->type_name("N");
+  AddAmounts(*command, options);
   command->add_flag("--json", options.json, "Write JSON");
-  command->add_option("INPUT", options.inputs, "Pictures, and folders of pictures")
-      ->required()
-      ->type_name("");
   command->footer(
       "Example:\n"
       "  dirty_seg bench --model seg.onnx --model-b int8.onnx --config c.yaml photos\n"
@@ -67,7 +104,7 @@ CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
 
 int RunBenchCommand(const BenchOptions& options) {
   const BenchPlan plan = MakePlan(options);
-  const std::vector<Input> inputs = ExpandInputs(options.inputs);
+  const BenchInputs inputs = MakeInputs(options);
   // Before the networks are loaded here: their threads would not be in another process.
   const auto peaks = MeasurePeakMemory(plan, inputs);
   LogCapture log;

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "commands/options.h"
 #include "host/detector_setup.h"
 
 namespace dirty_seg {
@@ -20,7 +21,8 @@ struct BenchOptions {
   int rounds = 10;
   int warmup = 2;
   bool json = false;
-  std::vector<std::string> inputs;
+  InputArguments input;
+  std::optional<std::int64_t> max_frames;  // of each video or camera
 };
 
 /// Adds the command to `app`; parsing fills `options`, which outlives `app`.

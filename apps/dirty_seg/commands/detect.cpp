@@ -17,16 +17,6 @@
 namespace dirty_seg {
 namespace {
 
-void AddInputOptions(CLI::App& command, DetectOptions& options) {
-  command.add_option("INPUT", options.inputs, "Picture, folder, glob, video, camera:0, - (a list)")
-      ->required()
-      ->type_name("");
-  command.add_flag("--recursive", options.recursive, "Folders within folders too");
-  command.add_option("--frame-step", options.frame_step, "Of a video, every N-th frame; 1")
-      ->check(NumberFrom(1, 1000000, "a whole number from 1 to 1000000"))
-      ->type_name("N");
-}
-
 void AddResultOptions(CLI::App& command, ResultOptions& options) {
   CLI::Option* output =
       command.add_option("--output", options.output, "Results folder; else JSON lines to stdout")
@@ -53,7 +43,7 @@ void AddResultOptions(CLI::App& command, ResultOptions& options) {
 CLI::App* AddDetect(CLI::App& app, DetectOptions& options) {
   CLI::App* command = app.add_subcommand("detect", "Find dirty regions in pictures and videos");
   AddDetectorOptions(*command, options.detector);
-  AddInputOptions(*command, options);
+  AddInputOptions(*command, options.input);
   AddResultOptions(*command, options.results);
   AddLogOptions(*command, options.log);
   command->footer(
@@ -70,13 +60,14 @@ int RunDetect(const DetectOptions& options) {
   const bool shows_results = options.results.HasNoFolder() && isatty(STDOUT_FILENO) != 0;
   LogCapture log(options.log);
   const DetectorOptions& detector = options.detector;
+  const InputArguments& input = options.input;
   DetectionRun run(
       SetUpDetector(detector),
       {"dirty_seg " DIRTY_SEG_VERSION, detector.model, detector.config, detector.fece_model},
       options.results, log);
   FrameSource source(
-      InputQueue(options.inputs, {options.recursive, true, options.results.output}, std::cin),
-      options.frame_step);
+      InputQueue(input.inputs, {input.recursive, true, options.results.output}, std::cin),
+      {input.frame_step, std::nullopt, std::nullopt});
   std::optional<Progress> progress;
   if (!shows_results) progress.emplace(SteadySeconds, TerminalColumns());
   const Interruption interruption;

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <string>
-#include <vector>
 
+#include "commands/options.h"
 #include "host/detector_setup.h"
 #include "host/log_capture.h"
 #include "host/result_writer.h"
@@ -13,9 +12,7 @@ namespace dirty_seg {
 
 struct DetectOptions {
   DetectorOptions detector;
-  std::vector<std::string> inputs;
-  bool recursive = false;
-  int frame_step = 1;
+  InputArguments input;
   ResultOptions results;
   LogOptions log;
 };

@@ -58,6 +58,17 @@ void AddThreadsOption(CLI::App& command, int& threads) {
       ->type_name("N");
 }
 
+void AddInputOptions(CLI::App& command, InputArguments& arguments) {
+  command
+      .add_option("INPUT", arguments.inputs, "Picture, folder, glob, video, camera:0, - (a list)")
+      ->required()
+      ->type_name("");
+  command.add_flag("--recursive", arguments.recursive, "Folders within folders too");
+  command.add_option("--frame-step", arguments.frame_step, "Of a video, every N-th frame; 1")
+      ->check(NumberFrom(1, 1000000, "a whole number from 1 to 1000000"))
+      ->type_name("N");
+}
+
 void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {
   command.add_option("--model", options.model, "Segmentation network, YOLOv8")
       ->required()

@@ -33,6 +33,16 @@ CLI::Validator NotEmpty(const std::string& expected);
 /// --threads.
 void AddThreadsOption(CLI::App& command, int& threads);
 
+/// What frames are taken of.
+struct InputArguments {
+  std::vector<std::string> inputs;
+  bool recursive = false;
+  int frame_step = 1;
+};
+
+/// INPUT, --recursive and --frame-step. `arguments` outlives `command`.
+void AddInputOptions(CLI::App& command, InputArguments& arguments);
+
 /// --model, --config, those of the classifier, and --threads. `options` outlives `command`.
 void AddDetectorOptions(CLI::App& command, DetectorOptions& options);
 

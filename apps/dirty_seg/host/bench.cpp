@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <opencv2/core.hpp>
+#include <sstream>
 #include <utility>
 
 #include "host/errors.h"
@@ -17,20 +18,18 @@ namespace {
 // nothing more is taken.
 constexpr int kMemoryRuns = 3;
 
-cv::Mat ReadInput(const Input& input) {
-  if (!input.failure.empty()) throw InputError(input.failure);
-  return ReadPicture(input.path);
+// The inputs from their beginning on. `list` outlives the source.
+FrameSource Open(const BenchInputs& inputs, std::istream& list) {
+  return FrameSource(InputQueue(inputs.arguments, inputs.options, list), inputs.choice);
 }
 
-std::shared_ptr<cv::Mat> ReadFirst(const std::vector<Input>& inputs) {
-  for (const Input& input : inputs) {
-    try {
-      return std::make_shared<cv::Mat>(ReadInput(input));
-    } catch (const InputError&) {
-      continue;  // told when the frames are measured
-    }
+std::shared_ptr<cv::Mat> ReadFirst(const BenchInputs& inputs) {
+  std::istringstream list(inputs.list);
+  FrameSource source = Open(inputs, list);
+  while (const std::optional<Frame> frame = source.NextFrame()) {
+    if (frame->picture != nullptr) return frame->picture;
   }
-  throw InputError("there is no picture to measure with");
+  throw InputError("there is no frame to measure with");
 }
 
 class Runner {
@@ -71,13 +70,14 @@ class Bench {
     }
   }
 
-  void Measure(const Input& input) {
+  void Measure(const Frame& frame) {
     try {
-      MeasurePicture(std::make_shared<cv::Mat>(ReadInput(input)));
+      if (!frame.failure.empty()) throw InputError(frame.failure);
+      MeasurePicture(frame.picture);
       ++result_.frames;
       if (runners_.size() > 1) result_.differences.Add(difference_);
     } catch (const InputError& error) {
-      TellError("'" + input.path + "': " + error.what());
+      TellError(NameOf(frame) + ": " + error.what());
       ++result_.failed;
     }
   }
@@ -125,7 +125,7 @@ class Bench {
 }  // namespace
 
 std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan,
-                                                           const std::vector<Input>& inputs) {
+                                                           const BenchInputs& inputs) {
   std::vector<std::optional<std::int64_t>> peaks;
   for (const DetectorOptions& options : plan.sides) {
     peaks.push_back(PeakMemoryOf([&] {
@@ -138,9 +138,11 @@ std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan
   return peaks;
 }
 
-BenchResult RunBench(const BenchPlan& plan, const std::vector<Input>& inputs, LogCapture& log) {
+BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log) {
+  std::istringstream list(inputs.list);
+  FrameSource source = Open(inputs, list);
   Bench bench(plan, log);
-  for (const Input& input : inputs) bench.Measure(input);
+  while (const std::optional<Frame> frame = source.NextFrame()) bench.Measure(*frame);
   return bench.Take();
 }
 

@@ -12,6 +12,7 @@
 #include "host/detector_setup.h"
 #include "host/difference.h"
 #include "host/frame_detector.h"
+#include "host/frame_source.h"
 #include "host/inputs.h"
 #include "host/log_capture.h"
 
@@ -36,24 +37,34 @@ struct BenchPlan {
   int warmup = 2;
 };
 
+/// Where the frames come from; to be opened more than once.
+struct BenchInputs {
+  std::vector<std::string> arguments;
+  InputOptions options;
+  FrameChoice choice;
+  /// What "-" among the arguments stands for.
+  std::string list;
+};
+
 struct BenchResult {
   std::vector<BenchSide> sides;
   std::size_t frames = 0;
+  /// Frames, and inputs that gave none.
   std::size_t failed = 0;
   /// Of two sides: the second's results from the first's, each frame once.
   DifferenceTotals differences;
 };
 
-/// Measures the peak memory of each side on the first picture that can be read, in a process of its
-/// own: call it before anything has started a thread.
+/// Measures the peak memory of each side on the first frame that can be read, in a process of its
+/// own, which opens the inputs for itself: call it before anything has started a thread.
 std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan,
-                                                           const std::vector<Input>& inputs);
+                                                           const BenchInputs& inputs);
 
-/// Reads each picture once and runs every side on it `rounds` times; of two sides, A goes first in
-/// one round and B in the next, after one run of each that is compared and not measured. A picture
-/// that cannot be read, or that a side fails on, is told on standard error and counts as failed.
-/// Throws SetupError when a side cannot be set up.
-BenchResult RunBench(const BenchPlan& plan, const std::vector<Input>& inputs, LogCapture& log);
+/// Reads each frame once and runs every side on it `rounds` times; of two sides, A goes first in
+/// one round and B in the next, after one run of each that is compared and not measured. What
+/// cannot be read, and a frame that a side fails on, is told on standard error and counts as
+/// failed. Throws SetupError when a side cannot be set up.
+BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log);
 
 /// What is compared of one frame's outcome. The masks are shared.
 Findings FindingsOf(const FrameOutcome& outcome);

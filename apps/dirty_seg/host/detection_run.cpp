@@ -17,13 +17,6 @@ std::string SizeText(const cv::Size& size) {
   return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
-// As messages begin that are about the frame.
-std::string NameOf(const Frame& frame) {
-  const std::string name = "'" + frame.source + "'";
-  const bool is_one_of_many = frame.kind != InputKind::kPicture && frame.picture != nullptr;
-  return is_one_of_many ? name + " frame " + std::to_string(frame.index) : name;
-}
-
 }  // namespace
 
 DetectionRun::DetectionRun(DetectorSetup setup, RunDescription description,

@@ -30,6 +30,12 @@ class PictureReader : public FrameReader {
 
 }  // namespace
 
+std::string NameOf(const Frame& frame) {
+  const std::string name = "'" + frame.source + "'";
+  const bool is_one_of_many = frame.kind != InputKind::kPicture && frame.picture != nullptr;
+  return is_one_of_many ? name + " frame " + std::to_string(frame.index) : name;
+}
+
 std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step) {
   if (!input.failure.empty()) throw InputError(input.failure);
   if (input.kind == InputKind::kPicture) return std::make_unique<PictureReader>(input.path);
@@ -37,8 +43,8 @@ std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step) {
   return OpenVideo(input.path, frame_step);
 }
 
-FrameSource::FrameSource(InputQueue inputs, int frame_step)
-    : inputs_(std::move(inputs)), frame_step_(frame_step) {}
+FrameSource::FrameSource(InputQueue inputs, const FrameChoice& choice)
+    : inputs_(std::move(inputs)), choice_(choice) {}
 
 std::optional<Frame> FrameSource::NextFrame() {
   while (true) {
@@ -54,8 +60,8 @@ std::optional<Frame> FrameSource::NextFrame() {
     frame.kind = input_->kind;
     const Stopwatch watch;
     try {
-      if (reader_ == nullptr) reader_ = OpenInput(*input_, frame_step_);
-      if (reader_->Read(frame)) {
+      if (reader_ == nullptr) reader_ = OpenInput(*input_, choice_.step);
+      if (!HasEnough() && reader_->Read(frame)) {
         frame.ordinal = taken_++;
         frame.read_ms = watch.Milliseconds();
         return frame;
@@ -69,8 +75,22 @@ std::optional<Frame> FrameSource::NextFrame() {
   }
 }
 
+// Of the input in hand.
+std::optional<std::int64_t> FrameSource::MostOfInput() const {
+  if (input_->kind == InputKind::kPicture) return std::nullopt;
+  return input_->kind == InputKind::kCamera ? choice_.most_of_camera : choice_.most_of_video;
+}
+
+bool FrameSource::HasEnough() const {
+  const std::optional<std::int64_t> most = MostOfInput();
+  return most && static_cast<std::int64_t>(taken_) >= *most;
+}
+
 std::optional<std::int64_t> FrameSource::FrameCount() const {
-  return reader_ == nullptr ? std::nullopt : reader_->Count();
+  if (reader_ == nullptr) return std::nullopt;
+  const std::optional<std::int64_t> count = reader_->Count();
+  const std::optional<std::int64_t> most = MostOfInput();
+  return count && most ? std::min(*count, *most) : count;
 }
 
 std::optional<std::int64_t> FrameSource::FramesLeft() const {

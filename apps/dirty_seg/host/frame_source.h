@@ -32,6 +32,19 @@ struct Frame {
   std::string failure;
 };
 
+/// "'floor.mp4' frame 12", as messages about the frame begin; a picture, and an input that gives no
+/// frame, by the source alone.
+std::string NameOf(const Frame& frame);
+
+/// Which frames of an input are taken.
+struct FrameChoice {
+  /// Of a video or camera every `step`-th, from the first on.
+  int step = 1;
+  /// At most so many; without it a video ends by itself, a camera never.
+  std::optional<std::int64_t> most_of_video;
+  std::optional<std::int64_t> most_of_camera;
+};
+
 /// Reads one input. Made anew for each.
 class FrameReader {
  public:
@@ -55,7 +68,7 @@ std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step);
 /// The frames of all inputs.
 class FrameSource {
  public:
-  FrameSource(InputQueue inputs, int frame_step);
+  explicit FrameSource(InputQueue inputs, const FrameChoice& choice = {});
 
   /// Nothing after the last. Each input gives its frames, and where something fails, a frame with
   /// `failure`, which is its last.
@@ -71,8 +84,11 @@ class FrameSource {
   std::optional<std::int64_t> FramesLeft() const;
 
  private:
+  std::optional<std::int64_t> MostOfInput() const;
+  bool HasEnough() const;
+
   InputQueue inputs_;
-  int frame_step_;
+  FrameChoice choice_;
   std::optional<Input> input_;
   std::size_t next_number_ = 0;
   std::size_t taken_ = 0;  // of the input
