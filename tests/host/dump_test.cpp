@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "host/npy.h"
@@ -14,6 +16,7 @@
 #include "support/pictures.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"
+#include "support/videos.h"
 
 namespace dirty_seg {
 namespace {
@@ -224,6 +227,40 @@ TEST_F(Dump, RefusesAFolderWithSomethingInIt) {
   EXPECT_THAT(refused.errors, HasSubstr("the folder is not empty"));
   command.emplace_back("--overwrite");
   EXPECT_EQ(RunProgram(command).status, 0);
+}
+
+// Red brightens from frame to frame: 0, 51, 102, 153 of 255.
+TEST_F(Dump, TakesAFrameOfAVideo) {
+  std::vector<cv::Mat> frames;
+  for (int i = 0; i < 4; ++i) frames.push_back(test::Plain(test::kFrame, {0, 0, 51.0 * i}));
+  const std::string clip = test::WriteVideo(folder_ / "clip.avi", frames, 10.0);
+  const ProgramResult result =
+      RunProgram(Command("dump", "out", clip) + Arguments{"--frame-number", "3"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors,
+            "dirty_seg: '" + clip + "' frame 3: tensors are in '" + folder_ / "out" + "'\n");
+  EXPECT_EQ(json::parse(ReadFile(folder_ / "out/dump.json"))["frame"], 3);
+  const NpyArray tensor = ReadNpy(folder_ / "out/input_images.npy");
+  float red = 0.0F;  // of the second patch
+  std::memcpy(&red, tensor.bytes.data() + tensor.bytes.size() / 2, sizeof red);
+  EXPECT_NEAR(red, 153.0 / 255.0, 0.02);  // of JPEG
+  ASSERT_EQ(RunProgram(Command("dump", "first", clip)).status, 0);
+  EXPECT_EQ(json::parse(ReadFile(folder_ / "first/dump.json"))["frame"], 0);
+}
+
+TEST_F(Dump, NamesTheFramesThereAre) {
+  const std::string clip =
+      test::WriteVideo(folder_ / "clip.avi", {3, test::Plain(test::kFrame, test::kRedPixel)}, 10.0);
+  const ProgramResult past =
+      RunProgram(Command("dump", "out", clip) + Arguments{"--frame-number", "3"});
+  EXPECT_EQ(past.status, 1);
+  EXPECT_EQ(past.errors,
+            "dirty_seg: error: '" + clip + "': has no frame 3; expected a number from 0 to 2\n");
+  const std::string red = Picture("red.png", test::Plain(test::kFrame, test::kRedPixel));
+  EXPECT_EQ(RunProgram(Command("dump", "out", red) + Arguments{"--frame-number", "1"}).errors,
+            "dirty_seg: error: '" + red + "': has no frame 1; expected 0\n");
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out"));
+  EXPECT_EQ(RunProgram(Command("dump", "out", red) + Arguments{"--frame-number", "-1"}).status, 2);
 }
 
 TEST_F(Dump, NamesAPictureThatFails) {

@@ -1,13 +1,11 @@
 #include "commands/dump.h"
 
 #include <CLI/CLI.hpp>
-#include <memory>
-#include <opencv2/core.hpp>
 
 #include "commands/options.h"
 #include "host/dump.h"
 #include "host/errors.h"
-#include "host/inputs.h"
+#include "host/frame_source.h"
 #include "host/log_capture.h"
 #include "host/messages.h"
 #include "host/run_folder.h"
@@ -22,12 +20,15 @@ CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
       command->add_option("--output", options.output, "For the files")->type_name("DIR");
   command->add_flag("--overwrite", options.overwrite, "--output DIR need not be empty")
       ->needs(output);
-  command->add_option("INPUT", options.input, "A picture")->required()->type_name("");
+  command->add_option("--frame-number", options.frame_number, "Of a video, from 0 on; 0")
+      ->check(NumberFrom<std::int64_t>(0, 1000000000, "a whole number from 0"))
+      ->type_name("N");
+  command->add_option("INPUT", options.input, "Picture, or video")->required()->type_name("");
   command->footer(
       "Without --output, the folder is runs/dump, runs/dump2, ...\n"
       "Example:\n"
       "  dirty_seg dump --model seg.onnx --config patches.yaml --output out floor.jpg\n"
-      "Exit status: 0 done, 1 the picture failed,\n"
+      "Exit status: 0 done, 1 the frame failed,\n"
       "  2 bad usage, network or configuration");
   return command;
 }
@@ -36,17 +37,18 @@ int RunDump(const DumpOptions& options) {
   LogCapture log;
   const DetectorSetup setup = SetUpDetector(options.detector);
   try {
-    const auto picture = std::make_shared<cv::Mat>(ReadPicture(options.input));
-    const StagedFrame frame = RunStages(setup.config, picture, log);
+    const Frame frame = ReadFrame({options.input, "", KindOf(options.input)}, options.frame_number);
+    const StagedFrame staged = RunStages(setup.config, frame.picture, log);
     std::string folder = options.output;
     if (folder.empty()) {
       folder = MakeNumberedRunFolder("dump");
     } else {
       MakeRunFolder(folder, options.overwrite);
     }
-    WriteDump(folder, {"dirty_seg " DIRTY_SEG_VERSION, options.input, picture->size()},
-              options.detector, setup, frame);
-    Tell("'" + options.input + "': tensors are in '" + folder + "'");
+    WriteDump(folder,
+              {"dirty_seg " DIRTY_SEG_VERSION, frame.source, frame.index, frame.picture->size()},
+              options.detector, setup, staged);
+    Tell(NameOf(frame) + ": tensors are in '" + folder + "'");
   } catch (const InputError& error) {
     TellError("'" + options.input + "': " + error.what());
     return kSomeInputFailed;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <cstdint>
 #include <string>
 
 #include "host/detector_setup.h"
@@ -12,6 +13,7 @@ struct DumpOptions {
   DetectorOptions detector;
   std::string output;
   bool overwrite = false;
+  std::int64_t frame_number = 0;
   std::string input;
 };
 

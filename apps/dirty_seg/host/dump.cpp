@@ -154,6 +154,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
   json["schema_version"] = 1;
   json["program"] = origin.program;
   json["source"] = origin.source;
+  json["frame"] = origin.frame;
   json["image_size"] = SizeToJson(origin.image_size);
   json["model"] = options.model;
   json["config"] = options.config;

@@ -1,6 +1,7 @@
 // A frame's tensors as files, with what it takes to make the first of them again.
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 #include <string>
@@ -16,6 +17,8 @@ namespace dirty_seg {
 struct DumpOrigin {
   std::string program;
   std::string source;
+  /// Number of the frame in a video; 0 for a picture.
+  std::int64_t frame = 0;
   cv::Size image_size;
 };
 

@@ -43,6 +43,19 @@ std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step) {
   return OpenVideo(input.path, frame_step);
 }
 
+Frame ReadFrame(const Input& input, std::int64_t number) {
+  const std::unique_ptr<FrameReader> reader = OpenInput(input, 1);
+  Frame frame;
+  frame.source = input.path;
+  frame.kind = input.kind;
+  for (std::int64_t count = 0; count <= number; ++count) {
+    if (reader->Read(frame)) continue;
+    throw InputError("has no frame " + std::to_string(number) + "; expected " +
+                     (count == 1 ? "0" : "a number from 0 to " + std::to_string(count - 1)));
+  }
+  return frame;
+}
+
 FrameSource::FrameSource(InputQueue inputs, const FrameChoice& choice)
     : inputs_(std::move(inputs)), choice_(choice) {}
 

@@ -65,6 +65,10 @@ class FrameReader {
 /// Throws InputError with the cause.
 std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step);
 
+/// Frame `number` of the input, counted from 0. Throws InputError with the cause, also where there
+/// is none of that number.
+Frame ReadFrame(const Input& input, std::int64_t number);
+
 /// The frames of all inputs.
 class FrameSource {
  public:
