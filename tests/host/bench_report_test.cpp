@@ -66,6 +66,15 @@ TEST(BenchText, TellsTwoSidesAndTheirRatio) {
             "fece verdicts       0 of 0 changed\n");
 }
 
+TEST(BenchText, SaysWhereItWasCutShort) {
+  Measured measured;
+  EXPECT_EQ(BenchToJson("p", measured.plan, measured.result)["interrupted"], false);
+  measured.result.interrupted = true;
+  EXPECT_THAT(BenchText(measured.plan, measured.result),
+              HasSubstr("A and B in turns; cut short by an interrupt\n\n"));
+  EXPECT_EQ(BenchToJson("p", measured.plan, measured.result)["interrupted"], true);
+}
+
 TEST(BenchText, OfOneSideComparesNothing) {
   Measured measured;
   measured.result.sides.pop_back();
@@ -79,7 +88,7 @@ TEST(BenchToJson, HoldsTheSameNumbers) {
   const Measured measured;
   EXPECT_EQ(BenchToJson("dirty_seg 1", measured.plan, measured.result).dump(),
             "{\"schema_version\":1,\"program\":\"dirty_seg 1\",\"frames\":2,\"failed\":0,"
-            "\"rounds\":2,\"warmup\":1,"
+            "\"interrupted\":false,\"rounds\":2,\"warmup\":1,"
             "\"a\":{\"model\":\"a.onnx\",\"config\":\"c.yaml\",\"threads\":0,\"timing_ms\":{"
             "\"inference\":{\"mean\":8.0,\"p50\":8.0,\"p95\":8.0,\"p99\":8.0,\"worst\":8.0},"
             "\"total\":{\"mean\":25.0,\"p50\":20.0,\"p95\":40.0,\"p99\":40.0,\"worst\":40.0}},"

@@ -8,6 +8,7 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 #include "support/detect_fixture.h"
 #include "support/running_program.h"
@@ -94,6 +95,13 @@ class Terminal {
     return length < 0 ? "" : std::string(text.data(), static_cast<std::size_t>(length));
   }
 
+  // All up to where `word` was shown; nothing else ends it but the test's own time limit.
+  std::string ReadUntil(const std::string& word) const {
+    std::string text;
+    while (text.find(word) == std::string::npos) text += Read();
+    return text;
+  }
+
  private:
   int master_;
   int slave_ = -1;
@@ -118,6 +126,67 @@ TEST_F(Interrupted, OrNotItShowsNoBarWhenQuietOrAmongResults) {
   RunningProgram mixed(Command() + Arguments{red}, terminal.path(), terminal.path());
   EXPECT_EQ(mixed.Wait(), 0);
   EXPECT_EQ(terminal.Read().substr(0, 20), "{\"schema_version\":1,");
+}
+
+// ---- bench and report ---------------------------------------------------------------------------
+
+TEST_F(Interrupted, BenchPrintsWhatItHadMeasured) {
+  const std::string clip = test::WriteVideo(folder_ / "long.avi",
+                                            {2000, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
+  for (const bool as_json : {true, false}) {
+    Arguments command = Command() + Arguments{"--rounds", "2", clip};
+    command[0] = "bench";
+    if (as_json) command.emplace_back("--json");
+    const Terminal terminal;
+    RunningProgram program(command, folder_ / "output", terminal.path());
+    terminal.ReadUntil(" frames/s, ");
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Wait(), 130);
+    EXPECT_THAT(terminal.Read(), HasSubstr("\r\033[Kdirty_seg: interrupted: frames measured: "));
+    const std::string output = ReadFile(folder_ / "output");
+    if (as_json) {
+      EXPECT_EQ(json::parse(output)["interrupted"], true);
+      EXPECT_GE(json::parse(output)["frames"], 1);
+      EXPECT_LT(json::parse(output)["frames"], 2000);
+    } else {
+      EXPECT_THAT(output, HasSubstr(" of warm-up; cut short by an interrupt\n"));
+    }
+    std::filesystem::remove(folder_ / "output");
+  }
+}
+
+TEST_F(Interrupted, BenchEndsWithinAFrameOfManyRounds) {
+  Arguments command =
+      Command() + Arguments{"--rounds", "1000000", "--json", Picture("red.png", test::kRedPixel)};
+  command[0] = "bench";
+  const Terminal terminal;
+  RunningProgram program(command, folder_ / "output", terminal.path());
+  terminal.ReadUntil("] 0 of 1 frames");
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Wait(), 130);
+  const json root = json::parse(ReadFile(folder_ / "output"));
+  EXPECT_EQ(root["frames"], 1);
+  EXPECT_GT(root["a"]["timing_ms"]["total"]["p50"], 0.0);
+}
+
+TEST_F(Interrupted, ReportLeavesNothing) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  ASSERT_EQ(test::RunProgram(CommandInto({red})).status, 0);
+  const std::string line = ReadFile(folder_ / "out/results.jsonl");
+  std::string lines;
+  for (int i = 0; i < 2000; ++i) lines += line;
+  const std::string results = folder_.Write("out/results.jsonl", lines);
+  const Terminal terminal;
+  RunningProgram program({"report", results, "--max-frames", "2000"}, folder_ / "output",
+                         terminal.path());
+  terminal.ReadUntil(" frames/s, ");
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "out/report.html.part"));
+  program.Signal(SIGINT);
+  EXPECT_EQ(program.Wait(), 130);
+  EXPECT_THAT(terminal.Read(),
+              testing::EndsWith("\r\033[Kdirty_seg: interrupted: no page is written\r\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/report.html.part"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/report.html"));
 }
 
 }  // namespace

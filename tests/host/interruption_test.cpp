@@ -15,6 +15,7 @@ TEST(Interruption, IsNoted) {
     std::raise(signal);
     EXPECT_TRUE(Interruption::Happened());
   }
+  EXPECT_FALSE(Interruption::Happened());
 }
 
 TEST(InterruptionDeathTest, EndsTheProcessTheSecondTime) {

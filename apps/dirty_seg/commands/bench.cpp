@@ -10,8 +10,11 @@
 #include "host/bench.h"
 #include "host/bench_report.h"
 #include "host/errors.h"
+#include "host/interruption.h"
 #include "host/log_capture.h"
+#include "host/messages.h"
 #include "host/output.h"
+#include "host/progress.h"
 
 namespace dirty_seg {
 namespace {
@@ -85,6 +88,20 @@ BenchPlan MakePlan(const BenchOptions& options) {
   return plan;
 }
 
+// The bar is gone when this returns.
+BenchResult Measure(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log) {
+  Progress progress(SteadySeconds, TerminalColumns());
+  return RunBench(plan, inputs, log, &progress);
+}
+
+std::string ResultText(const BenchOptions& options, const BenchPlan& plan,
+                       const BenchResult& result) {
+  if (!options.json) return BenchText(plan, result);
+  return BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result)
+             .dump(2, ' ', false, nlohmann::json::error_handler_t::replace) +
+         "\n";
+}
+
 }  // namespace
 
 CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
@@ -98,27 +115,25 @@ CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
       "Example:\n"
       "  dirty_seg bench --model seg.onnx --model-b int8.onnx --config c.yaml photos\n"
       "Exit status: 0 all done, 1 some inputs failed,\n"
-      "  2 bad usage, network or configuration");
+      "  2 bad usage, network or configuration, 130 interrupted");
   return command;
 }
 
 int RunBenchCommand(const BenchOptions& options) {
+  const Interruption interruption;
   const BenchPlan plan = MakePlan(options);
   const BenchInputs inputs = MakeInputs(options);
   // Before the networks are loaded here: their threads would not be in another process.
   const auto peaks = MeasurePeakMemory(plan, inputs);
   LogCapture log;
-  BenchResult result = RunBench(plan, inputs, log);
+  BenchResult result = Measure(plan, inputs, log);
   for (std::size_t i = 0; i < peaks.size(); ++i) result.sides[i].peak_memory = peaks[i];
   if (result.frames > 0) {
-    PrintResult(options.json
-                    ? BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result)
-                              .dump(2, ' ', false, nlohmann::json::error_handler_t::replace) +
-                          "\n"
-                    : BenchText(plan, result),
-                "the measurements", log.standard_output());
+    PrintResult(ResultText(options, plan, result), "the measurements", log.standard_output());
   }
-  return result.failed == 0 ? kAllDone : kSomeInputFailed;
+  if (!result.interrupted) return result.failed == 0 ? kAllDone : kSomeInputFailed;
+  Tell("interrupted: frames measured: " + std::to_string(result.frames));
+  return kInterrupted;
 }
 
 }  // namespace dirty_seg

@@ -9,8 +9,10 @@
 
 #include "commands/options.h"
 #include "host/errors.h"
+#include "host/interruption.h"
 #include "host/messages.h"
 #include "host/output.h"
+#include "host/progress.h"
 #include "host/results_reader.h"
 
 namespace dirty_seg {
@@ -29,6 +31,12 @@ std::string PagePath(const std::string& output, const std::string& results_folde
   if (output.empty()) return (fs::path(results_folder) / "report.html").string();
   std::error_code error;
   return fs::is_directory(output, error) ? (fs::path(output) / "report.html").string() : output;
+}
+
+// The bar is gone when this returns.
+ReportOutcome Write(const Results& results, const ReportOptions& page, const std::string& path) {
+  Progress progress(SteadySeconds, TerminalColumns());
+  return WriteReport(results, page, path, &progress);
 }
 
 }  // namespace
@@ -60,21 +68,25 @@ CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
       "  dirty_seg report runs/detect --title 'Kitchen, Monday'\n"
       "The page carries all it needs; pictures are read from where detect read them.\n"
       "Exit status:\n"
-      "  0 the page is written, 2 bad usage or results");
+      "  0 the page is written, 2 bad usage or results, 130 interrupted");
   return command;
 }
 
-int RunReport(const ReportCommandOptions& options) {
+int RunReport(const ReportCommandOptions& options) try {
+  const Interruption interruption;
   const Results results = ReadResults(options.results);
   const std::string path = PagePath(options.output, results.folder);
   if (!options.overwrite) RefuseToReplace(path, ", --output names another place");
   ReportOptions page = options.page;
   page.version = DIRTY_SEG_VERSION;
-  const ReportOutcome outcome = WriteReport(results, page, path);
+  const ReportOutcome outcome = Write(results, page, path);
   Tell(std::to_string(outcome.frames) + (outcome.frames == 1 ? " frame, " : " frames, ") +
        std::to_string(outcome.pictures) + " with " + (outcome.pictures == 1 ? "its" : "their") +
        " picture; page of " + SizeText(outcome.bytes) + " in '" + path + "'");
   return kAllDone;
+} catch (const InterruptedError& error) {
+  Tell(std::string(error.what()) + ": no page is written");
+  return kInterrupted;
 }
 
 }  // namespace dirty_seg

@@ -8,6 +8,7 @@
 
 #include "host/errors.h"
 #include "host/frame_record.h"
+#include "host/interruption.h"
 #include "host/messages.h"
 #include "host/peak_memory.h"
 
@@ -63,17 +64,20 @@ void AddTimes(const FrameOutcome& outcome, BenchSide& side) {
 
 class Bench {
  public:
-  Bench(const BenchPlan& plan, LogCapture& log) : plan_(plan) {
+  Bench(const BenchPlan& plan, LogCapture& log, Progress* progress)
+      : plan_(plan), progress_(progress) {
     for (const DetectorOptions& options : plan.sides) {
       runners_.push_back(std::make_unique<Runner>(options, log));
       result_.sides.push_back({options, {}, std::nullopt});
     }
   }
 
-  void Measure(const Frame& frame) {
+  // `left` are the frames behind this one, where their number is known.
+  void Measure(const Frame& frame, std::optional<std::int64_t> left) {
     try {
       if (!frame.failure.empty()) throw InputError(frame.failure);
-      MeasurePicture(frame.picture);
+      left_ = left;
+      if (!MeasurePicture(frame.picture)) return;
       ++result_.frames;
       if (runners_.size() > 1) result_.differences.Add(difference_);
     } catch (const InputError& error) {
@@ -82,28 +86,49 @@ class Bench {
     }
   }
 
-  BenchResult Take() { return std::move(result_); }
+  BenchResult Take() {
+    result_.interrupted = Interruption::Happened();
+    return std::move(result_);
+  }
 
  private:
-  void MeasurePicture(const std::shared_ptr<cv::Mat>& picture) {
-    for (; warmed_up_ < plan_.warmup; ++warmed_up_) {
+  using Outcomes = std::vector<std::vector<FrameOutcome>>;  // by side
+
+  // Returns whether a round was measured.
+  bool MeasurePicture(const std::shared_ptr<cv::Mat>& picture) {
+    for (; warmed_up_ < plan_.warmup && !Interruption::Happened(); ++warmed_up_) {
       for (const auto& runner : runners_) runner->Run(picture);
     }
+    if (Interruption::Happened()) return false;
     CompareOn(picture);
     // Kept apart until the frame has gone through: one that fails leaves no times.
-    std::vector<std::vector<FrameOutcome>> outcomes(runners_.size());
-    for (int round = 0; round < plan_.rounds; ++round) {
-      const bool in_order = turn_++ % 2 == 0;
-      for (std::size_t i = 0; i < runners_.size(); ++i) {
-        const std::size_t side = in_order ? i : runners_.size() - 1 - i;
-        outcomes[side].push_back(runners_[side]->Run(picture));
-        // Masks that were kept would make the next run ask the system for memory.
-        outcomes[side].back().result = {};
-      }
+    Outcomes outcomes(runners_.size());
+    for (int round = 0; round < plan_.rounds && !Interruption::Happened(); ++round) {
+      RunRound(picture, outcomes);
+      TellProgress(round + 1 == plan_.rounds);
     }
     for (std::size_t side = 0; side < outcomes.size(); ++side) {
       for (const FrameOutcome& outcome : outcomes[side]) AddTimes(outcome, result_.sides[side]);
     }
+    return !outcomes[0].empty();
+  }
+
+  void RunRound(const std::shared_ptr<cv::Mat>& picture, Outcomes& outcomes) {
+    const bool in_order = turn_++ % 2 == 0;
+    for (std::size_t i = 0; i < runners_.size(); ++i) {
+      const std::size_t side = in_order ? i : runners_.size() - 1 - i;
+      outcomes[side].push_back(runners_[side]->Run(picture));
+      // Masks that were kept would make the next run ask the system for memory.
+      outcomes[side].back().result = {};
+    }
+  }
+
+  // Within a frame too, whose rounds can take long.
+  void TellProgress(bool is_frame_done) {
+    if (progress_ == nullptr) return;
+    const auto before = static_cast<std::int64_t>(result_.frames);
+    progress_->Update(before + (is_frame_done ? 1 : 0),
+                      left_ ? std::optional(before + 1 + *left_) : std::nullopt);
   }
 
   // Without measuring, since both results have to be there at once.
@@ -115,10 +140,12 @@ class Bench {
   }
 
   const BenchPlan& plan_;
+  Progress* progress_;
   std::vector<std::unique_ptr<Runner>> runners_;
   int warmed_up_ = 0;
   std::size_t turn_ = 0;
-  FrameDifference difference_;  // of the frame in hand
+  std::optional<std::int64_t> left_;  // frames behind that in hand
+  FrameDifference difference_;        // of that in hand
   BenchResult result_;
 };
 
@@ -128,6 +155,7 @@ std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan
                                                            const BenchInputs& inputs) {
   std::vector<std::optional<std::int64_t>> peaks;
   for (const DetectorOptions& options : plan.sides) {
+    if (Interruption::Happened()) break;
     peaks.push_back(PeakMemoryOf([&] {
       const std::shared_ptr<cv::Mat> picture = ReadFirst(inputs);
       LogCapture log;
@@ -138,11 +166,16 @@ std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan
   return peaks;
 }
 
-BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log) {
+BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log,
+                     Progress* progress) {
   std::istringstream list(inputs.list);
   FrameSource source = Open(inputs, list);
-  Bench bench(plan, log);
-  while (const std::optional<Frame> frame = source.NextFrame()) bench.Measure(*frame);
+  Bench bench(plan, log, progress);
+  while (!Interruption::Happened()) {
+    const std::optional<Frame> frame = source.NextFrame();
+    if (!frame || Interruption::Happened()) break;
+    bench.Measure(*frame, source.FramesLeft());
+  }
   return bench.Take();
 }
 

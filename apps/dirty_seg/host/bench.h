@@ -15,6 +15,7 @@
 #include "host/frame_source.h"
 #include "host/inputs.h"
 #include "host/log_capture.h"
+#include "host/progress.h"
 
 namespace dirty_seg {
 
@@ -51,6 +52,9 @@ struct BenchResult {
   std::size_t frames = 0;
   /// Frames, and inputs that gave none.
   std::size_t failed = 0;
+  /// An Interruption ended it before its time; the last frame can have fewer rounds than the
+  /// others.
+  bool interrupted = false;
   /// Of two sides: the second's results from the first's, each frame once.
   DifferenceTotals differences;
 };
@@ -63,8 +67,10 @@ std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan
 /// Reads each frame once and runs every side on it `rounds` times; of two sides, A goes first in
 /// one round and B in the next, after one run of each that is compared and not measured. What
 /// cannot be read, and a frame that a side fails on, is told on standard error and counts as
-/// failed. Throws SetupError when a side cannot be set up.
-BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log);
+/// failed. An Interruption ends it with the round in hand. `progress` may be null. Throws
+/// SetupError when a side cannot be set up.
+BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log,
+                     Progress* progress);
 
 /// What is compared of one frame's outcome. The masks are shared.
 Findings FindingsOf(const FrameOutcome& outcome);

@@ -129,7 +129,8 @@ std::string BenchText(const BenchPlan& plan, const BenchResult& result) {
   }
   text += std::to_string(result.frames) + " frames, " + std::to_string(plan.rounds) +
           " rounds each after " + std::to_string(plan.warmup) + " of warm-up" +
-          (result.sides.size() > 1 ? ", A and B in turns" : "") + "\n\n";
+          (result.sides.size() > 1 ? ", A and B in turns" : "") +
+          (result.interrupted ? "; cut short by an interrupt" : "") + "\n\n";
   text += TimesTable(result) + "\n" + SidesTable(result);
   const std::optional<Medians> total = MediansOf(result, "total");
   if (!total) return text;
@@ -145,6 +146,7 @@ ordered_json BenchToJson(const std::string& program, const BenchPlan& plan,
   json["program"] = program;
   json["frames"] = result.frames;
   json["failed"] = result.failed;
+  json["interrupted"] = result.interrupted;
   json["rounds"] = plan.rounds;
   json["warmup"] = plan.warmup;
   json["a"] = SideToJson(result.sides[0]);

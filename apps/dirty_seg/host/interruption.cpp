@@ -38,8 +38,13 @@ Interruption::~Interruption() {
   for (std::size_t i = 0; i < kSignals.size(); ++i) {
     sigaction(kSignals[i], &former_actions[i], nullptr);
   }
+  has_happened = 0;  // to what comes after, nothing has
 }
 
 bool Interruption::Happened() { return has_happened != 0; }
+
+void ThrowIfInterrupted() {
+  if (Interruption::Happened()) throw InterruptedError();
+}
 
 }  // namespace dirty_seg

@@ -1,6 +1,8 @@
 // Ctrl-C, and the signal that asks a program to end.
 #pragma once
 
+#include <stdexcept>
+
 namespace dirty_seg {
 
 /// For its lifetime, the first SIGINT or SIGTERM is only noted, so that work can be ended in order;
@@ -15,5 +17,14 @@ class Interruption {
 
   static bool Happened();
 };
+
+/// The user ended the work, and nothing is left of it. Exit status 130.
+class InterruptedError : public std::runtime_error {
+ public:
+  InterruptedError() : std::runtime_error("interrupted") {}
+};
+
+/// Throws InterruptedError once an Interruption happened.
+void ThrowIfInterrupted();
 
 }  // namespace dirty_seg

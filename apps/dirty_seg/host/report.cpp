@@ -18,6 +18,7 @@
 #include "host/embedded_files.h"
 #include "host/errors.h"
 #include "host/html.h"
+#include "host/interruption.h"
 #include "host/report_data.h"
 #include "host/report_pictures.h"
 
@@ -50,10 +51,12 @@ std::string TitleOf(const Results& results, const ReportOptions& options) {
 // Fills the places of page.html, marked {{name}}, one after the other.
 class PageWriter {
  public:
-  PageWriter(const Results& results, const ReportOptions& options, std::ostream& out)
+  PageWriter(const Results& results, const ReportOptions& options, std::ostream& out,
+             Progress* progress)
       : results_(results),
         options_(options),
         out_(out),
+        progress_(progress),
         data_(results, ReadRunFacts(results.folder)),
         nonce_(DrawNonce()),
         title_(EscapeHtml(TitleOf(results, options))) {}
@@ -96,21 +99,28 @@ class PageWriter {
 
   void WritePictures() {
     PictureLoader loader(results_.folder);
-    for (const std::size_t index : ChooseFrames(results_.frames, options_.max_frames)) {
-      if (!out_) return;
-      const StoredFrame& frame = results_.frames[index];
-      const FramePicture picture = loader.Load(frame);
-      data_.SetPicture(index, picture);
-      if (picture.origin == PictureOrigin::kNone) continue;
-      ++pictures_;
-      const std::string number = std::to_string(index);
-      WritePicture("thumb-" + number, EncodeThumbnail(picture.pixels));
-      WritePicture("picture-" + number, EncodePicture(picture.pixels, options_.max_width));
-      for (const StoredCandidate& candidate : frame.candidates) {
-        if (candidate.verdict != "rejected") continue;
-        WritePicture("crop-" + number + "-" + std::to_string(candidate.detection),
-                     EncodeCrop(picture.pixels, frame.detections[candidate.detection].box));
-      }
+    const std::vector<std::size_t> chosen = ChooseFrames(results_.frames, options_.max_frames);
+    for (std::size_t i = 0; i < chosen.size() && out_; ++i) {
+      ThrowIfInterrupted();
+      WriteFrame(chosen[i], loader);
+      if (progress_ == nullptr) continue;
+      progress_->Update(static_cast<std::int64_t>(i + 1), static_cast<std::int64_t>(chosen.size()));
+    }
+  }
+
+  void WriteFrame(std::size_t index, PictureLoader& loader) {
+    const StoredFrame& frame = results_.frames[index];
+    const FramePicture picture = loader.Load(frame);
+    data_.SetPicture(index, picture);
+    if (picture.origin == PictureOrigin::kNone) return;
+    ++pictures_;
+    const std::string number = std::to_string(index);
+    WritePicture("thumb-" + number, EncodeThumbnail(picture.pixels));
+    WritePicture("picture-" + number, EncodePicture(picture.pixels, options_.max_width));
+    for (const StoredCandidate& candidate : frame.candidates) {
+      if (candidate.verdict != "rejected") continue;
+      WritePicture("crop-" + number + "-" + std::to_string(candidate.detection),
+                   EncodeCrop(picture.pixels, frame.detections[candidate.detection].box));
     }
   }
 
@@ -128,6 +138,7 @@ class PageWriter {
   const Results& results_;
   const ReportOptions& options_;
   std::ostream& out_;
+  Progress* progress_;
   ReportData data_;
   std::string nonce_;
   std::string title_;
@@ -143,7 +154,7 @@ class PageWriter {
 }  // namespace
 
 ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
-                          const std::string& path) {
+                          const std::string& path, Progress* progress) {
   const std::string unfinished = path + ".part";
   ReportOutcome outcome;
   outcome.frames = results.frames.size();
@@ -151,7 +162,8 @@ ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
   std::ofstream file(unfinished, std::ios::binary);
   if (!file) RejectOutput(path);
   try {
-    outcome.pictures = PageWriter(results, options, file).Write();
+    outcome.pictures = PageWriter(results, options, file, progress).Write();
+    ThrowIfInterrupted();
     outcome.bytes = static_cast<std::size_t>(file.tellp());
     file.close();
     std::error_code error;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 
+#include "host/progress.h"
 #include "host/results_reader.h"
 
 namespace dirty_seg {
@@ -22,8 +23,9 @@ struct ReportOutcome {
 };
 
 /// Writes the page of `results` to the file `path`, which is replaced when the page is complete.
-/// Throws SetupError with the cause.
+/// `progress` may be null. Throws SetupError with the cause, and InterruptedError; nothing of the
+/// page is left then.
 ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
-                          const std::string& path);
+                          const std::string& path, Progress* progress = nullptr);
 
 }  // namespace dirty_seg

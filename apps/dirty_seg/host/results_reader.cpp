@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "host/errors.h"
+#include "host/interruption.h"
 #include "host/messages.h"
 
 namespace dirty_seg {
@@ -322,6 +323,7 @@ Results ReadResults(const std::string& path) {
   }
   std::string text;
   for (std::size_t line = 1; std::getline(stream, text); ++line) {
+    ThrowIfInterrupted();
     if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
     results.ends_unfinished = IsUnfinished(stream, text);
     if (results.ends_unfinished) {

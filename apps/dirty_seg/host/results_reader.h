@@ -70,7 +70,7 @@ struct Results {
 /// missing, as it is in older results; unknown ones are passed over, as are empty lines. Masks stay
 /// run lengths. A last line that ends in the middle is left out with a warning on
 /// standard error. Throws SetupError, naming the file, the line, the key, what was found and what
-/// was expected; also for a line that a newer version of the format wrote.
+/// was expected; also for a line that a newer version of the format wrote. Throws InterruptedError.
 Results ReadResults(const std::string& path);
 
 /// The mask, 0 or 255. Throws SetupError, naming the file, the line and the key, for run lengths
