@@ -241,6 +241,21 @@ TEST_F(BenchCommand, LeavesOutStagesThatTheUsersLevelHides) {
   EXPECT_EQ(json::parse(result.output)["a"]["timing_ms"].size(), 1U);
 }
 
+TEST_F(BenchCommand, ShowsOfTheLogWhatIsAskedFor) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const std::string missing = folder_ / "missing.png";
+  const ProgramResult verbose = RunProgram(Command() + Arguments{"-v", "--json", red});
+  EXPECT_THAT(verbose.errors, HasSubstr("Total crops: 2"));
+  EXPECT_EQ(json::parse(verbose.output)["frames"], 1);
+  const ProgramResult level =
+      RunProgram(Command() + Arguments{"--log-level", "error", "--json", red});
+  EXPECT_EQ(level.errors, "");
+  EXPECT_EQ(json::parse(level.output)["a"]["timing_ms"].size(), 1U);
+  EXPECT_EQ(RunProgram(Command() + Arguments{"-q", red, missing}).errors,
+            "dirty_seg: error: '" + missing + "': cannot be opened: No such file or directory\n");
+  EXPECT_EQ(RunProgram(Command() + Arguments{"-q", "-v", red}).status, 2);
+}
+
 TEST_F(BenchCommand, RefusesASideThatCannotRun) {
   const std::string red = Picture("red.png", test::kRedPixel);
   const ProgramResult missing =

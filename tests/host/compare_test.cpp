@@ -105,6 +105,16 @@ TEST_F(Compare, ReadsLinesOfAnyName) {
   EXPECT_EQ(result.errors, "dirty_seg: error: the two have no frame in common\n");
 }
 
+TEST_F(Compare, WarnsUnlessQuiet) {
+  const std::string cut =
+      folder_.Write("a.jsonl", R"({"source": "x.png", "bboxes": [], "scores": [], "labels": []})"
+                               "\n{");
+  EXPECT_THAT(RunProgram({"compare", cut, cut}).errors, HasSubstr("line 2: ends in the middle"));
+  const ProgramResult quiet = RunProgram({"compare", "-q", cut, cut});
+  EXPECT_EQ(quiet.status, 0);
+  EXPECT_EQ(quiet.errors, "");
+}
+
 TEST_F(Compare, RefusesWhatCannotBeCompared) {
   const std::string empty = folder_.Write("a.jsonl", "");
   const auto refusal = [](const Arguments& arguments) {

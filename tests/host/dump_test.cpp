@@ -218,6 +218,15 @@ TEST_F(Dump, IsComparedWithAnother) {
   EXPECT_THAT(other.errors, HasSubstr("--max-difference 0.1: input_images differs by 0.199999988"));
 }
 
+TEST_F(Dump, ShowsOfTheLogWhatIsAskedFor) {
+  const std::string red = Picture("red.png", test::Plain(test::kFrame, test::kRedPixel));
+  EXPECT_EQ(RunProgram(Command("dump", "a", red) + Arguments{"-q"}).errors, "");
+  EXPECT_THAT(RunProgram(Command("dump", "b", red) + Arguments{"-v"}).errors,
+              HasSubstr("Total crops: 2"));
+  EXPECT_THAT(RunProgram(Command("dump", "c", red) + Arguments{"--log-level", "off"}).errors,
+              testing::StartsWith("dirty_seg: '" + red));
+}
+
 TEST_F(Dump, RefusesAFolderWithSomethingInIt) {
   const std::string picture = Picture("a.png", test::Plain(test::kFrame, test::kRedPixel));
   folder_.Write("file", "");

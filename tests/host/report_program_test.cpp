@@ -112,6 +112,12 @@ TEST_F(ReportProgram, RefusesWhatIsNoResults) {
   EXPECT_FALSE(fs::exists(folder_ / "report.html"));
 }
 
+TEST_F(ReportProgram, SaysNothingWhenQuietButErrors) {
+  EXPECT_EQ(RunProgram({"report", "-q", out_}).errors, "");
+  EXPECT_TRUE(fs::exists(page_));
+  EXPECT_THAT(RunProgram({"report", "-q", out_}).errors, HasSubstr("is there already"));
+}
+
 TEST_F(ReportProgram, RefusesBadNumbers) {
   EXPECT_THAT(RunProgram({"report", out_, "--max-width", "10"}).errors,
               HasSubstr("10 is not a number of pixels from 64 to 16384"));

@@ -11,7 +11,6 @@
 #include "host/bench_report.h"
 #include "host/errors.h"
 #include "host/interruption.h"
-#include "host/log_capture.h"
 #include "host/messages.h"
 #include "host/output.h"
 #include "host/progress.h"
@@ -111,6 +110,7 @@ CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
   AddSecondSide(*command, options);
   AddAmounts(*command, options);
   command->add_flag("--json", options.json, "Write JSON");
+  AddLogOptions(*command, options.log);
   command->footer(
       "Example:\n"
       "  dirty_seg bench --model seg.onnx --model-b int8.onnx --config c.yaml photos\n"
@@ -120,12 +120,13 @@ CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
 }
 
 int RunBenchCommand(const BenchOptions& options) {
+  SetQuiet(options.log.quiet);
   const Interruption interruption;
   const BenchPlan plan = MakePlan(options);
   const BenchInputs inputs = MakeInputs(options);
   // Before the networks are loaded here: their threads would not be in another process.
   const auto peaks = MeasurePeakMemory(plan, inputs);
-  LogCapture log;
+  LogCapture log(options.log);
   BenchResult result = Measure(plan, inputs, log);
   for (std::size_t i = 0; i < peaks.size(); ++i) result.sides[i].peak_memory = peaks[i];
   if (result.frames > 0) {

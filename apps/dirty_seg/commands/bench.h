@@ -8,6 +8,7 @@
 
 #include "commands/options.h"
 #include "host/detector_setup.h"
+#include "host/log_capture.h"
 
 namespace dirty_seg {
 
@@ -21,6 +22,7 @@ struct BenchOptions {
   int rounds = 10;
   int warmup = 2;
   bool json = false;
+  LogOptions log;
   InputArguments input;
   std::optional<std::int64_t> max_frames;  // of each video or camera
 };

@@ -89,6 +89,7 @@ CLI::App* AddCompare(CLI::App& app, CompareOptions& options) {
   command->add_option("A", options.a, "Results or dump of the one side")->required()->type_name("");
   command->add_option("B", options.b, "Of the other")->required()->type_name("");
   command->add_flag("--json", options.json, "Write JSON, with every frame or tensor in full");
+  AddQuietOption(*command, options.quiet);
   AddLimits(*command, options);
   command->footer(
       "Results: folders of 'detect --output', or their .jsonl files.\n"
@@ -100,6 +101,7 @@ CLI::App* AddCompare(CLI::App& app, CompareOptions& options) {
 }
 
 int RunCompare(const CompareOptions& options) {
+  SetQuiet(options.quiet);
   const bool is_dump = IsDump(options.a);
   if (is_dump != IsDump(options.b)) {
     throw SetupError("'" + options.a + "' and '" + options.b +

@@ -13,6 +13,7 @@ struct CompareOptions {
   std::string a;
   std::string b;
   bool json = false;
+  bool quiet = false;
   ResultsLimits limits;
   std::optional<double> max_difference;  // of dumps
 };

@@ -6,7 +6,6 @@
 #include "host/dump.h"
 #include "host/errors.h"
 #include "host/frame_source.h"
-#include "host/log_capture.h"
 #include "host/messages.h"
 #include "host/run_folder.h"
 #include "host/staged_frame.h"
@@ -24,6 +23,7 @@ CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
       ->check(NumberFrom<std::int64_t>(0, 1000000000, "a whole number from 0"))
       ->type_name("N");
   command->add_option("INPUT", options.input, "Picture, or video")->required()->type_name("");
+  AddLogOptions(*command, options.log);
   command->footer(
       "Without --output, the folder is runs/dump, runs/dump2, ...\n"
       "Example:\n"
@@ -34,11 +34,13 @@ CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
 }
 
 int RunDump(const DumpOptions& options) {
-  LogCapture log;
+  SetQuiet(options.log.quiet);
+  LogCapture log(options.log);
   const DetectorSetup setup = SetUpDetector(options.detector);
   try {
     const Frame frame = ReadFrame({options.input, "", KindOf(options.input)}, options.frame_number);
     const StagedFrame staged = RunStages(setup.config, frame.picture, log);
+    log.TakeLines();  // to where they are wanted
     std::string folder = options.output;
     if (folder.empty()) {
       folder = MakeNumberedRunFolder("dump");

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/detector_setup.h"
+#include "host/log_capture.h"
 
 namespace dirty_seg {
 
@@ -15,6 +16,7 @@ struct DumpOptions {
   bool overwrite = false;
   std::int64_t frame_number = 0;
   std::string input;
+  LogOptions log;
 };
 
 /// Adds the command to `app`; parsing fills `options`, which outlives `app`.

@@ -80,12 +80,15 @@ void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {
   AddThreadsOption(command, options.threads);
 }
 
+CLI::Option* AddQuietOption(CLI::App& command, bool& quiet) {
+  return command.add_flag("-q,--quiet", quiet, "Show errors alone");
+}
+
 void AddLogOptions(CLI::App& command, LogOptions& options) {
   constexpr const char* kGroup = "What is said on standard error";
   CLI::Option* verbose =
       command.add_flag("-v,--verbose", options.verbose, "Show the detector's log")->group(kGroup);
-  CLI::Option* quiet =
-      command.add_flag("-q,--quiet", options.quiet, "Show errors alone")->group(kGroup);
+  CLI::Option* quiet = AddQuietOption(command, options.quiet)->group(kGroup);
   CLI::Option* level =
       command
           .add_option("--log-level", options.level, "Show the detector's log from this level on")

@@ -49,4 +49,7 @@ void AddDetectorOptions(CLI::App& command, DetectorOptions& options);
 /// -v, -q and --log-level. `options` outlives `command`.
 void AddLogOptions(CLI::App& command, LogOptions& options);
 
+/// -q, for a command that runs no detector. `quiet` outlives `command`.
+CLI::Option* AddQuietOption(CLI::App& command, bool& quiet);
+
 }  // namespace dirty_seg

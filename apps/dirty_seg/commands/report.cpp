@@ -48,6 +48,7 @@ CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
                    "The page; report.html beside the results,\nwhen this is not given")
       ->type_name("PAGE.html");
   command->add_flag("--overwrite", options.overwrite, "Replace the page if it is there");
+  AddQuietOption(*command, options.quiet);
   command->add_option("--title", options.page.title, "Heading of the page")->type_name("TEXT");
   command
       ->add_option("--max-width", options.page.max_width,
@@ -73,6 +74,7 @@ CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
 }
 
 int RunReport(const ReportCommandOptions& options) try {
+  SetQuiet(options.quiet);
   const Interruption interruption;
   const Results results = ReadResults(options.results);
   const std::string path = PagePath(options.output, results.folder);

@@ -12,6 +12,7 @@ struct ReportCommandOptions {
   std::string results;
   std::string output;  // empty: report.html in the results' folder
   bool overwrite = false;
+  bool quiet = false;
   ReportOptions page;
 };
 
