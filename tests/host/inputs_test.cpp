@@ -3,6 +3,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -209,6 +212,21 @@ TEST_F(Inputs, ThatTheirDecoderComplainsOfAreReadWithAWarning) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "dirty_seg: warning: '" + path +
                 "': Corrupt JPEG data: 5 extraneous bytes before marker 0xdb\n");
+}
+
+// ---- What is no file ----------------------------------------------------------------------------
+
+TEST(RequireFile, RefusesASocket) {
+  const test::TemporaryFolder folder;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  (folder / "socket").copy(address.sun_path, sizeof address.sun_path - 1);
+  const int socket_file = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(bind(socket_file, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(test::RejectionOf<InputError>([&] { RequireFile(folder / "socket"); }),
+            "is a socket; expected a file");
+  close(socket_file);
+  EXPECT_NO_THROW(RequireFile(folder.Write("a.png", "")));
 }
 
 }  // namespace

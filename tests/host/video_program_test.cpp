@@ -1,6 +1,7 @@
 // The built program on videos, patterns, lists and cameras.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "support/detect_fixture.h"
 #include "support/videos.h"
@@ -94,6 +95,29 @@ TEST_F(DetectInputs, ThatCannotBeReadAreNamedAndTheRestIsDone) {
                                "dirty_seg: error: '" +
                                folder_ / "*.jpg" + "': no file matches the pattern\n");
   EXPECT_THAT(Sources(result.output), ElementsAre(red));
+}
+
+TEST_F(DetectInputs, ThatAreNoFilesAreRefusedAtOnce) {
+  const std::string pipe = folder_ / "pipe.png";
+  const std::string clip = folder_ / "pipe.avi";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(clip.c_str(), 0600), 0);
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(Command() + Arguments{pipe, clip, "-"}, {}, "",
+                                          "/dev/null\n" + pipe + "\n" + red + "\n");
+  EXPECT_EQ(result.status, 1);
+  const std::string refused =
+      "dirty_seg: error: '" + pipe + "': is a named pipe; expected a file\n";
+  EXPECT_EQ(result.errors, refused + "dirty_seg: error: '" + clip +
+                               "': is a named pipe; expected a file\n"
+                               "dirty_seg: error: '/dev/null': is a device; expected a file, or a "
+                               "camera as /dev/video0\n" +
+                               refused);
+  EXPECT_THAT(Sources(result.output), ElementsAre(red));
+  const ProgramResult check = RunProgram(
+      {"check", folder_ / "config.yaml", "--frame", pipe, "--output", folder_ / "patches.png"});
+  EXPECT_EQ(check.status, 2);
+  EXPECT_EQ(check.errors, refused);
 }
 
 TEST_F(DetectInputs, TellAFramesFailureWithItsNumber) {

@@ -254,12 +254,26 @@ std::optional<std::size_t> InputQueue::PicturesLeft() const {
   return all_pictures ? std::optional(ready_.size()) : std::nullopt;
 }
 
-cv::Mat ReadPicture(const std::string& path) {
-  errno = 0;
-  if (!std::ifstream(path, std::ios::binary).is_open()) {
-    throw InputError(std::string("cannot be opened: ") +
-                     std::strerror(errno == 0 ? ENOENT : errno));
+void RequireFile(const std::string& path) {
+  std::error_code ignored;
+  switch (fs::status(path, ignored).type()) {
+    case fs::file_type::fifo:
+      throw InputError("is a named pipe; expected a file");
+    case fs::file_type::socket:
+      throw InputError("is a socket; expected a file");
+    case fs::file_type::block:
+    case fs::file_type::character:
+      throw InputError("is a device; expected a file, or a camera as /dev/video0");
+    default:
+      break;
   }
+  errno = 0;
+  if (std::ifstream(path, std::ios::binary).is_open()) return;
+  throw InputError(std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
+}
+
+cv::Mat ReadPicture(const std::string& path) {
+  RequireFile(path);
   std::string said;
   cv::Mat picture = Decode(path, said);
   const std::string cause = said.empty() ? "" : ": " + said;

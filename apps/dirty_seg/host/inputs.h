@@ -71,6 +71,10 @@ class InputQueue {
   std::size_t given_ = 0;
 };
 
+/// Throws InputError with the cause where the file cannot be opened, and for a named pipe, a socket
+/// or a device, without opening it: that could wait forever.
+void RequireFile(const std::string& path);
+
 /// Reads a picture as CV_8UC3 in B, G, R order. Throws InputError with the cause, also for a JPEG
 /// file that is cut short. What else its decoder complains of is a warning with the path.
 cv::Mat ReadPicture(const std::string& path);

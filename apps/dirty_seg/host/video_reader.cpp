@@ -1,19 +1,17 @@
 #include "host/video_reader.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/videoio.hpp>
 #include <system_error>
 #include <utility>
 
 #include "host/errors.h"
+#include "host/inputs.h"
 
 namespace dirty_seg {
 namespace {
@@ -83,13 +81,6 @@ class CaptureReader : public FrameReader {
   double rate_ = 0.0;
 };
 
-// Throws InputError with the system's cause unless the file can be read.
-void RequireReadable(const std::string& path) {
-  errno = 0;
-  if (std::ifstream(path, std::ios::binary).is_open()) return;
-  throw InputError(std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
-}
-
 // The number behind the last character that is no digit.
 int CameraNumber(const std::string& name) {
   const std::size_t begin = name.find_last_not_of("0123456789") + 1;
@@ -106,7 +97,7 @@ int CameraNumber(const std::string& name) {
 
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
   KeepLibrariesQuiet();
-  RequireReadable(path);
+  RequireFile(path);
   cv::VideoCapture capture;
   for (const int backend : {cv::CAP_FFMPEG, cv::CAP_OPENCV_MJPEG}) {
     if (capture.open(path, backend)) break;
