@@ -41,6 +41,29 @@ class Schema : public testing::Test {
     EXPECT_EQ(test::RunProgram(arguments).status, 1);  // of the tiny one
   }
 
+  // Runs `command` with the networks and both patches; what it prints is the file that is returned.
+  std::string Print(const std::string& command, const std::vector<std::string>& more) {
+    std::vector<std::string> arguments{
+        command,
+        "--model",
+        test::CommonNetwork("seg-b2-64"),
+        "--config",
+        folder_.Write("config.yaml",
+                      "patch: {enable: true, patches: [[40, 0, 64, 64], [640, 440, 64, 64]]}"),
+        "--fece-model",
+        test::CommonNetwork("classifier-224"),
+        "--fece-class-ids",
+        "0"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return PrintOf(arguments);
+  }
+
+  std::string PrintOf(const std::vector<std::string>& arguments) {
+    const test::ProgramResult result = test::RunProgram(arguments);
+    EXPECT_NE(result.status, 2) << result.errors;
+    return folder_.Write("printed.json", result.output);
+  }
+
   std::string Picture(const std::string& name, const cv::Scalar& colour,
                       const cv::Size& size = test::kFrame) {
     return test::WritePicture(folder_ / name, test::Plain(size, colour));
@@ -87,6 +110,61 @@ TEST_F(Schema, OfPolygonsFitsEveryLine) {
   RunDetect({"--polygons"});
   EXPECT_EQ(Validate("polygons.schema.json", folder_ / "out/polygons.jsonl"),
             "3 documents, 0 faults\n");  // none of the frame that failed
+}
+
+TEST_F(Schema, OfBenchFitsOneSideAndTwo) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  EXPECT_EQ(Validate("bench.schema.json", Print("bench", {"--json", "--rounds", "2", red})),
+            "1 documents, 0 faults\n");
+  const std::string both = Print("bench", {"--json", "--rounds", "1", "--threads-b", "1",
+                                           "--model-b", test::CommonNetwork("seg-b2-64-quantised"),
+                                           red, Picture("black.png", test::kBlackPixel)});
+  EXPECT_EQ(Validate("bench.schema.json", both), "1 documents, 0 faults\n");
+  json changed = json::parse(test::ReadFile(both));
+  changed.erase("interrupted");
+  EXPECT_NE(Validate("bench.schema.json", folder_.Write("changed.json", changed.dump()))
+                .find("'interrupted' is a required property"),
+            std::string::npos);
+}
+
+TEST_F(Schema, OfTheDumpFitsIt) {
+  Print("dump", {"--output", folder_ / "out", Picture("red.png", test::kRedPixel)});
+  EXPECT_EQ(Validate("dump.schema.json", folder_ / "out/dump.json"), "1 documents, 0 faults\n");
+  json changed = json::parse(test::ReadFile(folder_ / "out/dump.json"));
+  changed["slots"][0]["patch"] = "first";
+  EXPECT_NE(Validate("dump.schema.json", folder_.Write("changed.json", changed.dump()))
+                .find("slots/0/patch: 'first' is not of type 'integer'"),
+            std::string::npos);
+}
+
+// Red and magenta: matched with other scores, another class by the classifier's word, and black
+// without a detection.
+TEST_F(Schema, OfCompareFitsResultsAndDumps) {
+  const auto detect = [this](const std::string& name, const cv::Scalar& colour) {
+    Print("detect", {"--output", folder_ / name, Picture("a.png", colour),
+                     Picture("b.png", test::kRedPixel), Picture(name + ".png", colour)});
+    return folder_ / name;
+  };
+  const std::string red = detect("red", test::kRedPixel);
+  const std::string magenta = detect("magenta", test::kMagentaPixel);
+  const std::string black = detect("black", test::kBlackPixel);
+  for (const std::string& other : {red, magenta, black}) {
+    const std::string printed = PrintOf({"compare", "--json", red, other});
+    EXPECT_EQ(Validate("compare.schema.json", printed), "1 documents, 0 faults\n");
+  }
+  for (const std::string name : {"red", "magenta"}) {
+    Print("dump", {"--output", folder_ / ("dump-" + name), folder_ / (name + ".png")});
+  }
+  const std::string tensor = folder_ / "dump-red/input_images.npy";
+  EXPECT_EQ(Validate("compare.schema.json", PrintOf({"compare", "--json", folder_ / "dump-red",
+                                                     folder_ / "dump-magenta"})),
+            "1 documents, 0 faults\n");
+  EXPECT_EQ(Validate("compare.schema.json", PrintOf({"compare", "--json", tensor, tensor})),
+            "1 documents, 0 faults\n");
+  json changed = json::parse(test::ReadFile(folder_ / "printed.json"));
+  changed["tensors"][0].erase("differing");
+  EXPECT_NE(Validate("compare.schema.json", folder_.Write("changed.json", changed.dump())),
+            "1 documents, 0 faults\n");
 }
 
 // What keeps the tests above from passing whatever is written.
