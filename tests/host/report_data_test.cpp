@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
 #include "host/errors.h"
@@ -88,6 +89,11 @@ TEST(ReportData, TellsAFramesDetectionsInShortNumbers) {
   EXPECT_EQ(json["scores"].dump(), "[0.1235]");
   EXPECT_EQ(json["labels"].dump(), "[7]");
   EXPECT_EQ(json["candidates"].dump(), "[]");
+}
+
+TEST(ReportData, TellsAScoreThatIsNoNumberAsNull) {
+  const StoredFrame frame = Frame({{{0, 0, 1, 1}, std::nanf(""), 3}});
+  EXPECT_EQ(DataOf(ResultsOf({frame}))["frames"][0]["scores"].dump(), "[null]");
 }
 
 TEST(ReportData, TakesTheSizeFromThePictureElseFromTheLineElseTheFrame) {

@@ -435,6 +435,24 @@ class Page(unittest.TestCase):
         self.assertEqual(self.column(4), [f"{score:.2f}" for score in scores[::-1][25:50]])
         self.assertIn("Page 2 of", self.find("#page-number").text)
 
+    def test_a_score_that_is_no_number_is_below_all(self) -> None:
+        folder = self.folder / "scoreless"
+        folder.mkdir()
+        picture = folder / "a.png"
+        cv2.imwrite(str(picture), np.zeros((180, 320, 3), np.uint8))
+        line = plain_line(picture, 0) | {"scores": [None, 0.75]}
+        (folder / "results.jsonl").write_text(json.dumps(line) + "\n")
+        run("report", folder)
+        self.open(folder / "report.html")
+        for _ in range(2):  # as they come, and ascending
+            self.assertEqual(self.column(4), ["no score", "0.75"])
+            self.click("button[data-column='score']")
+        self.open_frame(0)
+        self.assertEqual(self.shown_boxes(), 2)
+        self.assertIn("no score", self.find("#viewer-list").text)
+        self.set_score(0.01)
+        self.assertEqual(self.shown_boxes(), 1)
+
     def test_table_filters(self) -> None:
         total = sum(len(line["labels"]) for line in self.lines)
         self.assertEqual(self.find("#table-count").text, f"{total} of {total} detections")

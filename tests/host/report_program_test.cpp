@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "support/paths.h"
 #include "support/pictures.h"
@@ -47,6 +48,21 @@ TEST_F(ReportProgram, WritesOnePageBesideTheResults) {
   EXPECT_THAT(page, HasSubstr("<title>Results of out</title>"));
   EXPECT_THAT(page, HasSubstr(R"("boxes":[[16.0,24.0,48.0,40.0]],"scores":[1.0],"labels":[0])"));
   EXPECT_THAT(page, HasSubstr("dirty_seg " DIRTY_SEG_VERSION));
+}
+
+TEST_F(ReportProgram, ShowsAScoreThatIsNoNumber) {
+  nlohmann::json line = nlohmann::json::parse(ReadFile(out_ + "/results.jsonl"));
+  const std::string before = folder_.Write("before.jsonl", line.dump() + "\n");
+  line["scores"][0] = nullptr;
+  folder_.Write("out/results.jsonl", line.dump() + "\n");
+  const ProgramResult result = RunProgram({"report", out_});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(ReadFile(page_), HasSubstr(R"("scores":[null],"labels":[0])"));
+  EXPECT_EQ(RunProgram({"compare", out_, out_, "--max-score-difference", "0"}).status, 0);
+  const ProgramResult compared =
+      RunProgram({"compare", before, out_, "--max-score-difference", "1"});
+  EXPECT_EQ(compared.status, 1);
+  EXPECT_THAT(compared.errors, HasSubstr("--max-score-difference 1.0: inf in "));
 }
 
 TEST_F(ReportProgram, TakesTheFileOfLinesAndAnotherPlace) {

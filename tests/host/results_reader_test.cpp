@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "host/errors.h"
 #include "host/frame_record.h"
 #include "support/rejection.h"
@@ -165,6 +167,16 @@ TEST_F(ReadResultsTest, LeavesOutALastLineThatEndsInTheMiddle) {
 TEST_F(ReadResultsTest, CountsLinesInItsMessages) {
   EXPECT_EQ(test::RejectionOf<SetupError>([&] { ReadText(std::string(kLeast) + "\n\n{}\n"); }),
             "'" + folder_ / "some.jsonl" + "' line 3: source is missing");
+}
+
+TEST_F(ReadResultsTest, TakesNullForAScoreThatIsNoNumber) {
+  const Results results =
+      ReadText(R"({"source": "a", "bboxes": [[0, 1, 2, 3], [0, 1, 2, 3]], "scores": [null, 0.5],)"
+               R"( "labels": [0, 0], "fece_candidates": [)"
+               R"({"detection": 0, "verdict": "failed", "score": null}]})");
+  EXPECT_TRUE(std::isnan(results.frames[0].detections[0].score));
+  EXPECT_EQ(results.frames[0].detections[1].score, 0.5F);
+  EXPECT_FALSE(results.frames[0].candidates[0].score);
 }
 
 TEST_F(ReadResultsTest, RefusesWhatIsMissing) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace dirty_seg {
 namespace {
@@ -27,6 +28,12 @@ double BoxDistance(const Detection& a, const Detection& b) {
   return distance;
 }
 
+double ScoreDifference(double a, double b) {
+  if (std::isnan(a) && std::isnan(b)) return 0.0;
+  if (std::isnan(a) || std::isnan(b)) return std::numeric_limits<double>::infinity();
+  return std::abs(a - b);
+}
+
 // What is not paired yet.
 class Rest {
  public:
@@ -42,7 +49,7 @@ class Rest {
       const Detection& in_b = b_[overlap.b];
       pairs.push_back(
           {overlap.a, overlap.b, BoxDistance(in_a, in_b),
-           std::abs(static_cast<double>(in_a.score) - static_cast<double>(in_b.score))});
+           ScoreDifference(static_cast<double>(in_a.score), static_cast<double>(in_b.score))});
     }
     return pairs;
   }

@@ -18,7 +18,7 @@ struct DetectionPair {
   std::size_t b = 0;
   /// Greatest distance of two coordinates that belong together, in pixels.
   double box_distance = 0.0;
-  /// Not below 0.
+  /// Not below 0. Not-a-number is equal to itself, and infinitely far from any number.
   double score_difference = 0.0;
 };
 

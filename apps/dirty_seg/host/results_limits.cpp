@@ -1,5 +1,7 @@
 #include "host/results_limits.h"
 
+#include <cmath>
+
 namespace dirty_seg {
 namespace {
 
@@ -9,7 +11,8 @@ std::string ExcessText(const char* option, const std::string& limit, const std::
   return std::string(option) + " " + limit + ": " + found;
 }
 
-std::string Plain(double value) { return nlohmann::json(value).dump(); }
+// JSON has no infinity.
+std::string Plain(double value) { return std::isinf(value) ? "inf" : nlohmann::json(value).dump(); }
 
 // The frame with the worst of some value, and that value; null when no frame has one.
 struct Worst {

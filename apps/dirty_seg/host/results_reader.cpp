@@ -157,6 +157,11 @@ class LineReader {
     return static_cast<float>(number);
   }
 
+  // JSON has no word for what is no number.
+  float Score(const json& value, const std::string& key) const {
+    return value.is_null() ? std::numeric_limits<float>::quiet_NaN() : Float(value, key);
+  }
+
   int Label(const json& value, const std::string& key) const {
     constexpr std::int64_t kMost = std::numeric_limits<int>::max();
     constexpr std::int64_t kLeast = std::numeric_limits<int>::min();
@@ -202,7 +207,7 @@ class LineReader {
         Reject(Item("bboxes", i), boxes[i], "[x1, y1, x2, y2]");
       }
       std::copy(box.begin(), box.end(), detection.box.begin());
-      detection.score = Float(scores[i], Item("scores", i));
+      detection.score = Score(scores[i], Item("scores", i));
       detection.label = Label(labels[i], Item("labels", i));
     }
     return detections;
@@ -262,9 +267,8 @@ class LineReader {
         Reject(key + ".detection", index, "the index of one of bboxes");
       }
       candidate.verdict = Verdict(Required(entry, "verdict", key + "."), key + ".verdict");
-      if (const json* score = Find(entry, "score")) {
-        candidate.score = Double(*score, key + ".score");
-      }
+      const json* score = Find(entry, "score");
+      if (score != nullptr && !score->is_null()) candidate.score = Double(*score, key + ".score");
       candidates.push_back(std::move(candidate));
     }
     return candidates;

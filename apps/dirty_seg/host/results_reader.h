@@ -67,10 +67,11 @@ struct Results {
 /// Reads the results.jsonl of a folder, or a file of such lines under any name.
 ///
 /// A line has `source`, and `bboxes`, `scores` and `labels` of one length. Every other key may be
-/// missing, as it is in older results; unknown ones are passed over, as are empty lines. Masks stay
-/// run lengths. A last line that ends in the middle is left out with a warning on
-/// standard error. Throws SetupError, naming the file, the line, the key, what was found and what
-/// was expected; also for a line that a newer version of the format wrote. Throws InterruptedError.
+/// missing, as it is in older results; a score of null is not-a-number; unknown ones are passed
+/// over, as are empty lines. Masks stay run lengths. A last line that ends in the middle is left
+/// out with a warning on standard error. Throws SetupError, naming the file, the line, the key,
+/// what was found and what was expected; also for a line that a newer version of the format wrote.
+/// Throws InterruptedError.
 Results ReadResults(const std::string& path);
 
 /// The mask, 0 or 255. Throws SetupError, naming the file, the line and the key, for run lengths

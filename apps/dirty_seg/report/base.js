@@ -5,6 +5,10 @@
 const data = JSON.parse(document.getElementById('data').textContent);
 const frames = data.frames;
 
+// In the place of a score that is no number: less than any that is one.
+const kNoScore = {toFixed: () => 'no score', valueOf: () => -1};
+for (const frame of frames) frame.scores = frame.scores.map((score) => score ?? kNoScore);
+
 const byId = (id) => document.getElementById(id);
 
 function setAll(element, attributes, children) {
@@ -63,8 +67,10 @@ function pictureUrl(kind, ...indices) {
 
 const shown = {leastScore: 0, hiddenLabels: new Set(), boxes: true, names: true, masks: true};
 
+// The slider at its lowest lets all pass, also what has no score.
 const isShown = (frame, detection) =>
-  frame.scores[detection] >= shown.leastScore && !shown.hiddenLabels.has(frame.labels[detection]);
+  (shown.leastScore === 0 || frame.scores[detection] >= shown.leastScore) &&
+  !shown.hiddenLabels.has(frame.labels[detection]);
 
 const shownDetections = (frame) =>
   [...frame.labels.keys()].filter((detection) => isShown(frame, detection));
