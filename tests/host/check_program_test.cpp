@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 
 #include "support/paths.h"
@@ -12,6 +13,7 @@
 namespace dirty_seg {
 namespace {
 
+using nlohmann::json;
 using test::CommonNetwork;
 using test::ProgramResult;
 using test::RunProgram;
@@ -40,6 +42,47 @@ TEST_F(CheckProgram, PassesOverWarningsUnlessStrict) {
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.output, HasSubstr(": warning: 80.2 % of the frame lie in no patch"));
   EXPECT_EQ(RunProgram({"check", "--strict", config}).status, 1);
+}
+
+TEST_F(CheckProgram, TellsItAllAsJson) {
+  const std::string config = folder_.Write("c.yaml",
+                                           "patch:\n"
+                                           "  enable: perhaps\n"
+                                           "  patches:\n"
+                                           "    - [0, 0, 640, 639]\n"
+                                           "    - [1600, 800, 640, 640]\n"
+                                           "    - [0, wide, 640, 640]\n"
+                                           "postprocess: {iou_threshold: high, iou: 1}\n");
+  const ProgramResult result = RunProgram({"check", "--json", config});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors, "");
+  const json root = json::parse(result.output);
+  EXPECT_EQ(root["config"], config);
+  EXPECT_EQ(root["network_side"], 640);
+  EXPECT_EQ(root["errors"], 4);
+  const json& findings = root["findings"];
+  EXPECT_FALSE(findings[0].contains("line"));  // gaps
+  EXPECT_FALSE(findings[0].contains("key"));
+  EXPECT_EQ(findings[0]["kind"], "warning");
+  EXPECT_EQ(findings[1], (json{{"file", config},
+                               {"line", 2},
+                               {"key", "patch.enable"},
+                               {"kind", "error"},
+                               {"message", "patch.enable is 'perhaps'"},
+                               {"advice", "expected true or false"}}));
+  EXPECT_EQ(findings[2]["key"], "patch.patches[0]");
+  EXPECT_EQ(findings[2]["advice"], "near it, these do not: 640 x 640, 640 x 638");
+  EXPECT_EQ(findings[4]["key"], "patch.patches[2]");
+  EXPECT_EQ(findings[5]["key"], "postprocess.iou_threshold");
+  EXPECT_EQ(findings[5]["message"], "postprocess.iou_threshold is 'high'");
+  EXPECT_EQ(findings[5]["advice"], "expected a number from 0 to 1");
+  ASSERT_EQ(root["patches"].size(), 2U);
+  EXPECT_EQ(root["patches"][0]["fills_slot"], false);
+  EXPECT_EQ(root["patches"][0]["padded"], json({639, 640}));
+  EXPECT_EQ(root["patches"][1]["rectangle"], json({1600, 800, 640, 640}));
+  EXPECT_EQ(root["patches"][1]["clipped"], json({1600, 800, 320, 280}));
+  EXPECT_EQ(root["patches"][1]["scaled"], json({560, 640}));
+  EXPECT_EQ(root["patches"][1]["shrunk"], 0.5);
 }
 
 TEST_F(CheckProgram, TakesTheSideFromTheNetwork) {

@@ -26,7 +26,7 @@ class Check : public testing::Test {
     for (const Finding& finding : check.findings) {
       texts.push_back(std::to_string(finding.line) +
                       (finding.kind == Finding::Kind::kError ? " error " : " warning ") +
-                      finding.text);
+                      SentenceOf(finding));
     }
     return texts;
   }

@@ -127,6 +127,22 @@ TEST_F(Schema, OfBenchFitsOneSideAndTwo) {
             std::string::npos);
 }
 
+TEST_F(Schema, OfTheCheckFitsFindingsOfAllKinds) {
+  for (const char* text : {"patch: {enable: true, patches: [[0, 0, 1920, 1080]]}", "",
+                           "patch: {enable: 2, patches: [[0, 0, 640, 639], [9, 9], 7]}\n"
+                           "postprocess: {iou: 1, max_detections: 0}\nother: 1\n"}) {
+    const std::string config = folder_.Write("c.yaml", text);
+    const std::string printed =
+        folder_.Write("printed.json", test::RunProgram({"check", "--json", config}).output);
+    EXPECT_EQ(Validate("check.schema.json", printed), "1 documents, 0 faults\n");
+  }
+  json changed = json::parse(test::ReadFile(folder_ / "printed.json"));
+  changed["findings"][0]["kind"] = "hint";
+  EXPECT_NE(Validate("check.schema.json", folder_.Write("changed.json", changed.dump()))
+                .find("findings/0/kind: 'hint' is not one of"),
+            std::string::npos);
+}
+
 TEST_F(Schema, OfTheDumpFitsIt) {
   Print("dump", {"--output", folder_ / "out", Picture("red.png", test::kRedPixel)});
   EXPECT_EQ(Validate("dump.schema.json", folder_ / "out/dump.json"), "1 documents, 0 faults\n");

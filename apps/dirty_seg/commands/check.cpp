@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "engine/segmentation_head.h"
+#include "host/check_report.h"
 #include "host/config_check.h"
 #include "host/errors.h"
 #include "host/inputs.h"
@@ -33,6 +34,13 @@ ConfigCheck Check(const CheckOptions& options) {
   return CheckConfig(options.config, InputSide(options, check.patches.size()));
 }
 
+std::string ResultText(const CheckOptions& options, const ConfigCheck& check) {
+  if (!options.json) return CheckText(options.config, check);
+  return ToJson(options.config, check)
+             .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+         "\n";
+}
+
 cv::Mat ReadFrame(const std::string& path) try {
   return ReadPicture(path);
 } catch (const InputError& error) {
@@ -59,6 +67,7 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
   command->add_flag("--overwrite", options.overwrite, "Replace that file if it is there")
       ->needs(output);
   command->add_flag("--strict", options.strict, "Warnings make the exit status 1");
+  command->add_flag("--json", options.json, "As JSON, with how each patch fits");
   command->footer(
       "Example:\n"
       "  dirty_seg check config.yaml --frame floor.jpg --output patches.jpg\n"
@@ -70,7 +79,7 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
 int RunCheck(const CheckOptions& options) {
   if (!options.overwrite) RefuseToReplace(options.output);
   const ConfigCheck check = Check(options);
-  PrintResult(CheckText(options.config, check), "the findings");
+  PrintResult(ResultText(options, check), "the findings");
   if (!options.frame.empty()) {
     WritePicture(options.output,
                  DrawPatches(ReadFrame(options.frame), check.patches, check.coverage.gaps));

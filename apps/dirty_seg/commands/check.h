@@ -13,6 +13,7 @@ struct CheckOptions {
   std::string output;  // of the picture
   bool overwrite = false;
   bool strict = false;
+  bool json = false;
 };
 
 /// Adds the command to `app`; parsing fills `options`, which outlives `app`.

@@ -61,7 +61,7 @@ class Reader {
 
  private:
   [[noreturn]] void Reject(int line, const std::string& what) const {
-    throw SetupError(FindingText(file_.path, {Finding::Kind::kError, line, what}));
+    throw SetupError(FindingText(file_.path, {Finding::Kind::kError, line, what, "", ""}));
   }
 
   void CheckSection(const HostSection& section) {

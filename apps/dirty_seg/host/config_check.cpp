@@ -38,12 +38,28 @@ std::string RectText(const cv::Rect& rect) {
          std::to_string(rect.width) + ", " + std::to_string(rect.height) + "]";
 }
 
-void Warn(int line, const std::string& text, Findings& findings) {
-  findings.push_back({Finding::Kind::kWarning, line, text});
+// Where something is.
+struct Place {
+  int line = 0;
+  std::string key;
+};
+
+Place PlaceOf(const ListedPatch& patch) { return {patch.line, PatchKey(patch.index)}; }
+
+void Warn(const Place& place, const std::string& text, const std::string& advice,
+          Findings& findings) {
+  findings.push_back({Finding::Kind::kWarning, place.line, text, advice, place.key});
 }
 
-void Fail(int line, const std::string& text, Findings& findings) {
-  findings.push_back({Finding::Kind::kError, line, text});
+void Fail(const Place& place, const std::string& text, const std::string& advice,
+          Findings& findings) {
+  findings.push_back({Finding::Kind::kError, place.line, text, advice, place.key});
+}
+
+// The hint alone; empty where no word is near.
+std::string Hint(const std::string& word, const std::vector<std::string>& words) {
+  const std::string hint = DidYouMean(word, words);
+  return hint.empty() ? "" : hint.substr(2);
 }
 
 // ---- Keys and values ----------------------------------------------------------------------------
@@ -61,12 +77,13 @@ void CheckRootKeys(const YAML::Node& root, Findings& findings) {
   for (const auto& entry : root) {
     const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
-    const std::string meant = DidYouMean(key, known);
+    const std::string meant = Hint(key, known);
     const std::string text = key + " is no known key and has no effect";
+    const Place place{LineOf(entry.first), key};
     if (meant.empty()) {
-      Warn(LineOf(entry.first), text + "; the detector reads patch and postprocess", findings);
+      Warn(place, text, "the detector reads patch and postprocess", findings);
     } else {
-      Fail(LineOf(entry.first), text + meant, findings);
+      Fail(place, text, meant, findings);
     }
   }
   FindRepeatedKeys(root, "", findings);
@@ -78,8 +95,8 @@ void CheckPatchKeys(const YAML::Node& patch, Findings& findings) {
   for (const auto& entry : patch) {
     const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
-    Fail(LineOf(entry.first),
-         "patch." + key + " is no known key and has no effect" + DidYouMean(key, known), findings);
+    Fail({LineOf(entry.first), "patch." + key},
+         "patch." + key + " is no known key and has no effect", Hint(key, known), findings);
   }
   FindRepeatedKeys(patch, "patch.", findings);
 }
@@ -89,11 +106,16 @@ void CheckPostprocess(const YAML::Node& root, Findings& findings) {
   nuvik::model::ReadPostprocessOptions(root, problems);
   const std::string prefix = "postprocess.";
   for (const auto& problem : problems) {
+    const Place place{problem.mark.is_null() ? 0 : problem.mark.line + 1, problem.key};
     std::string text = problem.key + " " + problem.text;
+    std::string advice;
     if (problem.is_unknown_key) {
-      text += DidYouMean(problem.key.substr(prefix.size()), PostprocessNames());
+      advice = Hint(problem.key.substr(prefix.size()), PostprocessNames());
+    } else if (const std::size_t end = text.rfind("; expected "); end != std::string::npos) {
+      advice = text.substr(end + 2);
+      text.erase(end);
     }
-    Fail(problem.mark.is_null() ? 0 : problem.mark.line + 1, text, findings);
+    Fail(place, text, advice, findings);
   }
   if (!root.IsMap()) return;
   const YAML::Node mapping = root["postprocess"];
@@ -102,53 +124,49 @@ void CheckPostprocess(const YAML::Node& root, Findings& findings) {
 
 // ---- Patches ------------------------------------------------------------------------------------
 
-cv::Rect Clipped(const ListedPatch& patch) {
-  return geometry::ClipFarEdges(patch.rectangle, {geometry::kFrameWidth, geometry::kFrameHeight});
-}
-
 std::string Suggestions(const cv::Rect& patch, int side) {
   const cv::Size most(geometry::kFrameWidth - patch.x, geometry::kFrameHeight - patch.y);
   std::string text;
   for (const cv::Size& size : NearestWholeSizes(patch.size(), side, most)) {
-    text += (text.empty() ? "; near it, these do not: " : ", ") + SizeText(size);
+    text += (text.empty() ? "near it, these do not: " : ", ") + SizeText(size);
   }
   return text;
 }
 
 void CheckFit(const ListedPatch& patch, int side, Findings& findings) {
+  const Place place = PlaceOf(patch);
   const cv::Rect clipped = Clipped(patch);
   const std::string name = PatchName(patch.index) + " " + RectText(patch.rectangle);
   if (clipped != patch.rectangle) {
-    Warn(patch.line,
-         name + " reaches over the frame's edge and is clipped to " + SizeText(clipped.size()),
+    Warn(place,
+         name + " reaches over the frame's edge and is clipped to " + SizeText(clipped.size()), "",
          findings);
   }
   const PatchFit fit = FitPatch(clipped.size(), side);
   if (fit.scaled.empty()) {
-    Fail(patch.line,
+    Fail(place,
          name + " is too thin: scaled to a side of " + std::to_string(side) +
-             ", nothing of it is " + "left, and every frame fails",
-         findings);
+             ", nothing of it is left, and every frame fails",
+         "", findings);
     return;
   }
   if (!fit.is_whole) {
-    Warn(patch.line,
+    Warn(place,
          name + ": " + SizeText(clipped.size()) + " is scaled to " + SizeText(fit.scaled) +
              " and padded to " + SizeText(fit.square) + ", short of the network's " +
-             SizeText({side, side}) + ", which shears the picture" + Suggestions(clipped, side),
-         findings);
+             SizeText({side, side}) + ", which shears the picture",
+         Suggestions(clipped, side), findings);
   }
   if (fit.grey > kMostGrey) {
-    Warn(patch.line, name + " leaves " + Percent(fit.grey) + " of the network's input grey",
+    Warn(place, name + " leaves " + Percent(fit.grey) + " of the network's input grey", "",
          findings);
   }
   if (fit.shrunk > kMostShrunk) {
-    Warn(patch.line, name + " is shrunk to one pixel of " + Decimal(fit.shrunk), findings);
+    Warn(place, name + " is shrunk to one pixel of " + Decimal(fit.shrunk), "", findings);
   }
   if (1.0 / fit.shrunk > kMostEnlarged) {
-    Warn(patch.line,
-         name + " is enlarged " + Decimal(1.0 / fit.shrunk) + " times; a larger one costs no more",
-         findings);
+    Warn(place, name + " is enlarged " + Decimal(1.0 / fit.shrunk) + " times",
+         "a larger one costs no more", findings);
   }
 }
 
@@ -167,10 +185,10 @@ void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
       other = i;
     }
     if (most <= kMostShared) continue;
-    Warn(patches[j].line,
+    Warn(PlaceOf(patches[j]),
          PatchName(patches[j].index) + " and " + PatchName(patches[other].index) + " share " +
-             Percent(most) + " of the smaller one; what lies there is found twice",
-         findings);
+             Percent(most) + " of the smaller one",
+         "what lies there is found twice", findings);
   }
 }
 
@@ -183,7 +201,7 @@ void CheckGaps(const Coverage& coverage, Findings& findings) {
   if (coverage.gaps.size() > kMostGaps) {
     text += " and " + std::to_string(coverage.gaps.size() - kMostGaps) + " more";
   }
-  Warn(0, text, findings);
+  Warn({}, text, "", findings);
 }
 
 std::string Counted(std::size_t count, const std::string& what) {
@@ -198,9 +216,14 @@ std::size_t ConfigCheck::Count(Finding::Kind kind) const {
                     [kind](const Finding& finding) { return finding.kind == kind; }));
 }
 
+cv::Rect Clipped(const ListedPatch& patch) {
+  return geometry::ClipFarEdges(patch.rectangle, {geometry::kFrameWidth, geometry::kFrameHeight});
+}
+
 ConfigCheck CheckConfig(const std::string& path, int side) {
   const YAML::Node root = LoadYaml(path);
   ConfigCheck check;
+  check.side = side;
   CheckRootKeys(root, check.findings);
   check.patches = ReadPatchList(root, check.findings);
   if (root.IsMap()) CheckPatchKeys(root["patch"], check.findings);
@@ -222,8 +245,8 @@ std::string CheckText(const std::string& path, const ConfigCheck& check) {
   std::string text;
   for (const Finding& finding : check.findings) {
     text += path + (finding.line == 0 ? "" : ":" + std::to_string(finding.line)) +
-            (finding.kind == Finding::Kind::kError ? ": error: " : ": warning: ") + finding.text +
-            "\n";
+            (finding.kind == Finding::Kind::kError ? ": error: " : ": warning: ") +
+            SentenceOf(finding) + "\n";
   }
   text += path + ": " + Counted(check.Count(Finding::Kind::kError), "error") + ", " +
           Counted(check.Count(Finding::Kind::kWarning), "warning");

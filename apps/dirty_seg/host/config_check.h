@@ -15,9 +15,13 @@ struct ConfigCheck {
   /// Those that are as they should be.
   std::vector<ListedPatch> patches;
   Coverage coverage;
+  int side = 0;  // of the network's input
 
   std::size_t Count(Finding::Kind kind) const;
 };
+
+/// The patch without what of it lies outside the frame.
+cv::Rect Clipped(const ListedPatch& patch);
 
 /// Errors: keys and values that no run accepts or that have no effect. Warnings: gaps, patches that
 /// are clipped, lie on each other, come out short of the network's square or waste it. `side` is

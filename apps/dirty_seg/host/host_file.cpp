@@ -10,7 +10,7 @@ namespace dirty_seg {
 namespace {
 
 [[noreturn]] void Reject(const std::string& path, int line, const std::string& what) {
-  throw SetupError(FindingText(path, {Finding::Kind::kError, line, what}));
+  throw SetupError(FindingText(path, {Finding::Kind::kError, line, what, "", ""}));
 }
 
 HostEntry ReadEntry(const std::string& path, const std::string& key, int line,

@@ -19,6 +19,9 @@ struct ListedPatch {
 /// "patch 2 (counted from 0)".
 std::string PatchName(std::size_t index);
 
+/// "patch.patches[2]".
+std::string PatchKey(std::size_t index);
+
 /// The patches that are as they should be, and an error for everything that is not: a key or number
 /// of the wrong type, a patch outside the 1920 x 1080 frame or without area, a list that is
 /// disabled, missing or empty.

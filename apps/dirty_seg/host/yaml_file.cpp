@@ -11,29 +11,35 @@
 
 namespace dirty_seg {
 
+std::string SentenceOf(const Finding& finding) {
+  return finding.text + (finding.advice.empty() ? "" : "; " + finding.advice);
+}
+
 std::string FindingText(const std::string& path, const Finding& finding) {
   const std::string line = finding.line == 0 ? "" : " line " + std::to_string(finding.line);
-  return "'" + path + "'" + line + ": " + finding.text;
+  return "'" + path + "'" + line + ": " + SentenceOf(finding);
 }
 
 YAML::Node LoadYaml(const std::string& path) {
   using Kind = Finding::Kind;
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
-    throw SetupError(FindingText(path, {Kind::kError, 0, "is a folder; expected a YAML file"}));
+    throw SetupError(
+        FindingText(path, {Kind::kError, 0, "is a folder", "expected a YAML file", ""}));
   }
   errno = 0;
   std::ifstream file(path);
   if (!file) {
     const char* cause = std::strerror(errno == 0 ? ENOENT : errno);
     throw SetupError(
-        FindingText(path, {Kind::kError, 0, std::string("cannot be opened: ") + cause}));
+        FindingText(path, {Kind::kError, 0, std::string("cannot be opened: ") + cause, "", ""}));
   }
   try {
     return YAML::Load(file);
   } catch (const YAML::Exception& exception) {
     const int line = exception.mark.is_null() ? 0 : exception.mark.line + 1;
-    throw SetupError(FindingText(path, {Kind::kError, line, "is no valid YAML: " + exception.msg}));
+    throw SetupError(
+        FindingText(path, {Kind::kError, line, "is no valid YAML: " + exception.msg, "", ""}));
   }
 }
 
@@ -57,9 +63,10 @@ void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
     const int line = LineOf(entry.first);
     const auto [first, is_new] = lines.emplace(entry.first.Scalar(), line);
     if (is_new) continue;
+    const std::string key = prefix + first->first;
     findings.push_back({Finding::Kind::kError, line,
-                        prefix + first->first + " stands in line " + std::to_string(first->second) +
-                            " too; expected it once"});
+                        key + " stands in line " + std::to_string(first->second) + " too",
+                        "expected it once", key});
   }
 }
 

@@ -13,10 +13,18 @@ struct Finding {
   enum class Kind { kError, kWarning };
   Kind kind = Kind::kError;
   int line = 0;  // counted from 1; 0 for the file as a whole
+  /// What is wrong.
   std::string text;
+  /// What would be right, where there is a word on it.
+  std::string advice;
+  /// Where in the file, as "patch.patches[2]"; empty for the file as a whole.
+  std::string key;
 };
 
-/// "'PATH' line 3: TEXT".
+/// "TEXT; ADVICE".
+std::string SentenceOf(const Finding& finding);
+
+/// "'PATH' line 3: TEXT; ADVICE".
 std::string FindingText(const std::string& path, const Finding& finding);
 
 /// Throws SetupError, naming the file and its line, for a file that cannot be opened or is no YAML.
