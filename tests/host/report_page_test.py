@@ -23,6 +23,7 @@ import numpy as np
 try:
     from selenium import webdriver
     from selenium.webdriver.chrome.service import Service
+    from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
     from selenium.webdriver.common.keys import Keys
 except ImportError:
@@ -190,7 +191,8 @@ class Page(unittest.TestCase):
 
     def shown_masks(self) -> list[str]:
         return self.js("return [...document.querySelectorAll('#picture canvas')]"
-                       ".filter((canvas) => !canvas.hidden).map((canvas) => canvas.dataset.label)")
+                       ".filter((canvas) => getComputedStyle(canvas).display !== 'none')"
+                       ".map((canvas) => canvas.dataset.label)")
 
     # ---- Loading --------------------------------------------------------------------------------
 
@@ -230,7 +232,8 @@ class Page(unittest.TestCase):
         self.assertIn(HOSTILE, self.texts("#counts th")[-1])
         self.assertIn("dark.png: " + HOSTILE, self.texts("#failed li"))
         self.open_frame(HOSTILE_FRAME)
-        self.assertEqual(self.find("#viewer-name").text, '"><img src=x onerror=alert(3)>.png')
+        self.assertEqual(self.texts("#viewer-name"), ['"><img src=x onerror=alert(3)>.png'])
+        self.assertEqual(self.texts("#viewer-path"), [self.lines[HOSTILE_FRAME]["source"]])
 
     def test_tells_what_became_of_the_run(self) -> None:
         notes = "\n".join(self.texts("#notes p"))
@@ -383,6 +386,66 @@ class Page(unittest.TestCase):
             "return document.getElementById('filters-place').contains("
             "document.getElementById('filters'))"))
 
+    def scrolled(self) -> list[int]:
+        return self.js("const stage = document.getElementById('stage');"
+                       "return [stage.scrollLeft, stage.scrollTop]")
+
+    def test_arrow_keys_move_a_picture_larger_than_its_place(self) -> None:
+        self.open_frame(FLOOR)
+        self.press("z")
+        before = self.scrolled()
+        self.press(Keys.ARROW_RIGHT, Keys.ARROW_DOWN)
+        right, down = self.scrolled()
+        self.assertGreater(right, before[0] + 20)
+        self.assertGreater(down, before[1] + 20)
+        self.press(Keys.ARROW_LEFT, Keys.ARROW_UP)
+        self.assertEqual(self.scrolled(), before)
+        for _ in range(20):
+            self.press(Keys.ARROW_LEFT)
+        self.assertEqual(self.scrolled()[0], 0)
+        self.assertIn("Frame 1 of 30", self.find("#viewer-facts").text)
+        self.press(".")
+        self.assertIn("Frame 2 of 30", self.find("#viewer-facts").text)
+        self.press(",")
+        self.assertIn("Frame 1 of 30", self.find("#viewer-facts").text)
+        self.press("z", Keys.ARROW_RIGHT)
+        self.assertIn("Frame 2 of 30", self.find("#viewer-facts").text)
+        self.assertIn("arrow keys move a picture", self.find(".keys").text)
+
+    def test_dragging_moves_the_picture_and_a_click_marks(self) -> None:
+        self.open_frame(FLOOR)
+        self.press("z")
+        before = self.scrolled()
+        stage = self.find("#stage")
+        ActionChains(self.browser).move_to_element(stage).click_and_hold() \
+            .move_by_offset(-60, -40).release().perform()
+        self.assertEqual(self.scrolled(), [before[0] + 60, before[1] + 40])
+        self.assertEqual(self.all("#viewer-list button[aria-pressed='true']"), [])
+        self.press("z")
+        box = self.lines[FLOOR]["bboxes"][5]
+        picture = self.find("#picture")
+        scale = picture.size["width"] / 1920
+        centre = [(box[i] + box[i + 2]) / 2 * scale - picture.size[side] / 2
+                  for i, side in ((0, "width"), (1, "height"))]
+        ActionChains(self.browser).move_to_element_with_offset(picture, *map(int, centre)).click() \
+            .perform()
+        pressed = self.find("#viewer-list li:has(button[aria-pressed='true'])")
+        self.assertEqual(pressed.get_attribute("data-detection"), "5")
+
+    def test_keys_work_wherever_the_focus_was(self) -> None:
+        self.open_frame(FLOOR)
+        self.js("document.querySelector('#viewer-list li:nth-child(3) button').focus()")
+        marked = self.js("return document.activeElement.parentElement.dataset.detection")
+        self.press("m")
+        self.assertEqual(
+            self.js("return document.activeElement.parentElement.dataset.detection"), marked)
+        self.press("m")
+        self.assertNotEqual(self.shown_masks(), [])
+        self.open_frame_again(PLAIN_FRAMES + 2)
+        self.click("#viewer-after")  # to the last, behind which there is none
+        self.press(Keys.ARROW_LEFT)
+        self.assertIn(f"Frame {PLAIN_FRAMES + 3} of 30", self.find("#viewer-facts").text)
+
     def test_tab_reaches_everything_in_order(self) -> None:
         self.js("document.activeElement.blur()")
         reached = []
@@ -393,8 +456,8 @@ class Page(unittest.TestCase):
                 "return e.id || e.dataset.frame || e.dataset.label || (e.matches('nav a') ? 'link' : e.className)"))
         labels = sorted({label for line in self.lines for label in line["labels"]})
         self.assertEqual(reached, [
-            "skip", "theme", *["link"] * 6, "score", *map(str, labels), "all-labels", "no-labels", "show-boxes",
-            "show-names", "show-masks", "0"])
+            "skip", "theme", *["link"] * 6, "score", "show-boxes", "show-names", "show-masks",
+            "all-labels", "no-labels", *map(str, labels), "0"])
 
     def test_every_control_has_a_name(self) -> None:
         self.open_frame(FLOOR)
@@ -517,7 +580,8 @@ class Page(unittest.TestCase):
         for selector in ("h1", "#summary", "#notes .warning", "#theme", ".hint", "#labels .amount",
                          ".card .file", ".card .facts", "#counts th", "#detections td",
                          "#detections td button", "#detections thead button", "footer summary",
-                         "#failed li", "#stages td button", ".bar"):
+                         "#failed li", "#stages td button", "#detections .order",
+                         "#detections th .order", "main > nav a", "#table-count", ".bar"):
             text, back = self.colours(selector)
             least = 3 if selector == ".bar" else 4.5
             if selector == ".bar":
@@ -540,6 +604,51 @@ class Page(unittest.TestCase):
         self.assertLess(luminance(self.colours("body")[1]), 0.05)
         self.check_contrast()
 
+    def place(self, selector: str) -> dict:
+        return self.js("const box = document.querySelector(arguments[0]).getBoundingClientRect();"
+                       "return {left: box.left, right: box.right, top: box.top, bottom: box.bottom,"
+                       "        width: box.width, height: box.height}", selector)
+
+    def test_label_switches_have_a_row_of_their_own(self) -> None:
+        tops = self.js("return [...document.querySelectorAll('#labels .switch')]"
+                       ".map((e) => Math.round(e.getBoundingClientRect().top))")
+        self.assertEqual(len(tops), 6)
+        self.assertEqual(len(set(tops)), 1)
+        row, score = self.place("#labels"), self.place(".score")
+        self.assertGreaterEqual(row["top"], score["bottom"])
+        self.assertGreater(row["width"], 1000)
+
+    def test_summary_is_as_wide_as_a_narrow_screen(self) -> None:
+        self.open(self.folder / "report.html", 390, 844)
+        self.assertGreater(self.place("#summary")["width"], 360)
+
+    def test_buttons_of_the_viewer_keep_their_height(self) -> None:
+        height = self.place("#theme")["height"]
+        self.open_frame(FLOOR)
+        heights = self.js("return [...document.querySelectorAll('dialog header button')]"
+                          ".map((e) => e.getBoundingClientRect().height)")
+        self.assertEqual(heights, [height] * 4)
+
+    def test_a_jump_ends_beside_the_filters_not_under_them(self) -> None:
+        self.js("document.documentElement.style.scrollBehavior = 'auto'")
+        self.click("nav a[href='#rejected']")
+        self.assertGreaterEqual(self.place("#rejected")["top"],
+                                self.place("#filters-place")["bottom"])
+
+    def test_head_of_the_table_stays(self) -> None:
+        self.js("document.querySelector('#table-section .scroll').scrollTop = 150")
+        self.settle()
+        self.assertAlmostEqual(self.place("#detections th")["top"],
+                               self.place("#table-section .scroll")["top"], delta=1)
+        self.assertLess(self.place("#detections tbody tr")["top"],
+                        self.place("#detections th")["top"])
+
+    def test_ends_of_long_names_are_seen(self) -> None:
+        tail = self.place(".card[data-frame='2'] .tail")
+        self.assertGreater(tail["width"], 50)
+        self.assertLess(tail["right"], self.place(".card[data-frame='2']")["right"])
+        self.assertEqual(self.texts(".card[data-frame='2'] .file"), ["gone" * 80 + ".png"])
+
     def test_nothing_reaches_beyond_a_narrow_screen(self) -> None:
         self.open(self.folder / "report.html", 390, 844)
         self.assertEqual(self.js("return document.documentElement.scrollWidth"), 390)
@@ -552,7 +661,68 @@ class Page(unittest.TestCase):
               }).map((e) => e.outerHTML)""")
         self.assertEqual(outside, [])
 
-    # ---- Size -----------------------------------------------------------------------------------
+    # ---- Little and much ------------------------------------------------------------------------
+
+    def report_of(self, name: str, lines: list[dict]) -> Path:
+        folder = self.folder / name
+        folder.mkdir()
+        (folder / "results.jsonl").write_text("".join(json.dumps(line) + "\n" for line in lines))
+        run("report", folder)
+        return folder / "report.html"
+
+    def shown_ids(self, *ids: str) -> list[str]:
+        return [name for name in ids if self.find("#" + name).is_displayed()]
+
+    def test_no_frame(self) -> None:
+        self.open(self.report_of("none", []))
+        self.assertEqual(self.find("#frames-hint").text, "There is no frame.")
+        self.assertEqual(self.find("#counts-hint").text, "Nothing was found.")
+        self.assertEqual(self.find("#table-hint").text, "Nothing was found.")
+        self.assertEqual(self.shown_ids("filters", "counts", "detections", "times"), [])
+
+    def test_a_frame_without_detections(self) -> None:
+        clean = self.lines[HOSTILE_FRAME] | {"bboxes": [], "scores": [], "labels": []}
+        self.open(self.report_of("clean", [clean]))
+        self.assertEqual(self.texts(".card .facts"), ["0 detections"])
+        self.assertEqual(self.shown_ids("filters", "times"), ["times"])
+        self.open_frame(0)
+        self.assertEqual(self.find("#viewer-hint").text, "Nothing was found in this frame.")
+
+    def test_failed_frames_alone(self) -> None:
+        self.open(self.report_of("dark", [self.lines[FAILED]]))
+        self.assertEqual(self.find("#frames-hint").text, "No frame went through.")
+        self.assertEqual(self.shown_ids("failed", "filters"), ["failed"])
+
+    def test_names_of_many_objects_leave_each_other_alone(self) -> None:
+        boxes = [[7 * i % 300, 11 * i % 160, 7 * i % 300 + 20, 11 * i % 160 + 20]
+                 for i in range(300)]
+        crowd = self.lines[HOSTILE_FRAME] | {
+            "bboxes": boxes, "scores": [i / 300 for i in range(300)], "label_names": {},
+            "labels": [i % 40 for i in range(300)]}
+        self.open(self.report_of("crowd", [crowd]))
+        self.open_frame(0)
+        self.assertEqual(self.shown_boxes(), 300)
+        names = self.js("return [...document.querySelectorAll('#picture text')].map((e) => {"
+                        "  const box = e.getBBox(); return [box.x, box.y, box.width, box.height]; })")
+        self.assertGreater(len(names), 20)
+        for i, (x, y, width, height) in enumerate(names):
+            for other in names[:i]:
+                self.assertFalse(x < other[0] + other[2] and other[0] < x + width
+                                 and y + 0.25 * height < other[1] + 0.75 * other[3]
+                                 and other[1] + 0.25 * other[3] < y + 0.75 * height, (i, names[i]))
+        self.assertIn(f"{300 - len(names)} names would lie on others",
+                      self.find("#viewer-hint").text)
+        self.js("document.querySelector('#viewer-list li:last-child button').click()")
+        self.settle()
+        self.assertEqual(len(self.all("#picture text[data-detection='0']")), 1)
+
+    def test_tells_when_filters_leave_nothing(self) -> None:
+        self.click("#no-labels")
+        self.assertIn("No detection is left", self.find("#table-hint").text)
+        self.open_frame(FLOOR)
+        self.assertEqual(self.find("#viewer-hint").text,
+                         "None is left by the slider and the switches.")
+
 
     def test_thousands_of_frames_stay_usable(self) -> None:
         folder = self.folder / "many"

@@ -28,9 +28,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::array<const char*, 2> kStyles{"uplot.css", "report.css"};
-constexpr std::array<const char*, 11> kScripts{
-    "uplot.js", "table-core.js", "base.js",     "masks.js", "viewer.js", "filters.js",
-    "cards.js", "times.js",      "verdicts.js", "table.js", "main.js"};
+constexpr std::array<const char*, 12> kScripts{
+    "uplot.js",   "table-core.js", "base.js",  "masks.js",    "pan.js",   "viewer.js",
+    "filters.js", "cards.js",      "times.js", "verdicts.js", "table.js", "main.js"};
 
 // The page runs and styles itself with what carries this word alone. The results were written
 // before it was drawn, so nothing in them can have it.

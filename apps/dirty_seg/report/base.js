@@ -40,6 +40,15 @@ function nameOf(frame) {
   return frame.frame > 0 ? `${file} #${frame.frame}` : file;
 }
 
+/// A file's name of which the end stays where there is no room for all of it, since names of one
+/// recording differ there.
+function fileName(name) {
+  const kTail = 14;
+  const cut = Math.max(0, name.length - kTail);
+  return make('span', {class: 'ends'}, make('span', {class: 'head'}, name.slice(0, cut)),
+    make('span', {class: 'tail'}, name.slice(cut)));
+}
+
 /// The classifier's word on a detection; undefined where it was not asked.
 const candidateOf = (frame, detection) =>
   frame.candidates.find((candidate) => candidate.detection === detection);

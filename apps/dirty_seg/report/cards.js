@@ -27,12 +27,19 @@ function makeCard(frame, index) {
     type: 'button', class: 'card', title: frame.source, 'data-frame': index,
     onclick: () => openViewer(index),
   }, make('span', {class: 'thumb'}, image, svg),
-  make('span', {class: 'caption'}, make('span', {class: 'file'}, nameOf(frame)), facts));
+  make('span', {class: 'caption'}, make('span', {class: 'file'}, fileName(nameOf(frame))), facts));
   const refresh = () => {
     drawThumbBoxes(frame, svg);
     facts.textContent = plural(shownDetections(frame).length, 'detection');
   };
   return {button, refresh, isOnScreen: false};
+}
+
+function cardsHint(count) {
+  if (count > 0) return 'A frame opens at full size. Boxes follow the slider and the switches above.';
+  if (frames.length === 0) return 'There is no frame.';
+  if (!frames.some((frame) => frame.ok)) return 'No frame went through.';
+  return 'This page carries no picture; the numbers below are of all frames.';
 }
 
 function setUpCards() {
@@ -52,9 +59,7 @@ function setUpCards() {
   }, {rootMargin: '300px'});
   for (const button of cards.keys()) observer.observe(button);
   byId('cards').append(...cards.keys());
-  byId('frames-hint').textContent = cards.size === 0
-    ? 'This page carries no picture; the numbers below are of all frames.'
-    : 'A frame opens at full size. Boxes follow the slider and the switches above.';
+  byId('frames-hint').textContent = cardsHint(cards.size);
   keepFresh(() => {
     for (const card of cards.values()) if (card.isOnScreen) card.refresh();
   });

@@ -60,7 +60,24 @@ function makeCountRow(id) {
   return {id, cells, bar};
 }
 
+// What would do nothing is not shown.
+function hideIdleFilters() {
+  byId('filters').hidden = !frames.some((frame) => frame.labels.length > 0);
+  byId('counts-hint').hidden = labelIds.length > 0;
+  byId('counts').parentElement.hidden = labelIds.length === 0;
+}
+
+// What the page jumps to, or focuses, does not come to lie under the filters that stay at its top.
+function keepClearOfFilters() {
+  const place = byId('filters-place');
+  new ResizeObserver(() => {
+    document.documentElement.style.scrollPaddingTop = place.offsetHeight + 'px';
+  }).observe(place);
+}
+
 function setUpFilters() {
+  hideIdleFilters();
+  keepClearOfFilters();
   const switches = setUpLabels();
   const rows = labelIds.map(makeCountRow);
   keepFresh(() => {

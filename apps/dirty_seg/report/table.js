@@ -40,7 +40,7 @@ function cellContent(column, row) {
     return [make('button', {
       type: 'button', class: 'link', title: row.original.frame.source,
       onclick: () => openViewer(index, detection),
-    }, value)];
+    }, fileName(value))];
   }
   if (column === 'label') return [swatch(labelOf(label).colour), ' ', value];
   if (column === 'score') return [value.toFixed(2)];
@@ -78,11 +78,11 @@ function makeTable(render) {
   return table;
 }
 
-const kOrder = {asc: ['ascending', ' \u25b2'], desc: ['descending', ' \u25bc']};
+const kOrder = {asc: ['ascending', '\u25b2'], desc: ['descending', '\u25bc']};
 
 function setUpHead(table) {
   const heads = kColumns.map((column) => {
-    const mark = make('span', {'aria-hidden': 'true'});
+    const mark = make('span', {class: 'order', 'aria-hidden': 'true'});
     const button = make('button', {
       type: 'button', 'data-column': column.id,
       onclick: () => table.getColumn(column.id).toggleSorting(),
@@ -92,7 +92,7 @@ function setUpHead(table) {
   byId('detections').tHead.append(make('tr', {}, ...heads.map((head) => head.cell)));
   return () => {
     for (const {column, mark, cell} of heads) {
-      const [order, sign] = kOrder[table.getColumn(column.id).getIsSorted()] || ['none', ''];
+      const [order, sign] = kOrder[table.getColumn(column.id).getIsSorted()] || ['none', '\u2195'];
       cell.setAttribute('aria-sort', order);
       mark.textContent = sign;
     }
@@ -103,11 +103,18 @@ function setUpTable() {
   let renderHead = () => {};
   const render = () => {
     const found = table.getFilteredRowModel().rows.length;
+    const all = table.getCoreRowModel().rows.length;
     const pages = Math.max(1, table.getPageCount());
     const page = table.getState().pagination.pageIndex;
     renderHead();
     byId('detections').tBodies[0].replaceChildren(...table.getRowModel().rows.map(bodyRow));
-    byId('table-count').textContent = `${found} of ${plural(table.getCoreRowModel().rows.length, 'detection')}`;
+    byId('table-count').textContent = `${found} of ${plural(all, 'detection')}`;
+    for (const part of byId('table-section').querySelectorAll('.table-tools, .scroll, .pages')) {
+      part.hidden = all === 0;
+    }
+    byId('table-hint').hidden = found > 0;
+    byId('table-hint').textContent = all === 0 ? 'Nothing was found.'
+      : 'No detection is left by the slider, the switches and the fields above.';
     byId('page-number').textContent = `Page ${page + 1} of ${pages}`;
     byId('page-before').disabled = !table.getCanPreviousPage();
     byId('page-after').disabled = !table.getCanNextPage();

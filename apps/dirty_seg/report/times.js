@@ -34,7 +34,10 @@ function chartAxes() {
   const grid = {stroke: () => themeColour('--line'), width: 1};
   const whole = [1, 2, 5].flatMap((n) => [1, 10, 100, 1e3, 1e4, 1e5].map((ten) => n * ten));
   return [
-    {stroke, grid, ticks: grid, incrs: whole.sort((a, b) => a - b), label: 'frame', labelSize: 20, size: 34},
+    {
+      stroke, grid, ticks: grid, incrs: whole.sort((a, b) => a - b), label: 'frame', labelSize: 20, size: 34,
+      values: (plot, numbers) => numbers.map((n) => n >= 1 && n <= frames.length ? n : ''),
+    },
     {stroke, grid, ticks: grid, size: 56},
   ];
 }

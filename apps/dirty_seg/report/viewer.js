@@ -19,35 +19,67 @@ function makeOutline([left, top, right, bottom], colour, isMarked) {
   ];
 }
 
-function makeTag([left, top, right], name, score, frameWidth) {
+/// The first free place for a name: above its box, within it, below it. Undefined where others have
+/// all three.
+function findPlace([left, top, right, bottom], width, height, [frameWidth, frameHeight], taken) {
+  const x = left + width > frameWidth ? Math.min(Math.max(right, width), frameWidth) - width
+    : Math.max(0, left);
+  const places = [top - height, top, bottom].map((from) => {
+    const y = Math.max(0, Math.min(from, frameHeight - height));
+    return {left: x, top: y, right: x + width, bottom: y + height};
+  });
+  return places.find((place) => !taken.some((other) => place.left < other.right &&
+    other.left < place.right && place.top < other.bottom && other.top < place.bottom));
+}
+
+/// Nothing where the names in `taken` leave no room for this one, which joins them otherwise.
+function makeTag(frame, detection, taken) {
   const pixel = 1 / view.scale;
   const size = (view.scale < 0.3 ? 11 : 13) * pixel;
-  const text = `${name.length > 40 ? name.slice(0, 39) + '\u2026' : name} ${score.toFixed(2)}`;
+  const {name} = labelOf(frame.labels[detection]);
+  const text = `${name.length > 40 ? name.slice(0, 39) + '\u2026' : name} ${frame.scores[detection].toFixed(2)}`;
   // Letters are about 0.62 of their height wide.
-  const reachesOut = left + text.length * 0.62 * size > frameWidth;
-  return makeSvg('text', {
-    x: reachesOut ? Math.min(right, frameWidth) : Math.max(0, left) + 2 * pixel,
-    y: top > size * 1.4 ? top - 5 * pixel : top + size * 1.1,
+  const width = text.length * 0.62 * size;
+  const place = findPlace(frame.boxes[detection], width, size * 1.4, frame.size, taken);
+  if (place === undefined) return [];
+  taken.push(place);
+  const reachesOut = frame.boxes[detection][0] + width > frame.size[0];
+  return [makeSvg('text', {
+    'data-detection': detection, x: reachesOut ? place.right : place.left + 2 * pixel, y: place.bottom - size * 0.35,
     'text-anchor': reachesOut ? 'end' : 'start', 'font-size': size, fill: '#fff', stroke: '#000',
     'stroke-width': 3 * pixel, 'paint-order': 'stroke', 'stroke-linejoin': 'round',
-  }, text);
+  }, text)];
 }
 
 function makeBox(frame, detection) {
-  const box = frame.boxes[detection];
-  const {name, colour} = labelOf(frame.labels[detection]);
+  const {colour} = labelOf(frame.labels[detection]);
   return makeSvg('g', {class: 'box', 'data-detection': detection},
-    ...(shown.boxes ? makeOutline(box, colour, detection === view.marked) : []),
-    ...(shown.names ? [makeTag(box, name, frame.scores[detection], frame.size[0])] : []));
+    ...(shown.boxes ? makeOutline(frame.boxes[detection], colour, detection === view.marked) : []));
+}
+
+/// The marked one before all, then the best.
+function drawingOrder(frame) {
+  return shownDetections(frame).sort((a, b) =>
+    (b === view.marked) - (a === view.marked) || frame.scores[b] - frame.scores[a]);
 }
 
 function drawBoxes() {
   if (view.svg === null) return;
   const frame = frames[view.index];
-  // The best, and the marked one above all, come last: on top.
-  const order = shownDetections(frame).sort((a, b) =>
-    (a === view.marked) - (b === view.marked) || frame.scores[a] - frame.scores[b]);
-  view.svg.replaceChildren(...order.map((detection) => makeBox(frame, detection)));
+  const order = drawingOrder(frame);
+  const taken = [];
+  const tags = shown.names ? order.flatMap((detection) => makeTag(frame, detection, taken)) : [];
+  const boxes = order.map((detection) => makeBox(frame, detection));
+  view.svg.replaceChildren(...boxes.reverse(), ...tags);
+  byId('viewer-hint').textContent = listHint(frame, boxes.length, boxes.length - tags.length);
+}
+
+function listHint(frame, count, nameless) {
+  if (frame.labels.length === 0) return 'Nothing was found in this frame.';
+  if (count === 0) return 'None is left by the slider and the switches.';
+  if (!shown.names || nameless === 0) return '';
+  return `${plural(nameless, 'name')} would lie on others and ${nameless === 1 ? 'is' : 'are'} ` +
+    'left out; a click here or on a box shows its name.';
 }
 
 /// A mask is of all detections of its label: it is shown as long as one of them is.
@@ -68,11 +100,8 @@ function makeListItem(frame, detection) {
   const button = make('button', {
     type: 'button', 'aria-pressed': String(detection === view.marked),
     onclick: () => {
-      view.marked = detection === view.marked ? null : detection;
-      for (const other of byId('viewer-list').querySelectorAll('button')) {
-        other.setAttribute('aria-pressed', String(other === button && view.marked !== null));
-      }
-      drawBoxes();
+      mark(detection === view.marked ? null : detection);
+      revealMarked();
     },
   }, swatch(colour),
   make('span', {class: 'name'}, name, verdict ? make('span', {class: 'verdict'}, verdict) : ''),
@@ -80,10 +109,53 @@ function makeListItem(frame, detection) {
   return make('li', {'data-detection': detection}, button);
 }
 
+const listItem = (detection) => byId('viewer-list').querySelector(`[data-detection="${detection}"]`);
+
 function drawList() {
   const frame = frames[view.index];
+  const list = byId('viewer-list');
+  const focused = list.contains(document.activeElement) ? document.activeElement : null;
   const order = shownDetections(frame).sort((a, b) => frame.scores[b] - frame.scores[a]);
-  byId('viewer-list').replaceChildren(...order.map((detection) => makeListItem(frame, detection)));
+  list.replaceChildren(...order.map((detection) => makeListItem(frame, detection)));
+  if (focused === null) return;
+  const again = listItem(focused.parentElement.dataset.detection);
+  (again === null ? byId('stage') : again.firstElementChild).focus();
+}
+
+function mark(detection) {
+  view.marked = detection;
+  for (const item of byId('viewer-list').children) {
+    const isMarked = Number(item.dataset.detection) === detection;
+    item.firstElementChild.setAttribute('aria-pressed', String(isMarked));
+    if (isMarked) item.scrollIntoView({block: 'nearest'});
+  }
+  drawBoxes();
+}
+
+/// Moves the marked box to the middle, where the picture is larger than its place.
+function revealMarked() {
+  if (view.marked === null || view.svg === null) return;
+  const frame = frames[view.index];
+  const [left, top, right, bottom] = frame.boxes[view.marked];
+  panTo([(left + right) / 2 / frame.size[0], (top + bottom) / 2 / frame.size[1]]);
+}
+
+/// The smallest of the boxes in which the point of the picture lies; null where there is none.
+function detectionAt(x, y) {
+  const frame = frames[view.index];
+  const area = ([left, top, right, bottom]) => (right - left) * (bottom - top);
+  return shownDetections(frame).filter((detection) => {
+    const [left, top, right, bottom] = frame.boxes[detection];
+    return left <= x && x <= right && top <= y && y <= bottom;
+  }).sort((a, b) => area(frame.boxes[a]) - area(frame.boxes[b]))[0] ?? null;
+}
+
+function markAtClick(event) {
+  if (view.svg === null) return;
+  const place = byId('picture').getBoundingClientRect();
+  const detection = detectionAt((event.clientX - place.left) / view.scale,
+    (event.clientY - place.top) / view.scale);
+  mark(detection === view.marked ? null : detection);
 }
 
 function refreshViewer() {
@@ -124,6 +196,7 @@ function fillFailure(frame) {
   byId('picture').classList.add('failed');
   byId('picture').replaceChildren(make('p', {}, 'This frame failed: ' + frame.message));
   byId('viewer-list').replaceChildren();
+  byId('viewer-hint').textContent = '';
 }
 
 function factsOf(frame) {
@@ -138,15 +211,21 @@ function showFrame(index, marked = null) {
   view.index = index;
   view.marked = marked;
   const frame = frames[index];
-  byId('viewer-name').textContent = nameOf(frame);
-  byId('viewer-name').title = frame.source;
+  byId('viewer-name').replaceChildren(fileName(nameOf(frame)));
+  byId('viewer-path').replaceChildren(fileName(frame.source));
+  byId('viewer-path').title = frame.source;
   byId('viewer-facts').textContent = factsOf(frame);
   if (frame.ok) fillPicture(frame);
   else fillFailure(frame);
   byId('viewer-before').disabled = neighbour(-1) === index;
   byId('viewer-after').disabled = neighbour(1) === index;
+  // A button that is switched off keeps the keys from all others.
+  if (document.activeElement.disabled) byId('stage').focus();
   layOut();
   refreshViewer();
+  if (marked === null) return;
+  mark(marked);
+  revealMarked();
 }
 
 /// The next frame in that direction that has a picture; the frame itself where there is none.
@@ -169,14 +248,24 @@ function openViewer(index, marked = null) {
 }
 
 function toggleFullSize() {
+  const centre = panCentre();
   view.isFull = !view.isFull;
   byId('viewer-zoom').setAttribute('aria-pressed', String(view.isFull));
   layOut();
+  panTo(centre);
+  revealMarked();
 }
 
+const moveBack = () => moveTo(neighbour(-1));
+const moveOn = () => moveTo(neighbour(1));
+
 const kKeys = {
-  ArrowLeft: () => moveTo(neighbour(-1)),
-  ArrowRight: () => moveTo(neighbour(1)),
+  ArrowLeft: () => panBySteps(-1, 0) || moveBack(),
+  ArrowRight: () => panBySteps(1, 0) || moveOn(),
+  ArrowUp: () => panBySteps(0, -1),
+  ArrowDown: () => panBySteps(0, 1),
+  ',': moveBack,
+  '.': moveOn,
   Home: () => moveTo(neighbour(1, -1)),
   End: () => moveTo(neighbour(-1, frames.length)),
   z: toggleFullSize,
@@ -189,16 +278,17 @@ function onKey(event) {
   const action = kKeys[event.key];
   const movesSlider = event.target.type === 'range' && event.key.length > 1;
   if (!action || movesSlider || event.ctrlKey || event.altKey || event.metaKey) return;
-  event.preventDefault();
-  action();
+  // What does nothing here is left to the browser.
+  if (action() !== false) event.preventDefault();
 }
 
 function setUpViewer() {
-  byId('viewer-before').addEventListener('click', () => moveTo(neighbour(-1)));
-  byId('viewer-after').addEventListener('click', () => moveTo(neighbour(1)));
+  byId('viewer-before').addEventListener('click', moveBack);
+  byId('viewer-after').addEventListener('click', moveOn);
   byId('viewer-zoom').addEventListener('click', toggleFullSize);
   byId('viewer-close').addEventListener('click', () => viewer.close());
   viewer.addEventListener('keydown', onKey);
+  setUpDragging(markAtClick);
   viewer.addEventListener('close', () => byId('filters-place').append(byId('filters')));
   new ResizeObserver(layOut).observe(byId('stage'));
   keepFresh(refreshViewer);
