@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -9,6 +10,7 @@
 #include "support/pictures.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"
+#include "support/videos.h"
 
 namespace dirty_seg {
 namespace {
@@ -116,6 +118,22 @@ TEST_F(ReportProgram, ShowsWhatAKilledRunLeaves) {
   EXPECT_THAT(result.errors, HasSubstr("dirty_seg: 1 frame, 1 with its picture;"));
   EXPECT_THAT(ReadFile(page_), HasSubstr("ends in the middle"));
   EXPECT_EQ(RunProgram({"compare", out_, out_}).status, 0);
+}
+
+TEST_F(ReportProgram, KeepsAVideosDecoderQuiet) {
+  const std::string clip =
+      test::WriteVideo(folder_ / "clip.avi", {4, test::Plain(test::kFrame, test::kRedPixel)}, 10.0);
+  std::string bytes = ReadFile(clip);
+  bytes.replace(bytes.size() * 5 / 8, 4000, std::string(4000, '\0'));  // within the third frame
+  folder_.Write("clip.avi", bytes);
+  folder_.Write("out/results.jsonl",
+                R"({"source": ")" + clip + R"(", "frame": 3, "success": true, "message": "",)" +
+                    R"("bboxes": [], "scores": [], "labels": [], "label_masks": {},)" +
+                    R"("mask_pixel_counts": [], "timing_ms": {}})" + "\n");
+  const ProgramResult result = RunProgram({"report", out_});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors, StartsWith("dirty_seg: 1 frame, 1 with its picture; page of "));
+  EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
 }
 
 TEST_F(ReportProgram, RefusesWhatIsNoResults) {

@@ -11,6 +11,7 @@
 #include "host/base64.h"
 #include "host/errors.h"
 #include "host/inputs.h"
+#include "host/video_reader.h"
 
 namespace dirty_seg {
 namespace {
@@ -26,6 +27,14 @@ constexpr double kCropMargin = 0.2;  // of a box's side
 cv::Mat ReadOrNothing(const std::string& path) {
   try {
     return ReadPicture(path);
+  } catch (const InputError&) {
+    return {};
+  }
+}
+
+cv::VideoCapture OpenOrNothing(const std::string& path) {
+  try {
+    return OpenCapture(path);
   } catch (const InputError&) {
     return {};
   }
@@ -72,7 +81,7 @@ cv::Mat PictureLoader::ReadVideo(const std::string& path, std::int64_t number) {
   std::error_code error;
   if (!fs::is_regular_file(path, error)) return {};
   if (path != video_path_ || number < next_frame_) {
-    video_.open(path, cv::CAP_FFMPEG);
+    video_ = OpenOrNothing(path);
     video_path_ = path;
     next_frame_ = 0;
   }

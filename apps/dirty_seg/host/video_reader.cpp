@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <opencv2/core/utils/logger.hpp>
-#include <opencv2/videoio.hpp>
 #include <system_error>
 #include <utility>
 
@@ -95,14 +94,18 @@ int CameraNumber(const std::string& name) {
 
 }  // namespace
 
-std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
+cv::VideoCapture OpenCapture(const std::string& path) {
   KeepLibrariesQuiet();
   RequireFile(path);
   cv::VideoCapture capture;
   for (const int backend : {cv::CAP_FFMPEG, cv::CAP_OPENCV_MJPEG}) {
-    if (capture.open(path, backend)) break;
+    if (capture.open(path, backend)) return capture;
   }
-  if (!capture.isOpened()) throw InputError("is no video that can be read");
+  throw InputError("is no video that can be read");
+}
+
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
+  const cv::VideoCapture capture = OpenCapture(path);
   // A container without a number of frames gives one that cannot be.
   const double told = capture.get(cv::CAP_PROP_FRAME_COUNT);
   const auto count = told > 0.0 && told < 1e12 ? static_cast<std::int64_t>(told) : 0;

@@ -2,11 +2,16 @@
 #pragma once
 
 #include <memory>
+#include <opencv2/videoio.hpp>
 #include <string>
 
 #include "host/frame_source.h"
 
 namespace dirty_seg {
+
+/// Opens a video file to take frames from, in their order, without a word of the decoder's on
+/// standard error. Throws InputError with the cause.
+cv::VideoCapture OpenCapture(const std::string& path);
 
 /// Opens a video file. One that ends before as many frames as it tells of is read as far as it
 /// goes, and then refused as cut short. Throws InputError with the cause.
