@@ -1,8 +1,11 @@
 // The forms of results that the built program writes on request.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
+#include <set>
 
 #include "host/run_length.h"
 #include "support/detect_fixture.h"
@@ -17,7 +20,9 @@ using test::ProgramResult;
 using test::ReadFile;
 using test::RunProgram;
 using test::operator+;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 class DetectForms : public test::DetectFixture {
  protected:
@@ -126,6 +131,72 @@ TEST_F(DetectForms, AreNamedWhenTheyCannotBeWritten) {
   EXPECT_THAT(result.errors,
               HasSubstr("dirty_seg: error: '" + folder_ / "both.png" + "': '" +
                         folder_ / "out/labels/both.txt" + "' cannot be written: Is a directory\n"));
+}
+
+TEST_F(DetectForms, OfAFrameAndOfAPictureThatIsCalledLikeItAreBothKept) {
+  const std::string clip = test::WriteVideo(
+      folder_ / "clip.avi", {2, test::Plain(test::kFrame, test::kGreenPixel)}, 10.0);
+  const std::string picture = Picture("clip.frame_000000.png", test::kRedPixel);
+  for (const Arguments& inputs : {Arguments{clip, picture}, Arguments{picture, clip}}) {
+    Run(Arguments{"--overwrite", "--yolo"} + inputs);
+    std::set<std::string> files;
+    for (const json& row : test::ParseLines(Written("results.jsonl"))) {
+      const std::string overlay = row["overlay"];
+      files.insert(overlay);
+      const cv::Mat drawn = cv::imread(folder_ / "out" + "/" + overlay);
+      const int plane = row["source"] == picture ? 2 : 1;
+      EXPECT_GT(cv::mean(drawn(cv::Rect(1000, 800, 100, 100)))[plane], 200.0) << overlay;
+      for (const auto& [label, mask] : row["label_masks"].items()) files.insert(mask["file"]);
+      const std::string name = overlay.substr(0, overlay.rfind(".overlay.jpg"));
+      EXPECT_THAT(Written("labels/" + name + ".txt"),
+                  StartsWith(row["source"] == picture ? "0 " : "1 "));
+    }
+    EXPECT_EQ(files.size(), 6U);
+  }
+}
+
+// No file grows beyond it: what a full disk does to a file, as far as a program sees.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  void (*handler_)(int);
+  rlimit before_{};
+};
+
+TEST_F(DetectForms, AreNoFilesWhenThereIsNoRoomForThem) {
+  const std::string picture = BothPicture();
+  const FileSizeLimit limit(16384);  // more than a mask takes, less than the overlay
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"--output", folder_ / "out", picture});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors, HasSubstr("both.overlay.jpg' cannot be written: File too large\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/both.overlay.jpg"));
+  EXPECT_EQ(json::parse(Written("summary.json"))["failed"], 1);
+}
+
+TEST_F(DetectForms, OfVideosAreNamedWhenTheyAreCutShort) {
+  const std::string clip =
+      test::WriteVideo(folder_ / "clip.avi", {100, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
+  const FileSizeLimit limit(100000);  // of the files, the annotated video alone is larger
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"--video", "--coco", "--output", folder_ / "out", clip});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors, EndsWith("dirty_seg: error: '" + folder_ / "out/clip.overlay.avi" +
+                                      "' cannot be written whole; is there room for it?\n"));
+  EXPECT_EQ(json::parse(Written("summary.json"))["frames"], 100);
+  EXPECT_EQ(json::parse(Written("coco_images.json"))["images"].size(), 100U);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <regex>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -22,16 +23,47 @@ constexpr int kJpegQuality = 92;
 
 std::string LastError() { return std::strerror(errno); }
 
+// As ResultWriter marks the frames of a video.
+constexpr std::string_view kFrameMark = ".frame_";
+
+// Whether `name` is `video` with a frame's number behind it.
+bool IsFrameOf(const std::string& video, const std::string& name) {
+  const std::size_t begin = video.size() + kFrameMark.size();
+  return name.size() > begin && name.compare(0, video.size(), video) == 0 &&
+         name.compare(video.size(), kFrameMark.size(), kFrameMark) == 0 &&
+         name.find_first_not_of("0123456789", begin) == std::string::npos;
+}
+
+// A picture may be called as a frame of a video is, which would write over its files.
+bool IsFree(const std::string& name, const std::set<std::string>& taken) {
+  if (taken.count(name) != 0) return false;
+  const std::size_t mark = name.rfind(kFrameMark);
+  if (mark != std::string::npos) {
+    const std::string video = name.substr(0, mark);
+    if (IsFrameOf(video, name) && taken.count(video) != 0) return false;
+  }
+  const std::string frames = name + std::string(kFrameMark);
+  for (auto other = taken.lower_bound(frames);
+       other != taken.end() && other->compare(0, frames.size(), frames) == 0; ++other) {
+    if (IsFrameOf(name, *other)) return false;
+  }
+  return true;
+}
+
 File OpenForWriting(const std::string& path) {
   return {std::fopen(path.c_str(), "wb"), &std::fclose};
 }
 
 void WriteBytes(const std::string& path, const void* bytes, std::size_t length) {
   File file = OpenForWriting(path);
-  if (file == nullptr || std::fwrite(bytes, 1, length, file.get()) != length ||
-      std::fclose(file.release()) != 0) {
-    throw InputError("'" + path + "' cannot be written: " + LastError());
-  }
+  if (file == nullptr) throw InputError("'" + path + "' cannot be written: " + LastError());
+  const bool is_written = std::fwrite(bytes, 1, length, file.get()) == length;
+  if (std::fclose(file.release()) == 0 && is_written) return;
+  const std::string cause = LastError();
+  // A file that is cut short would pass for a whole one.
+  std::error_code ignored;
+  if (fs::is_regular_file(path, ignored)) fs::remove(path, ignored);
+  throw InputError("'" + path + "' cannot be written: " + cause);
 }
 
 }  // namespace
@@ -44,9 +76,10 @@ bool IsNameOfAResult(const std::string& file_name) {
 std::string UniqueNames::Take(const std::string& path) {
   const std::string stem = fs::path(path).stem().string();
   std::string name = stem;
-  for (int number = 2; !taken_.insert(name).second; ++number) {
+  for (int number = 2; !IsFree(name, taken_); ++number) {
     name = stem + "-" + std::to_string(number);
   }
+  taken_.insert(name);
   return name;
 }
 

@@ -85,8 +85,18 @@ std::string ResultWriter::NameOf(const Frame& frame) {
 
 void ResultWriter::Finish(const Summary& summary, bool interrupted) {
   if (!folder_) return;
-  for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Finish();
-  folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, interrupted));
+  std::string causes;
+  const auto attempt = [&causes](const auto& finish) {
+    try {
+      finish();
+    } catch (const InputError& error) {
+      causes += (causes.empty() ? "" : "; ") + std::string(error.what());
+    }
+  };
+  // What one file fails of is no reason to leave the others as they are.
+  for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
+  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, interrupted)); });
+  if (!causes.empty()) throw InputError(causes);
 }
 
 }  // namespace dirty_seg

@@ -1,9 +1,11 @@
 // Annotated videos.
+#include <cstdint>
 #include <opencv2/videoio.hpp>
 #include <optional>
 
 #include "host/errors.h"
 #include "host/result_sink.h"
+#include "host/video_reader.h"
 
 namespace dirty_seg {
 namespace {
@@ -24,32 +26,59 @@ class VideoSink : public ResultSink {
           "another");
     }
     writer_.write(found.overlay);
+    ++written_;
   }
 
-  void Finish() override { writer_.release(); }
-
- private:
-  void Begin(const FoundFrame& found) {
-    Finish();
-    input_ = found.frame.input;
-    size_ = found.overlay.size();
-    const double rate = found.frame.rate > 0.0 ? found.frame.rate : kUsualRate;
-    const std::string path = folder_.path() + "/" + found.input_name + ".overlay.avi";
-    if (!Open(path, rate)) {
-      input_.reset();
-      throw InputError("'" + path + "' cannot be written");
+  void Finish() override {
+    Close();
+    if (!cut_short_.empty()) {
+      throw InputError(cut_short_ + " cannot be written whole; is there room for it?");
     }
   }
 
+ private:
+  void Begin(const FoundFrame& found) {
+    Close();
+    input_ = found.frame.input;
+    size_ = found.overlay.size();
+    const double rate = found.frame.rate > 0.0 ? found.frame.rate : kUsualRate;
+    path_ = folder_.path() + "/" + found.input_name + ".overlay.avi";
+    if (!Open(rate)) {
+      input_.reset();
+      throw InputError("'" + path_ + "' cannot be written");
+    }
+  }
+
+  // The writer keeps it to itself when the disk is full.
+  void Close() {
+    if (!writer_.isOpened()) return;
+    writer_.release();
+    if (!HasLastFrame()) cut_short_ += (cut_short_.empty() ? "'" : ", '") + path_ + "'";
+    written_ = 0;
+  }
+
   // OpenCV's own writer takes the other's place where that one was left out; it rounds the rate.
-  bool Open(const std::string& path, double rate) {
+  bool Open(double rate) {
     const int codec = cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
-    return writer_.open(path, cv::CAP_FFMPEG, codec, rate, size_) ||
-           writer_.open(path, cv::CAP_OPENCV_MJPEG, codec, rate, size_);
+    return writer_.open(path_, cv::CAP_FFMPEG, codec, rate, size_) ||
+           writer_.open(path_, cv::CAP_OPENCV_MJPEG, codec, rate, size_);
+  }
+
+  // The number of frames that a file tells is no more than what was meant to be in it.
+  bool HasLastFrame() const {
+    try {
+      cv::VideoCapture video = OpenCapture(path_);
+      return video.set(cv::CAP_PROP_POS_FRAMES, static_cast<double>(written_ - 1)) && video.grab();
+    } catch (const InputError&) {
+      return false;
+    }
   }
 
   const OutputFolder& folder_;
   std::optional<std::size_t> input_;
+  std::string path_;
+  std::int64_t written_ = 0;  // frames
+  std::string cut_short_;     // videos, for the message
   cv::Size size_;
   cv::VideoWriter writer_;
 };
