@@ -123,6 +123,24 @@ TEST_F(CheckProgram, DrawsPatchesAndGaps) {
   EXPECT_NE(drawn.at<cv::Vec3b>(320, 4), cv::Vec3b(100, 100, 100));    // the outline
 }
 
+TEST_F(CheckProgram, WarnsOfAFrameOfAnotherSize) {
+  const std::string config =
+      folder_.Write("c.yaml", "patch:\n  enable: true\n  patches: [[0, 0, 1920, 1080]]\n");
+  const std::string frame =
+      test::WritePicture(folder_ / "tiny.png", test::Plain({320, 180}, test::kRedPixel));
+  const std::vector<std::string> command{
+      "check", config, "--frame", frame, "--output", folder_ / "drawn.png", "--overwrite"};
+  const ProgramResult result = RunProgram(command);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "dirty_seg: warning: '" + frame +
+                               "' is 320 x 180; expected 1920 x 1080, the frame that patches are "
+                               "laid out on\n");
+  EXPECT_EQ(cv::imread(folder_ / "drawn.png").size(), cv::Size(320, 180));
+  std::vector<std::string> strict = command;
+  strict.emplace_back("--strict");
+  EXPECT_EQ(RunProgram(strict).status, 1);
+}
+
 TEST_F(CheckProgram, ReplacesNoPictureUnlessTold) {
   const std::string config = folder_.Write("c.yaml", kSquare);
   const std::string frame =

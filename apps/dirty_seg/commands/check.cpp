@@ -5,13 +5,16 @@
 #include <stdexcept>
 
 #include "engine/segmentation_head.h"
+#include "geometry/letterbox.h"
 #include "host/check_report.h"
 #include "host/config_check.h"
 #include "host/errors.h"
 #include "host/inputs.h"
+#include "host/messages.h"
 #include "host/networks.h"
 #include "host/output.h"
 #include "host/patch_drawing.h"
+#include "host/size_text.h"
 
 namespace dirty_seg {
 namespace {
@@ -47,6 +50,20 @@ cv::Mat ReadFrame(const std::string& path) try {
   throw SetupError("'" + path + "': " + error.what());
 }
 
+// Draws the patches over the frame. Returns whether the frame has the size that they are laid out
+// on.
+bool DrawOverFrame(const CheckOptions& options, const ConfigCheck& check) {
+  const cv::Mat frame = ReadFrame(options.frame);
+  const cv::Size expected(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
+  const bool is_expected = frame.size() == expected;
+  if (!is_expected) {
+    TellWarning("'" + options.frame + "' is " + SizeText(frame.size()) + "; expected " +
+                SizeText(expected) + ", the frame that patches are laid out on");
+  }
+  WritePicture(options.output, DrawPatches(frame, check.patches, check.coverage.gaps));
+  return is_expected;
+}
+
 }  // namespace
 
 CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
@@ -80,13 +97,10 @@ int RunCheck(const CheckOptions& options) {
   if (!options.overwrite) RefuseToReplace(options.output);
   const ConfigCheck check = Check(options);
   PrintResult(ResultText(options, check), "the findings");
-  if (!options.frame.empty()) {
-    WritePicture(options.output,
-                 DrawPatches(ReadFrame(options.frame), check.patches, check.coverage.gaps));
-  }
+  const bool has_odd_frame = !options.frame.empty() && !DrawOverFrame(options, check);
   if (check.Count(Finding::Kind::kError) > 0) return kCannotRun;
-  const bool is_warned = options.strict && check.Count(Finding::Kind::kWarning) > 0;
-  return is_warned ? kSomeInputFailed : kAllDone;
+  const bool is_warned = has_odd_frame || check.Count(Finding::Kind::kWarning) > 0;
+  return options.strict && is_warned ? kSomeInputFailed : kAllDone;
 }
 
 }  // namespace dirty_seg

@@ -7,6 +7,7 @@
 #include "geometry/letterbox.h"
 #include "host/nearest.h"
 #include "host/patch_fit.h"
+#include "host/size_text.h"
 
 namespace dirty_seg {
 namespace {
@@ -28,10 +29,6 @@ std::string Decimal(double value) {
 }
 
 std::string Percent(double share) { return Decimal(100.0 * share) + " %"; }
-
-std::string SizeText(const cv::Size& size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 std::string RectText(const cv::Rect& rect) {
   return "[" + std::to_string(rect.x) + ", " + std::to_string(rect.y) + ", " +

@@ -6,16 +6,13 @@
 #include "geometry/letterbox.h"
 #include "host/interruption.h"
 #include "host/messages.h"
+#include "host/size_text.h"
 #include "host/speed_line.h"
 
 namespace dirty_seg {
 namespace {
 
 namespace geometry = nuvik::geometry;
-
-std::string SizeText(const cv::Size& size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 }  // namespace
 

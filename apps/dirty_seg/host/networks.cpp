@@ -97,7 +97,7 @@ Network ReadSegmentationNetwork(const std::string& path, std::size_t patch_count
     Reject(path, "its batch of " + std::to_string(shape[0]) + " is too small for the " +
                      std::to_string(patch_count) +
                      " patches of the configuration; expected at most " + std::to_string(shape[0]) +
-                     " patches");
+                     (shape[0] == 1 ? " patch" : " patches"));
   }
   return network;
 }
