@@ -128,6 +128,14 @@ TEST_F(Start, FileWithAnUnknownKeyIsRefusedWithTheNearest) {
               EndsWith("line 1: treads is no option of 'detect'; did you mean 'threads'?\n"));
 }
 
+TEST_F(Start, FileThatGivesACommandAValueIsRefused) {
+  const std::string host = folder_.Write("h.yaml", "threads: 1\ndetect: 3\n");
+  EXPECT_EQ(ErrorsOf({"check", "--host", host, "c.yaml"}),
+            "dirty_seg: error: '" + host +
+                "' line 2: detect is '3'; expected options of the command 'detect', each on a line "
+                "of its own below it, as '  threads: 2'\n");
+}
+
 TEST_F(Start, FileWithABadValueIsRefusedAsTheOptionWouldBe) {
   const std::string host = folder_.Write("h.yaml", "threads: 1.5\n");
   EXPECT_EQ(ErrorsOf({"detect", "--host", host, "x.png"}),

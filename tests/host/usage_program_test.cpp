@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <regex>
+#include <set>
 #include <sstream>
 
 #include "support/paths.h"
@@ -24,6 +26,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
+using testing::UnorderedElementsAreArray;
 using Arguments = std::vector<std::string>;
 using Words = std::vector<std::string>;
 
@@ -46,6 +49,22 @@ Words Commands() {
     }
   }
   return commands;
+}
+
+// Every way to write a flag that the command's help names. One line has several where they belong
+// together, with two blanks between; what follows is what they mean, at times of another flag.
+std::set<std::string> FlagsInHelp(const std::string& command) {
+  std::set<std::string> flags;
+  for (const std::string& line : Lines(RunProgram({command, "--help"}).output)) {
+    for (std::size_t begin = 2; line.rfind("  ", 0) == 0 && line.substr(begin, 1) == "-";) {
+      const std::size_t end = line.find("  ", begin);
+      std::istringstream words(line.substr(begin, line.find(' ', begin) - begin));
+      for (std::string flag; std::getline(words, flag, ',');) flags.insert(flag);
+      if (end == std::string::npos) break;
+      begin = line.find_first_not_of(' ', end);
+    }
+  }
+  return flags;
 }
 
 // ---- Slips --------------------------------------------------------------------------------------
@@ -156,6 +175,34 @@ TEST_F(Completion, OfBashKnowsCommandsAndOptions) {
   EXPECT_THAT(Bash({"dirty_seg", "detect", "--fece-a"}), ElementsAre("--fece-area-threshold"));
   EXPECT_THAT(Bash({"dirty_seg", "check", "--"}), Contains("--host"));
   EXPECT_THAT(Bash({"dirty_seg", "env", "--"}), Not(Contains("--model")));
+}
+
+TEST_F(Completion, OfBashOffersExactlyWhatTheHelpNames) {
+  if (!Has("bash")) GTEST_SKIP() << "bash is not installed";
+  for (const std::string& command : Commands()) {
+    const std::set<std::string> flags = FlagsInHelp(command);
+    EXPECT_THAT(flags, Contains("--help"));
+    EXPECT_THAT(Bash({"dirty_seg", command, "-"}), UnorderedElementsAreArray(flags)) << command;
+  }
+}
+
+TEST_F(Completion, OfZshOffersExactlyWhatTheHelpNames) {
+  if (!Has("zsh")) GTEST_SKIP() << "zsh is not installed (Debian package zsh)";
+  // In the place of zsh's own, one that prints the flags it is told of.
+  const std::string ask = "compdef() { : }\n_arguments() { print -rl -- $@ }\nsource " +
+                          Script("zsh") + "\nCURRENT=3\n";
+  for (const std::string& command : Commands()) {
+    const std::string script =
+        folder_.Write("ask.zsh", ask + "words=(dirty_seg " + command + " -)\n_dirty_seg\n");
+    ASSERT_EQ(std::system(("zsh -f " + script + " >" + folder_ / "replies").c_str()), 0);
+    Words offered;
+    for (const std::string& line : Lines(ReadFile(folder_ / "replies"))) {
+      std::smatch match;
+      const std::regex specification(R"((?:\([^)]*\)|\*)(-[^\[]*)\[.*)");
+      if (std::regex_match(line, match, specification)) offered.push_back(match[1]);
+    }
+    EXPECT_THAT(offered, UnorderedElementsAreArray(FlagsInHelp(command))) << command;
+  }
 }
 
 TEST_F(Completion, OfBashKnowsValues) {

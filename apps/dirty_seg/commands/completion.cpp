@@ -64,7 +64,7 @@ std::string BashReply(const CLI::Option& option) {
 // The branch of one command: the values of its options, then its options' names.
 std::string BashCommand(CLI::App& command) {
   std::string values;
-  std::string names = "--help";
+  std::string names = "-h --help";
   for (const CLI::Option* option : FlagsOf(command)) {
     names += " " + CLI::detail::join(Spellings(*option), " ");
     if (KindOf(*option) == ValueKind::kNone) continue;
@@ -105,7 +105,7 @@ std::string ZshAction(const CLI::Option& option) {
 
 std::string ZshCommand(CLI::App& command) {
   std::string text = "    " + command.get_name() + ")\n      _arguments \\\n";
-  text += "        '--help[Show the usage]' \\\n";
+  text += "        '(-h --help)'{-h,--help}'[Show the usage]' \\\n";
   for (const CLI::Option* option : FlagsOf(command)) {
     const std::string description = "[" + ZshText(option->get_description()) + "]";
     const bool has_value = KindOf(*option) != ValueKind::kNone;
@@ -139,7 +139,7 @@ std::string BashCompletion(CLI::App& program) {
       "  if ((COMP_CWORD == 1)); then\n"
       "    _dirty_seg_words '" +
       commands +
-      " --help --version'\n"
+      " -h --help --version'\n"
       "    return\n"
       "  fi\n"
       "  case ${COMP_WORDS[1]} in\n";
@@ -160,7 +160,7 @@ std::string ZshCompletion(CLI::App& program) {
   text +=
       "    )\n"
       "    _describe -t commands command commands\n"
-      "    _arguments '--help[Show the usage]' '--version[Show the version]'\n"
+      "    _arguments '(-h --help)'{-h,--help}'[Show the usage]' '--version[Show the version]'\n"
       "    return\n"
       "  fi\n"
       "  local command=$words[2]\n"

@@ -84,6 +84,12 @@ class Reader {
   }
 
   void CheckShared(const HostEntry& entry) {
+    const std::vector<std::string> names = CommandNames();
+    if (std::find(names.begin(), names.end(), entry.key) != names.end()) {
+      Reject(entry.line, entry.key + " is '" + CLI::detail::join(entry.values, ", ") +
+                             "'; expected options of the command '" + entry.key +
+                             "', each on a line of its own below it, as '  threads: 2'");
+    }
     std::vector<std::string> keys;
     for (CLI::App* command : commands_) {
       if (FindOption(*command, entry.key) != nullptr) return;
