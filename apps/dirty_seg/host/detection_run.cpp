@@ -10,11 +10,8 @@
 #include "host/speed_line.h"
 
 namespace dirty_seg {
-namespace {
 
 namespace geometry = nuvik::geometry;
-
-}  // namespace
 
 DetectionRun::DetectionRun(DetectorSetup setup, RunDescription description,
                            const ResultOptions& options, LogCapture& log)
