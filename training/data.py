@@ -23,9 +23,10 @@ Rng = np.random.Generator
 
 SIDE = 320
 MASK_SIDE = SIDE // 4
-PATCH_SIDES = (430, 768)  # longer side of a training patch, in pixels of the frame
-# A piece of dirt smaller than any of these, within a patch, is neither asked for nor punished.
-LEAST_PIXELS, LEAST_SHARE, LEAST_SIDE = 150, 0.1, 10
+PATCH_SIDES = (300, 560)  # longer side of a training patch, in pixels of its scene
+# A piece of dirt smaller than any of these, within a patch, is neither asked for nor punished:
+# pixels and pixels of the shorter side in the network's square, share of the whole thing.
+LEAST_PIXELS, LEAST_SIDE, LEAST_SHARE = 80, 8, 0.2
 
 CROP = 224
 MEAN = np.float32([0.485, 0.456, 0.406])
@@ -42,8 +43,11 @@ class Piece(NamedTuple):
     counts: bool  # large enough to be asked for
 
 
-def pieces_of(owners: Image, things: list[dict], whole_areas: dict[int, int]) -> Iterator[Piece]:
-    """The dirt that a patch shows; `whole_areas` are the things' pixels in the whole picture."""
+def pieces_of(
+    owners: Image, things: list[dict], whole_areas: dict[int, int], scale: float
+) -> Iterator[Piece]:
+    """The dirt that a patch shows; `whole_areas` are the things' pixels in the whole picture,
+    `scale` leads to the network's pixels."""
     for thing in things:
         if thing["label"] < 0:
             continue
@@ -54,9 +58,9 @@ def pieces_of(owners: Image, things: list[dict], whole_areas: dict[int, int]) ->
         rows, columns = np.flatnonzero(mask.any(axis=1)), np.flatnonzero(mask.any(axis=0))
         box = (float(columns[0]), float(rows[0]), columns[-1] + 1.0, rows[-1] + 1.0)
         counts = (
-            area >= LEAST_PIXELS
+            area * scale**2 >= LEAST_PIXELS
             and area >= LEAST_SHARE * whole_areas[thing["number"]]
-            and min(box[2] - box[0], box[3] - box[1]) >= LEAST_SIDE
+            and min(box[2] - box[0], box[3] - box[1]) * scale >= LEAST_SIDE
         )
         yield Piece(thing["label"], box, mask, counts)
 
@@ -79,7 +83,7 @@ def target_of(owners: Image, things: list[dict], whole_areas: dict[int, int]) ->
     box = letterbox(SIDE, width, height)
     scale, offset = box.width / width, np.float32([box.left, box.top] * 2)
     labels, boxes, masks, ignored = [], [], [], []
-    for piece in pieces_of(owners, things, whole_areas):
+    for piece in pieces_of(owners, things, whole_areas, scale):
         corners = np.float32(piece.box) * np.float32(scale) + offset
         if not piece.counts:
             ignored.append(corners)

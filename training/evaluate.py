@@ -37,6 +37,7 @@ LAYOUTS = {
     "overlapping": [[x, y, 640, 640] for y in (0, 440) for x in (0, 640, 1280)],
 }
 LOW_SCORE = 0.05  # from here on detections count for the average precision
+TO_NETWORK = 320 / 640  # network pixels a frame pixel, in the patches of both layouts
 MOST_COVERED = 0.5  # share of a detection's box on dirt to be ignored, beyond which it is ignored
 Array = np.ndarray
 
@@ -151,7 +152,7 @@ class Judge:
                 slice(unit.top, unit.top + unit.height),
                 slice(unit.left, unit.left + unit.width),
             )
-            pieces = list(pieces_of(owners[window], things, areas))
+            pieces = list(pieces_of(owners[window], things, areas, TO_NETWORK))
             inside = [item for item in found if unit.holds(item.box)]
             for label in range(len(CLASSES)):
                 own = [piece for piece in pieces if piece.label == label]

@@ -18,7 +18,7 @@ from boxes import ciou, contains
 from data import Batch
 from network import BINS, Raw, anchor_grid, corner_boxes
 
-WEIGHTS = {"class": 0.5, "box": 7.5, "sides": 1.5, "mask": 7.5}
+WEIGHTS = {"class": 1.0, "box": 7.5, "sides": 1.5, "mask": 5.0}
 MOST_MASKS = 400  # positive anchors whose masks a batch looks at
 
 

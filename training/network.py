@@ -19,7 +19,7 @@ from torch.nn import functional
 STRIDES = (8, 16, 32)
 BINS = 16  # of the distribution over a side's distance
 COEFFICIENTS = 32
-WIDTHS = (16, 24, 40, 72, 112)  # planes after each halving of the picture
+WIDTHS = (16, 16, 32, 64, 128)  # planes after each halving; halves of 8 suit vector units
 PRIOR_OBJECTS = 5.0  # a picture's expected objects, for the first class scores
 
 

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """Renders the training scenes: dirt and other things on floors, with the map of what is where.
 
-    /usr/bin/python3 training/render_data.py --output out/training/data --scenes 5000
+    /usr/bin/python3 training/render_data.py --output out/training/data --scenes 4000
 
-Each scene is 768 x 768 pixels of a frame: NUMBER.jpg, and NUMBER.png with the number of the thing
+Each scene has 576 x 576 pixels: NUMBER.jpg, and NUMBER.png with the number of the thing
 that each pixel shows. index.jsonl has one line a scene: its number, style and things. Scenes that
 the index has are not rendered again; the same seed gives the same scenes in any order.
 """
@@ -21,7 +21,7 @@ import numpy as np
 
 from render import scene
 
-SIDE = 768
+SIDE = 576
 QUALITY = 93
 
 

@@ -22,6 +22,8 @@ import numpy as np
 from render import floors, scene
 
 FRAME = (1920, 1080)
+# The camera of a robot is close to its floor: what is rendered is enlarged to the frame.
+RENDERED = (1280, 720)
 QUALITY = 95
 STYLES = {
     "held-out": scene.held_out_styles(),
@@ -31,16 +33,22 @@ STYLES = {
 
 
 def filling(photograph: np.ndarray) -> np.ndarray:
-    """The middle of a picture, scaled to fill the frame."""
-    scale = max(FRAME[0] / photograph.shape[1], FRAME[1] / photograph.shape[0])
+    """The middle of a picture, scaled to what is rendered."""
+    scale = max(RENDERED[0] / photograph.shape[1], RENDERED[1] / photograph.shape[0])
     size = tuple(
-        max(round(side * scale), least) for side, least in zip(photograph.shape[1::-1], FRAME)
+        max(round(side * scale), least) for side, least in zip(photograph.shape[1::-1], RENDERED)
     )
     big = cv2.resize(
         photograph, size, interpolation=cv2.INTER_AREA if scale < 1 else cv2.INTER_CUBIC
     )
-    left, top = (size[0] - FRAME[0]) // 2, (size[1] - FRAME[1]) // 2
-    return big[top : top + FRAME[1], left : left + FRAME[0]]
+    left, top = (size[0] - RENDERED[0]) // 2, (size[1] - RENDERED[1]) // 2
+    return big[top : top + RENDERED[1], left : left + RENDERED[0]]
+
+
+def enlarged(made: scene.Scene) -> scene.Scene:
+    picture = cv2.resize(made.picture, FRAME, interpolation=cv2.INTER_CUBIC)
+    owners = cv2.resize(made.owners, FRAME, interpolation=cv2.INTER_NEAREST)
+    return scene.Scene(picture, owners, made.things, made.style)
 
 
 def make(options: argparse.Namespace, photographs: list[Path], number: int) -> scene.Scene:
@@ -48,12 +56,12 @@ def make(options: argparse.Namespace, photographs: list[Path], number: int) -> s
     clean = number >= options.frames
     content = scene.frame_content(rng, STYLES[options.styles], clean)
     if not photographs:
-        return scene.render(rng, FRAME, content)
+        return enlarged(scene.render(rng, RENDERED, content))
     path = photographs[number % len(photographs)]
     picture = cv2.imread(str(path), cv2.IMREAD_COLOR)
     if picture is None:
         raise SystemExit(f"--photographs: '{path}' is no picture that can be read")
-    return scene.paste(rng, filling(cv2.cvtColor(picture, cv2.COLOR_BGR2RGB)), content)
+    return enlarged(scene.paste(rng, filling(cv2.cvtColor(picture, cv2.COLOR_BGR2RGB)), content))
 
 
 def write(options: argparse.Namespace, photographs: list[Path], number: int) -> str:

@@ -66,7 +66,7 @@ def classify_loss(model: nn.Module, batch: list[Tensor], device: torch.device) -
 TASKS = {
     "segment": Task(
         lambda: network.Segmenter(len(data.CLASSES)), data.SegmentationSamples, data.collate,
-        segment_loss, images=54000, batch=16, rate=2e-3,
+        segment_loss, images=72000, batch=16, rate=2e-3,
     ),
     "classify": Task(
         network.Classifier, data.CropSamples, None, classify_loss,

@@ -10,7 +10,7 @@ from .dirt import CLASSES, make_dirt
 from .noise import Image, Rng, Size, blur
 from .sprite import Canvas, Sprite, lay, random_light
 
-LEAST_CHANGE = 0.03  # of a piece of dirt's pixels; what is fainter nobody sees
+LEAST_CHANGE = 0.04  # of a piece of dirt's pixels; what is fainter nobody sees
 MOST_OVERLAP = 0.15  # share of a thing that may cover others
 TRIES = 6
 
@@ -143,14 +143,15 @@ def paste(rng: Rng, photograph: Image, content: Content) -> Scene:
 
 
 def training_content(rng: Rng) -> Content:
-    """For a training scene: one in four without dirt."""
-    dirt = 0 if rng.random() < 0.25 else int(rng.integers(1, 6))
-    return Content(dirt, int(rng.poisson(2.0 if dirt else 3.0)), floors.TRAINED)
+    """For a training scene: one in eight without dirt, the others crowded, since every piece is
+    something to learn from."""
+    dirt = 0 if rng.random() < 0.125 else int(rng.integers(2, 9))
+    return Content(dirt, int(rng.poisson(2.0 if dirt else 4.0)), floors.TRAINED)
 
 
 def frame_content(rng: Rng, styles: dict[str, float], clean: bool) -> Content:
     """For a whole frame of 1920 x 1080."""
-    return Content(0 if clean else int(rng.integers(4, 13)), int(rng.integers(2, 9)), styles)
+    return Content(0 if clean else int(rng.integers(4, 13)), int(rng.integers(2, 7)), styles)
 
 
 def held_out_styles() -> dict[str, float]:
