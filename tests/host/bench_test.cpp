@@ -250,7 +250,7 @@ TEST_F(BenchCommand, ShowsOfTheLogWhatIsAskedFor) {
   const ProgramResult level =
       RunProgram(Command() + Arguments{"--log-level", "error", "--json", red});
   EXPECT_EQ(level.errors, "");
-  EXPECT_EQ(json::parse(level.output)["a"]["timing_ms"].size(), 1U);
+  EXPECT_TRUE(json::parse(level.output)["a"]["timing_ms"].contains("inference"));
   EXPECT_EQ(RunProgram(Command() + Arguments{"-q", red, missing}).errors,
             "dirty_seg: error: '" + missing + "': cannot be opened: No such file or directory\n");
   EXPECT_EQ(RunProgram(Command() + Arguments{"-q", "-v", red}).status, 2);

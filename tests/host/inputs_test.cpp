@@ -146,6 +146,16 @@ TEST_F(Inputs, OfAListMayEndTheirLinesAsWindowsDoes) {
   EXPECT_FALSE(queue.Next());
 }
 
+TEST_F(Inputs, OfAListWithZeroBytesAreNotTaken) {
+  std::istringstream list(std::string("one.png\0two.png\0\nthree.png\n", 27));
+  InputQueue queue({"-"}, {}, list);
+  const std::optional<Input> first = queue.Next();
+  EXPECT_EQ(first->path, "one.png");
+  EXPECT_EQ(first->failure, "a zero byte follows in the list; expected one path a line");
+  EXPECT_EQ(queue.Next()->path, "three.png");
+  EXPECT_FALSE(queue.Next());
+}
+
 TEST_F(Inputs, TellHowManyFramesAreLeftWhereAllArePictures) {
   std::istringstream list;
   InputQueue pictures({"a.png", "b.png"}, {}, list);

@@ -130,15 +130,43 @@ TEST(LogCapture, KeepsANoticeFromWhoWantsQuiet) {
 }
 
 TEST(LogCapture, PutsALevelInThePlaceOfTheVariable) {
-  const ScopedVariable level("SPDLOG_LEVEL", "error");
-  for (const auto& [word, expected] : {std::pair<const char*, const char*>{"debug", "debug"},
-                                       {"warn", "warning"},
-                                       {"off", "critical"}}) {
+  struct Case {
+    const char* word;
+    const char* for_the_library;   // times and causes are still needed
+    const char* with_the_journal;  // which gets the lines too
+  };
+  for (const Case& one : {Case{"debug", "debug", "debug"}, Case{"warn", "info", "warning"},
+                          Case{"off", "info", "critical"}}) {
     LogOptions options;
-    options.level = word;
-    const LogCapture log(options);
-    EXPECT_EQ(Variable("SPDLOG_LEVEL"), expected);
+    options.level = one.word;
+    for (const bool has_journal : {false, true}) {
+      const ScopedVariable level("SPDLOG_LEVEL", "error");
+      const ScopedVariable journal("SPDLOG_SYSTEMD", has_journal ? "true" : "false");
+      const LogCapture log(options);
+      EXPECT_EQ(Variable("SPDLOG_LEVEL"), has_journal ? one.with_the_journal : one.for_the_library)
+          << one.word;
+    }
   }
+}
+
+TEST(LogCapture, ShowsTheLinesFromAChosenLevelOn) {
+  const std::string text =
+      "  1 [DEBUG] a\n  2 [INFO] b\nrest of b\n  3 [ERROR] c\nrest of c\n  4 [INFO] d\n";
+  const auto shown = [&](const char* level) {
+    LogOptions options;
+    options.level = level;
+    std::vector<std::string> taken;
+    const Written written = RunCapture(std::nullopt, options, [&](LogCapture& log) {
+      std::fputs(text.c_str(), stdout);
+      taken = log.TakeLines();
+    });
+    EXPECT_EQ(taken.size(), 6U) << level;
+    return written.errors;
+  };
+  EXPECT_EQ(shown("trace"), text);
+  EXPECT_EQ(shown("info"), text.substr(text.find("  2")));
+  EXPECT_EQ(shown("warn"), "  3 [ERROR] c\nrest of c\n");
+  EXPECT_EQ(shown("critical"), "");
 }
 
 TEST(LogCapture, ShowsTheLogToWhoChoosesALevel) {

@@ -105,6 +105,25 @@ TEST_F(ReportProgram, OverwritesAPageOnlyWhenTold) {
   EXPECT_THAT(ReadFile(page_), StartsWith("<!doctype html>"));
 }
 
+TEST_F(ReportProgram, TakesABareFileName) {
+  const fs::path before = fs::current_path();
+  fs::current_path(out_);
+  const ProgramResult result = RunProgram({"report", "results.jsonl"});
+  fs::current_path(before);
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(ReadFile(page_), HasSubstr("<title>Results of out</title>"));
+}
+
+TEST_F(ReportProgram, ReplacesNoResultsEvenWhenTold) {
+  const std::string results = out_ + "/results.jsonl";
+  const std::string text = ReadFile(results);
+  const ProgramResult result = RunProgram({"report", out_, "--overwrite", "--output", results});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors, "dirty_seg: error: '" + results +
+                               "' has the results; expected another file for the page\n");
+  EXPECT_EQ(ReadFile(results), text);
+}
+
 TEST_F(ReportProgram, ShowsWhatAKilledRunLeaves) {
   const std::string line = ReadFile(out_ + "/results.jsonl");
   folder_.Write("out/results.jsonl", line + line.substr(0, line.size() / 2));

@@ -19,7 +19,8 @@ class Schema : public testing::Test {
  protected:
   // Red is looked at and rejected, magenta confirmed; the third picture is too small to be reached
   // by a patch, the fourth gives no detection.
-  void RunDetect(const std::vector<std::string>& more = {}) {
+  void RunDetect(const std::vector<std::string>& more = {},
+                 const std::vector<std::string>& variables = {}) {
     std::vector<std::string> arguments{
         "detect",
         "--model",
@@ -38,7 +39,7 @@ class Schema : public testing::Test {
     arguments.push_back(Picture("magenta.png", test::kMagentaPixel));
     arguments.push_back(Picture("tiny.png", test::kRedPixel, {32, 32}));
     arguments.push_back(Picture("black.png", test::kBlackPixel));
-    EXPECT_EQ(test::RunProgram(arguments).status, 1);  // of the tiny one
+    EXPECT_EQ(test::RunProgram(arguments, variables).status, 1);  // of the tiny one
   }
 
   // Runs `command` with the networks and both patches; what it prints is the file that is returned.
@@ -93,7 +94,7 @@ TEST_F(Schema, OfResultsFitsEveryLine) {
 }
 
 TEST_F(Schema, OfResultsFitsAlsoWhatTheLogHides) {
-  RunDetect({"--log-level", "off"});
+  RunDetect({}, {"SPDLOG_LEVEL=critical"});
   EXPECT_EQ(Validate("results.schema.json", folder_ / "out/results.jsonl"),
             "4 documents, 0 faults\n");
   EXPECT_EQ(test::ReadFile(folder_ / "out/results.jsonl").find("fece_candidates"),

@@ -53,6 +53,14 @@ class Start : public testing::Test {
   const std::string config_ = folder_ / "project/config.yaml";
 };
 
+TEST_F(Start, QuotesAPathInTheCommandThatItTells) {
+  const ProgramResult init = RunProgram({"init", test::CommonNetwork("seg-dynamic"), "--grid",
+                                         "1x1", "--output", folder_ / "it's mine"});
+  EXPECT_EQ(init.status, 0) << init.errors;
+  EXPECT_THAT(init.errors,
+              HasSubstr(" --host '" + folder_ / "it'\\''s mine/host.yaml" + "' --save"));
+}
+
 // A grid of 2 x 1 on seg-dynamic, which takes any batch: one box of 32 x 16 network pixels in the
 // middle of the left top corner of each patch.
 TEST_F(Start, LeadsFromTwoNetworksToResultsWithoutAnEdit) {

@@ -1,6 +1,8 @@
 #include "commands/init.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -118,6 +120,17 @@ void TellClasses(const InitOptions& options, const StarterNetworks& networks) {
                  " of the classes, by their names; see fece-class-ids in the host file");
 }
 
+// In quotes where a shell would take it apart.
+std::string ShellWord(const std::string& word) {
+  const bool is_plain = std::all_of(word.begin(), word.end(), [](unsigned char c) {
+    return std::isalnum(c) != 0 || std::strchr("/._-+", c) != nullptr;
+  });
+  if (is_plain) return word;
+  std::string quoted = "'";
+  for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
 }  // namespace
 
 CLI::App* AddInit(CLI::App& app, InitOptions& options) {
@@ -162,7 +175,7 @@ int RunInit(const InitOptions& options) {
   TellClasses(options, networks);
   const std::string host = (folder / kHostName).lexically_normal().string();
   Tell("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +
-       "' written; go on with: dirty_seg detect --host " + host + " --save PICTURE...");
+       "' written; go on with: dirty_seg detect --host " + ShellWord(host) + " --save PICTURE...");
   return kAllDone;
 }
 

@@ -39,6 +39,14 @@ ReportOutcome Write(const Results& results, const ReportOptions& page, const std
   return WriteReport(results, page, path, &progress);
 }
 
+// Also when told to overwrite: they could not be had again.
+void RefuseToReplaceResults(const std::string& page, const std::string& results) {
+  std::error_code ignored;
+  if (fs::equivalent(page, results, ignored)) {
+    throw SetupError("'" + page + "' has the results; expected another file for the page");
+  }
+}
+
 }  // namespace
 
 CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
@@ -78,6 +86,7 @@ int RunReport(const ReportCommandOptions& options) try {
   const Interruption interruption;
   const Results results = ReadResults(options.results);
   const std::string path = PagePath(options.output, results.folder);
+  RefuseToReplaceResults(path, results.file);
   if (!options.overwrite) RefuseToReplace(path, ", --output names another place");
   ReportOptions page = options.page;
   page.version = DIRTY_SEG_VERSION;

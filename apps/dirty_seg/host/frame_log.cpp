@@ -17,19 +17,6 @@ constexpr std::array<Stage, 3> kStages{{
     {"dirty seg detection convert result cost time is ", &StageTimes::convert},
 }};
 
-// Splits "  7 [INFO] message".
-std::optional<LogEntry> ReadEntry(const std::string& line) {
-  std::size_t i = 0;
-  while (i < line.size() && line[i] == ' ') ++i;
-  const std::size_t number = i;
-  while (i < line.size() && std::isdigit(static_cast<unsigned char>(line[i])) != 0) ++i;
-  if (i == number || line.compare(i, 2, " [") != 0) return std::nullopt;
-  const std::size_t tag = i + 2;
-  const std::size_t end = line.find("] ", tag);
-  if (end == std::string::npos) return std::nullopt;
-  return LogEntry{line.substr(tag, end - tag), line.substr(end + 2)};
-}
-
 // The number of "BEGINNING12.345678 ms."
 std::optional<double> ReadTime(const std::string& message, const std::string& beginning) {
   if (message.rfind(beginning, 0) != 0) return std::nullopt;
@@ -42,10 +29,22 @@ std::optional<double> ReadTime(const std::string& message, const std::string& be
 
 }  // namespace
 
+std::optional<LogEntry> ReadLogEntry(const std::string& line) {
+  std::size_t i = 0;
+  while (i < line.size() && line[i] == ' ') ++i;
+  const std::size_t number = i;
+  while (i < line.size() && std::isdigit(static_cast<unsigned char>(line[i])) != 0) ++i;
+  if (i == number || line.compare(i, 2, " [") != 0) return std::nullopt;
+  const std::size_t tag = i + 2;
+  const std::size_t end = line.find("] ", tag);
+  if (end == std::string::npos) return std::nullopt;
+  return LogEntry{line.substr(tag, end - tag), line.substr(end + 2)};
+}
+
 FrameLog ReadFrameLog(const std::vector<std::string>& lines) {
   FrameLog log;
   for (const std::string& line : lines) {
-    std::optional<LogEntry> entry = ReadEntry(line);
+    std::optional<LogEntry> entry = ReadLogEntry(line);
     if (!entry) continue;
     if (entry->tag == "ERROR") log.errors.push_back(entry->message);
     for (const Stage& stage : kStages) {

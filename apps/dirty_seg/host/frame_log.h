@@ -28,6 +28,9 @@ struct FrameLog {
   std::vector<LogEntry> entries;
 };
 
+/// Splits "  7 [INFO] message"; nothing for a line of another form.
+std::optional<LogEntry> ReadLogEntry(const std::string& line);
+
 /// `lines` as the library writes them: number, tag in brackets, message. Other lines are passed
 /// over.
 FrameLog ReadFrameLog(const std::vector<std::string>& lines);

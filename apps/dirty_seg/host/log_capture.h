@@ -13,7 +13,8 @@ struct LogOptions {
   bool verbose = false;
   /// Nothing, not even a notice of a variable that the library does not understand.
   bool quiet = false;
-  /// One of `kLogLevels`, which takes the place of SPDLOG_LEVEL and implies `verbose`; or empty.
+  /// One of `kLogLevels`, from which on lines are shown in place of SPDLOG_LEVEL, and which implies
+  /// `verbose`; or empty.
   std::string level;
 };
 
@@ -30,9 +31,11 @@ inline constexpr std::array<const char*, 7> kLogLevels{"trace", "debug",    "inf
 /// through `standard_output()`.
 ///
 /// The library reads its environment variables once, at its first line: make this object before.
-/// A variable that the user has set is respected, unless `level` replaces it. Unless SPDLOG_STDOUT
-/// is set, and not to `false`, no line ever reaches standard output. At most one object at a time;
-/// used by one thread.
+/// A variable that the user has set is respected, unless `level` replaces it. Times and causes
+/// stand in lines up to the level info, so the library logs them also where `level` shows less; but
+/// with the journal on, its lines go there too, and the library's level is `level`. Unless
+/// SPDLOG_STDOUT is set, and not to `false`, no line ever reaches standard output. At most one
+/// object at a time; used by one thread.
 class LogCapture {
  public:
   /// Throws SetupError when standard output cannot be taken over (it is closed).
@@ -46,15 +49,19 @@ class LogCapture {
   std::FILE* standard_output() const { return output_; }
 
   /// Lines since the last call, without their line breaks. Passes them on to where the user wants
-  /// them: standard output for a user who set SPDLOG_STDOUT, standard error when verbose.
+  /// them, from the level on that they chose: standard output for a user who set SPDLOG_STDOUT,
+  /// standard error when verbose.
   std::vector<std::string> TakeLines();
 
  private:
+  bool IsShown(const std::string& line);
   void PassOn(const std::string& line) const;
 
   bool verbose_;
   bool quiet_;
   bool wanted_on_standard_output_;
+  std::string level_;
+  bool last_is_shown_ = true;
   std::FILE* output_ = nullptr;
 };
 

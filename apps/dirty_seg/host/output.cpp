@@ -1,5 +1,7 @@
 #include "host/output.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -83,8 +85,15 @@ std::string UniqueNames::Take(const std::string& path) {
   return name;
 }
 
+// Past the stream's buffer, which would lose its place when Ctrl-C interrupts a full pipe.
 bool WriteText(const std::string& text, std::FILE* file) {
-  return std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
+  if (std::fflush(file) != 0) return false;
+  for (std::size_t done = 0; done < text.size();) {
+    const ssize_t count = write(fileno(file), text.data() + done, text.size() - done);
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) done += static_cast<std::size_t>(count);
+  }
+  return true;
 }
 
 void PrintResult(const std::string& text, const char* what, std::FILE* file) {

@@ -43,7 +43,7 @@ std::string DrawNonce() {
 
 std::string TitleOf(const Results& results, const ReportOptions& options) {
   if (!options.title.empty()) return options.title;
-  const fs::path folder = fs::absolute(results.folder).lexically_normal();
+  const fs::path folder = fs::absolute(results.file).parent_path().lexically_normal();
   const fs::path name = folder.has_filename() ? folder.filename() : folder.parent_path().filename();
   return "Results of " + name.string();
 }
