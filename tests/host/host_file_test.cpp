@@ -73,6 +73,13 @@ TEST_F(HostFileTest, RefusesAnythingButValues) {
             " line 2: output is empty; expected a value or a list of values");
 }
 
+TEST_F(HostFileTest, RefusesADetectorsConfiguration) {
+  EXPECT_EQ(
+      RejectionOf("# floor\npatch:\n  enable: true\n  patches: [[0, 0, 64, 64]]\n"),
+      " line 2: patch is of a detector's configuration, not of a host file; expected --config " +
+          (folder_ / "host.yaml"));
+}
+
 TEST_F(HostFileTest, RefusesWhatIsNoYaml) {
   EXPECT_THAT(RejectionOf("model: [\n"), HasSubstr("is no valid YAML"));
 }

@@ -59,6 +59,14 @@ TEST(SegmentationNetwork, WithFewerSlotsThanPatchesIsRefused) {
                 "at most 2 patches");
 }
 
+TEST(SegmentationNetwork, OfAnotherKindIsToldAsSuchBeforeItsBatch) {
+  const std::string path = CommonNetwork("classifier-224");
+  EXPECT_EQ(SegmentationRejection(path, 3),
+            "'" + path +
+                "': no YOLOv8 segmentation network: no output has rank 4, the prototypes; found "
+                "'output' [1, 2]");
+}
+
 TEST(SegmentationNetwork, ThatCannotBeReadIsRefused) {
   EXPECT_EQ(SegmentationRejection("missing.onnx", 1),
             "'missing.onnx': cannot be used as the segmentation network; the engine's message "

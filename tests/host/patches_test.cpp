@@ -80,6 +80,12 @@ TEST_F(Patches, AreMissingInAFileWithoutTheKey) {
   EXPECT_EQ(RejectionOf("- patch"), expected);
 }
 
+TEST_F(Patches, AreNotLookedForInAHostFile) {
+  EXPECT_EQ(RejectionOf("model: seg.onnx"),
+            ": has no key 'patch', so there is nothing to look at; with model it is a host file; "
+            "expected --host before it");
+}
+
 TEST_F(Patches, NeedAMapping) {
   EXPECT_EQ(RejectionOf("\npatch: [0, 0, 1, 1]"),
             std::string(" line 2: patch is '[0, 0, 1, 1]'; ") + kExample);

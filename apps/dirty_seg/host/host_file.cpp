@@ -71,6 +71,11 @@ HostFile ReadHostFile(const std::string& path) {
   for (const auto& entry : root) {
     const std::string key = KeyOf(path, entry.first);
     const int line = LineOf(entry.first);
+    if (key == "patch") {
+      Reject(
+          path, line,
+          "patch is of a detector's configuration, not of a host file; expected --config " + path);
+    }
     // A command whose lines are all commented out has no value.
     if (entry.second.IsMap() || entry.second.IsNull()) {
       file.sections.push_back(ReadSection(path, key, line, entry.second));

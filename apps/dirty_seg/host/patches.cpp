@@ -37,7 +37,9 @@ class Reader {
   YAML::Node FindList(const YAML::Node& root) {
     const YAML::Node none(YAML::NodeType::Undefined);
     if (!root.IsMap() || !root["patch"].IsDefined()) {
-      Note(0, "", "has no key 'patch', so there is nothing to look at", kExample);
+      const bool is_host_file = root.IsMap() && root["model"].IsDefined();
+      Note(0, "", "has no key 'patch', so there is nothing to look at",
+           is_host_file ? "with model it is a host file; expected --host before it" : kExample);
       return none;
     }
     const YAML::Node patch = root["patch"];
