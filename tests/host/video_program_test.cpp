@@ -158,6 +158,13 @@ TEST_F(DetectInputs, ComeFromPatternsFoldersAndLists) {
   EXPECT_THAT(sources_of({b, "-", b}, a + "\n" + c + "\n"), ElementsAre(b, a, c, b));
 }
 
+TEST_F(DetectInputs, AreMissedInAnEmptyList) {
+  const ProgramResult result = RunProgram(Command() + Arguments{"-"}, {}, "", "\n");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors, "dirty_seg: warning: the list on standard input is empty\n");
+}
+
 TEST_F(DetectInputs, AreNotWhatAnEarlierRunWroteBesideThem) {
   folder_.MakeFolder("in");
   const std::string red = Picture("in/red.png", test::kRedPixel);

@@ -93,6 +93,8 @@ bool DetectionRun::Finish(bool interrupted) {
     TellError(error.what());
     return false;
   }
+  // An argument always gives an input, if only one that fails.
+  if (summary_.inputs() == 0 && !interrupted) TellWarning("the list on standard input is empty");
   if (!has_folder()) return true;
   const std::string speed = SpeedLine(summary_);
   if (!speed.empty()) TellPlainly(speed);
