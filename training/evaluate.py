@@ -29,7 +29,7 @@ import numpy as np
 
 import metrics
 from crop_sheets import FAECES_LABEL, PLACES, Sheet, make_sheets, place_network
-from data import CLASSES, areas_of, pieces_of
+from data import CLASSES, SIDE, areas_of, pieces_of
 
 PROGRAM = Path(__file__).resolve().parents[1] / "build" / "release" / "bin" / "dirty_seg"
 LAYOUTS = {
@@ -37,7 +37,7 @@ LAYOUTS = {
     "overlapping": [[x, y, 640, 640] for y in (0, 440) for x in (0, 640, 1280)],
 }
 LOW_SCORE = 0.05  # from here on detections count for the average precision
-TO_NETWORK = 320 / 640  # network pixels a frame pixel, in the patches of both layouts
+TO_NETWORK = SIDE / 640  # network pixels a frame pixel, in the patches of both layouts
 MOST_COVERED = 0.5  # share of a detection's box on dirt to be ignored, beyond which it is ignored
 Array = np.ndarray
 

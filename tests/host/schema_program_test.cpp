@@ -17,33 +17,9 @@ using nlohmann::json;
 
 class Schema : public testing::Test {
  protected:
-  // Red is looked at and rejected, magenta confirmed; the third picture is too small to be reached
-  // by a patch, the fourth gives no detection.
-  void RunDetect(const std::vector<std::string>& more = {},
-                 const std::vector<std::string>& variables = {}) {
-    std::vector<std::string> arguments{
-        "detect",
-        "--model",
-        test::CommonNetwork("seg-b2-64"),
-        "--config",
-        folder_.Write("config.yaml",
-                      "patch: {enable: true, patches: [[40, 0, 64, 64], [640, 440, 64, 64]]}"),
-        "--fece-model",
-        test::CommonNetwork("classifier-224"),
-        "--fece-class-ids",
-        "0",
-        "--output",
-        folder_ / "out"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    arguments.push_back(Picture("red.png", test::kRedPixel));
-    arguments.push_back(Picture("magenta.png", test::kMagentaPixel));
-    arguments.push_back(Picture("tiny.png", test::kRedPixel, {32, 32}));
-    arguments.push_back(Picture("black.png", test::kBlackPixel));
-    EXPECT_EQ(test::RunProgram(arguments, variables).status, 1);  // of the tiny one
-  }
-
-  // Runs `command` with the networks and both patches; what it prints is the file that is returned.
-  std::string Print(const std::string& command, const std::vector<std::string>& more) {
+  // Two patches through both networks.
+  std::vector<std::string> Command(const std::string& command,
+                                   const std::vector<std::string>& more) {
     std::vector<std::string> arguments{
         command,
         "--model",
@@ -56,7 +32,25 @@ class Schema : public testing::Test {
         "--fece-class-ids",
         "0"};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    return PrintOf(arguments);
+    return arguments;
+  }
+
+  // Red is looked at and rejected, magenta confirmed; the third picture is too small to be reached
+  // by a patch, the fourth gives no detection.
+  void RunDetect(const std::vector<std::string>& more = {},
+                 const std::vector<std::string>& variables = {}) {
+    std::vector<std::string> arguments = Command("detect", {"--output", folder_ / "out"});
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    arguments.push_back(Picture("red.png", test::kRedPixel));
+    arguments.push_back(Picture("magenta.png", test::kMagentaPixel));
+    arguments.push_back(Picture("tiny.png", test::kRedPixel, {32, 32}));
+    arguments.push_back(Picture("black.png", test::kBlackPixel));
+    EXPECT_EQ(test::RunProgram(arguments, variables).status, 1);  // of the tiny one
+  }
+
+  // Runs `command` with the networks and both patches; what it prints is the file that is returned.
+  std::string Print(const std::string& command, const std::vector<std::string>& more) {
+    return PrintOf(Command(command, more));
   }
 
   std::string PrintOf(const std::vector<std::string>& arguments) {

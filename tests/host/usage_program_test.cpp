@@ -198,8 +198,8 @@ TEST_F(Completion, OfZshOffersExactlyWhatTheHelpNames) {
     Words offered;
     for (const std::string& line : Lines(ReadFile(folder_ / "replies"))) {
       std::smatch match;
-      const std::regex specification(R"((?:\([^)]*\)|\*)(-[^\[]*)\[.*)");
-      if (std::regex_match(line, match, specification)) offered.push_back(match[1]);
+      const std::regex flag_line(R"((?:\([^)]*\)|\*)(-[^\[]*)\[.*)");
+      if (std::regex_match(line, match, flag_line)) offered.push_back(match[1]);
     }
     EXPECT_THAT(offered, UnorderedElementsAreArray(FlagsInHelp(command))) << command;
   }

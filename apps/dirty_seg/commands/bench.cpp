@@ -96,9 +96,7 @@ BenchResult Measure(const BenchPlan& plan, const BenchInputs& inputs, LogCapture
 std::string ResultText(const BenchOptions& options, const BenchPlan& plan,
                        const BenchResult& result) {
   if (!options.json) return BenchText(plan, result);
-  return BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result)
-             .dump(2, ' ', false, nlohmann::json::error_handler_t::replace) +
-         "\n";
+  return ToIndentedText(BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result));
 }
 
 }  // namespace

@@ -2,9 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <stdexcept>
 
-#include "engine/segmentation_head.h"
 #include "geometry/letterbox.h"
 #include "host/check_report.h"
 #include "host/config_check.h"
@@ -22,12 +20,10 @@ namespace {
 constexpr int kUsualSide = 640;
 
 // A network that does not take the patches is refused here as a run would.
-int InputSide(const CheckOptions& options, std::size_t patch_count) try {
+int InputSide(const CheckOptions& options, std::size_t patch_count) {
   const auto network =
       ReadSegmentationNetwork(options.model, std::max<std::size_t>(1, patch_count), 1);
-  return nuvik::model::ReadSegmentationHead(network.config).input_side;
-} catch (const std::invalid_argument& error) {
-  throw SetupError("'" + options.model + "': " + error.what());
+  return ReadHead(options.model, network.config).input_side;
 }
 
 // The side matters to warnings only, so the file is looked at once to count its patches.
@@ -38,10 +34,8 @@ ConfigCheck Check(const CheckOptions& options) {
 }
 
 std::string ResultText(const CheckOptions& options, const ConfigCheck& check) {
-  if (!options.json) return CheckText(options.config, check);
-  return ToJson(options.config, check)
-             .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-         "\n";
+  return options.json ? ToIndentedText(ToJson(options.config, check))
+                      : CheckText(options.config, check);
 }
 
 cv::Mat ReadFrame(const std::string& path) try {

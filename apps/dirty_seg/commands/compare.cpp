@@ -48,8 +48,7 @@ int Conclude(const CompareOptions& options, const ordered_json& json, const std:
     ordered_json whole{{"schema_version", 1}, {"a", options.a}, {"b", options.b}};
     whole.update(json);
     whole["beyond_limits"] = excesses;
-    PrintResult(whole.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n",
-                "the comparison");
+    PrintResult(ToIndentedText(whole), "the comparison");
   } else {
     PrintResult(text, "the comparison");
   }

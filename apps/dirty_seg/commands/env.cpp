@@ -28,7 +28,8 @@ int RunEnv(const EnvOptions& options) {
                                         {"spdlog", DIRTY_SEG_SPDLOG_VERSION},
                                         {"CLI11", CLI11_VERSION}};
   const nlohmann::ordered_json environment = EnvironmentJson(versions, options.threads);
-  const std::string text = options.json ? environment.dump(2) + "\n" : EnvironmentText(environment);
+  const std::string text =
+      options.json ? ToIndentedText(environment) : EnvironmentText(environment);
   PrintResult(text, "the environment");
   return kAllDone;
 }

@@ -24,7 +24,7 @@ std::string AsText(const std::vector<NetworkReport>& reports) {
 std::string AsJson(const std::vector<NetworkReport>& reports) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (const NetworkReport& report : reports) list.push_back(ReportJson(report));
-  return list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return ToIndentedText(list);
 }
 
 // Nothing for a network without a configuration.

@@ -1,15 +1,12 @@
 #include "host/check_report.h"
 
+#include "host/geometry_json.h"
 #include "host/patch_fit.h"
 
 namespace dirty_seg {
 namespace {
 
 using nlohmann::ordered_json;
-
-ordered_json RectToJson(const cv::Rect& rect) { return {rect.x, rect.y, rect.width, rect.height}; }
-
-ordered_json SizeToJson(const cv::Size& size) { return {size.height, size.width}; }
 
 ordered_json FindingToJson(const std::string& path, const Finding& finding) {
   ordered_json json;

@@ -53,12 +53,6 @@ void Fail(const Place& place, const std::string& text, const std::string& advice
   findings.push_back({Finding::Kind::kError, place.line, text, advice, place.key});
 }
 
-// The hint alone; empty where no word is near.
-std::string Hint(const std::string& word, const std::vector<std::string>& words) {
-  const std::string hint = DidYouMean(word, words);
-  return hint.empty() ? "" : hint.substr(2);
-}
-
 // ---- Keys and values ----------------------------------------------------------------------------
 
 std::vector<std::string> PostprocessNames() {
@@ -74,7 +68,7 @@ void CheckRootKeys(const YAML::Node& root, Findings& findings) {
   for (const auto& entry : root) {
     const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
-    const std::string meant = Hint(key, known);
+    const std::string meant = NearestHint(key, known);
     const std::string text = key + " is no known key and has no effect";
     const Place place{LineOf(entry.first), key};
     if (meant.empty()) {
@@ -93,7 +87,7 @@ void CheckPatchKeys(const YAML::Node& patch, Findings& findings) {
     const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
     Fail({LineOf(entry.first), "patch." + key},
-         "patch." + key + " is no known key and has no effect", Hint(key, known), findings);
+         "patch." + key + " is no known key and has no effect", NearestHint(key, known), findings);
   }
   FindRepeatedKeys(patch, "patch.", findings);
 }
@@ -107,7 +101,7 @@ void CheckPostprocess(const YAML::Node& root, Findings& findings) {
     std::string text = problem.key + " " + problem.text;
     std::string advice;
     if (problem.is_unknown_key) {
-      advice = Hint(problem.key.substr(prefix.size()), PostprocessNames());
+      advice = NearestHint(problem.key.substr(prefix.size()), PostprocessNames());
     } else if (const std::size_t end = text.rfind("; expected "); end != std::string::npos) {
       advice = text.substr(end + 2);
       text.erase(end);

@@ -13,7 +13,9 @@
 #include "engine/postprocess_options.h"
 #include "geometry/letterbox.h"
 #include "host/errors.h"
+#include "host/geometry_json.h"
 #include "host/npy.h"
+#include "host/output.h"
 #include "host/tensor_text.h"
 
 namespace dirty_seg {
@@ -76,10 +78,6 @@ class TensorWriter {
   std::set<std::string> taken_;
   ordered_json list_ = ordered_json::array();
 };
-
-ordered_json RectToJson(const cv::Rect& rect) { return {rect.x, rect.y, rect.width, rect.height}; }
-
-ordered_json SizeToJson(const cv::Size& size) { return {size.height, size.width}; }
 
 ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, const cv::Size& image_size,
                          int side) {
@@ -167,8 +165,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
                         {"border_value", kGrey}};
   json["slots"] = SlotsToJson(setup.patches, origin.image_size, side);
   json["detections"] = DetectionsToJson(frame.result, setup.labels);
-  WriteText((std::filesystem::path(folder) / "dump.json").string(),
-            json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+  WriteText((std::filesystem::path(folder) / "dump.json").string(), ToIndentedText(json));
 }
 
 }  // namespace dirty_seg

@@ -47,9 +47,14 @@ std::optional<std::string> Nearest(std::string_view word, const std::vector<std:
   return nearest;
 }
 
-std::string DidYouMean(std::string_view word, const std::vector<std::string>& words) {
+std::string NearestHint(std::string_view word, const std::vector<std::string>& words) {
   const std::optional<std::string> nearest = Nearest(word, words);
-  return nearest ? "; did you mean '" + *nearest + "'?" : "";
+  return nearest ? "did you mean '" + *nearest + "'?" : "";
+}
+
+std::string DidYouMean(std::string_view word, const std::vector<std::string>& words) {
+  const std::string hint = NearestHint(word, words);
+  return hint.empty() ? "" : "; " + hint;
 }
 
 }  // namespace dirty_seg

@@ -17,7 +17,10 @@ int EditDistance(std::string_view from, std::string_view to);
 /// with `word`, three letters or more of it, counts as near too.
 std::optional<std::string> Nearest(std::string_view word, const std::vector<std::string>& words);
 
-/// "; did you mean 'WORD'?", or nothing where no word is near.
+/// "did you mean 'WORD'?", or nothing where no word is near.
+std::string NearestHint(std::string_view word, const std::vector<std::string>& words);
+
+/// The same as the end of a sentence: "; did you mean 'WORD'?".
 std::string DidYouMean(std::string_view word, const std::vector<std::string>& words);
 
 }  // namespace dirty_seg

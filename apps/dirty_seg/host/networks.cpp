@@ -6,7 +6,6 @@
 #include <numeric>
 #include <stdexcept>
 
-#include "engine/segmentation_head.h"
 #include "host/errors.h"
 #include "host/tensor_text.h"
 
@@ -73,12 +72,6 @@ void CheckFeceOutput(const std::string& path, const AIEngineConfig& config) {
   }
 }
 
-void RequireHead(const std::string& path, const AIEngineConfig& config) try {
-  nuvik::model::ReadSegmentationHead(config);
-} catch (const std::invalid_argument& error) {
-  Reject(path, error.what());
-}
-
 template <typename Value>
 void KeepOnly(const std::string& name, std::map<std::string, Value>& map) {
   map = {{name, map.at(name)}};
@@ -102,13 +95,19 @@ Network ReadSegmentationNetwork(const std::string& path, std::size_t patch_count
                      "; expected float32 [N, 3, S, S]");
   }
   if (shape[0] < open.batch) {
-    RequireHead(path, config);  // a network of another kind needs no larger batch
+    ReadHead(path, config);  // a network of another kind needs no larger batch
     Reject(path, "its batch of " + std::to_string(shape[0]) + " is too small for the " +
                      std::to_string(patch_count) +
                      " patches of the configuration; expected at most " + std::to_string(shape[0]) +
                      (shape[0] == 1 ? " patch" : " patches"));
   }
   return network;
+}
+
+nuvik::model::SegmentationHead ReadHead(const std::string& path, const AIEngineConfig& config) try {
+  return nuvik::model::ReadSegmentationHead(config);
+} catch (const std::invalid_argument& error) {
+  Reject(path, error.what());
 }
 
 AIEngineConfig ReadFeceNetwork(const std::string& path, int threads) {

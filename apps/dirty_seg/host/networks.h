@@ -6,6 +6,7 @@
 
 #include "engine/ai_engine.h"
 #include "engine/network_reader.h"
+#include "engine/segmentation_head.h"
 
 namespace dirty_seg {
 
@@ -18,6 +19,11 @@ namespace dirty_seg {
 /// segmentation head is told by the post-processor.
 nuvik::alg::common::Network ReadSegmentationNetwork(const std::string& path,
                                                     std::size_t patch_count, int threads);
+
+/// What the network's outputs are as a YOLOv8 segmentation head. Throws SetupError, naming the file
+/// and what is wrong with them.
+nuvik::model::SegmentationHead ReadHead(const std::string& path,
+                                        const nuvik::alg::common::AIEngineConfig& config);
 
 /// Describes the classifier: "input" float32 [1, 3, 224, 224], "output" float32 with two elements.
 /// Other outputs are not computed. Throws SetupError likewise.

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <regex>
-#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -24,9 +23,6 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 constexpr int kJpegQuality = 92;
 
 std::string LastError() { return std::strerror(errno); }
-
-// As ResultWriter marks the frames of a video.
-constexpr std::string_view kFrameMark = ".frame_";
 
 // Whether `name` is `video` with a frame's number behind it.
 bool IsFrameOf(const std::string& video, const std::string& name) {
@@ -174,7 +170,7 @@ void OutputFolder::MakeFolder(const std::string& name) const {
 }
 
 void OutputFolder::WriteJson(const std::string& file_name, const ordered_json& json) const {
-  WriteText(file_name, json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+  WriteText(file_name, ToIndentedText(json));
 }
 
 OutputFile::OutputFile(const OutputFolder& folder, const std::string& file_name)
@@ -196,6 +192,10 @@ void OutputFile::Close() {
 
 std::string ToText(const ordered_json& json) {
   return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+std::string ToIndentedText(const ordered_json& json) {
+  return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace dirty_seg

@@ -7,6 +7,7 @@
 #include <opencv2/core.hpp>
 #include <set>
 #include <string>
+#include <string_view>
 
 namespace dirty_seg {
 
@@ -17,6 +18,9 @@ inline constexpr const char* kSummaryFile = "summary.json";
 
 /// Whether a folder of results names pictures and videos of its own so.
 bool IsNameOfAResult(const std::string& file_name);
+
+/// Stands between a video's name and its frame's number in the names of that frame's files.
+inline constexpr std::string_view kFrameMark = ".frame_";
 
 /// Hands out one name a picture. The stem of the path, or with -2, -3, ... behind it when that name
 /// is taken.
@@ -96,5 +100,8 @@ class OutputFile {
 
 /// In one line. Bytes that are no UTF-8 are replaced.
 std::string ToText(const nlohmann::ordered_json& json);
+
+/// Indented, for a person too, with a line break at its end. Bytes that are no UTF-8 are replaced.
+std::string ToIndentedText(const nlohmann::ordered_json& json);
 
 }  // namespace dirty_seg

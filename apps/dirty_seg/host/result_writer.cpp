@@ -79,8 +79,8 @@ std::string ResultWriter::NameOf(const Frame& frame) {
   }
   if (frame.kind == InputKind::kPicture) return input_name_;
   std::array<char, 32> number{};
-  std::snprintf(number.data(), number.size(), ".frame_%06lld", static_cast<long long>(frame.index));
-  return input_name_ + number.data();
+  std::snprintf(number.data(), number.size(), "%06lld", static_cast<long long>(frame.index));
+  return input_name_ + std::string(kFrameMark) + number.data();
 }
 
 void ResultWriter::Finish(const Summary& summary, bool interrupted) {
