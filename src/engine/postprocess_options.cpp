@@ -70,8 +70,8 @@ class Reader {
       value = read;
       return;
     }
-    problems_.push_back({"postprocess." + name, node.Mark(),
-                         "is " + ValueText(node) + "; expected " + FindKey(name)->expected, false});
+    problems_.push_back(
+        {"postprocess." + name, node.Mark(), "is " + ValueText(node), FindKey(name)->expected});
   }
 
   void ReadFraction(const std::string& name, float& value) {
@@ -84,7 +84,7 @@ class Reader {
       const std::string name = entry.first.IsScalar() ? entry.first.Scalar() : "?";
       if (FindKey(name) != nullptr) continue;
       problems_.push_back(
-          {"postprocess." + name, entry.first.Mark(), "is no known key and has no effect", true});
+          {"postprocess." + name, entry.first.Mark(), "is no known key and has no effect", ""});
     }
   }
 
@@ -107,8 +107,7 @@ PostprocessOptions ReadPostprocessOptions(const YAML::Node& root,
   const YAML::Node mapping = root["postprocess"];
   if (!mapping.IsDefined() || mapping.IsNull()) return options;
   if (!mapping.IsMap()) {
-    problems.push_back({"postprocess", mapping.Mark(),
-                        "is " + ValueText(mapping) + "; expected a mapping", false});
+    problems.push_back({"postprocess", mapping.Mark(), "is " + ValueText(mapping), "a mapping"});
     return options;
   }
   Reader reader(mapping, problems);
@@ -129,7 +128,9 @@ PostprocessOptions ReadPostprocessOptions(const YAML::Node& root) {
   const PostprocessOptions options = ReadPostprocessOptions(root, problems);
   for (const PostprocessProblem& problem : problems) {
     const std::string text = problem.key + Place(problem.mark) + " " + problem.text;
-    if (!problem.is_unknown_key) throw std::invalid_argument(text);
+    if (!problem.expected.empty()) {
+      throw std::invalid_argument(text + "; expected " + problem.expected);
+    }
     PrintError(text);
   }
   return options;

@@ -34,9 +34,11 @@ struct PostprocessProblem {
   /// "postprocess.iou_threshold", and the place of what is wrong.
   std::string key;
   YAML::Mark mark;
+  /// What is wrong: "is '2'".
   std::string text;
-  /// An unknown key has no effect; any other problem is a value that is not permitted.
-  bool is_unknown_key = false;
+  /// What is permitted: "a number from 0 to 1". Empty for an unknown key, which has no effect; any
+  /// other problem is a value that is not permitted.
+  std::string expected;
 };
 
 /// Reads the mapping from the file's root; a missing mapping or key takes its default, and so does

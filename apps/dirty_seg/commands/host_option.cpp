@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "commands/value_kind.h"
-#include "host/errors.h"
 #include "host/host_file.h"
 #include "host/nearest.h"
 #include "host/yaml_file.h"
@@ -61,7 +60,7 @@ class Reader {
 
  private:
   [[noreturn]] void Reject(int line, const std::string& what) const {
-    throw SetupError(FindingText(file_.path, {Finding::Kind::kError, line, what, "", ""}));
+    RejectFile(file_.path, line, what);
   }
 
   void CheckSection(const HostSection& section) {

@@ -98,15 +98,11 @@ void CheckPostprocess(const YAML::Node& root, Findings& findings) {
   const std::string prefix = "postprocess.";
   for (const auto& problem : problems) {
     const Place place{problem.mark.is_null() ? 0 : problem.mark.line + 1, problem.key};
-    std::string text = problem.key + " " + problem.text;
-    std::string advice;
-    if (problem.is_unknown_key) {
-      advice = NearestHint(problem.key.substr(prefix.size()), PostprocessNames());
-    } else if (const std::size_t end = text.rfind("; expected "); end != std::string::npos) {
-      advice = text.substr(end + 2);
-      text.erase(end);
-    }
-    Fail(place, text, advice, findings);
+    const std::string advice =
+        problem.expected.empty()
+            ? NearestHint(problem.key.substr(prefix.size()), PostprocessNames())
+            : "expected " + problem.expected;
+    Fail(place, problem.key + " " + problem.text, advice, findings);
   }
   if (!root.IsMap()) return;
   const YAML::Node mapping = root["postprocess"];

@@ -3,15 +3,10 @@
 #include <filesystem>
 #include <utility>
 
-#include "host/errors.h"
 #include "host/yaml_file.h"
 
 namespace dirty_seg {
 namespace {
-
-[[noreturn]] void Reject(const std::string& path, int line, const std::string& what) {
-  throw SetupError(FindingText(path, {Finding::Kind::kError, line, what, "", ""}));
-}
 
 HostEntry ReadEntry(const std::string& path, const std::string& key, int line,
                     const YAML::Node& value) {
@@ -23,27 +18,28 @@ HostEntry ReadEntry(const std::string& path, const std::string& key, int line,
   if (value.IsSequence()) {
     for (const YAML::Node& item : value) {
       if (!item.IsScalar()) {
-        Reject(path, LineOf(item),
-               key + " has " + NodeText(item) + " in its list; expected values");
+        RejectFile(path, LineOf(item),
+                   key + " has " + NodeText(item) + " in its list; expected values");
       }
       entry.values.push_back(item.Scalar());
     }
   }
   if (entry.values.empty()) {
-    Reject(path, line, key + " is " + NodeText(value) + "; expected a value or a list of values");
+    RejectFile(path, line,
+               key + " is " + NodeText(value) + "; expected a value or a list of values");
   }
   return entry;
 }
 
 std::string KeyOf(const std::string& path, const YAML::Node& key) {
-  if (!key.IsScalar()) Reject(path, LineOf(key), NodeText(key) + " is no key; expected a word");
+  if (!key.IsScalar()) RejectFile(path, LineOf(key), NodeText(key) + " is no key; expected a word");
   return key.Scalar();
 }
 
 void RejectRepeatedKeys(const std::string& path, const YAML::Node& mapping) {
   std::vector<Finding> findings;
   FindRepeatedKeys(mapping, "", findings);
-  if (!findings.empty()) throw SetupError(FindingText(path, findings.front()));
+  if (!findings.empty()) RejectFile(path, findings.front());
 }
 
 HostSection ReadSection(const std::string& path, const std::string& command, int line,
@@ -65,14 +61,14 @@ HostFile ReadHostFile(const std::string& path) {
   const YAML::Node root = LoadYaml(path);
   if (root.IsNull()) return file;
   if (!root.IsMap()) {
-    Reject(path, LineOf(root), "is no mapping; expected lines like 'model: seg.onnx'");
+    RejectFile(path, LineOf(root), "is no mapping; expected lines like 'model: seg.onnx'");
   }
   RejectRepeatedKeys(path, root);
   for (const auto& entry : root) {
     const std::string key = KeyOf(path, entry.first);
     const int line = LineOf(entry.first);
     if (key == "patch") {
-      Reject(
+      RejectFile(
           path, line,
           "patch is of a detector's configuration, not of a host file; expected --config " + path);
     }

@@ -3,7 +3,6 @@
 #include <array>
 
 #include "geometry/letterbox.h"
-#include "host/errors.h"
 
 namespace dirty_seg {
 namespace {
@@ -138,7 +137,7 @@ std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Findi
 std::vector<cv::Rect> ReadPatches(const std::string& config_path) {
   std::vector<Finding> findings;
   const std::vector<ListedPatch> listed = ReadPatchList(LoadYaml(config_path), findings);
-  if (!findings.empty()) throw SetupError(FindingText(config_path, findings.front()));
+  if (!findings.empty()) RejectFile(config_path, findings.front());
   std::vector<cv::Rect> patches;
   patches.reserve(listed.size());
   for (const ListedPatch& patch : listed) patches.push_back(patch.rectangle);

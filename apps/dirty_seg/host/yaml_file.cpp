@@ -20,26 +20,30 @@ std::string FindingText(const std::string& path, const Finding& finding) {
   return "'" + path + "'" + line + ": " + SentenceOf(finding);
 }
 
+void RejectFile(const std::string& path, const Finding& finding) {
+  throw SetupError(FindingText(path, finding));
+}
+
+void RejectFile(const std::string& path, int line, const std::string& what) {
+  RejectFile(path, {Finding::Kind::kError, line, what, "", ""});
+}
+
 YAML::Node LoadYaml(const std::string& path) {
-  using Kind = Finding::Kind;
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
-    throw SetupError(
-        FindingText(path, {Kind::kError, 0, "is a folder", "expected a YAML file", ""}));
+    RejectFile(path, 0, "is a folder; expected a YAML file");
   }
   errno = 0;
   std::ifstream file(path);
   if (!file) {
-    const char* cause = std::strerror(errno == 0 ? ENOENT : errno);
-    throw SetupError(
-        FindingText(path, {Kind::kError, 0, std::string("cannot be opened: ") + cause, "", ""}));
+    RejectFile(path, 0,
+               std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
   }
   try {
     return YAML::Load(file);
   } catch (const YAML::Exception& exception) {
     const int line = exception.mark.is_null() ? 0 : exception.mark.line + 1;
-    throw SetupError(
-        FindingText(path, {Kind::kError, line, "is no valid YAML: " + exception.msg, "", ""}));
+    RejectFile(path, line, "is no valid YAML: " + exception.msg);
   }
 }
 

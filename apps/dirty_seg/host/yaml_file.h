@@ -27,6 +27,12 @@ std::string SentenceOf(const Finding& finding);
 /// "'PATH' line 3: TEXT; ADVICE".
 std::string FindingText(const std::string& path, const Finding& finding);
 
+/// Throws SetupError with that text: the file cannot be used.
+[[noreturn]] void RejectFile(const std::string& path, const Finding& finding);
+
+/// The same for something at `line`, 0 for the file as a whole.
+[[noreturn]] void RejectFile(const std::string& path, int line, const std::string& what);
+
 /// Throws SetupError, naming the file and its line, for a file that cannot be opened or is no YAML.
 YAML::Node LoadYaml(const std::string& path);
 
