@@ -1,7 +1,15 @@
-# What `cmake --install` puts where, in four components: detector, engine, development, tools.
-# The tree works from wherever it is moved to: every path in it is relative to its own place.
+# What `cmake --install` puts where, in five components: detector, engine, development, tools,
+# notices. The tree works from wherever it is moved to: every path in it is relative to its own
+# place.
 include(CMakePackageConfigHelpers)
 include(GzipFile)
+
+foreach(folder BINDIR LIBDIR INCLUDEDIR DATADIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+    message(FATAL_ERROR "CMAKE_INSTALL_${folder} is '${CMAKE_INSTALL_${folder}}'; expected a "
+      "folder below the prefix, as in 'lib': the installed tree can be moved")
+  endif()
+endforeach()
 
 # On by default for `cmake --install --prefix ANYWHERE`. A Debian package turns it off: its folder
 # is one of the loader's own, and a path in the detector would beat the system's /etc/ld.so.conf,
@@ -15,7 +23,8 @@ set(data_dir "${CMAKE_INSTALL_DATADIR}/dirty_seg")
 # ONNX Runtime's library, for our engine alone.
 set(private_lib_dir dirty_seg_detector)
 
-install(TARGETS engine_headers EXPORT DirtySegDetectorTargets
+# A set of targets for each, since a platform's engine may take the place of ours.
+install(TARGETS engine_headers EXPORT DirtySegHeadersTargets
   INCLUDES DESTINATION "${include_dir}")
 install(TARGETS dirty_seg_detector EXPORT DirtySegDetectorTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
@@ -27,7 +36,7 @@ if(DIRTY_SEG_RELOCATABLE)
 endif()
 
 if(NOT DIRTY_SEG_ENGINE_LIBRARY)
-  install(TARGETS tessmar_ai_engine EXPORT DirtySegDetectorTargets
+  install(TARGETS tessmar_ai_engine EXPORT DirtySegEngineTargets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT engine)
   if(ONNXRuntime_FROM_THIRD_PARTY)
     install(FILES "${ONNXRuntime_LIBRARY}"
@@ -40,19 +49,23 @@ if(NOT DIRTY_SEG_ENGINE_LIBRARY)
 endif()
 
 # For find_package(DirtySegDetector) and pkg-config.
-if(DIRTY_SEG_ENGINE_LIBRARY)
-  file(READ "${CMAKE_CURRENT_LIST_DIR}/find_engine.cmake" find_engine)
-endif()
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/DirtySegDetector")
 set(config_file "${PROJECT_BINARY_DIR}/DirtySegDetectorConfig.cmake")
 set(version_file "${PROJECT_BINARY_DIR}/DirtySegDetectorConfigVersion.cmake")
+set(engine_library "${CMAKE_INSTALL_LIBDIR}/libtessmar_ai_engine.so")
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/DirtySegDetectorConfig.cmake.in"
-  "${config_file}" INSTALL_DESTINATION "${package_dir}")
+  "${config_file}" INSTALL_DESTINATION "${package_dir}" PATH_VARS engine_library)
 write_basic_package_version_file("${version_file}" COMPATIBILITY SameMajorVersion)
 install(FILES "${config_file}" "${version_file}" DESTINATION "${package_dir}"
   COMPONENT development)
-install(EXPORT DirtySegDetectorTargets NAMESPACE DirtySeg:: DESTINATION "${package_dir}"
-  COMPONENT development)
+set(target_sets Headers Detector)
+if(NOT DIRTY_SEG_ENGINE_LIBRARY)
+  list(APPEND target_sets Engine)
+endif()
+foreach(set ${target_sets})
+  install(EXPORT DirtySeg${set}Targets NAMESPACE DirtySeg:: DESTINATION "${package_dir}"
+    COMPONENT development)
+endforeach()
 
 file(RELATIVE_PATH pkgconfig_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" pkgconfig_to_prefix "${pkgconfig_to_prefix}")
@@ -67,7 +80,13 @@ install(DIRECTORY
   "${PROJECT_SOURCE_DIR}/examples/minimal_host" "${PROJECT_SOURCE_DIR}/examples/systemd"
   DESTINATION "${data_dir}/examples" COMPONENT development)
 
-# The host program, its page, what shells complete its words with, a configuration to start from, and what it takes to try it.
+# Licences of ours and of what is built into the program. Debian packages have them by their own
+# rules.
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/packaging/debian/copyright"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT notices)
+
+# The host program, its page, what shells complete its words with, a configuration to start from,
+# and what it takes to try it.
 if(NOT DIRTY_SEG_ENGINE_LIBRARY)
   install(TARGETS dirty_seg COMPONENT tools)
   if(DIRTY_SEG_RELOCATABLE)

@@ -18,6 +18,7 @@ case "${1-}" in
   --arch) arch=${2-} ;;
   *) fail "'$1' is no option; usage: scripts/package.sh [--arch amd64|arm64]" ;;
 esac
+[ $# -le 2 ] || fail "'$3' is too many; usage: scripts/package.sh [--arch amd64|arm64]"
 case $machine-$arch in
   amd64-amd64 | arm64-arm64) preset=release setup=() ;;
   amd64-arm64) preset=arm64 setup=(--arm64) ;;

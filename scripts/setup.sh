@@ -22,8 +22,8 @@ readonly DEVELOPER_PACKAGES=(
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
   python3-jsonschema python3-numpy python3-onnx python3-opencv python3-selenium python3-torch
 )
-# To make Debian packages and try them.
-readonly PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap)
+# To make Debian packages and try them; without root, uidmap lets mmdebstrap make its folder.
+readonly PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap uidmap)
 # To build for 64-bit Arm on another machine, and to run what was built.
 readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu mmdebstrap qemu-user-static)
 

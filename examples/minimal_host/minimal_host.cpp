@@ -6,11 +6,14 @@
 #include <dirty_seg_detector/dirty_seg_detector.h>
 #include <engine/network_reader.h>
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/videoio.hpp>
+#include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -24,6 +27,15 @@ AIEngineConfig NetworkConfig(const char* model_path) {
   return network.config;
 }
 
+int ClassId(const std::string& word) {
+  int id = -1;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), id);
+  if (error != std::errc() || end != word.data() + word.size() || id < 0) {
+    throw std::invalid_argument("CLASS is '" + word + "'; expected a number from 0");
+  }
+  return id;
+}
+
 DirtySegDetectorConfig Configuration(int argc, char** argv) {
   DirtySegDetectorConfig config;
   config.dirty_seg_model_config = NetworkConfig(argv[1]);
@@ -33,7 +45,7 @@ DirtySegDetectorConfig Configuration(int argc, char** argv) {
     config.fece_model_config = NetworkConfig(argv[4]);
     config.fece_score_threshold = 0.5F;
     config.fece_area_threshold = 400.0F;
-    for (int i = 5; i < argc; ++i) config.fece_class_ids.push_back(std::atoi(argv[i]));
+    for (int i = 5; i < argc; ++i) config.fece_class_ids.push_back(ClassId(argv[i]));
   }
   return config;
 }
@@ -44,7 +56,9 @@ class Source {
   explicit Source(const std::string& path) {
     is_camera_ = std::filesystem::is_character_file(path);
     if (!is_camera_) picture_ = cv::imread(path);
-    if (!picture_.empty() || !video_.open(path)) return;
+    if (!picture_.empty()) return;
+    // Not told of V4L2, OpenCV would first try a camera as a file.
+    if (!video_.open(path, is_camera_ ? cv::CAP_V4L2 : cv::CAP_ANY)) return;
     video_.set(cv::CAP_PROP_FRAME_WIDTH, 1920);
     video_.set(cv::CAP_PROP_FRAME_HEIGHT, 1080);
   }

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -210,6 +211,21 @@ TEST_F(LogCall, LoggerIsKeptAliveByTheCall) {
   TESSMAR_LOG_INFO("x");
 
   EXPECT_EQ(owners_during_the_call, kept.use_count() + 1);
+}
+
+TEST_F(LogCall, ErrorOfASinkIsSpdlogsToHandle) {
+  const std::shared_ptr<spdlog::logger> logger = tessmar::Logger::Instance("spdlog").logger;
+  std::string told;
+  logger->set_error_handler([&told](const std::string& error) { told = error; });
+  log.OnLine([] { throw std::runtime_error("the sink is full"); });
+
+  EXPECT_NO_THROW(TESSMAR_LOG_INFO("x"));
+  log.OnLine([] {});
+  TESSMAR_LOG_INFO("y");
+
+  logger->set_error_handler(nullptr);
+  EXPECT_NE(told.find("the sink is full"), std::string::npos) << told;
+  EXPECT_EQ(log.RawTexts().back(), "  2 [INFO] y");
 }
 
 // --- The holder ---

@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "dirty_seg_detector/dirty_seg_detector.h"
+#include "engine/network_reader.h"
 
 #if (defined(__x86_64__) || defined(__aarch64__)) && defined(__LP64__) && defined(__GLIBCXX__)
 
@@ -38,6 +39,15 @@ static_assert(offsetof(AIEngineConfig, device_id) == 420);
 static_assert(sizeof(AIEngineConfig) == 424);
 
 static_assert(sizeof(AIEngine) == 8);
+
+static_assert(offsetof(OpenDimensions, batch) == 0);
+static_assert(offsetof(OpenDimensions, height) == 8);
+static_assert(offsetof(OpenDimensions, width) == 16);
+static_assert(sizeof(OpenDimensions) == 24);
+
+static_assert(offsetof(Network, config) == 0);
+static_assert(offsetof(Network, class_names) == 424);
+static_assert(sizeof(Network) == 472);
 
 }  // namespace nuvik::alg::common
 
@@ -83,6 +93,15 @@ static_assert(offsetof(DirtySegDetectorConfig, fece_area_threshold) == 860);
 static_assert(offsetof(DirtySegDetectorConfig, fece_model_config) == 864);
 static_assert(sizeof(DirtySegDetectorConfig) == 1288);
 
+static_assert(offsetof(CameraIntrinsics, fx) == 0);
+static_assert(offsetof(CameraIntrinsics, fy) == 8);
+static_assert(offsetof(CameraIntrinsics, cx) == 16);
+static_assert(offsetof(CameraIntrinsics, cy) == 24);
+static_assert(offsetof(CameraIntrinsics, k1) == 32);
+static_assert(offsetof(CameraIntrinsics, k2) == 40);
+static_assert(offsetof(CameraIntrinsics, p1) == 48);
+static_assert(offsetof(CameraIntrinsics, p2) == 56);
+static_assert(offsetof(CameraIntrinsics, k3) == 64);
 static_assert(sizeof(CameraIntrinsics) == 72);
 
 }  // namespace nuvik::perception::dirty_seg_detector

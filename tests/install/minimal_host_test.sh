@@ -32,4 +32,11 @@ diff "$expected" <(sed 's/score [0-9.]* //' <<<"$found" | LC_ALL=C sort) || {
   echo "minimal_host: expected what stands left (<), found what stands right (>)"
   exit 1
 }
+# shellcheck disable=SC2086
+if complaint=$(${EMULATOR-} build/minimal_host "$data/demo/dirt-seg.onnx" "$data/sample.yaml" \
+  "$data/demo/floor.jpg" "$data/demo/fece-check.onnx" 3x 2>&1) || [ $? -ne 2 ] ||
+  [ "${complaint##*$'\n'}" != "CLASS is '3x'; expected a number from 0" ]; then
+  echo "minimal_host: CLASS 3x is answered with: $complaint"
+  exit 1
+fi
 echo "minimal_host: built by $way, finds what the demo finds"

@@ -42,14 +42,23 @@ traces() {
 need_notice() { grep -q "$2" "$1" || fail "$1 has no '$2', whose work is in the package"; }
 
 test_notices() {
-  local doc=/usr/share/doc runtime=/usr/share/dirty_seg/onnxruntime
+  local doc=/usr/share/doc runtime=/usr/share/dirty_seg/onnxruntime holder
   need_notice "$doc/libtessmar-ai-engine/copyright" Microsoft
   need_notice "$runtime/LICENSE" Microsoft
-  need_notice "$runtime/ThirdPartyNotices.txt" Eigen
-  local holder
+  for holder in Eigen curl/curl 'Mbed TLS'; do
+    need_notice "$runtime/ThirdPartyNotices.txt" "$holder"
+  done
   for holder in 'University of Cincinnati' 'Niels Lohmann' 'Leon Sorokin' 'Tanner Linsley'; do
     need_notice "$doc/dirty-seg-tools/copyright" "$holder"
   done
+}
+
+# As they are handed out: built and stripped by another way than developers' builds.
+test_hardening() {
+  local libraries
+  libraries=$(dirname "$(ldconfig -p | sed -n 's/.*libtessmar_ai_engine.so .*=> //p')")
+  quietly "$tests/hardening_test.sh" readelf "$libraries"/libdirty_seg_detector.so.? \
+    "$libraries/libtessmar_ai_engine.so" /usr/bin/dirty_seg
 }
 
 test_program() {
@@ -101,6 +110,7 @@ test_program
 test_platform_engine
 
 install ./libdirty-seg-detector-dev_*.deb g++ make cmake pkg-config
+test_hardening
 quietly "$tests/minimal_host_test.sh" cmake /usr /tmp/by_cmake
 quietly "$tests/minimal_host_test.sh" pkg-config /usr /tmp/by_pkg_config
 test_other_engine

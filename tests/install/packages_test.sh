@@ -82,6 +82,7 @@ if [ "${PACKAGES_NAMESPACE-}" = made ]; then
 elif [ "$(id -u)" -eq 0 ]; then
   unshare --mount true 2>/dev/null || skip "this root may not mount, which a root folder takes"
 else
+  command -v newuidmap >/dev/null || skip "newuidmap, of Debian's uidmap, is not installed"
   grep -q "^$(id -un):" /etc/subuid || skip "neither root nor an entry in /etc/subuid"
 fi
 make_root_and_test

@@ -1,0 +1,19 @@
+#!/bin/bash
+# Usage: engine_elsewhere_test.sh PREFIX WORK_FOLDER VARIABLE [CMAKE_ARGUMENT...]
+# The installed detector where the engine's library has gone to another folder, as a platform's
+# would lie: its CMake package has to find it there, told by the CMake variable VARIABLE.
+set -euo pipefail
+prefix=$1 work=$2 variable=$3
+shift 3
+
+rm -rf "$work"
+mkdir -p "$work/platform"
+cp -r "$prefix" "$work/prefix"
+engine=$(find "$work/prefix/lib" -name libtessmar_ai_engine.so)
+libraries=$(dirname "$engine")
+mv "$engine" "$libraries/dirty_seg_detector" "$work/platform"
+place=$work/platform
+[ "$variable" != DirtySegDetector_ENGINE_LIBRARY ] || place=$work/platform/libtessmar_ai_engine.so
+
+"$(dirname "$0")/minimal_host_test.sh" cmake "$work/prefix" "$work/host" "$@" \
+  "-DDirtySegDetector_DIR=$libraries/cmake/DirtySegDetector" "-D$variable=$place"
