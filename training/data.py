@@ -22,8 +22,9 @@ Image = np.ndarray
 Rng = np.random.Generator
 
 SIDE = 320
-MASK_SIDE = SIDE // 4
+MASK_STRIDE = 4  # network pixels a cell of a mask
 PATCH_SIDES = (300, 560)  # longer side of a training patch, in pixels of its scene
+LOOK_SIDE = 160  # of the squares that training begins with: things from near, little floor
 # A piece of dirt smaller than any of these, within a patch, is neither asked for nor punished:
 # pixels and pixels of the shorter side in the network's square, share of the whole thing.
 LEAST_PIXELS, LEAST_SIDE, LEAST_SHARE = 80, 8, 0.2
@@ -70,17 +71,17 @@ def areas_of(owners: Image) -> dict[int, int]:
 
 
 class Target(NamedTuple):
-    """What a network's square shows: M pieces that count, K that are to be ignored."""
+    """What a square of `side` network pixels shows: M pieces that count, K to be ignored."""
 
     labels: Image  # int64 [M]
     boxes: Image  # float32 [M, 4], corners in network pixels
-    masks: Image  # bytes [M, MASK_SIDE, MASK_SIDE]: share of each cell, 255 is all of it
+    masks: Image  # bytes [M, side / 4, side / 4]: share of each cell, 255 is all of it
     ignored: Image  # float32 [K, 4]
 
 
-def target_of(owners: Image, things: list[dict], whole_areas: dict[int, int]) -> Target:
+def target_of(owners: Image, things: list[dict], whole_areas: dict[int, int], side: int) -> Target:
     height, width = owners.shape
-    box = letterbox(SIDE, width, height)
+    box, mask_side = letterbox(side, width, height), side // MASK_STRIDE
     scale, offset = box.width / width, np.float32([box.left, box.top] * 2)
     labels, boxes, masks, ignored = [], [], [], []
     for piece in pieces_of(owners, things, whole_areas, scale):
@@ -88,14 +89,14 @@ def target_of(owners: Image, things: list[dict], whole_areas: dict[int, int]) ->
         if not piece.counts:
             ignored.append(corners)
             continue
-        square = to_square(piece.mask.astype(np.uint8) * 255, SIDE, pad=0)
+        square = to_square(piece.mask.astype(np.uint8) * 255, side, pad=0)
         labels.append(piece.label)
         boxes.append(corners)
-        masks.append(cv2.resize(square, (MASK_SIDE, MASK_SIDE), interpolation=cv2.INTER_AREA))
+        masks.append(cv2.resize(square, (mask_side, mask_side), interpolation=cv2.INTER_AREA))
     return Target(
         np.array(labels, np.int64),
         np.array(boxes, np.float32).reshape(-1, 4),
-        np.array(masks, np.uint8).reshape(-1, MASK_SIDE, MASK_SIDE),
+        np.array(masks, np.uint8).reshape(-1, mask_side, mask_side),
         np.array(ignored, np.float32).reshape(-1, 4),
     )
 
@@ -106,7 +107,7 @@ def target_of(owners: Image, things: list[dict], whole_areas: dict[int, int]) ->
 def vary_colour(rng: Rng, picture: Image) -> Image:
     """Gain of each channel, brightness, contrast, gamma: one table a channel."""
     levels = np.arange(256, dtype=np.float32) / 255
-    gamma, contrast = np.exp(rng.normal(0, 0.15)), np.exp(rng.normal(0, 0.15))
+    gamma, contrast = np.exp(rng.normal(0, 0.1, 2))
     table = 0.5 + ((levels**gamma) - 0.5) * contrast + rng.normal(0, 0.05)
     gains = 1 + rng.normal(0, 0.05, 3)
     tables = np.clip(np.rint(table[:, None] * gains * 255), 0, 255).astype(np.uint8)
@@ -137,6 +138,22 @@ def random_window(rng: Rng, width: int, height: int) -> tuple[slice, slice]:
     return slice(top, top + down), slice(left, left + across)
 
 
+def look_window(rng: Rng, owners: Image, things: list[dict]) -> tuple[slice, slice]:
+    """Rows and columns of a square that becomes LOOK_SIDE pixels: mostly round a piece of dirt,
+    else round another thing or anywhere."""
+    length = int(LOOK_SIDE * rng.uniform(*PATCH_SIDES) / SIDE)
+    is_dirt = rng.random() < 0.7
+    pool = [thing["number"] for thing in things if (thing["label"] >= 0) == is_dirt]
+    centre = rng.uniform(0, owners.shape)
+    if pool and rng.random() < 0.9:
+        pixels = np.argwhere(owners[::4, ::4] == rng.choice(pool))
+        if len(pixels):
+            centre = 4 * pixels.mean(axis=0)
+    corner = centre + rng.uniform(-0.35, 0.35, 2) * length - length / 2
+    top, left = np.clip(corner, 0, np.array(owners.shape) - length).astype(int)
+    return slice(top, top + length), slice(left, left + length)
+
+
 def moved(field: Image, turns: int, mirrored: bool) -> Image:
     field = np.rot90(field, turns)
     return np.ascontiguousarray(field[:, ::-1] if mirrored else field)
@@ -154,6 +171,8 @@ class Scenes:
             raise SystemExit(f"'{index}' is missing: render the data first (render_data.py)")
         lines = [json.loads(line) for line in index.read_text().splitlines()]
         self.lines = sorted(lines, key=lambda line: line["scene"])
+        self.pictures = np.load(folder / "pictures.npy", mmap_mode="r")
+        self.owners = np.load(folder / "owners.npy", mmap_mode="r")
         self.folder = folder
 
     def __len__(self) -> int:
@@ -162,12 +181,7 @@ class Scenes:
     def read(self, position: int) -> tuple[Image, Image, list[dict]]:
         """Picture (B, G, R), map of owners, things."""
         line = self.lines[position]
-        path = self.folder / f"{line['scene']:06}"
-        picture = cv2.imread(f"{path}.jpg", cv2.IMREAD_COLOR)
-        owners = cv2.imread(f"{path}.png", cv2.IMREAD_GRAYSCALE)
-        if picture is None or owners is None:
-            raise SystemExit(f"'{path}.jpg' or its '.png' cannot be read: render the data again")
-        return picture, owners, line["things"]
+        return self.pictures[line["scene"]], self.owners[line["scene"]], line["things"]
 
 
 def position_of(seed: int, number: int, count: int) -> int:
@@ -177,10 +191,15 @@ def position_of(seed: int, number: int, count: int) -> int:
 
 
 class SegmentationSamples(Dataset):
-    """Sample number -> picture bytes [SIDE, SIDE, 3] (R, G, B) and its target."""
+    """Sample number -> picture bytes [side, side, 3] (R, G, B) and its target.
 
-    def __init__(self, scenes: Scenes, seed: int, length: int) -> None:
+    Those before `first_patch` are looks at things, the others patches as the network will see them:
+    for one patch's time it learns from four looks, most of them at dirt.
+    """
+
+    def __init__(self, scenes: Scenes, seed: int, length: int, first_patch: int = 0) -> None:
         self.scenes, self.seed, self.length = scenes, seed, length
+        self.first_patch = first_patch
 
     def __len__(self) -> int:
         return self.length
@@ -190,20 +209,23 @@ class SegmentationSamples(Dataset):
         rng = np.random.default_rng([self.seed, 2, number])
         position = position_of(self.seed, number, len(self.scenes))
         picture, owners, things = self.scenes.read(position)
-        areas = areas_of(owners)
-        window = random_window(rng, owners.shape[1], owners.shape[0])
+        if number < self.first_patch:
+            side, window = LOOK_SIDE, look_window(rng, owners, things)
+        else:
+            side, window = SIDE, random_window(rng, owners.shape[1], owners.shape[0])
         turns, mirrored = int(rng.integers(4)), bool(rng.random() < 0.5)
         patch = moved(vary_colour(rng, picture[window]), turns, mirrored)
-        square = vary_sharpness(rng, to_square(patch, SIDE))
-        target = target_of(moved(owners[window], turns, mirrored), things, areas)
+        square = vary_sharpness(rng, to_square(patch, side))
+        areas = areas_of(owners)
+        target = target_of(moved(owners[window], turns, mirrored), things, areas, side)
         return square[..., ::-1].copy(), target
 
 
 class Batch(NamedTuple):
-    images: torch.Tensor  # bytes [N, SIDE, SIDE, 3]
+    images: torch.Tensor  # bytes [N, side, side, 3]
     labels: torch.Tensor  # int64 [N, M], 0 where not valid
     boxes: torch.Tensor  # [N, M, 4]
-    masks: torch.Tensor  # bytes [N, M, MASK_SIDE, MASK_SIDE]
+    masks: torch.Tensor  # bytes [N, M, side / 4, side / 4]
     valid: torch.Tensor  # bool [N, M]
     ignored: torch.Tensor  # [N, K, 4], empty boxes behind the last
 

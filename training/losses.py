@@ -5,6 +5,8 @@ class   binary cross entropy of every anchor's class scores against the assignme
 box     1 - CIoU of the positive anchors, weighted by quality
 sides   cross entropy of each side's distribution with the two bins around the true distance
 mask    binary cross entropy of the positive anchors' masks, within the piece's box, by its area
+cells   binary cross entropy of what each cell of the finest grid shows, by the cells that show dirt:
+        no anchor reads it, but every pixel teaches the layers below
 """
 
 from typing import NamedTuple
@@ -18,7 +20,7 @@ from boxes import ciou, contains
 from data import Batch
 from network import BINS, Raw, anchor_grid, corner_boxes
 
-WEIGHTS = {"class": 1.0, "box": 7.5, "sides": 1.5, "mask": 5.0}
+WEIGHTS = {"class": 1.0, "box": 7.5, "sides": 1.5, "mask": 5.0, "cells": 1.0}
 MOST_MASKS = 400  # positive anchors whose masks a batch looks at
 
 
@@ -84,6 +86,19 @@ def class_loss(raw: Raw, batch: Batch, found: Assignment, centres: Tensor) -> Te
     return (errors * ~open_to_question[:, None]).sum()
 
 
+def cell_loss(raw: Raw, batch: Batch) -> Tensor:
+    side = raw.cells.shape[2]
+    shares = functional.avg_pool2d(batch.masks.float() / 255, batch.masks.shape[2] // side)
+    wanted = torch.zeros_like(raw.cells)
+    labels = batch.labels[:, :, None, None].expand_as(shares)
+    wanted.scatter_add_(1, labels, shares * batch.valid[:, :, None, None]).clamp_(max=1)
+    errors = functional.binary_cross_entropy_with_logits(raw.cells, wanted, reduction="none")
+    centres = anchor_grid(batch.images.shape[1])[0][: side * side].to(raw.cells.device)
+    ignored = contains(batch.ignored, centres).any(dim=1).view(-1, 1, side, side)
+    open_to_question = ignored & (wanted.sum(dim=1, keepdim=True) == 0)
+    return (errors * ~open_to_question).sum() / wanted.sum().clamp(min=1)
+
+
 def segmentation_loss(raw: Raw, batch: Batch) -> Losses:
     centres, strides = (part.to(raw.classes.device) for part in anchor_grid(batch.images.shape[1]))
     boxes = corner_boxes(raw.sides, centres, strides)
@@ -100,6 +115,7 @@ def segmentation_loss(raw: Raw, batch: Batch) -> Losses:
         "box": ((1 - ciou(boxes[rows, anchors], wanted)) * weight).sum() / total_weight,
         "sides": (side_loss(raw.sides[rows, :, anchors], distances) * weight).sum() / total_weight,
         "mask": all_masks(raw, batch, found),
+        "cells": cell_loss(raw, batch),
     }
     total = sum(WEIGHTS[name] * part for name, part in parts.items())
     return Losses(total, {name: float(part.detach()) for name, part in parts.items()})

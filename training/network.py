@@ -1,7 +1,9 @@
 """The two networks: segmentation in the YOLOv8 layout, and a small two-class classifier.
 
 Segmentation, for pictures [N, 3, S, S] (R, G, B in 0..1; S a multiple of 32), has one anchor a cell
-on each of three grids (strides 8, 16, 32; row-major, finest first). Each anchor gives
+on each of three grids (strides 8, 16, 32; row-major, finest first). It looks at how a place differs
+from the rest of its picture: the first layers are normalised by the picture's own mean and spread,
+so that light and the floor's colour matter little. Each anchor gives
     sides          4 x 16 logits: how far left, top, right and bottom of its box lie from its
                    centre, as a distribution over 0..15 strides
     classes        one logit a class
@@ -21,6 +23,7 @@ BINS = 16  # of the distribution over a side's distance
 COEFFICIENTS = 32
 WIDTHS = (16, 16, 32, 64, 128)  # planes after each halving; halves of 8 suit vector units
 PRIOR_OBJECTS = 5.0  # a picture's expected objects, for the first class scores
+PRIOR_SHARE = 0.02  # of the cells, that one class takes
 
 
 class Raw(NamedTuple):
@@ -30,6 +33,7 @@ class Raw(NamedTuple):
     classes: Tensor  # [N, classes, A] logits
     coefficients: Tensor  # [N, COEFFICIENTS, A]
     prototypes: Tensor  # [N, COEFFICIENTS, S / 4, S / 4]
+    cells: Tensor  # [N, classes, S / 8, S / 8] logits of what each cell of the finest grid shows
 
 
 class ConvBlock(nn.Sequential):
@@ -41,6 +45,24 @@ class ConvBlock(nn.Sequential):
             nn.BatchNorm2d(planes, eps=1e-3, momentum=0.03),
             nn.SiLU(inplace=True),
         )
+
+
+class MixedBlock(nn.Module):
+    """A halving 3x3 convolution; half of its planes is normalised by the picture's own mean and
+    spread, half by those of all pictures."""
+
+    def __init__(self, planes_in: int, planes: int) -> None:
+        super().__init__()
+        half = planes // 2
+        self.own = nn.Sequential(
+            nn.Conv2d(planes_in, half, 3, 2, 1, bias=False),
+            nn.InstanceNorm2d(half, eps=1e-3, affine=True),
+            nn.SiLU(inplace=True),
+        )
+        self.common = ConvBlock(planes_in, planes - half, stride=2)
+
+    def forward(self, x: Tensor) -> Tensor:
+        return torch.cat([self.own(x), self.common(x)], dim=1)
 
 
 class Bottleneck(nn.Module):
@@ -96,15 +118,14 @@ class Backbone(nn.Module):
         super().__init__()
         stem, quarter, fine, middle, coarse = widths
         self.to_fine = nn.Sequential(
-            ConvBlock(3, stem, stride=2),
-            ConvBlock(stem, quarter, stride=2),
+            nn.InstanceNorm2d(3, eps=1e-3),
+            MixedBlock(3, stem),
+            MixedBlock(stem, quarter),
             C2f(quarter, quarter, 1, True),
-            ConvBlock(quarter, fine, stride=2),
+            MixedBlock(quarter, fine),
             C2f(fine, fine, 2, True),
         )
-        self.to_middle = nn.Sequential(
-            ConvBlock(fine, middle, stride=2), C2f(middle, middle, 2, True)
-        )
+        self.to_middle = nn.Sequential(MixedBlock(fine, middle), C2f(middle, middle, 2, True))
         self.to_coarse = nn.Sequential(
             ConvBlock(middle, coarse, stride=2), C2f(coarse, coarse, 1, True), SPPF(coarse)
         )
@@ -175,10 +196,12 @@ class Segmenter(nn.Module):
         self.classes = Branch(levels, levels[0], classes)
         self.coefficients = Branch(levels, 32, COEFFICIENTS)
         self.prototypes = Prototypes(levels[0], levels[0])
+        self.cells = nn.Conv2d(levels[0], classes, 1)  # for training alone
         self.set_priors()
 
     def set_priors(self) -> None:
-        """First guesses: boxes of a few strides, and the score of a random anchor."""
+        """First guesses: boxes of a few strides, the score of a random anchor and of a cell."""
+        nn.init.constant_(self.cells.bias, math.log(PRIOR_SHARE))
         for stride, sides, classes in zip(STRIDES, self.sides, self.classes):
             nn.init.constant_(sides[-1].bias, 1.0)
             anchors = (320 / stride) ** 2  # of the usual input; only a guess depends on it
@@ -193,6 +216,7 @@ class Segmenter(nn.Module):
             self.classes(levels),
             self.coefficients(levels),
             self.prototypes(levels[0]),
+            self.cells(levels[0]),
         )
 
 

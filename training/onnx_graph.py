@@ -92,6 +92,10 @@ def convolve_back(given: dict, x: Tensor, weight: Tensor, bias: Tensor | None = 
     return functional.conv_transpose2d(x, weight, bias, given["strides"], symmetric(given["pads"]))
 
 
+def normalise(given: dict, x: Tensor, scale: Tensor, bias: Tensor) -> Tensor:
+    return functional.instance_norm(x, weight=scale, bias=bias, eps=given["epsilon"])
+
+
 def max_pool(given: dict, x: Tensor) -> Tensor:
     return functional.max_pool2d(
         x, given["kernel_shape"], given["strides"], symmetric(given["pads"])
@@ -118,6 +122,7 @@ OPERATORS: dict[str, Callable] = {
     "Sub": lambda given, x, y: x - y,
     "Div": lambda given, x, y: x / y,
     "Concat": lambda given, *parts: torch.cat(parts, given["axis"]),
+    "InstanceNormalization": normalise,
     "MaxPool": max_pool,
     "Resize": resize,
     "Split": split,

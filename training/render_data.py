@@ -3,9 +3,10 @@
 
     /usr/bin/python3 training/render_data.py --output out/training/data --scenes 4000
 
-Each scene has 576 x 576 pixels: NUMBER.jpg, and NUMBER.png with the number of the thing
-that each pixel shows. index.jsonl has one line a scene: its number, style and things. Scenes that
-the index has are not rendered again; the same seed gives the same scenes in any order.
+Each scene has 576 x 576 pixels. pictures.npy holds them, bytes [scenes, 576, 576, 3] (B, G, R), and
+owners.npy the number of the thing that each pixel shows, bytes [scenes, 576, 576]; index.jsonl has
+one line a scene: its number, style and things. Scenes that the index has are not rendered again; the
+same seed gives the same scenes in any order.
 """
 
 import argparse
@@ -22,17 +23,31 @@ import numpy as np
 from render import scene
 
 SIDE = 576
-QUALITY = 93
+QUALITY = 93  # of the camera's own compression
+
+
+def make_room(folder: Path, scenes: int) -> None:
+    """Arrays on disk, so that training reads windows of scenes without decoding any."""
+    for name, shape in (("pictures", (SIDE, SIDE, 3)), ("owners", (SIDE, SIDE))):
+        path = folder / f"{name}.npy"
+        if not path.is_file():
+            np.lib.format.open_memmap(path, "w+", np.uint8, (scenes, *shape))
+        there = len(np.load(path, mmap_mode="r"))
+        if there != scenes:
+            raise SystemExit(f"'{path}' is for {there} scenes, not {scenes}; remove '{folder}' first")
 
 
 def render_one(folder: Path, seed: int, number: int) -> str:
-    """Writes one scene's files; returns its line of the index."""
+    """Writes one scene; returns its line of the index."""
     cv2.setNumThreads(1)
     rng = np.random.default_rng([seed, number])
     made = scene.render(rng, (SIDE, SIDE), scene.training_content(rng))
     picture = cv2.cvtColor(made.picture, cv2.COLOR_RGB2BGR)
-    cv2.imwrite(str(folder / f"{number:06}.jpg"), picture, [cv2.IMWRITE_JPEG_QUALITY, QUALITY])
-    cv2.imwrite(str(folder / f"{number:06}.png"), made.owners)
+    encoded = cv2.imencode(".jpg", picture, [cv2.IMWRITE_JPEG_QUALITY, QUALITY])[1]
+    np.load(folder / "pictures.npy", mmap_mode="r+")[number] = cv2.imdecode(
+        encoded, cv2.IMREAD_COLOR
+    )
+    np.load(folder / "owners.npy", mmap_mode="r+")[number] = made.owners
     things = [thing.record() for thing in made.things]
     return json.dumps({"scene": number, "style": made.style, "things": things})
 
@@ -53,6 +68,7 @@ def main() -> int:
     options.output.mkdir(parents=True, exist_ok=True)
     index = options.output / "index.jsonl"
     done = finished(index)
+    make_room(options.output, options.scenes)
     todo = [number for number in range(options.scenes) if number not in done]
     started = time.monotonic()
     render_scene = partial(render_one, options.output, options.seed)

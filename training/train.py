@@ -34,6 +34,7 @@ WEIGHT_DECAY = 0.02
 GRADIENT_NORM = 10.0
 AVERAGE_DECAY, AVERAGE_RAMP = 0.9985, 300  # of the averaged weights; steps to reach most of it
 LABEL_SMOOTHING = 0.05
+LOOKS = 0.8  # share of the segmentation network's samples that are looks at things
 CHECKPOINT_SECONDS = 120
 
 
@@ -42,12 +43,17 @@ class Task:
     """How one of the two networks is trained; the defaults fit the two-core budget."""
 
     make_network: Callable[[], nn.Module]
-    make_samples: Callable[[data.Scenes, int, int], Dataset]
+    make_samples: Callable[[data.Scenes, int, int, int], Dataset]  # of seed, images, batch
     collate: Callable | None
     step_loss: Callable[[nn.Module, object, torch.device], losses.Losses]
     images: int
     batch: int
     rate: float
+
+
+def segment_samples(scenes: data.Scenes, seed: int, images: int, batch: int) -> Dataset:
+    first_patch = int(LOOKS * images) // batch * batch  # a batch has one size of pictures
+    return data.SegmentationSamples(scenes, seed, images, first_patch)
 
 
 def segment_loss(model: nn.Module, batch: data.Batch, device: torch.device) -> losses.Losses:
@@ -65,11 +71,12 @@ def classify_loss(model: nn.Module, batch: list[Tensor], device: torch.device) -
 
 TASKS = {
     "segment": Task(
-        lambda: network.Segmenter(len(data.CLASSES)), data.SegmentationSamples, data.collate,
-        segment_loss, images=72000, batch=16, rate=2e-3,
+        lambda: network.Segmenter(len(data.CLASSES)), segment_samples, data.collate,
+        segment_loss, images=125000, batch=16, rate=3e-3,
     ),
     "classify": Task(
-        network.Classifier, data.CropSamples, None, classify_loss,
+        network.Classifier, lambda scenes, seed, images, _: data.CropSamples(scenes, seed, images),
+        None, classify_loss,
         images=16000, batch=32, rate=3e-3,
     ),
 }  # fmt: skip
@@ -157,10 +164,11 @@ class Training:
     def batches(self) -> Iterator:
         """The batches from the present step on; workers prepare them ahead."""
         scenes = data.Scenes(self.options.data)
-        samples = self.task.make_samples(scenes, self.options.seed, self.steps * self.options.batch)
-        order = range(self.step * self.options.batch, len(samples))
+        batch = self.options.batch
+        samples = self.task.make_samples(scenes, self.options.seed, self.steps * batch, batch)
+        order = range(self.step * batch, len(samples))
         return iter(DataLoader(
-            samples, self.options.batch, sampler=order, num_workers=self.options.workers,
+            samples, batch, sampler=order, num_workers=self.options.workers,
             collate_fn=self.task.collate, generator=torch.Generator(),
         ))  # fmt: skip
 

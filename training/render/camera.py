@@ -38,7 +38,7 @@ def shade_of_things(rng: Rng, size: Size) -> Image:
 def illumination(rng: Rng, size: Size) -> Image:
     """[h, w, 3] light on the floor; about 1 on average."""
     x, y = turned(*coordinates(size, (size[0] / 2, size[1] / 2)), rng.uniform(0, 2 * np.pi))
-    slope = rng.uniform(0, 0.6)
+    slope = rng.uniform(0, 0.4)
     light = 1 + slope * x / max(size) * 1.4 + rng.uniform(0, 0.15) * smooth_noise(rng, size, 400)
     if rng.random() < 0.35:  # a lamp's pool
         at_x, at_y = coordinates(size, (size[0] * rng.random(), size[1] * rng.random()))
@@ -47,11 +47,11 @@ def illumination(rng: Rng, size: Size) -> Image:
         )
     light = light[..., None] * np.ones(3, np.float32)
     for _ in range(int(rng.integers(0, 3))):
-        light *= 1 - shade_of_things(rng, size)[..., None] * rng.uniform(0.1, 0.55)
-    if rng.random() < 0.3:
+        light *= 1 - shade_of_things(rng, size)[..., None] * rng.uniform(0.05, 0.4)
+    if rng.random() < 0.2:
         sun = colour(rng, (30, 55), (0, 0.35), (1, 1))
-        light += windows(rng, size)[..., None] * sun * rng.uniform(0.2, 1.1)
-    return np.clip(light, 0.15, 2.2).astype(np.float32)
+        light += windows(rng, size)[..., None] * sun * rng.uniform(0.1, 0.7)
+    return np.clip(light, 0.4, 2.0).astype(np.float32)
 
 
 def tilt(rng: Rng, plane: Size, size: Size) -> Image:
@@ -70,11 +70,11 @@ def tilt(rng: Rng, plane: Size, size: Size) -> Image:
 def develop(rng: Rng, image: Image) -> Image:
     """White balance, exposure, saturation and contrast of a camera that chooses by itself."""
     image = image * rng.uniform(0.88, 1.12, 3).astype(np.float32)
-    target = rng.uniform(0.3, 0.6)
-    image = image * (target / max(float(image.mean()), 0.02)) ** rng.uniform(0.2, 0.8)
+    target = rng.uniform(0.35, 0.6)
+    image = image * (target / max(float(image.mean()), 0.02)) ** rng.uniform(0.6, 1.0)
     grey = image.mean(axis=2, keepdims=True)
     image = grey + (image - grey) * rng.uniform(0.5, 1.15)
-    image = np.clip(image, 0, 1) ** np.float32(log_uniform(rng, 0.75, 1.35))
+    image = np.clip(image, 0, 1) ** np.float32(log_uniform(rng, 0.8, 1.25))
     contrast = rng.uniform(0, 0.5)
     return (1 - contrast) * image + contrast * (image * image * (3 - 2 * image))
 
@@ -105,7 +105,7 @@ def lens(rng: Rng, image: Image) -> Image:
 
 def sensor(rng: Rng, image: Image) -> Image:
     """Noise that grows with light, in single pixels or smeared by the camera's own filter."""
-    strength = log_uniform(rng, 0.002, 0.035)
+    strength = log_uniform(rng, 0.002, 0.025)
     noise = rng.standard_normal(image.shape, np.float32)
     if rng.random() < 0.5:
         noise = blur(noise, rng.uniform(0.4, 1.0)) * 1.8

@@ -344,8 +344,8 @@ TRAINED = {
     "concrete": 3,
     "carpet": 3,
     "rug": 2,
-    "photographic": 3,
-    "dead_leaves": 2,
+    "photographic": 2,
+    "dead_leaves": 1,
     "patchwork": 5,
 }
 
@@ -355,6 +355,15 @@ def choose_style(rng: Rng, weights: dict[str, float]) -> str:
     return str(rng.choice(list(weights), p=shares / shares.sum()))
 
 
+def calmed(rng: Rng, floor: Image) -> Image:
+    """Less contrast, where there is more than people choose for what they walk on."""
+    most = rng.uniform(0.03, 0.1)
+    spread = float(floor.mean(axis=2).std())
+    mean = floor.mean(axis=(0, 1))
+    return mean + (floor - mean) * min(1.0, most / (spread + 1e-6))
+
+
 def render_floor(rng: Rng, size: Size, style: str) -> Image:
     """The bare floor's own colours, without light."""
-    return np.clip(FLOORS[style](rng, size), 0.01, 1).astype(np.float32)
+    floor = calmed(rng, np.clip(FLOORS[style](rng, size), 0.01, 1))
+    return np.clip(floor, 0.01, 1).astype(np.float32)

@@ -10,7 +10,9 @@ from .dirt import CLASSES, make_dirt
 from .noise import Image, Rng, Size, blur
 from .sprite import Canvas, Sprite, lay, random_light
 
-LEAST_CHANGE = 0.04  # of a piece of dirt's pixels; what is fainter nobody sees
+# What a piece of dirt changes its pixels by, at least; what is fainter nobody sees. And how many
+# times the floor's own variety it is, for nobody sees crumbs on gravel either.
+LEAST_CHANGE, LEAST_TO_TEXTURE = 0.07, 1.0
 MOST_OVERLAP = 0.15  # share of a thing that may cover others
 TRIES = 6
 
@@ -42,10 +44,10 @@ class Content:
     dirt: int
     others: int
     styles: dict[str, float]
-    least_change: float = LEAST_CHANGE
 
 
-def place(rng: Rng, canvas: Canvas, sprite: Sprite, thing: Thing, least_change: float) -> bool:
+def place(rng: Rng, canvas: Canvas, sprite: Sprite, thing: Thing, least_change: float,
+          least_to_texture: float) -> bool:  # fmt: skip
     """Lays a thing where little else lies; what would not be seen is taken away again."""
     height, width = canvas.owners.shape
     for _ in range(TRIES):
@@ -54,7 +56,8 @@ def place(rng: Rng, canvas: Canvas, sprite: Sprite, thing: Thing, least_change: 
         if covers_others(canvas, sprite, corner):
             continue
         kept = canvas.image.copy(), canvas.gleam.copy(), canvas.owners.copy()
-        if lay(canvas, sprite, corner, thing.number) >= least_change:
+        change = lay(canvas, sprite, corner, thing.number)
+        if change.mean >= max(least_change, least_to_texture * change.texture):
             return True
         canvas.image, canvas.gleam, canvas.owners = kept
     return False
@@ -96,8 +99,8 @@ def fill(rng: Rng, canvas: Canvas, content: Content) -> list[Thing]:
             kind = str(rng.choice(list(distractors.DISTRACTORS)))
             sprite = distractors.DISTRACTORS[kind](rng)
         thing = Thing(len(things) + 1, label, kind)
-        least = content.least_change if is_dirt else 0.0
-        if place(rng, canvas, turned_sprite(rng, sprite), thing, least):
+        least = (LEAST_CHANGE, LEAST_TO_TEXTURE) if is_dirt else (0.0, 0.0)
+        if place(rng, canvas, turned_sprite(rng, sprite), thing, *least):
             things.append(thing)
     return things
 

@@ -1,6 +1,7 @@
 """Things that lie on a floor, and how they are laid there."""
 
 from dataclasses import dataclass, field
+from typing import NamedTuple
 
 import cv2
 import numpy as np
@@ -114,13 +115,20 @@ def overlap(canvas: Canvas, sprite: Sprite, corner: tuple[int, int]) -> tuple[tu
     return tuple(piece[0] for piece in pieces), tuple(piece[1] for piece in pieces)
 
 
-def lay(canvas: Canvas, sprite: Sprite, corner: tuple[int, int], number: int) -> float:
-    """Puts the thing on the canvas; returns how much its pixels changed, 0..1 on average."""
+class Change(NamedTuple):
+    """What laying a thing did to its pixels, in brightness 0..1."""
+
+    mean: float  # how much they changed, on average
+    texture: float  # deviation of what lay there before
+
+
+def lay(canvas: Canvas, sprite: Sprite, corner: tuple[int, int], number: int) -> Change:
+    """Puts the thing on the canvas."""
     margin = 8 + int(3 * sprite.lift) if sprite.lift > 0 else 0
     sprite, corner = padded(sprite, margin), (corner[0] - margin, corner[1] - margin)
     met = overlap(canvas, sprite, corner)
     if met is None:
-        return 0.0
+        return Change(0.0, 0.0)
     there, here = met
     light, region = canvas.light, canvas.image[there]
     before = region.copy()
@@ -139,8 +147,9 @@ def lay(canvas: Canvas, sprite: Sprite, corner: tuple[int, int], number: int) ->
     mask = sprite.mask[here]
     canvas.owners[there][mask] = number
     if not mask.any():
-        return 0.0
-    return float(np.abs(region - before + gleam[..., None]).mean(axis=2)[mask].mean())
+        return Change(0.0, 0.0)
+    change = np.abs(region - before + gleam[..., None]).mean(axis=2)[mask]
+    return Change(float(change.mean()), float(before.mean(axis=2)[mask].std()))
 
 
 def mirror(canvas: Canvas, sprite: Sprite, there: tuple, here: tuple) -> Image:

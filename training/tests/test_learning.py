@@ -7,8 +7,9 @@ import torch
 
 from assign import assign
 from boxes import ciou, contains, iou
-from losses import mask_loss, side_loss
-from network import BINS, anchor_grid, corner_boxes, side_distances
+from data import Batch
+from losses import cell_loss, mask_loss, side_loss
+from network import BINS, Raw, anchor_grid, corner_boxes, side_distances
 from train import rate_at
 
 
@@ -126,6 +127,28 @@ class MaskTest(unittest.TestCase):
         loss = mask_loss(torch.zeros(1, 32), torch.zeros(32, 8, 8), torch.ones(1, 8, 8), boxes)
         # One cell round the box counts too: 6 x 6 cells by an area of 4 x 4.
         self.assertAlmostEqual(float(loss), math.log(2) * 36 / 16, places=5)
+
+
+class CellTest(unittest.TestCase):
+    def loss(self, ignored: list[float]) -> float:
+        """Of undecided cells, 4 x 4 of two classes, one of which shows a piece of the second."""
+        masks = torch.zeros(1, 1, 8, 8, dtype=torch.uint8)
+        masks[0, 0, 2:4, :2] = 255
+        batch = Batch(
+            torch.zeros(1, 32, 32, 3, dtype=torch.uint8), torch.tensor([[1]]),
+            torch.tensor([[[0.0, 8.0, 8.0, 16.0]]]), masks, torch.tensor([[True]]),
+            torch.tensor([[ignored]]),
+        )  # fmt: skip
+        nothing = torch.zeros(1, 1, 1)
+        raw = Raw(nothing, nothing, nothing, nothing, torch.zeros(1, 2, 4, 4))
+        return float(cell_loss(raw, batch))
+
+    def test_undecided_cells_cost_the_logarithm_of_two_each(self) -> None:
+        self.assertAlmostEqual(self.loss([0.0] * 4), 32 * math.log(2), places=4)
+
+    def test_ignored_cells_count_where_they_show_something(self) -> None:
+        # The left half: 8 cells, but for the one with the piece.
+        self.assertAlmostEqual(self.loss([0.0, 0.0, 16.0, 32.0]), 18 * math.log(2), places=4)
 
 
 class RateTest(unittest.TestCase):

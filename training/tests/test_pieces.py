@@ -1,10 +1,16 @@
 """From maps of things to what a network is asked for."""
 
+import json
+import tempfile
 import unittest
+from pathlib import Path
 
 import numpy as np
 
-from data import MASK_SIDE, areas_of, pieces_of, position_of, target_of
+from data import (
+    LOOK_SIDE, SIDE, Scenes, SegmentationSamples, areas_of, look_window, pieces_of, position_of,
+    target_of,
+)  # fmt: skip
 from letterbox import letterbox, to_square
 
 
@@ -38,7 +44,7 @@ def owners_with(number: int, rows: slice, columns: slice) -> np.ndarray:
 class TargetTest(unittest.TestCase):
     def test_a_box_goes_to_network_pixels(self) -> None:
         owners = owners_with(1, slice(60, 160), slice(100, 200))
-        target = target_of(owners, THINGS, areas_of(owners))
+        target = target_of(owners, THINGS, areas_of(owners), SIDE)
         np.testing.assert_array_equal(target.labels, [3])
         np.testing.assert_allclose(target.boxes, [[50, 55, 100, 105]])
 
@@ -46,20 +52,20 @@ class TargetTest(unittest.TestCase):
         owners = owners_with(
             1, slice(62, 158), slice(100, 200)
         )  # network rows 56-103, columns 50-99
-        mask = target_of(owners, THINGS, areas_of(owners)).masks[0]
-        self.assertEqual(mask.shape, (MASK_SIDE, MASK_SIDE))
+        mask = target_of(owners, THINGS, areas_of(owners), SIDE).masks[0]
+        self.assertEqual(mask.shape, (SIDE // 4, SIDE // 4))
         self.assertEqual(mask[14, 13], 255)
         self.assertAlmostEqual(int(mask[14, 12]), 128, delta=1)  # columns 48-51, half of them
         self.assertEqual(mask[13, 13], 0)
 
     def test_what_is_no_dirt_is_not_asked_for(self) -> None:
         owners = owners_with(2, slice(60, 160), slice(100, 200))
-        target = target_of(owners, THINGS, areas_of(owners))
+        target = target_of(owners, THINGS, areas_of(owners), SIDE)
         self.assertEqual((len(target.labels), len(target.ignored)), (0, 0))
 
     def test_a_scrap_is_to_be_ignored(self) -> None:
         owners = owners_with(1, slice(0, 9), slice(0, 100))
-        target = target_of(owners, THINGS, areas_of(owners))
+        target = target_of(owners, THINGS, areas_of(owners), SIDE)
         self.assertEqual((len(target.labels), len(target.ignored)), (0, 1))
 
     def test_smallness_is_of_network_pixels(self) -> None:
@@ -75,6 +81,41 @@ class TargetTest(unittest.TestCase):
         self.assertFalse(pieces[0].counts)
         pieces = list(pieces_of(owners, THINGS, {1: 10000, 2: 0}, 0.5))
         self.assertTrue(pieces[0].counts)
+
+
+class SampleTest(unittest.TestCase):
+    """One scene of 576 x 576 with a piece of dirt of 60 x 60 in its middle."""
+
+    def setUp(self) -> None:
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        folder = Path(scratch.name)
+        self.owners = np.zeros((576, 576), np.uint8)
+        self.owners[258:318, 258:318] = 1
+        np.save(folder / "owners.npy", self.owners[None])
+        np.save(folder / "pictures.npy", np.full((1, 576, 576, 3), 200, np.uint8))
+        line = {"scene": 0, "style": "tiled", "things": THINGS}
+        (folder / "index.jsonl").write_text(json.dumps(line) + "\n")
+        self.scenes = Scenes(folder)
+
+    def test_looks_come_before_patches(self) -> None:
+        samples = SegmentationSamples(self.scenes, 1, 4, first_patch=2)
+        sides = [samples[number][0].shape for number in range(4)]
+        self.assertEqual(sides, [(LOOK_SIDE, LOOK_SIDE, 3)] * 2 + [(SIDE, SIDE, 3)] * 2)
+        for number in range(4):
+            for mask in samples[number][1].masks:
+                self.assertEqual(mask.shape, (sides[number][0] // 4, sides[number][1] // 4))
+
+    def test_most_looks_show_dirt_and_all_stay_in_the_scene(self) -> None:
+        shown = 0
+        for seed in range(200):
+            window = look_window(np.random.default_rng(seed), self.owners, THINGS)
+            part = self.owners[window]
+            self.assertEqual(part.shape[0], part.shape[1])
+            self.assertTrue(150 <= part.shape[0] <= 280, part.shape)
+            shown += bool((part == 1).any())
+        self.assertGreater(shown, 120)  # 63 % are made round it
+        self.assertLess(shown, 200)
 
 
 class OrderTest(unittest.TestCase):

@@ -4,22 +4,22 @@ import unittest
 
 import numpy as np
 
-from render import dirt, distractors, floors, scene
+from render import dirt, distractors, floors, scene, sprite
 
 SIZE = (160, 120)
 
 
 class SpriteTest(unittest.TestCase):
-    def check(self, sprite, name: str) -> None:
-        shape = sprite.mask.shape
-        self.assertEqual(sprite.mask.dtype, bool, name)
-        self.assertTrue(sprite.mask.any(), f"{name} has an empty mask")
-        self.assertEqual(sprite.opacity.shape, shape, name)
-        self.assertEqual(np.broadcast_shapes(sprite.colour.shape, (*shape, 3)), (*shape, 3), name)
-        for part in (sprite.opacity, sprite.colour, sprite.film, sprite.height, sprite.gloss):
+    def check(self, made: sprite.Sprite, name: str) -> None:
+        shape = made.mask.shape
+        self.assertEqual(made.mask.dtype, bool, name)
+        self.assertTrue(made.mask.any(), f"{name} has an empty mask")
+        self.assertEqual(made.opacity.shape, shape, name)
+        self.assertEqual(np.broadcast_shapes(made.colour.shape, (*shape, 3)), (*shape, 3), name)
+        for part in (made.opacity, made.colour, made.film, made.height, made.gloss):
             if part is not None:
                 self.assertTrue(np.isfinite(part).all(), name)
-        self.assertTrue(0 <= sprite.opacity.min() and sprite.opacity.max() <= 1.001, name)
+        self.assertTrue(0 <= made.opacity.min() and made.opacity.max() <= 1.001, name)
 
     def test_every_kind_of_dirt_is_well_formed(self) -> None:
         for name, kinds in dirt.DIRT.items():
@@ -42,10 +42,38 @@ class FloorTest(unittest.TestCase):
             self.assertEqual(floor.shape, (120, 160, 3), style)
             self.assertTrue(np.isfinite(floor).all(), style)
 
+    def test_no_floor_is_too_lively(self) -> None:
+        for style in floors.FLOORS:
+            floor = floors.render_floor(np.random.default_rng(4), SIZE, style)
+            self.assertLessEqual(floor.mean(axis=2).std(), 0.1001, style)
+
     def test_training_never_shows_what_is_held_out(self) -> None:
         self.assertFalse(set(floors.TRAINED) & set(floors.HELD_OUT))
         self.assertFalse(set(floors.PLAIN_STYLES) & set(floors.HELD_OUT))
         self.assertEqual(set(floors.TRAINED) | set(floors.HELD_OUT), set(floors.FLOORS))
+
+
+class ChangeTest(unittest.TestCase):
+    def test_a_thing_changes_brightness_by_its_contrast(self) -> None:
+        floor = np.full((40, 40, 3), 0.2, np.float32)
+        floor[:, ::2] = 0.4  # a texture with a deviation of 0.1
+        light = sprite.Light(np.float32([0, 0, 1]), 0.5, np.zeros((40, 40), np.float32))
+        cover = np.ones((10, 10), np.float32)
+        thing = sprite.Sprite(cover > 0, cover, np.full((10, 10, 3), 0.9, np.float32))
+        change = sprite.lay(sprite.Canvas(floor, light), thing, (4, 4), 1)
+        self.assertAlmostEqual(change.mean, 0.6, places=5)
+        self.assertAlmostEqual(change.texture, 0.1, places=5)
+
+    def test_what_is_not_seen_is_taken_away_again(self) -> None:
+        rng = np.random.default_rng(1)
+        light = sprite.random_light(rng, SIZE)
+        for grey, stays in ((0.48, True), (0.53, False)):  # a change of 0.12 and of 0.07
+            canvas = sprite.Canvas(np.full((120, 160, 3), 0.6, np.float32), light)
+            before = canvas.image.copy()
+            cover = np.ones((20, 20), np.float32)
+            thing = sprite.Sprite(cover > 0, cover, np.full((20, 20, 3), grey, np.float32))
+            laid = scene.place(rng, canvas, thing, scene.Thing(1, 0, "hair"), 0.1, 1.0)
+            self.assertEqual((laid, bool((canvas.image != before).any())), (stays, stays))
 
 
 class SceneTest(unittest.TestCase):
