@@ -57,6 +57,24 @@ def tinted(tint: Image, strength: Image) -> Image:
 # ---- Liquid spill -------------------------------------------------------------------------------
 
 
+def highlights(rng: Rng, cover: Image, deep: Image) -> Image:
+    """What every wet surface shows of lamps and windows: arcs along its rim, spots within."""
+    size = cover.shape[::-1]
+    x, y = coordinates(size, (size[0] / 2, size[1] / 2))
+    angle, facing = np.arctan2(y, x), rng.uniform(-np.pi, np.pi)
+    turn = np.abs(np.mod(angle - facing + np.pi, 2 * np.pi) - np.pi)
+    seam = np.exp(-(((deep - rng.uniform(3, 6)) / rng.uniform(1.2, 2.5)) ** 2))
+    shine = seam * smoothstep(0, 0.4, rng.uniform(0.6, 1.3) - turn)
+    reach = float(deep.max())
+    for _ in range(int(rng.integers(1, 4))):
+        at = np.array(size) / 2 + rng.normal(0, 0.45 * reach, 2)
+        u, v = turned(*coordinates(size, tuple(at)), facing)
+        long, short = reach * rng.uniform(0.25, 0.6), reach * rng.uniform(0.1, 0.25)
+        spot = 1 - np.hypot(u / short, v / long) + 0.25 * smooth_noise(rng, size, 12)
+        shine = np.maximum(shine, smoothstep(0, 0.3, spot) * rng.uniform(0.5, 1))
+    return (shine * smoothstep(1, 3, deep)).astype(np.float32)
+
+
 def liquid(rng: Rng, inside: Image, tint: Image, clear: float) -> Sprite:
     """A wet surface over what `inside` (positive) covers; `clear` 1 hides nothing of the floor."""
     cover = smoothstep(0, 0.05, inside)
@@ -71,7 +89,9 @@ def liquid(rng: Rng, inside: Image, tint: Image, clear: float) -> Sprite:
     gloss = cover * rng.uniform(0.25, 0.9)
     opacity = cover * (1 - clear) * (0.6 + 0.4 * thick)
     mask = main_parts(cover > 0.5)
-    return Sprite(mask, opacity, flat(inside.shape[::-1], tint), film, height, gloss, 0.5)
+    shine = highlights(rng, cover, deep) * rng.uniform(0.6, 1)
+    surface = mix(flat(inside.shape[::-1], tint), WHITE, shine)
+    return Sprite(mask, np.maximum(opacity, shine), surface, film, height, gloss, 0.5)
 
 
 def water(rng: Rng) -> Sprite:
@@ -101,7 +121,7 @@ def sauce(rng: Rng) -> Sprite:
     if rng.random() < 0.5:
         inside = dragged(rng, inside)
     tint = colour(
-        rng, tuple(rng.choice([(0, 14), (40, 55), (20, 32), (80, 120)])), (0.5, 0.95), (0.25, 0.85)
+        rng, tuple(rng.choice([(0, 14), (40, 55), (80, 120)])), (0.5, 0.95), (0.25, 0.85)
     )
     sprite = liquid(rng, inside, tint, 0.0)
     lumps = fractal_noise(rng, size, 20, 3) * rng.uniform(0.5, 3)
@@ -134,11 +154,11 @@ def dragged(rng: Rng, inside: Image) -> Image:
 
 def stain_tint(rng: Rng) -> Image:
     kind = rng.random()
-    if kind < 0.5:
-        return colour(rng, (15, 42), (0.25, 0.8), (0.25, 0.75))
-    if kind < 0.75:
-        return colour(rng, (0, 360), (0, 0.2), (0.2, 0.65))
-    return colour(rng, (0, 360), (0.3, 0.9), (0.25, 0.75))
+    if kind < 0.65:
+        return colour(rng, (15, 42), (0.25, 0.8), (0.35, 0.75))
+    if kind < 0.85:
+        return colour(rng, (0, 360), (0, 0.2), (0.3, 0.65))
+    return colour(rng, (0, 360), (0.3, 0.8), (0.35, 0.75))
 
 
 def stained(rng: Rng, strength: Image, mask: Image) -> Sprite:
@@ -149,9 +169,9 @@ def stained(rng: Rng, strength: Image, mask: Image) -> Sprite:
     strength = np.clip(strength * blotches, 0, 1).astype(np.float32)
     if rng.random() < 0.25:
         pale = colour(rng, (0, 60), (0, 0.3), (0.65, 1))
-        return Sprite(mask, strength * rng.uniform(0.35, 0.8), flat(size, pale))
+        return Sprite(mask, strength * rng.uniform(0.35, 0.7), flat(size, pale))
     return Sprite(
-        mask, strength * rng.uniform(0, 0.35), flat(size, tint * 0.8), tinted(tint, strength)
+        mask, strength * rng.uniform(0, 0.2), flat(size, tint * 0.8), tinted(tint, strength)
     )
 
 
@@ -168,8 +188,8 @@ def dried_puddle(rng: Rng) -> Sprite:
         inside = np.maximum(inside, 0.5 - np.hypot(x, y) / log_uniform(rng, 3, 18))
     soft = rng.uniform(0.03, 0.25)
     film = smoothstep(-0.02, soft, inside)
-    seam = np.exp(-((depth(film) - 2.5) ** 2) / rng.uniform(3, 14)) * film * rng.uniform(0, 0.7)
-    return stained(rng, film * rng.uniform(0.35, 0.85) + seam, main_parts(film > 0.4))
+    seam = np.exp(-((depth(film) - 2.5) ** 2) / rng.uniform(3, 14)) * film * rng.uniform(0.3, 0.8)
+    return stained(rng, film * rng.uniform(0.3, 0.65) + seam, main_parts(film > 0.4))
 
 
 def cup_ring(rng: Rng) -> Sprite:
@@ -457,21 +477,13 @@ def along_path(size: Size, path: Image) -> tuple[Image, Image]:
     return along, beside
 
 
-def mud_smear(rng: Rng) -> Sprite:
-    """Mud dragged by a foot or a wheel: thick where it fell, streaks behind it."""
-    reach = log_uniform(rng, 55, 160)
-    size = square(reach * 1.2)
-    inside = dragged(rng, puddle(rng, size, reach * 0.55, 0.4))
-    return muddy(rng, smoothstep(0, 0.1, inside))
-
-
 # ---- Solid waste --------------------------------------------------------------------------------
 
 
 def waste_colour(rng: Rng) -> Image:
-    if rng.random() < 0.85:
-        return colour(rng, (18, 40), (0.35, 0.75), (0.14, 0.48))
-    return colour(rng, (20, 90), (0, 0.4), (0.06, 0.4))
+    if rng.random() < 0.95:
+        return colour(rng, (18, 40), (0.4, 0.75), (0.16, 0.5))
+    return colour(rng, (20, 90), (0.1, 0.5), (0.08, 0.4))
 
 
 def waste(rng: Rng, cover: Image, relief: Image, thick: float) -> Sprite:
@@ -575,7 +587,7 @@ DIRT: dict[str, tuple[Callable[[Rng], Sprite], ...]] = {
     "dried stain": (dried_puddle, dried_puddle, cup_ring, smudge),
     "crumbs and dust": (crumbs, crumbs, dust),
     "hair": (tangle, tuft),
-    "mud track": (shoe_print, paw_prints, wheel_track, mud_smear),
+    "mud track": (shoe_print, paw_prints, wheel_track),
     "solid waste": (coil, logs, logs, pellets, soft_pile),
 }
 

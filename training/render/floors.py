@@ -12,7 +12,7 @@ from .noise import (
     Image,
     Rng,
     Size,
-    any_colour,
+    floor_colour,
     blur,
     colour,
     coordinates,
@@ -74,7 +74,7 @@ def wood_colours(rng: Rng) -> tuple[Image, Image]:
     """Light and dark of one kind of wood: pale, honey, red, walnut, greyed, painted."""
     light = colour(rng, (14, 42), (0.08, 0.65), (0.3, 0.92))
     if rng.random() < 0.15:
-        light = any_colour(rng)
+        light = floor_colour(rng)
     return light, light * rng.uniform(0.45, 0.85) * colour(rng, (15, 40), (0, 0.25), (0.9, 1))
 
 
@@ -103,7 +103,7 @@ def knot_field(rng: Rng, size: Size, count: int) -> Image:
 
 def clouds(rng: Rng, cells: Lattice) -> Image:
     """Stone, cement or glaze in soft patches of two colours."""
-    base = any_colour(rng) * 0.6 + 0.4 * colour(rng, (20, 50), (0, 0.25), (0.2, 1))
+    base = floor_colour(rng) * 0.6 + 0.4 * colour(rng, (20, 50), (0, 0.25), (0.2, 1))
     other = base * rng.uniform(0.6, 1.1) + rng.normal(0, 0.04, 3).astype(np.float32)
     cloud = fractal_noise(rng, (800, 800), log_uniform(rng, 40, 400), 5, rng.uniform(0.45, 0.8))
     share = wandering(rng, cells, cloud) * rng.uniform(0.1, 0.8)
@@ -113,7 +113,7 @@ def clouds(rng: Rng, cells: Lattice) -> Image:
 def glaze(rng: Rng, cells: Lattice) -> Image:
     """One colour, a little different from tile to tile."""
     shades = 1 + by_cell(rng, cells, rng.uniform(0, 0.08))
-    return any_colour(rng) * shades[..., None] * np.ones(3, np.float32)
+    return floor_colour(rng) * shades[..., None] * np.ones(3, np.float32)
 
 
 def two_glazes(rng: Rng, cells: Lattice) -> Image:
@@ -127,7 +127,7 @@ def veins(rng: Rng, cells: Lattice) -> Image:
     size = (900, 900)
     ridge = 1 - np.abs(fractal_noise(rng, size, log_uniform(rng, 120, 420), 5, 0.6))
     line = np.clip(ridge, 0, 1) ** log_uniform(rng, 6, 40)
-    vein = any_colour(rng)
+    vein = floor_colour(rng)
     return mix(clouds(rng, cells), vein * np.ones_like(vein), wandering(rng, cells, line))
 
 
@@ -137,7 +137,7 @@ def speckle(rng: Rng, cells: Lattice) -> Image:
     for _ in range(int(rng.integers(2, 5))):
         grain = smooth_noise(rng, (700, 700), log_uniform(rng, 1.5, 9))
         share = smoothstep(*sorted(rng.uniform(0.3, 1.1, 2)), grain) * rng.uniform(0.2, 0.9)
-        floor = mix(floor, any_colour(rng), wandering(rng, cells, share.astype(np.float32)))
+        floor = mix(floor, floor_colour(rng), wandering(rng, cells, share.astype(np.float32)))
     return floor
 
 
@@ -151,7 +151,7 @@ def motif(rng: Rng, cells: Lattice) -> Image:
         pattern += np.cos(a * (u + v) + b * u * v + phase)
     floor = glaze(rng, cells)
     for level in np.sort(rng.uniform(-2, 2, int(rng.integers(1, 4)))):
-        floor = mix(floor, any_colour(rng), smoothstep(level, level + 0.12, pattern))
+        floor = mix(floor, floor_colour(rng), smoothstep(level, level + 0.12, pattern))
     return floor
 
 
@@ -182,7 +182,7 @@ Division = Callable[[Rng, Size], Lattice]
 
 def laid(rng: Rng, size: Size, division: Division, material: Material, gap: float) -> Image:
     cells = division(rng, size)
-    filling = any_colour(rng) * rng.uniform(0.3, 1)
+    filling = floor_colour(rng) * rng.uniform(0.3, 1)
     return joints(rng, material(rng, cells), cells, gap, filling)
 
 
@@ -223,7 +223,7 @@ def concrete(rng: Rng, size: Size) -> Image:
 def carpet(rng: Rng, size: Size) -> Image:
     """Pile: tufts, strokes lying one way or the other, mottled yarn."""
     x, y = lattice.slanted(rng, size)
-    base, yarn = any_colour(rng), any_colour(rng)
+    base, yarn = floor_colour(rng), floor_colour(rng)
     tuft = smooth_noise(rng, size, log_uniform(rng, 1.5, 6))
     rows = np.sin(y * 2 * np.pi / log_uniform(rng, 4, 14)) * np.sin(
         x * 2 * np.pi / log_uniform(rng, 4, 30)
@@ -253,7 +253,7 @@ def rug(rng: Rng, size: Size) -> Image:
             (x if line else y) * 2 * np.pi / log_uniform(rng, 20, 260) + rng.uniform(0, 6)
         )
         stripe = smoothstep(*np.sort(rng.uniform(-0.9, 0.9, 2) + [0, 0.05]), wave)
-        floor = mix(floor, floor * 0.4 + 0.6 * any_colour(rng), stripe * rng.uniform(0.3, 1))
+        floor = mix(floor, floor * 0.4 + 0.6 * floor_colour(rng), stripe * rng.uniform(0.3, 1))
     return floor
 
 
@@ -262,17 +262,17 @@ def photographic(rng: Rng, size: Size) -> Image:
     exponent, contrast = rng.uniform(0.7, 1.7), rng.uniform(0.05, 0.22)
     common = spectrum_noise(rng, size, exponent)
     planes = [0.8 * common + 0.35 * spectrum_noise(rng, size, exponent) for _ in range(3)]
-    return any_colour(rng) + contrast * np.dstack(planes)
+    return floor_colour(rng) + contrast * np.dstack(planes)
 
 
 def dead_leaves(rng: Rng, size: Size) -> Image:
     """No floor: shapes of all sizes covering each other, as edges in photographs do."""
-    floor = any_colour(rng) * np.ones((*size[::-1], 3), np.float32)
+    floor = floor_colour(rng) * np.ones((*size[::-1], 3), np.float32)
     for _ in range(int(rng.integers(60, 300))):
         radius = min(8 * rng.random() ** -0.6, 260)
         centre = rng.uniform(0, size[0]), rng.uniform(0, size[1])
         axes = (2 * radius, 2 * radius * rng.uniform(0.3, 1))
-        shade = tuple(map(float, any_colour(rng)))
+        shade = tuple(map(float, floor_colour(rng)))
         box = (centre, axes, rng.uniform(0, 180))
         if rng.random() < 0.5:
             cv2.ellipse(floor, box, shade, -1, cv2.LINE_AA)
@@ -294,7 +294,7 @@ def patchwork(rng: Rng, size: Size) -> Image:
     floor = mix(one, other, inside) * shadow[..., None]
     if rng.random() < 0.5:
         strip = 1 - smoothstep(0, 1.5, np.abs(x) - log_uniform(rng, 3, 40))
-        floor = mix(floor, any_colour(rng), strip)
+        floor = mix(floor, floor_colour(rng), strip)
     return floor
 
 

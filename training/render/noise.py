@@ -76,9 +76,16 @@ def colour(rng: Rng, hue: tuple[float, float], saturation: tuple[float, float],
     return cv2.cvtColor(hsv, cv2.COLOR_HSV2RGB)[0, 0]
 
 
-def any_colour(rng: Rng) -> Image:
-    """Mostly a warm or plain grey, as things indoors are; now and then a strong colour."""
+def any_colour(rng: Rng, strong: float = 0.2) -> Image:
+    """Mostly a warm or plain grey, as things indoors are; now and then, with the probability
+    `strong`, a strong colour."""
     kind = rng.random()
-    if kind < 0.5:
+    if kind < strong:
+        return colour(rng, (0, 360), (0, 0.9), (0.1, 0.95))
+    if kind < strong + 0.5:
         return colour(rng, (10, 55), (0, 0.4), (0.12, 0.95))
-    return colour(rng, (0, 360), (0, 0.25 if kind < 0.8 else 0.9), (0.1, 0.95))
+    return colour(rng, (0, 360), (0, 0.25), (0.1, 0.95))
+
+
+def floor_colour(rng: Rng) -> Image:
+    return any_colour(rng, strong=0.05)

@@ -29,6 +29,17 @@ class SpriteTest(unittest.TestCase):
                         kind(np.random.default_rng(seed)), f"{name}: {kind.__name__}({seed})"
                     )
 
+    def test_a_liquid_shines_and_what_is_dry_does_not(self) -> None:
+        def white_share(name: str, seed: int) -> float:
+            made = dirt.make_dirt(np.random.default_rng(seed), name)
+            shown = made.colour.min(axis=2) * made.opacity
+            return float((shown[made.mask] > 0.35).mean())
+
+        self.assertGreater(min(white_share("liquid spill", seed) for seed in range(30)), 0.02)
+        for name in ("dried stain", "mud track", "solid waste"):
+            pale = sum(white_share(name, seed) > 0.001 for seed in range(30))
+            self.assertLess(pale, 6, name)  # a pale crust, dried mud
+
     def test_every_other_thing_is_well_formed(self) -> None:
         for name, kind in distractors.DISTRACTORS.items():
             for seed in range(3):
