@@ -19,7 +19,7 @@ train() {
   [[ ! -f ${out}/${task}/checkpoint.pt ]] || resume=(--resume)
   step "training: ${task}"
   "${python[@]}" training/train.py "${task}" --data "${out}/data" --output "${out}/${task}" \
-    --log-every 100 "${resume[@]}"
+    --threads 1 --log-every 100 "${resume[@]}"  # the other core prepares samples
 }
 
 # Writes a network in its three forms.
