@@ -137,6 +137,30 @@ TEST(OnnxFile, TheOrderOfFieldsDoesNotMatter) {
   const std::string attribute = Bytes(5, Number(3, 0) + Bytes(1, "group"));
   EXPECT_EQ(RefusalOf(ModelWith(attribute + Bytes(4, "Conv"))),
             "node '' (Conv) has group 0; expected 1 to 65536");
+  const std::string good = Bytes(5, Number(3, 1) + Bytes(1, "group"));
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Conv", good))), "");
+  const std::string name_last =
+      Bytes(4, "Conv") + IntegerAttribute("group", 0) + Bytes(3, "behind");
+  EXPECT_EQ(RefusalOf(ModelWith(name_last)),
+            "node 'behind' (Conv) has group 0; expected 1 to 65536");
+}
+
+TEST(OnnxFile, TheOrderOfAFunctionsFieldsDoesNotMatter) {
+  const std::string refusal = "function 'f' is called more than 100 functions deep, or by itself";
+  const std::string domain_first = Bytes(3, "n1") + Bytes(7, "own") + Bytes(4, "f");
+  EXPECT_EQ(RefusalOf(Function("f", Bytes(7, Call("f"))) + ModelWith(domain_first)), refusal);
+  const std::string name_last = Bytes(25, Bytes(10, "own") + Bytes(7, Call("f")) + Bytes(1, "f"));
+  EXPECT_EQ(RefusalOf(name_last + ModelWith(Call("f"))), refusal);
+}
+
+TEST(OnnxFile, EveryAttributeIsLookedAt) {
+  const std::string other = IntegerAttribute("kernel", 0);
+  const std::string good = IntegerAttribute("group", 1);
+  const std::string bad = IntegerAttribute("group", 0);
+  for (const std::string& before : {other, good}) {
+    EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Conv", before + bad))),
+              "node 'n1' (Conv) has group 0; expected 1 to 65536");
+  }
 }
 
 TEST(OnnxFile, UnknownFieldsHideNothing) {
@@ -167,6 +191,25 @@ TEST(OnnxFile, AFieldWithoutANumberEndsTheFile) {
 TEST(OnnxFile, ALengthBeyondTheFileEndsIt) {
   const std::string node = ModelWith(NodeFields("Conv", IntegerAttribute("group", 0)));
   EXPECT_EQ(RefusalOf(Varint(99 * 8 + 2) + Varint(~std::uint64_t{0}) + "12345678" + node), "");
+}
+
+TEST(OnnxFile, NothingIsReadBehindALengthBeyondTheFile) {
+  const std::string bad = ModelWith(NodeFields("Conv", IntegerAttribute("group", 0)));
+  EXPECT_EQ(RefusalOf(Varint(99 * 8 + 2) + Varint(1000) + bad), "");
+}
+
+// The attribute's length leads out of its node, to a name and a number that are not its own.
+TEST(OnnxFile, ALengthBeyondItsMessageEndsThat) {
+  const std::string outside = Bytes(1, "group") + Number(3, 0);
+  const std::string node = Bytes(4, "Conv") + Varint(5 * 8 + 2) + Varint(outside.size());
+  EXPECT_EQ(RefusalOf(Bytes(7, Bytes(1, node) + outside)), "");
+}
+
+// What follows the attribute would make its number 10.
+TEST(OnnxFile, ANumberThatIsCutIsNotReadOnBehindItsMessage) {
+  const std::string attribute = Bytes(5, Bytes(1, "group") + Varint(3 * 8));
+  EXPECT_EQ(RefusalOf(ModelWith(Bytes(4, "Conv") + attribute + Bytes(1, "input"))),
+            "node '' (Conv) has group 0; expected 1 to 65536");
 }
 
 TEST(OnnxFile, AFieldOfAnotherKindHoldsNothingOfTheOneBefore) {
@@ -249,6 +292,15 @@ TEST(OnnxFile, AMillionNodesAreTheMost) {
   EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls)), "");
   EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls + Bytes(1, NodeFields("Relu")))),
             "has more than 1000000 nodes once its functions are put in");
+}
+
+// 600,000 nodes, and the first byte of another field's number.
+TEST(OnnxFile, AFieldThatIsCutIsNotTakenForTheOneBefore) {
+  std::string inner;
+  for (int i = 0; i < 999; ++i) inner += Bytes(7, NodeFields("Relu"));
+  std::string calls;
+  for (int i = 0; i < 600; ++i) calls += Bytes(1, Call("f"));
+  EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls) + "\x80"), "");
 }
 
 TEST(OnnxFile, AMillionNodesAreTheMostWithoutFunctionsToo) {
