@@ -4,6 +4,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <string>
+#include <vector>
 
 #include "engine/postprocess_options.h"
 #include "support/case_name.h"
@@ -27,6 +28,35 @@ void ExpectDefaults(const PostprocessOptions& options) {
   EXPECT_EQ(options.max_detections, 300);
   EXPECT_FALSE(options.class_agnostic);
   EXPECT_EQ(options.mask_threshold, 0.5F);
+}
+
+// What `init`, `check` and completion tell of each key.
+TEST(PostprocessKeys, AreThoseOfTheMappingInWords) {
+  struct Words {
+    const char* name;
+    const char* expected;
+    const char* fallback;
+    const char* meaning;
+  };
+  const std::vector<Words> expected{
+      {"score_threshold", "a number from 0 to 1", "0.25",
+       "keep a candidate when its best class score is greater"},
+      {"iou_threshold", "a number from 0 to 1", "0.7",
+       "drop a box that overlaps a better one of its class by more"},
+      {"max_detections", "an integer from 1 to 100000", "300", "per patch, best first"},
+      {"class_agnostic", "true or false", "false",
+       "true: boxes suppress each other across classes"},
+      {"mask_threshold", "a number from 0 to 1", "0.5",
+       "a pixel is mask when its probability is greater"},
+  };
+  const std::vector<PostprocessKey>& keys = PostprocessKeys();
+  ASSERT_EQ(keys.size(), expected.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    EXPECT_EQ(keys[i].name, expected[i].name);
+    EXPECT_EQ(keys[i].expected, expected[i].expected);
+    EXPECT_EQ(keys[i].fallback, expected[i].fallback);
+    EXPECT_EQ(keys[i].meaning, expected[i].meaning);
+  }
 }
 
 TEST(PostprocessDefaults, HoldForAFileWithoutTheMapping) {
