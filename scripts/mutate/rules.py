@@ -253,6 +253,15 @@ def drops(source: str, tokens: list[Token], pairs: dict[int, int]) -> Iterator[M
                 yield Mutant(start, end, "\n" * source.count("\n", start, end))
 
 
+def reservations(tokens: list[Token], pairs: dict[int, int]) -> list[tuple[int, int]]:
+    """Where room is made in advance: whatever is changed there costs time alone."""
+    return [
+        (tokens[i - 2].start, tokens[pairs[i + 1]].end)
+        for i, token in enumerate(tokens[:-1])
+        if token.text == "reserve" and tokens[i + 1].text == "("
+    ]
+
+
 def mutants_of(source: str) -> list[Mutant]:
     """Every mutant of a source, in the order of their places."""
     tokens = tokens_of(source)
@@ -267,4 +276,10 @@ def mutants_of(source: str) -> list[Mutant]:
     found.update(conditions(source, tokens, pairs))
     found.update(swaps(source, tokens, pairs))
     found.update(drops(source, tokens, pairs))
+    unseen = reservations(tokens, pairs)
+    found = {
+        mutant
+        for mutant in found
+        if not any(start <= mutant.start and mutant.end <= end for start, end in unseen)
+    }
     return sorted(found, key=lambda mutant: (mutant.start, mutant.end, mutant.text))
