@@ -295,6 +295,40 @@ TEST_F(Conversion, OnlyPixelsInsideTheFrameAreCounted) {
   EXPECT_EQ(Convert({{MakeObject(3, mask)}})->mask_pixel_counts, Counts{1.0F});
 }
 
+TEST_F(Conversion, MaskIsClippedToTheFrameNotToTheImage) {
+  images = ColorOnly(ColorImage(480, 640));
+  detector.patches_ = {{600, 470, 640, 640}};
+
+  const Result result = Convert({{MakeObject(3, Mask(50, 70))}});
+
+  EXPECT_TRUE(SameImage(result->label_masks.at(3), Canvas({600, 470, 70, 50})));
+  EXPECT_EQ(result->mask_pixel_counts, Counts{3500.0F});
+}
+
+TEST_F(Conversion, MaskIsClippedNeitherToItsPatchNorToItsBox) {
+  detector.patches_ = {{5, 6, 2, 2}};
+  Object object = MakeObject(3, Mask(4, 3));
+  object.width = 0.0F;
+  object.height = -1.0F;
+
+  const Result result = Convert({{object}});
+
+  EXPECT_TRUE(SameImage(result->label_masks.at(3), Canvas({5, 6, 3, 4})));
+  EXPECT_EQ(result->mask_pixel_counts, Counts{12.0F});
+}
+
+TEST_F(Conversion, MaskIsReadAtItsRowStep) {
+  // One pixel of 3 x 2, cut from a matrix that is set all around.
+  cv::Mat mask = Mask(4, 10)(cv::Rect(5, 1, 3, 2));
+  mask.setTo(cv::Scalar(0));
+  mask.row(1).col(2).setTo(cv::Scalar(255));
+
+  const Result result = Convert({{MakeObject(3, mask)}});
+
+  EXPECT_TRUE(SameImage(result->label_masks.at(3), Canvas({2, 1, 1, 1})));
+  EXPECT_EQ(result->mask_pixel_counts, Counts{1.0F});
+}
+
 TEST_F(Conversion, MaskOutsideTheFrameIsSkipped) {
   for (const cv::Point& origin : {cv::Point(1920, 0), cv::Point(0, 1080), cv::Point(3000, 3000),
                                   cv::Point(INT_MAX, 0), cv::Point(0, INT_MAX)}) {
@@ -478,6 +512,14 @@ TEST_F(Conversion, OnlyListedClassesAreAsked) {
   EXPECT_EQ(BoxesAsked().size(), 3U);
 }
 
+TEST_F(Conversion, WithoutListedClassesNobodyIsAsked) {
+  SetUpClassifier({}, "y");
+
+  EXPECT_EQ(Convert({{MakeObject(3)}})->labels, Labels{3});
+
+  EXPECT_TRUE(BoxesAsked().empty());
+}
+
 TEST_F(Conversion, ClassifierIsAskedWhateverTheScoreAndTheMask) {
   SetUpClassifier({3}, "yy");
   Object hopeless = MakeObject(3);
@@ -513,6 +555,14 @@ TEST_F(Conversion, FailureOfTheClassifierKeepsTheLabel) {
 
   EXPECT_EQ(log.GetLines(),
             (Lines{Error("judge_fece", "[FECE] Invalid color image"), PatchLine(0, 1)}));
+}
+
+TEST_F(Conversion, ExceptionOfTheClassifierPassesThrough) {
+  // OpenCV cannot resize 32-bit integers.
+  SetUpClassifier({3}, "y");
+  images = ColorOnly(std::make_shared<cv::Mat>(1080, 1920, CV_32SC3, cv::Scalar::all(0)));
+
+  EXPECT_THROW(Convert({{MakeObject(3)}}), cv::Exception);
 }
 
 TEST_F(Conversion, LineOfThePatchComesBehindItsCandidates) {

@@ -1,7 +1,9 @@
 // judge_fece: one candidate box through the classifier.
 #include <cstring>
 #include <limits>
+#include <stdexcept>
 
+#include "common/held_once.h"
 #include "support/detector_test.h"
 
 namespace nuvik::perception::dirty_seg_detector {
@@ -81,6 +83,7 @@ TEST_F(JudgeFece, BoxSizeIsCheckedBeforeTheImage) {
 TEST_F(JudgeFece, MissingNullOrEmptyColorImageIsInvalid) {
   const ImageMap unusable[] = {{},
                                {{"depth", ColorImage(480, 640)}},
+                               {{"color_left", ColorImage(480, 640)}},
                                {{"color", nullptr}},
                                ColorOnly(std::make_shared<cv::Mat>())};
   for (const ImageMap& map : unusable) {
@@ -150,6 +153,12 @@ TEST_F(JudgeFece, HugeCoordinatesSaturate) {
   EXPECT_EQ(ClampedBox({-1e30F, -1e30F, 1e30F, 1e30F}), BoxLine("[0, 0, 640, 480]", "640x480"));
   EXPECT_EQ(ClampedBox({-kInfinity, -kInfinity, kInfinity, kInfinity}),
             BoxLine("[0, 0, 640, 480]", "640x480"));
+}
+
+TEST_F(JudgeFece, ImageLargerThanTheFrameIsTakenToItsOwnEdges) {
+  images = ColorOnly(ColorImage(1200, 2000));
+
+  EXPECT_EQ(ClampedBox({1900, 1000, 2100, 1300}), BoxLine("[1900, 1000, 2000, 1200]", "100x200"));
 }
 
 TEST_F(JudgeFece, NotANumberCountsAsZero) {
@@ -324,6 +333,36 @@ TEST_F(JudgeFece, FrameIsNotWritten) {
   EXPECT_TRUE(Judge({10, 20, 110, 70}));
 
   EXPECT_TRUE(SameImage(*images.at("color"), *ColorImage(480, 640, {10, 20, 30})));
+}
+
+TEST_F(JudgeFece, CropIsACopy) {
+  bool is_held_once = false;
+  script::GetScript().on_inference = [&](auto&, auto&, auto&) {
+    is_held_once = IsHeldOnce(*images.at("color"));
+  };
+
+  Judge({10, 20, 110, 70});
+
+  EXPECT_TRUE(is_held_once);
+}
+
+TEST_F(JudgeFece, ExceptionOfOpenCvPassesThrough) {
+  // OpenCV cannot resize 32-bit integers.
+  images = ColorOnly(std::make_shared<cv::Mat>(480, 640, CV_32SC3, cv::Scalar::all(0)));
+
+  EXPECT_THROW(Judge({10, 20, 110, 70}), cv::Exception);
+
+  EXPECT_EQ(log.GetLines(), Lines{BoxLine("[10, 20, 110, 70]", "100x50")});
+}
+
+TEST_F(JudgeFece, ExceptionOfTheEnginePassesThrough) {
+  script::GetScript().on_inference = [](auto&, auto&, auto&) {
+    throw std::runtime_error("engine");
+  };
+
+  EXPECT_THROW(Judge({10, 20, 110, 70}), std::runtime_error);
+
+  EXPECT_EQ(log.GetLines(), Lines{BoxLine("[10, 20, 110, 70]", "100x50")});
 }
 
 TEST_F(JudgeFece, MissingOutputIsLogged) {

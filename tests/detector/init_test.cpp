@@ -501,11 +501,52 @@ TEST_F(Init, FailedFeceEngineLeavesSegmentationReadyAndTheFileUnread) {
   EXPECT_TRUE(detector.patches_.empty());
 }
 
+TEST_F(Init, FailedSecondSegmentationEngineLeavesTheClassifierAndTheCrops) {
+  DirtySegDetectorConfig config = Config("{}");
+  config.fece_enable = true;
+  ASSERT_TRUE(detector.Init(config));
+  detector.crop_images_["crop_0"] = cv::Mat(1, 1, CV_8UC3);
+  const auto engine = detector.fece_engine_;
+  const auto input = detector.fece_inputs_.at("input").data;
+
+  script::GetScript().init_statuses = {-1};
+  EXPECT_FALSE(detector.Init(config));
+
+  EXPECT_EQ(detector.fece_engine_, engine);
+  EXPECT_EQ(detector.fece_inputs_.at("input").data, input);
+  EXPECT_EQ(detector.crop_images_.count("crop_0"), 1U);
+}
+
+TEST_F(Init, FailedSecondFeceEngineKeepsItsBuffersPatchesAndPostprocessor) {
+  DirtySegDetectorConfig config = Config(kTwoPatches);
+  config.fece_enable = true;
+  ASSERT_TRUE(detector.Init(config));
+  const auto engine = detector.fece_engine_;
+  const auto postprocess = detector.yolov8_postprocess_;
+  const auto input = detector.fece_inputs_.at("input").data;
+  const auto output = detector.fece_outputs_.at("output").data;
+
+  script::GetScript().init_statuses = {0, -1};
+  EXPECT_FALSE(detector.Init(config));
+
+  EXPECT_NE(detector.fece_engine_, engine);
+  EXPECT_EQ(detector.yolov8_postprocess_, postprocess);
+  EXPECT_EQ(detector.fece_inputs_.at("input").data, input);
+  EXPECT_EQ(detector.fece_outputs_.at("output").data, output);
+  EXPECT_EQ(detector.patches_.size(), 2U);
+}
+
 // --- Patches ---
 
 TEST_F(Init, PatchesAreReadInFileOrder) {
   EXPECT_EQ(PatchesOf(kTwoPatches), (Rects{{0, 0, 640, 640}, {640, 0, 320, 200}}));
   EXPECT_EQ(SizesGiven(), (Sizes{{640, 640}, {320, 200}}));
+}
+
+TEST_F(Init, PatchesBeyondTheNetworksBatchAreReadToo) {
+  EXPECT_EQ(PatchesOf("patch: {enable: true, patches: [[1, 2, 3, 4], [5, 6, 7, 8], [9, 9, 9, 9]]}"),
+            (Rects{{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 9, 9, 9}}));
+  EXPECT_EQ(SizesGiven(), (Sizes{{3, 4}, {7, 8}, {9, 9}}));
 }
 
 TEST_F(Init, FileWithoutAPatchKeyHasNoPatches) {
@@ -593,6 +634,22 @@ TEST_F(Init, PostprocessorGetsTheSegmentationNetwork) {
 }
 
 // --- Exceptions ---
+
+TEST_F(Init, ExceptionOfEitherEnginePassesThrough) {
+  DirtySegDetectorConfig config = Config("{}");
+  config.fece_enable = true;
+  const std::vector<Lines> lines{{}, {kSegmentationReady}};
+  for (std::size_t ready = 0; ready < lines.size(); ++ready) {
+    log.Clear();
+    script::GetScript().on_init = [count = ready]() mutable {
+      if (count-- == 0) throw std::runtime_error("engine");
+    };
+
+    EXPECT_THROW(detector.Init(config), std::runtime_error);
+
+    EXPECT_EQ(log.GetLines(), lines[ready]);
+  }
+}
 
 TEST_F(Init, MissingFileThrowsBadFileAfterBothEnginesAreReady) {
   DirtySegDetectorConfig config = Config("{}");

@@ -140,6 +140,18 @@ TEST_F(LogCall, SpdlogAppliesItsOwnLevelToo) {
   EXPECT_EQ(Sequence(), 1);
 }
 
+TEST_F(LogCall, LineBelowTheThresholdGoesToSpdlogUnderTheNumberOfTheLastOne) {
+  tessmar::Logger& instance = tessmar::Logger::Instance("spdlog");
+  log.RestartAt(6);
+  instance.sequence = 7;
+  instance.level = spdlog::level::err;  // spdlog's own stays at debug
+
+  TESSMAR_LOG_INFO("x");
+
+  EXPECT_EQ(log.RawTexts(), Strings{"  7 [INFO] x"});
+  EXPECT_EQ(Sequence(), 7);
+}
+
 TEST_F(LogCall, TextIsFormattedEvenWhenItIsFilteredOut) {
   SetLevels(spdlog::level::critical);
   int count = 0;

@@ -62,6 +62,7 @@ TEST_F(PatchCrop, MissingNullOrEmptyColorImageIsInvalid) {
   detector.patches_ = {{0, 0, 8, 8}};
   const ImageMap unusable[] = {{},
                                {{"depth", ColorImage(8, 8)}},
+                               {{"color_left", ColorImage(8, 8)}},
                                {{"color", nullptr}},
                                ColorOnly(std::make_shared<cv::Mat>())};
   for (const ImageMap& images : unusable) {
@@ -214,6 +215,16 @@ TEST_F(PatchCrop, OriginBeyondEveryImageIsSkipped) {
   EXPECT_FALSE(Run(ColorOnly(ColorImage(8, 8))));
 
   EXPECT_EQ(log.GetLines(), (Lines{Called(), Using(1), Total(0)}));
+}
+
+TEST_F(PatchCrop, ImageLargerThanTheFrameIsCutToItsOwnEdges) {
+  detector.patches_ = {{1992, 1192, 640, 640}};
+  const auto image = ColorImage(1200, 2000, {9, 9, 9});
+  (*image)(cv::Rect(1992, 1192, 8, 8)).setTo(cv::Scalar(1, 2, 3));
+
+  EXPECT_TRUE(Run(ColorOnly(image)));
+
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), *ColorImage(8, 8, {1, 2, 3})));
 }
 
 TEST_F(PatchCrop, NegativeOriginIsLeftToOpenCv) {

@@ -261,6 +261,25 @@ TEST_F(DoInference, OtherImagesAreCarriedAlong) {
   EXPECT_TRUE(Run());
 }
 
+TEST_F(DoInference, IntermediateRecordHoldsEveryImageUntilTheFrameIsDone) {
+  DirtySegDetectorConfig config = DefaultConfig();
+  config.fece_enable = true;
+  config.fece_class_ids = {1};
+  InitWith(config);
+  images["depth"] = ColorImage(1, 1);
+  script::GetScript().objects = {{ObjectAt(0, 0, 1)}};
+  std::vector<long> owners;
+  script::GetScript().on_inference = [&](auto&, auto&, auto&) {
+    for (const auto& [name, image] : images) owners.push_back(image.use_count());
+  };
+
+  EXPECT_TRUE(Run());
+
+  // Before the record is made, and in the conversion.
+  EXPECT_EQ(owners, (std::vector<long>{1, 1, 2, 2}));
+  for (const auto& [name, image] : images) EXPECT_EQ(image.use_count(), 1) << name;
+}
+
 // --- Network inputs ---
 
 TEST_F(DoInference, LongerOfWidthAndHeightIsTheNetworksSize) {
@@ -432,6 +451,18 @@ TEST_F(DoInference, InputWithoutABufferThrowsOutOfRange) {
   EXPECT_EQ(result, previous);
 }
 
+TEST_F(DoInference, ExceptionOfTheEnginePassesThrough) {
+  InitWith(DefaultConfig());
+  script::GetScript().on_inference = [](auto&, auto&, auto&) {
+    throw std::runtime_error("engine");
+  };
+
+  EXPECT_THROW(Run(), std::runtime_error);
+
+  EXPECT_EQ(log.GetLines().back(), Info(kCrop, "Total crops: 2"));
+  EXPECT_EQ(result, previous);
+}
+
 TEST_F(DoInference, ExceptionOfThePostprocessorPassesThrough) {
   InitWith(DefaultConfig());
   script::GetScript().on_post_process = [](auto&, auto&) { throw std::runtime_error("decoder"); };
@@ -534,6 +565,20 @@ TEST_F(DoInference, WallClockThatIsSetBackGivesANegativeTime) {
 
   EXPECT_EQ(log.GetLines()[3],
             Info("DoInference", "dirty seg detection inference cost time is -500.000000 ms."));
+}
+
+TEST_F(DoInference, LinesBetweenTheStagesCountForNone) {
+  InitWith(DefaultConfig());
+  log.OnLine([&] { clock.AdvanceNanoseconds(kMillisecond); });
+
+  EXPECT_TRUE(Run());
+
+  const Lines stages(log.GetLines().end() - 3, log.GetLines().end());
+  EXPECT_EQ(
+      stages,
+      (Lines{kInferenceTime,
+             Info("DoInference", "Dirty seg detection postprocess cost time is 0.000000 ms."),
+             Info("DoInference", "dirty seg detection convert result cost time is 0.000000 ms.")}));
 }
 
 TEST_F(DoInference, ClockIsReadBeforeAndAfterEachStage) {

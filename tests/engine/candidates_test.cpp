@@ -374,6 +374,13 @@ TEST(Suppress, DropsABoxThatOverlapsByMoreThanTheThreshold) {
   EXPECT_THAT(Kept(HalfOverlapping(3, 3), std::nextafter(0.5F, 0.0F)), ElementsAre(0));
 }
 
+TEST(Suppress, DropsABoxWhoseExcessOverTheThresholdIsLostInFloat) {
+  // 8191 x 8191 inside 8192 x 16380: 67092481 of 134184960, one more than half.
+  const std::vector<Candidate> boxes{Box(0, 0, 8192, 16380, 0.9F, 0, 0),
+                                     Box(0, 0, 8191, 8191, 0.8F, 0, 1)};
+  EXPECT_THAT(Kept(boxes, 0.5F), ElementsAre(0));
+}
+
 TEST(Suppress, MeasuresTheUnionNotTheSmallerBox) {
   // 12 x 12 and a 6 x 6 inside it: 36 / 144 is a quarter, though all of the smaller is covered.
   const std::vector<Candidate> boxes{Box(0, 0, 12, 12, 0.9F, 0, 0), Box(3, 3, 9, 9, 0.8F, 0, 1)};

@@ -378,10 +378,10 @@ TEST(Decoder, AMaskPixelIsAboveTheMaskThreshold) {
 TEST(Decoder, MaskThresholdZeroTakesEveryPixelOfTheBoxAndOneTakesNone) {
   SegmentationOutputs outputs(Batch(1));
   outputs.FillPrototype(0, 0, 1.0F);
-  outputs.Put(0, 0, {32, 32, 8, 8, 0, 0.5F, -50.0F});
+  outputs.Put(0, 0, {32, 32, 8, 8, 0, 0.5F, -1e30F});
   EXPECT_EQ(FilledRectangle(DecodeOne(outputs, "{mask_threshold: 0}").at(0).mask),
             cv::Rect(28, 28, 8, 8));
-  outputs.Put(0, 0, {32, 32, 8, 8, 0, 0.5F, 50.0F});
+  outputs.Put(0, 0, {32, 32, 8, 8, 0, 0.5F, 1e30F});
   EXPECT_EQ(cv::countNonZero(DecodeOne(outputs, "{mask_threshold: 1}").at(0).mask), 0);
 }
 
@@ -673,6 +673,8 @@ TEST(DecoderConstructor, RefusesAnotherNumberOfSizesThanTheFileHas) {
   EXPECT_EQ(Rejection(Root({{0, 0, 64, 64}, {64, 0, 64, 64}}), {{64, 64}}),
             "1 patch sizes given; the file has 2 patches");
   EXPECT_EQ(Rejection(Root({{0, 0, 64, 64}}), {}), "0 patch sizes given; the file has 1 patches");
+  EXPECT_EQ(Rejection(Root({{0, 0, 64, 64}, {64, 0, 64, 64}}), {{65, 64}}),
+            "1 patch sizes given; the file has 2 patches");
 }
 
 TEST(DecoderConstructor, RefusesSizesThatDisagreeWithTheFile) {
@@ -698,6 +700,16 @@ TEST(DecoderConstructor, RefusesANetworkWithoutASegmentationHead) {
   EXPECT_EQ(RejectionOf([&] { Yolov8Postprocess(YAML::Node(), config, {}); }),
             "no YOLOv8 segmentation network: no output has rank 4, the prototypes; found "
             "'output0' [1, 14, 84]");
+}
+
+TEST(DecoderConstructor, LooksAtTheOptionsThenAtTheNetworkThenAtThePatches) {
+  AIEngineConfig config = SegmentationOutputs(Batch(1)).Config();
+  config.output_sizes.clear();
+  const auto rejection = [&config](const char* yaml) {
+    return RejectionOf([&] { Yolov8Postprocess(YAML::Load(yaml), config, {}); });
+  };
+  EXPECT_THAT(rejection("{postprocess: 5, patch: 5}"), StartsWith("postprocess in line 1 is '5'"));
+  EXPECT_THAT(rejection("patch: 5"), StartsWith("no YOLOv8 segmentation network: "));
 }
 
 TEST(DecoderConstructor, RefusesAMalformedPatchList) {

@@ -302,6 +302,9 @@ TEST(EngineInitFile, LargerThanANetworkCanBe) {
   ExpectRefused(config, Line(config,
                              "has 2147483648 bytes; expected an ONNX file, of at most "
                              "2147483647"));
+  std::filesystem::resize_file(file.path(), 2147483647);
+  ExpectRefused(config, Line(config, "is no usable ONNX network: Load model from " + file.path() +
+                                         " failed:Protobuf parsing failed."));
 }
 
 TEST(EngineInitFile, APipeIsRefusedAndNotWaitedFor) {
@@ -511,6 +514,40 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"ANegativeDevice", [](AIEngineConfig& config) { config.device_id = -1; },
               "device -1 is unknown; expected 0, the processor"}),
     test::CaseName());
+
+// --- Several wrong entries at once: the first of them is told
+
+TEST(EngineInitFaults, OfATensorComeAsTypeShapeMemoryLength) {
+  AIEngineConfig config = SegmentationConfig();
+  config.input_types["images"] = kAIUint8;
+  config.input_shapes["images"] = {2, 3, 64};
+  config.input_memory_types["images"] = 1;
+  config.input_sizes["images"] = 7;
+  ExpectRefused(config,
+                Line(config, "input 'images' is configured as uint8, the network has float32"));
+  config.input_types.clear();
+  ExpectRefused(config, Line(config,
+                             "input 'images' is configured with shape [2, 3, 64], the network has "
+                             "[2, 3, 64, 64]"));
+  config.input_shapes["images"] = {2, 3, 64, 64};
+  ExpectRefused(config, Line(config,
+                             "input 'images' is configured outside host memory; expected memory "
+                             "type 0"));
+  config.input_memory_types.clear();
+  ExpectRefused(config, Line(config,
+                             "input 'images' is configured with 7 bytes, shape [2, 3, 64, 64] of "
+                             "float32 takes 98304"));
+}
+
+TEST(EngineInitFaults, OfThreadsComeBeforeTheDeviceAndTheFile) {
+  AIEngineConfig config = SegmentationConfig();
+  config.model_path = NetworkPath("no-such-network");
+  config.device_id = 1;
+  config.thread_count = -1;
+  ExpectRefused(config, Line(config, "thread count is -1; expected 0 to 1024"));
+  config.thread_count = 1;
+  ExpectRefused(config, Line(config, "device 1 is unknown; expected 0, the processor"));
+}
 
 // The file is opened only once the thread count is found to be in range.
 TEST(EngineInitThreads, AThousandAndTwentyFourAreInRange) {

@@ -152,6 +152,10 @@ TEST(SegmentationHeadRejection, TwoInputs) {
   EXPECT_EQ(Rejection(config), "no YOLOv8 segmentation network: it has 2 inputs; expected 1");
 }
 
+TEST(SegmentationHeadRejection, OfTheInputComesBeforeThatOfTheOutputs) {
+  EXPECT_EQ(Rejection({}), "no YOLOv8 segmentation network: it has 0 inputs; expected 1");
+}
+
 struct ShapeCase {
   const char* name;
   std::vector<std::int64_t> shape;

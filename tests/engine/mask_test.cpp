@@ -425,9 +425,11 @@ TEST(MaskPainter, ReadsNothingBeforeOrBehindThePrototypes) {
     std::fill_n(reinterpret_cast<float*>(memory.data()), 32, 1.0F);
     const MaskPainter::Prototypes prototypes{reinterpret_cast<const float*>(memory.data()), 2, 4};
     MaskPainter painter;
-    const cv::Mat mask =
-        painter.Paint(prototypes, coefficients.data(), EightByEight(), cv::Rect(0, 0, 8, 8), 0.0F);
-    EXPECT_EQ(cv::countNonZero(mask), 64);
+    for (const cv::Rect& box : {cv::Rect(0, 0, 8, 8), cv::Rect(4, 4, 4, 4)}) {
+      const cv::Mat mask =
+          painter.Paint(prototypes, coefficients.data(), EightByEight(), box, 0.0F);
+      EXPECT_EQ(cv::countNonZero(mask), box.area());
+    }
   }
 }
 
@@ -560,13 +562,24 @@ TEST(MaskPainter, ACellThatIsNotFiniteIsBackgroundAtTheEndOfANarrowBoxToo) {
   }
 }
 
-TEST(MaskPainter, HugeLogitsAtTheEndOfABoxOfOneRowDoNotOverflow) {
+// The first row of eight, the cells at `cell` and beside it huge and of opposite signs.
+std::string RowWithHugeLogits(int cell) {
   Planes planes(1, 4);
   planes.Fill(0, 1.0F);
-  planes.At(0, 0, 2) = kMost;
-  planes.At(0, 0, 3) = -kMost;
+  planes.At(0, 0, cell) = kMost;
+  planes.At(0, 0, cell + 1) = -kMost;
+  return PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 1), 0.0F).front();
+}
+
+TEST(MaskPainter, HugeLogitsAtTheBeginningOfABoxOfOneRowDoNotOverflow) {
+  // Pixel 1 is a quarter of the way from the one to the other, pixel 2 three quarters; pixel 4 is
+  // three quarters of the way to the next cell.
+  EXPECT_EQ(RowWithHugeLogits(0), "##...###");
+}
+
+TEST(MaskPainter, HugeLogitsAtTheEndOfABoxOfOneRowDoNotOverflow) {
   // Pixel 5 is a quarter of the way from the one to the other, pixel 6 three quarters.
-  EXPECT_EQ(PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 1), 0.0F).front(), "######..");
+  EXPECT_EQ(RowWithHugeLogits(2), "######..");
 }
 
 TEST(MaskPainter, ACellThatIsNotFiniteIsBackgroundWhateverTheThreshold) {
@@ -699,14 +712,16 @@ TEST(MaskMemory, AMaskOfWhichSomebodyHoldsAPartIsNotTouched) {
 }
 
 TEST(MaskMemory, AMaskThatNobodyHoldsIsUsedAgainAndBlankOutsideItsNewBox) {
-  MaskPainter painter;
-  painter.StartFrame();
-  const std::uint8_t* memory = Fill(painter, {1, 2, 6, 5}).data;
-  painter.StartFrame();
-  const cv::Mat next = cv::Mat::ones(8, 8, CV_8UC1);  // takes the memory if it was given back
-  const cv::Mat again = Fill(painter, {5, 5, 3, 1});
-  EXPECT_EQ(again.data, memory);
-  EXPECT_EQ(Rows(again), Filled({5, 5, 3, 1}));
+  for (const cv::Rect& drawn : {cv::Rect(1, 2, 6, 5), cv::Rect(5, 0, 2, 4)}) {
+    MaskPainter painter;
+    painter.StartFrame();
+    const std::uint8_t* memory = Fill(painter, drawn).data;
+    painter.StartFrame();
+    const cv::Mat next = cv::Mat::ones(8, 8, CV_8UC1);  // takes the memory if it was given back
+    const cv::Mat again = Fill(painter, {5, 5, 3, 1});
+    EXPECT_EQ(again.data, memory);
+    EXPECT_EQ(Rows(again), Filled({5, 5, 3, 1}));
+  }
 }
 
 TEST(MaskMemory, AMaskReleasedLaterIsBlankInItsNextUseToo) {

@@ -297,6 +297,17 @@ TEST(ReadNetworkRefusal, OfATensorLongerThanItsLengthCanTell) {
                 {1, 13378, 13378});
 }
 
+TEST(ReadNetworkRefusal, OfAShapeThatATrialRunOnZerosLeavesEmpty) {
+  TinyNetwork network;
+  network.operation = "NonZero";  // where its input is not zero: a column for each such place
+  network.inputs = {{"x", OnnxType::kFloat, Shape{3}}};
+  network.outputs = {{"y", OnnxType::kInt64, Shape{-1, -1}}};
+  const TemporaryFile file(Serialise(network));
+  ExpectRefused(file.path(),
+                "tensor 'y' has shape [1, 0]; expected positive dimensions and at most 2147483647 "
+                "bytes");
+}
+
 TEST(ReadNetworkRefusal, OfATrialRunThatFails) {
   TinyNetwork network;
   network.operation = "Reshape";  // to two dimensions, both copied from an input that has one

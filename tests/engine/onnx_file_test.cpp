@@ -42,6 +42,12 @@ std::string Function(const std::string& name, const std::string& nodes) {
 
 std::string Call(const std::string& name) { return NodeFields(name, "", "own"); }
 
+std::string Repeated(int times, const std::string& bytes) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += bytes;
+  return all;
+}
+
 // Functions f0 to f(count - 1), each of which calls the next `times` times; the last one an
 // operator.
 std::string Chain(int count, int times) {
@@ -49,9 +55,7 @@ std::string Chain(int count, int times) {
   for (int i = 0; i < count; ++i) {
     const std::string node =
         Bytes(7, i + 1 < count ? Call("f" + std::to_string(i + 1)) : NodeFields("Relu"));
-    std::string nodes;
-    for (int k = 0; k < times; ++k) nodes += node;
-    functions += Function("f" + std::to_string(i), nodes);
+    functions += Function("f" + std::to_string(i), Repeated(times, node));
   }
   return functions;
 }
@@ -64,6 +68,9 @@ std::string Nested(int levels, const std::string& innermost) {
   }
   return node;
 }
+
+// A function of 1000 nodes, its own and 999 within.
+std::string ThousandNodes() { return Function("f", Repeated(999, Bytes(7, NodeFields("Relu")))); }
 
 // Empty when the file passes.
 std::string RefusalOf(const std::string& bytes) {
@@ -125,6 +132,7 @@ TEST(OnnxFile, OtherAttributesAndOperatorsAreFree) {
   EXPECT_EQ(RefusalOfNode("Conv", "blocksize", 0), "");
   EXPECT_EQ(RefusalOfNode("DepthToSpace", "group", 0), "");
   EXPECT_EQ(RefusalOfNode("Softmax", "group", 0), "");
+  EXPECT_EQ(RefusalOfNode("Softmax", "", 0), "");
 }
 
 TEST(OnnxFile, AnAttributeWithoutANumberIsZero) {
@@ -283,30 +291,21 @@ TEST(OnnxFile, FunctionsStayUnderAMillionNodes) {
             "has more than 1000000 nodes once its functions are put in");
 }
 
-// 1000 calls of a function that is 1000 nodes, its own and 999 within.
 TEST(OnnxFile, AMillionNodesAreTheMost) {
-  std::string inner;
-  for (int i = 0; i < 999; ++i) inner += Bytes(7, NodeFields("Relu"));
-  std::string calls;
-  for (int i = 0; i < 1000; ++i) calls += Bytes(1, Call("f"));
-  EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls)), "");
-  EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls + Bytes(1, NodeFields("Relu")))),
+  const std::string calls = Repeated(1000, Bytes(1, Call("f")));
+  EXPECT_EQ(RefusalOf(ThousandNodes() + Bytes(7, calls)), "");
+  EXPECT_EQ(RefusalOf(ThousandNodes() + Bytes(7, calls + Bytes(1, NodeFields("Relu")))),
             "has more than 1000000 nodes once its functions are put in");
 }
 
 // 600,000 nodes, and the first byte of another field's number.
 TEST(OnnxFile, AFieldThatIsCutIsNotTakenForTheOneBefore) {
-  std::string inner;
-  for (int i = 0; i < 999; ++i) inner += Bytes(7, NodeFields("Relu"));
-  std::string calls;
-  for (int i = 0; i < 600; ++i) calls += Bytes(1, Call("f"));
-  EXPECT_EQ(RefusalOf(Function("f", inner) + Bytes(7, calls) + "\x80"), "");
+  const std::string calls = Repeated(600, Bytes(1, Call("f")));
+  EXPECT_EQ(RefusalOf(ThousandNodes() + Bytes(7, calls) + "\x80"), "");
 }
 
 TEST(OnnxFile, AMillionNodesAreTheMostWithoutFunctionsToo) {
-  std::string nodes;
-  for (int i = 0; i < 1000001; ++i) nodes += Bytes(1, "");
-  EXPECT_EQ(RefusalOf(Bytes(7, nodes)),
+  EXPECT_EQ(RefusalOf(Bytes(7, Repeated(1000001, Bytes(1, "")))),
             "has more than 1000000 nodes once its functions are put in");
 }
 

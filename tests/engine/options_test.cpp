@@ -32,13 +32,7 @@ void ExpectDefaults(const PostprocessOptions& options) {
 
 // What `init`, `check` and completion tell of each key.
 TEST(PostprocessKeys, AreThoseOfTheMappingInWords) {
-  struct Words {
-    const char* name;
-    const char* expected;
-    const char* fallback;
-    const char* meaning;
-  };
-  const std::vector<Words> expected{
+  const std::vector<PostprocessKey> expected{
       {"score_threshold", "a number from 0 to 1", "0.25",
        "keep a candidate when its best class score is greater"},
       {"iou_threshold", "a number from 0 to 1", "0.7",
@@ -251,6 +245,29 @@ INSTANTIATE_TEST_SUITE_P(
                     Rejection{"Sequence", "postprocess: [0.25, 0.7]\n",
                               "postprocess in line 1 is a sequence; expected a mapping"}),
     test::CaseName());
+
+constexpr const char* kEverythingWrong =
+    "postprocess: {unknown: 1, mask_threshold: 2, class_agnostic: 2, max_detections: 0, "
+    "iou_threshold: 2, score_threshold: 2}";
+
+TEST(PostprocessProblems, StandInTheOrderOfTheKeysUnknownOnesLast) {
+  std::vector<PostprocessProblem> problems;
+  ReadPostprocessOptions(YAML::Load(kEverythingWrong), problems);
+  std::vector<std::string> keys;
+  for (const PostprocessProblem& problem : problems) keys.push_back(problem.key);
+  EXPECT_THAT(keys, ElementsAre("postprocess.score_threshold", "postprocess.iou_threshold",
+                                "postprocess.max_detections", "postprocess.class_agnostic",
+                                "postprocess.mask_threshold", "postprocess.unknown"));
+}
+
+TEST(PostprocessProblems, OnlyTheFirstIsToldWhenAValueIsNotPermitted) {
+  EXPECT_THAT(StandardErrorOf([] {
+                EXPECT_EQ(RejectionOf([] { Read(kEverythingWrong); }),
+                          "postprocess.score_threshold in line 1 is '2'; expected a number from 0 "
+                          "to 1");
+              }),
+              IsEmpty());
+}
 
 TEST(PostprocessUnknownKeys, AreToldInOneLineEachAndHaveNoEffect) {
   PostprocessOptions options;
