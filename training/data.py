@@ -15,6 +15,7 @@ import torch
 from torch.utils.data import Dataset
 
 from letterbox import letterbox, to_square
+from render.camera import compressed
 from render.dirt import CLASSES
 from render.distractors import LOOK_ALIKES
 
@@ -124,8 +125,7 @@ def vary_sharpness(rng: Rng, picture: Image) -> Image:
         cv2.randn(noise, 0, float(rng.uniform(1, 10)))
         picture = np.clip(picture.astype(np.int16) + noise, 0, 255).astype(np.uint8)
     if rng.random() < 0.15:
-        quality = [cv2.IMWRITE_JPEG_QUALITY, int(rng.integers(40, 95))]
-        picture = cv2.imdecode(cv2.imencode(".jpg", picture, quality)[1], cv2.IMREAD_COLOR)
+        picture = compressed(picture, int(rng.integers(40, 95)))
     return picture
 
 
@@ -166,13 +166,13 @@ class Scenes:
     """The rendered scenes of a folder, by position in their order of numbers."""
 
     def __init__(self, folder: Path) -> None:
-        index = folder / "index.jsonl"
-        if not index.is_file():
-            raise SystemExit(f"'{index}' is missing: render the data first (render_data.py)")
+        index, *arrays = (folder / name for name in ("index.jsonl", "pictures.npy", "owners.npy"))
+        for path in (index, *arrays):
+            if not path.is_file():
+                raise SystemExit(f"'{path}' is missing: render the data first (render_data.py)")
         lines = [json.loads(line) for line in index.read_text().splitlines()]
         self.lines = sorted(lines, key=lambda line: line["scene"])
-        self.pictures = np.load(folder / "pictures.npy", mmap_mode="r")
-        self.owners = np.load(folder / "owners.npy", mmap_mode="r")
+        self.pictures, self.owners = (np.load(path, mmap_mode="r") for path in arrays)
         self.folder = folder
 
     def __len__(self) -> int:

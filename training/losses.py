@@ -76,27 +76,26 @@ def all_masks(raw: Raw, batch: Batch, found: Assignment) -> Tensor:
     return total / max(len(rows), 1)
 
 
-def class_loss(raw: Raw, batch: Batch, found: Assignment, centres: Tensor) -> Tensor:
-    """Sum over the anchors, not divided yet."""
+def class_loss(raw: Raw, batch: Batch, found: Assignment, ignored: Tensor) -> Tensor:
+    """Sum over the anchors, not divided yet; `ignored` [N, A] are those in boxes to be ignored."""
     wanted = torch.zeros_like(raw.classes)
     labels = batch.labels.gather(1, found.piece)
     wanted.scatter_(1, labels[:, None], (found.quality * found.positive)[:, None])
     errors = functional.binary_cross_entropy_with_logits(raw.classes, wanted, reduction="none")
-    open_to_question = contains(batch.ignored, centres).any(dim=1) & ~found.positive
-    return (errors * ~open_to_question[:, None]).sum()
+    return (errors * ~(ignored & ~found.positive)[:, None]).sum()
 
 
-def cell_loss(raw: Raw, batch: Batch) -> Tensor:
+def cell_loss(raw: Raw, batch: Batch, ignored: Tensor) -> Tensor:
+    """The cells are where the first anchors are; `ignored` as above."""
     side = raw.cells.shape[2]
     shares = functional.avg_pool2d(batch.masks.float() / 255, batch.masks.shape[2] // side)
     wanted = torch.zeros_like(raw.cells)
     labels = batch.labels[:, :, None, None].expand_as(shares)
     wanted.scatter_add_(1, labels, shares * batch.valid[:, :, None, None]).clamp_(max=1)
     errors = functional.binary_cross_entropy_with_logits(raw.cells, wanted, reduction="none")
-    centres = anchor_grid(batch.images.shape[1])[0][: side * side].to(raw.cells.device)
-    ignored = contains(batch.ignored, centres).any(dim=1).view(-1, 1, side, side)
-    open_to_question = ignored & (wanted.sum(dim=1, keepdim=True) == 0)
-    return (errors * ~open_to_question).sum() / wanted.sum().clamp(min=1)
+    ignored = ignored[:, : side * side].view(-1, 1, side, side)
+    is_floor = wanted.sum(dim=1, keepdim=True) == 0
+    return (errors * ~(ignored & is_floor)).sum() / wanted.sum().clamp(min=1)
 
 
 def segmentation_loss(raw: Raw, batch: Batch) -> Losses:
@@ -104,6 +103,7 @@ def segmentation_loss(raw: Raw, batch: Batch) -> Losses:
     boxes = corner_boxes(raw.sides, centres, strides)
     scores = raw.classes.detach().sigmoid().transpose(1, 2)
     found = assign(scores, boxes.detach(), centres, batch.labels, batch.boxes, batch.valid)
+    ignored = contains(batch.ignored, centres).any(dim=1)
     weight = found.quality[found.positive]
     total_weight = found.quality.sum().clamp(min=1)
     rows, anchors = found.positive.nonzero(as_tuple=True)
@@ -111,11 +111,11 @@ def segmentation_loss(raw: Raw, batch: Batch) -> Losses:
     centre, stride = centres[anchors], strides[anchors]
     distances = torch.cat([centre - wanted[:, :2], wanted[:, 2:] - centre], dim=1) / stride
     parts = {
-        "class": class_loss(raw, batch, found, centres) / total_weight,
+        "class": class_loss(raw, batch, found, ignored) / total_weight,
         "box": ((1 - ciou(boxes[rows, anchors], wanted)) * weight).sum() / total_weight,
         "sides": (side_loss(raw.sides[rows, :, anchors], distances) * weight).sum() / total_weight,
         "mask": all_masks(raw, batch, found),
-        "cells": cell_loss(raw, batch),
+        "cells": cell_loss(raw, batch, ignored),
     }
     total = sum(WEIGHTS[name] * part for name, part in parts.items())
     return Losses(total, {name: float(part.detach()) for name, part in parts.items()})

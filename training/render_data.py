@@ -20,17 +20,19 @@ from pathlib import Path
 import cv2
 import numpy as np
 
-from render import scene
+from render import camera, scene
 
 SIDE = 576
 QUALITY = 93  # of the camera's own compression
 
 
-def make_room(folder: Path, scenes: int) -> None:
+def make_room(folder: Path, scenes: int, is_begun: bool) -> None:
     """Arrays on disk, so that training reads windows of scenes without decoding any."""
     for name, shape in (("pictures", (SIDE, SIDE, 3)), ("owners", (SIDE, SIDE))):
         path = folder / f"{name}.npy"
         if not path.is_file():
+            if is_begun:
+                raise SystemExit(f"'{path}' is missing beside its index; remove '{folder}' first")
             np.lib.format.open_memmap(path, "w+", np.uint8, (scenes, *shape))
         there = len(np.load(path, mmap_mode="r"))
         if there != scenes:
@@ -43,10 +45,7 @@ def render_one(folder: Path, seed: int, number: int) -> str:
     rng = np.random.default_rng([seed, number])
     made = scene.render(rng, (SIDE, SIDE), scene.training_content(rng))
     picture = cv2.cvtColor(made.picture, cv2.COLOR_RGB2BGR)
-    encoded = cv2.imencode(".jpg", picture, [cv2.IMWRITE_JPEG_QUALITY, QUALITY])[1]
-    np.load(folder / "pictures.npy", mmap_mode="r+")[number] = cv2.imdecode(
-        encoded, cv2.IMREAD_COLOR
-    )
+    np.load(folder / "pictures.npy", mmap_mode="r+")[number] = camera.compressed(picture, QUALITY)
     np.load(folder / "owners.npy", mmap_mode="r+")[number] = made.owners
     things = [thing.record() for thing in made.things]
     return json.dumps({"scene": number, "style": made.style, "things": things})
@@ -68,7 +67,7 @@ def main() -> int:
     options.output.mkdir(parents=True, exist_ok=True)
     index = options.output / "index.jsonl"
     done = finished(index)
-    make_room(options.output, options.scenes)
+    make_room(options.output, options.scenes, bool(done))
     todo = [number for number in range(options.scenes) if number not in done]
     started = time.monotonic()
     render_scene = partial(render_one, options.output, options.seed)

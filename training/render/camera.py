@@ -118,7 +118,7 @@ def photograph(rng: Rng, image: Image) -> Image:
     return np.clip(np.rint(image * 255), 0, 255).astype(np.uint8)
 
 
-def compressed(rng: Rng, picture: Image, low: int = 45) -> Image:
-    """As it comes back from JPEG."""
-    quality = [cv2.IMWRITE_JPEG_QUALITY, int(rng.integers(low, 98))]
-    return cv2.imdecode(cv2.imencode(".jpg", picture, quality)[1], cv2.IMREAD_COLOR)
+def compressed(picture: Image, quality: int) -> Image:
+    """As it comes back from JPEG; bytes B, G, R."""
+    encoded = cv2.imencode(".jpg", picture, [cv2.IMWRITE_JPEG_QUALITY, quality])[1]
+    return cv2.imdecode(encoded, cv2.IMREAD_COLOR)

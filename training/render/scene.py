@@ -8,7 +8,7 @@ import numpy as np
 from . import camera, distractors, floors
 from .dirt import CLASSES, make_dirt
 from .noise import Image, Rng, Size, blur
-from .sprite import Canvas, Sprite, lay, random_light
+from .sprite import Canvas, Change, Sprite, lay, random_light
 
 # What a piece of dirt changes its pixels by, at least; what is fainter nobody sees. And how many
 # times the floor's own variety it is, for nobody sees crumbs on gravel either.
@@ -46,9 +46,12 @@ class Content:
     styles: dict[str, float]
 
 
-def place(rng: Rng, canvas: Canvas, sprite: Sprite, thing: Thing, least_change: float,
-          least_to_texture: float) -> bool:  # fmt: skip
-    """Lays a thing where little else lies; what would not be seen is taken away again."""
+def is_seen(change: Change) -> bool:
+    return change.mean >= max(LEAST_CHANGE, LEAST_TO_TEXTURE * change.texture)
+
+
+def place(rng: Rng, canvas: Canvas, sprite: Sprite, thing: Thing) -> bool:
+    """Lays a thing where little else lies; dirt that would not be seen is taken away again."""
     height, width = canvas.owners.shape
     for _ in range(TRIES):
         corner = (int(rng.integers(0, width)) - sprite.mask.shape[1] // 2,
@@ -57,7 +60,7 @@ def place(rng: Rng, canvas: Canvas, sprite: Sprite, thing: Thing, least_change: 
             continue
         kept = canvas.image.copy(), canvas.gleam.copy(), canvas.owners.copy()
         change = lay(canvas, sprite, corner, thing.number)
-        if change.mean >= max(least_change, least_to_texture * change.texture):
+        if thing.label < 0 or is_seen(change):
             return True
         canvas.image, canvas.gleam, canvas.owners = kept
     return False
@@ -99,8 +102,7 @@ def fill(rng: Rng, canvas: Canvas, content: Content) -> list[Thing]:
             kind = str(rng.choice(list(distractors.DISTRACTORS)))
             sprite = distractors.DISTRACTORS[kind](rng)
         thing = Thing(len(things) + 1, label, kind)
-        least = (LEAST_CHANGE, LEAST_TO_TEXTURE) if is_dirt else (0.0, 0.0)
-        if place(rng, canvas, turned_sprite(rng, sprite), thing, *least):
+        if place(rng, canvas, turned_sprite(rng, sprite), thing):
             things.append(thing)
     return things
 
