@@ -105,7 +105,7 @@ if(NOT DIRTY_SEG_ENGINE_LIBRARY)
   install(FILES "${PROJECT_SOURCE_DIR}/packaging/sample.yaml"
     DESTINATION "${data_dir}" COMPONENT tools)
   install(FILES
-    "${PROJECT_SOURCE_DIR}/tests/floor/dirt-seg.onnx" "${PROJECT_SOURCE_DIR}/tests/floor/fece-check.onnx"
-    "${PROJECT_SOURCE_DIR}/tests/floor/floor.jpg"
+    "${PROJECT_SOURCE_DIR}/models/dirt-seg.onnx" "${PROJECT_SOURCE_DIR}/models/fece-check.onnx"
+    "${PROJECT_SOURCE_DIR}/models/frames/planks.jpg"
     DESTINATION "${data_dir}/demo" COMPONENT tools)
 endif()

@@ -1,10 +1,10 @@
 #!/bin/bash
-# Usage: engine_elsewhere_test.sh PREFIX WORK_FOLDER VARIABLE [CMAKE_ARGUMENT...]
-# The installed detector where the engine's library has gone to another folder, as a platform's
-# would lie: its CMake package has to find it there, told by the CMake variable VARIABLE.
+# Usage: engine_elsewhere_test.sh PREFIX WORK_FOLDER [CMAKE_ARGUMENT...]
+# The installed detector where the engine's library has gone to another folder, WORK_FOLDER/platform,
+# as a platform's would lie: its CMake package has to find it there, told by an argument.
 set -euo pipefail
-prefix=$1 work=$2 variable=$3
-shift 3
+prefix=$1 work=$2
+shift 2
 
 rm -rf "$work"
 mkdir -p "$work/platform"
@@ -12,8 +12,6 @@ cp -r "$prefix" "$work/prefix"
 engine=$(find "$work/prefix/lib" -name libtessmar_ai_engine.so)
 libraries=$(dirname "$engine")
 mv "$engine" "$libraries/dirty_seg_detector" "$work/platform"
-place=$work/platform
-[ "$variable" != DirtySegDetector_ENGINE_LIBRARY ] || place=$work/platform/libtessmar_ai_engine.so
 
 "$(dirname "$0")/minimal_host_test.sh" cmake "$work/prefix" "$work/host" "$@" \
-  "-DDirtySegDetector_DIR=$libraries/cmake/DirtySegDetector" "-D$variable=$place"
+  "-DDirtySegDetector_DIR=$libraries/cmake/DirtySegDetector"

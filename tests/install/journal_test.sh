@@ -10,7 +10,7 @@ trap 'rm -f "$output"' EXIT
 status=0
 # shellcheck disable=SC2086  # the emulator has arguments
 journal=$("$with_journal" ${EMULATOR-} "$host" "$data/demo/dirt-seg.onnx" "$data/sample.yaml" \
-  "$data/demo/floor.jpg" 2>"$output") || status=$?
+  "$data/demo/planks.jpg" 2>"$output") || status=$?
 if [ "$status" -ne 0 ]; then
   echo "journal: skipped: $journal"
   cat "$output"

@@ -41,6 +41,8 @@ traces() {
 # need_notice FILE WORDS
 need_notice() { grep -q "$2" "$1" || fail "$1 has no '$2', whose work is in the package"; }
 
+engine_library() { ldconfig -p | sed -n 's/.*libtessmar_ai_engine.so .*=> //p'; }
+
 test_notices() {
   local doc=/usr/share/doc runtime=/usr/share/dirty_seg/onnxruntime holder
   need_notice "$doc/libtessmar-ai-engine/copyright" Microsoft
@@ -56,7 +58,7 @@ test_notices() {
 # As they are handed out: built and stripped by another way than developers' builds.
 test_hardening() {
   local libraries
-  libraries=$(dirname "$(ldconfig -p | sed -n 's/.*libtessmar_ai_engine.so .*=> //p')")
+  libraries=$(dirname "$(engine_library)")
   quietly "$tests/hardening_test.sh" readelf "$libraries"/libdirty_seg_detector.so.? \
     "$libraries/libtessmar_ai_engine.so" /usr/bin/dirty_seg
 }
@@ -66,19 +68,19 @@ test_program() {
   dirty_seg --version
   cd /usr/share/dirty_seg
   dirty_seg detect --model demo/dirt-seg.onnx --config sample.yaml \
-    --fece-model demo/fece-check.onnx --fece-class-ids 3 --output /tmp/found demo/floor.jpg
+    --fece-model demo/fece-check.onnx --fece-class-ids 5 --output /tmp/found demo/planks.jpg
   cd /packages
   labels=$(grep -o '"labels":\[[0-9,]*' /tmp/found/results.jsonl | grep -oE '[0-9]+' | sort)
   diff <(sed 's/label \([0-9]*\).*/\1/' "$tests/found.txt" | sort) <(echo "$labels") ||
     fail "the program found other labels (>) than expected (<)"
-  [ -s /tmp/found/floor.overlay.jpg ] || fail "the program wrote no overlay"
+  [ -s /tmp/found/planks.overlay.jpg ] || fail "the program wrote no overlay"
   say "the program finds what the demo finds"
 }
 
 # By ld.so.conf, as a platform would, for every process. The copy stands for another engine.
 test_platform_engine() {
   local ours platform=/opt/platform/lib
-  ours=$(ldconfig -p | sed -n 's/.*libtessmar_ai_engine.so .*=> //p')
+  ours=$(engine_library)
   mkdir -p "$platform"
   cp -r "$ours" "$(dirname "$ours")/dirty_seg_detector" "$platform"
   echo "$platform" >/etc/ld.so.conf.d/00-platform.conf

@@ -11,7 +11,7 @@ program=(${EMULATOR-} "$prefix/bin/dirty_seg")
 
 cd "$prefix/share/dirty_seg"
 result=$("${program[@]}" detect --model demo/dirt-seg.onnx --config sample.yaml \
-  --fece-model demo/fece-check.onnx --fece-class-ids 3 demo/floor.jpg)
+  --fece-model demo/fece-check.onnx --fece-class-ids 5 demo/planks.jpg)
 diff "$expected" <(python3 -c '
 import json, sys
 record = json.load(sys.stdin)
