@@ -28,7 +28,7 @@ PATCH_SIDES = (300, 560)  # longer side of a training patch, in pixels of its sc
 LOOK_SIDE = 160  # of the squares that training begins with: things from near, little floor
 # A piece of dirt smaller than any of these, within a patch, is neither asked for nor punished:
 # pixels and pixels of the shorter side in the network's square, share of the whole thing.
-LEAST_PIXELS, LEAST_SIDE, LEAST_SHARE = 80, 8, 0.2
+LEAST_PIXELS, LEAST_SIDE, LEAST_SHARE = 150, 10, 0.5
 
 CROP = 224
 MEAN = np.float32([0.485, 0.456, 0.406])
@@ -142,7 +142,7 @@ def look_window(rng: Rng, owners: Image, things: list[dict]) -> tuple[slice, sli
     """Rows and columns of a square that becomes LOOK_SIDE pixels: mostly round a piece of dirt,
     else round another thing or anywhere."""
     length = int(LOOK_SIDE * rng.uniform(*PATCH_SIDES) / SIDE)
-    is_dirt = rng.random() < 0.7
+    is_dirt = rng.random() < 0.65
     pool = [thing["number"] for thing in things if (thing["label"] >= 0) == is_dirt]
     centre = rng.uniform(0, owners.shape)
     if pool and rng.random() < 0.9:

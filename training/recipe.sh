@@ -44,7 +44,7 @@ measure() {
 }
 
 step "rendering: training scenes"
-"${python[@]}" training/render_data.py --output "${out}/data" --scenes 4000
+"${python[@]}" training/render_data.py --output "${out}/data" --scenes 3000
 if [[ ! -f ${out}/frames/truth/index.jsonl ]]; then
   step "rendering: frames to measure on"
   "${python[@]}" training/render_frames.py --output "${out}/frames" --frames 500 --clean 100

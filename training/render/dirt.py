@@ -66,12 +66,13 @@ def highlights(rng: Rng, cover: Image, deep: Image) -> Image:
     seam = np.exp(-(((deep - rng.uniform(3, 6)) / rng.uniform(1.2, 2.5)) ** 2))
     shine = seam * smoothstep(0, 0.4, rng.uniform(0.6, 1.3) - turn)
     reach = float(deep.max())
+    middle = np.argwhere(deep >= 0.5 * reach)[:, ::-1]
     for _ in range(int(rng.integers(1, 4))):
-        at = np.array(size) / 2 + rng.normal(0, 0.45 * reach, 2)
+        at = middle[rng.integers(len(middle))]
         u, v = turned(*coordinates(size, tuple(at)), facing)
-        long, short = reach * rng.uniform(0.25, 0.6), reach * rng.uniform(0.1, 0.25)
+        long, short = reach * rng.uniform(0.3, 0.6), reach * rng.uniform(0.12, 0.25)
         spot = 1 - np.hypot(u / short, v / long) + 0.25 * smooth_noise(rng, size, 12)
-        shine = np.maximum(shine, smoothstep(0, 0.3, spot) * rng.uniform(0.5, 1))
+        shine = np.maximum(shine, smoothstep(0, 0.3, spot) * rng.uniform(0.75, 1))
     return (shine * smoothstep(1, 3, deep)).astype(np.float32)
 
 
@@ -89,39 +90,37 @@ def liquid(rng: Rng, inside: Image, tint: Image, clear: float) -> Sprite:
     gloss = cover * rng.uniform(0.25, 0.9)
     opacity = cover * (1 - clear) * (0.6 + 0.4 * thick)
     mask = main_parts(cover > 0.5)
-    shine = highlights(rng, cover, deep) * rng.uniform(0.6, 1)
+    shine = highlights(rng, cover, deep) * rng.uniform(0.75, 1)
     surface = mix(flat(inside.shape[::-1], tint), WHITE, shine)
     return Sprite(mask, np.maximum(opacity, shine), surface, film, height, gloss, 0.5)
 
 
 def water(rng: Rng) -> Sprite:
     """Clear, or nearly: it darkens what it wets, and mirrors."""
-    reach = log_uniform(rng, 45, 190)
+    reach = log_uniform(rng, 60, 150)
     inside = puddle(rng, square(reach * 1.15), reach, rng.uniform(0.05, 0.3))
     tint = colour(rng, (0, 360), (0, 0.2), (0.45, 0.8))
     return liquid(rng, inside, tint, 1.0)
 
 
 def drink(rng: Rng) -> Sprite:
-    """Coffee, juice, wine, lemonade, milk."""
-    reach = log_uniform(rng, 35, 170)
+    """Coffee, juice, wine, lemonade."""
+    reach = log_uniform(rng, 55, 150)
     inside = puddle(rng, square(reach * 1.15), reach, rng.uniform(0.05, 0.35))
     hue = rng.choice([(15, 35), (30, 60), (340, 375), (180, 230), (0, 360)])
     tint = colour(rng, tuple(hue), (0.2, 0.95), (0.15, 0.95))
-    if rng.random() < 0.2:
-        tint = colour(rng, (30, 60), (0, 0.15), (0.85, 1))
     return liquid(rng, inside, tint, rng.choice([0.1, 0.4, 0.8]))
 
 
 def sauce(rng: Rng) -> Sprite:
     """Thick: stands high, sometimes dragged into streaks."""
-    reach = log_uniform(rng, 28, 120)
+    reach = log_uniform(rng, 45, 120)
     size = square(reach * 1.3)
     inside = puddle(rng, size, reach, rng.uniform(0.1, 0.35))
     if rng.random() < 0.5:
         inside = dragged(rng, inside)
     tint = colour(
-        rng, tuple(rng.choice([(0, 14), (40, 55), (80, 120)])), (0.5, 0.95), (0.25, 0.85)
+        rng, tuple(rng.choice([(0, 14), (40, 55), (80, 120)])), (0.5, 0.95), (0.45, 0.9)
     )
     sprite = liquid(rng, inside, tint, 0.0)
     lumps = fractal_noise(rng, size, 20, 3) * rng.uniform(0.5, 3)
@@ -162,14 +161,11 @@ def stain_tint(rng: Rng) -> Image:
 
 
 def stained(rng: Rng, strength: Image, mask: Image) -> Sprite:
-    """A matt film, or a pale crust."""
+    """A matt film."""
     size = strength.shape[::-1]
     tint = stain_tint(rng)
     blotches = 1 + rng.uniform(0, 0.35) * fractal_noise(rng, size, rng.uniform(15, 60), 4)
     strength = np.clip(strength * blotches, 0, 1).astype(np.float32)
-    if rng.random() < 0.25:
-        pale = colour(rng, (0, 60), (0, 0.3), (0.65, 1))
-        return Sprite(mask, strength * rng.uniform(0.35, 0.7), flat(size, pale))
     return Sprite(
         mask, strength * rng.uniform(0, 0.2), flat(size, tint * 0.8), tinted(tint, strength)
     )
@@ -177,7 +173,7 @@ def stained(rng: Rng, strength: Image, mask: Image) -> Sprite:
 
 def dried_puddle(rng: Rng) -> Sprite:
     """What ran out and dried: a film with a dark seam, drops around it."""
-    reach = log_uniform(rng, 28, 140)
+    reach = log_uniform(rng, 45, 130)
     size = square(reach * 1.25)
     inside = puddle(rng, size, reach, rng.uniform(0.1, 0.45))
     for _ in range(int(rng.integers(0, 14))):
@@ -189,7 +185,7 @@ def dried_puddle(rng: Rng) -> Sprite:
     soft = rng.uniform(0.03, 0.25)
     film = smoothstep(-0.02, soft, inside)
     seam = np.exp(-((depth(film) - 2.5) ** 2) / rng.uniform(3, 14)) * film * rng.uniform(0.3, 0.8)
-    return stained(rng, film * rng.uniform(0.3, 0.65) + seam, main_parts(film > 0.4))
+    return stained(rng, film * rng.uniform(0.45, 0.75) + seam, main_parts(film > 0.4))
 
 
 def cup_ring(rng: Rng) -> Sprite:
@@ -209,33 +205,13 @@ def cup_ring(rng: Rng) -> Sprite:
     return stained(rng, blur(strength, 0.8) * rng.uniform(0.5, 1), mask)
 
 
-def smudge(rng: Rng) -> Sprite:
-    """Rubbed dirt without a border."""
-    reach = log_uniform(rng, 30, 130)
-    size = square(reach * 1.2)
-    angle, stretch = rng.uniform(0, np.pi), rng.uniform(1, 3.5)
-    x, y = turned(*coordinates(size, (size[0] / 2, size[1] / 2)), angle)
-    body = 1 - np.hypot(x / reach, y * stretch / reach)
-    texture = cv2.remap(
-        smooth_noise(rng, (size[0] * 2, size[1] * 2), (rng.uniform(15, 120), rng.uniform(3, 20))),
-        x + size[0],
-        y + size[1],
-        cv2.INTER_LINEAR,
-    )
-    strength = smoothstep(
-        0, rng.uniform(0.3, 0.7), body + 0.5 * texture * np.clip(body + 0.3, 0, 1)
-    )
-    mask = main_parts(blur(strength, 3) > 0.3)
-    return stained(rng, strength * rng.uniform(0.5, 0.95), mask)
-
-
 # ---- Crumbs and dust ----------------------------------------------------------------------------
 
 
 def scatter(rng: Rng, size: Size, count: int, reach: float) -> Image:
     """Places about one or a few centres, denser in the middle."""
-    middles = np.array(size) / 2 + rng.normal(0, reach * 0.22, (int(rng.integers(1, 4)), 2))
-    spread = reach * rng.uniform(0.15, 0.36)
+    middles = np.array(size) / 2 + rng.normal(0, reach * 0.22, (int(rng.integers(1, 3)), 2))
+    spread = reach * rng.uniform(0.15, 0.28)
     return middles[rng.integers(0, len(middles), count)] + rng.normal(0, spread, (count, 2))
 
 
@@ -248,20 +224,20 @@ def grain(rng: Rng, at: Image, radius: float) -> Image:
 
 def crumbs(rng: Rng) -> Sprite:
     """Broken pieces of one thing: bread, biscuit, cereal, soil, grit."""
-    reach = log_uniform(rng, 40, 150)
+    reach = log_uniform(rng, 50, 120)
     size = square(reach)
     base = (
         colour(rng, (18, 48), (0.1, 0.75), (0.1, 0.95)) if rng.random() < 0.8 else any_colour(rng)
     )
-    largest = log_uniform(rng, 2.2, 9)
+    largest = log_uniform(rng, 4.5, 10)
     opacity, tone = empty(size), np.ones(size[::-1], np.float32)
-    for at in scatter(rng, size, int(log_uniform(rng, 30, 260)), reach):
-        outline = [fixed(grain(rng, at, max(1.0, largest * rng.random() ** 1.7)))]
+    for at in scatter(rng, size, int(log_uniform(rng, 30, 130)), reach):
+        outline = [fixed(grain(rng, at, max(1.5, largest * rng.random() ** 1.3)))]
         cv2.fillPoly(opacity, outline, 1.0, cv2.LINE_AA, 4)
         cv2.fillPoly(tone, outline, rng.uniform(0.65, 1.25), cv2.LINE_8, 4)
     height = blur(opacity, 1) * largest * (1 + 0.4 * smooth_noise(rng, size, 3))
     return Sprite(
-        envelope(opacity, 6 + largest * 0.5, 0.08),
+        main_parts(envelope(opacity, 6 + largest * 0.5, 0.08), 0.25),
         opacity,
         base * tone[..., None],
         None,
@@ -272,17 +248,13 @@ def crumbs(rng: Rng) -> Sprite:
 
 
 def dust(rng: Rng) -> Sprite:
-    """A grey felt of fluff, thin at its border, with grit in it."""
-    reach = log_uniform(rng, 30, 110)
+    """A grey felt of fluff, thin at its border."""
+    reach = log_uniform(rng, 45, 110)
     size = square(reach * 1.2)
     inside = puddle(rng, size, reach, rng.uniform(0.3, 0.6))
     fluff = np.clip(0.6 + 0.5 * fractal_noise(rng, size, 9, 3, 0.8), 0, 1)
-    fibres = empty(size)
-    for _ in range(int(rng.integers(20, 120))):
-        start = np.array(size) / 2 + rng.normal(0, reach * 0.4, 2)
-        stroke(fibres, wander(rng, start, reach * rng.uniform(0.2, 0.6), 3, 8), 1.0, 1)
     body = smoothstep(-0.05, rng.uniform(0.15, 0.5), inside)
-    opacity = np.clip(body * (fluff + 0.4 * fibres), 0, 1) * rng.uniform(0.5, 0.95)
+    opacity = np.clip(body * fluff, 0, 1) * rng.uniform(0.6, 0.95)
     base = colour(rng, (0, 360), (0, 0.15), (0.3, 0.85))
     tone = 1 + 0.15 * smooth_noise(rng, size, 3)
     return Sprite(
@@ -319,7 +291,7 @@ def strands(rng: Rng, size: Size, count: int, length: float, bend: float, spread
 
 def tangle(rng: Rng) -> Sprite:
     """Long hair in loops."""
-    reach = log_uniform(rng, 35, 130)
+    reach = log_uniform(rng, 35, 105)
     size = square(reach * 1.2)
     count = int(log_uniform(rng, 5, 60))
     opacity = strands(
@@ -330,7 +302,7 @@ def tangle(rng: Rng) -> Sprite:
 
 def tuft(rng: Rng) -> Sprite:
     """An animal's short hair in a flock."""
-    reach = log_uniform(rng, 25, 95)
+    reach = log_uniform(rng, 35, 90)
     size = square(reach * 1.25)
     count = int(log_uniform(rng, 40, 220))
     opacity = strands(
@@ -375,7 +347,7 @@ def muddy(rng: Rng, cover: Image) -> Sprite:
     height = cover * rng.uniform(0, 5) * (1 + 0.5 * smooth_noise(rng, size, 5))
     return Sprite(
         main_parts(envelope(cover, 4, 0.22), 0.06),
-        cover * rng.uniform(0.6, 1),
+        cover * rng.uniform(0.75, 1),
         base * tone[..., None],
         None,
         height.astype(np.float32),
@@ -406,7 +378,7 @@ def tread(rng: Rng, x: Image, y: Image) -> Image:
 
 
 def shoe_print(rng: Rng) -> Sprite:
-    length = log_uniform(rng, 90, 260)
+    length = log_uniform(rng, 100, 210)
     size, angle = square(length * 0.56), rng.uniform(0, 2 * np.pi)
     turn = np.array([[np.cos(angle), np.sin(angle)], [-np.sin(angle), np.cos(angle)]])
     outline = sole_outline(length, length * rng.uniform(0.3, 0.4)) @ turn + np.array(size) / 2
@@ -420,7 +392,7 @@ def shoe_print(rng: Rng) -> Sprite:
 
 def paw_prints(rng: Rng) -> Sprite:
     """One paw, four toes over a pad; sometimes a second one beside it."""
-    span = log_uniform(rng, 42, 100)
+    span = log_uniform(rng, 52, 100)
     size = square(span * 1.7)
     cover = empty(size)
     facing = rng.uniform(0, 2 * np.pi)
@@ -449,7 +421,7 @@ def paw_prints(rng: Rng) -> Sprite:
 
 def wheel_track(rng: Rng) -> Sprite:
     """A tyre's or a trolley's band, straight or bent."""
-    length, width = log_uniform(rng, 160, 420), log_uniform(rng, 22, 70)
+    length, width = log_uniform(rng, 130, 280), log_uniform(rng, 26, 70)
     size = square(length * 0.62)
     path = spline(wander(rng, (size[0] / 2, size[1] / 2), length, rng.uniform(0, 0.8), 6), 4)
     x, y = along_path(size, path)
@@ -531,7 +503,7 @@ def coil(rng: Rng) -> Sprite:
 
 def logs(rng: Rng) -> Sprite:
     """One to four sausages beside and across each other."""
-    thick = log_uniform(rng, 10, 30)
+    thick = log_uniform(rng, 13, 30)
     length = thick * rng.uniform(2.5, 8)
     size = square(length * 0.8 + thick * 2)
     cover, relief = empty(size), empty(size)
@@ -552,7 +524,7 @@ def logs(rng: Rng) -> Sprite:
 
 def pellets(rng: Rng) -> Sprite:
     """Round or longish droppings close together."""
-    radius = log_uniform(rng, 6, 16)
+    radius = log_uniform(rng, 9, 16)
     reach = radius * rng.uniform(2.5, 5)
     size = square(reach + 2 * radius)
     cover = empty(size)
@@ -584,7 +556,7 @@ def soft_pile(rng: Rng) -> Sprite:
 CLASSES = ("liquid spill", "dried stain", "crumbs and dust", "hair", "mud track", "solid waste")
 DIRT: dict[str, tuple[Callable[[Rng], Sprite], ...]] = {
     "liquid spill": (water, drink, drink, sauce),
-    "dried stain": (dried_puddle, dried_puddle, cup_ring, smudge),
+    "dried stain": (dried_puddle, dried_puddle, cup_ring),
     "crumbs and dust": (crumbs, crumbs, dust),
     "hair": (tangle, tuft),
     "mud track": (shoe_print, paw_prints, wheel_track),

@@ -12,9 +12,10 @@ from .sprite import Canvas, Change, Sprite, lay, random_light
 
 # What a piece of dirt changes its pixels by, at least; what is fainter nobody sees. And how many
 # times the floor's own variety it is, for nobody sees crumbs on gravel either.
-LEAST_CHANGE, LEAST_TO_TEXTURE = 0.07, 1.0
+LEAST_CHANGE, LEAST_TO_TEXTURE = 0.09, 1.25
 MOST_OVERLAP = 0.15  # share of a thing that may cover others
-TRIES = 6
+TRIES = 6  # places for a thing
+PIECES = 3  # of its kind, where one would not be seen: so faint classes stay frequent
 
 
 @dataclass
@@ -96,14 +97,13 @@ def fill(rng: Rng, canvas: Canvas, content: Content) -> list[Thing]:
     things: list[Thing] = []
     for is_dirt in order:
         label = int(rng.integers(len(CLASSES))) if is_dirt else -1
-        if is_dirt:
-            kind, sprite = CLASSES[label], make_dirt(rng, CLASSES[label])
-        else:
-            kind = str(rng.choice(list(distractors.DISTRACTORS)))
-            sprite = distractors.DISTRACTORS[kind](rng)
+        kind = CLASSES[label] if is_dirt else str(rng.choice(list(distractors.DISTRACTORS)))
         thing = Thing(len(things) + 1, label, kind)
-        if place(rng, canvas, turned_sprite(rng, sprite), thing):
-            things.append(thing)
+        for _ in range(PIECES):
+            sprite = make_dirt(rng, kind) if is_dirt else distractors.DISTRACTORS[kind](rng)
+            if place(rng, canvas, turned_sprite(rng, sprite), thing):
+                things.append(thing)
+                break
     return things
 
 
@@ -151,7 +151,7 @@ def training_content(rng: Rng) -> Content:
     """For a training scene: one in eight without dirt, the others crowded, since every piece is
     something to learn from."""
     dirt = 0 if rng.random() < 0.125 else int(rng.integers(2, 9))
-    return Content(dirt, int(rng.poisson(2.0 if dirt else 4.0)), floors.TRAINED)
+    return Content(dirt, int(rng.poisson(2.5 if dirt else 4.5)), floors.TRAINED)
 
 
 def frame_content(rng: Rng, styles: dict[str, float], clean: bool) -> Content:

@@ -69,17 +69,15 @@ class TargetTest(unittest.TestCase):
         self.assertEqual((len(target.labels), len(target.ignored)), (0, 1))
 
     def test_smallness_is_of_network_pixels(self) -> None:
-        owners = owners_with(1, slice(0, 18), slice(0, 18))  # 324 pixels
-        counts = [
-            next(pieces_of(owners, THINGS, {1: 324}, scale)).counts for scale in (0.497, 0.4965)
-        ]
-        self.assertEqual(counts, [True, False])  # 80.03 and 79.87 network pixels
+        owners = owners_with(1, slice(0, 25), slice(0, 24))  # 600 pixels
+        counts = [next(pieces_of(owners, THINGS, {1: 600}, scale)).counts for scale in (0.5, 0.499)]
+        self.assertEqual(counts, [True, False])  # 150 and 149.4 network pixels
 
     def test_a_small_share_of_a_thing_is_to_be_ignored(self) -> None:
         owners = owners_with(1, slice(0, 20), slice(0, 100))
-        pieces = list(pieces_of(owners, THINGS, {1: 10001, 2: 0}, 0.5))
+        pieces = list(pieces_of(owners, THINGS, {1: 4001, 2: 0}, 0.5))
         self.assertFalse(pieces[0].counts)
-        pieces = list(pieces_of(owners, THINGS, {1: 10000, 2: 0}, 0.5))
+        pieces = list(pieces_of(owners, THINGS, {1: 4000, 2: 0}, 0.5))
         self.assertTrue(pieces[0].counts)
 
 
