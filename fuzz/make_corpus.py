@@ -11,7 +11,7 @@ import struct
 from pathlib import Path
 
 import numpy as np
-from onnx import FunctionProto, NodeProto, TensorProto, helper, numpy_helper
+from onnx import AttributeProto, FunctionProto, GraphProto, NodeProto, TensorProto, helper, numpy_helper
 
 HERE = Path(__file__).resolve().parent
 CORPUS = HERE / "corpus"
@@ -150,12 +150,93 @@ def own_function(name: str, called: list[str]) -> FunctionProto:
         helper.make_node(op, [values[i]], [values[i + 1]], domain="own" if op[0] == "f" else "")
         for i, op in enumerate(called)
     ]
+    return function(name, ["a"], ["b"], nodes)
+
+
+def function(
+    name: str,
+    inputs: list[str],
+    outputs: list[str],
+    nodes: list[NodeProto],
+    attributes: list[str] | None = None,
+) -> FunctionProto:
     opsets = [helper.make_opsetid("", 17), helper.make_opsetid("own", 1)]
-    return helper.make_function("own", name, ["a"], ["b"], nodes, opsets)
+    return helper.make_function("own", name, inputs, outputs, nodes, opsets, attributes)
 
 
-def call_network(functions: list[FunctionProto]) -> bytes:
-    return network([helper.make_node("f0", ["x"], ["y"], domain="own")], [4], {}, functions)
+def call(
+    name: str, inputs: list[str], outputs: list[str], **attributes: float | GraphProto
+) -> NodeProto:
+    return helper.make_node(name, inputs, outputs, domain="own", **attributes)
+
+
+def call_network(functions: list[FunctionProto], inputs: list[str] | None = None) -> bytes:
+    return network([call("f0", inputs or ["x"], ["y"])], [4], {}, functions)
+
+
+def branch_on(value: str, result: str) -> list[NodeProto]:
+    """An If whose branches both take `value` from without."""
+    output = helper.make_tensor_value_info("z", TensorProto.FLOAT, None)
+    nodes = [helper.make_node("Neg", [value], ["t"]), helper.make_node("Abs", ["t"], ["z"])]
+    graph = helper.make_graph(nodes, "branch", [], [output])
+    condition = helper.make_tensor("condition", TensorProto.BOOL, [], [True])
+    return [
+        helper.make_node("Constant", [], ["c"], value=condition),
+        helper.make_node("If", ["c"], [result], then_branch=graph, else_branch=graph),
+    ]
+
+
+def loop_on(value: str, result: str) -> list[NodeProto]:
+    """Twice the body, which adds `value` from without to what it carries."""
+    make = helper.make_tensor_value_info
+    body = helper.make_graph(
+        [
+            helper.make_node("Identity", ["go"], ["go_on"]),
+            helper.make_node("Add", ["carried", value], ["next"]),
+        ],
+        "body",
+        [
+            make("round", TensorProto.INT64, []),
+            make("go", TensorProto.BOOL, []),
+            make("carried", TensorProto.FLOAT, None),
+        ],
+        [make("go_on", TensorProto.BOOL, []), make("next", TensorProto.FLOAT, None)],
+    )
+    rounds = helper.make_tensor("rounds", TensorProto.INT64, [], [2])
+    return [
+        helper.make_node("Constant", [], ["n"], value=rounds),
+        helper.make_node("Loop", ["n", "", value], [result], body=body),
+    ]
+
+
+def function_seeds(folder: Path) -> None:
+    """Networks of functions: what a call may leave out, what it hands on, graphs within."""
+    make = helper.make_node
+
+    def save(name: str, nodes: list[NodeProto], functions: list[FunctionProto]) -> None:
+        (folder / f"function_{name}.onnx").write_bytes(network(nodes, [4], {}, functions))
+
+    clip = function("f0", ["a", "low", "high"], ["b"], [make("Clip", ["a", "low", "high"], ["b"])])
+    save("optional_input", [call("f0", ["x", "", ""], ["y"])], [clip])
+    save("fewer_inputs", [call("f0", ["x"], ["y"])], [clip])
+    hand_on = function("f1", ["a", "high"], ["b"], [call("f0", ["a", "", "high"], ["b"])])
+    save("handed_on", [call("f1", ["x"], ["y"])], [hand_on, clip])
+    halves = function("f0", ["a"], ["b", "c"], [make("Neg", ["a"], ["b"]), make("Abs", ["a"], ["c"])])
+    save("optional_output", [call("f0", ["x"], ["", "y"])], [halves])
+    total = function("f0", ["a", "b"], ["c"], [make("Sum", ["a", "b", "a"], ["c"])])
+    twice = function("f1", ["a"], ["b"], [call("f0", ["a", "a"], ["t"]), call("f0", ["t", "a"], ["b"])])
+    save("shared", [call("f1", ["x"], ["t"]), call("f0", ["t", "x"], ["y"])], [twice, total])
+    leaky = make("LeakyRelu", ["a"], ["b"])
+    leaky.attribute.add(name="alpha", ref_attr_name="slope", type=AttributeProto.FLOAT)
+    save(
+        "attribute",
+        [call("f0", ["x"], ["y"], slope=0.5)],
+        [function("f0", ["a"], ["b"], [leaky], ["slope"])],
+    )
+    constant = function("f0", [], ["b"], [make("Constant", [], ["b"], value_float=1.0)])
+    save("no_inputs", [call("f0", [], ["t"]), make("Add", ["x", "t"], ["y"])], [constant])
+    save("branches", [call("f0", ["x"], ["y"])], [function("f0", ["a"], ["b"], branch_on("a", "b"))])
+    save("loop", [call("f0", ["x"], ["y"])], [function("f0", ["a"], ["b"], loop_on("a", "b"))])
 
 
 def model_seeds() -> None:
@@ -175,6 +256,7 @@ def model_seeds() -> None:
     )
     choice = helper.make_node("If", ["c"], ["y"], then_branch=branch, else_branch=branch)
     (folder / "branches.onnx").write_bytes(network([choice], [4], {"c": np.array(True)}))
+    function_seeds(folder)
 
 
 def model_regressions() -> None:
@@ -194,6 +276,24 @@ def model_regressions() -> None:
     (folder / "many_nodes.onnx").write_bytes(
         call_network([*doubled, own_function("f40", ["Relu"])])
     )
+    relu = helper.make_node("Relu", ["a"], ["b"])
+    (folder / "makes_its_input.onnx").write_bytes(
+        call_network([function("f0", ["a", "b"], ["b"], [relu])])
+    )
+    within = function("f0", ["a", "t"], ["b"], branch_on("a", "b"))
+    (folder / "makes_its_input_within.onnx").write_bytes(call_network([within]))
+    constant = helper.make_node("Constant", [], ["b"], value_float=1.0)
+    (folder / "input_of_none.onnx").write_bytes(
+        call_network([function("f0", [], ["b"], [constant])])
+    )
+    for op in ("Einsum", "LayerNormalization", "Max", "Mean", "Min", "Sum"):
+        inputs = ["x", "x", ""] if op == "LayerNormalization" else ["x", ""]
+        attributes = {"equation": "i,i->i"} if op == "Einsum" else {}
+        node = helper.make_node(op, inputs, ["y"], **attributes)
+        (folder / f"left_out_of_{op.lower()}.onnx").write_bytes(network([node], [4]))
+    total = function("f1", ["a", "b"], ["c"], [helper.make_node("Sum", ["a", "b"], ["c"])])
+    hand_on = function("f0", ["a", "b"], ["c"], [call("f1", ["a", "b"], ["c"])])
+    (folder / "left_out_of_function.onnx").write_bytes(call_network([hand_on, total]))
 
 
 if __name__ == "__main__":

@@ -1,9 +1,14 @@
 #include "engine/onnx_file.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,6 +24,7 @@ using Message = OnnxMessage;
 constexpr int kMostDepth = 100;
 constexpr std::uint64_t kMostNodes = 1000000;
 constexpr std::int64_t kMostDivisor = 65536;  // its square does not overflow
+constexpr std::uint64_t kWholeName = ~std::uint64_t{0};
 
 // Field numbers of the messages in an ONNX file.
 namespace model {
@@ -27,12 +33,23 @@ constexpr std::uint64_t kFunction = 25;
 }  // namespace model
 namespace graph {
 constexpr std::uint64_t kNode = 1;
+constexpr std::uint64_t kInitializer = 5;
+constexpr std::uint64_t kSparseInitializer = 15;
+}  // namespace graph
+namespace tensor {
+constexpr std::uint64_t kName = 8;
+}
+namespace sparse_tensor {
+constexpr std::uint64_t kValues = 1;
 }
 namespace node {
+constexpr std::uint64_t kInput = 1;
+constexpr std::uint64_t kOutput = 2;
 constexpr std::uint64_t kName = 3;
 constexpr std::uint64_t kOperator = 4;
 constexpr std::uint64_t kAttribute = 5;
 constexpr std::uint64_t kDomain = 7;
+constexpr std::uint64_t kOverload = 8;
 }  // namespace node
 namespace attribute {
 constexpr std::uint64_t kName = 1;
@@ -42,14 +59,35 @@ constexpr std::uint64_t kGraphs = 11;
 }  // namespace attribute
 namespace function {
 constexpr std::uint64_t kName = 1;
+constexpr std::uint64_t kInput = 4;
 constexpr std::uint64_t kNode = 7;
 constexpr std::uint64_t kDomain = 10;
+constexpr std::uint64_t kOverload = 13;
 }  // namespace function
 
-using Operator = std::pair<std::string, std::string>;  // domain, name
+struct Operator {
+  std::string domain;
+  std::string name;
+  std::string overload;
 
-// The nodes of a graph or a function, those of graphs within it too, counted by operator.
-using Calls = std::map<Operator, std::uint64_t>;
+  bool operator<(const Operator& other) const {
+    return std::tie(domain, name, overload) < std::tie(other.domain, other.name, other.overload);
+  }
+};
+
+struct Node {
+  std::string name;
+  Operator op;
+  std::vector<std::string> inputs;
+
+  std::string Text() const { return "node '" + name + "' (" + op.name + ")"; }
+};
+
+// What a graph or a function holds, graphs within it too.
+struct Body {
+  std::vector<Node> nodes;
+  std::set<std::string> made;  // names of nodes' outputs and of initializers
+};
 
 struct Attribute {
   std::string name;
@@ -57,9 +95,9 @@ struct Attribute {
 };
 
 // NOLINTBEGIN(misc-no-recursion): messages hold messages, as deep as kMostDepth
-void AddGraph(Message graph, int depth, Calls& calls);
+void AddGraph(Message graph, int depth, Body& body);
 
-Attribute ReadAttribute(Message message, int depth, Calls& calls) {
+Attribute ReadAttribute(Message message, int depth, Body& body) {
   Attribute read;
   while (message.Next()) {
     switch (message.field()) {
@@ -71,7 +109,7 @@ Attribute ReadAttribute(Message message, int depth, Calls& calls) {
         break;
       case attribute::kGraph:
       case attribute::kGraphs:
-        AddGraph(message.message(), depth + 1, calls);
+        AddGraph(message.message(), depth + 1, body);
         break;
       default:
         break;
@@ -87,114 +125,200 @@ const char* DivisorOf(const std::string& name) {
   return "";
 }
 
-void CheckDivisors(const std::string& node_name, const std::string& operator_name,
-                   const std::vector<Attribute>& attributes) {
-  const std::string divisor = DivisorOf(operator_name);
+void CheckDivisors(const Node& node, const std::vector<Attribute>& attributes) {
+  const std::string divisor = DivisorOf(node.op.name);
   if (divisor.empty()) return;
   for (const Attribute& attribute : attributes) {
     if (attribute.name != divisor) continue;
     if (attribute.integer >= 1 && attribute.integer <= kMostDivisor) continue;
-    throw SessionError("node '" + node_name + "' (" + operator_name + ") has " + divisor + " " +
-                       std::to_string(attribute.integer) + "; expected 1 to " +
-                       std::to_string(kMostDivisor));
+    throw SessionError(node.Text() + " has " + divisor + " " + std::to_string(attribute.integer) +
+                       "; expected 1 to " + std::to_string(kMostDivisor));
   }
 }
 
-void AddNode(Message message, int depth, Calls& calls) {
-  std::string name;
-  Operator op;
+[[noreturn]] void RefuseNodes() {
+  throw SessionError("has more than " + std::to_string(kMostNodes) +
+                     " nodes once its functions are put in");
+}
+
+void AddNode(Message message, int depth, Body& body) {
+  if (body.nodes.size() == kMostNodes) RefuseNodes();
+  Node node;
   std::vector<Attribute> attributes;
   while (message.Next()) {
     switch (message.field()) {
+      case node::kInput:
+        node.inputs.push_back(message.Text(kWholeName));
+        break;
+      case node::kOutput:
+        body.made.insert(message.Text(kWholeName));
+        break;
       case node::kName:
-        name = message.Text();
+        node.name = message.Text();
         break;
       case node::kOperator:
-        op.second = message.Text();
+        node.op.name = message.Text();
         break;
       case node::kDomain:
-        op.first = message.Text();
+        node.op.domain = message.Text();
+        break;
+      case node::kOverload:
+        node.op.overload = message.Text();
         break;
       case node::kAttribute:
-        attributes.push_back(ReadAttribute(message.message(), depth + 1, calls));
+        attributes.push_back(ReadAttribute(message.message(), depth + 1, body));
         break;
       default:
         break;
     }
   }
-  CheckDivisors(name, op.second, attributes);
-  ++calls[op];
+  CheckDivisors(node, attributes);
+  body.nodes.push_back(std::move(node));
 }
 
-void AddGraph(Message graph, int depth, Calls& calls) {
+void AddInitializer(Message tensor, Body& body) {
+  while (tensor.Next()) {
+    if (tensor.field() == tensor::kName) body.made.insert(tensor.Text(kWholeName));
+  }
+}
+
+void AddSparseInitializer(Message message, Body& body) {
+  while (message.Next()) {
+    if (message.field() == sparse_tensor::kValues) AddInitializer(message.message(), body);
+  }
+}
+
+void AddGraph(Message graph, int depth, Body& body) {
   if (depth > kMostDepth) {
     throw SessionError("has graphs within graphs deeper than " + std::to_string(kMostDepth) +
                        " messages");
   }
   while (graph.Next()) {
-    if (graph.field() == graph::kNode) AddNode(graph.message(), depth + 1, calls);
+    if (graph.field() == graph::kNode) AddNode(graph.message(), depth + 1, body);
+    if (graph.field() == graph::kInitializer) AddInitializer(graph.message(), body);
+    if (graph.field() == graph::kSparseInitializer) AddSparseInitializer(graph.message(), body);
   }
 }
 // NOLINTEND(misc-no-recursion)
+
+// Of such an operator the runtime reads the type of every input, also of one that is left out.
+bool NeedsEveryInput(const std::string& operator_name) {
+  constexpr std::array<const char*, 6> kNames{"Einsum", "LayerNormalization", "Max", "Mean", "Min",
+                                              "Sum"};
+  return std::find(kNames.begin(), kNames.end(), operator_name) != kNames.end();
+}
 
 // The functions that a file defines, put in for the nodes that call them.
 class Functions {
  public:
   void Add(Message message) {
-    Operator name;
-    Calls calls;
+    Operator op;
+    Function function;
+    Body body;
     while (message.Next()) {
       switch (message.field()) {
         case function::kName:
-          name.second = message.Text();
+          op.name = message.Text();
           break;
         case function::kDomain:
-          name.first = message.Text();
+          op.domain = message.Text();
+          break;
+        case function::kOverload:
+          op.overload = message.Text();
+          break;
+        case function::kInput:
+          function.inputs.push_back(message.Text(kWholeName));
           break;
         case function::kNode:
-          AddNode(message.message(), 1, calls);
+          AddNode(message.message(), 1, body);
           break;
         default:
           break;
       }
     }
-    functions_[name] = {std::move(calls), std::nullopt};
+    for (const std::string& input : function.inputs) {
+      if (body.made.count(input) == 0) continue;
+      throw SessionError("function '" + op.name + "' makes its own input '" + input +
+                         "'; expected another name for it");
+    }
+    function.nodes = std::move(body.nodes);
+    functions_[op] = std::move(function);
   }
 
   // NOLINTBEGIN(misc-no-recursion): functions call functions, as deep as kMostDepth
-  // Nodes that `calls` come to, as far as kMostNodes.
-  std::uint64_t CountNodes(const Calls& calls, int depth = 0) {
-    std::uint64_t nodes = 0;
-    for (const auto& [op, times] : calls) {
-      const std::uint64_t each = CountNodesOf(op, depth);
-      if (each > 0 && times > (kMostNodes - nodes) / each) {
-        throw SessionError("has more than " + std::to_string(kMostNodes) +
-                           " nodes once its functions are put in");
-      }
-      nodes += times * each;
+  // Checks the inputs of `nodes` and of all functions that they come to, and how many nodes that
+  // makes, as far as kMostNodes.
+  std::uint64_t Check(const std::vector<Node>& nodes, int depth = 0) {
+    std::uint64_t count = 0;
+    for (const Node& node : nodes) {
+      const std::uint64_t each = CheckFunctionOf(node.op, depth);
+      if (each > kMostNodes - count) RefuseNodes();
+      count += each;
+      CheckInputs(node);
     }
-    return nodes;
+    return count;
   }
 
  private:
   struct Function {
-    Calls calls;
-    std::optional<std::uint64_t> nodes;
+    std::vector<std::string> inputs;
+    std::vector<Node> nodes;
+    std::optional<std::uint64_t> count;  // of nodes, once they are checked, and so is `needed`
+    std::set<std::string> needed;        // inputs that no call may leave out
   };
 
-  std::uint64_t CountNodesOf(const Operator& op, int depth) {
-    const auto function = functions_.find(op);
-    if (function == functions_.end()) return 1;
+  std::uint64_t CheckFunctionOf(const Operator& op, int depth) {
+    const auto found = functions_.find(op);
+    if (found == functions_.end()) return 1;
     if (depth == kMostDepth) {
-      throw SessionError("function '" + op.second + "' is called more than " +
+      throw SessionError("function '" + op.name + "' is called more than " +
                          std::to_string(kMostDepth) + " functions deep, or by itself");
     }
-    if (!function->second.nodes) {
-      function->second.nodes = 1 + CountNodes(function->second.calls, depth + 1);
+    Function& function = found->second;
+    if (!function.count) {
+      function.count = 1 + Check(function.nodes, depth + 1);
+      function.needed = NeededOf(function);
     }
-    return *function->second.nodes;
+    return *function.count;
   }
   // NOLINTEND(misc-no-recursion)
+
+  void CheckInputs(const Node& node) const {
+    const auto function = functions_.find(node.op);
+    std::size_t count = node.inputs.size();
+    if (function != functions_.end()) {
+      const std::size_t most = function->second.inputs.size();
+      if (count > most) {
+        throw SessionError(node.Text() + " has " + std::to_string(count) +
+                           " inputs; expected at most " + std::to_string(most) +
+                           ", as its function has");
+      }
+      count = most;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      const bool is_given = i < node.inputs.size() && !node.inputs[i].empty();
+      if (is_given || !Needs(node.op, i)) continue;
+      throw SessionError(node.Text() + " leaves out input " + std::to_string(i + 1) +
+                         "; expected the name of a value");
+    }
+  }
+
+  std::set<std::string> NeededOf(const Function& function) const {
+    const std::set<std::string> own(function.inputs.begin(), function.inputs.end());
+    std::set<std::string> needed;
+    for (const Node& node : function.nodes) {
+      for (std::size_t i = 0; i < node.inputs.size(); ++i) {
+        if (own.count(node.inputs[i]) > 0 && Needs(node.op, i)) needed.insert(node.inputs[i]);
+      }
+    }
+    return needed;
+  }
+
+  bool Needs(const Operator& op, std::size_t input) const {
+    const auto function = functions_.find(op);
+    if (function == functions_.end()) return NeedsEveryInput(op.name);
+    return function->second.needed.count(function->second.inputs[input]) > 0;
+  }
 
   std::map<Operator, Function> functions_;
 };
@@ -203,13 +327,13 @@ class Functions {
 
 void CheckOnnxFile(std::istream& file) {
   Message model = Message::Whole(file);
-  Calls calls;
+  Body main;
   Functions functions;
   while (model.Next()) {
-    if (model.field() == model::kGraph) AddGraph(model.message(), 1, calls);
+    if (model.field() == model::kGraph) AddGraph(model.message(), 1, main);
     if (model.field() == model::kFunction) functions.Add(model.message());
   }
-  functions.CountNodes(calls);
+  functions.Check(main.nodes);
 }
 
 }  // namespace nuvik::alg::common

@@ -6,7 +6,8 @@
 namespace nuvik::alg::common {
 
 /// Refuses what ONNX Runtime would not answer with an error but by ending the process: attributes
-/// that it divides by, functions that call each other too deep or that are too many nodes once
+/// that it divides by, inputs that it needs and are left out, functions that make their own inputs
+/// or are given more than they have, that call each other too deep or that are too many nodes once
 /// they are put in. Throws SessionError, naming the node or function, what was found and what would
 /// be right. What is no ONNX file at all passes: the runtime tells it.
 void CheckOnnxFile(std::istream& file);

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "engine/onnx_session.h"
 #include "support/network_files.h"
@@ -67,6 +69,24 @@ std::string Nested(int levels, const std::string& innermost) {
     node = NodeFields("If", Bytes(5, Bytes(1, "then_branch") + Bytes(6, GraphWith(node))));
   }
   return node;
+}
+
+std::string Inputs(const std::vector<std::string>& names) {
+  std::string fields;
+  for (const std::string& name : names) fields += Bytes(1, name);
+  return fields;
+}
+
+// The function f of the inputs a and b.
+std::string FunctionOfTwo(const std::string& nodes) {
+  return Function("f", Bytes(4, "a") + Bytes(4, "b") + nodes);
+}
+
+// A node that makes a value of that name.
+std::string Making(const std::string& name) { return NodeFields("Relu", Bytes(2, name)); }
+
+std::string WithinABranch(const std::string& graph_fields) {
+  return NodeFields("If", Bytes(5, Bytes(1, "then_branch") + Bytes(6, graph_fields)));
 }
 
 // A function of 1000 nodes, its own and 999 within.
@@ -307,6 +327,90 @@ TEST(OnnxFile, AFieldThatIsCutIsNotTakenForTheOneBefore) {
 TEST(OnnxFile, AMillionNodesAreTheMostWithoutFunctionsToo) {
   EXPECT_EQ(RefusalOf(Bytes(7, Repeated(1000001, Bytes(1, "")))),
             "has more than 1000000 nodes once its functions are put in");
+}
+
+TEST(OnnxFile, AFunctionDoesNotMakeItsOwnInputs) {
+  const std::string refusal = "function 'f' makes its own input 'b'; expected another name for it";
+  EXPECT_EQ(RefusalOf(FunctionOfTwo(Bytes(7, Making("b")))), refusal);
+  EXPECT_EQ(RefusalOf(FunctionOfTwo(Bytes(7, WithinABranch(GraphWith(Making("b")))))), refusal);
+  const std::string initializer = Bytes(8, "b");
+  EXPECT_EQ(RefusalOf(FunctionOfTwo(Bytes(7, WithinABranch(Bytes(5, initializer))))), refusal);
+  const std::string sparse = Bytes(15, Bytes(1, initializer));
+  EXPECT_EQ(RefusalOf(FunctionOfTwo(Bytes(7, WithinABranch(sparse)))), refusal);
+  EXPECT_EQ(RefusalOf(FunctionOfTwo(Bytes(7, Making("c")) + Bytes(5, "b"))), "");
+}
+
+TEST(OnnxFile, NamesOfValuesCountWhole) {
+  const std::string begin(2000, 'x');
+  const std::string input = Bytes(4, begin + "1");
+  EXPECT_EQ(RefusalOf(Function("f", input + Bytes(7, Making(begin + "2")))), "");
+}
+
+TEST(OnnxFile, OtherFunctionsAndTheGraphMakeAnyName) {
+  const std::string other = Function("g", Bytes(7, Making("b")));
+  EXPECT_EQ(RefusalOf(FunctionOfTwo("") + other + ModelWith(Making("b"))), "");
+}
+
+TEST(OnnxFile, ACallHasAtMostItsFunctionsInputs) {
+  const std::string f = FunctionOfTwo("");
+  for (const std::vector<std::string>& names :
+       std::vector<std::vector<std::string>>{{}, {"x"}, {"x", "x"}, {"", "x"}}) {
+    EXPECT_EQ(RefusalOf(f + ModelWith(Call("f") + Inputs(names))), "") << names.size();
+  }
+  const std::string refusal = "node 'n1' (f) has 3 inputs; expected at most 2, as its function has";
+  EXPECT_EQ(RefusalOf(f + ModelWith(Call("f") + Inputs({"x", "x", ""}))), refusal);
+  const std::string within = Function("g", Bytes(7, Call("f") + Inputs({"x", "x", "x"})));
+  EXPECT_EQ(RefusalOf(f + within + ModelWith(Call("g"))), refusal);
+  EXPECT_EQ(RefusalOf(f + within + ModelWith(NodeFields("Relu"))), "");
+  EXPECT_EQ(RefusalOf(Function("f", "") + ModelWith(Call("f") + Inputs({""}))),
+            "node 'n1' (f) has 1 inputs; expected at most 0, as its function has");
+}
+
+TEST(OnnxFile, SomeOperatorsNeedEveryInput) {
+  for (const char* op : {"Einsum", "LayerNormalization", "Max", "Mean", "Min", "Sum"}) {
+    EXPECT_EQ(RefusalOf(ModelWith(NodeFields(op, Inputs({"x", "x"})))), "");
+    EXPECT_EQ(
+        RefusalOf(ModelWith(NodeFields(op, Inputs({"x", ""})))),
+        std::string("node 'n1' (") + op + ") leaves out input 2; expected the name of a value");
+  }
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Clip", Inputs({"x", "", "x"})))), "");
+}
+
+TEST(OnnxFile, ACallGivesWhatItsFunctionNeeds) {
+  const std::string f = FunctionOfTwo(Bytes(7, NodeFields("Sum", Inputs({"a", "b"}))));
+  const std::string refusal = "node 'n1' (f) leaves out input 2; expected the name of a value";
+  EXPECT_EQ(RefusalOf(f + ModelWith(Call("f") + Inputs({"x", "x"}))), "");
+  EXPECT_EQ(RefusalOf(f + ModelWith(Call("f") + Inputs({"x", ""}))), refusal);
+  EXPECT_EQ(RefusalOf(f + ModelWith(Call("f") + Inputs({"x"}))), refusal);
+  EXPECT_EQ(RefusalOf(ModelWith(Call("f") + Inputs({"x"})) + f), refusal);
+}
+
+// g hands its second input on to the first of f.
+TEST(OnnxFile, ACallGivesWhatFunctionsWithinNeed) {
+  const std::string f = Function("f", Bytes(4, "a") + Bytes(7, NodeFields("Sum", Inputs({"a"}))));
+  const std::string g =
+      Function("g", Bytes(4, "p") + Bytes(4, "q") +
+                        Bytes(7, WithinABranch(GraphWith(Call("f") + Inputs({"q"})))));
+  EXPECT_EQ(RefusalOf(g + f + ModelWith(Call("g") + Inputs({"", "x"}))), "");
+  EXPECT_EQ(RefusalOf(g + f + ModelWith(Call("g") + Inputs({"x"}))),
+            "node 'n1' (g) leaves out input 2; expected the name of a value");
+}
+
+TEST(OnnxFile, FunctionsOfOneNameAreToldApartByOverload) {
+  const std::string one = Bytes(25, Bytes(1, "f") + Bytes(10, "own") + Bytes(13, "one"));
+  const std::string two = Bytes(25, Bytes(1, "f") + Bytes(10, "own") + Bytes(13, "two") +
+                                        Bytes(4, "a") + Bytes(7, Call("f") + Bytes(8, "one")));
+  EXPECT_EQ(RefusalOf(one + two + ModelWith(Call("f") + Inputs({"x"}) + Bytes(8, "two"))), "");
+  EXPECT_EQ(RefusalOf(one + two + ModelWith(Call("f") + Inputs({"x"}) + Bytes(8, "one"))),
+            "node 'n1' (f) has 1 inputs; expected at most 0, as its function has");
+}
+
+// As the runtime does.
+TEST(OnnxFile, OfTwoFunctionsTheLastCounts) {
+  const std::string call = ModelWith(Call("f") + Inputs({"x"}));
+  EXPECT_EQ(RefusalOf(Function("f", "") + FunctionOfTwo("") + call), "");
+  EXPECT_EQ(RefusalOf(FunctionOfTwo("") + Function("f", "") + call),
+            "node 'n1' (f) has 1 inputs; expected at most 0, as its function has");
 }
 
 TEST(OnnxFile, ALongNameIsCut) {
