@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <iostream>
+#include <istream>
 #include <optional>
 
 #include "commands/options.h"
@@ -13,6 +13,7 @@
 #include "host/interruption.h"
 #include "host/messages.h"
 #include "host/progress.h"
+#include "host/waiting_input.h"
 
 namespace dirty_seg {
 namespace {
@@ -65,8 +66,10 @@ int RunDetect(const DetectOptions& options) {
       SetUpDetector(detector),
       {"dirty_seg " DIRTY_SEG_VERSION, detector.model, detector.config, detector.fece_model},
       options.results, log);
+  WaitingInput standard_input(STDIN_FILENO);
+  std::istream list(&standard_input);
   FrameSource source(
-      InputQueue(input.inputs, {input.recursive, true, options.results.output}, std::cin),
+      InputQueue(input.inputs, {input.recursive, true, options.results.output}, list),
       {input.frame_step, std::nullopt, std::nullopt});
   std::optional<Progress> progress;
   if (!shows_results) progress.emplace(SteadySeconds, TerminalColumns());
