@@ -72,7 +72,7 @@ def classify_loss(model: nn.Module, batch: list[Tensor], device: torch.device) -
 TASKS = {
     "segment": Task(
         lambda: network.Segmenter(len(data.CLASSES)), segment_samples, data.collate,
-        segment_loss, images=160000, batch=16, rate=3e-3,
+        segment_loss, images=150000, batch=16, rate=3e-3,
     ),
     "classify": Task(
         network.Classifier, lambda scenes, seed, images, _: data.CropSamples(scenes, seed, images),
