@@ -329,6 +329,10 @@ TEST(OnnxFile, AMillionNodesAreTheMostWithoutFunctionsToo) {
             "has more than 1000000 nodes once its functions are put in");
 }
 
+TEST(OnnxFile, WhatElseANodeSaysIsSkipped) {
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Relu", Bytes(6, "documentation")))), "");
+}
+
 TEST(OnnxFile, AFunctionDoesNotMakeItsOwnInputs) {
   const std::string refusal = "function 'f' makes its own input 'b'; expected another name for it";
   EXPECT_EQ(RefusalOf(FunctionOfTwo(Bytes(7, Making("b")))), refusal);
