@@ -329,6 +329,25 @@ TEST(OnnxFile, AMillionNodesAreTheMostWithoutFunctionsToo) {
             "has more than 1000000 nodes once its functions are put in");
 }
 
+TEST(OnnxFile, AMillionNodesAreTheMostOfAFunctionThatNobodyCalls) {
+  EXPECT_EQ(RefusalOf(Function("f", Repeated(1000001, Bytes(7, "")))),
+            "has more than 1000000 nodes once its functions are put in");
+}
+
+// Names whose bytes would be a refused node's, or a refused attribute's.
+TEST(OnnxFile, ANameIsNoMessage) {
+  const std::string attribute = IntegerAttribute("group", 0);
+  const std::string overload = Bytes(8, attribute.substr(2));
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Conv", overload))), "");
+  const std::string input = Bytes(4, NodeFields("Conv", attribute));
+  EXPECT_EQ(RefusalOf(Function("f", input)), "");
+}
+
+TEST(OnnxFile, ANodeIsNamedByItsNameAlone) {
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Sum", Inputs({"x", ""}) + Bytes(2, "y")))),
+            "node 'n1' (Sum) leaves out input 2; expected the name of a value");
+}
+
 TEST(OnnxFile, WhatElseANodeSaysIsSkipped) {
   EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Relu", Bytes(6, "documentation")))), "");
 }
@@ -377,6 +396,8 @@ TEST(OnnxFile, SomeOperatorsNeedEveryInput) {
         RefusalOf(ModelWith(NodeFields(op, Inputs({"x", ""})))),
         std::string("node 'n1' (") + op + ") leaves out input 2; expected the name of a value");
   }
+  EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Sum", Inputs({"", "x"})))),
+            "node 'n1' (Sum) leaves out input 1; expected the name of a value");
   EXPECT_EQ(RefusalOf(ModelWith(NodeFields("Clip", Inputs({"x", "", "x"})))), "");
 }
 
@@ -387,6 +408,8 @@ TEST(OnnxFile, ACallGivesWhatItsFunctionNeeds) {
   EXPECT_EQ(RefusalOf(f + ModelWith(Call("f") + Inputs({"x", ""}))), refusal);
   EXPECT_EQ(RefusalOf(f + ModelWith(Call("f") + Inputs({"x"}))), refusal);
   EXPECT_EQ(RefusalOf(ModelWith(Call("f") + Inputs({"x"})) + f), refusal);
+  const std::string clip = FunctionOfTwo(Bytes(7, NodeFields("Clip", Inputs({"a", "b"}))));
+  EXPECT_EQ(RefusalOf(clip + ModelWith(Call("f") + Inputs({"x"}))), "");
 }
 
 // g hands its second input on to the first of f.
