@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/onnx_fields.h"
 #include "engine/onnx_message.h"
 #include "engine/onnx_session.h"
 
@@ -25,45 +26,6 @@ constexpr int kMostDepth = 100;
 constexpr std::uint64_t kMostNodes = 1000000;
 constexpr std::int64_t kMostDivisor = 65536;  // its square does not overflow
 constexpr std::uint64_t kWholeName = ~std::uint64_t{0};
-
-// Field numbers of the messages in an ONNX file.
-namespace model {
-constexpr std::uint64_t kGraph = 7;
-constexpr std::uint64_t kFunction = 25;
-}  // namespace model
-namespace graph {
-constexpr std::uint64_t kNode = 1;
-constexpr std::uint64_t kInitializer = 5;
-constexpr std::uint64_t kSparseInitializer = 15;
-}  // namespace graph
-namespace tensor {
-constexpr std::uint64_t kName = 8;
-}
-namespace sparse_tensor {
-constexpr std::uint64_t kValues = 1;
-}
-namespace node {
-constexpr std::uint64_t kInput = 1;
-constexpr std::uint64_t kOutput = 2;
-constexpr std::uint64_t kName = 3;
-constexpr std::uint64_t kOperator = 4;
-constexpr std::uint64_t kAttribute = 5;
-constexpr std::uint64_t kDomain = 7;
-constexpr std::uint64_t kOverload = 8;
-}  // namespace node
-namespace attribute {
-constexpr std::uint64_t kName = 1;
-constexpr std::uint64_t kInteger = 3;
-constexpr std::uint64_t kGraph = 6;
-constexpr std::uint64_t kGraphs = 11;
-}  // namespace attribute
-namespace function {
-constexpr std::uint64_t kName = 1;
-constexpr std::uint64_t kInput = 4;
-constexpr std::uint64_t kNode = 7;
-constexpr std::uint64_t kDomain = 10;
-constexpr std::uint64_t kOverload = 13;
-}  // namespace function
 
 struct Operator {
   std::string domain;
@@ -101,14 +63,14 @@ Attribute ReadAttribute(Message message, int depth, Body& body) {
   Attribute read;
   while (message.Next()) {
     switch (message.field()) {
-      case attribute::kName:
+      case onnx::attribute::kName:
         read.name = message.Text();
         break;
-      case attribute::kInteger:
+      case onnx::attribute::kInteger:
         read.integer = message.integer();
         break;
-      case attribute::kGraph:
-      case attribute::kGraphs:
+      case onnx::attribute::kGraph:
+      case onnx::attribute::kGraphs:
         AddGraph(message.message(), depth + 1, body);
         break;
       default:
@@ -147,25 +109,25 @@ void AddNode(Message message, int depth, Body& body) {
   std::vector<Attribute> attributes;
   while (message.Next()) {
     switch (message.field()) {
-      case node::kInput:
+      case onnx::node::kInput:
         node.inputs.push_back(message.Text(kWholeName));
         break;
-      case node::kOutput:
+      case onnx::node::kOutput:
         body.made.insert(message.Text(kWholeName));
         break;
-      case node::kName:
+      case onnx::node::kName:
         node.name = message.Text();
         break;
-      case node::kOperator:
+      case onnx::node::kOperator:
         node.op.name = message.Text();
         break;
-      case node::kDomain:
+      case onnx::node::kDomain:
         node.op.domain = message.Text();
         break;
-      case node::kOverload:
+      case onnx::node::kOverload:
         node.op.overload = message.Text();
         break;
-      case node::kAttribute:
+      case onnx::node::kAttribute:
         attributes.push_back(ReadAttribute(message.message(), depth + 1, body));
         break;
       default:
@@ -178,13 +140,13 @@ void AddNode(Message message, int depth, Body& body) {
 
 void AddInitializer(Message tensor, Body& body) {
   while (tensor.Next()) {
-    if (tensor.field() == tensor::kName) body.made.insert(tensor.Text(kWholeName));
+    if (tensor.field() == onnx::tensor::kName) body.made.insert(tensor.Text(kWholeName));
   }
 }
 
 void AddSparseInitializer(Message message, Body& body) {
   while (message.Next()) {
-    if (message.field() == sparse_tensor::kValues) AddInitializer(message.message(), body);
+    if (message.field() == onnx::sparse_tensor::kValues) AddInitializer(message.message(), body);
   }
 }
 
@@ -194,9 +156,10 @@ void AddGraph(Message graph, int depth, Body& body) {
                        " messages");
   }
   while (graph.Next()) {
-    if (graph.field() == graph::kNode) AddNode(graph.message(), depth + 1, body);
-    if (graph.field() == graph::kInitializer) AddInitializer(graph.message(), body);
-    if (graph.field() == graph::kSparseInitializer) AddSparseInitializer(graph.message(), body);
+    if (graph.field() == onnx::graph::kNode) AddNode(graph.message(), depth + 1, body);
+    if (graph.field() == onnx::graph::kInitializer) AddInitializer(graph.message(), body);
+    if (graph.field() == onnx::graph::kSparseInitializer)
+      AddSparseInitializer(graph.message(), body);
   }
 }
 // NOLINTEND(misc-no-recursion)
@@ -217,19 +180,19 @@ class Functions {
     Body body;
     while (message.Next()) {
       switch (message.field()) {
-        case function::kName:
+        case onnx::function::kName:
           op.name = message.Text();
           break;
-        case function::kDomain:
+        case onnx::function::kDomain:
           op.domain = message.Text();
           break;
-        case function::kOverload:
+        case onnx::function::kOverload:
           op.overload = message.Text();
           break;
-        case function::kInput:
+        case onnx::function::kInput:
           function.inputs.push_back(message.Text(kWholeName));
           break;
-        case function::kNode:
+        case onnx::function::kNode:
           AddNode(message.message(), 1, body);
           break;
         default:
@@ -330,8 +293,8 @@ void CheckOnnxFile(std::istream& file) {
   Body main;
   Functions functions;
   while (model.Next()) {
-    if (model.field() == model::kGraph) AddGraph(model.message(), 1, main);
-    if (model.field() == model::kFunction) functions.Add(model.message());
+    if (model.field() == onnx::model::kGraph) AddGraph(model.message(), 1, main);
+    if (model.field() == onnx::model::kFunction) functions.Add(model.message());
   }
   functions.Check(main.nodes);
 }

@@ -5,56 +5,17 @@
 #include <set>
 #include <utility>
 
+#include "engine/onnx_fields.h"
 #include "engine/onnx_message.h"
 
 namespace dirty_seg {
 namespace {
 
+namespace onnx = nuvik::alg::common::onnx;
 using nuvik::alg::common::OnnxMessage;
 
 // Class names of a thousand classes stay whole.
 constexpr std::uint64_t kMostMetadataBytes = 1U << 20U;
-
-// Field numbers of the messages in an ONNX file.
-namespace model {
-constexpr std::uint64_t kIrVersion = 1;
-constexpr std::uint64_t kProducer = 2;
-constexpr std::uint64_t kProducerVersion = 3;
-constexpr std::uint64_t kGraph = 7;
-constexpr std::uint64_t kOpset = 8;
-constexpr std::uint64_t kMetadata = 14;
-}  // namespace model
-namespace graph {
-constexpr std::uint64_t kConstant = 5;
-constexpr std::uint64_t kInput = 11;
-constexpr std::uint64_t kOutput = 12;
-}  // namespace graph
-namespace constant {
-constexpr std::uint64_t kName = 8;
-}
-namespace value {
-constexpr std::uint64_t kName = 1;
-constexpr std::uint64_t kType = 2;
-}  // namespace value
-namespace type {
-constexpr std::uint64_t kTensor = 1;
-}
-namespace tensor {
-constexpr std::uint64_t kElement = 1;
-constexpr std::uint64_t kShape = 2;
-}  // namespace tensor
-namespace shape {
-constexpr std::uint64_t kDimension = 1;
-}
-namespace dimension {
-constexpr std::uint64_t kSize = 1;
-constexpr std::uint64_t kName = 2;
-}  // namespace dimension
-// Pairs of a key and a value: operator sets and metadata alike.
-namespace pair {
-constexpr std::uint64_t kKey = 1;
-constexpr std::uint64_t kValue = 2;
-}  // namespace pair
 
 std::string ElementName(std::int64_t code) {
   constexpr std::array<const char*, 17> kNames{
@@ -70,20 +31,21 @@ std::string ElementName(std::int64_t code) {
 std::string ReadDimension(OnnxMessage message) {
   std::string text = "?";
   while (message.Next()) {
-    if (message.field() == dimension::kSize) text = std::to_string(message.integer());
-    if (message.field() == dimension::kName) text = message.Text();
+    if (message.field() == onnx::dimension::kSize) text = std::to_string(message.integer());
+    if (message.field() == onnx::dimension::kName) text = message.Text();
   }
   return text.empty() ? "?" : text;
 }
 
 void ReadTensorType(OnnxMessage message, DeclaredTensor& declared) {
   while (message.Next()) {
-    if (message.field() == tensor::kElement) declared.type = ElementName(message.integer());
-    if (message.field() != tensor::kShape) continue;
+    if (message.field() == onnx::tensor_type::kElement)
+      declared.type = ElementName(message.integer());
+    if (message.field() != onnx::tensor_type::kShape) continue;
     declared.has_shape = true;
     OnnxMessage dimensions = message.message();
     while (dimensions.Next()) {
-      if (dimensions.field() == shape::kDimension) {
+      if (dimensions.field() == onnx::shape::kDimension) {
         declared.shape.push_back(ReadDimension(dimensions.message()));
       }
     }
@@ -94,11 +56,11 @@ DeclaredTensor ReadTensor(OnnxMessage message) {
   DeclaredTensor declared;
   declared.type = "no tensor";
   while (message.Next()) {
-    if (message.field() == value::kName) declared.name = message.Text();
-    if (message.field() != value::kType) continue;
+    if (message.field() == onnx::value_info::kName) declared.name = message.Text();
+    if (message.field() != onnx::value_info::kType) continue;
     OnnxMessage kinds = message.message();
     while (kinds.Next()) {
-      if (kinds.field() == type::kTensor) ReadTensorType(kinds.message(), declared);
+      if (kinds.field() == onnx::type::kTensor) ReadTensorType(kinds.message(), declared);
     }
   }
   return declared;
@@ -107,7 +69,7 @@ DeclaredTensor ReadTensor(OnnxMessage message) {
 std::string ReadConstantName(OnnxMessage message) {
   std::string name;
   while (message.Next()) {
-    if (message.field() == constant::kName) name = message.Text();
+    if (message.field() == onnx::tensor::kName) name = message.Text();
   }
   return name;
 }
@@ -116,13 +78,13 @@ void ReadGraph(OnnxMessage message, OnnxDescription& description) {
   std::set<std::string> constants;
   while (message.Next()) {
     switch (message.field()) {
-      case graph::kConstant:
+      case onnx::graph::kInitializer:
         constants.insert(ReadConstantName(message.message()));
         break;
-      case graph::kInput:
+      case onnx::graph::kInput:
         description.inputs.push_back(ReadTensor(message.message()));
         break;
-      case graph::kOutput:
+      case onnx::graph::kOutput:
         description.outputs.push_back(ReadTensor(message.message()));
         break;
       default:
@@ -141,8 +103,8 @@ void ReadOpset(OnnxMessage message, OnnxDescription& description) {
   std::string domain;
   std::int64_t version = 0;
   while (message.Next()) {
-    if (message.field() == pair::kKey) domain = message.Text();
-    if (message.field() == pair::kValue) version = message.integer();
+    if (message.field() == onnx::pair::kKey) domain = message.Text();
+    if (message.field() == onnx::pair::kValue) version = message.integer();
   }
   description.opsets[domain.empty() ? "ai.onnx" : domain] = version;
 }
@@ -151,8 +113,8 @@ void ReadMetadata(OnnxMessage message, OnnxDescription& description) {
   std::string key;
   std::string text;
   while (message.Next()) {
-    if (message.field() == pair::kKey) key = message.Text();
-    if (message.field() == pair::kValue) text = message.Text(kMostMetadataBytes);
+    if (message.field() == onnx::pair::kKey) key = message.Text();
+    if (message.field() == onnx::pair::kValue) text = message.Text(kMostMetadataBytes);
   }
   description.metadata[key] = std::move(text);
 }
@@ -165,22 +127,22 @@ OnnxDescription DescribeOnnxFile(std::istream& file) {
   OnnxMessage message = OnnxMessage::Whole(file);
   while (message.Next()) {
     switch (message.field()) {
-      case model::kIrVersion:
+      case onnx::model::kIrVersion:
         description.ir_version = message.integer();
         break;
-      case model::kProducer:
+      case onnx::model::kProducer:
         description.producer = message.Text();
         break;
-      case model::kProducerVersion:
+      case onnx::model::kProducerVersion:
         version = message.Text();
         break;
-      case model::kGraph:
+      case onnx::model::kGraph:
         ReadGraph(message.message(), description);
         break;
-      case model::kOpset:
+      case onnx::model::kOpset:
         ReadOpset(message.message(), description);
         break;
-      case model::kMetadata:
+      case onnx::model::kMetadata:
         ReadMetadata(message.message(), description);
         break;
       default:
