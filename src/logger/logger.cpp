@@ -84,13 +84,17 @@ Logger& Logger::Instance(const std::string& name) {
   return instance;
 }
 
-void WriteLog(const Severity& severity, const spdlog::source_loc& site,
-              const std::string& message) {
+LogLine BeginLine(const Severity& severity) {
   Logger& instance = Logger::Instance("spdlog");
-  const std::shared_ptr<spdlog::logger> logger = instance.logger;
+  LogLine line{instance.logger, {}};
   const int number = NextNumber(instance.level <= severity.level, instance.sequence) % 128;
-  const std::string text = fmt::format(fmt::runtime(severity.prefix), number) + message;
-  if (logger != nullptr) logger->log(site, severity.level, text);
+  line.prefix = fmt::format(fmt::runtime(severity.prefix), number);
+  return line;
+}
+
+void WriteLine(const LogLine& line, const Severity& severity, const spdlog::source_loc& site,
+               const std::string& message) {
+  if (line.logger != nullptr) line.logger->log(site, severity.level, line.prefix + message);
 }
 
 }  // namespace tessmar

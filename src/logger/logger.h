@@ -43,14 +43,23 @@ inline constexpr Severity kDebug{spdlog::level::debug, "{0:3d} [DEBUG] "};
 inline constexpr Severity kInfo{spdlog::level::info, "{0:3d} [INFO] "};
 inline constexpr Severity kError{spdlog::level::err, "{0:3d} [ERROR] "};
 
-/// Numbers, tags and writes one message. Sink errors are spdlog's to handle.
-void WriteLog(const Severity& severity, const spdlog::source_loc& site, const std::string& message);
+/// A line that has its number and tag; its message is yet to be formatted.
+struct LogLine {
+  std::shared_ptr<spdlog::logger> logger;  // held until the line is written
+  std::string prefix;
+};
+LogLine BeginLine(const Severity& severity);
+
+/// Sink errors are spdlog's to handle.
+void WriteLine(const LogLine& line, const Severity& severity, const spdlog::source_loc& site,
+               const std::string& message);
 
 /// Formats always, also when the level then filters the line out.
 template <typename... Args>
 void Log(const Severity& severity, const spdlog::source_loc& site,
          fmt::format_string<Args...> format, Args&&... args) {
-  WriteLog(severity, site, fmt::format(format, std::forward<Args>(args)...));
+  const LogLine line = BeginLine(severity);
+  WriteLine(line, severity, site, fmt::format(format, std::forward<Args>(args)...));
 }
 
 /// The source file that every line names: the one that holds the detector's operations.

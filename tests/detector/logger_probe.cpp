@@ -6,6 +6,7 @@
 //   race                              asks for it in eight threads at once
 //   setenv:NAME=VALUE                 changes the environment
 //   fail:spdlog_ex fail:bad_alloc     makes the next set-up throw
+//   witness                           adds a sink that prints "released" when it goes
 //   state                             prints what the logger is like
 //   lines                             prints the source lines of the log calls
 #include <spdlog/sinks/ansicolor_sink.h>
@@ -17,6 +18,7 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <set>
@@ -111,6 +113,19 @@ void PrintState(const std::string&) {
               spdlog::get(instance.logger->name()) != nullptr ? 1 : 0);
 }
 
+class Witness : public spdlog::sinks::sink {
+ public:
+  ~Witness() override { std::printf("released\n"); }
+  void log(const spdlog::details::log_msg& /*message*/) override {}
+  void flush() override {}
+  void set_pattern(const std::string& /*pattern*/) override {}
+  void set_formatter(std::unique_ptr<spdlog::formatter> /*formatter*/) override {}
+};
+
+void AddWitness(const std::string&) {
+  tessmar::Logger::Instance("spdlog").logger->sinks().push_back(std::make_shared<Witness>());
+}
+
 void PrintLines(const std::string&) {
   std::printf("debug=%d info=%d error=%d\n", debug_line, info_line, error_line);
 }
@@ -132,7 +147,8 @@ int main(int argc, char** argv) {
       {"error", LogError},          {"repeat", Repeat},
       {"instance", AskForInstance}, {"race", Race},
       {"setenv", SetEnvironment},   {"fail", [](const std::string& what) { next_failure = what; }},
-      {"state", PrintState},        {"lines", PrintLines}};
+      {"state", PrintState},        {"lines", PrintLines},
+      {"witness", AddWitness}};
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
     const std::size_t colon = argument.find(':');

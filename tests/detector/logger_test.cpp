@@ -27,6 +27,11 @@ struct Counted {
   int* count;
 };
 
+// Is formatted as the logger's counter at that moment.
+struct CurrentNumber {
+  bool fails = false;
+};
+
 }  // namespace
 
 template <>
@@ -36,6 +41,16 @@ struct fmt::formatter<Counted> {
   auto format(const Counted& value, Context& context) const {
     ++*value.count;
     return fmt::format_to(context.out(), "counted");
+  }
+};
+
+template <>
+struct fmt::formatter<CurrentNumber> {
+  constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
+  template <typename Context>
+  auto format(const CurrentNumber& value, Context& context) const {
+    if (value.fails) throw std::runtime_error("no number");
+    return fmt::format_to(context.out(), "{}", tessmar::Logger::Instance("spdlog").sequence);
   }
 };
 
@@ -162,6 +177,14 @@ TEST_F(LogCall, TextIsFormattedEvenWhenItIsFilteredOut) {
 
   EXPECT_EQ(count, 3);
   EXPECT_TRUE(log.GetLines().empty());
+}
+
+TEST_F(LogCall, NumberIsTakenBeforeTheTextIsFormatted) {
+  TESSMAR_LOG_INFO("{}", CurrentNumber{});
+  EXPECT_THROW(TESSMAR_LOG_INFO("{}", CurrentNumber{true}), std::runtime_error);
+  EXPECT_EQ(Sequence(), 2);
+
+  EXPECT_EQ(log.RawTexts(), Strings{"  1 [INFO] 1"});
 }
 
 TEST_F(LogCall, ArgumentsFillTheFormat) {
@@ -479,6 +502,19 @@ TEST(LoggerSetUp, SpdlogsExceptionIsDroppedAndWhatWasReachedIsKept) {
   EXPECT_NE(output.find("  1 [ERROR] a\nname=spdlog sinks=console level=4 logger_level=2"),
             std::string::npos)
       << output;
+}
+
+TEST(LoggerSetUp, StandardErrorStaysEmpty) {
+  const auto errors = [](const Environment& environment, const Strings& arguments) {
+    return RunCommand(CommandLine(environment, arguments) + " 2>&1 >/dev/null").output;
+  };
+  EXPECT_EQ(errors({}, {"info:a"}), "");
+  EXPECT_EQ(errors({"x", "y", "z"}, {"info:a"}), "");
+  EXPECT_EQ(errors({"true", "false", "error"}, {"fail:spdlog_ex", "error:a"}), "");
+}
+
+TEST(LoggerSetUp, InstanceIsReleasedWhenTheProcessEnds) {
+  EXPECT_EQ(Probe({"true", "false", "info"}, {"witness", "info:a"}), "  1 [INFO] a\nreleased\n");
 }
 
 TEST(LoggerSetUp, OtherExceptionsLeaveAndTheNextCallBuildsAgain) {
