@@ -461,7 +461,8 @@ bool DirtySegDetector::judge_fece(const ImageMap& images, const std::vector<floa
     return false;
   }
   const auto area = static_cast<float>(std::int64_t{box->width} * box->height);
-  if (area <= config_->fece_area_threshold) {
+  // Before Init there is no threshold; the missing buffer then ends the call.
+  if (config_ != nullptr && area <= config_->fece_area_threshold) {
     TESSMAR_LOG_DEBUG("[FECE] bbox area too small: {}, threshold: {}, directly classify as class 0",
                       area, config_->fece_area_threshold);
     return false;

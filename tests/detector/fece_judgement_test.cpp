@@ -1,4 +1,5 @@
 // judge_fece: one candidate box through the classifier.
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
@@ -124,6 +125,11 @@ TEST_F(JudgeFece, BoxBelowTheImageIsOneRow) {
   EXPECT_EQ(ClampedBox({10, 500, 50, 600}), BoxLine("[10, 479, 50, 480]", "40x1"));
 }
 
+TEST_F(JudgeFece, InvalidBoxIsPrintedAsFloats) {
+  ExpectRefused({10.1F, -20.3F, 30, -0.7F},
+                {FeceError("[FECE] Invalid bbox: [10.1, -20.3, 30, -0.7]")});
+}
+
 TEST_F(JudgeFece, BoxAboveTheImageIsInvalid) {
   ExpectRefused({10.5F, -20, 30, -0.25F},
                 {FeceError("[FECE] Invalid bbox: [10.5, -20, 30, -0.25]")});
@@ -195,11 +201,11 @@ TEST_F(JudgeFece, AreaAboveTheThresholdIsClassified) {
 }
 
 TEST_F(JudgeFece, ThresholdIsPrintedAsAFloat) {
-  Thresholds(0.9F, 1000.5F);
+  Thresholds(0.9F, 1000.1F);  // 1000.0999755859375 as a double
 
   ExpectRefused({0, 0, 10, 20},
                 {Debug("judge_fece",
-                       "[FECE] bbox area too small: 200, threshold: 1000.5, directly classify as "
+                       "[FECE] bbox area too small: 200, threshold: 1000.1, directly classify as "
                        "class 0")});
 }
 
@@ -211,6 +217,23 @@ TEST_F(JudgeFece, AreaIsThatOfTheClampedBox) {
                 {Debug("judge_fece",
                        "[FECE] bbox area too small: 40, threshold: 40, directly classify as "
                        "class 0")});
+}
+
+TEST_F(JudgeFece, AreaIsComparedAsAFloat) {
+  // 24929 x 673 is 2^24 + 1, which no float is.
+  images = ColorOnly(std::make_shared<cv::Mat>(673, 24929, CV_8UC1));
+  Thresholds(0.9F, 16777216.0F);
+
+  ExpectRefused({0, 0, 24929, 673},
+                {Debug("judge_fece",
+                       "[FECE] bbox area too small: 16777216, threshold: 16777216, directly "
+                       "classify as class 0")});
+}
+
+TEST_F(JudgeFece, AreaThresholdThatIsNotANumberStopsNothing) {
+  Thresholds(0.9F, kNaN);
+
+  EXPECT_TRUE(Judge({10, 20, 110, 70}));
 }
 
 TEST_F(JudgeFece, SmallBoxLeavesTheTensorAlone) {
@@ -272,6 +295,17 @@ TEST_F(JudgeFece, WithTheSwitchOffNoEngineIsReached) {
   EXPECT_TRUE(script::Calls().empty());
 }
 
+TEST_F(JudgeFece, WithoutInitNoInputIsFound) {
+  DirtySegDetector fresh;
+  script::Reset();
+
+  EXPECT_FALSE(fresh.judge_fece(images, {10, 20, 110, 70}));
+
+  EXPECT_EQ(log.GetLines(), (Lines{BoxLine("[10, 20, 110, 70]", "100x50"),
+                                   FeceError("[FECE] Input buffer 'input' not found")}));
+  EXPECT_TRUE(script::Calls().empty());
+}
+
 TEST_F(JudgeFece, RefusedCropIsLoggedTwice) {
   images = ColorOnly(std::make_shared<cv::Mat>(480, 640, CV_8UC1, cv::Scalar(0)));
 
@@ -310,6 +344,26 @@ TEST_F(JudgeFece, EngineWorksOnTheFeceBuffers) {
   EXPECT_EQ(infer.model_path, "fece.model");
   EXPECT_EQ(infer.inputs, &detector.fece_inputs_);
   EXPECT_EQ(infer.outputs, &detector.fece_outputs_);
+}
+
+TEST_F(JudgeFece, EngineGetsItsOtherInputsToo) {
+  detector.fece_inputs_["second"] = Buffer(3);
+
+  Judge({10, 20, 110, 70});
+
+  EXPECT_EQ(script::CallsOf(script::kInfer)[0].input_bytes,
+            (std::map<std::string, std::size_t>{{"input", 602112}, {"second", 3}}));
+}
+
+TEST_F(JudgeFece, FrameWithPaddedRowsIsReadAtItsStep) {
+  cv::Mat wide(480, 300, CV_8UC3, cv::Scalar::all(0));
+  wide.colRange(0, 100).setTo(cv::Scalar(0, 0, 255));
+  images = ColorOnly(std::make_shared<cv::Mat>(wide.colRange(0, 100)));
+
+  Judge({0, 0, 100, 480});
+
+  const std::vector<float> tensor = FloatsOf(detector.fece_inputs_.at("input"));
+  EXPECT_EQ(std::count(tensor.begin(), tensor.end(), (1.0F - 0.485F) / 0.229F), 224 * 224);
 }
 
 TEST_F(JudgeFece, EngineSeesTheCrop) {
@@ -373,6 +427,16 @@ TEST_F(JudgeFece, MissingOutputIsLogged) {
 
   EXPECT_EQ(log.GetLines(), (Lines{BoxLine("[10, 20, 110, 70]", "100x50"),
                                    FeceError("[FECE] Output 'output' not found")}));
+}
+
+TEST_F(JudgeFece, StatusIsLookedAtBeforeTheOutput) {
+  detector.fece_outputs_.clear();
+  script::GetScript().on_inference = nullptr;
+  script::GetScript().inference_statuses = {7};
+
+  EXPECT_FALSE(Judge({10, 20, 110, 70}));
+
+  EXPECT_EQ(log.GetLines().back(), FeceError("fece inference status is 7"));
 }
 
 TEST_F(JudgeFece, OutputWithoutStorageIsInvalid) {
@@ -514,7 +578,15 @@ TEST_F(JudgeFece, LogitsThatAreNotNumbersAreNo) {
   Thresholds(0.0F, 0.0F);
   Answer(kNaN, 3.0F);
   EXPECT_FALSE(Judge({10, 20, 110, 70}));
+  EXPECT_EQ(log.GetLines().back(),
+            Info("judge_fece", "[FECE] logits=[nan, 3], prob=[nan, nan], class_id=0, score=nan"));
   Answer(0.0F, kNaN);
+  EXPECT_FALSE(Judge({10, 20, 110, 70}));
+}
+
+TEST_F(JudgeFece, ScoreThresholdThatIsNotANumberIsNo) {
+  Thresholds(kNaN, 0.0F);
+
   EXPECT_FALSE(Judge({10, 20, 110, 70}));
 }
 
