@@ -158,8 +158,9 @@ void AddGraph(Message graph, int depth, Body& body) {
   while (graph.Next()) {
     if (graph.field() == onnx::graph::kNode) AddNode(graph.message(), depth + 1, body);
     if (graph.field() == onnx::graph::kInitializer) AddInitializer(graph.message(), body);
-    if (graph.field() == onnx::graph::kSparseInitializer)
+    if (graph.field() == onnx::graph::kSparseInitializer) {
       AddSparseInitializer(graph.message(), body);
+    }
   }
 }
 // NOLINTEND(misc-no-recursion)

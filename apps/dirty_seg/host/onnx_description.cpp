@@ -39,8 +39,9 @@ std::string ReadDimension(OnnxMessage message) {
 
 void ReadTensorType(OnnxMessage message, DeclaredTensor& declared) {
   while (message.Next()) {
-    if (message.field() == onnx::tensor_type::kElement)
+    if (message.field() == onnx::tensor_type::kElement) {
       declared.type = ElementName(message.integer());
+    }
     if (message.field() != onnx::tensor_type::kShape) continue;
     declared.has_shape = true;
     OnnxMessage dimensions = message.message();
