@@ -1,6 +1,7 @@
 // ConvertToDirtyStatusResult: objects of the patches into the frame.
 #include <climits>
 #include <cstring>
+#include <limits>
 
 #include "support/detector_test.h"
 
@@ -156,6 +157,30 @@ TEST_F(Conversion, BoxIsNotClippedToTheFrame) {
   object.height = 600.0F;
 
   EXPECT_EQ(Convert({{object}})->bboxes, (Boxes{{-100, 1020, 4900, 1620}}));
+}
+
+TEST_F(Conversion, BoxesAndScoresAreListedWhateverTheirValues) {
+  Object endless = MakeObject(1);
+  endless.x = std::numeric_limits<float>::infinity();
+  endless.score = 1.5F;
+  Object hopeless = MakeObject(2, Mask(2, 2));
+  hopeless.score = 0.0F;
+  Object negative = MakeObject(3);
+  negative.score = -5.0F;
+
+  const Result result = Convert({{endless, hopeless, negative}});
+
+  EXPECT_EQ(result->labels, (Labels{1, 2, 3}));
+  EXPECT_EQ(result->bboxes[0][0], endless.x);
+  EXPECT_EQ(result->scores, (std::vector<float>{1.5F, 0.0F, -5.0F}));
+  EXPECT_EQ(result->mask_pixel_counts, Counts{4.0F});
+}
+
+TEST_F(Conversion, ThreeHundredObjectsAreListedAndPainted) {
+  const Result result = Convert({std::vector<Object>(300, MakeObject(1, Mask(1, 1)))});
+
+  EXPECT_EQ(result->labels, Labels(300, 1));
+  EXPECT_EQ(result->mask_pixel_counts, Counts(300, 1.0F));
 }
 
 TEST_F(Conversion, FractionsAreKept) {
@@ -510,6 +535,16 @@ TEST_F(Conversion, OnlyListedClassesAreAsked) {
   Convert({{MakeObject(9), MakeObject(1), MakeObject(3), MakeObject(7), MakeObject(19)}});
 
   EXPECT_EQ(BoxesAsked().size(), 3U);
+}
+
+TEST_F(Conversion, ListedClassesMayBeNegativeRepeatedOr19) {
+  for (const int label : {-4, 3, 19}) {
+    SetUpClassifier({3, -4, 19, 3}, "y");
+
+    EXPECT_EQ(Convert({{MakeObject(label)}})->labels, Labels{19}) << label;
+
+    EXPECT_EQ(BoxesAsked().size(), 1U) << label;
+  }
 }
 
 TEST_F(Conversion, WithoutListedClassesNobodyIsAsked) {

@@ -148,6 +148,16 @@ TEST_F(Init, ZeroAndPositiveStatusesAreSuccess) {
   }
 }
 
+TEST_F(Init, PositiveStatusOfTheFeceEngineIsSuccess) {
+  DirtySegDetectorConfig config = Config("{}");
+  config.fece_enable = true;
+  script::GetScript().init_statuses = {0, 3};
+
+  EXPECT_TRUE(detector.Init(config));
+
+  EXPECT_EQ(log.GetLines(), (Lines{kSegmentationReady, kFeceReady, kModelPath}));
+}
+
 // --- The copy of the configuration ---
 
 TEST_F(Init, CopiesTheWholeRecord) {
@@ -185,6 +195,20 @@ TEST_F(Init, CopiesTheWholeRecord) {
   EXPECT_EQ(copy.fece_model_config.model_path, "fece.model");
 }
 
+TEST_F(Init, ClassifierSettingsAreCopiedAsTheyAre) {
+  DirtySegDetectorConfig config = Config("{}");
+  config.fece_enable = true;
+  config.fece_class_ids = {5, 4, 5};
+  config.fece_score_threshold = -1.5F;
+  config.fece_area_threshold = -2.0F;
+
+  EXPECT_TRUE(detector.Init(config));
+
+  EXPECT_EQ(detector.config_->fece_class_ids, (std::vector<int>{5, 4, 5}));
+  EXPECT_EQ(detector.config_->fece_score_threshold, -1.5F);
+  EXPECT_EQ(detector.config_->fece_area_threshold, -2.0F);
+}
+
 TEST_F(Init, GivesTheCopyToEnginesAndPostprocessor) {
   DirtySegDetectorConfig config = Config("{}");
   config.fece_enable = true;
@@ -207,6 +231,18 @@ TEST_F(Init, ReadsOnlyTheCopyOnceItIsMade) {
   EXPECT_EQ(detector.patches_.size(), 2U);
   EXPECT_EQ(NamesOf(detector.dirty_seg_inputs_), Names{"images"});
   EXPECT_EQ(log.GetLines().back(), kModelPath);
+}
+
+TEST_F(Init, ReadsOnlyTheCopyOfTheClassifierToo) {
+  DirtySegDetectorConfig config = Config("{}");
+  config.fece_enable = true;
+  script::GetScript().on_init = [&] { config = DirtySegDetectorConfig(); };
+
+  EXPECT_TRUE(detector.Init(config));
+
+  EXPECT_NE(detector.fece_engine_, nullptr);
+  EXPECT_EQ(NamesOf(detector.fece_inputs_), Names{"input"});
+  EXPECT_EQ(NamesOf(detector.fece_outputs_), Names{"output"});
 }
 
 // --- Input buffers ---
@@ -602,6 +638,11 @@ TEST_F(Init, ElementsAfterTheFourthAreIgnored) {
   EXPECT_EQ(PatchesOf("patch: {enable: true, patches: [[10, 20, 300, 400, 7]]}"),
             (Rects{{10, 20, 300, 400}}));
   EXPECT_EQ(SizesGiven(), (Sizes{{300, 400}}));
+}
+
+TEST_F(Init, ElementsTakeEveryIntegerOfYaml) {
+  EXPECT_EQ(PatchesOf("patch: {enable: true, patches: [[0x10, 010, 0x280, 640]]}"),
+            (Rects{{16, 8, 640, 640}}));
 }
 
 TEST_F(Init, PatchValuesAreNotChecked) {

@@ -83,6 +83,16 @@ TEST_F(PatchCrop, WithoutAColorImageTheEarlierCropsStay) {
   EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), *ColorImage(8, 8, {1, 2, 3})));
 }
 
+TEST_F(PatchCrop, ImageIsLookedAtBeforeThePatches) {
+  detector.patches_.clear();
+  detector.crop_images_["crop_0"] = cv::Mat(1, 1, CV_8UC3);
+
+  EXPECT_FALSE(Run({}));
+
+  EXPECT_EQ(log.GetLines(), (Lines{Called(), Error(kFunction, "Invalid input image")}));
+  EXPECT_EQ(CropNames(), std::vector<std::string>{"crop_0"});
+}
+
 TEST_F(PatchCrop, OnlyTheColorImageIsRead) {
   detector.patches_ = {{0, 0, 8, 8}};
 
@@ -134,6 +144,16 @@ TEST_F(PatchCrop, NumbersAreDecimalWithoutLeadingZeros) {
   EXPECT_EQ(CropNames(),
             (std::vector<std::string>{"crop_0", "crop_1", "crop_10", "crop_2", "crop_3", "crop_4",
                                       "crop_5", "crop_6", "crop_7", "crop_8", "crop_9"}));
+}
+
+TEST_F(PatchCrop, FortyPatchesAreFortyCrops) {
+  detector.patches_.assign(40, {0, 0, 8, 8});
+  input = Buffer(40 * kSlotBytes);
+
+  EXPECT_TRUE(Run(ColorOnly(ColorImage(8, 8, {1, 2, 3}))));
+
+  EXPECT_EQ(detector.crop_images_.size(), 40U);
+  ExpectSolid(39 * kSlotFloats, 64, {1, 2, 3});
 }
 
 TEST_F(PatchCrop, SecondCallKeepsOnlyItsOwnCrops) {

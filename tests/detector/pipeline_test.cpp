@@ -150,6 +150,16 @@ TEST_F(DoInference, EveryFrameGetsANewRecord) {
   EXPECT_EQ(first.use_count(), 1);
 }
 
+TEST_F(DoInference, EarlierResultIsReleasedNotWrittenInto) {
+  InitWith(DefaultConfig());
+  const std::weak_ptr<DirtyStatusResultData> earlier = previous;
+  previous.reset();
+
+  EXPECT_TRUE(Run());
+
+  EXPECT_TRUE(earlier.expired());
+}
+
 TEST_F(DoInference, IntermediateRecordIsMadeAfreshEveryFrame) {
   InitWith(DefaultConfig());
   script::GetScript().objects = {{ObjectAt(0, 0, 1)}};
@@ -401,6 +411,25 @@ TEST_F(DoInference, EngineFailureIsLoggedBehindItsTime) {
   EXPECT_TRUE(script::CallsOf(script::kMakeRecord).empty());
 }
 
+TEST_F(DoInference, CropsStayAfterAFailedInference) {
+  InitWith(DefaultConfig());
+  script::GetScript().inference_statuses = {5};
+
+  EXPECT_FALSE(Run());
+
+  EXPECT_EQ(detector.crop_images_.size(), 2U);
+}
+
+TEST_F(DoInference, ExceptionOfThePreparationPassesThrough) {
+  InitWith(Config("patch: {enable: true, patches: [[-1, 0, 8, 8]]}"));
+
+  EXPECT_THROW(Run(), cv::Exception);
+
+  EXPECT_EQ(log.GetLines(),
+            (Lines{kCropCalled, Info(kCrop, "Using predefined patches, count: 1")}));
+  EXPECT_EQ(result, previous);
+}
+
 TEST_F(DoInference, WorksAgainAfterAFailure) {
   InitWith(DefaultConfig());
   script::GetScript().inference_statuses = {5};
@@ -420,6 +449,31 @@ TEST_F(DoInference, ShortInputShapeThrowsOutOfRange) {
 
   EXPECT_EQ(log.GetLines(), Lines{});
   EXPECT_EQ(result, previous);
+}
+
+TEST_F(DoInference, WidthIsReadBeforeTheHeight) {
+  DirtySegDetectorConfig config = DefaultConfig();
+  config.dirty_seg_model_config.input_shapes["images"] = {2, 3};
+  InitWith(config);
+
+  try {
+    Run();
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const std::out_of_range& error) {
+    EXPECT_NE(std::string(error.what()).find("which is 3"), std::string::npos) << error.what();
+  }
+}
+
+TEST_F(DoInference, ShapeOfAnInputIsReadOnlyWhenItsTurnComes) {
+  DirtySegDetectorConfig config = DefaultConfig();
+  config.dirty_seg_model_config.input_sizes = {{"a", 2 * 768}, {"b", 2 * 768}};
+  config.dirty_seg_model_config.input_shapes = {{"a", {2, 3, 8, 8}}, {"b", {2, 3}}};
+  InitWith(config);
+
+  EXPECT_THROW(Run(), std::out_of_range);
+
+  EXPECT_EQ(detector.crop_images_.size(), 2U);
+  EXPECT_EQ(FloatsOf(detector.dirty_seg_inputs_.at("a"))[0], 0.6F);
 }
 
 TEST_F(DoInference, ShapeIsReadBeforeTheBufferIsLookedUp) {

@@ -56,6 +56,15 @@ TEST_F(MakeSquare, SquareComesBackAsACopy) {
   EXPECT_NE(square.data, image.data);
 }
 
+TEST_F(MakeSquare, ViewGetsPixelsOfItsMatrixBeforeGrey) {
+  // As cv::copyMakeBorder does without cv::BORDER_ISOLATED: two rows on each side are there.
+  const cv::Mat whole(10, 10, CV_8UC1, cv::Scalar(7));
+
+  const cv::Mat square = detector.MakeSquare(whole(cv::Rect(2, 4, 6, 2)));
+
+  EXPECT_TRUE(SameImage(square, cv::Mat(6, 6, CV_8UC1, cv::Scalar(7))));
+}
+
 TEST_F(MakeSquare, ArgumentIsNotChanged) {
   const cv::Mat image(2, 6, CV_8UC3, kColor);
 

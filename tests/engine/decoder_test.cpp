@@ -802,6 +802,13 @@ TEST_F(DecoderStatus, ABufferWithoutStorage) {
                 "libtessmar_ai_engine: output 'output1' has no buffer to decode");
 }
 
+TEST_F(DecoderStatus, PredictionsAreLookedAtWhollyBeforeThePrototypes) {
+  buffers_.at("output0").data->resize(9407);
+  buffers_.erase("output1");
+  ExpectFailure(kPostProcessWrongSize,
+                "libtessmar_ai_engine: output 'output0' has 9407 bytes to decode; expected 9408");
+}
+
 TEST_F(DecoderStatus, AStorageThatIsTooShortTooLongOrEmpty) {
   // 2 x 14 x 84 floats and 2 x 8 x 16 x 16 floats.
   buffers_.at("output0").data->resize(9407);

@@ -335,6 +335,20 @@ TEST_F(EngineInference, InputsAreLookedAtBeforeOutputs) {
   ExpectRefused(kAIWrongSize);
 }
 
+TEST_F(EngineInference, StorageIsLookedAtBeforeItsMemory) {
+  Load("seg-b2-64");
+  inputs_.at("images").data = nullptr;
+  inputs_.at("images").memory_type = 1;
+  ExpectRefused(kAIMissingBuffer);
+}
+
+TEST_F(EngineInference, OneBufferIsLookedAtWhollyBeforeTheNext) {
+  Load("seg-b2-64");
+  outputs_.at("output0").data->resize(25535, kUntouched);
+  outputs_.erase("output1");
+  ExpectRefused(kAIWrongSize);
+}
+
 TEST_F(EngineInference, MemoryIsLookedAtBeforeTheLength) {
   Load("seg-b2-64");
   inputs_.at("images").memory_type = 1;
