@@ -375,6 +375,19 @@ TEST(Decoder, AMaskPixelIsAboveTheMaskThreshold) {
   EXPECT_EQ(pixels(-2.198F, "0.1"), 0);
 }
 
+TEST(Decoder, LogitOfTheMaskThresholdIsTakenInDouble) {
+  // log(p / (1 - p)) of the float beside 0.4, rounded once; in float it is -0x1.9f3244p-2.
+  constexpr float kLogit = -0x1.9f323ep-2F;
+  SegmentationOutputs outputs(Batch(1));
+  outputs.FillPrototype(0, 0, 1.0F);
+  const auto pixels = [&outputs](float logit) {
+    outputs.Put(0, 0, {32, 32, 8, 8, 0, 0.5F, logit});
+    return cv::countNonZero(DecodeOne(outputs, "{mask_threshold: 0.4}").at(0).mask);
+  };
+  EXPECT_EQ(pixels(kLogit), 0);
+  EXPECT_EQ(pixels(std::nextafter(kLogit, 0.0F)), 64);
+}
+
 TEST(Decoder, MaskThresholdZeroTakesEveryPixelOfTheBoxAndOneTakesNone) {
   SegmentationOutputs outputs(Batch(1));
   outputs.FillPrototype(0, 0, 1.0F);

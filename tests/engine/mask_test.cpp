@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <opencv2/core.hpp>
 #include <string>
@@ -632,6 +633,23 @@ TEST(MaskPainter, DenormalLogitsAreCompared) {
   planes.Fill(0, std::numeric_limits<float>::denorm_min());
   EXPECT_EQ(PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 8), 0.0F),
             std::vector<std::string>(kSide, "########"));
+}
+
+// A weighted sum of two equal logits would round to a neighbour here and there.
+TEST(MaskPainter, BetweenEqualLogitsNoBitChanges) {
+  const PatchGeometry geometry({33, 29}, 64, 16);
+  Planes planes(1, 16);
+  const float coefficient = 1.0F;
+  MaskPainter painter;
+  for (float logit = 0.1F; logit < 10.0F; logit *= 1.07F) {
+    planes.Fill(0, logit);
+    const auto pixels_above = [&](float threshold) {
+      return cv::countNonZero(
+          painter.Paint(planes.View(), &coefficient, geometry, Whole(geometry), threshold));
+    };
+    EXPECT_EQ(pixels_above(std::nextafter(logit, 0.0F)), 33 * 29) << logit;
+    EXPECT_EQ(pixels_above(logit), 0) << logit;
+  }
 }
 
 TEST(MaskPainter, ThresholdInfinityPaintsNothing) {
