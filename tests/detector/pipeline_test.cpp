@@ -38,6 +38,17 @@ class DoInference : public DetectorTest {
 
   bool Run() { return detector.DoInference(images, result); }
 
+  // Of a frame in which nothing is found.
+  void ExpectThatStagesTookNoTime() {
+    EXPECT_TRUE(Run());
+    EXPECT_EQ(
+        Lines(log.GetLines().end() - 3, log.GetLines().end()),
+        (Lines{
+            kInferenceTime,
+            Info("DoInference", "Dirty seg detection postprocess cost time is 0.000000 ms."),
+            Info("DoInference", "dirty seg detection convert result cost time is 0.000000 ms.")}));
+  }
+
   static Object ObjectAt(float x, float y, int label) {
     Object object;
     object.x = x;
@@ -625,14 +636,14 @@ TEST_F(DoInference, LinesBetweenTheStagesCountForNone) {
   InitWith(DefaultConfig());
   log.OnLine([&] { clock.AdvanceNanoseconds(kMillisecond); });
 
-  EXPECT_TRUE(Run());
+  ExpectThatStagesTookNoTime();
+}
 
-  const Lines stages(log.GetLines().end() - 3, log.GetLines().end());
-  EXPECT_EQ(
-      stages,
-      (Lines{kInferenceTime,
-             Info("DoInference", "Dirty seg detection postprocess cost time is 0.000000 ms."),
-             Info("DoInference", "dirty seg detection convert result cost time is 0.000000 ms.")}));
+TEST_F(DoInference, MakingTheIntermediateRecordCountsForNoStage) {
+  InitWith(DefaultConfig());
+  script::GetScript().on_make_record = [&] { clock.AdvanceNanoseconds(kMillisecond); };
+
+  ExpectThatStagesTookNoTime();
 }
 
 TEST_F(DoInference, ClockIsReadBeforeAndAfterEachStage) {

@@ -168,6 +168,7 @@ DataBase::DataBase(const std::string& name) : name_(name) {
   script::Call call = script::CallOf(script::kMakeRecord);
   call.text = name;
   script::Note(std::move(call));
+  if (script::GetScript().on_make_record) script::GetScript().on_make_record();
 }
 
 DataBase::~DataBase() { script::NoteDrop(script::kDropRecord, "", name_); }

@@ -63,6 +63,7 @@ struct Script {
   std::function<void(const std::string& model_path, BufferMap& inputs, BufferMap& outputs)>
       on_inference;
   std::function<void()> on_make_postprocess;
+  std::function<void()> on_make_record;
   /// Called with the result as it came in.
   std::function<void(BufferMap& outputs, ObjectLists& objects)> on_post_process;
   /// Replaces the overload of std::to_string, which returns its argument.
