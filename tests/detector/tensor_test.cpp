@@ -1,8 +1,8 @@
 // PopulateData and PreProcess: pixels to planar floats, whole images.
+#include <opencv2/core/parallel/parallel_backend.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "support/detector_test.h"
-#include "support/process.h"
 
 namespace nuvik::perception::dirty_seg_detector {
 namespace {
@@ -163,12 +163,35 @@ TEST_F(PreProcess, LogsItsCallAtDebugLevel) {
   EXPECT_EQ(log.GetLines(), Lines{called});
 }
 
+// Counts the loops that OpenCV shares out among threads, and runs them on the caller's.
+class SharedLoops : public cv::parallel::ParallelForAPI {
+ public:
+  int getThreadNum() const override { return 0; }
+  int getNumThreads() const override { return 2; }
+  int setNumThreads(int /*count*/) override { return 2; }
+  const char* getName() const override { return "counted"; }
+  void parallel_for(int tasks, FN_parallel_for_body_cb_t body, void* data) override {
+    ++count;
+    body(0, tasks, data);
+  }
+
+  int count = 0;
+};
+
 // OpenCV itself would share a resize of this size out among threads of its own.
-TEST_F(PreProcess, StartsNoThread) {
-  const std::size_t before = test::ThreadCount();
+TEST_F(PreProcess, SharesNoLoopOutAmongThreads) {
+  const ImageMap images = ColorOnly(ColorImage(1080, 1920));
   input = Buffer(sizeof(float) * 3 * 1280 * 1280);
-  EXPECT_TRUE(Run(ColorOnly(ColorImage(1080, 1920)), {1280, 1280}));
-  EXPECT_EQ(test::ThreadCount(), before);
+  const auto loops = std::make_shared<SharedLoops>();
+  cv::parallel::setParallelForBackend(loops, false);
+
+  EXPECT_TRUE(Run(images, {1280, 1280}));
+  EXPECT_EQ(loops->count, 0);
+
+  cv::Mat resized;
+  cv::resize(*images.at("color"), resized, {1280, 720});
+  EXPECT_GT(loops->count, 0) << "the counter is not asked";
+  cv::parallel::setParallelForBackend(std::shared_ptr<cv::parallel::ParallelForAPI>(), false);
 }
 
 TEST_F(PreProcess, NoImagesAreNoFailure) {
