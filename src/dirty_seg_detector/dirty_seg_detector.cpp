@@ -240,7 +240,6 @@ Verdict Classify(float l0, float l1) {
 cv::Rect VisiblePart(const cv::Mat& mask, const cv::Point& origin) {
   const cv::Rect placed = geometry::ClipFarEdges({origin, mask.size()},
                                                  {geometry::kFrameWidth, geometry::kFrameHeight});
-  if (placed.width <= 0 || placed.height <= 0) return {};
   return {0, 0, placed.width, placed.height};
 }
 
