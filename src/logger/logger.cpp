@@ -86,15 +86,14 @@ Logger& Logger::Instance(const std::string& name) {
 
 LogLine BeginLine(const Severity& severity) {
   Logger& instance = Logger::Instance("spdlog");
-  LogLine line{instance.logger, {}};
+  LogLine line{instance.logger, severity.level, {}};
   const int number = NextNumber(instance.level <= severity.level, instance.sequence) % 128;
   line.prefix = fmt::format(fmt::runtime(severity.prefix), number);
   return line;
 }
 
-void WriteLine(const LogLine& line, const Severity& severity, const spdlog::source_loc& site,
-               const std::string& message) {
-  if (line.logger != nullptr) line.logger->log(site, severity.level, line.prefix + message);
+void WriteLine(const LogLine& line, const spdlog::source_loc& site, const std::string& message) {
+  if (line.logger != nullptr) line.logger->log(site, line.level, line.prefix + message);
 }
 
 }  // namespace tessmar

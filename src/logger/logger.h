@@ -46,20 +46,20 @@ inline constexpr Severity kError{spdlog::level::err, "{0:3d} [ERROR] "};
 /// A line that has its number and tag; its message is yet to be formatted.
 struct LogLine {
   std::shared_ptr<spdlog::logger> logger;  // held until the line is written
+  spdlog::level::level_enum level;
   std::string prefix;
 };
 LogLine BeginLine(const Severity& severity);
 
 /// Sink errors are spdlog's to handle.
-void WriteLine(const LogLine& line, const Severity& severity, const spdlog::source_loc& site,
-               const std::string& message);
+void WriteLine(const LogLine& line, const spdlog::source_loc& site, const std::string& message);
 
 /// Formats always, also when the level then filters the line out.
 template <typename... Args>
 void Log(const Severity& severity, const spdlog::source_loc& site,
          fmt::format_string<Args...> format, Args&&... args) {
   const LogLine line = BeginLine(severity);
-  WriteLine(line, severity, site, fmt::format(format, std::forward<Args>(args)...));
+  WriteLine(line, site, fmt::format(format, std::forward<Args>(args)...));
 }
 
 /// The source file that every line names: the one that holds the detector's operations.
