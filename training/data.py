@@ -24,11 +24,11 @@ Rng = np.random.Generator
 
 SIDE = 320
 MASK_STRIDE = 4  # network pixels a cell of a mask
-PATCH_SIDES = (300, 560)  # longer side of a training patch, in pixels of its scene
+PATCH_SIDES = (340, 520)  # longer side of a training patch, in pixels of its scene
 LOOK_SIDE = 160  # of the squares that training begins with: things from near, little floor
 # A piece of dirt smaller than any of these, within a patch, is neither asked for nor punished:
 # pixels and pixels of the shorter side in the network's square, share of the whole thing.
-LEAST_PIXELS, LEAST_SIDE, LEAST_SHARE = 150, 10, 0.5
+LEAST_PIXELS, LEAST_SIDE, LEAST_SHARE = 300, 16, 0.5
 
 CROP = 224
 MEAN = np.float32([0.485, 0.456, 0.406])

@@ -36,7 +36,7 @@ LAYOUTS = {
     "tiles": [[x, y, 640, 540] for y in (0, 540) for x in (0, 640, 1280)],
     "overlapping": [[x, y, 640, 640] for y in (0, 440) for x in (0, 640, 1280)],
 }
-LOW_SCORE = 0.05  # from here on detections count for the average precision
+LOW_SCORE = 0.01  # from here on detections count for the average precision
 TO_NETWORK = SIDE / 640  # network pixels a frame pixel, in the patches of both layouts
 MOST_COVERED = 0.5  # share of a detection's box on dirt to be ignored, beyond which it is ignored
 Array = np.ndarray
@@ -322,7 +322,7 @@ def parse() -> argparse.Namespace:
     parser.add_argument("--program", type=Path, default=PROGRAM)
     parser.add_argument("--layout", choices=LAYOUTS, default="tiles")
     parser.add_argument(
-        "--overlap", type=float, default=0.6, help="of boxes, above which one is dropped"
+        "--overlap", type=float, default=0.5, help="of boxes, above which one is dropped"
     )
     parser.add_argument(
         "--score", type=float, default=0.25, help="for false detections on clean frames"

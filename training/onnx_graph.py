@@ -96,8 +96,8 @@ def normalise(given: dict, x: Tensor, scale: Tensor, bias: Tensor) -> Tensor:
     return functional.instance_norm(x, weight=scale, bias=bias, eps=given["epsilon"])
 
 
-def max_pool(given: dict, x: Tensor) -> Tensor:
-    return functional.max_pool2d(
+def pool(function: Callable) -> Callable:
+    return lambda given, x: function(
         x, given["kernel_shape"], given["strides"], symmetric(given["pads"])
     )
 
@@ -123,7 +123,8 @@ OPERATORS: dict[str, Callable] = {
     "Div": lambda given, x, y: x / y,
     "Concat": lambda given, *parts: torch.cat(parts, given["axis"]),
     "InstanceNormalization": normalise,
-    "MaxPool": max_pool,
+    "MaxPool": pool(functional.max_pool2d),
+    "AveragePool": pool(functional.avg_pool2d),
     "Resize": resize,
     "Split": split,
     "Reshape": lambda given, x, shape: x.reshape(shape.tolist()),

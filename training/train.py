@@ -77,7 +77,7 @@ TASKS = {
     "classify": Task(
         network.Classifier, lambda scenes, seed, images, _: data.CropSamples(scenes, seed, images),
         None, classify_loss,
-        images=64000, batch=32, rate=3e-3,
+        images=128000, batch=32, rate=3e-3,
     ),
 }  # fmt: skip
 

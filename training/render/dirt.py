@@ -114,7 +114,7 @@ def drink(rng: Rng) -> Sprite:
 
 def sauce(rng: Rng) -> Sprite:
     """Thick: stands high, sometimes dragged into streaks."""
-    reach = log_uniform(rng, 45, 120)
+    reach = log_uniform(rng, 50, 120)
     size = square(reach * 1.3)
     inside = puddle(rng, size, reach, rng.uniform(0.1, 0.35))
     if rng.random() < 0.5:
@@ -173,7 +173,7 @@ def stained(rng: Rng, strength: Image, mask: Image) -> Sprite:
 
 def dried_puddle(rng: Rng) -> Sprite:
     """What ran out and dried: a film with a dark seam, drops around it."""
-    reach = log_uniform(rng, 45, 130)
+    reach = log_uniform(rng, 50, 130)
     size = square(reach * 1.25)
     inside = puddle(rng, size, reach, rng.uniform(0.1, 0.45))
     for _ in range(int(rng.integers(0, 14))):
@@ -190,7 +190,7 @@ def dried_puddle(rng: Rng) -> Sprite:
 
 def cup_ring(rng: Rng) -> Sprite:
     """A cup's foot, sometimes more than one, and what dripped from it."""
-    radius = log_uniform(rng, 24, 75)
+    radius = log_uniform(rng, 36, 80)
     size = square(radius * 1.9)
     strength, mask = empty(size), np.zeros(size[::-1], bool)
     for _ in range(int(rng.integers(1, 3))):
@@ -224,15 +224,15 @@ def grain(rng: Rng, at: Image, radius: float) -> Image:
 
 def crumbs(rng: Rng) -> Sprite:
     """Broken pieces of one thing: bread, biscuit, cereal, soil, grit."""
-    reach = log_uniform(rng, 50, 120)
+    reach = log_uniform(rng, 65, 135)
     size = square(reach)
     base = (
         colour(rng, (18, 48), (0.1, 0.75), (0.1, 0.95)) if rng.random() < 0.8 else any_colour(rng)
     )
-    largest = log_uniform(rng, 4.5, 10)
+    largest = log_uniform(rng, 5.5, 11)
     opacity, tone = empty(size), np.ones(size[::-1], np.float32)
     for at in scatter(rng, size, int(log_uniform(rng, 30, 130)), reach):
-        outline = [fixed(grain(rng, at, max(1.5, largest * rng.random() ** 1.3)))]
+        outline = [fixed(grain(rng, at, largest * rng.uniform(0.25, 1)))]
         cv2.fillPoly(opacity, outline, 1.0, cv2.LINE_AA, 4)
         cv2.fillPoly(tone, outline, rng.uniform(0.65, 1.25), cv2.LINE_8, 4)
     height = blur(opacity, 1) * largest * (1 + 0.4 * smooth_noise(rng, size, 3))
@@ -249,7 +249,7 @@ def crumbs(rng: Rng) -> Sprite:
 
 def dust(rng: Rng) -> Sprite:
     """A grey felt of fluff, thin at its border."""
-    reach = log_uniform(rng, 45, 110)
+    reach = log_uniform(rng, 55, 115)
     size = square(reach * 1.2)
     inside = puddle(rng, size, reach, rng.uniform(0.3, 0.6))
     fluff = np.clip(0.6 + 0.5 * fractal_noise(rng, size, 9, 3, 0.8), 0, 1)
@@ -291,9 +291,9 @@ def strands(rng: Rng, size: Size, count: int, length: float, bend: float, spread
 
 def tangle(rng: Rng) -> Sprite:
     """Long hair in loops."""
-    reach = log_uniform(rng, 35, 105)
+    reach = log_uniform(rng, 50, 110)
     size = square(reach * 1.2)
-    count = int(log_uniform(rng, 5, 60))
+    count = int(log_uniform(rng, 12, 70))
     opacity = strands(
         rng, size, count, reach * rng.uniform(1.2, 3), rng.uniform(2.5, 9), reach * 0.18
     )
@@ -302,7 +302,7 @@ def tangle(rng: Rng) -> Sprite:
 
 def tuft(rng: Rng) -> Sprite:
     """An animal's short hair in a flock."""
-    reach = log_uniform(rng, 35, 90)
+    reach = log_uniform(rng, 45, 95)
     size = square(reach * 1.25)
     count = int(log_uniform(rng, 40, 220))
     opacity = strands(
@@ -338,16 +338,16 @@ def muddy(rng: Rng, cover: Image) -> Sprite:
     """Mud where `cover` has it, thin and broken in places."""
     size = cover.shape[::-1]
     wear = fractal_noise(rng, size, rng.uniform(12, 60), 4, 0.6)
-    cover = cover * smoothstep(-rng.uniform(0.4, 1.2), rng.uniform(0.0, 0.4), wear)
+    cover = cover * smoothstep(-rng.uniform(0.7, 1.5), rng.uniform(-0.3, 0.15), wear)
     cover = np.clip(blur(cover, rng.uniform(0.4, 1.2)), 0, 1)
-    base = colour(rng, (16, 42), (0.15, 0.6), (0.12, 0.5))
-    if rng.random() < 0.2:
-        base = colour(rng, (0, 360), (0, 0.12), (0.1, 0.6))
+    base = colour(rng, (16, 42), (0.25, 0.65), (0.15, 0.45))
+    if rng.random() < 0.15:
+        base = colour(rng, (0, 360), (0, 0.12), (0.08, 0.35))
     tone = 1 + 0.2 * fractal_noise(rng, size, 12, 3)
-    height = cover * rng.uniform(0, 5) * (1 + 0.5 * smooth_noise(rng, size, 5))
+    height = cover * rng.uniform(0, 2) * (1 + 0.5 * smooth_noise(rng, size, 5))
     return Sprite(
         main_parts(envelope(cover, 4, 0.22), 0.06),
-        cover * rng.uniform(0.75, 1),
+        cover * rng.uniform(0.85, 1),
         base * tone[..., None],
         None,
         height.astype(np.float32),
@@ -378,7 +378,7 @@ def tread(rng: Rng, x: Image, y: Image) -> Image:
 
 
 def shoe_print(rng: Rng) -> Sprite:
-    length = log_uniform(rng, 100, 210)
+    length = log_uniform(rng, 110, 220)
     size, angle = square(length * 0.56), rng.uniform(0, 2 * np.pi)
     turn = np.array([[np.cos(angle), np.sin(angle)], [-np.sin(angle), np.cos(angle)]])
     outline = sole_outline(length, length * rng.uniform(0.3, 0.4)) @ turn + np.array(size) / 2
@@ -392,7 +392,7 @@ def shoe_print(rng: Rng) -> Sprite:
 
 def paw_prints(rng: Rng) -> Sprite:
     """One paw, four toes over a pad; sometimes a second one beside it."""
-    span = log_uniform(rng, 52, 100)
+    span = log_uniform(rng, 64, 115)
     size = square(span * 1.7)
     cover = empty(size)
     facing = rng.uniform(0, 2 * np.pi)
@@ -421,7 +421,7 @@ def paw_prints(rng: Rng) -> Sprite:
 
 def wheel_track(rng: Rng) -> Sprite:
     """A tyre's or a trolley's band, straight or bent."""
-    length, width = log_uniform(rng, 130, 280), log_uniform(rng, 26, 70)
+    length, width = log_uniform(rng, 130, 280), log_uniform(rng, 32, 75)
     size = square(length * 0.62)
     path = spline(wander(rng, (size[0] / 2, size[1] / 2), length, rng.uniform(0, 0.8), 6), 4)
     x, y = along_path(size, path)
@@ -454,7 +454,7 @@ def along_path(size: Size, path: Image) -> tuple[Image, Image]:
 
 def waste_colour(rng: Rng) -> Image:
     if rng.random() < 0.95:
-        return colour(rng, (18, 40), (0.4, 0.75), (0.16, 0.5))
+        return colour(rng, (18, 40), (0.4, 0.75), (0.2, 0.48))
     return colour(rng, (20, 90), (0.1, 0.5), (0.08, 0.4))
 
 
@@ -474,13 +474,13 @@ def waste(rng: Rng, cover: Image, relief: Image, thick: float) -> Sprite:
         None,
         height.astype(np.float32),
         gloss.astype(np.float32),
-        thick * rng.uniform(0.3, 0.8),
+        thick * rng.uniform(0.4, 0.9),
     )
 
 
 def coil(rng: Rng) -> Sprite:
     """A heap laid in turns, narrowing to its tip."""
-    outer, turns = log_uniform(rng, 20, 60), rng.uniform(1.2, 3)
+    outer, turns = log_uniform(rng, 28, 62), rng.uniform(1.2, 3)
     thick = outer * rng.uniform(0.35, 0.6)
     size = square((outer + thick) * 1.5)
     t = np.linspace(0, 1, 90)
@@ -503,13 +503,13 @@ def coil(rng: Rng) -> Sprite:
 
 def logs(rng: Rng) -> Sprite:
     """One to four sausages beside and across each other."""
-    thick = log_uniform(rng, 13, 30)
-    length = thick * rng.uniform(2.5, 8)
+    thick = log_uniform(rng, 17, 30)
+    length = max(70, thick * rng.uniform(3, 8))
     size = square(length * 0.8 + thick * 2)
     cover, relief = empty(size), empty(size)
     for number in range(int(rng.integers(1, 5))):
         start = np.array(size) / 2 + rng.normal(0, thick * 0.9, 2)
-        path = spline(wander(rng, start, length * rng.uniform(0.4, 1), rng.uniform(0.3, 1.8), 5), 8)
+        path = spline(wander(rng, start, length * rng.uniform(0.6, 1), rng.uniform(0.3, 1.8), 5), 8)
         t = np.linspace(0, 1, len(path))
         radii = (
             thick
@@ -524,11 +524,11 @@ def logs(rng: Rng) -> Sprite:
 
 def pellets(rng: Rng) -> Sprite:
     """Round or longish droppings close together."""
-    radius = log_uniform(rng, 9, 16)
-    reach = radius * rng.uniform(2.5, 5)
+    radius = log_uniform(rng, 11, 18)
+    reach = radius * rng.uniform(3.5, 5.5)
     size = square(reach + 2 * radius)
     cover = empty(size)
-    for at in np.array(size) / 2 + rng.normal(0, reach * 0.36, (int(rng.integers(4, 16)), 2)):
+    for at in np.array(size) / 2 + rng.normal(0, reach * 0.36, (int(rng.integers(7, 18)), 2)):
         axes = radius * rng.uniform(0.7, 1.2), radius * rng.uniform(0.6, 0.9)
         ellipse(cover, at, axes, rng.uniform(0, 180), 1.0)
     sprite = waste(rng, cover, blur(dome(cover, radius), 1), radius)
@@ -538,7 +538,7 @@ def pellets(rng: Rng) -> Sprite:
 
 def soft_pile(rng: Rng) -> Sprite:
     """Spread out flat, with folds."""
-    reach = log_uniform(rng, 25, 85)
+    reach = log_uniform(rng, 46, 95)
     size = square(reach * 1.15)
     cover = smoothstep(0, 0.05, puddle(rng, size, reach, rng.uniform(0.1, 0.3)))
     thick = reach * rng.uniform(0.2, 0.4)

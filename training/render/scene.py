@@ -12,10 +12,10 @@ from .sprite import Canvas, Change, Sprite, lay, random_light
 
 # What a piece of dirt changes its pixels by, at least; what is fainter nobody sees. And how many
 # times the floor's own variety it is, for nobody sees crumbs on gravel either.
-LEAST_CHANGE, LEAST_TO_TEXTURE = 0.09, 1.25
+LEAST_CHANGE, LEAST_TO_TEXTURE = 0.11, 1.6
 MOST_OVERLAP = 0.15  # share of a thing that may cover others
 TRIES = 6  # places for a thing
-PIECES = 3  # of its kind, where one would not be seen: so faint classes stay frequent
+PIECES = 4  # of its kind, where one would not be seen: so faint classes stay frequent
 
 
 @dataclass

@@ -69,12 +69,21 @@ class TargetTest(unittest.TestCase):
         self.assertEqual((len(target.labels), len(target.ignored)), (0, 1))
 
     def test_smallness_is_of_network_pixels(self) -> None:
-        owners = owners_with(1, slice(0, 25), slice(0, 24))  # 600 pixels
-        counts = [next(pieces_of(owners, THINGS, {1: 600}, scale)).counts for scale in (0.5, 0.499)]
-        self.assertEqual(counts, [True, False])  # 150 and 149.4 network pixels
+        owners = owners_with(1, slice(0, 70), slice(0, 70))
+        owners[60:70, 60:70] = 0  # 4800 pixels stay
+        counts = [
+            next(pieces_of(owners, THINGS, {1: 4800}, scale)).counts for scale in (0.25, 0.2499)
+        ]
+        self.assertEqual(counts, [True, False])  # 300 and 299.8 network pixels
+
+    def test_narrowness_is_of_network_pixels(self) -> None:
+        for rows, counts in ((32, True), (31, False)):  # 16 and 15.5 network pixels
+            owners = owners_with(1, slice(0, rows), slice(0, 100))
+            piece = next(pieces_of(owners, THINGS, {1: 3200}, 0.5))
+            self.assertEqual(piece.counts, counts)
 
     def test_a_small_share_of_a_thing_is_to_be_ignored(self) -> None:
-        owners = owners_with(1, slice(0, 20), slice(0, 100))
+        owners = owners_with(1, slice(0, 40), slice(0, 50))  # 2000 pixels
         pieces = list(pieces_of(owners, THINGS, {1: 4001, 2: 0}, 0.5))
         self.assertFalse(pieces[0].counts)
         pieces = list(pieces_of(owners, THINGS, {1: 4000, 2: 0}, 0.5))
@@ -110,7 +119,7 @@ class SampleTest(unittest.TestCase):
             window = look_window(np.random.default_rng(seed), self.owners, THINGS)
             part = self.owners[window]
             self.assertEqual(part.shape[0], part.shape[1])
-            self.assertTrue(150 <= part.shape[0] <= 280, part.shape)
+            self.assertTrue(170 <= part.shape[0] <= 260, part.shape)
             shown += bool((part == 1).any())
         self.assertGreater(shown, 120)  # 63 % are made round it
         self.assertLess(shown, 200)

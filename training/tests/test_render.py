@@ -78,7 +78,7 @@ class ChangeTest(unittest.TestCase):
     def test_what_is_not_seen_is_taken_away_again(self) -> None:
         rng = np.random.default_rng(1)
         light = sprite.random_light(rng, SIZE)
-        for grey, stays in ((0.50, True), (0.52, False)):  # a change of 0.10 and of 0.08
+        for grey, stays in ((0.48, True), (0.50, False)):  # a change of 0.12 and of 0.10
             canvas = sprite.Canvas(np.full((120, 160, 3), 0.6, np.float32), light)
             before = canvas.image.copy()
             cover = np.ones((20, 20), np.float32)
