@@ -171,6 +171,8 @@ class Scenes:
             if not path.is_file():
                 raise SystemExit(f"'{path}' is missing: render the data first (render_data.py)")
         lines = [json.loads(line) for line in index.read_text().splitlines()]
+        if not lines:
+            raise SystemExit(f"'{index}' has no scenes: render the data anew (render_data.py)")
         self.lines = sorted(lines, key=lambda line: line["scene"])
         self.pictures, self.owners = (np.load(path, mmap_mode="r") for path in arrays)
         self.folder = folder
@@ -286,7 +288,7 @@ class CropSamples(Dataset):
             crop = self.cut(rng, picture, owners == thing["number"])
             if crop is not None:
                 return torch.from_numpy(normalised(self.vary(rng, crop))), verdict
-        raise SystemExit(f"'{self.scenes.folder}': things are all too small to be classified")
+        raise ValueError(f"'{self.scenes.folder}': things are all too small to be classified")
 
     @staticmethod
     def cut(rng: Rng, picture: Image, mask: Image) -> Image | None:

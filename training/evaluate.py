@@ -30,6 +30,7 @@ import numpy as np
 import metrics
 from crop_sheets import FAECES_LABEL, PLACES, Sheet, make_sheets, place_network
 from data import CLASSES, SIDE, areas_of, pieces_of
+from options import present_file, present_folder
 
 PROGRAM = Path(__file__).resolve().parents[1] / "build" / "release" / "bin" / "dirty_seg"
 LAYOUTS = {
@@ -216,7 +217,15 @@ def truth_of(folder: Path) -> list[dict]:
     index = folder / "truth" / "index.jsonl"
     if not index.is_file():
         raise SystemExit(f"--frames: '{index}' is missing; render frames first (render_frames.py)")
-    return [json.loads(line) for line in index.read_text().splitlines()]
+    lines = [json.loads(line) for line in index.read_text().splitlines()]
+    names = {line["frame"] for line in lines}
+    strange = sorted(names ^ {path.name for path in (folder / "frames").glob("*.jpg")})
+    if strange:
+        raise SystemExit(
+            f"--frames: '{strange[0]}' is not both in '{index}' and beside it under frames/;"
+            " render them again, into an empty folder (render_frames.py)"
+        )
+    return lines
 
 
 def owners_of(folder: Path, line: dict) -> Array:
@@ -317,8 +326,8 @@ def classify(options: argparse.Namespace) -> dict:
 def parse() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("task", choices=("segment", "classify"))
-    parser.add_argument("--frames", type=Path, required=True)
-    parser.add_argument("--model", type=Path, required=True)
+    parser.add_argument("--frames", type=present_folder, required=True)
+    parser.add_argument("--model", type=present_file, required=True)
     parser.add_argument("--program", type=Path, default=PROGRAM)
     parser.add_argument("--layout", choices=LAYOUTS, default="tiles")
     parser.add_argument(

@@ -13,6 +13,7 @@ import argparse
 import io
 import sys
 from pathlib import Path
+from pickle import UnpicklingError
 
 import onnx
 import torch
@@ -21,6 +22,7 @@ from torch import Tensor, nn
 from data import CLASSES, CROP, SIDE
 from network import Classifier, Segmenter, anchor_grid, corner_boxes
 from onnx_graph import tidied
+from options import present_file
 
 BATCH = 6
 OPSET = 17
@@ -84,10 +86,16 @@ MODELS = {"segment": segmentation_model, "classify": classifier_model}
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("task", choices=MODELS)
-    parser.add_argument("--weights", type=Path, required=True)
+    parser.add_argument("--weights", type=present_file, required=True)
     parser.add_argument("--output", type=Path, required=True)
     options = parser.parse_args()
-    exported = MODELS[options.task](torch.load(options.weights, map_location="cpu"))
+    try:
+        exported = MODELS[options.task](torch.load(options.weights, map_location="cpu"))
+    except (UnpicklingError, EOFError, RuntimeError, TypeError) as error:
+        reason = str(error).partition("\n")[0]
+        raise SystemExit(
+            f"--weights: '{options.weights}' is no network.pt of train.py {options.task}: {reason}"
+        ) from None
     options.output.parent.mkdir(parents=True, exist_ok=True)
     options.output.write_bytes(exported.SerializeToString(deterministic=True))
     print(f"{options.output}: {options.output.stat().st_size} bytes")

@@ -249,13 +249,13 @@ def corner_boxes(sides: Tensor, centres: Tensor, strides: Tensor) -> Tensor:
 class Classifier(nn.Module):
     """[N, 3, 224, 224], normalised, to the logits of "not faeces" and "faeces".
 
-    A box is mostly enlarged to that size, so half of it shows as much. As above, the first layers
-    look at how a place differs from the rest."""
+    A box is mostly enlarged to that size, so 112 x 112 show as much. As above, the first layers look
+    at how a place differs from the rest."""
 
     def __init__(self) -> None:
         super().__init__()
         self.features = nn.Sequential(
-            nn.AvgPool2d(2, count_include_pad=False),  # else a Pad is exported
+            nn.AvgPool2d(2, count_include_pad=False),  # counting pads is a node of its own in ONNX
             MixedBlock(3, 16),
             MixedBlock(16, 32),
             C2f(32, 32, 1, True),

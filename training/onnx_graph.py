@@ -1,6 +1,7 @@
 """ONNX graphs as they come from the exporter: tidied, told apart, and run in torch."""
 
 from collections.abc import Callable
+from functools import partial
 
 import numpy as np
 import onnx
@@ -124,7 +125,7 @@ OPERATORS: dict[str, Callable] = {
     "Concat": lambda given, *parts: torch.cat(parts, given["axis"]),
     "InstanceNormalization": normalise,
     "MaxPool": pool(functional.max_pool2d),
-    "AveragePool": pool(functional.avg_pool2d),
+    "AveragePool": pool(partial(functional.avg_pool2d, count_include_pad=False)),
     "Resize": resize,
     "Split": split,
     "Reshape": lambda given, x, shape: x.reshape(shape.tolist()),

@@ -16,11 +16,13 @@ from pathlib import Path
 import numpy as np
 import onnx
 import torch
+from google.protobuf.message import DecodeError
 from onnx import TensorProto, helper, numpy_helper
 from torch import Tensor
 
 import data
 from onnx_graph import CONVOLUTIONS, body_of, initializers, replace_nodes, run
+from options import positive, present_file, present_folder
 
 
 # ---- float16 ------------------------------------------------------------------------------------
@@ -193,10 +195,10 @@ def to_static(model: onnx.ModelProto, batches: list[Tensor]) -> onnx.ModelProto:
 def parse() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("form", choices=("float16", "static"))
-    parser.add_argument("--model", type=Path, required=True)
+    parser.add_argument("--model", type=present_file, required=True)
     parser.add_argument("--output", type=Path, required=True)
-    parser.add_argument("--data", type=Path, help="rendered scenes to calibrate with (static)")
-    parser.add_argument("--samples", type=int, default=96, help="a multiple of the network's batch")
+    parser.add_argument("--data", type=present_folder, help="rendered scenes to calibrate with (static)")
+    parser.add_argument("--samples", type=positive, default=96, help="a multiple of the network's batch")
     parser.add_argument("--seed", type=int, default=7)
     options = parser.parse_args()
     if options.form == "static" and options.data is None:
@@ -206,7 +208,10 @@ def parse() -> argparse.Namespace:
 
 def main() -> int:
     options = parse()
-    model = onnx.load(str(options.model))
+    try:
+        model = onnx.load(str(options.model))
+    except DecodeError:
+        raise SystemExit(f"--model: '{options.model}' is no ONNX file") from None
     if options.form == "float16":
         model = to_float16(model)
     else:

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Renders the training scenes: dirt and other things on floors, with the map of what is where.
 
-    /usr/bin/python3 training/render_data.py --output out/training/data --scenes 4000
+    /usr/bin/python3 training/render_data.py --output out/training/data --scenes 3000
 
 Each scene has 576 x 576 pixels. pictures.npy holds them, bytes [scenes, 576, 576, 3] (B, G, R), and
 owners.npy the number of the thing that each pixel shows, bytes [scenes, 576, 576]; index.jsonl has
@@ -20,6 +20,7 @@ from pathlib import Path
 import cv2
 import numpy as np
 
+from options import folder_to_fill, positive
 from render import camera, scene
 
 SIDE = 576
@@ -59,10 +60,10 @@ def finished(index: Path) -> set[int]:
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--output", type=Path, required=True)
-    parser.add_argument("--scenes", type=int, required=True)
+    parser.add_argument("--output", type=folder_to_fill, required=True)
+    parser.add_argument("--scenes", type=positive, required=True)
     parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--processes", type=int, default=2)
+    parser.add_argument("--processes", type=positive, default=2)
     options = parser.parse_args()
     options.output.mkdir(parents=True, exist_ok=True)
     index = options.output / "index.jsonl"

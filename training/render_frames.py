@@ -19,6 +19,7 @@ from pathlib import Path
 import cv2
 import numpy as np
 
+from options import folder_to_fill, not_negative, positive, present_folder
 from render import floors, scene
 
 FRAME = (1920, 1080)
@@ -30,6 +31,10 @@ STYLES = {
     "trained": floors.TRAINED,
     **{style: {style: 1.0} for style in floors.FLOORS},
 }
+
+
+class UnreadablePicture(Exception):
+    """Of a worker, for the process that waits for it: SystemExit would end the worker alone."""
 
 
 def filling(photograph: np.ndarray) -> np.ndarray:
@@ -60,7 +65,7 @@ def make(options: argparse.Namespace, photographs: list[Path], number: int) -> s
     path = photographs[number % len(photographs)]
     picture = cv2.imread(str(path), cv2.IMREAD_COLOR)
     if picture is None:
-        raise SystemExit(f"--photographs: '{path}' is no picture that can be read")
+        raise UnreadablePicture(f"'{path}' is no picture that can be read")
     return enlarged(scene.paste(rng, filling(cv2.cvtColor(picture, cv2.COLOR_BGR2RGB)), content))
 
 
@@ -85,9 +90,9 @@ def write(options: argparse.Namespace, photographs: list[Path], number: int) -> 
 
 def parse() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--output", type=Path, required=True)
-    parser.add_argument("--frames", type=int, required=True, help="frames with dirt")
-    parser.add_argument("--clean", type=int, default=0, help="frames without, behind those")
+    parser.add_argument("--output", type=folder_to_fill, required=True)
+    parser.add_argument("--frames", type=not_negative, required=True, help="frames with dirt")
+    parser.add_argument("--clean", type=not_negative, default=0, help="frames without, behind those")
     parser.add_argument("--seed", type=int, default=1001)
     parser.add_argument(
         "--styles",
@@ -96,9 +101,14 @@ def parse() -> argparse.Namespace:
         metavar="held-out|trained|NAME",
         help=f"of the floors; NAME is one of {', '.join(floors.FLOORS)}",
     )
-    parser.add_argument("--photographs", type=Path, help="folder of pictures to lay dirt on")
-    parser.add_argument("--processes", type=int, default=2)
-    return parser.parse_args()
+    parser.add_argument(
+        "--photographs", type=present_folder, help="folder of pictures to lay dirt on"
+    )
+    parser.add_argument("--processes", type=positive, default=2)
+    options = parser.parse_args()
+    if options.frames + options.clean == 0:
+        parser.error("--frames and --clean are both 0: there is nothing to render")
+    return options
 
 
 def main() -> int:
@@ -112,7 +122,10 @@ def main() -> int:
         (options.output / folder).mkdir(parents=True, exist_ok=True)
     numbers = range(options.frames + options.clean)
     with multiprocessing.Pool(options.processes) as pool:
-        lines = list(pool.imap(partial(write, options, photographs), numbers))
+        try:
+            lines = list(pool.imap(partial(write, options, photographs), numbers))
+        except UnreadablePicture as error:
+            raise SystemExit(f"--photographs: {error}") from None
     (options.output / "truth" / "index.jsonl").write_text("".join(line + "\n" for line in lines))
     print(f"{len(lines)} frames under {options.output}")
     return 0

@@ -27,6 +27,7 @@ from torch.utils.data import DataLoader, Dataset
 import data
 import losses
 import network
+from options import folder_to_fill, positive, present_folder
 
 WARM_UP = 0.03  # share of the steps over which the rate rises
 LAST_RATE = 0.02  # of the full rate, at the end
@@ -223,15 +224,15 @@ class Training:
 def parse(arguments: list[str]) -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("task", choices=TASKS)
-    parser.add_argument("--data", type=Path, required=True)
-    parser.add_argument("--output", type=Path, required=True)
-    parser.add_argument("--images", type=int, help="samples to pass, all in all")
-    parser.add_argument("--batch", type=int)
+    parser.add_argument("--data", type=present_folder, required=True)
+    parser.add_argument("--output", type=folder_to_fill, required=True)
+    parser.add_argument("--images", type=positive, help="samples to pass, all in all")
+    parser.add_argument("--batch", type=positive)
     parser.add_argument("--rate", type=float)
     parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--threads", type=int, default=2)
+    parser.add_argument("--threads", type=positive, default=2)
     parser.add_argument("--workers", type=int, default=1, help="processes that prepare samples")
-    parser.add_argument("--log-every", type=int, default=25, metavar="STEPS")
+    parser.add_argument("--log-every", type=positive, default=25, metavar="STEPS")
     parser.add_argument("--stop-after", type=int, metavar="STEP", help="write a checkpoint and end")
     parser.add_argument("--resume", action="store_true", help="go on from the last checkpoint")
     options = parser.parse_args(arguments)
