@@ -2,7 +2,8 @@
 # The whole recipe, from nothing to two measured networks, on two cores: about two and a half hours.
 #   training/recipe.sh [FOLDER]     default out/training
 # A step whose result is there is not done again; training goes on from its last checkpoint. So
-# after an interruption the same command goes on. The host program has to be built (release).
+# after an interruption the same command goes on, and after a change to the recipe a new folder is
+# needed. The host program has to be built (release).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
