@@ -63,9 +63,7 @@ def names_of(values: tuple[str, ...]) -> str:
     return str(dict(enumerate(values)))
 
 
-def segmentation_model(weights: dict[str, Tensor]) -> onnx.ModelProto:
-    model = Segmenter(len(CLASSES))
-    model.load_state_dict(weights)
+def segmentation_model(model: Segmenter) -> onnx.ModelProto:
     metadata = {
         "names": names_of(CLASSES), "task": "segment", "stride": "32", "imgsz": str([SIDE, SIDE]),
     }  # fmt: skip
@@ -73,29 +71,33 @@ def segmentation_model(weights: dict[str, Tensor]) -> onnx.ModelProto:
     return to_onnx(Deployed(model), example, ["images"], ["output0", "output1"], metadata)
 
 
-def classifier_model(weights: dict[str, Tensor]) -> onnx.ModelProto:
-    model = Classifier()
-    model.load_state_dict(weights)
+def classifier_model(model: Classifier) -> onnx.ModelProto:
     metadata = {"names": names_of(VERDICTS), "task": "classify"}
     return to_onnx(model, torch.zeros(1, 3, CROP, CROP), ["input"], ["output"], metadata)
 
 
-MODELS = {"segment": segmentation_model, "classify": classifier_model}
+def trained(model: nn.Module, weights: Path, task: str) -> nn.Module:
+    try:
+        model.load_state_dict(torch.load(weights, map_location="cpu"))
+    except (UnpicklingError, EOFError, RuntimeError, TypeError) as error:
+        reason = str(error).partition("\n")[0]
+        raise SystemExit(
+            f"--weights: '{weights}' is no network.pt of train.py {task}: {reason}"
+        ) from None
+    return model
 
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("task", choices=MODELS)
+    parser.add_argument("task", choices=("segment", "classify"))
     parser.add_argument("--weights", type=present_file, required=True)
     parser.add_argument("--output", type=Path, required=True)
     options = parser.parse_args()
-    try:
-        exported = MODELS[options.task](torch.load(options.weights, map_location="cpu"))
-    except (UnpicklingError, EOFError, RuntimeError, TypeError) as error:
-        reason = str(error).partition("\n")[0]
-        raise SystemExit(
-            f"--weights: '{options.weights}' is no network.pt of train.py {options.task}: {reason}"
-        ) from None
+    if options.task == "segment":
+        model = trained(Segmenter(len(CLASSES)), options.weights, options.task)
+        exported = segmentation_model(model)
+    else:
+        exported = classifier_model(trained(Classifier(), options.weights, options.task))
     options.output.parent.mkdir(parents=True, exist_ok=True)
     options.output.write_bytes(exported.SerializeToString(deterministic=True))
     print(f"{options.output}: {options.output.stat().st_size} bytes")

@@ -249,8 +249,8 @@ def corner_boxes(sides: Tensor, centres: Tensor, strides: Tensor) -> Tensor:
 class Classifier(nn.Module):
     """[N, 3, 224, 224], normalised, to the logits of "not faeces" and "faeces".
 
-    A box is mostly enlarged to that size, so 112 x 112 show as much. As above, the first layers look
-    at how a place differs from the rest."""
+    A box is mostly enlarged to that size, so 112 x 112 show as much. As above, the first layers
+    look at how a place differs from the rest."""
 
     def __init__(self) -> None:
         super().__init__()

@@ -29,7 +29,7 @@ class SegmentationGraphTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
         cls.model = shaken(Segmenter(len(CLASSES)))
-        cls.exported = segmentation_model(cls.model.state_dict())
+        cls.exported = segmentation_model(cls.model)
         cls.pictures = torch.rand(6, 3, 320, 320, generator=torch.Generator().manual_seed(1))
 
     def copied(self) -> onnx.ModelProto:
@@ -68,7 +68,7 @@ class SegmentationGraphTest(unittest.TestCase):
 class ClassifierGraphTest(unittest.TestCase):
     def test_the_graph_has_the_answers_of_the_network(self) -> None:
         model = shaken(Classifier())
-        graph = classifier_model(model.state_dict()).graph
+        graph = classifier_model(model).graph
         picture = torch.randn(1, 3, 224, 224, generator=torch.Generator().manual_seed(2))
         values = run(list(graph.node), initializers(graph), {"input": picture})
         with torch.no_grad():
