@@ -197,8 +197,12 @@ def parse() -> argparse.Namespace:
     parser.add_argument("form", choices=("float16", "static"))
     parser.add_argument("--model", type=present_file, required=True)
     parser.add_argument("--output", type=Path, required=True)
-    parser.add_argument("--data", type=present_folder, help="rendered scenes to calibrate with (static)")
-    parser.add_argument("--samples", type=positive, default=96, help="a multiple of the network's batch")
+    parser.add_argument(
+        "--data", type=present_folder, help="rendered scenes to calibrate with (static)"
+    )
+    parser.add_argument(
+        "--samples", type=positive, default=96, help="a multiple of the network's batch"
+    )
     parser.add_argument("--seed", type=int, default=7)
     options = parser.parse_args()
     if options.form == "static" and options.data is None:
