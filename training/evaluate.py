@@ -30,7 +30,7 @@ import numpy as np
 import metrics
 from crop_sheets import FAECES_LABEL, PLACES, Sheet, make_sheets, place_network
 from data import CLASSES, SIDE, areas_of, pieces_of
-from options import present_file, present_folder
+from options import present_file
 
 PROGRAM = Path(__file__).resolve().parents[1] / "build" / "release" / "bin" / "dirty_seg"
 LAYOUTS = {
@@ -326,7 +326,7 @@ def classify(options: argparse.Namespace) -> dict:
 def parse() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("task", choices=("segment", "classify"))
-    parser.add_argument("--frames", type=present_folder, required=True)
+    parser.add_argument("--frames", type=Path, required=True)
     parser.add_argument("--model", type=present_file, required=True)
     parser.add_argument("--program", type=Path, default=PROGRAM)
     parser.add_argument("--layout", choices=LAYOUTS, default="tiles")

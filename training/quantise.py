@@ -22,7 +22,7 @@ from torch import Tensor
 
 import data
 from onnx_graph import CONVOLUTIONS, body_of, initializers, replace_nodes, run
-from options import positive, present_file, present_folder
+from options import positive, present_file
 
 
 # ---- float16 ------------------------------------------------------------------------------------
@@ -197,9 +197,7 @@ def parse() -> argparse.Namespace:
     parser.add_argument("form", choices=("float16", "static"))
     parser.add_argument("--model", type=present_file, required=True)
     parser.add_argument("--output", type=Path, required=True)
-    parser.add_argument(
-        "--data", type=present_folder, help="rendered scenes to calibrate with (static)"
-    )
+    parser.add_argument("--data", type=Path, help="rendered scenes to calibrate with (static)")
     parser.add_argument(
         "--samples", type=positive, default=96, help="a multiple of the network's batch"
     )

@@ -27,7 +27,7 @@ from torch.utils.data import DataLoader, Dataset
 import data
 import losses
 import network
-from options import folder_to_fill, positive, present_folder
+from options import folder_to_fill, positive
 
 WARM_UP = 0.03  # share of the steps over which the rate rises
 LAST_RATE = 0.02  # of the full rate, at the end
@@ -224,7 +224,7 @@ class Training:
 def parse(arguments: list[str]) -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("task", choices=TASKS)
-    parser.add_argument("--data", type=present_folder, required=True)
+    parser.add_argument("--data", type=Path, required=True)
     parser.add_argument("--output", type=folder_to_fill, required=True)
     parser.add_argument("--images", type=positive, help="samples to pass, all in all")
     parser.add_argument("--batch", type=positive)

@@ -3,6 +3,7 @@
 import subprocess
 import tempfile
 import unittest
+from argparse import ArgumentTypeError
 from pathlib import Path
 
 import torch
@@ -20,7 +21,7 @@ class NumberTest(unittest.TestCase):
             (options.not_negative, "-1"),
             (options.positive, "2.5"),
         ):
-            with self.assertRaisesRegex(Exception, f"'{text}' is no whole number from"):
+            with self.assertRaisesRegex(ArgumentTypeError, f"'{text}' is no whole number from"):
                 read(text)
 
 
