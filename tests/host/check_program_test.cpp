@@ -123,22 +123,31 @@ TEST_F(CheckProgram, DrawsPatchesAndGaps) {
   EXPECT_NE(drawn.at<cv::Vec3b>(320, 4), cv::Vec3b(100, 100, 100));    // the outline
 }
 
-TEST_F(CheckProgram, WarnsOfAFrameOfAnotherSize) {
+TEST_F(CheckProgram, DrawsOverAPictureAsARunWouldFitIt) {
   const std::string config =
       folder_.Write("c.yaml", "patch:\n  enable: true\n  patches: [[0, 0, 1920, 1080]]\n");
   const std::string frame =
       test::WritePicture(folder_ / "tiny.png", test::Plain({320, 180}, test::kRedPixel));
-  const std::vector<std::string> command{
-      "check", config, "--frame", frame, "--output", folder_ / "drawn.png", "--overwrite"};
-  const ProgramResult result = RunProgram(command);
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.errors, "dirty_seg: warning: '" + frame +
-                               "' is 320 x 180; expected 1920 x 1080, the frame that patches are "
-                               "laid out on\n");
-  EXPECT_EQ(cv::imread(folder_ / "drawn.png").size(), cv::Size(320, 180));
-  std::vector<std::string> strict = command;
-  strict.emplace_back("--strict");
-  EXPECT_EQ(RunProgram(strict).status, 1);
+  const auto draw = [&](const std::string& fit) {
+    const ProgramResult result = RunProgram({"check", config, "--frame", frame, "--fit", fit,
+                                             "--output", folder_ / "drawn.png", "--overwrite"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    const cv::Mat drawn = cv::imread(folder_ / "drawn.png");
+    EXPECT_EQ(drawn.size(), test::kFrame);
+    return drawn.at<cv::Vec3b>(540, 960);
+  };
+  EXPECT_EQ(draw("scale"), cv::Vec3b(0, 0, 255));
+  EXPECT_EQ(draw("pad"), cv::Vec3b(114, 114, 114));
+}
+
+TEST_F(CheckProgram, RefusesAFrameThatPaddingCannotFit) {
+  const std::string config = folder_.Write("c.yaml", kSquare);
+  const std::string large =
+      test::WritePicture(folder_ / "large.png", test::Plain({1921, 1080}, test::kRedPixel));
+  const ProgramResult result = RunProgram(
+      {"check", config, "--frame", large, "--fit", "pad", "--output", folder_ / "drawn.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("'" + large + "': is 1921 x 1080, larger than the frame"));
 }
 
 TEST_F(CheckProgram, ReplacesNoPictureUnlessTold) {

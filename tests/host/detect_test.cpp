@@ -183,16 +183,6 @@ TEST_F(Detect, TakesThePicturesOfAFolderByName) {
   EXPECT_EQ(rows[1]["source"], b);
 }
 
-TEST_F(Detect, TellsAnotherSizeAndGoesOn) {
-  const std::string large = Picture("large.png", test::kRedPixel, {2000, 1100});
-  const ProgramResult result = RunProgram(Command() + Arguments{large});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.errors, "dirty_seg: warning: '" + large +
-                               "' is 2000 x 1100, not 1920 x 1080: patches are laid out on that "
-                               "frame, so results may be missing or misplaced\n");
-  EXPECT_EQ(ParseLines(result.output).at(0)["labels"], json::parse("[0, 0]"));
-}
-
 TEST_F(Detect, KeepsPicturesOfOneNameApart) {
   folder_.MakeFolder("a");
   folder_.MakeFolder("b");
@@ -251,11 +241,13 @@ TEST_F(Detect, SaysWhenNoPatchReachesIntoAPicture) {
   const std::string tiny = Picture("tiny.png", test::kRedPixel, {32, 32});
   const std::string yaml = "patch: {enable: true, patches: [[640, 440, 64, 64]]}";
   const ProgramResult result =
-      RunProgram(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{tiny});
+      RunProgram(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{"--fit", "pad", tiny});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.errors,
-              HasSubstr("dirty_seg: error: '" + tiny +
-                        "': PreProcess error; no patch reaches into a picture of 32 x 32\n"));
+  EXPECT_THAT(
+      result.errors,
+      HasSubstr("dirty_seg: error: '" + tiny +
+                "': no patch reaches into the picture, which takes 32 x 32 at the left top of "
+                "the frame\n"));
   EXPECT_EQ(ParseLines(result.output).at(0)["success"], false);
 }
 

@@ -112,17 +112,21 @@ assert (mask > 0).sum() == 32 * 16 + 64 * 32, (mask > 0).sum()
 }
 
 TEST_F(Dump, LetsNumPyMakeTheTensorAgain) {
-  // The first patch is clipped to 120 x 60 by the picture's edge: 64 x 32 and 16 grey rows.
-  const std::string picture = Picture("a.png", Ramp({1700, 900}));
+  // The first patch is clipped to 120 x 60 by the frame's edge: 64 x 32 and 16 grey rows. The
+  // picture ends within it.
+  const std::string picture = Picture("a.png", Ramp({1900, 1050}));
   const ProgramResult result = RunProgram(
       Command("dump", "out", picture,
-              "patch: {enable: true, patches: [[1580, 840, 200, 100], [7, 9, 50, 80]]}"));
+              "patch: {enable: true, patches: [[1800, 1020, 200, 100], [7, 9, 50, 80]]}") +
+      Arguments{"--fit", "pad"});
   ASSERT_EQ(result.status, 0) << result.errors;
   EXPECT_EQ(RunPython(R"(
 import cv2
 dump = json.load(open("out/dump.json"))
 picture = cv2.imread("a.png")
 assert list(picture.shape[:2]) == dump["image_size"]
+grey = [dump["preprocess"]["border_value"]] * 3
+picture = cv2.copyMakeBorder(picture, 0, 30, 0, 20, cv2.BORDER_CONSTANT, value=grey)
 entry = dump["tensors"][0]
 assert entry["role"] == "input" and entry["type"] == "float32"
 tensor = np.zeros(entry["shape"], np.float32).ravel()
@@ -132,7 +136,6 @@ for slot in dump["slots"]:
     crop = picture[y : y + height, x : x + width]
     crop = cv2.resize(crop, (columns, rows), interpolation=cv2.INTER_NEAREST)
     vertical, horizontal = slot["border"]
-    grey = [dump["preprocess"]["border_value"]] * 3
     crop = cv2.copyMakeBorder(crop, vertical, vertical, horizontal, horizontal,
                               cv2.BORDER_CONSTANT, value=grey)
     assert list(crop.shape[:2]) == slot["padded"]
@@ -282,9 +285,12 @@ TEST_F(Dump, NamesAPictureThatFails) {
             "dirty_seg: error: '" + text + "': is no picture that can be read\n");
   const std::string tiny = Picture("tiny.png", test::Plain({32, 32}, test::kRedPixel));
   const ProgramResult outside = RunProgram(
-      Command("dump", "out", tiny, "patch: {enable: true, patches: [[640, 440, 64, 64]]}"));
+      Command("dump", "out", tiny, "patch: {enable: true, patches: [[640, 440, 64, 64]]}") +
+      Arguments{"--fit", "pad"});
   EXPECT_EQ(outside.status, 1);
-  EXPECT_EQ(outside.errors, "dirty_seg: error: '" + tiny + "': the patches cannot be cut out\n");
+  EXPECT_EQ(outside.errors, "dirty_seg: error: '" + tiny +
+                                "': no patch reaches into the picture, which takes 32 x 32 at the "
+                                "left top of the frame\n");
   EXPECT_EQ(RunProgram({"compare", folder_ / "out", folder_ / "out"}).status,
             2);  // nothing written
 }
@@ -292,7 +298,7 @@ TEST_F(Dump, NamesAPictureThatFails) {
 // 64 of 100 x 33: 33 * 0.64 = 21.12 is 21, of which the border leaves 21 + 2 * 21 = 63 rows.
 TEST(FindSlots, TellsACropThatComesOutShort) {
   const std::vector<Slot> slots =
-      FindSlots({{0, 0, 100, 33}, {2000, 0, 64, 64}, {0, 0, 64, 64}}, {1920, 1080}, 64);
+      FindSlots({{0, 0, 100, 33}, {2000, 0, 64, 64}, {0, 0, 64, 64}}, 64);
   ASSERT_EQ(slots.size(), 2U);
   EXPECT_EQ(slots[0].patch, 0U);
   EXPECT_EQ(slots[0].scaled, cv::Size(64, 21));

@@ -14,7 +14,7 @@ namespace {
 FrameRecord MakeRecord() {
   FrameRecord record;
   record.source = "pictures/street.png";
-  record.image_size = cv::Size(640, 480);
+  record.fit = {{640, 480}, {1440, 1080}, 2.25};
   record.outcome.result.message = "success";
   record.outcome.result.bboxes = {{1.5F, 2.0F, 3.0F, 4.0F}, {0.1F, 0.2F, 640.0F, 480.25F}};
   record.outcome.result.scores = {0.5F, 0.7F};
@@ -42,7 +42,8 @@ TEST(FrameRecord, HasItsKeysInOrder) {
   // 1078 is 1 00001 10110, so "f", "Q", "1"; 2070360 is 1 11111 00101 11010 11000.
   EXPECT_EQ(ToJson(record, kLabels).dump(),
             "{\"schema_version\":1,\"source\":\"pictures/street.png\",\"frame\":0,"
-            "\"image_size\":[480,640],\"success\":true,\"message\":\"success\","
+            "\"image_size\":[480,640],\"fit\":{\"scale\":2.25,\"size\":[1080,1440]},"
+            "\"success\":true,\"message\":\"success\","
             "\"bboxes\":[[1.5,2.0,3.0,4.0],[0.10000000149011612,0.20000000298023224,640.0,480.25]],"
             "\"scores\":[0.5,0.699999988079071],\"labels\":[3,19],\"mask_pixel_counts\":[6.0],"
             "\"label_masks\":{\"19\":{\"file\":\"street.mask_19.png\",\"pixels\":6,"
@@ -98,7 +99,7 @@ TEST(FrameRecord, TellsAFailureWithTheSameKeys) {
   EXPECT_EQ(json["bboxes"].dump(), "[]");
   EXPECT_EQ(json["label_masks"].dump(), "{}");
   EXPECT_EQ(json["label_names"].dump(), "{}");
-  EXPECT_EQ(json.size(), 13U);
+  EXPECT_EQ(json.size(), 14U);
 }
 
 TEST(FrameRecord, NamesOnlyWhatIsThereAndHasAName) {

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <opencv2/imgproc.hpp>
 
 #include "host/errors.h"
+#include "host/run_length.h"
 #include "support/pictures.h"
 #include "support/rejection.h"
 #include "support/temporary_folder.h"
@@ -25,7 +27,7 @@ class Sinks : public testing::Test {
   // A spill whose mask goes on right of its box, and waste without a mask.
   Sinks() {
     frame_.source = "pictures/street.png";
-    frame_.picture = std::make_shared<cv::Mat>(test::Plain({200, 100}, test::kRedPixel));
+    frame_.picture = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kRedPixel));
     record_.source = frame_.source;
     DirtyStatusResultData& result = record_.outcome.result;
     result.bboxes = {{0.0F, 0.0F, 3.0F, 2.0F}, {480.0F, 270.0F, 1440.0F, 2000.0F}};
@@ -36,7 +38,9 @@ class Sinks : public testing::Test {
   }
 
   void Write(ResultSink& sink) {
-    sink.Write({frame_, record_, name_, "street", cv::Mat(*frame_.picture)});
+    record_.fit = FitToFrame(frame_.picture->size(), mode_);
+    const DirtyStatusResultData result = ResultInPicture(record_.outcome.result, record_.fit);
+    sink.Write({frame_, record_, result, name_, "street", cv::Mat(*frame_.picture)});
   }
 
   json ReadJson(const std::string& name) { return json::parse(ReadFile(folder_ / name)); }
@@ -44,6 +48,7 @@ class Sinks : public testing::Test {
   test::TemporaryFolder folder_;
   OutputFolder output_{folder_.path(), false};
   Frame frame_;
+  FitMode mode_ = FitMode::kPad;
   FrameRecord record_;
   std::string name_ = "street";
 };
@@ -131,6 +136,7 @@ TEST_F(Sinks, WriteCropsNamedAfterTheVerdict) {
                                    {190.0F, 90.0F, 400.0F, 400.0F},
                                    {300.0F, 0.0F, 400.0F, 100.0F},
                                    {-9.0F, 0.0F, -1.0F, 10.0F}};
+  *frame_.picture = test::Plain({200, 100}, test::kRedPixel);
   frame_.picture->operator()(cv::Rect(10, 10, 20, 10)).setTo(test::kGreenPixel);
   record_.outcome.fece_candidates = {{0, FeceVerdict::kRejected, 0.314F},
                                      {1, FeceVerdict::kConfirmed, 0.999F},
@@ -146,7 +152,35 @@ TEST_F(Sinks, WriteCropsNamedAfterTheVerdict) {
   EXPECT_EQ(cv::mean(crop), test::kGreenPixel);
 }
 
+// A picture of twice the frame's size: boxes and masks are twice as large, and so are shares the
+// same.
+TEST_F(Sinks, WriteEachFormInThePicturesOwnPixels) {
+  mode_ = FitMode::kScale;
+  *frame_.picture = test::Plain({3840, 2160}, test::kRedPixel);
+  record_.outcome.fece_candidates = {{1, FeceVerdict::kConfirmed, 1.0F}};
+  for (const auto& sink : {MakeCocoSink(output_, kLabels), MakePolygonSink(output_, kLabels),
+                           MakeYoloSink(output_), MakeCropSink(output_)}) {
+    Write(*sink);
+    sink->Finish();
+  }
+  const json image = ReadJson("coco_images.json")["images"][0];
+  EXPECT_EQ(image["width"], 3840);
+  EXPECT_EQ(image["height"], 2160);
+  const json result = ReadJson("coco_results.json")[0];
+  EXPECT_EQ(result["bbox"], json({0, 0, 6, 4}));
+  const json& segmentation = result["segmentation"];
+  EXPECT_EQ(segmentation["size"], json({2160, 3840}));
+  const cv::Mat mask = DecodeRunLengths({2160, 3840, segmentation["counts"]});
+  EXPECT_EQ(cv::boundingRect(mask), cv::Rect(0, 0, 6, 4));
+  EXPECT_EQ(ReadJson("polygons.jsonl")["label_polygons"]["0"][0]["outer"],
+            json::parse("[[0, 0], [0, 3], [19, 3], [19, 0]]"));
+  EXPECT_THAT(ReadFile(folder_ / "labels/street.txt"),
+              testing::HasSubstr("\n3 0.250000 0.250000 0.750000 0.250000 0.750000 1.000000 "));
+  EXPECT_EQ(cv::imread(folder_ / "street.crop_1.confirmed_1.00.png").size(), cv::Size(1920, 1620));
+}
+
 TEST_F(Sinks, WriteOneVideoAnInput) {
+  *frame_.picture = test::Plain({200, 100}, test::kRedPixel);
   const auto sink = MakeVideoSink(output_);
   Write(*sink);  // a picture, of which none is made
   frame_.kind = InputKind::kVideo;

@@ -60,7 +60,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   record.masks.at(19).file = "street.mask_19.png";
   record.outcome.stages = {12.0, 3.0, 1.5};
   record.outcome.total_ms = 20.25;
-  record.image_size = cv::Size(640, 480);
+  record.fit = {{640, 480}, {1440, 1080}, 2.25};
   const Labels labels({{3, "solid waste"}}, true);
 
   const Results results = ReadText(ToJson(record, labels).dump() + "\n");
@@ -87,6 +87,10 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   EXPECT_EQ(frame.timing_ms.at("inference"), 12.0);
   EXPECT_EQ(frame.timing_ms.at("total"), 20.25);
   EXPECT_EQ(frame.image_size, cv::Size(640, 480));
+  ASSERT_TRUE(frame.fit);
+  EXPECT_EQ(frame.fit->picture, cv::Size(640, 480));
+  EXPECT_EQ(frame.fit->placed, cv::Size(1440, 1080));
+  EXPECT_EQ(frame.fit->scale, 2.25);
   EXPECT_THAT(frame.candidates, IsEmpty());
 }
 

@@ -39,7 +39,8 @@ class Schema : public testing::Test {
   // by a patch, the fourth gives no detection.
   void RunDetect(const std::vector<std::string>& more = {},
                  const std::vector<std::string>& variables = {}) {
-    std::vector<std::string> arguments = Command("detect", {"--output", folder_ / "out"});
+    std::vector<std::string> arguments =
+        Command("detect", {"--output", folder_ / "out", "--fit", "pad"});
     arguments.insert(arguments.end(), more.begin(), more.end());
     arguments.push_back(Picture("red.png", test::kRedPixel));
     arguments.push_back(Picture("magenta.png", test::kMagentaPixel));

@@ -10,7 +10,7 @@ const Labels kLabels({{0, "spill"}, {1, "stain"}}, true);
 
 FrameRecord MakeRecord(const std::vector<int>& labels) {
   FrameRecord record;
-  record.image_size = {1920, 1080};
+  record.fit.picture = {1920, 1080};
   record.outcome.result.labels = labels;
   record.outcome.total_ms = 36.44;
   return record;

@@ -133,15 +133,22 @@ TEST_F(DetectInputs, TellAFramesFailureWithItsNumber) {
   EXPECT_EQ(rows[2]["success"], false);
 }
 
-TEST_F(DetectInputs, WarnOnceOfAVideoOfAnotherSize) {
+// 240 lines are scaled by 4.5; the second patch lies within 1440 columns.
+TEST_F(DetectInputs, FitAVideoOfAnotherSizeAndKeepItsSizeInTheAnnotatedOne) {
   const std::string small =
       test::WriteVideo(folder_ / "small.avi", {3, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
-  const ProgramResult result = RunProgram(Command() + Arguments{small, small});
-  EXPECT_EQ(ParseLines(result.output).size(), 6U);
-  const std::string warning = "dirty_seg: warning: '" + small +
-                              "' is 320 x 240, not 1920 x 1080: patches are laid out on that "
-                              "frame, so results may be missing or misplaced\n";
-  EXPECT_EQ(result.errors, warning + warning);
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"--output", folder_ / "out", "--video", small});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(result.errors, Not(HasSubstr("warning")));
+  const std::vector<json> rows = ParseLines(test::ReadFile(folder_ / "out/results.jsonl"));
+  ASSERT_EQ(rows.size(), 3U);
+  for (const json& row : rows) {
+    EXPECT_EQ(row["fit"], json::parse(R"({"scale": 4.5, "size": [1080, 1440]})"));
+    EXPECT_EQ(row["labels"].size(), 2U);
+  }
+  EXPECT_EQ(test::ReadVideo(folder_ / "out/small.overlay.avi").frames.at(0).size(),
+            cv::Size(320, 240));
 }
 
 TEST_F(DetectInputs, ComeFromPatternsFoldersAndLists) {

@@ -41,6 +41,7 @@ void AddSecondSide(CLI::App& command, BenchOptions& options) {
 }
 
 void AddAmounts(CLI::App& command, BenchOptions& options) {
+  command.get_option("--recursive")->group("Folders within folders too");
   constexpr const char* kVideo = "Of a video: every N-th, N at most";
   command.get_option("--frame-step")->group(kVideo);
   command
@@ -71,6 +72,7 @@ BenchInputs MakeInputs(const BenchOptions& options) {
   return {input.inputs,
           {input.recursive, true, ""},
           {input.frame_step, options.max_frames, options.max_frames.value_or(kCameraFrames)},
+          FitModeOf(input.fit),
           ReadList(input.inputs)};
 }
 

@@ -2,17 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <memory>
 
-#include "geometry/letterbox.h"
+#include "commands/options.h"
 #include "host/check_report.h"
 #include "host/config_check.h"
 #include "host/errors.h"
 #include "host/inputs.h"
-#include "host/messages.h"
 #include "host/networks.h"
 #include "host/output.h"
 #include "host/patch_drawing.h"
-#include "host/size_text.h"
 
 namespace dirty_seg {
 namespace {
@@ -38,24 +37,17 @@ std::string ResultText(const CheckOptions& options, const ConfigCheck& check) {
                       : CheckText(options.config, check);
 }
 
-cv::Mat ReadFrame(const std::string& path) try {
-  return ReadPicture(path);
+// As a run would have it.
+cv::Mat ReadFrame(const std::string& path, FitMode mode) try {
+  const auto picture = std::make_shared<cv::Mat>(ReadPicture(path));
+  return *PlaceInFrame(picture, FitToFrame(picture->size(), mode));
 } catch (const InputError& error) {
   throw SetupError("'" + path + "': " + error.what());
 }
 
-// Draws the patches over the frame. Returns whether the frame has the size that they are laid out
-// on.
-bool DrawOverFrame(const CheckOptions& options, const ConfigCheck& check) {
-  const cv::Mat frame = ReadFrame(options.frame);
-  const cv::Size expected(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
-  const bool is_expected = frame.size() == expected;
-  if (!is_expected) {
-    TellWarning("'" + options.frame + "' is " + SizeText(frame.size()) + "; expected " +
-                SizeText(expected) + ", the frame that patches are laid out on");
-  }
+void DrawOverFrame(const CheckOptions& options, const ConfigCheck& check) {
+  const cv::Mat frame = ReadFrame(options.frame, FitModeOf(options.fit));
   WritePicture(options.output, DrawPatches(frame, check.patches, check.coverage.gaps));
-  return is_expected;
 }
 
 }  // namespace
@@ -75,6 +67,7 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
       command->add_option("--output", options.output, "... into this file")->type_name("PICTURE");
   frame->needs(output);
   output->needs(frame);
+  AddFitOption(*command, options.fit);
   command->add_flag("--overwrite", options.overwrite, "Replace that file if it is there")
       ->needs(output);
   command->add_flag("--strict", options.strict, "Warnings make the exit status 1");
@@ -91,9 +84,9 @@ int RunCheck(const CheckOptions& options) {
   if (!options.overwrite) RefuseToReplace(options.output);
   const ConfigCheck check = Check(options);
   PrintResult(ResultText(options, check), "the findings");
-  const bool has_odd_frame = !options.frame.empty() && !DrawOverFrame(options, check);
+  if (!options.frame.empty()) DrawOverFrame(options, check);
   if (check.Count(Finding::Kind::kError) > 0) return kCannotRun;
-  const bool is_warned = has_odd_frame || check.Count(Finding::Kind::kWarning) > 0;
+  const bool is_warned = check.Count(Finding::Kind::kWarning) > 0;
   return options.strict && is_warned ? kSomeInputFailed : kAllDone;
 }
 

@@ -4,6 +4,8 @@
 #include <CLI/App.hpp>
 #include <string>
 
+#include "host/frame_fit.h"
+
 namespace dirty_seg {
 
 struct CheckOptions {
@@ -11,6 +13,7 @@ struct CheckOptions {
   std::string model;   // empty: a network of 640 x 640
   std::string frame;   // empty: no picture
   std::string output;  // of the picture
+  std::string fit = kFitWords[0];
   bool overwrite = false;
   bool strict = false;
   bool json = false;

@@ -63,7 +63,7 @@ int RunDetect(const DetectOptions& options) {
   const DetectorOptions& detector = options.detector;
   const InputArguments& input = options.input;
   DetectionRun run(
-      SetUpDetector(detector),
+      SetUpDetector(detector), FitModeOf(input.fit),
       {"dirty_seg " DIRTY_SEG_VERSION, detector.model, detector.config, detector.fece_model},
       options.results, log);
   WaitingInput standard_input(STDIN_FILENO);

@@ -23,6 +23,7 @@ CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
       ->check(NumberFrom<std::int64_t>(0, 1000000000, "a whole number from 0"))
       ->type_name("N");
   command->add_option("INPUT", options.input, "Picture, or video")->required()->type_name("");
+  AddFitOption(*command, options.fit);
   AddLogOptions(*command, options.log);
   command->footer(
       "Without --output, the folder is runs/dump, runs/dump2, ...\n"
@@ -39,7 +40,10 @@ int RunDump(const DumpOptions& options) {
   const DetectorSetup setup = SetUpDetector(options.detector);
   try {
     const Frame frame = ReadFrame({options.input, "", KindOf(options.input)}, options.frame_number);
-    const StagedFrame staged = RunStages(setup.config, frame.picture, log);
+    const FrameFit fit = FitToFrame(frame.picture->size(), FitModeOf(options.fit));
+    const std::string fault = FindReachFault(setup.patches, fit);
+    if (!fault.empty()) throw InputError(fault);
+    const StagedFrame staged = RunStages(setup.config, PlaceInFrame(frame.picture, fit), log);
     log.TakeLines();  // to where they are wanted
     std::string folder = options.output;
     if (folder.empty()) {
@@ -47,8 +51,7 @@ int RunDump(const DumpOptions& options) {
     } else {
       MakeRunFolder(folder, options.overwrite);
     }
-    WriteDump(folder,
-              {"dirty_seg " DIRTY_SEG_VERSION, frame.source, frame.index, frame.picture->size()},
+    WriteDump(folder, {"dirty_seg " DIRTY_SEG_VERSION, frame.source, frame.index, fit},
               options.detector, setup, staged);
     Tell(NameOf(frame) + ": tensors are in '" + folder + "'");
   } catch (const InputError& error) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/detector_setup.h"
+#include "host/frame_fit.h"
 #include "host/log_capture.h"
 
 namespace dirty_seg {
@@ -15,6 +16,7 @@ struct DumpOptions {
   std::string output;
   bool overwrite = false;
   std::int64_t frame_number = 0;
+  std::string fit = kFitWords[0];
   std::string input;
   LogOptions log;
 };

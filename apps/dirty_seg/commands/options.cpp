@@ -58,15 +58,24 @@ void AddThreadsOption(CLI::App& command, int& threads) {
       ->type_name("N");
 }
 
+void AddFitOption(CLI::App& command, std::string& word) {
+  command.add_option("--fit", word, "Scale pictures to the frame, or only pad; scale")
+      ->check(OneOf({kFitWords.begin(), kFitWords.end()}))
+      ->type_name("scale|pad");
+}
+
 void AddInputOptions(CLI::App& command, InputArguments& arguments) {
   command
       .add_option("INPUT", arguments.inputs, "Picture, folder, glob, video, camera:0, - (a list)")
       ->required()
       ->type_name("");
-  command.add_flag("--recursive", arguments.recursive, "Folders within folders too");
+  constexpr const char* kGroup = "Folders within folders too; every N-th frame";
+  command.add_flag("--recursive", arguments.recursive, "Folders within folders too")->group(kGroup);
   command.add_option("--frame-step", arguments.frame_step, "Of a video, every N-th frame; 1")
       ->check(NumberFrom(1, 1000000, "a whole number from 1 to 1000000"))
-      ->type_name("N");
+      ->type_name("N")
+      ->group(kGroup);
+  AddFitOption(command, arguments.fit);
 }
 
 void AddDetectorOptions(CLI::App& command, DetectorOptions& options) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/detector_setup.h"
+#include "host/frame_fit.h"
 #include "host/log_capture.h"
 
 namespace dirty_seg {
@@ -33,14 +34,18 @@ CLI::Validator NotEmpty(const std::string& expected);
 /// --threads.
 void AddThreadsOption(CLI::App& command, int& threads);
 
+/// --fit, one of kFitWords. `word` outlives `command`.
+void AddFitOption(CLI::App& command, std::string& word);
+
 /// What frames are taken of.
 struct InputArguments {
   std::vector<std::string> inputs;
   bool recursive = false;
   int frame_step = 1;
+  std::string fit = kFitWords[0];
 };
 
-/// INPUT, --recursive and --frame-step. `arguments` outlives `command`.
+/// INPUT, --recursive, --frame-step and --fit. `arguments` outlives `command`.
 void AddInputOptions(CLI::App& command, InputArguments& arguments);
 
 /// --model, --config, those of the classifier, and --threads. `options` outlives `command`.

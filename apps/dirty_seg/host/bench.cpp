@@ -28,7 +28,8 @@ std::shared_ptr<cv::Mat> ReadFirst(const BenchInputs& inputs) {
   std::istringstream list(inputs.list);
   FrameSource source = Open(inputs, list);
   while (const std::optional<Frame> frame = source.NextFrame()) {
-    if (frame->picture != nullptr) return frame->picture;
+    if (frame->picture == nullptr) continue;
+    return PlaceInFrame(frame->picture, FitToFrame(frame->picture->size(), inputs.fit));
   }
   throw InputError("there is no frame to measure with");
 }
@@ -36,7 +37,12 @@ std::shared_ptr<cv::Mat> ReadFirst(const BenchInputs& inputs) {
 class Runner {
  public:
   Runner(const DetectorOptions& options, LogCapture& log)
-      : threads_(options.threads), detector_(SetUpDetector(options).config, log) {}
+      : Runner(options.threads, SetUpDetector(options), log) {}
+
+  void CheckReach(const FrameFit& fit) const {
+    const std::string fault = FindReachFault(patches_, fit);
+    if (!fault.empty()) throw InputError(fault);
+  }
 
   FrameOutcome Run(const std::shared_ptr<cv::Mat>& picture) {
     SetThreads(threads_);  // the other side may have others
@@ -46,7 +52,11 @@ class Runner {
   }
 
  private:
+  Runner(int threads, const DetectorSetup& setup, LogCapture& log)
+      : threads_(threads), patches_(setup.patches), detector_(setup.config, log) {}
+
   int threads_;
+  std::vector<cv::Rect> patches_;
   FrameDetector detector_;
 };
 
@@ -64,8 +74,8 @@ void AddTimes(const FrameOutcome& outcome, BenchSide& side) {
 
 class Bench {
  public:
-  Bench(const BenchPlan& plan, LogCapture& log, Progress* progress)
-      : plan_(plan), progress_(progress) {
+  Bench(const BenchPlan& plan, FitMode fit, LogCapture& log, Progress* progress)
+      : plan_(plan), fit_(fit), progress_(progress) {
     for (const DetectorOptions& options : plan.sides) {
       runners_.push_back(std::make_unique<Runner>(options, log));
       result_.sides.push_back({options, {}, std::nullopt});
@@ -77,7 +87,9 @@ class Bench {
     try {
       if (!frame.failure.empty()) throw InputError(frame.failure);
       left_ = left;
-      if (!MeasurePicture(frame.picture)) return;
+      const FrameFit fit = FitToFrame(frame.picture->size(), fit_);
+      for (const auto& runner : runners_) runner->CheckReach(fit);
+      if (!MeasurePicture(PlaceInFrame(frame.picture, fit))) return;
       ++result_.frames;
       if (runners_.size() > 1) result_.differences.Add(difference_);
     } catch (const InputError& error) {
@@ -140,6 +152,7 @@ class Bench {
   }
 
   const BenchPlan& plan_;
+  FitMode fit_;
   Progress* progress_;
   std::vector<std::unique_ptr<Runner>> runners_;
   int warmed_up_ = 0;
@@ -170,7 +183,7 @@ BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCaptur
                      Progress* progress) {
   std::istringstream list(inputs.list);
   FrameSource source = Open(inputs, list);
-  Bench bench(plan, log, progress);
+  Bench bench(plan, inputs.fit, log, progress);
   while (!Interruption::Happened()) {
     const std::optional<Frame> frame = source.NextFrame();
     if (!frame || Interruption::Happened()) break;

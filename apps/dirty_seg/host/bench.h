@@ -12,6 +12,7 @@
 #include "host/detector_setup.h"
 #include "host/difference.h"
 #include "host/frame_detector.h"
+#include "host/frame_fit.h"
 #include "host/frame_source.h"
 #include "host/inputs.h"
 #include "host/log_capture.h"
@@ -43,6 +44,7 @@ struct BenchInputs {
   std::vector<std::string> arguments;
   InputOptions options;
   FrameChoice choice;
+  FitMode fit = FitMode::kScale;
   /// What "-" among the arguments stands for.
   std::string list;
 };

@@ -1,7 +1,6 @@
 // COCO's results format, and the list of images and categories that goes with it.
 #include <set>
 
-#include "geometry/letterbox.h"
 #include "host/instance_mask.h"
 #include "host/result_sink.h"
 #include "host/run_length.h"
@@ -12,13 +11,15 @@ namespace {
 using nlohmann::ordered_json;
 
 constexpr const char* kDescription =
-    "Detections of dirty_seg in its frame of 1920 x 1080 pixels. A detection's segmentation is the "
-    "mask of all detections of its label, cut to its box.";
+    "Detections of dirty_seg, in pixels of their picture. A detection's segmentation is the mask "
+    "of "
+    "all detections of its label, cut to its box.";
 
-ordered_json ResultOf(const DirtyStatusResultData& result, std::size_t detection,
-                      std::size_t image_id) {
+ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_t image_id) {
+  const DirtyStatusResultData& result = found.result;
   const std::vector<float>& box = result.bboxes[detection];
-  const RunLengths mask = EncodeRunLengths(CutInstanceMask(result, detection));
+  const RunLengths mask =
+      EncodeRunLengths(CutInstanceMask(result, detection, found.frame.picture->size()));
   ordered_json json;
   json["image_id"] = image_id;
   json["category_id"] = result.labels[detection];
@@ -41,11 +42,11 @@ class CocoSink : public ResultSink {
     images_.push_back({{"id", image_id},
                        {"file_name", found.frame.source},
                        {"frame", found.frame.index},
-                       {"height", nuvik::geometry::kFrameHeight},
-                       {"width", nuvik::geometry::kFrameWidth}});
-    const DirtyStatusResultData& result = found.record.outcome.result;
+                       {"height", found.frame.picture->rows},
+                       {"width", found.frame.picture->cols}});
+    const DirtyStatusResultData& result = found.result;
     for (std::size_t i = 0; i < result.labels.size(); ++i) {
-      results_.Write((is_first_ ? "\n" : ",\n") + ToText(ResultOf(result, i, image_id)));
+      results_.Write((is_first_ ? "\n" : ",\n") + ToText(ResultOf(found, i, image_id)));
       is_first_ = false;
       categories_.insert(result.labels[i]);
     }

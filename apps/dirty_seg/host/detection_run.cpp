@@ -1,21 +1,18 @@
 #include "host/detection_run.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "geometry/letterbox.h"
 #include "host/interruption.h"
 #include "host/messages.h"
-#include "host/size_text.h"
 #include "host/speed_line.h"
+#include "host/stopwatch.h"
 
 namespace dirty_seg {
 
-namespace geometry = nuvik::geometry;
-
-DetectionRun::DetectionRun(DetectorSetup setup, RunDescription description,
+DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription description,
                            const ResultOptions& options, LogCapture& log)
     : patches_(std::move(setup.patches)),
+      fit_(fit),
       labels_(std::move(setup.labels)),
       detector_(setup.config, log),
       writer_(options, labels_, log.standard_output()),
@@ -48,17 +45,12 @@ void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
   FrameRecord record;
   record.source = frame.source;
   record.frame = frame.index;
-  record.image_size = frame.picture->size();
-  record.read_ms = frame.read_ms;
-  if (record.image_size != told_size_) TellOddSize(frame.source, record.image_size);
-  told_size_ = record.image_size;
-
-  record.outcome = detector_.Detect(frame.picture);
+  record.fit = FitToFrame(frame.picture->size(), fit_);
+  record.outcome = Detect(frame, record);
   for (const std::string& complaint : record.outcome.complaints) {
     TellWarning(NameOf(frame) + ": " + complaint);
   }
-  DirtyStatusResultData& result = record.outcome.result;
-  if (!result.success) result.message += FailureHint(record.image_size);
+  const DirtyStatusResultData& result = record.outcome.result;
   writer_.Write(frame, record);
   summary_.AddFrame(record);
   if (!result.success) throw InputError(result.message);
@@ -67,12 +59,20 @@ void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
   }
 }
 
+// The detector would find nothing in the grey around a small picture, and call that a success.
+FrameOutcome DetectionRun::Detect(const Frame& frame, FrameRecord& record) {
+  const Stopwatch watch;
+  const std::shared_ptr<cv::Mat> whole = PlaceInFrame(frame.picture, record.fit);
+  record.read_ms = frame.read_ms + watch.Milliseconds();
+  const std::string fault = FindReachFault(patches_, record.fit);
+  return fault.empty() ? detector_.Detect(whole) : Failed(fault);
+}
+
 void DetectionRun::BeginInput(const Frame& frame) {
   if (input_ == frame.input) return;
   EndInput();
   input_ = frame.input;
   input_failed_ = false;
-  told_size_ = cv::Size();
 }
 
 void DetectionRun::EndInput() {
@@ -103,21 +103,6 @@ bool DetectionRun::Finish(bool interrupted) {
        std::to_string(summary_.inputs()) + " inputs processed; results in " +
        writer_.destination());
   return true;
-}
-
-void DetectionRun::TellOddSize(const std::string& source, const cv::Size& size) const {
-  const cv::Size expected(geometry::kFrameWidth, geometry::kFrameHeight);
-  if (size == expected) return;
-  TellWarning("'" + source + "' is " + SizeText(size) + ", not " + SizeText(expected) +
-              ": patches are laid out on that frame, so results may be missing or misplaced");
-}
-
-// The detector says of a picture that no patch reaches only that preparing it failed.
-std::string DetectionRun::FailureHint(const cv::Size& size) const {
-  const bool is_reached = std::any_of(
-      patches_.begin(), patches_.end(),
-      [&size](const cv::Rect& patch) { return patch.x < size.width && patch.y < size.height; });
-  return is_reached ? "" : "; no patch reaches into a picture of " + SizeText(size);
 }
 
 }  // namespace dirty_seg

@@ -9,6 +9,7 @@
 #include "host/detector_setup.h"
 #include "host/errors.h"
 #include "host/frame_detector.h"
+#include "host/frame_fit.h"
 #include "host/frame_source.h"
 #include "host/labels.h"
 #include "host/log_capture.h"
@@ -21,8 +22,8 @@ namespace dirty_seg {
 class DetectionRun {
  public:
   /// `log` outlives this object. Throws SetupError with the cause.
-  DetectionRun(DetectorSetup setup, RunDescription description, const ResultOptions& options,
-               LogCapture& log);
+  DetectionRun(DetectorSetup setup, FitMode fit, RunDescription description,
+               const ResultOptions& options, LogCapture& log);
 
   bool has_folder() const { return writer_.has_folder(); }
 
@@ -36,17 +37,16 @@ class DetectionRun {
   void EndInput();
   void Fail(const Frame& frame, const std::string& cause);
   bool Finish(bool interrupted);
-  void TellOddSize(const std::string& source, const cv::Size& size) const;
-  std::string FailureHint(const cv::Size& size) const;
+  FrameOutcome Detect(const Frame& frame, FrameRecord& record);
 
   std::vector<cv::Rect> patches_;
+  FitMode fit_;
   Labels labels_;
   FrameDetector detector_;
   ResultWriter writer_;
   Summary summary_;
   std::optional<std::size_t> input_;  // that is being worked on
   bool input_failed_ = false;
-  cv::Size told_size_;  // of this input
 };
 
 }  // namespace dirty_seg

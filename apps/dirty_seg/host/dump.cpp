@@ -13,6 +13,7 @@
 #include "engine/postprocess_options.h"
 #include "geometry/letterbox.h"
 #include "host/errors.h"
+#include "host/frame_record.h"
 #include "host/geometry_json.h"
 #include "host/npy.h"
 #include "host/output.h"
@@ -79,10 +80,9 @@ class TensorWriter {
   ordered_json list_ = ordered_json::array();
 };
 
-ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, const cv::Size& image_size,
-                         int side) {
+ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, int side) {
   ordered_json list = ordered_json::array();
-  for (const Slot& slot : FindSlots(patches, image_size, side)) {
+  for (const Slot& slot : FindSlots(patches, side)) {
     const cv::Size padded = slot.Padded();
     // The detector packs one crop behind the other, each as long as it is.
     const std::int64_t first = static_cast<std::int64_t>(list.size()) * 3 * padded.area();
@@ -153,7 +153,8 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
   json["program"] = origin.program;
   json["source"] = origin.source;
   json["frame"] = origin.frame;
-  json["image_size"] = SizeToJson(origin.image_size);
+  json["image_size"] = SizeToJson(origin.fit.picture);
+  json["fit"] = FitToJson(origin.fit);
   json["model"] = options.model;
   json["config"] = options.config;
   json["postprocess"] = PostprocessToJson(options.config);
@@ -163,7 +164,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
                         {"divisor", 255},
                         {"interpolation", "nearest"},
                         {"border_value", kGrey}};
-  json["slots"] = SlotsToJson(setup.patches, origin.image_size, side);
+  json["slots"] = SlotsToJson(setup.patches, side);
   json["detections"] = DetectionsToJson(frame.result, setup.labels);
   WriteText((std::filesystem::path(folder) / "dump.json").string(), ToIndentedText(json));
 }

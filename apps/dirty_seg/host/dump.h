@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/detector_setup.h"
+#include "host/frame_fit.h"
 #include "host/labels.h"
 #include "host/staged_frame.h"
 
@@ -19,7 +20,7 @@ struct DumpOrigin {
   std::string source;
   /// Number of the frame in a video; 0 for a picture.
   std::int64_t frame = 0;
-  cv::Size image_size;
+  FrameFit fit;
 };
 
 /// Writes input_NAME.npy, output_NAME.npy for each tensor of the network, mask_LABEL.npy for each

@@ -27,14 +27,14 @@ std::string ErrorText(const FrameLog& log) {
   return Join(log.errors);
 }
 
-DirtyStatusResultData Failure(std::string cause) {
-  DirtyStatusResultData result;
-  result.success = false;
-  result.message = std::move(cause);
-  return result;
-}
-
 }  // namespace
+
+FrameOutcome Failed(std::string cause) {
+  FrameOutcome outcome;
+  outcome.result.success = false;
+  outcome.result.message = std::move(cause);
+  return outcome;
+}
 
 std::string OneLine(std::string text) {
   while (!text.empty() && text.back() == '\n') text.pop_back();
@@ -83,7 +83,7 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   FrameLog log = ReadFrameLog(log_.TakeLines());
   outcome.stages = log.times;
   if (result == nullptr) {
-    outcome.result = Failure(exception_text.empty() ? ErrorText(log) : exception_text);
+    outcome.result = Failed(exception_text.empty() ? ErrorText(log) : exception_text).result;
   } else {
     outcome.result = std::move(*result);
     if (fece_rules_) {

@@ -32,6 +32,9 @@ struct FrameOutcome {
   std::optional<std::vector<FeceCandidate>> fece_candidates;
 };
 
+/// Of a frame that failed.
+FrameOutcome Failed(std::string cause);
+
 /// Has `detector` load both networks and the configuration file. `log` was made before anything
 /// logged. Throws SetupError, naming the files and the cause.
 void InitDetector(const DirtySegDetectorConfig& config,

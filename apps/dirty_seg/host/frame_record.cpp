@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/geometry_json.h"
+
 namespace dirty_seg {
 namespace {
 
@@ -74,6 +76,10 @@ double RoundToMicrosecond(double milliseconds) {
   return std::round(milliseconds * 1000.0) / 1000.0;
 }
 
+ordered_json FitToJson(const FrameFit& fit) {
+  return {{"scale", fit.scale}, {"size", SizeToJson(fit.placed)}};
+}
+
 ordered_json LabelNamesToJson(const std::set<int>& present, const Labels& labels) {
   ordered_json json = ordered_json::object();
   for (const int label : present) {
@@ -88,7 +94,8 @@ ordered_json ToJson(const FrameRecord& record, const Labels& labels) {
   json["schema_version"] = kSchemaVersion;
   json["source"] = record.source;
   json["frame"] = record.frame;
-  json["image_size"] = {record.image_size.height, record.image_size.width};
+  json["image_size"] = SizeToJson(record.fit.picture);
+  json["fit"] = FitToJson(record.fit);
   json["success"] = result.success;
   json["message"] = result.message;
   json["bboxes"] = result.bboxes;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/frame_detector.h"
+#include "host/frame_fit.h"
 #include "host/labels.h"
 #include "host/run_length.h"
 
@@ -32,7 +33,8 @@ struct FrameRecord {
   std::string source;
   /// Number of the frame in a video; 0 for a picture.
   std::int64_t frame = 0;
-  cv::Size image_size;
+  /// The picture's own size, and where in the frame it lies.
+  FrameFit fit;
   FrameOutcome outcome;
   std::map<int, MaskRecord> masks;
   /// Name of the annotated picture in the output folder; empty when none was written.
@@ -54,6 +56,9 @@ std::vector<std::pair<std::string, double>> StageTimesOf(const FrameRecord& reco
 
 /// As the program writes times: to the microsecond.
 double RoundToMicrosecond(double milliseconds);
+
+/// Where the picture lies in the frame, as results tell it.
+nlohmann::ordered_json FitToJson(const FrameFit& fit);
 
 /// Label to name, for each label among `present` that has one.
 nlohmann::ordered_json LabelNamesToJson(const std::set<int>& present, const Labels& labels);

@@ -2,20 +2,17 @@
 
 #include <map>
 #include <opencv2/imgproc.hpp>
-#include <optional>
 #include <utility>
 
 #include "geometry/image_box.h"
-#include "geometry/letterbox.h"
 
 namespace dirty_seg {
 
-cv::Mat CutInstanceMask(const DirtyStatusResultData& result, std::size_t detection) {
-  namespace geometry = nuvik::geometry;
-  const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
-  cv::Mat cut = cv::Mat::zeros(frame, CV_8UC1);
+cv::Mat CutInstanceMask(const DirtyStatusResultData& result, std::size_t detection,
+                        const cv::Size& size) {
+  cv::Mat cut = cv::Mat::zeros(size, CV_8UC1);
   const auto label_mask = result.label_masks.find(result.labels[detection]);
-  const std::optional<cv::Rect> box = geometry::ClampToImage(result.bboxes[detection], frame);
+  const auto box = nuvik::geometry::ClampToImage(result.bboxes[detection], size);
   if (label_mask == result.label_masks.end() || !box) return cut;
   cut(*box).setTo(255, label_mask->second(*box));
   return cut;

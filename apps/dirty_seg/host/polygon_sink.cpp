@@ -29,7 +29,7 @@ class PolygonSink : public ResultSink {
       : labels_(labels), file_(folder, "polygons.jsonl") {}
 
   void Write(const FoundFrame& found) override {
-    const DirtyStatusResultData& result = found.record.outcome.result;
+    const DirtyStatusResultData& result = found.result;
     ordered_json json;
     json["schema_version"] = kSchemaVersion;
     json["source"] = found.record.source;

@@ -119,8 +119,9 @@ class PageWriter {
     WritePicture("picture-" + number, EncodePicture(picture.pixels, options_.max_width));
     for (const StoredCandidate& candidate : frame.candidates) {
       if (candidate.verdict != "rejected") continue;
-      WritePicture("crop-" + number + "-" + std::to_string(candidate.detection),
-                   EncodeCrop(picture.pixels, frame.detections[candidate.detection].box));
+      WritePicture(
+          "crop-" + number + "-" + std::to_string(candidate.detection),
+          EncodeCrop(picture.pixels, BoxInPicture(frame.detections[candidate.detection], frame)));
     }
   }
 

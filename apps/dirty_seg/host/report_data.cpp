@@ -60,13 +60,14 @@ ordered_json CandidatesToJson(const std::vector<StoredCandidate>& candidates) {
   return json;
 }
 
-void AddDetections(const std::vector<Detection>& detections, ordered_json& json) {
+void AddDetections(const StoredFrame& frame, ordered_json& json) {
   ordered_json boxes = ordered_json::array();
   ordered_json scores = ordered_json::array();
   ordered_json labels = ordered_json::array();
-  for (const Detection& detection : detections) {
+  for (const Detection& detection : frame.detections) {
     ordered_json& box = boxes.emplace_back();
-    for (const float edge : detection.box) box.push_back(Rounded(static_cast<double>(edge), 10.0));
+    for (const float edge : BoxInPicture(detection, frame))
+      box.push_back(Rounded(static_cast<double>(edge), 10.0));
     scores.push_back(Rounded(static_cast<double>(detection.score), 1e4));
     labels.push_back(detection.label);
   }
@@ -211,7 +212,7 @@ ordered_json ReportData::FrameToJson(std::size_t index,
     json["without"] = "its picture could not be read";
   }
   json["size"] = {size.width, size.height};
-  AddDetections(frame.detections, json);
+  AddDetections(frame, json);
   json["times"] = TimesToJson(frame, stages);
   json["candidates"] = CandidatesToJson(frame.candidates);
   json["masks"] = is_chosen ? MasksToJson(frame) : ordered_json::object();
@@ -221,8 +222,10 @@ ordered_json ReportData::FrameToJson(std::size_t index,
 ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
   ordered_json json = ordered_json::object();
   for (const auto& [label, mask] : frame.masks) {
-    DecodeMask(results_, frame, label);  // so that the page can rely on what it decodes
-    const RunLengths& run_lengths = mask.run_lengths;
+    const cv::Mat decoded = DecodeMask(results_, frame, label);  // so that the page can rely on it
+    const bool is_fitted = frame.fit && !frame.fit->IsWholeFrame();
+    const RunLengths run_lengths =
+        is_fitted ? EncodeRunLengths(MaskInPicture(decoded, *frame.fit)) : mask.run_lengths;
     json[std::to_string(label)] = {{"size", {run_lengths.height, run_lengths.width}},
                                    {"counts", run_lengths.counts}};
   }

@@ -17,12 +17,16 @@ namespace dirty_seg {
 struct FoundFrame {
   const Frame& frame;
   const FrameRecord& record;
+  /// The record's result, boxes and label masks in the picture's own pixels.
+  const DirtyStatusResultData& result;
   /// What the names of the frame's files begin with.
   std::string name;
   /// The same of its input's.
   std::string input_name;
   cv::Mat overlay;
 };
+
+// Every form but the record's own is in the pixels of the picture, as their readers expect.
 
 class ResultSink {
  public:
@@ -48,7 +52,7 @@ std::unique_ptr<ResultSink> MakeCocoSink(const OutputFolder& folder, const Label
 std::unique_ptr<ResultSink> MakePolygonSink(const OutputFolder& folder, const Labels& labels);
 
 /// labels/NAME.txt: a line a detection, its class and the outline of its largest area, over the
-/// frame's width and height; its box where it has no area.
+/// picture's width and height; its box where it has no area.
 std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder);
 
 /// NAME.crop_DETECTION.VERDICT_SCORE.png: what the classifier saw of each candidate.

@@ -61,13 +61,13 @@ void ResultWriter::Write(const Frame& frame, FrameRecord& record) {
 
 void ResultWriter::WritePictures(const Frame& frame, FrameRecord& record) {
   const std::string name = NameOf(frame);
-  const DirtyStatusResultData& result = record.outcome.result;
   for (auto& [label, mask] : record.masks) {
-    mask.file = folder_->WriteMask(name, label, result.label_masks.at(label));
+    mask.file = folder_->WriteMask(name, label, record.outcome.result.label_masks.at(label));
   }
+  const DirtyStatusResultData result = ResultInPicture(record.outcome.result, record.fit);
   const cv::Mat overlay = DrawOverlay(*frame.picture, result, labels_);
   record.overlay = folder_->WriteOverlay(name, overlay);
-  const FoundFrame found{frame, record, name, input_name_, overlay};
+  const FoundFrame found{frame, record, result, name, input_name_, overlay};
   for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(found);
 }
 

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "geometry/letterbox.h"
 #include "host/errors.h"
 #include "host/interruption.h"
 #include "host/messages.h"
@@ -68,6 +69,7 @@ class LineReader {
     }
     if (const json* times = Find(root, "timing_ms")) frame.timing_ms = Times(*times);
     if (const json* size = Find(root, "image_size")) frame.image_size = Size(*size, "image_size");
+    if (const json* fit = Find(root, "fit")) frame.fit = Fit(*fit, frame);
     frame.overlay = OptionalString(root, "overlay");
     return frame;
   }
@@ -247,6 +249,25 @@ class LineReader {
     return {static_cast<int>(width), static_cast<int>(height)};
   }
 
+  FrameFit Fit(const json& value, const StoredFrame& frame) const {
+    const cv::Size whole(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
+    if (!frame.image_size || frame.image_size->empty()) {
+      Reject("fit stands without the picture's image_size");
+    }
+    const json& size = Required(Object(value, "fit"), "size", "fit.");
+    const cv::Size placed = Size(size, "fit.size");
+    if (placed.empty() || placed.width > whole.width || placed.height > whole.height) {
+      Reject("fit.size", size, "[height, width] from [1, 1] to [1080, 1920]");
+    }
+    for (const auto& [label, mask] : frame.masks) {
+      if (mask.run_lengths.height == whole.height && mask.run_lengths.width == whole.width)
+        continue;
+      Reject("label_masks." + std::to_string(label) + ".rle.size is not [1080, 1920], the frame's");
+    }
+    const double scale = Double(Required(value, "scale", "fit."), "fit.scale");
+    return {*frame.image_size, placed, scale};
+  }
+
   std::map<int, std::string> Names(const json& value) const {
     std::map<int, std::string> names;
     for (const auto& [text, name] : Object(value, "label_names").items()) {
@@ -314,6 +335,10 @@ bool IsUnfinished(const std::ifstream& stream, const std::string& text) {
 }
 
 }  // namespace
+
+std::array<float, 4> BoxInPicture(const Detection& detection, const StoredFrame& frame) {
+  return frame.fit ? BoxInPicture(detection.box, *frame.fit) : detection.box;
+}
 
 Results ReadResults(const std::string& path) {
   Results results;

@@ -1,6 +1,7 @@
 // Reads back what `detect` wrote.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "host/detection.h"
+#include "host/frame_fit.h"
 #include "host/run_length.h"
 
 namespace dirty_seg {
@@ -51,9 +53,15 @@ struct StoredFrame {
   std::map<std::string, double> timing_ms;
   /// Of the picture; nothing in results that do not tell it.
   std::optional<cv::Size> image_size;
+  /// Where in the frame the picture lies; nothing in results that do not tell it, whose coordinates
+  /// are those of the picture.
+  std::optional<FrameFit> fit;
   /// Name of the annotated picture beside the results; empty when none was written.
   std::string overlay;
 };
+
+/// The detection's box in the picture's own pixels.
+std::array<float, 4> BoxInPicture(const Detection& detection, const StoredFrame& frame);
 
 struct Results {
   /// The file of lines, and the folder that it lies in.

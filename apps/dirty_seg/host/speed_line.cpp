@@ -42,8 +42,8 @@ std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
   if (frame.kind != InputKind::kPicture) {
     line += "(frame " + Counted(frame.ordinal + 1, frames) + ") ";
   }
-  return line + frame.source + ": " + std::to_string(record.image_size.width) + "x" +
-         std::to_string(record.image_size.height) + " " +
+  return line + frame.source + ": " + std::to_string(record.fit.picture.width) + "x" +
+         std::to_string(record.fit.picture.height) + " " +
          FindingsText(record.outcome.result.labels, labels) + ", " +
          TimeText(record.outcome.total_ms);
 }

@@ -25,18 +25,17 @@ struct StagedFrame {
 };
 
 /// Runs the stages of DirtySegDetector::DoInference one after the other, with an engine of its own
-/// between the detector's preparation and its post-processing. `picture` is CV_8UC3 and not empty;
-/// `log` was made before anything logged. Throws SetupError when a network or the configuration
-/// cannot be used, InputError when the frame cannot.
+/// between the detector's preparation and its post-processing. `picture` is CV_8UC3 and the whole
+/// frame; `log` was made before anything logged. Throws SetupError when a network or the
+/// configuration cannot be used, InputError when the frame cannot.
 StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_ptr<cv::Mat>& picture,
                       LogCapture& log);
 
 /// Where in the input tensor a patch of the frame went.
 struct Slot {
-  /// Index of the patch in the configuration. A patch that no pixel of the picture reaches into
-  /// takes no slot.
+  /// Index of the patch in the configuration. A patch outside the frame takes no slot.
   std::size_t patch = 0;
-  /// The patch, clipped to the picture, in pixels of the picture.
+  /// The patch, clipped to the frame, in pixels of the frame.
   cv::Rect crop;
   /// Of the crop after scaling, in pixels of the network.
   cv::Size scaled;
@@ -49,9 +48,7 @@ struct Slot {
   cv::Size Padded() const;
 };
 
-/// The slots that `patches` take of a picture of that size, in order, in a network with an input of
-/// `side` x `side`.
-std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, const cv::Size& picture,
-                            int side);
+/// The slots that `patches` take, in order, in a network with an input of `side` x `side`.
+std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, int side);
 
 }  // namespace dirty_seg

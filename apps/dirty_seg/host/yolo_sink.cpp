@@ -4,30 +4,27 @@
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
-#include "geometry/letterbox.h"
 #include "host/instance_mask.h"
 #include "host/result_sink.h"
 
 namespace dirty_seg {
 namespace {
 
-namespace geometry = nuvik::geometry;
-
 constexpr std::size_t kLeastCorners = 3;
 
-std::string CornerText(double x, double y) {
+std::string CornerText(double x, double y, const cv::Size& picture) {
   const auto share = [](double position, int side) {
     return std::clamp(position / side, 0.0, 1.0);
   };
   std::array<char, 48> text{};
-  std::snprintf(text.data(), text.size(), " %.6f %.6f", share(x, geometry::kFrameWidth),
-                share(y, geometry::kFrameHeight));
+  std::snprintf(text.data(), text.size(), " %.6f %.6f", share(x, picture.width),
+                share(y, picture.height));
   return text.data();
 }
 
-std::string BoxText(const std::vector<float>& box) {
-  return CornerText(box[0], box[1]) + CornerText(box[2], box[1]) + CornerText(box[2], box[3]) +
-         CornerText(box[0], box[3]);
+std::string BoxText(const std::vector<float>& box, const cv::Size& picture) {
+  return CornerText(box[0], box[1], picture) + CornerText(box[2], box[1], picture) +
+         CornerText(box[2], box[3], picture) + CornerText(box[0], box[3], picture);
 }
 
 // The outline of the largest area; empty when none has an outline with an area.
@@ -43,11 +40,13 @@ std::vector<cv::Point> LargestOutline(const cv::Mat& mask) {
   return largest;
 }
 
-std::string LineOf(const DirtyStatusResultData& result, std::size_t detection) {
+std::string LineOf(const DirtyStatusResultData& result, std::size_t detection,
+                   const cv::Size& picture) {
   std::string line = std::to_string(result.labels[detection]);
-  const std::vector<cv::Point> outline = LargestOutline(CutInstanceMask(result, detection));
-  if (outline.empty()) return line + BoxText(result.bboxes[detection]);
-  for (const cv::Point& pixel : outline) line += CornerText(pixel.x + 0.5, pixel.y + 0.5);
+  const std::vector<cv::Point> outline =
+      LargestOutline(CutInstanceMask(result, detection, picture));
+  if (outline.empty()) return line + BoxText(result.bboxes[detection], picture);
+  for (const cv::Point& pixel : outline) line += CornerText(pixel.x + 0.5, pixel.y + 0.5, picture);
   return line;
 }
 
@@ -56,9 +55,11 @@ class YoloSink : public ResultSink {
   explicit YoloSink(const OutputFolder& folder) : folder_(folder) {}
 
   void Write(const FoundFrame& found) override {
-    const DirtyStatusResultData& result = found.record.outcome.result;
+    const cv::Size picture = found.frame.picture->size();
     std::string text;
-    for (std::size_t i = 0; i < result.labels.size(); ++i) text += LineOf(result, i) + "\n";
+    for (std::size_t i = 0; i < found.result.labels.size(); ++i) {
+      text += LineOf(found.result, i, picture) + "\n";
+    }
     folder_.WriteText("labels/" + found.name + ".txt", text);
   }
 

@@ -1,0 +1,72 @@
+// How a picture of any size lies in the detector's frame.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "dirty_seg_detector/dirty_seg_detector.h"
+
+namespace dirty_seg {
+
+using nuvik::perception::dirty_seg_detector::DirtyStatusResultData;
+
+enum class FitMode {
+  kScale,  // until it fills the frame's width or height
+  kPad,    // not scaled
+};
+
+/// The words of --fit, in the order of FitMode.
+inline constexpr std::array<const char*, 2> kFitWords{"scale", "pad"};
+
+/// `word` is one of kFitWords.
+FitMode FitModeOf(const std::string& word);
+
+/// The detector works on a frame of 1920 x 1080 pixels, whatever the picture's size. A picture lies
+/// in the frame's left top corner; what it leaves free is grey.
+///
+/// A frame's x is x * picture.width / placed.width in the picture, and y likewise.
+struct FrameFit {
+  cv::Size picture;  // in its own pixels
+  cv::Size placed;   // in pixels of the frame
+  double scale = 1;  // frame pixels to one of the picture, before `placed` was rounded
+
+  bool IsScaled() const { return placed != picture; }
+  /// As large as the frame, so that the two are one.
+  bool IsWholeFrame() const;
+};
+
+/// How a picture of that size, which is not empty, goes into the frame. Throws InputError for one
+/// that is larger than the frame and must not be scaled.
+FrameFit FitToFrame(const cv::Size& picture, FitMode mode);
+
+/// The whole frame, with the picture (CV_8UC3) where `fit` says. One of the frame's own size is
+/// handed on as it is.
+std::shared_ptr<cv::Mat> PlaceInFrame(const std::shared_ptr<cv::Mat>& picture, const FrameFit& fit);
+
+/// Why a detector with these patches would look at nothing of the picture; empty where it looks at
+/// some.
+std::string FindReachFault(const std::vector<cv::Rect>& patches, const FrameFit& fit);
+
+/// A box x1, y1, x2, y2 of the frame in the picture's own pixels; like the frame's, not clipped.
+template <typename Box>
+Box BoxInPicture(Box box, const FrameFit& fit) {
+  if (!fit.IsScaled()) return box;
+  const std::array<double, 2> ratio{static_cast<double>(fit.picture.width) / fit.placed.width,
+                                    static_cast<double>(fit.picture.height) / fit.placed.height};
+  for (std::size_t i = 0; i < 4; ++i) box[i] = static_cast<float>(box[i] * ratio[i % 2]);
+  return box;
+}
+
+/// A mask of the frame (CV_8UC1, 1080 x 1920) in the picture's own pixels, as large as the picture.
+/// Each pixel is what the frame has at its centre.
+cv::Mat MaskInPicture(const cv::Mat& mask, const FrameFit& fit);
+
+/// Boxes and label masks in the picture's own pixels; the rest as it is. Masks of a picture that
+/// fills the frame are shared.
+DirtyStatusResultData ResultInPicture(const DirtyStatusResultData& result, const FrameFit& fit);
+
+}  // namespace dirty_seg
