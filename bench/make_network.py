@@ -30,9 +30,9 @@ from pathlib import Path
 
 import numpy as np
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests" / "networks"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tools" / "onnx"))
 
-from graph import Graph  # noqa: E402  (found through the path above)
+from graph_writer import Graph  # noqa: E402  (found through the path above)
 
 BATCH, SIDE = 6, 640
 CLASSES, COEFFICIENTS, DISTANCES = 24, 32, 16

@@ -12,9 +12,9 @@ import numpy as np
 from data import CROP, SIDE, WASTE, CropSamples
 from letterbox import letterbox
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests" / "networks"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tools" / "onnx"))
 
-from graph import Graph  # noqa: E402  (found through the path above)
+from graph_writer import Graph  # noqa: E402  (found through the path above)
 
 FAECES_LABEL = 19  # what the library makes of the label of a confirmed candidate
 FRAME = (1920, 1080)

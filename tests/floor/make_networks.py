@@ -14,10 +14,11 @@ from pathlib import Path
 import numpy as np
 from onnx import TensorProto
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "networks"))
+ROOT = Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / "tests" / "networks"), str(ROOT / "tools" / "onnx")]
 
-import deliver  # noqa: E402  (found through the path above)
-from graph import Graph  # noqa: E402
+import deliver  # noqa: E402  (found through the paths above)
+from graph_writer import Graph  # noqa: E402
 
 # ---- Segmentation: dirt-seg.onnx ----------------------------------------------------------------
 

@@ -45,9 +45,11 @@ import numpy as np
 from onnx import TensorProto
 
 import deliver
-from graph import Graph
 
 HERE = Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parents[1] / "tools" / "onnx"))
+
+from graph_writer import Graph  # noqa: E402  (found through the path above)
 
 BATCH, SIDE = 2, 64
 CLASSES = ["red", "green"]

@@ -22,11 +22,11 @@ from onnx import TensorProto
 
 HERE = Path(__file__).resolve().parent
 ROOT = HERE.parents[2]
-sys.path.insert(0, str(ROOT / "tests" / "networks"))
+sys.path[:0] = [str(ROOT / "tests" / "networks"), str(ROOT / "tools" / "onnx")]
 
-import deliver  # noqa: E402  (found through the path above)
+import deliver  # noqa: E402  (found through the paths above)
 import make_test_networks as common  # noqa: E402
-from graph import Graph  # noqa: E402
+from graph_writer import Graph  # noqa: E402
 
 CLASSIFIER_INPUT = [1, 3, 224, 224]
 WEIGHTS = [[1, 0, 0], [0, 0, 1]]
