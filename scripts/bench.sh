@@ -1,23 +1,35 @@
 #!/usr/bin/env bash
 # Builds and runs every benchmark; leaves Google Benchmark's JSON under out/bench and prints, last,
 # a table of the bounds. Exit status 1 when one does not hold. Wants a quiet machine.
+#   scripts/bench.sh [--smoke]     --smoke: a single iteration of each, to see that all of them run;
+#                                  into out/bench-smoke, and no bound is judged
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+case "$*" in
+  "") smoke=() out=out/bench ;;
+  --smoke) smoke=(--smoke) out=out/bench-smoke ;;
+  *)
+    echo "bench: '$*' is unknown; usage: scripts/bench.sh [--smoke]" >&2
+    exit 2
+    ;;
+esac
 
 scripts/setup.sh
 cmake --preset bench
 cmake --build --preset bench
 
-out=out/bench
 rm -rf "$out"
 mkdir -p "$out"
 
 # The sides of a comparison take turns in one process, in random order.
 #   run PROGRAM REPETITIONS LEAST_SECONDS
 run() {
+  local repetitions=$2 seconds=$3
+  [[ ${#smoke[@]} -eq 0 ]] || repetitions=1 seconds=0
   "build/bench/bin/$1_bench" \
     --benchmark_enable_random_interleaving=true \
-    --benchmark_repetitions="$2" --benchmark_min_time="$3" \
+    --benchmark_repetitions="$repetitions" --benchmark_min_time="$seconds" \
     --benchmark_display_aggregates_only=true \
     --benchmark_out="$out/$1.json" --benchmark_out_format=json
 }
@@ -31,4 +43,4 @@ run frame 15 0.01
 run first_frame 7 0.01
 
 echo
-bench/table.py "$out"
+bench/table.py "${smoke[@]}" "$out"
