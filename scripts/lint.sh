@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Holds every source to .clang-format and those of the libraries and the host program to
-# .clang-tidy.
+# .clang-tidy; every script has to be one that its interpreter can read.
 #   scripts/lint.sh [BUILD_FOLDER]     a configured one, for its compile commands; default build/dev
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,6 +12,13 @@ build=${1:-build/dev}
 
 git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 echo "lint: format is right"
+
+git ls-files -z '*.sh' .ci/run | xargs -0 -n 1 bash -n
+git ls-files -z '*.py' | xargs -0 /usr/bin/python3 -c '
+import sys
+for path in sys.argv[1:]:
+    compile(open(path, "rb").read(), path, "exec")'
+echo "lint: scripts can be read"
 
 # A source that passed is checked again only after it, a header or a rule changed.
 stamps=$build/lint
