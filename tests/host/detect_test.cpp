@@ -119,6 +119,39 @@ TEST_F(Detect, NamesConfirmedFaeces) {
   EXPECT_EQ(rows[0]["label_names"], json::parse(R"({"19": "faeces"})"));
 }
 
+// Magenta is class 0, which the classifier confirms; green is the network's own class 19.
+TEST_F(Detect, TellsTheNetworksOwnClass19FromConfirmedFaeces) {
+  cv::Mat both = test::Plain(test::kFrame, test::kGreenPixel);
+  both(cv::Rect(640, 440, 64, 64)).setTo(test::kMagentaPixel);
+  const std::string path = test::WritePicture(folder_ / "both.png", both);
+  Arguments command = Command(HostNetwork("seg-class-19"));
+  const Arguments more =
+      Classifier(CommonNetwork("classifier-224")) + Arguments{"--output", folder_ / "out", path};
+  const ProgramResult result = RunProgram(command + more + Arguments{path});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors,
+              MatchesRegex("dirty_seg: warning: the segmentation network has a class 19 of its "
+                           "own, 'cow', and what the classifier confirms gets the label 19 too: "
+                           "'confirmed' in the results tells the two apart, and a confirmed one is "
+                           "called 'faeces'\n"
+                           "image 1/2 [^\n]* 1 cow, 1 faeces, [^\n]*\n"
+                           "image 2/2 [^\n]* 1 cow, 1 faeces, [^\n]*\n"
+                           "Speed: [^\n]*\n[^\n]*\n"));
+  const json row = ParseLines(ReadFile(folder_ / "out/results.jsonl")).at(0);
+  EXPECT_EQ(row["labels"], json::parse("[19, 19]"));
+  EXPECT_EQ(row["confirmed"], json::parse("[false, true]"));
+  EXPECT_EQ(row["label_names"], json::parse(R"({"19": "cow"})"));
+  const json summary = json::parse(ReadFile(folder_ / "out/summary.json"));
+  EXPECT_EQ(summary["detections"], json::parse(R"({"19": 4})"));
+  EXPECT_EQ(summary["confirmed_faeces"], 2);
+
+  command[0] = "dump";
+  ASSERT_EQ(RunProgram(command + more + Arguments{"--overwrite"}).status, 0);
+  const json dump = json::parse(ReadFile(folder_ / "out/dump.json"));
+  EXPECT_EQ(dump["detections"][0]["name"], "cow");
+  EXPECT_EQ(dump["detections"][1]["name"], "faeces");
+}
+
 TEST_F(Detect, TellsWhatTheClassifierSaidOfEachCandidate) {
   cv::Mat picture = test::Plain(test::kFrame, test::kRedPixel);
   picture(cv::Rect(640, 440, 64, 64)).setTo(test::kMagentaPixel);

@@ -143,6 +143,7 @@ TEST_F(FeceLog, TakesTheVerdictFromTheLogWhereClass19IsItselfACandidate) {
 
 TEST_F(FeceLog, TellsNothingWhereItsLevelHidesTheLines) {
   EXPECT_THAT(Read().value(), IsEmpty());
+  Line("ERROR", "fece inference status is 5");
   Found(19, {0, 0, 50, 50});
   EXPECT_FALSE(Read(false));
 }

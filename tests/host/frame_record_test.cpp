@@ -48,7 +48,7 @@ TEST(FrameRecord, HasItsKeysInOrder) {
             "\"scores\":[0.5,0.699999988079071],\"labels\":[3,19],\"mask_pixel_counts\":[6.0],"
             "\"label_masks\":{\"19\":{\"file\":\"street.mask_19.png\",\"pixels\":6,"
             "\"rle\":{\"size\":[1080,1920],\"counts\":\"02fQ1000hjUo1\"}}},"
-            "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
+            "\"label_names\":{\"3\":\"solid waste\",\"19\":\"cow\"},"
             "\"overlay\":\"street.overlay.jpg\",\"timing_ms\":{\"read\":7.123,\"preprocess\":3.75,"
             "\"inference\":12.0,"
             "\"postprocess\":3.0,\"convert\":1.5,\"total\":20.25,\"write\":2.0}}");
@@ -62,6 +62,7 @@ TEST(FrameRecord, NamesNoMaskFileWhenNoneWasWritten) {
 
 TEST(FrameRecord, TellsEachCandidatesVerdict) {
   FrameRecord record = MakeRecord();
+  record.outcome.result.labels = {3, 19, 3, 3};
   record.outcome.fece_candidates = {{0, FeceVerdict::kRejected, 0.25F},
                                     {1, FeceVerdict::kConfirmed, 0.75F},
                                     {2, FeceVerdict::kNotChecked, {}},
@@ -71,6 +72,19 @@ TEST(FrameRecord, TellsEachCandidatesVerdict) {
             "{\"detection\":1,\"verdict\":\"confirmed\",\"score\":0.75},"
             "{\"detection\":2,\"verdict\":\"not_checked\"},"
             "{\"detection\":3,\"verdict\":\"failed\"}]");
+}
+
+// The network has a class 19 of its own, which is the second detection's.
+TEST(FrameRecord, TellsOfEachDetectionWhetherItWasConfirmed) {
+  FrameRecord record = MakeRecord();
+  record.outcome.result.labels = {3, 19, 19};
+  EXPECT_FALSE(ToJson(record, kLabels).contains("confirmed"));
+  record.outcome.fece_candidates = {{0, FeceVerdict::kRejected, 0.25F},
+                                    {2, FeceVerdict::kConfirmed, 0.75F}};
+  const auto json = ToJson(record, kLabels);
+  EXPECT_EQ(json["labels"].dump(), "[3,19,19]");
+  EXPECT_EQ(json["confirmed"].dump(), "[false,false,true]");
+  EXPECT_EQ(json["label_names"].dump(), R"({"3":"solid waste","19":"cow"})");
 }
 
 TEST(FrameRecord, TellsThatThereWasNoCandidateOnlyWhenThatIsKnown) {
@@ -135,14 +149,58 @@ TEST(PreprocessTime, IsNeverNegative) {
 
 TEST(Labels, WithoutAClassifierKeepTheNetworksName) {
   const Labels labels({{19, "cow"}}, false);
-  EXPECT_EQ(labels.Text(19), "cow");
+  EXPECT_EQ(labels.Text({19, false}), "cow");
   EXPECT_FALSE(labels.IsConfirmedFaeces(19));
   EXPECT_TRUE(kLabels.IsConfirmedFaeces(19));
   EXPECT_FALSE(kLabels.IsConfirmedFaeces(3));
 }
 
+TEST(Labels, NameAConfirmedOneFaecesAndANativeOneByTheNetwork) {
+  EXPECT_EQ(kLabels.Text({19, false}), "cow");
+  EXPECT_EQ(kLabels.Text({19, true}), "faeces");
+  EXPECT_TRUE(kLabels.share_faeces_label());
+  const Labels alone({{0, "spill"}}, true);
+  EXPECT_EQ(alone.Text({19, true}), "faeces");
+  EXPECT_EQ(*alone.FindName(19), "faeces");
+  EXPECT_FALSE(alone.share_faeces_label());
+}
+
+TEST(Labels, TellAConfirmedOneFromAClassThatIsCalledFaecesToo) {
+  const Labels labels({{19, "faeces"}}, true);
+  EXPECT_EQ(labels.Text({19, false}), "faeces");
+  EXPECT_EQ(labels.Text({19, true}), "confirmed faeces");
+}
+
+TEST(Labels, KnowAClass19WithoutANameByTheNumberOfClasses) {
+  const Labels nameless({}, true, 20);
+  EXPECT_TRUE(nameless.share_faeces_label());
+  EXPECT_EQ(nameless.Text({19, false}), "class 19");
+  EXPECT_EQ(nameless.FindName(19), nullptr);
+  EXPECT_FALSE(Labels({}, true, 19).share_faeces_label());
+  EXPECT_FALSE(Labels({}, false, 20).share_faeces_label());
+}
+
+TEST(Labels, HaveAnIdOfTheirOwnForConfirmedOnesWhere19IsTaken) {
+  EXPECT_EQ(kLabels.IdOf({19, false}), 19);
+  EXPECT_EQ(kLabels.IdOf({19, true}), 20);
+  EXPECT_EQ(Labels({{19, "cow"}, {90, "brush"}}, true, 80).IdOf({19, true}), 91);
+  EXPECT_EQ(Labels({{19, "cow"}}, true, 80).IdOf({19, true}), 80);
+  EXPECT_EQ(Labels({{3, "waste"}}, true, 4).IdOf({19, true}), 19);
+}
+
+TEST(KindsOf, TakesEvery19ForConfirmedWhereTheLogDoesNotTell) {
+  FrameOutcome outcome;
+  outcome.result.labels = {19, 3};
+  const std::vector<Kind> confirmed{{19, true}, {3, false}};
+  const std::vector<Kind> native{{19, false}, {3, false}};
+  EXPECT_TRUE(KindsOf(outcome, kLabels) == confirmed);
+  EXPECT_TRUE(KindsOf(outcome, Labels({{19, "cow"}}, false)) == native);
+  outcome.fece_candidates.emplace();
+  EXPECT_TRUE(KindsOf(outcome, kLabels) == native);
+}
+
 TEST(Labels, WithoutANameShowTheirNumber) {
-  EXPECT_EQ(kLabels.Text(7), "class 7");
+  EXPECT_EQ(kLabels.Text({7, false}), "class 7");
   EXPECT_EQ(kLabels.FindName(7), nullptr);
 }
 

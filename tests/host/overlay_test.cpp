@@ -22,12 +22,12 @@ cv::Mat FrameMask(const cv::Rect& area) {
   return mask;
 }
 
-DirtyStatusResultData OneBox(int label, const std::vector<float>& bbox) {
-  DirtyStatusResultData result;
-  result.bboxes = {bbox};
-  result.scores = {0.5F};
-  result.labels = {label};
-  return result;
+FrameOutcome OneBox(int label, const std::vector<float>& bbox) {
+  FrameOutcome outcome;
+  outcome.result.bboxes = {bbox};
+  outcome.result.scores = {0.5F};
+  outcome.result.labels = {label};
+  return outcome;
 }
 
 int ChangedPixels(const cv::Mat& overlay) {
@@ -49,9 +49,9 @@ TEST(Overlay, LeavesThePictureAlone) {
 }
 
 TEST(Overlay, TintsAMaskAndNothingAroundIt) {
-  DirtyStatusResultData result;
-  result.label_masks[0] = FrameMask(cv::Rect(400, 300, 200, 100));
-  const cv::Mat overlay = DrawOverlay(Grey(test::kFrame), result, kLabels);
+  FrameOutcome found;
+  found.result.label_masks[0] = FrameMask(cv::Rect(400, 300, 200, 100));
+  const cv::Mat overlay = DrawOverlay(Grey(test::kFrame), found, kLabels);
   // 0.6 of 128 and 0.4 of orange (0, 159, 230): 76.8, 140.4, 168.8.
   EXPECT_EQ(overlay.at<cv::Vec3b>(350, 500), cv::Vec3b(77, 140, 169));
   EXPECT_EQ(overlay.at<cv::Vec3b>(350, 380), kGrey);
@@ -59,9 +59,9 @@ TEST(Overlay, TintsAMaskAndNothingAroundIt) {
 }
 
 TEST(Overlay, OutlinesAMask) {
-  DirtyStatusResultData result;
-  result.label_masks[0] = FrameMask(cv::Rect(400, 300, 200, 100));
-  const cv::Mat overlay = DrawOverlay(Grey(test::kFrame), result, kLabels);
+  FrameOutcome found;
+  found.result.label_masks[0] = FrameMask(cv::Rect(400, 300, 200, 100));
+  const cv::Mat overlay = DrawOverlay(Grey(test::kFrame), found, kLabels);
   EXPECT_EQ(overlay.at<cv::Vec3b>(300, 500), cv::Vec3b(0, 159, 230));
 }
 
@@ -97,26 +97,60 @@ TEST(Overlay, OfLabel19WithoutAClassifierIsLikeAnyOther) {
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 794), kGrey);
 }
 
+// Label 19 has the second colour, (233, 180, 86); confirmed faeces have (17, 51, 204).
+class SharedLabel : public testing::Test {
+ protected:
+  // A cow, and to its right what the classifier confirmed, with one mask.
+  SharedLabel() {
+    found_ = OneBox(19, {400, 400, 600, 600});
+    found_.result.bboxes.push_back({800, 400, 1000, 600});
+    found_.result.scores.push_back(0.5F);
+    found_.result.labels.push_back(19);
+    found_.fece_candidates = {{1, FeceVerdict::kConfirmed, 0.75F}};
+  }
+
+  cv::Vec3b At(int x, int y) const {
+    return DrawOverlay(Grey(test::kFrame), found_, Labels({{19, "cow"}}, true)).at<cv::Vec3b>(y, x);
+  }
+
+  FrameOutcome found_;
+};
+
+TEST_F(SharedLabel, GivesTheNetworksOwnASingleBoxInTheColourOfItsLabel) {
+  EXPECT_EQ(At(400, 500), cv::Vec3b(233, 180, 86));
+  EXPECT_EQ(At(394, 500), kGrey);
+  EXPECT_EQ(At(800, 500), cv::Vec3b(17, 51, 204));
+  EXPECT_EQ(At(794, 500), cv::Vec3b(17, 51, 204));
+}
+
+// 0.6 of 128 is 76.8; 0.4 of the colours are 93.2, 72, 34.4 and 6.8, 20.4, 81.6.
+TEST_F(SharedLabel, TintsTheMaskInTheBoxOfAConfirmedOneAsItsOwn) {
+  found_.result.label_masks[19] = FrameMask(cv::Rect(420, 420, 160, 160));
+  found_.result.label_masks[19](cv::Rect(820, 420, 160, 160)).setTo(255);
+  EXPECT_EQ(At(500, 500), cv::Vec3b(170, 149, 111));
+  EXPECT_EQ(At(900, 500), cv::Vec3b(84, 97, 158));
+}
+
 TEST(Overlay, FitsAPictureSmallerThanTheMask) {
-  DirtyStatusResultData result = OneBox(0, {10, 10, 1800, 1000});
-  result.label_masks[0] = FrameMask(cv::Rect(20, 20, 1500, 900));
-  const cv::Mat overlay = DrawOverlay(Grey({64, 48}), result, kLabels);
+  FrameOutcome found = OneBox(0, {10, 10, 1800, 1000});
+  found.result.label_masks[0] = FrameMask(cv::Rect(20, 20, 1500, 900));
+  const cv::Mat overlay = DrawOverlay(Grey({64, 48}), found, kLabels);
   EXPECT_EQ(overlay.size(), cv::Size(64, 48));
   EXPECT_GT(ChangedPixels(overlay), 0);
 }
 
 TEST(Overlay, FitsAPictureLargerThanTheMask) {
-  DirtyStatusResultData result;
-  result.label_masks[0] = FrameMask(cv::Rect(1800, 1000, 120, 80));
-  const cv::Mat overlay = DrawOverlay(Grey({3840, 2160}), result, kLabels);
+  FrameOutcome found;
+  found.result.label_masks[0] = FrameMask(cv::Rect(1800, 1000, 120, 80));
+  const cv::Mat overlay = DrawOverlay(Grey({3840, 2160}), found, kLabels);
   EXPECT_NE(overlay.at<cv::Vec3b>(1040, 1860), kGrey);
   EXPECT_EQ(overlay.at<cv::Vec3b>(1100, 1860), kGrey);
 }
 
 TEST(Overlay, LeavesOutWhatLiesOutsideThePicture) {
-  DirtyStatusResultData result = OneBox(0, {1000, 1000, 1200, 1200});
-  result.label_masks[0] = FrameMask(cv::Rect(1000, 900, 100, 100));
-  EXPECT_EQ(ChangedPixels(DrawOverlay(Grey({640, 480}), result, kLabels)), 0);
+  FrameOutcome found = OneBox(0, {1000, 1000, 1200, 1200});
+  found.result.label_masks[0] = FrameMask(cv::Rect(1000, 900, 100, 100));
+  EXPECT_EQ(ChangedPixels(DrawOverlay(Grey({640, 480}), found, kLabels)), 0);
 }
 
 TEST(Overlay, TakesNumbersThatNoPictureHas) {

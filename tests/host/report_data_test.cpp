@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "host/errors.h"
@@ -89,6 +90,11 @@ TEST(ReportData, TellsAFramesDetectionsInShortNumbers) {
   EXPECT_EQ(json["scores"].dump(), "[0.1235]");
   EXPECT_EQ(json["labels"].dump(), "[7]");
   EXPECT_EQ(json["candidates"].dump(), "[]");
+}
+
+TEST(ReportData, RoundsNoEdgeOntoAWholePixel) {
+  const StoredFrame frame = Frame({{{9.96F, 10.04F, 20.04F, 20.0F}, 0.5F, 7}});
+  EXPECT_EQ(DataOf(ResultsOf({frame}))["frames"][0]["boxes"].dump(), "[[9.9,10.1,20.1,20.0]]");
 }
 
 TEST(ReportData, TellsAScoreThatIsNoNumberAsNull) {
@@ -180,6 +186,38 @@ TEST(ReportData, GivesConfirmedFaecesTheirOwnColour) {
   // Results of a version that told no candidates.
   frame.label_names = {{19, "faeces"}};
   EXPECT_EQ(DataOf(ResultsOf({frame}))["labels"]["19"]["colour"], "#cc3311");
+}
+
+TEST(ReportData, TellsTheNetworksOwnClass19FromWhatWasConfirmed) {
+  StoredFrame frame = Frame({{{0, 0, 1, 1}, 0.9F, 19}, {{0, 0, 1, 1}, 0.9F, 19}});
+  frame.label_names = {{19, "cow"}};
+  frame.confirmed = {false, true};
+  const StoredFrame other = Frame({{{0, 0, 1, 1}, 0.9F, 67}});
+  const ordered_json data = DataOf(ResultsOf({frame, other}));
+  EXPECT_EQ(data["frames"][0]["labels"].dump(), "[19,68]");
+  EXPECT_EQ(data["labels"]["19"].dump(), R"({"name":"cow","colour":"#56b4e9"})");
+  EXPECT_EQ(data["labels"]["68"].dump(), R"({"name":"faeces","colour":"#cc3311","mask":19})");
+  EXPECT_EQ(data["has_classifier"], true);
+}
+
+TEST(ReportData, CallsConfirmedOnesFaecesWhereNoneIsTheNetworksOwn) {
+  StoredFrame frame = Frame({{{0, 0, 1, 1}, 0.9F, 19}});
+  frame.label_names = {{19, "cow"}};
+  frame.confirmed = {true};
+  EXPECT_EQ(DataOf(ResultsOf({frame}))["labels"].dump(),
+            R"({"19":{"name":"faeces","colour":"#cc3311"}})");
+  frame.confirmed = {false};
+  EXPECT_EQ(DataOf(ResultsOf({frame}))["labels"].dump(),
+            R"({"19":{"name":"cow","colour":"#56b4e9"}})");
+}
+
+// The classes of a line are any whole numbers.
+TEST(ReportData, HasAnIdForConfirmedOnesAboveTheGreatestClass) {
+  StoredFrame frame = Frame({{{0, 0, 1, 1}, 0.9F, 19},
+                             {{0, 0, 1, 1}, 0.9F, 19},
+                             {{0, 0, 1, 1}, 0.9F, std::numeric_limits<int>::max()}});
+  frame.confirmed = {false, true, false};
+  EXPECT_EQ(DataOf(ResultsOf({frame}))["frames"][0]["labels"].dump(), "[19,2147483648,2147483647]");
 }
 
 // ---- Times --------------------------------------------------------------------------------------

@@ -39,8 +39,9 @@ class Sinks : public testing::Test {
 
   void Write(ResultSink& sink) {
     record_.fit = FitToFrame(frame_.picture->size(), mode_);
-    const DirtyStatusResultData result = ResultInPicture(record_.outcome.result, record_.fit);
-    sink.Write({frame_, record_, result, name_, "street", cv::Mat(*frame_.picture)});
+    FrameOutcome shown = record_.outcome;
+    shown.result = ResultInPicture(record_.outcome.result, record_.fit);
+    sink.Write({frame_, record_, shown, name_, "street", cv::Mat(*frame_.picture)});
   }
 
   json ReadJson(const std::string& name) { return json::parse(ReadFile(folder_ / name)); }
@@ -76,6 +77,32 @@ TEST_F(Sinks, WriteCocosResults) {
   EXPECT_THAT(images["info"]["description"], testing::HasSubstr("cut to its box"));
 }
 
+// The first is the network's own class 19, the second was confirmed.
+TEST_F(Sinks, TellANativeClass19FromWhatWasConfirmed) {
+  record_.outcome.result.labels = {19, 19};
+  record_.outcome.result.label_masks[19] = record_.outcome.result.label_masks[0];
+  record_.outcome.result.label_masks.erase(0);
+  record_.outcome.fece_candidates = {{1, FeceVerdict::kConfirmed, 0.75F}};
+  const Labels labels({{0, "spill"}, {19, "cow"}}, true, 80);
+  const auto coco = MakeCocoSink(output_, labels);
+  const auto polygons = MakePolygonSink(output_, labels);
+  const auto yolo = MakeYoloSink(output_, labels);
+  for (ResultSink* sink : {coco.get(), polygons.get(), yolo.get()}) {
+    Write(*sink);
+    sink->Finish();
+  }
+  EXPECT_EQ(ReadJson("coco_results.json")[0]["category_id"], 19);
+  EXPECT_EQ(ReadJson("coco_results.json")[1]["category_id"], 80);
+  const json images = ReadJson("coco_images.json");
+  EXPECT_EQ(images["categories"], json::parse(R"([{"id": 0, "name": "spill"},
+    {"id": 19, "name": "cow"}, {"id": 80, "name": "faeces"}])"));
+  EXPECT_THAT(images["info"]["description"],
+              testing::EndsWith(" what the classifier confirmed has the category 80."));
+  EXPECT_EQ(ReadJson("polygons.jsonl")["label_names"], json::parse(R"({"19": "cow and faeces"})"));
+  EXPECT_THAT(ReadFile(folder_ / "labels/street.txt"),
+              testing::MatchesRegex("19 [0-9. ]*\n80 [0-9. ]*\n"));
+}
+
 TEST_F(Sinks, WriteAnEmptyCocoListOfNothing) {
   MakeCocoSink(output_, kLabels)->Finish();
   EXPECT_EQ(ReadJson("coco_results.json"), json::array());
@@ -106,7 +133,7 @@ TEST_F(Sinks, WritePolygonsWithTheirHoles) {
 
 // Half a pixel is 1 / 3840 of the width and 1 / 2160 of the height.
 TEST_F(Sinks, WriteYolosLabels) {
-  const auto sink = MakeYoloSink(output_);
+  const auto sink = MakeYoloSink(output_, kLabels);
   Write(*sink);
   EXPECT_EQ(ReadFile(folder_ / "labels/street.txt"),
             "0 0.000260 0.000463 0.000260 0.001389 0.001302 0.001389 0.001302 0.000463\n"
@@ -125,7 +152,7 @@ TEST_F(Sinks, WriteTheLargestAreaInABoxAsYolosPolygon) {
   mask(cv::Rect(120, 100, 5, 5)).setTo(255);
   record_.outcome.result.bboxes = {{96.0F, 96.0F, 192.0F, 192.0F}};
   record_.outcome.result.labels = {0};
-  Write(*MakeYoloSink(output_));
+  Write(*MakeYoloSink(output_, kLabels));
   EXPECT_EQ(ReadFile(folder_ / "labels/street.txt"),  // 120.5 / 1920, 100.5 / 1080
             "0 0.062760 0.093056 0.062760 0.096759 0.064844 0.096759 0.064844 0.093056\n");
 }
@@ -159,7 +186,7 @@ TEST_F(Sinks, WriteEachFormInThePicturesOwnPixels) {
   *frame_.picture = test::Plain({3840, 2160}, test::kRedPixel);
   record_.outcome.fece_candidates = {{1, FeceVerdict::kConfirmed, 1.0F}};
   for (const auto& sink : {MakeCocoSink(output_, kLabels), MakePolygonSink(output_, kLabels),
-                           MakeYoloSink(output_), MakeCropSink(output_)}) {
+                           MakeYoloSink(output_, kLabels), MakeCropSink(output_)}) {
     Write(*sink);
     sink->Finish();
   }

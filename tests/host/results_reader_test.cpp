@@ -92,6 +92,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   EXPECT_EQ(frame.fit->placed, cv::Size(1440, 1080));
   EXPECT_EQ(frame.fit->scale, 2.25);
   EXPECT_THAT(frame.candidates, IsEmpty());
+  EXPECT_THAT(frame.confirmed, IsEmpty());
 }
 
 TEST_F(ReadResultsTest, TakesTheLinesOfAFolder) {
@@ -115,6 +116,7 @@ TEST_F(ReadResultsTest, ReadsCandidatesSizeAndOverlay) {
   const Results results =
       ReadText(R"({"schema_version": 1, "source": "a.png", "success": false, "message": "no", )"
                R"("bboxes": [[0, 0, 2, 2], [4, 4, 6, 6]], "scores": [1, 0.5], "labels": [0, 19], )"
+               R"("confirmed": [false, true], )"
                R"("fece_candidates": [{"detection": 1, "verdict": "confirmed", "score": 0.75}, )"
                R"({"detection": 0, "verdict": "not_checked"}], "image_size": [1080, 1920], )"
                R"("overlay": "a.overlay.jpg", "something_new": {"x": [1]}})");
@@ -126,6 +128,7 @@ TEST_F(ReadResultsTest, ReadsCandidatesSizeAndOverlay) {
   EXPECT_EQ(frame.candidates[0].detection, 1U);
   EXPECT_EQ(frame.candidates[0].verdict, "confirmed");
   EXPECT_EQ(frame.candidates[0].score, 0.75);
+  EXPECT_THAT(frame.confirmed, ElementsAre(false, true));
   EXPECT_EQ(frame.candidates[1].verdict, "not_checked");
   EXPECT_FALSE(frame.candidates[1].score);
   EXPECT_EQ(frame.image_size, cv::Size(1920, 1080));
@@ -206,6 +209,9 @@ TEST_F(ReadResultsTest, RefusesValuesOfTheWrongKind) {
   EXPECT_EQ(
       RefusalOf(R"({"source": "a", "bboxes": [[0, 1, 2, 3]], "scores": [1], "labels": [0.5]})"),
       "labels[0] is 0.5; expected a class id");
+  EXPECT_EQ(RefusalOfKey(R"("confirmed": [19])"), "confirmed[0] is 19; expected true or false");
+  EXPECT_EQ(RefusalOfKey(R"("confirmed": [])"),
+            "confirmed has 0 entries and labels 1; expected as many of each");
   EXPECT_EQ(RefusalOfKey(R"("success": "yes")"), "success is \"yes\"; expected true or false");
   EXPECT_EQ(RefusalOfKey(R"("frame": -1)"), "frame is -1; expected a whole number from 0");
   EXPECT_EQ(RefusalOfKey(R"("frame": 18446744073709551615)"),

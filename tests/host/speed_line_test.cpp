@@ -30,6 +30,14 @@ TEST(FrameLine, CountsDetectionsByLabel) {
             "image 1/2 a/clip.avi: 1920x1080 3 stain, 1 class 7, 1 faeces, 36.4ms");
 }
 
+TEST(FrameLine, CountsTheNetworksOwnClass19BesideWhatWasConfirmed) {
+  FrameRecord record = MakeRecord({19, 19, 19});
+  record.outcome.fece_candidates = {{0, FeceVerdict::kConfirmed, 0.75F},
+                                    {2, FeceVerdict::kConfirmed, 0.75F}};
+  EXPECT_EQ(FrameLine(MakeFrame(InputKind::kPicture), 2, 1, record, Labels({{19, "cow"}}, true)),
+            "image 1/2 a/clip.avi: 1920x1080 1 cow, 2 faeces, 36.4ms");
+}
+
 TEST(FrameLine, SaysThatNothingWasFound) {
   EXPECT_EQ(FrameLine(MakeFrame(InputKind::kPicture), std::nullopt, 1, MakeRecord({}), kLabels),
             "image 1 a/clip.avi: 1920x1080 (no detections), 36.4ms");

@@ -41,9 +41,25 @@ TEST(Summary, HasItsKeysInOrder) {
                 ",\"write\":" + same("8.0") + "}}");
 }
 
+TEST(Summary, CountsWhatWasConfirmedBesideItsLabel) {
+  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx"});
+  EXPECT_EQ(summary.ToJson(kLabels, false)["confirmed_faeces"], 0);
+  FrameRecord record = MakeRecord({19, 19, 3}, 2.0);
+  record.outcome.fece_candidates = {{1, FeceVerdict::kConfirmed, 0.75F},
+                                    {2, FeceVerdict::kRejected, 0.25F}};
+  summary.AddFrame(record);
+  const auto json = summary.ToJson(kLabels, false);
+  EXPECT_EQ(json["detections"].dump(), R"({"3":1,"19":2})");
+  EXPECT_EQ(json["confirmed_faeces"], 1);
+  record.outcome.fece_candidates.reset();  // not told of this frame
+  summary.AddFrame(record);
+  EXPECT_FALSE(summary.ToJson(kLabels, false).contains("confirmed_faeces"));
+}
+
 TEST(Summary, OfNothingHasNoTimes) {
   const auto json = MakeSummary().ToJson(kLabels, false);
   EXPECT_FALSE(json.contains("fece_model"));
+  EXPECT_FALSE(json.contains("confirmed_faeces"));
   EXPECT_EQ(json["inputs"], 0);
   EXPECT_EQ(json["detections"].dump(), "{}");
   EXPECT_EQ(json["timing_ms"].dump(), "{}");

@@ -1,5 +1,5 @@
 // COCO's results format, and the list of images and categories that goes with it.
-#include <set>
+#include <map>
 
 #include "host/instance_mask.h"
 #include "host/result_sink.h"
@@ -14,15 +14,20 @@ constexpr const char* kDescription =
     "Detections of dirty_seg, in pixels of their picture. A detection's segmentation is the mask "
     "of "
     "all detections of its label, cut to its box.";
+constexpr const char* kSharedLabel =
+    " The network has a class 19 of its own, which keeps that id; what the classifier confirmed "
+    "has "
+    "the category ";
 
-ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_t image_id) {
-  const DirtyStatusResultData& result = found.result;
+ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_t image_id,
+                      std::int64_t category_id) {
+  const DirtyStatusResultData& result = found.outcome.result;
   const std::vector<float>& box = result.bboxes[detection];
   const RunLengths mask =
       EncodeRunLengths(CutInstanceMask(result, detection, found.frame.picture->size()));
   ordered_json json;
   json["image_id"] = image_id;
-  json["category_id"] = result.labels[detection];
+  json["category_id"] = category_id;
   json["bbox"] = {box[0], box[1], box[2] - box[0], box[3] - box[1]};
   json["score"] = result.scores[detection];
   json["segmentation"] = {{"size", {mask.height, mask.width}}, {"counts", mask.counts}};
@@ -34,7 +39,10 @@ class CocoSink : public ResultSink {
   CocoSink(const OutputFolder& folder, const Labels& labels)
       : folder_(folder), labels_(labels), results_(folder, "coco_results.json") {
     results_.Write("[");
-    for (const auto& [label, name] : labels.names()) categories_.insert(label);
+    for (const auto& [label, name] : labels.names()) categories_[label] = name;
+    if (!labels.share_faeces_label()) return;
+    const Kind confirmed{kFaecesLabel, true};
+    categories_[labels.IdOf(confirmed)] = labels.Text(confirmed);
   }
 
   void Write(const FoundFrame& found) override {
@@ -44,11 +52,13 @@ class CocoSink : public ResultSink {
                        {"frame", found.frame.index},
                        {"height", found.frame.picture->rows},
                        {"width", found.frame.picture->cols}});
-    const DirtyStatusResultData& result = found.result;
-    for (std::size_t i = 0; i < result.labels.size(); ++i) {
-      results_.Write((is_first_ ? "\n" : ",\n") + ToText(ResultOf(found, i, image_id)));
+    const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      const std::int64_t category_id = labels_.IdOf(kinds[i]);
+      results_.Write((is_first_ ? "\n" : ",\n") +
+                     ToText(ResultOf(found, i, image_id, category_id)));
       is_first_ = false;
-      categories_.insert(result.labels[i]);
+      categories_[category_id] = labels_.Text(kinds[i]);
     }
   }
 
@@ -56,22 +66,28 @@ class CocoSink : public ResultSink {
     results_.Write("\n]\n");
     results_.Close();
     ordered_json json;
-    json["info"] = {{"description", kDescription}};
+    json["info"] = {{"description", Description()}};
     json["images"] = std::move(images_);
     json["categories"] = ordered_json::array();
-    for (const int label : categories_) {
-      json["categories"].push_back({{"id", label}, {"name", labels_.Text(label)}});
+    for (const auto& [id, name] : categories_) {
+      json["categories"].push_back({{"id", id}, {"name", name}});
     }
     folder_.WriteJson("coco_images.json", json);
   }
 
  private:
+  std::string Description() const {
+    if (!labels_.share_faeces_label()) return kDescription;
+    return std::string(kDescription) + kSharedLabel +
+           std::to_string(labels_.IdOf({kFaecesLabel, true})) + ".";
+  }
+
   const OutputFolder& folder_;
   const Labels& labels_;
   OutputFile results_;
   bool is_first_ = true;
   ordered_json images_ = ordered_json::array();
-  std::set<int> categories_;
+  std::map<std::int64_t, std::string> categories_;
 };
 
 }  // namespace

@@ -24,11 +24,11 @@ class CropSink : public ResultSink {
   explicit CropSink(const OutputFolder& folder) : folder_(folder) {}
 
   void Write(const FoundFrame& found) override {
-    const FrameOutcome& outcome = found.record.outcome;
+    const FrameOutcome& outcome = found.outcome;
     if (!outcome.fece_candidates) return;
     const cv::Mat& picture = *found.frame.picture;
     for (const FeceCandidate& candidate : *outcome.fece_candidates) {
-      const std::vector<float>& bbox = found.result.bboxes[candidate.detection];
+      const std::vector<float>& bbox = outcome.result.bboxes[candidate.detection];
       const auto box = nuvik::geometry::ClampToImage(bbox, picture.size());
       if (box) folder_.WriteImage(found.name + NameOf(candidate), picture(*box));
     }

@@ -9,6 +9,19 @@
 
 namespace dirty_seg {
 
+namespace {
+
+void TellSharedLabel(const Labels& labels) {
+  if (!labels.share_faeces_label()) return;
+  const std::string own = labels.Text({kFaecesLabel, false});
+  TellWarning("the segmentation network has a class 19 of its own, '" + own +
+              "', and what the classifier confirms gets the label 19 too: 'confirmed' in the "
+              "results tells the two apart, and a confirmed one is called '" +
+              labels.Text({kFaecesLabel, true}) + "'");
+}
+
+}  // namespace
+
 DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription description,
                            const ResultOptions& options, LogCapture& log)
     : patches_(std::move(setup.patches)),
@@ -16,7 +29,9 @@ DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription desc
       labels_(std::move(setup.labels)),
       detector_(setup.config, log),
       writer_(options, labels_, log.standard_output()),
-      summary_(std::move(description)) {}
+      summary_(std::move(description)) {
+  TellSharedLabel(labels_);
+}
 
 ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress) {
   std::int64_t done = 0;

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <map>
+#include <stdexcept>
 #include <utility>
 
+#include "engine/segmentation_head.h"
 #include "host/messages.h"
 #include "host/networks.h"
 #include "host/patches.h"
@@ -33,6 +35,13 @@ void TellUnknownClasses(const std::vector<int>& ids,
   }
 }
 
+// 0 of outputs that are no segmentation head, which the detector refuses with the cause.
+int CountClasses(const nuvik::alg::common::AIEngineConfig& network) try {
+  return nuvik::model::ReadSegmentationHead(network).classes;
+} catch (const std::invalid_argument&) {
+  return 0;
+}
+
 }  // namespace
 
 void SetThreads(int threads) {
@@ -45,9 +54,10 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   nuvik::alg::common::Network network =
       ReadSegmentationNetwork(options.model, patches.size(), options.threads);
   DirtySegDetectorConfig config = MakeConfig(options);
+  const int class_count = CountClasses(network.config);
   config.dirty_seg_model_config = std::move(network.config);
   TellUnknownClasses(options.fece_class_ids, network.class_names);
-  Labels labels(std::move(network.class_names), config.fece_enable);
+  Labels labels(std::move(network.class_names), config.fece_enable, class_count);
   return {std::move(config), std::move(patches), std::move(labels)};
 }
 

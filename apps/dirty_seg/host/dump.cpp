@@ -13,6 +13,7 @@
 #include "engine/postprocess_options.h"
 #include "geometry/letterbox.h"
 #include "host/errors.h"
+#include "host/frame_detector.h"
 #include "host/frame_record.h"
 #include "host/geometry_json.h"
 #include "host/npy.h"
@@ -119,13 +120,15 @@ ordered_json ClassifierToJson(const DetectorOptions& options) {
           {"area_threshold", options.fece_area_threshold}};
 }
 
-ordered_json DetectionsToJson(const DirtyStatusResultData& result, const Labels& labels) {
+ordered_json DetectionsToJson(const StagedFrame& frame, const Labels& labels) {
+  const DirtyStatusResultData& result = frame.result;
+  const std::vector<Kind> kinds = KindsOf(result.labels, frame.fece_candidates, labels);
   ordered_json list = ordered_json::array();
   for (std::size_t i = 0; i < result.bboxes.size(); ++i) {
     list.push_back({{"bbox", result.bboxes[i]},
                     {"score", result.scores[i]},
                     {"label", result.labels[i]},
-                    {"name", labels.Text(result.labels[i])}});
+                    {"name", labels.Text(kinds[i])}});
   }
   return list;
 }
@@ -165,7 +168,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
                         {"interpolation", "nearest"},
                         {"border_value", kGrey}};
   json["slots"] = SlotsToJson(setup.patches, side);
-  json["detections"] = DetectionsToJson(frame.result, setup.labels);
+  json["detections"] = DetectionsToJson(frame, setup.labels);
   WriteText((std::filesystem::path(folder) / "dump.json").string(), ToIndentedText(json));
 }
 

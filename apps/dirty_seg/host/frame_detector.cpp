@@ -17,11 +17,6 @@ std::string Join(const std::vector<std::string>& texts) {
   return joined;
 }
 
-std::optional<FeceRules> RulesOf(const DirtySegDetectorConfig& config) {
-  if (!config.fece_enable) return std::nullopt;
-  return FeceRules{config.fece_class_ids, config.fece_score_threshold, config.fece_area_threshold};
-}
-
 std::string ErrorText(const FrameLog& log) {
   if (log.errors.empty()) return "the detector failed; SPDLOG_LEVEL hides why";
   return Join(log.errors);
@@ -34,6 +29,29 @@ FrameOutcome Failed(std::string cause) {
   outcome.result.success = false;
   outcome.result.message = std::move(cause);
   return outcome;
+}
+
+std::vector<Kind> KindsOf(const std::vector<int>& found,
+                          const std::optional<std::vector<FeceCandidate>>& candidates,
+                          const Labels& labels) {
+  std::vector<Kind> kinds;
+  for (const int label : found) {
+    kinds.push_back({label, !candidates && labels.IsConfirmedFaeces(label)});
+  }
+  if (!candidates) return kinds;
+  for (const FeceCandidate& candidate : *candidates) {
+    kinds.at(candidate.detection).is_confirmed = candidate.verdict == FeceVerdict::kConfirmed;
+  }
+  return kinds;
+}
+
+std::vector<Kind> KindsOf(const FrameOutcome& outcome, const Labels& labels) {
+  return KindsOf(outcome.result.labels, outcome.fece_candidates, labels);
+}
+
+std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config) {
+  if (!config.fece_enable) return std::nullopt;
+  return FeceRules{config.fece_class_ids, config.fece_score_threshold, config.fece_area_threshold};
 }
 
 std::string OneLine(std::string text) {
@@ -62,7 +80,7 @@ void InitDetector(const DirtySegDetectorConfig& config,
 }
 
 FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log)
-    : log_(log), fece_rules_(RulesOf(config)) {
+    : log_(log), fece_rules_(FeceRulesOf(config)) {
   InitDetector(config, detector_, log);
 }
 

@@ -10,6 +10,7 @@
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "host/fece_log.h"
 #include "host/frame_log.h"
+#include "host/labels.h"
 #include "host/log_capture.h"
 
 namespace dirty_seg {
@@ -34,6 +35,16 @@ struct FrameOutcome {
 
 /// Of a frame that failed.
 FrameOutcome Failed(std::string cause);
+
+/// What each detection of `found` is, in their order. Where the log does not tell what was
+/// confirmed, every one of label 19 counts as confirmed by a classifier that there is.
+std::vector<Kind> KindsOf(const std::vector<int>& found,
+                          const std::optional<std::vector<FeceCandidate>>& candidates,
+                          const Labels& labels);
+std::vector<Kind> KindsOf(const FrameOutcome& outcome, const Labels& labels);
+
+/// By what a detector of this configuration judges candidates; nothing without a classifier.
+std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config);
 
 /// Has `detector` load both networks and the configuration file. `log` was made before anything
 /// logged. Throws SetupError, naming the files and the cause.

@@ -22,6 +22,12 @@ ordered_json MasksToJson(const std::map<int, MaskRecord>& masks) {
   return json;
 }
 
+ordered_json ConfirmedToJson(const FrameOutcome& outcome, const Labels& labels) {
+  ordered_json json = ordered_json::array();
+  for (const Kind& kind : KindsOf(outcome, labels)) json.push_back(kind.is_confirmed);
+  return json;
+}
+
 ordered_json CandidatesToJson(const std::vector<FeceCandidate>& candidates) {
   ordered_json json = ordered_json::array();
   for (const FeceCandidate& candidate : candidates) {
@@ -101,6 +107,7 @@ ordered_json ToJson(const FrameRecord& record, const Labels& labels) {
   json["bboxes"] = result.bboxes;
   json["scores"] = result.scores;
   json["labels"] = result.labels;
+  if (record.outcome.fece_candidates) json["confirmed"] = ConfirmedToJson(record.outcome, labels);
   json["mask_pixel_counts"] = result.mask_pixel_counts;
   if (record.outcome.fece_candidates) {
     json["fece_candidates"] = CandidatesToJson(*record.outcome.fece_candidates);

@@ -11,10 +11,28 @@ namespace dirty_seg {
 inline constexpr int kFaecesLabel = 19;
 inline constexpr const char* kFaecesName = "faeces";
 
+/// What a detection is. Its label alone does not tell where the network has a class 19 of its own.
+struct Kind {
+  int label = 0;
+  /// Whether the classifier confirmed it.
+  bool is_confirmed = false;
+};
+
+inline bool operator==(const Kind& a, const Kind& b) {
+  return a.label == b.label && a.is_confirmed == b.is_confirmed;
+}
+
+/// By label, confirmed ones last.
+inline bool operator<(const Kind& a, const Kind& b) {
+  return a.label != b.label ? a.label < b.label : a.is_confirmed < b.is_confirmed;
+}
+
 class Labels {
  public:
-  /// `class_names` as the segmentation network carries them; `has_classifier` makes 19 faeces.
-  Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier);
+  /// `class_names` as the segmentation network carries them; `class_count` as far as it is known.
+  /// With a classifier, 19 is faeces unless the network has a class 19 of its own.
+  Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier,
+         std::int64_t class_count = 0);
 
   /// All labels that have a name.
   const std::map<std::int32_t, std::string>& names() const { return names_; }
@@ -22,15 +40,24 @@ class Labels {
   /// Null where the network has no name for the label.
   const std::string* FindName(int label) const;
 
-  /// The name, or "class 7" without one.
-  std::string Text(int label) const;
+  /// The name, or "class 7" without one. A confirmed one is "faeces", or "confirmed faeces" where
+  /// the network's own class 19 has that name.
+  std::string Text(const Kind& kind) const;
 
   /// Whether the label can only come from, or be joined with, a confirmation by the classifier.
   bool IsConfirmedFaeces(int label) const { return has_classifier_ && label == kFaecesLabel; }
 
+  /// Whether the network's own class 19 and what the classifier confirms have one label.
+  bool share_faeces_label() const { return is_shared_; }
+
+  /// The label, or where that is shared, of a confirmed one the first id above all classes.
+  std::int64_t IdOf(const Kind& kind) const;
+
  private:
   std::map<std::int32_t, std::string> names_;
   bool has_classifier_;
+  std::int64_t class_count_;
+  bool is_shared_;
 };
 
 }  // namespace dirty_seg

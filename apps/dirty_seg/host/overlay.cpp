@@ -9,6 +9,7 @@
 #include <string>
 
 #include "geometry/letterbox.h"
+#include "host/instance_mask.h"
 
 namespace dirty_seg {
 namespace {
@@ -55,6 +56,35 @@ void TintMask(const cv::Mat& whole_mask, const cv::Scalar& colour, const Pen& pe
   std::vector<std::vector<cv::Point>> outlines;
   cv::findContours(mask, outlines, cv::RETR_CCOMP, cv::CHAIN_APPROX_NONE);
   cv::drawContours(target, outlines, -1, colour, pen.line);
+}
+
+bool Contains(const std::vector<Kind>& kinds, const Kind& kind) {
+  return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+}
+
+// Of a mask that is of both kinds, what lies in the box of a confirmed one is taken for its own.
+cv::Mat ConfirmedPart(const DirtyStatusResultData& result, const std::vector<Kind>& kinds,
+                      int label) {
+  const cv::Mat& mask = result.label_masks.at(label);
+  if (!Contains(kinds, {label, false})) return mask;
+  cv::Mat part = cv::Mat::zeros(mask.size(), mask.type());
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    if (kinds[i] == Kind{label, true}) part |= CutInstanceMask(result, i);
+  }
+  return part;
+}
+
+void TintMasks(const DirtyStatusResultData& result, const std::vector<Kind>& kinds, const Pen& pen,
+               cv::Mat& picture) {
+  for (const auto& [label, mask] : result.label_masks) {
+    if (!Contains(kinds, {label, true})) {
+      TintMask(mask, LabelColour(label, false), pen, picture);
+      continue;
+    }
+    const cv::Mat confirmed = ConfirmedPart(result, kinds, label);
+    TintMask(mask & ~confirmed, LabelColour(label, false), pen, picture);
+    TintMask(confirmed, LabelColour(label, true), pen, picture);
+  }
 }
 
 // Whole pixels, no further outside the picture than a line is seen.
@@ -112,10 +142,10 @@ std::vector<std::size_t> DrawingOrder(const std::vector<float>& scores) {
   return order;
 }
 
-std::string TagText(const Labels& labels, int label, float score) {
+std::string TagText(const Labels& labels, const Kind& kind, float score) {
   std::array<char, 16> number{};
   std::snprintf(number.data(), number.size(), "%.2f", static_cast<double>(score));
-  return (labels.IsConfirmedFaeces(label) ? "! " : "") + labels.Text(label) + " " + number.data();
+  return (kind.is_confirmed ? "! " : "") + labels.Text(kind) + " " + number.data();
 }
 
 }  // namespace
@@ -151,34 +181,31 @@ cv::Rect PlaceTag(const cv::Rect& box, const cv::Size& size, const cv::Size& pic
   return first;
 }
 
-cv::Mat DrawOverlay(const cv::Mat& picture, const DirtyStatusResultData& result,
-                    const Labels& labels) {
+cv::Mat DrawOverlay(const cv::Mat& picture, const FrameOutcome& outcome, const Labels& labels) {
+  const DirtyStatusResultData& result = outcome.result;
+  const std::vector<Kind> kinds = KindsOf(outcome, labels);
   cv::Mat overlay = picture.clone();
   const Pen pen(picture.size());
-  const auto colour_of = [&labels](int label) {
-    return LabelColour(label, labels.IsConfirmedFaeces(label));
+  const auto colour_of = [](const Kind& kind) {
+    return LabelColour(kind.label, kind.is_confirmed);
   };
-  for (const auto& [label, mask] : result.label_masks) {
-    TintMask(mask, colour_of(label), pen, overlay);
-  }
+  TintMasks(result, kinds, pen, overlay);
   const std::vector<std::size_t> order = DrawingOrder(result.scores);
   std::vector<cv::Rect> outlines(order.size());
   for (const std::size_t i : order) {
-    const int label = result.labels[i];
     outlines[i] = ToPixels(result.bboxes[i], picture);
-    DrawBox(outlines[i], colour_of(label), pen, overlay);
-    if (!labels.IsConfirmedFaeces(label)) continue;
+    DrawBox(outlines[i], colour_of(kinds[i]), pen, overlay);
+    if (!kinds[i].is_confirmed) continue;
     outlines[i] = Grown(outlines[i], 3 * pen.line);
-    DrawBox(outlines[i], colour_of(label), pen, overlay);
+    DrawBox(outlines[i], colour_of(kinds[i]), pen, overlay);
   }
   // Tags come last, so that no box crosses one. The best choose their places first.
   std::vector<cv::Rect> taken;
   for (auto i = order.rbegin(); i != order.rend(); ++i) {
     if ((outlines[*i] & Bounds(picture)).empty()) continue;
-    const int label = result.labels[*i];
-    const Tag tag = MakeTag(TagText(labels, label, result.scores[*i]), pen, picture.size());
+    const Tag tag = MakeTag(TagText(labels, kinds[*i], result.scores[*i]), pen, picture.size());
     taken.push_back(PlaceTag(outlines[*i], tag.size, picture.size(), taken));
-    DrawTag(tag, taken.back(), colour_of(label), pen, overlay);
+    DrawTag(tag, taken.back(), colour_of(kinds[*i]), pen, overlay);
   }
   return overlay;
 }

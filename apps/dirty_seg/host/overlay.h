@@ -23,7 +23,6 @@ cv::Rect PlaceTag(const cv::Rect& box, const cv::Size& size, const cv::Size& pic
 /// and a tag with name and score for each detection. Confirmed faeces stand out: their own colour,
 /// a double box, a mark in the tag. Line and text sizes follow the picture's. What lies outside the
 /// picture is left out.
-cv::Mat DrawOverlay(const cv::Mat& picture, const DirtyStatusResultData& result,
-                    const Labels& labels);
+cv::Mat DrawOverlay(const cv::Mat& picture, const FrameOutcome& outcome, const Labels& labels);
 
 }  // namespace dirty_seg

@@ -1,4 +1,6 @@
 // Label masks as polygons, a line a frame.
+#include <set>
+
 #include "host/instance_mask.h"
 #include "host/result_sink.h"
 
@@ -29,25 +31,38 @@ class PolygonSink : public ResultSink {
       : labels_(labels), file_(folder, "polygons.jsonl") {}
 
   void Write(const FoundFrame& found) override {
-    const DirtyStatusResultData& result = found.result;
+    const DirtyStatusResultData& result = found.outcome.result;
     ordered_json json;
     json["schema_version"] = kSchemaVersion;
     json["source"] = found.record.source;
     json["frame"] = found.record.frame;
     json["lossy"] = true;
     json["label_polygons"] = ordered_json::object();
-    std::set<int> present;
     for (const auto& [label, mask] : result.label_masks) {
       json["label_polygons"][std::to_string(label)] = PolygonsToJson(mask);
-      present.insert(label);
     }
-    json["label_names"] = LabelNamesToJson(present, labels_);
+    json["label_names"] = NamesToJson(found.outcome);
     file_.Write(ToText(json) + "\n");
   }
 
   void Finish() override { file_.Close(); }
 
  private:
+  // A label's mask is of all that have it: it has the names of both where some were confirmed.
+  ordered_json NamesToJson(const FrameOutcome& outcome) const {
+    const std::vector<Kind> all = KindsOf(outcome, labels_);
+    const std::set<Kind> kinds(all.begin(), all.end());
+    ordered_json json = ordered_json::object();
+    for (const Kind& kind : kinds) {
+      const bool has_name =
+          kinds.count({kind.label, true}) != 0 || labels_.FindName(kind.label) != nullptr;
+      if (!has_name || outcome.result.label_masks.count(kind.label) == 0) continue;
+      const auto [name, is_first] = json.emplace(std::to_string(kind.label), labels_.Text(kind));
+      if (!is_first) *name = name->get<std::string>() + " and " + labels_.Text(kind);
+    }
+    return json;
+  }
+
   const Labels& labels_;
   OutputFile file_;
 };

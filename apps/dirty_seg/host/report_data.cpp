@@ -6,11 +6,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <utility>
 
 #include "geometry/letterbox.h"
-#include "host/labels.h"
 #include "host/messages.h"
 #include "host/overlay.h"
 #include "host/percentiles.h"
@@ -60,20 +58,25 @@ ordered_json CandidatesToJson(const std::vector<StoredCandidate>& candidates) {
   return json;
 }
 
+// Never onto a whole number from beside it: the box touches the same pixels as before.
+double RoundedEdge(double edge) {
+  const double rounded = Rounded(edge, 10.0);
+  if (rounded == edge || rounded != std::floor(rounded)) return rounded;
+  return rounded + (edge > rounded ? 0.1 : -0.1);
+}
+
 void AddDetections(const StoredFrame& frame, ordered_json& json) {
   ordered_json boxes = ordered_json::array();
   ordered_json scores = ordered_json::array();
-  ordered_json labels = ordered_json::array();
   for (const Detection& detection : frame.detections) {
     ordered_json& box = boxes.emplace_back();
-    for (const float edge : BoxInPicture(detection, frame))
-      box.push_back(Rounded(static_cast<double>(edge), 10.0));
+    for (const float edge : BoxInPicture(detection, frame)) {
+      box.push_back(RoundedEdge(static_cast<double>(edge)));
+    }
     scores.push_back(Rounded(static_cast<double>(detection.score), 1e4));
-    labels.push_back(detection.label);
   }
   json["boxes"] = std::move(boxes);
   json["scores"] = std::move(scores);
-  json["labels"] = std::move(labels);
 }
 
 ordered_json TimesToJson(const StoredFrame& frame, const std::vector<std::string>& stages) {
@@ -129,7 +132,11 @@ std::vector<std::size_t> ChooseFrames(const std::vector<StoredFrame>& frames, st
 }
 
 ReportData::ReportData(const Results& results, std::optional<RunFacts> facts)
-    : results_(results), facts_(std::move(facts)) {}
+    : results_(results),
+      facts_(std::move(facts)),
+      has_classifier_(HasClassifier()),
+      kinds_(FindKinds()),
+      labels_(MakeLabels()) {}
 
 void ReportData::SetPicture(std::size_t index, const FramePicture& picture) {
   pictures_[index] = {picture.origin, picture.pixels.size()};
@@ -140,7 +147,7 @@ ordered_json ReportData::ToJson(std::size_t max_frames) const {
   ordered_json json;
   json["facts"] = FactsToJson();
   json["notes"] = NotesToJson(max_frames);
-  json["has_classifier"] = HasClassifier();
+  json["has_classifier"] = has_classifier_;
   json["labels"] = LabelsToJson();
   json["stages"] = stages;
   json["timing"] = TimingToJson(stages);
@@ -156,7 +163,7 @@ bool ReportData::HasClassifier() const {
   // Results without candidates tell it by the name that only a confirmation gives.
   const auto tells = [](const StoredFrame& frame) {
     const auto name = frame.label_names.find(kFaecesLabel);
-    return !frame.candidates.empty() ||
+    return !frame.candidates.empty() || !frame.confirmed.empty() ||
            (name != frame.label_names.end() && name->second == kFaecesName);
   };
   return std::any_of(results_.frames.begin(), results_.frames.end(), tells);
@@ -175,20 +182,45 @@ std::vector<std::string> ReportData::Stages() const {
   return stages;
 }
 
-ordered_json ReportData::LabelsToJson() const {
-  std::set<int> used;
+// Where a line does not tell what was confirmed, as in older results, label 19 says it.
+std::vector<Kind> ReportData::KindsOf(const StoredFrame& frame) const {
+  std::vector<Kind> kinds;
+  for (std::size_t i = 0; i < frame.detections.size(); ++i) {
+    const int label = frame.detections[i].label;
+    kinds.push_back({label, frame.confirmed.empty() ? has_classifier_ && label == kFaecesLabel
+                                                    : frame.confirmed[i]});
+  }
+  return kinds;
+}
+
+std::set<Kind> ReportData::FindKinds() const {
+  std::set<Kind> kinds;
+  for (const StoredFrame& frame : results_.frames) {
+    for (const Kind& kind : KindsOf(frame)) kinds.insert(kind);
+  }
+  return kinds;
+}
+
+Labels ReportData::MakeLabels() const {
   std::map<std::int32_t, std::string> names;
   for (const StoredFrame& frame : results_.frames) {
-    for (const Detection& detection : frame.detections) used.insert(detection.label);
-    for (const auto& [label, mask] : frame.masks) used.insert(label);
     names.insert(frame.label_names.begin(), frame.label_names.end());
   }
-  const Labels labels(std::move(names), HasClassifier());
+  if (kinds_.count({kFaecesLabel, false}) != 0) {
+    return {std::move(names), has_classifier_, std::int64_t{kinds_.rbegin()->label} + 1};
+  }
+  names.erase(kFaecesLabel);  // nothing is called by the network's own name of it
+  return {std::move(names), has_classifier_};
+}
+
+ordered_json ReportData::LabelsToJson() const {
   ordered_json json = ordered_json::object();
-  for (const int label : used) {
-    json[std::to_string(label)] = {
-        {"name", labels.Text(label)},
-        {"colour", ColourText(LabelColour(label, labels.IsConfirmedFaeces(label)))}};
+  for (const Kind& kind : kinds_) {
+    const std::int64_t id = labels_.IdOf(kind);
+    ordered_json& entry = json[std::to_string(id)];
+    entry["name"] = labels_.Text(kind);
+    entry["colour"] = ColourText(LabelColour(kind.label, kind.is_confirmed));
+    if (id != kind.label) entry["mask"] = kind.label;
   }
   return json;
 }
@@ -213,6 +245,8 @@ ordered_json ReportData::FrameToJson(std::size_t index,
   }
   json["size"] = {size.width, size.height};
   AddDetections(frame, json);
+  json["labels"] = ordered_json::array();
+  for (const Kind& kind : KindsOf(frame)) json["labels"].push_back(labels_.IdOf(kind));
   json["times"] = TimesToJson(frame, stages);
   json["candidates"] = CandidatesToJson(frame.candidates);
   json["masks"] = is_chosen ? MasksToJson(frame) : ordered_json::object();

@@ -5,9 +5,11 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "host/labels.h"
 #include "host/report_pictures.h"
 #include "host/results_reader.h"
 
@@ -49,6 +51,9 @@ class ReportData {
   };
 
   bool HasClassifier() const;
+  std::vector<Kind> KindsOf(const StoredFrame& frame) const;
+  std::set<Kind> FindKinds() const;
+  Labels MakeLabels() const;
   std::vector<std::string> Stages() const;
   nlohmann::ordered_json LabelsToJson() const;
   nlohmann::ordered_json FrameToJson(std::size_t index,
@@ -61,6 +66,9 @@ class ReportData {
 
   const Results& results_;
   std::optional<RunFacts> facts_;
+  bool has_classifier_;
+  std::set<Kind> kinds_;  // of all detections
+  Labels labels_;
   std::map<std::size_t, Picture> pictures_;  // of the chosen frames
 };
 

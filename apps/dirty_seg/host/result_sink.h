@@ -17,8 +17,8 @@ namespace dirty_seg {
 struct FoundFrame {
   const Frame& frame;
   const FrameRecord& record;
-  /// The record's result, boxes and label masks in the picture's own pixels.
-  const DirtyStatusResultData& result;
+  /// The record's outcome, boxes and label masks in the picture's own pixels.
+  const FrameOutcome& outcome;
   /// What the names of the frame's files begin with.
   std::string name;
   /// The same of its input's.
@@ -42,7 +42,8 @@ class ResultSink {
   virtual void Finish() {}
 };
 
-// Each sink writes into `folder`, which outlives it, as does `labels`.
+// Each sink writes into `folder`, which outlives it, as does `labels`. Where one number stands for
+// what a detection is, that is `Labels::IdOf`.
 
 /// coco_results.json and coco_images.json, as COCO's tools read them. A detection's segmentation is
 /// its label's mask cut to its box.
@@ -53,7 +54,7 @@ std::unique_ptr<ResultSink> MakePolygonSink(const OutputFolder& folder, const La
 
 /// labels/NAME.txt: a line a detection, its class and the outline of its largest area, over the
 /// picture's width and height; its box where it has no area.
-std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder);
+std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder, const Labels& labels);
 
 /// NAME.crop_DETECTION.VERDICT_SCORE.png: what the classifier saw of each candidate.
 std::unique_ptr<ResultSink> MakeCropSink(const OutputFolder& folder);

@@ -45,7 +45,7 @@ ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
 void ResultWriter::AddSinks(const ResultOptions& options) {
   if (options.coco) sinks_.push_back(MakeCocoSink(*folder_, labels_));
   if (options.polygons) sinks_.push_back(MakePolygonSink(*folder_, labels_));
-  if (options.yolo) sinks_.push_back(MakeYoloSink(*folder_));
+  if (options.yolo) sinks_.push_back(MakeYoloSink(*folder_, labels_));
   if (options.crops) sinks_.push_back(MakeCropSink(*folder_));
   if (options.video) sinks_.push_back(MakeVideoSink(*folder_));
 }
@@ -64,10 +64,11 @@ void ResultWriter::WritePictures(const Frame& frame, FrameRecord& record) {
   for (auto& [label, mask] : record.masks) {
     mask.file = folder_->WriteMask(name, label, record.outcome.result.label_masks.at(label));
   }
-  const DirtyStatusResultData result = ResultInPicture(record.outcome.result, record.fit);
-  const cv::Mat overlay = DrawOverlay(*frame.picture, result, labels_);
+  FrameOutcome shown = record.outcome;
+  shown.result = ResultInPicture(record.outcome.result, record.fit);
+  const cv::Mat overlay = DrawOverlay(*frame.picture, shown, labels_);
   record.overlay = folder_->WriteOverlay(name, overlay);
-  const FoundFrame found{frame, record, result, name, input_name_, overlay};
+  const FoundFrame found{frame, record, shown, name, input_name_, overlay};
   for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(found);
 }
 

@@ -59,6 +59,9 @@ class LineReader {
     if (const json* success = Find(root, "success")) frame.success = Bool(*success, "success");
     frame.message = OptionalString(root, "message");
     frame.detections = Detections(root);
+    if (const json* confirmed = Find(root, "confirmed")) {
+      frame.confirmed = Bools(*confirmed, "confirmed", frame.detections.size());
+    }
     if (const json* counts = Find(root, "mask_pixel_counts")) {
       frame.mask_pixel_counts = Floats(*counts, "mask_pixel_counts");
     }
@@ -191,6 +194,18 @@ class LineReader {
       numbers.push_back(Float(item, Item(key, numbers.size())));
     }
     return numbers;
+  }
+
+  std::vector<bool> Bools(const json& value, const std::string& key, std::size_t count) const {
+    std::vector<bool> values;
+    for (const json& item : Array(value, key)) {
+      values.push_back(Bool(item, Item(key, values.size())));
+    }
+    if (values.size() != count) {
+      Reject(key + " has " + std::to_string(values.size()) + " entries and labels " +
+             std::to_string(count) + "; expected as many of each");
+    }
+    return values;
   }
 
   std::vector<Detection> Detections(const json& root) const {

@@ -48,6 +48,8 @@ struct StoredFrame {
   std::vector<float> mask_pixel_counts;
   std::map<int, StoredMask> masks;
   std::map<int, std::string> label_names;
+  /// Parallel to `detections`: whether the classifier confirmed it. Empty where that is not told.
+  std::vector<bool> confirmed;
   std::vector<StoredCandidate> candidates;
   /// Milliseconds by stage, as `inference`.
   std::map<std::string, double> timing_ms;

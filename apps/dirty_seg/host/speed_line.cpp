@@ -23,12 +23,12 @@ const char* KindText(InputKind kind) {
   return kind == InputKind::kVideo ? "video " : "camera ";
 }
 
-std::string FindingsText(const std::vector<int>& found, const Labels& labels) {
-  std::map<int, std::size_t> counts;
-  for (const int label : found) ++counts[label];
+std::string FindingsText(const std::vector<Kind>& found, const Labels& labels) {
+  std::map<Kind, std::size_t> counts;
+  for (const Kind& kind : found) ++counts[kind];
   std::string text;
-  for (const auto& [label, count] : counts) {
-    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + labels.Text(label);
+  for (const auto& [kind, count] : counts) {
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + labels.Text(kind);
   }
   return text.empty() ? "(no detections)" : text;
 }
@@ -44,7 +44,7 @@ std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
   }
   return line + frame.source + ": " + std::to_string(record.fit.picture.width) + "x" +
          std::to_string(record.fit.picture.height) + " " +
-         FindingsText(record.outcome.result.labels, labels) + ", " +
+         FindingsText(KindsOf(record.outcome, labels), labels) + ", " +
          TimeText(record.outcome.total_ms);
 }
 

@@ -76,7 +76,12 @@ StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_pt
                      "': cannot be loaded twice; the engine's message above says why");
   }
   try {
-    return RunInitialised(detector, engine, network, {{"color", picture}}, log);
+    StagedFrame frame = RunInitialised(detector, engine, network, {{"color", picture}}, log);
+    if (const std::optional<FeceRules> rules = FeceRulesOf(config)) {
+      frame.fece_candidates =
+          ReadFeceCandidates(ReadFrameLog(log.TakeLines()), *rules, picture->size(), frame.result);
+    }
+    return frame;
   } catch (const cv::Exception& exception) {
     throw InputError(OneLine(exception.what()));
   }

@@ -5,16 +5,17 @@
 #include <map>
 #include <memory>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "dirty_seg_detector/dirty_seg_detector.h"
+#include "host/fece_log.h"
 #include "host/log_capture.h"
 
 namespace dirty_seg {
 
 using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
-using nuvik::perception::dirty_seg_detector::DirtyStatusResultData;
 
 /// What the detector did with one frame.
 struct StagedFrame {
@@ -22,6 +23,8 @@ struct StagedFrame {
   std::map<std::string, nuvik::alg::common::AIBuff> inputs;
   std::map<std::string, nuvik::alg::common::AIBuff> outputs;
   DirtyStatusResultData result;
+  /// As in FrameOutcome.
+  std::optional<std::vector<FeceCandidate>> fece_candidates;
 };
 
 /// Runs the stages of DirtySegDetector::DoInference one after the other, with an engine of its own

@@ -1,5 +1,6 @@
 #include "host/summary.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -16,6 +17,12 @@ ordered_json DistributionToJson(const Distribution& times) {
           {"worst", RoundToMicrosecond(times.worst)}};
 }
 
+std::size_t CountConfirmed(const std::vector<FeceCandidate>& candidates) {
+  return static_cast<std::size_t>(std::count_if(
+      candidates.begin(), candidates.end(),
+      [](const FeceCandidate& candidate) { return candidate.verdict == FeceVerdict::kConfirmed; }));
+}
+
 }  // namespace
 
 void Summary::AddInput(bool failed) {
@@ -27,6 +34,11 @@ void Summary::AddFrame(const FrameRecord& record) {
   ++frames_;
   if (!record.outcome.result.success) return;
   for (const int label : record.outcome.result.labels) ++detections_[label];
+  if (record.outcome.fece_candidates) {
+    confirmed_ += CountConfirmed(*record.outcome.fece_candidates);
+  } else {
+    is_confirmed_known_ = false;
+  }
   for (const auto& [stage, time] : StageTimesOf(record)) {
     std::vector<double>& times = times_[stage];
     if (times.empty()) stages_.push_back(stage);
@@ -55,6 +67,9 @@ ordered_json Summary::ToJson(const Labels& labels, bool interrupted) const {
   for (const auto& [label, count] : detections_) {
     json["detections"][std::to_string(label)] = count;
     present.insert(label);
+  }
+  if (!description_.fece_model.empty() && is_confirmed_known_) {
+    json["confirmed_faeces"] = confirmed_;
   }
   json["label_names"] = LabelNamesToJson(present, labels);
   json["timing_ms"] = ordered_json::object();

@@ -47,6 +47,8 @@ class Summary {
   std::size_t failed_ = 0;
   std::size_t frames_ = 0;
   std::map<int, std::size_t> detections_;
+  std::size_t confirmed_ = 0;
+  bool is_confirmed_known_ = true;
   std::vector<std::string> stages_;  // in the order in which they came
   std::map<std::string, std::vector<double>> times_;
 };

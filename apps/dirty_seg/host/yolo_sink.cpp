@@ -41,8 +41,8 @@ std::vector<cv::Point> LargestOutline(const cv::Mat& mask) {
 }
 
 std::string LineOf(const DirtyStatusResultData& result, std::size_t detection,
-                   const cv::Size& picture) {
-  std::string line = std::to_string(result.labels[detection]);
+                   std::int64_t class_id, const cv::Size& picture) {
+  std::string line = std::to_string(class_id);
   const std::vector<cv::Point> outline =
       LargestOutline(CutInstanceMask(result, detection, picture));
   if (outline.empty()) return line + BoxText(result.bboxes[detection], picture);
@@ -52,26 +52,28 @@ std::string LineOf(const DirtyStatusResultData& result, std::size_t detection,
 
 class YoloSink : public ResultSink {
  public:
-  explicit YoloSink(const OutputFolder& folder) : folder_(folder) {}
+  YoloSink(const OutputFolder& folder, const Labels& labels) : folder_(folder), labels_(labels) {}
 
   void Write(const FoundFrame& found) override {
     const cv::Size picture = found.frame.picture->size();
+    const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
     std::string text;
-    for (std::size_t i = 0; i < found.result.labels.size(); ++i) {
-      text += LineOf(found.result, i, picture) + "\n";
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      text += LineOf(found.outcome.result, i, labels_.IdOf(kinds[i]), picture) + "\n";
     }
     folder_.WriteText("labels/" + found.name + ".txt", text);
   }
 
  private:
   const OutputFolder& folder_;
+  const Labels& labels_;
 };
 
 }  // namespace
 
-std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder) {
+std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder, const Labels& labels) {
   folder.MakeFolder("labels");
-  return std::make_unique<YoloSink>(folder);
+  return std::make_unique<YoloSink>(folder, labels);
 }
 
 }  // namespace dirty_seg

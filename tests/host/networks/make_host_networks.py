@@ -6,6 +6,8 @@
 
     seg-fails-on-red          seg-b2-64 that fails inside the runtime when the picture of slot 0 has
                               mean(red) above 0.5
+    seg-class-19              seg-b2-64 with 20 classes: mean(red) scores class 0, "red", mean(green)
+                              class 19, "cow"
     classifier-features       classifier-224 with a second output, features [1, 3]
     classifier-three          output is [1, 3]
     classifier-other-input    picture -> output
@@ -57,6 +59,24 @@ def segmentation_failing_on_red() -> bytes:
     return graph.serialise(common.METADATA)
 
 
+def segmentation_with_class_19() -> bytes:
+    classes = 20
+    rows = 4 + classes + common.COEFFICIENTS
+    graph, planes = common.fixed_input("seg_class_19")
+    table = np.zeros((rows, 3))
+    table[4, 0] = table[4 + 19, 1] = 1
+    bias = np.zeros(rows)
+    bias[:4] = [32, 32, 32, 16]
+    bias[4 + classes] = 1
+    column = graph.add("Squeeze", graph.conv(planes, table, bias), graph.constant([3], np.int64))
+    pads = graph.constant([0, 0, 0, 0, 0, common.ANCHORS - 1], np.int64)
+    graph.add("Pad", column, pads, named="output0")
+    common.fixed_prototypes(graph, planes, named="output1")
+    graph.output("output0", [common.BATCH, rows, common.ANCHORS])
+    graph.output("output1", common.PROTOTYPES)
+    return graph.serialise({"names": "{0: 'red', 19: 'cow'}", "task": "segment"})
+
+
 def classifier(source: str, result: str, weights: list[list[int]], features: bool = False) -> bytes:
     graph = Graph("classifier")
     planes = common.means(graph, graph.input(source, CLASSIFIER_INPUT))
@@ -80,6 +100,7 @@ def classifier_failing_on_red() -> bytes:
 def networks() -> dict[str, bytes]:
     return {
         "seg-fails-on-red.onnx": segmentation_failing_on_red(),
+        "seg-class-19.onnx": segmentation_with_class_19(),
         "classifier-features.onnx": classifier("input", "output", WEIGHTS, features=True),
         "classifier-three.onnx": classifier("input", "output", [*WEIGHTS, [0, 1, 0]]),
         "classifier-other-input.onnx": classifier("picture", "output", WEIGHTS),
