@@ -292,6 +292,55 @@ class Page(unittest.TestCase):
         self.set_score(1)
         self.assertEqual(self.shown_masks(), [])
 
+    # Of 4 rows and 16 columns, column by column: 9 zeros, 2 ones, 2, 2, 2, 2, 17, 12 and 16; from
+    # the fourth on less the one two before: 0, 0, 0, 15, 10, -1. So columns 2 to 4 have two pixels
+    # each, in the first box; columns 9 to 11 are all ones, the second box.
+    TWO_AREAS = {"pixels": 18, "rle": {"size": [4, 16], "counts": "922000?:O"}}
+
+    def two_areas_line(self, label: int) -> dict:
+        picture = self.folder / "small.png"
+        cv2.imwrite(str(picture), np.zeros((4, 16, 3), np.uint8))
+        return plain_line(picture, 0) | {
+            "image_size": [4, 16], "bboxes": [[2.4, 1, 4.6, 3], [9, 0, 12, 4]],
+            "scores": [0.9, 0.3], "labels": [label] * 2,
+            "label_masks": {str(label): self.TWO_AREAS}}  # fmt: skip
+
+    def inked_columns(self, label: int) -> list[int]:
+        return self.js("""
+            const canvas = document.querySelector(`#picture canvas[data-label='${arguments[0]}']`);
+            if (getComputedStyle(canvas).display === 'none') return [];
+            const {width, height} = canvas;
+            const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
+            const columns = new Set();
+            for (let i = 3; i < data.length; i += 4) if (data[i] > 0) columns.add((i - 3) / 4 % width);
+            return [...columns].sort((a, b) => a - b);""", label)
+
+    def test_the_mask_of_a_hidden_detection_goes_and_comes_back(self) -> None:
+        self.open(self.report_of("areas", [self.two_areas_line(7)]))
+        self.open_frame(0)
+        self.assertEqual(self.inked_columns(7), [2, 3, 4, 9, 10, 11])
+        for least, columns in ((0.5, [2, 3, 4]), (0.95, []), (0.5, [2, 3, 4]),
+                               (0.0, [2, 3, 4, 9, 10, 11])):
+            self.set_score(least)
+            self.assertEqual(self.inked_columns(7), columns, least)
+        self.click("input[data-label='7']")
+        self.assertEqual(self.inked_columns(7), [])
+        self.click("input[data-label='7']")
+        self.assertEqual(self.inked_columns(7), [2, 3, 4, 9, 10, 11])
+
+    def test_tells_a_native_class_19_from_what_was_confirmed(self) -> None:
+        line = self.two_areas_line(19) | {"label_names": {"19": "cow"}, "confirmed": [False, True]}
+        self.open(self.report_of("cows", [line]))
+        self.assertEqual(self.texts("#labels .name"), ["cow", "faeces"])
+        self.assertEqual([self.count_of(label) for label in (19, 20)], [[1, 1, 1]] * 2)
+        self.open_frame(0)
+        self.assertEqual(self.texts("#viewer-list .name"), ["cow", "faeces"])
+        self.assertEqual(self.inked_columns(19), [2, 3, 4])
+        self.assertEqual(self.inked_columns(20), [9, 10, 11])
+        self.click("input[data-label='19']")
+        self.assertEqual(self.shown_boxes(), 1)
+        self.assertEqual((self.inked_columns(19), self.inked_columns(20)), ([], [9, 10, 11]))
+
     def test_masks_are_those_of_the_pictures(self) -> None:
         self.open_frame(FLOOR)
         for label, mask in self.lines[FLOOR]["label_masks"].items():
@@ -648,6 +697,35 @@ class Page(unittest.TestCase):
         self.assertGreater(tail["width"], 50)
         self.assertLess(tail["right"], self.place(".card[data-frame='2']")["right"])
         self.assertEqual(self.texts(".card[data-frame='2'] .file"), ["gone" * 80 + ".png"])
+
+    def test_side_panel_holds_long_names_without_scrolling_sideways(self) -> None:
+        names = {str(i): name for i, name in enumerate((
+            "dried coffee stain on laminate near the skirting board", "x" * 90, "cable"))}
+        picture = self.folder / ("kitchen_floor_camera_front_left_" * 6 + ".png")
+        cv2.imwrite(str(picture), np.zeros((180, 320, 3), np.uint8))
+        line = plain_line(picture, 0) | {
+            "bboxes": [[20, 20 * i, 60, 20 * i + 15] for i in range(3)], "scores": [0.5] * 3,
+            "labels": [0, 1, 2], "label_names": names}
+        page = self.report_of("names", [line])
+        for width in (1280, 1024):
+            self.open(page, width, 800)
+            self.open_frame(0)
+            # What a scroll bar takes, which this browser hides.
+            self.js("document.querySelector('.viewer-side').style.paddingRight = '27px'")
+            wide = self.js("""
+                const pieces = ['.viewer-side', '#viewer-filters', '#filters', '#labels', '#viewer-list'];
+                return pieces.filter((piece) => {
+                  const {scrollWidth, clientWidth} = document.querySelector(piece);
+                  return scrollWidth > clientWidth;
+                });""")
+            self.assertEqual(wide, [], width)
+            for names_of in ("#labels .name", "#viewer-list .name"):
+                self.assertEqual(self.js(
+                    "return [...document.querySelectorAll(arguments[0])].map((e) => e.title)",
+                    names_of), list(names.values()))
+            heights = self.js("return [...document.querySelectorAll('#viewer-list li')]"
+                              ".map((e) => e.getBoundingClientRect().height)")
+            self.assertEqual(len(set(heights)), 1)
 
     def test_nothing_reaches_beyond_a_narrow_screen(self) -> None:
         self.open(self.folder / "report.html", 390, 844)

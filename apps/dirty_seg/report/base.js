@@ -34,6 +34,9 @@ const plural = (count, one, many = one + 's') => `${count} ${count === 1 ? one :
 
 const labelOf = (id) => data.labels[id];
 
+/// The label among whose masks that of the label is.
+const maskLabelOf = (id) => labelOf(id).mask ?? id;
+
 /// What a person calls the frame: its file, and its number where one file has several.
 function nameOf(frame) {
   const file = frame.source.split('/').pop() || frame.source;

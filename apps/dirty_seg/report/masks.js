@@ -19,7 +19,7 @@ function runLengths(counts) {
   return runs;
 }
 
-/// Paints the mask in `colour`, "#rrggbb", onto a canvas of `width` x `height` pixels.
+/// Paints the mask in `colour`, "#rrggbb", onto the canvas, pixel for pixel.
 function paintMask({size: [rows, columns], counts}, colour, canvas) {
   const {width, height} = canvas;
   const context = canvas.getContext('2d');
@@ -40,4 +40,17 @@ function paintMask({size: [rows, columns], counts}, colour, canvas) {
     at = end;
   });
   context.putImageData(image, 0, 0);
+}
+
+/// Copies of one canvas onto another of its size what lies in the boxes, as the whole pixels that
+/// they touch; all of it where `boxes` is null.
+function copyBoxes(from, boxes, to) {
+  const context = to.getContext('2d');
+  const {width, height} = to;
+  context.clearRect(0, 0, width, height);
+  for (const [left, top, right, bottom] of boxes ?? [[0, 0, width, height]]) {
+    const [x, y] = [Math.floor(left), Math.floor(top)];
+    const place = [x, y, Math.ceil(right) - x, Math.ceil(bottom) - y];
+    context.drawImage(from, ...place, ...place);
+  }
 }

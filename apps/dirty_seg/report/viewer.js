@@ -82,16 +82,36 @@ function listHint(frame, count, nameless) {
     'left out; a click here or on a box shows its name.';
 }
 
-/// A mask is of all detections of its label: it is shown as long as one of them is.
+/// A mask is of all detections of its label: of one, no more is known than what lies in its box. So
+/// where some are hidden, the mask is shown in the boxes of the others.
 function drawMasks() {
   const frame = frames[view.index];
-  const labels = new Set(shownDetections(frame).map((detection) => frame.labels[detection]));
-  for (const [id, canvas] of view.masks) {
-    canvas.hidden = !shown.masks || !labels.has(id);
-    if (canvas.hidden || canvas.dataset.painted) continue;
-    paintMask(frame.masks[id], labelOf(id).colour, canvas);
-    canvas.dataset.painted = 'yes';
+  const detections = shownDetections(frame);
+  for (const [id, mask] of view.masks) {
+    const mine = detections.filter((detection) => frame.labels[detection] === id);
+    mask.canvas.hidden = !shown.masks || mine.length === 0;
+    if (mask.canvas.hidden || mask.drawn === String(mine)) continue;
+    if (mask.whole === null) {
+      mask.whole = make('canvas', {width: mask.canvas.width, height: mask.canvas.height});
+      paintMask(frame.masks[maskLabelOf(id)], labelOf(id).colour, mask.whole);
+    }
+    const isWhole = mine.length === mask.owners;
+    copyBoxes(mask.whole, isWhole ? null : mine.map((detection) => frame.boxes[detection]), mask.canvas);
+    mask.drawn = String(mine);
   }
+}
+
+/// What shows the masks of the frame, by label. `owners` is the number of detections that a mask is
+/// of, `drawn` those that it was last drawn for.
+function makeMasks(frame) {
+  const [width, height] = frame.size;
+  const ids = [...new Set(frame.labels)].filter((id) => frame.masks[maskLabelOf(id)]);
+  return new Map(ids.sort((a, b) => a - b).map((id) => [id, {
+    canvas: make('canvas', {width, height, hidden: true, 'data-label': id}),
+    whole: null,
+    owners: frame.labels.filter((other) => maskLabelOf(other) === maskLabelOf(id)).length,
+    drawn: '',
+  }]));
 }
 
 function makeListItem(frame, detection) {
@@ -104,7 +124,7 @@ function makeListItem(frame, detection) {
       revealMarked();
     },
   }, swatch(colour),
-  make('span', {class: 'name'}, name, verdict ? make('span', {class: 'verdict'}, verdict) : ''),
+  make('span', {class: 'name', title: name}, name, verdict ? make('span', {class: 'verdict'}, verdict) : ''),
   make('span', {class: 'number'}, frame.scores[detection].toFixed(2)));
   return make('li', {'data-detection': detection}, button);
 }
@@ -180,13 +200,12 @@ function layOut() {
 function fillPicture(frame) {
   const [width, height] = frame.size;
   const url = pictureUrl('picture', view.index);
-  view.masks = new Map(Object.keys(frame.masks).map((id) =>
-    [Number(id), make('canvas', {width, height, hidden: true, 'data-label': id})]));
+  view.masks = makeMasks(frame);
   view.svg = makeSvg('svg', {viewBox: `0 0 ${width} ${height}`, 'aria-hidden': 'true'});
   byId('picture').classList.remove('failed');
   byId('picture').replaceChildren(
     ...(url === null ? [] : [make('img', {src: url, alt: `The picture ${nameOf(frame)}`})]),
-    ...view.masks.values(), view.svg);
+    ...[...view.masks.values()].map((mask) => mask.canvas), view.svg);
 }
 
 function fillFailure(frame) {
