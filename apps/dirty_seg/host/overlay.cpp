@@ -69,7 +69,7 @@ cv::Mat ConfirmedPart(const DirtyStatusResultData& result, const std::vector<Kin
   if (!Contains(kinds, {label, false})) return mask;
   cv::Mat part = cv::Mat::zeros(mask.size(), mask.type());
   for (std::size_t i = 0; i < kinds.size(); ++i) {
-    if (kinds[i] == Kind{label, true}) part |= CutInstanceMask(result, i);
+    if (kinds[i] == Kind{label, true}) part |= CutInstanceMask(result, i, mask.size());
   }
   return part;
 }
