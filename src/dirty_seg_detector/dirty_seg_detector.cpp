@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <numeric>
 #include <opencv2/imgproc.hpp>
@@ -15,6 +16,7 @@
 
 #include "common/held_once.h"
 #include "dirty_seg_detector/crop_kernels.h"
+#include "dirty_seg_detector/linear_kernels.h"
 #include "dirty_seg_detector/mask_kernels.h"
 #include "dirty_seg_detector/pixel_kernels.h"
 #include "engine/to_string.h"
@@ -39,6 +41,10 @@ constexpr std::size_t kFeceInputBytes = sizeof(float) * 3 * kFeceSide * kFeceSid
 constexpr std::size_t kFeceOutputBytes = sizeof(float) * 2;
 constexpr int kFeceLabel = 19;
 constexpr int kGrey = 114;
+// What cv::resize scales on the calling thread; a larger target it shares out among threads that it
+// starts. Nested parallel regions are no way to stop it: their flag is one for the process.
+constexpr int kMostUnsharedPixels = 1 << 16;
+static_assert(kFeceSide * kFeceSide <= kMostUnsharedPixels);
 
 // Bytes of one element by data type code; codes beyond the table count as four.
 std::size_t ElementSize(std::uint32_t data_type) {
@@ -134,6 +140,9 @@ float* Floats(AIBuff& buffer) {
   return buffer.data == nullptr ? nullptr : reinterpret_cast<float*>(buffer.data->data());
 }
 
+// As the fields have it: -1 x -1 beyond two dimensions, where cv::Mat::size() gives the first two.
+cv::Size SizeOf(const cv::Mat& image) { return {image.cols, image.rows}; }
+
 bool IsColorImage(const cv::Mat& image) { return image.dims <= 2 && image.type() == CV_8UC3; }
 
 // Floats that `image` takes in a tensor.
@@ -141,14 +150,57 @@ std::size_t TensorLength(const cv::Mat& image) {
   return image.total() * static_cast<std::size_t>(image.channels());
 }
 
-// cv::resize on the calling thread alone: inside a parallel region OpenCV starts no other, and one
-// of a single step is run by the caller. Its threads stay asleep, or are not even made.
-cv::Mat Resize(const cv::Mat& image, const cv::Size& size, int interpolation) {
+// cv::resize with bilinear weights on the calling thread alone, for what the kernel does not scale:
+// the classifier's crops, whose target is small, what cv::resize refuses, and what PopulateData
+// will. A larger target is scaled in strips, each out of its own rows: that shows beside the seams,
+// which nobody reads.
+cv::Mat ResizeUnshared(const cv::Mat& image, const cv::Size& size) {
   cv::Mat resized;
-  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range& /*step*/) {
-    cv::resize(image, resized, size, 0, 0, interpolation);
-  });
+  const bool is_small = std::int64_t{size.width} * size.height <= kMostUnsharedPixels;
+  if (is_small || size.empty() || image.dims > 2) {
+    cv::resize(image, resized, size, 0, 0, cv::INTER_LINEAR);
+    return resized;
+  }
+  resized.create(size, image.type());
+  const int strip_rows = std::max(kMostUnsharedPixels / size.width, 1);
+  const auto source_row = [&](int row) {
+    return static_cast<int>(std::int64_t{row} * image.rows / size.height);
+  };
+  for (int top = 0; top < size.height; top += strip_rows) {
+    const int bottom = std::min(top + strip_rows, size.height);
+    const int first = source_row(top);
+    cv::Mat strip = resized.rowRange(top, bottom);
+    cv::resize(image.rowRange(first, std::max(source_row(bottom), first + 1)), strip, strip.size(),
+               0, 0, cv::INTER_LINEAR);
+  }
   return resized;
+}
+
+cv::Mat ScaleBilinearly(const cv::Mat& image, const cv::Size& size) {
+  if (!IsColorImage(image) || size.empty()) return ResizeUnshared(image, size);
+  std::vector<LinearTap> columns;
+  std::vector<LinearTap> rows;
+  LinearColumns(image.cols, size.width, columns);
+  LinearRows(image.rows, size.height, rows);
+  std::vector<int> scratch(6 * columns.size());
+  cv::Mat scaled(size, CV_8UC3);
+  BlendPixels(image.data, image.step, columns, rows, scratch.data(), scaled.data, scaled.step);
+  return scaled;
+}
+
+// The kernel's task for pixels of any type.
+cv::Mat PickPixels(const cv::Mat& image, const std::vector<int>& columns,
+                   const std::vector<int>& rows) {
+  cv::Mat picked(static_cast<int>(rows.size()), static_cast<int>(columns.size()), image.type());
+  for (int y = 0; y < picked.rows; ++y) {
+    for (int x = 0; x < picked.cols; ++x) {
+      std::memcpy(
+          picked.ptr(y, x),
+          image.ptr(rows[static_cast<std::size_t>(y)], columns[static_cast<std::size_t>(x)]),
+          image.elemSize());
+    }
+  }
+  return picked;
 }
 
 // Greys what lies around `inner`.
@@ -161,7 +213,7 @@ void FillBorder(const cv::Rect& inner, cv::Mat& square) {
 }
 
 cv::Mat PadSquare(const cv::Mat& image) {
-  const geometry::SquareBorder border = geometry::BorderToSquare(image.size());
+  const geometry::SquareBorder border = geometry::BorderToSquare(SizeOf(image));
   cv::Mat square;
   cv::copyMakeBorder(image, square, border.top_and_bottom, border.top_and_bottom,
                      border.left_and_right, border.left_and_right, cv::BORDER_CONSTANT,
@@ -170,20 +222,21 @@ cv::Mat PadSquare(const cv::Mat& image) {
 }
 
 // Scales `crop` with nearest neighbour so that its longer side is `side`, and pads it square. The
-// result has memory of its own, that of `square` where it fits. Colour images take one pass; what
-// PopulateData will refuse, and sizes that cv::resize will, take OpenCV's way.
+// result has memory of its own, that of `square` where it fits. Colour images take one pass.
 cv::Mat CutSquare(const cv::Mat& crop, int side, cv::Mat square) {
   const cv::Size scaled = geometry::ScaleLongerSideTo(side, crop.size());
-  if (!IsColorImage(crop) || scaled.width <= 0 || scaled.height <= 0) {
-    return PadSquare(Resize(crop, scaled, cv::INTER_NEAREST));
+  if (scaled.empty()) {
+    cv::resize(crop, square, scaled, 0, 0, cv::INTER_NEAREST);  // names the fault
+    return square;
   }
-  const geometry::SquareBorder border = geometry::BorderToSquare(scaled);
-  const cv::Rect inner({border.left_and_right, border.top_and_bottom}, scaled);
-  square.create(scaled.height + 2 * inner.y, scaled.width + 2 * inner.x, CV_8UC3);
   std::vector<int> columns;
   std::vector<int> rows;
   NearestIndices(crop.cols, scaled.width, columns);
   NearestIndices(crop.rows, scaled.height, rows);
+  if (!IsColorImage(crop)) return PadSquare(PickPixels(crop, columns, rows));
+  const geometry::SquareBorder border = geometry::BorderToSquare(scaled);
+  const cv::Rect inner({border.left_and_right, border.top_and_bottom}, scaled);
+  square.create(scaled.height + 2 * inner.y, scaled.width + 2 * inner.x, CV_8UC3);
   FillBorder(inner, square);
   cv::Mat target = square(inner);
   GatherPixels(crop.data, crop.step, columns, rows, target.data, target.step);
@@ -238,9 +291,19 @@ Verdict Classify(float l0, float l1) {
 // The part of a mask, placed with its origin at `origin`, that lies left of and above the frame's
 // far edges; empty when nothing does.
 cv::Rect VisiblePart(const cv::Mat& mask, const cv::Point& origin) {
-  const cv::Rect placed = geometry::ClipFarEdges({origin, mask.size()},
+  const cv::Rect placed = geometry::ClipFarEdges({origin, SizeOf(mask)},
                                                  {geometry::kFrameWidth, geometry::kFrameHeight});
   return {0, 0, placed.width, placed.height};
+}
+
+// Unites the canvas and the mask; returns the number of mask pixels. Masks of another type than the
+// canvas are OpenCV's to refuse.
+int Unite(const cv::Mat& mask, const cv::Mat& canvas) {
+  if (mask.type() == CV_8UC1) {
+    return UniteAndCount(mask.data, mask.step, canvas.data, canvas.step, mask.rows, mask.cols);
+  }
+  cv::bitwise_or(canvas, mask, canvas);
+  return cv::countNonZero(mask);
 }
 
 // Paints the mask into its label's canvas and counts its pixels.
@@ -252,10 +315,8 @@ void AddMask(const cv::Mat& mask, const cv::Point& origin, int label,
   if (is_new) {
     canvas->second = cv::Mat::zeros(geometry::kFrameHeight, geometry::kFrameWidth, CV_8UC1);
   }
-  CV_Assert(mask.type() == CV_8UC1);
   const cv::Mat target = canvas->second(cv::Rect(origin, part.size()));
-  pixel_counts.push_back(static_cast<float>(
-      UniteAndCount(mask.data, mask.step, target.data, target.step, part.height, part.width)));
+  pixel_counts.push_back(static_cast<float>(Unite(mask(part), target)));
 }
 
 }  // namespace
@@ -335,9 +396,8 @@ bool DirtySegDetector::PreProcess(const ImageMap& images, AIBuff& input, const c
     // A missing image is left to cv::resize, like an empty one: it names the fault.
     const cv::Mat source = image == nullptr ? cv::Mat() : *image;
     const cv::Size scaled =
-        geometry::ScaleLongerSideTo(std::max(size.width, size.height), source.size());
-    const cv::Mat& square = crop_images_[name] =
-        MakeSquare(Resize(source, scaled, cv::INTER_LINEAR));
+        geometry::ScaleLongerSideTo(std::max(size.width, size.height), SizeOf(source));
+    const cv::Mat& square = crop_images_[name] = MakeSquare(ScaleBilinearly(source, scaled));
 
     const Slot slot = FindSlot(input, square, count++);
     if (slot.first == nullptr && IsColorImage(square)) {
@@ -376,7 +436,7 @@ bool DirtySegDetector::PreProcessFromSingleImageCrop(const ImageMap& images, AIB
 
   std::size_t count = 0;
   for (const cv::Rect& patch : patches_) {
-    const cv::Rect clipped = geometry::ClipFarEdges(patch, color->size());
+    const cv::Rect clipped = geometry::ClipFarEdges(patch, SizeOf(*color));
     if (clipped.width <= 0 || clipped.height <= 0) continue;
     const std::string name = "crop_" + std::to_string(count);
     const cv::Mat& square = crop_images_[name] = CutSquare(
@@ -454,7 +514,7 @@ bool DirtySegDetector::judge_fece(const ImageMap& images, const std::vector<floa
     TESSMAR_LOG_ERROR("[FECE] Invalid color image");
     return false;
   }
-  const std::optional<cv::Rect> box = geometry::ClampToImage(bbox, color->size());
+  const std::optional<cv::Rect> box = geometry::ClampToImage(bbox, SizeOf(*color));
   if (!box) {
     TESSMAR_LOG_ERROR("[FECE] Invalid bbox: [{}, {}, {}, {}]", bbox[0], bbox[1], bbox[2], bbox[3]);
     return false;
@@ -509,13 +569,17 @@ bool DirtySegDetector::PreProcessFece(const cv::Mat& crop, AIBuff& input) {
     TESSMAR_LOG_ERROR("[FECE] Empty crop image");
     return false;
   }
-  if (StorageSize(input) < kFeceInputBytes) {
+  if (Floats(input) == nullptr) {
     TESSMAR_LOG_ERROR("[FECE] Invalid input buffer");
     return false;
   }
-  const cv::Mat resized = Resize(crop, cv::Size(kFeceSide, kFeceSide), cv::INTER_LINEAR);
+  const cv::Mat resized = ResizeUnshared(crop, cv::Size(kFeceSide, kFeceSide));
   if (resized.type() != CV_8UC3) {
     TESSMAR_LOG_ERROR("[FECE] Invalid image type: {}", resized.type());
+    return false;
+  }
+  if (StorageSize(input) < kFeceInputBytes) {
+    TESSMAR_LOG_ERROR("[FECE] Invalid input buffer");
     return false;
   }
   PackNormalisedPlanes(resized.data, resized.step, kFeceSide, kFeceSide, Floats(input));

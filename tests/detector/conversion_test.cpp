@@ -381,11 +381,37 @@ TEST_F(Conversion, NegativeOriginIsLeftToOpenCv) {
   EXPECT_THROW(Convert({{MakeObject(3, Mask(4, 4))}}), cv::Exception);
 }
 
-TEST_F(Conversion, MaskOfAnotherTypeIsLeftToOpenCv) {
-  for (const int type : {CV_8SC1, CV_8UC3, CV_16UC1, CV_32FC1}) {
-    const cv::Mat mask(4, 4, type, cv::Scalar::all(1));
-    EXPECT_THROW(Convert({{MakeObject(3, mask)}}), cv::Exception) << type;
+TEST_F(Conversion, MaskOfAnotherTypeIsRefusedByOpenCvItself) {
+  // OpenCV takes one pixel of another type for a number, and then has nowhere to put the result.
+  for (const cv::Size& size : {cv::Size(4, 4), cv::Size(1, 1)}) {
+    for (const int type : {CV_8SC1, CV_8UC3, CV_16UC1, CV_32FC1, CV_64FC1}) {
+      const cv::Mat mask(size, type, cv::Scalar::all(1));
+      try {
+        Convert({{MakeObject(3, mask)}});
+        ADD_FAILURE() << type << " was taken";
+      } catch (const cv::Exception& error) {
+        EXPECT_EQ(error.file.find("dirty_seg_detector"), std::string::npos) << error.what();
+      }
+    }
   }
+}
+
+TEST_F(Conversion, MaskOfAnotherTypeOutsideTheFrameIsSkipped) {
+  detector.patches_ = {{1920, 0, 640, 640}};
+  const cv::Mat mask(4, 4, CV_8UC3, cv::Scalar::all(1));
+
+  EXPECT_TRUE(Convert({{MakeObject(3, mask)}})->label_masks.empty());
+}
+
+// It has neither columns nor rows to reach into the frame with.
+TEST_F(Conversion, MaskOfThreeDimensionsIsListedButPaintsNothing) {
+  const int sizes[] = {4, 4, 4};
+
+  const Result result = Convert({{MakeObject(3, cv::Mat(3, sizes, CV_8UC1, cv::Scalar(255)))}});
+
+  EXPECT_EQ(result->labels, Labels{3});
+  EXPECT_TRUE(result->mask_pixel_counts.empty());
+  EXPECT_TRUE(result->label_masks.empty());
 }
 
 TEST_F(Conversion, CanvasHasTheFramesSizeWhateverTheImages) {

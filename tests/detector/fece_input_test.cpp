@@ -202,17 +202,35 @@ TEST_F(PreProcessFece, BufferOneByteShortIsInvalid) {
   ExpectRefused(cv::Mat(3, 3, CV_8UC3, cv::Scalar::all(0)), "[FECE] Invalid input buffer");
 }
 
-TEST_F(PreProcessFece, BufferIsLookedAtBeforeTheType) {
+TEST_F(PreProcessFece, MissingStorageIsFoundBeforeTheType) {
   input = AIBuff();
 
   ExpectRefused(cv::Mat(3, 3, CV_8UC1, cv::Scalar(0)), "[FECE] Invalid input buffer");
 }
 
-TEST_F(PreProcessFece, BufferIsLookedAtBeforeTheResize) {
+TEST_F(PreProcessFece, MissingStorageIsFoundBeforeTheResize) {
   // OpenCV cannot resize 32-bit integers and would throw.
   input = AIBuff();
 
   ExpectRefused(cv::Mat(3, 3, CV_32SC3, cv::Scalar::all(0)), "[FECE] Invalid input buffer");
+}
+
+TEST_F(PreProcessFece, TypeIsLookedAtBeforeTheBuffersLength) {
+  input = Buffer(kBytes - 1, kUntouched);
+
+  ExpectRefused(cv::Mat(3, 3, CV_8UC1, cv::Scalar(0)), "[FECE] Invalid image type: 0");
+  ExpectRefused(cv::Mat(3, 3, CV_8UC4, cv::Scalar::all(0)), "[FECE] Invalid image type: 24");
+}
+
+TEST_F(PreProcessFece, ResizeComesBeforeTheBuffersLength) {
+  // OpenCV cannot resize 32-bit integers.
+  input = Buffer(1, kUntouched);
+
+  EXPECT_THROW(detector.PreProcessFece(cv::Mat(3, 3, CV_32SC3, cv::Scalar::all(0)), input),
+               cv::Exception);
+
+  EXPECT_EQ(log.GetLines(), Lines{});
+  EXPECT_EQ(*input.data, std::vector<std::uint8_t>{kUntouched});
 }
 
 // --- The crop ---
@@ -242,6 +260,14 @@ INSTANTIATE_TEST_SUITE_P(Types, PreProcessFeceOfType,
                          ::testing::Values(TypeAndCode{CV_8UC1, 0}, TypeAndCode{CV_8UC4, 24},
                                            TypeAndCode{CV_32FC3, 21}, TypeAndCode{CV_16UC3, 18}),
                          [](const auto& test) { return std::to_string(test.param.second); });
+
+TEST_F(PreProcessFece, CropOfThreeDimensionsIsLeftToOpenCv) {
+  const int sizes[] = {3, 3, 3};
+  EXPECT_THROW(detector.PreProcessFece(cv::Mat(3, sizes, CV_8UC3, cv::Scalar::all(0)), input),
+               cv::Exception);
+
+  EXPECT_EQ(*input.data, std::vector<std::uint8_t>(kBytes, kUntouched));
+}
 
 TEST_F(PreProcessFece, TypeIsCheckedAfterTheResize) {
   EXPECT_THROW(detector.PreProcessFece(cv::Mat(3, 3, CV_32SC3, cv::Scalar::all(0)), input),

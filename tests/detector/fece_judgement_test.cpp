@@ -146,6 +146,13 @@ TEST_F(JudgeFece, BoxOfNoWidthOrHeightIsInvalid) {
   ExpectRefused({10, 20, 30, 20}, {FeceError("[FECE] Invalid bbox: [10, 20, 30, 20]")});
 }
 
+TEST_F(JudgeFece, BoxInAnImageOfThreeDimensionsIsInvalid) {
+  const int sizes[] = {50, 50, 50};
+  images = ColorOnly(std::make_shared<cv::Mat>(3, sizes, CV_8UC3, cv::Scalar::all(0)));
+
+  ExpectRefused({10, 20, 30, 40}, {FeceError("[FECE] Invalid bbox: [10, 20, 30, 40]")});
+}
+
 TEST_F(JudgeFece, InvertedBoxIsInvalid) {
   ExpectRefused({30, 20, 10, 40}, {FeceError("[FECE] Invalid bbox: [30, 20, 10, 40]")});
   ExpectRefused({10, 40, 30, 20}, {FeceError("[FECE] Invalid bbox: [10, 40, 30, 20]")});

@@ -1,6 +1,7 @@
 // PreProcessFromSingleImageCrop: patches of the colour image to the batch tensor.
 #include <climits>
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include "support/detector_test.h"
 
@@ -412,6 +413,30 @@ TEST_F(PatchCrop, RefusedTypeTakesTheSamePixels) {
   EXPECT_TRUE(Run(ColorOnly(grey), {64, 64}));
 
   EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), green));
+}
+
+TEST_F(PatchCrop, RefusedTypeIsScaledLikeCvResizeWhateverItsSize) {
+  detector.patches_ = {{0, 0, 400, 400}};
+  const auto depth = std::make_shared<cv::Mat>(400, 400, CV_16UC2);
+  cv::RNG random(7);
+  random.fill(*depth, cv::RNG::UNIFORM, 0, 65536);
+
+  EXPECT_TRUE(Run(ColorOnly(depth), {640, 640}));
+
+  cv::Mat expected;
+  cv::resize(*depth, expected, {640, 640}, 0, 0, cv::INTER_NEAREST);
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), expected));
+}
+
+// It has neither columns nor rows, so that every patch lies outside of it.
+TEST_F(PatchCrop, ColorImageOfThreeDimensionsHasNoPatches) {
+  detector.patches_ = {{0, 0, 8, 8}};
+  const int sizes[] = {8, 8, 8};
+
+  EXPECT_FALSE(Run(ColorOnly(std::make_shared<cv::Mat>(3, sizes, CV_8UC3, cv::Scalar::all(0)))));
+
+  EXPECT_EQ(log.GetLines(), (Lines{Called(), Using(1), Total(0)}));
+  ExpectUntouchedFrom(0);
 }
 
 // --- From frame to frame ---

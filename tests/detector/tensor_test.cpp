@@ -180,7 +180,8 @@ class SharedLoops : public cv::parallel::ParallelForAPI {
 
 // OpenCV itself would share a resize of this size out among threads of its own.
 TEST_F(PreProcess, SharesNoLoopOutAmongThreads) {
-  const ImageMap images = ColorOnly(ColorImage(1080, 1920));
+  const ImageMap images{{"color", ColorImage(1080, 1920)},
+                        {"grey", std::make_shared<cv::Mat>(1080, 1920, CV_8UC1, cv::Scalar(0))}};
   input = Buffer(sizeof(float) * 3 * 1280 * 1280);
   const auto loops = std::make_shared<SharedLoops>();
   cv::parallel::setParallelForBackend(loops, false);
@@ -364,6 +365,52 @@ TEST_F(PreProcess, RefusedImageKeepsItsSlot) {
   EXPECT_EQ(detector.crop_images_.at("a").type(), CV_8UC1);
   EXPECT_EQ(input.data->at(0), 0xEE);
   ExpectSolid(kSquare8Floats, 64, {4, 5, 6});
+}
+
+TEST_F(PreProcess, RefusedImageIsScaledBilinearlyToo) {
+  // 1 x 2 steps of 100, over the whole height: the seams between strips of rows do not show.
+  const auto steps = std::make_shared<cv::Mat>(3, 4, CV_16UC1, cv::Scalar(0));
+  steps->colRange(2, 4).setTo(cv::Scalar(1000));
+
+  EXPECT_TRUE(Run({{"steps", steps}}, {800, 800}));
+
+  // 600 rows of 800 columns, of which 300 to 499 lie between the middles of the two columns.
+  cv::Mat expected(800, 800, CV_16UC1, cv::Scalar(114));
+  cv::Mat inner = expected(cv::Rect(0, 100, 800, 600));
+  inner.setTo(cv::Scalar(0));
+  for (int x = 300; x < 800; ++x) inner.col(x).setTo(cv::Scalar(std::min(1000, 5 * x - 1497)));
+  const cv::Mat& square = detector.crop_images_.at("steps");
+  ASSERT_EQ(square.size(), expected.size());
+  EXPECT_LE(cv::norm(square, expected, cv::NORM_INF), 1.0);  // halves round either way
+}
+
+TEST_F(PreProcess, RefusedImageThatIsSmallIsScaledLikeCvResizeToTheBit) {
+  const auto image = std::make_shared<cv::Mat>(300, 400, CV_32FC2);
+  cv::RNG random(11);
+  random.fill(*image, cv::RNG::UNIFORM, 0.0, 1.0);
+
+  EXPECT_TRUE(Run({{"points", image}}, {256, 256}));
+
+  cv::Mat expected;
+  cv::resize(*image, expected, {256, 192}, 0, 0, cv::INTER_LINEAR);
+  EXPECT_TRUE(SameImage(detector.crop_images_.at("points").rowRange(32, 224).clone(), expected));
+}
+
+TEST_F(PreProcess, TypeThatOpenCvCannotScaleIsLeftToIt) {
+  const auto image = std::make_shared<cv::Mat>(4, 4, CV_32SC3, cv::Scalar::all(0));
+
+  EXPECT_THROW(Run({{"small", image}}), cv::Exception);
+  EXPECT_THROW(Run({{"large", image}}, {800, 800}), cv::Exception);
+}
+
+TEST_F(PreProcess, ImageOfThreeDimensionsIsLeftToOpenCv) {
+  const int sizes[] = {9, 9, 9};
+  const auto volume = std::make_shared<cv::Mat>(3, sizes, CV_8UC3, cv::Scalar::all(0));
+
+  EXPECT_THROW(Run(ColorOnly(volume)), cv::Exception);
+  EXPECT_THROW(Run(ColorOnly(volume), {800, 800}), cv::Exception);
+
+  ExpectUntouchedFrom(0);
 }
 
 TEST_F(PreProcess, BufferOfExactlyTheRightSizeIsFilled) {

@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <functional>
+#include <opencv2/imgproc.hpp>
 #include <thread>
 #include <vector>
 
@@ -14,6 +16,7 @@
 namespace faults {
 namespace {
 
+using nuvik::perception::dirty_seg_detector::AIBuff;
 using nuvik::perception::dirty_seg_detector::DirtySegDetector;
 
 class Threads : public testing::Test {
@@ -42,18 +45,23 @@ class Threads : public testing::Test {
   fuzz::MemoryFile file_{kTwoPatches};
 };
 
-TEST_F(Threads, TwoDetectorsRaceForTheFirstLineAndGoOnSideBySide) {
-  std::atomic<int> faults{0};
+// Two threads that begin the work at once.
+void InTwoThreads(const std::function<void()>& work) {
   std::atomic<int> waiting{2};
   std::vector<std::thread> threads;
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&] {
       --waiting;
       while (waiting > 0) std::this_thread::yield();
-      Work(5, faults);
+      work();
     });
   }
   for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(Threads, TwoDetectorsRaceForTheFirstLineAndGoOnSideBySide) {
+  std::atomic<int> faults{0};
+  InTwoThreads([&] { Work(5, faults); });
   EXPECT_EQ(faults, 0);
 }
 
@@ -63,6 +71,131 @@ TEST_F(Threads, TheDetectorStartsNone) {
   Work(3, faults);
   EXPECT_EQ(faults, 0);
   EXPECT_EQ(nuvik::test::ThreadCount(), before);
+}
+
+// Another thread in a loop of OpenCV's. It leaves as soon as memory for a matrix is asked for,
+// which a function of OpenCV does before a loop of its own: OpenCV's flag against nested loops is
+// one for all threads, and says something else then than a moment ago.
+class LoopElsewhere : public cv::MatAllocator {
+ public:
+  LoopElsewhere() {
+    while (!is_inside_) std::this_thread::yield();
+    cv::Mat::setDefaultAllocator(this);
+  }
+  ~LoopElsewhere() override {
+    cv::Mat::setDefaultAllocator(cv::Mat::getStdAllocator());
+    Leave();
+    thread_.join();
+  }
+  LoopElsewhere(const LoopElsewhere&) = delete;
+  LoopElsewhere& operator=(const LoopElsewhere&) = delete;
+
+  cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step,
+                         cv::AccessFlag access, cv::UMatUsageFlags usage) const override {
+    Leave();
+    return cv::Mat::getStdAllocator()->allocate(dims, sizes, type, data, step, access, usage);
+  }
+  bool allocate(cv::UMatData* data, cv::AccessFlag access,
+                cv::UMatUsageFlags usage) const override {
+    return cv::Mat::getStdAllocator()->allocate(data, access, usage);
+  }
+  void deallocate(cv::UMatData* data) const override {
+    cv::Mat::getStdAllocator()->deallocate(data);
+  }
+
+ private:
+  void Leave() const {
+    may_leave_ = true;
+    while (!has_left_) std::this_thread::yield();
+  }
+
+  std::atomic<bool> is_inside_{false};
+  mutable std::atomic<bool> may_leave_{false};
+  std::atomic<bool> has_left_{false};
+  std::thread thread_{[this] {
+    cv::parallel_for_(cv::Range(0, 1), [this](const cv::Range& /*step*/) {
+      is_inside_ = true;
+      while (!may_leave_) std::this_thread::yield();
+    });
+    has_left_ = true;
+  }};
+};
+
+// OpenCV's pool stays until the process ends: a worker that a single call had made would be left.
+class ScalingStartsNone : public Threads {
+ protected:
+  template <typename Stage>
+  static void ExpectOf(const Stage& stage) {
+    const std::size_t before = nuvik::test::ThreadCount();
+    {
+      const LoopElsewhere loop;
+      DirtySegDetector detector;
+      stage(detector);
+    }
+    EXPECT_TRUE(nuvik::test::ThreadCountBecomes(before));
+  }
+
+  // Becomes 640 x 360 pixels, four times what OpenCV scales on one thread.
+  static constexpr int kSide = 640;
+  static ImageMap Picture(int type) {
+    return {{"color", std::make_shared<cv::Mat>(36, 64, type, cv::Scalar::all(9))}};
+  }
+  static AIBuff Input(std::size_t side) {
+    AIBuff input;
+    input.data->resize(sizeof(float) * 3 * side * side);
+    return input;
+  }
+};
+
+TEST_F(ScalingStartsNone, OfWholePictures) {
+  for (const int type : {CV_8UC3, CV_8UC1, CV_16UC3}) {
+    const ImageMap picture = Picture(type);
+    ExpectOf([&](DirtySegDetector& detector) {
+      AIBuff input = Input(kSide);
+      EXPECT_TRUE(detector.PreProcess(picture, input, {kSide, kSide}));
+    });
+  }
+}
+
+TEST_F(ScalingStartsNone, OfPatches) {
+  for (const int type : {CV_8UC3, CV_8UC1, CV_16UC3}) {
+    const ImageMap picture = Picture(type);
+    ExpectOf([&](DirtySegDetector& detector) {
+      AIBuff input = Input(kSide);
+      detector.patches_ = {{0, 0, 36, 36}};
+      EXPECT_TRUE(detector.PreProcessFromSingleImageCrop(picture, input, {kSide, kSide}));
+    });
+  }
+}
+
+TEST_F(ScalingStartsNone, OfCandidates) {
+  const cv::Mat crop(1080, 1920, CV_8UC3, cv::Scalar::all(9));
+  ExpectOf([&](DirtySegDetector& detector) {
+    AIBuff input = Input(224);
+    EXPECT_TRUE(detector.PreProcessFece(crop, input));
+  });
+}
+
+TEST_F(ScalingStartsNone, InTwoDetectorsAtOnce) {
+  const std::size_t before = nuvik::test::ThreadCount();
+  const ImageMap picture = Picture(CV_8UC3);
+  InTwoThreads([&] {
+    DirtySegDetector detector;
+    AIBuff input = Input(kSide);
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_TRUE(detector.PreProcess(picture, input, {kSide, kSide}));
+    }
+  });
+  EXPECT_TRUE(nuvik::test::ThreadCountBecomes(before));
+}
+
+// What the tests above would see.
+TEST_F(ScalingStartsNone, ButOpenCvItselfWould) {
+  if (cv::getNumThreads() < 2) GTEST_SKIP() << "OpenCV would not use a second thread here";
+  const std::size_t before = nuvik::test::ThreadCount();
+  cv::Mat scaled;
+  cv::resize(*Picture(CV_8UC3).at("color"), scaled, {kSide, 360});
+  EXPECT_GT(nuvik::test::ThreadCount(), before);
 }
 
 }  // namespace
