@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <functional>
 #include <opencv2/imgproc.hpp>
 #include <thread>
 #include <vector>
@@ -45,23 +44,18 @@ class Threads : public testing::Test {
   fuzz::MemoryFile file_{kTwoPatches};
 };
 
-// Two threads that begin the work at once.
-void InTwoThreads(const std::function<void()>& work) {
+TEST_F(Threads, TwoDetectorsRaceForTheFirstLineAndGoOnSideBySide) {
+  std::atomic<int> faults{0};
   std::atomic<int> waiting{2};
   std::vector<std::thread> threads;
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&] {
       --waiting;
       while (waiting > 0) std::this_thread::yield();
-      work();
+      Work(5, faults);
     });
   }
   for (std::thread& thread : threads) thread.join();
-}
-
-TEST_F(Threads, TwoDetectorsRaceForTheFirstLineAndGoOnSideBySide) {
-  std::atomic<int> faults{0};
-  InTwoThreads([&] { Work(5, faults); });
   EXPECT_EQ(faults, 0);
 }
 
@@ -122,6 +116,7 @@ class LoopElsewhere : public cv::MatAllocator {
 };
 
 // OpenCV's pool stays until the process ends: a worker that a single call had made would be left.
+// The other thread stands for a second detector, or for whatever a host does with OpenCV.
 class ScalingStartsNone : public Threads {
  protected:
   template <typename Stage>
@@ -174,19 +169,6 @@ TEST_F(ScalingStartsNone, OfCandidates) {
     AIBuff input = Input(224);
     EXPECT_TRUE(detector.PreProcessFece(crop, input));
   });
-}
-
-TEST_F(ScalingStartsNone, InTwoDetectorsAtOnce) {
-  const std::size_t before = nuvik::test::ThreadCount();
-  const ImageMap picture = Picture(CV_8UC3);
-  InTwoThreads([&] {
-    DirtySegDetector detector;
-    AIBuff input = Input(kSide);
-    for (int i = 0; i < 100; ++i) {
-      EXPECT_TRUE(detector.PreProcess(picture, input, {kSide, kSide}));
-    }
-  });
-  EXPECT_TRUE(nuvik::test::ThreadCountBecomes(before));
 }
 
 // What the tests above would see.
