@@ -1,5 +1,9 @@
 // Records that cross the interfaces: their types, declaration orders, defaults and lifetimes.
+#include <yaml-cpp/yaml.h>
+
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <opencv2/core.hpp>
 #include <string>
@@ -34,6 +38,31 @@ bool AreInOrder(const A& a, const B& b, const Rest&... rest) {
 
 template <typename A, typename B>
 constexpr bool kSame = std::is_same_v<A, B>;
+
+// Slot of a virtual function in its class's table, from 0. A pointer to such a member is the
+// table's offset with a mark: one more on most processors, the lowest bit of the second word on
+// Arm.
+template <typename Function>
+std::ptrdiff_t SlotOf(Function function) {
+  std::ptrdiff_t words[2];
+  static_assert(sizeof(words) == sizeof(function));
+  std::memcpy(words, &function, sizeof(words));
+#if defined(__aarch64__) || defined(__arm__)
+  EXPECT_EQ(words[1] & 1, 1) << "not virtual";
+  const std::ptrdiff_t offset = words[0];
+#else
+  EXPECT_EQ(words[0] & 1, 1) << "not virtual";
+  const std::ptrdiff_t offset = words[0] - 1;
+#endif
+  return offset / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+// A class whose one new virtual function comes behind all of Base's.
+template <typename Base>
+struct OneMore : Base {
+  using Base::Base;
+  virtual void Next() {}
+};
 
 // --- Engine records ---
 
@@ -125,6 +154,38 @@ TEST(DataBase, IsAPolymorphicBase) {
   const Renamed renamed;
   const utils::DataBase& base = renamed;
   EXPECT_EQ(base.name(), "other");
+}
+
+// The destructor takes two slots, one to destroy and one to destroy and free.
+TEST(DataBase, VirtualFunctionsAreTheDestructorThenTheName) {
+  EXPECT_EQ(SlotOf(&utils::DataBase::name), 2);
+  EXPECT_EQ(SlotOf(&OneMore<utils::DataBase>::Next), 3);
+}
+
+TEST(DataBase, IsMadeFromANameAlone) {
+  EXPECT_TRUE((std::is_constructible_v<utils::DataBase, const std::string&>));
+  EXPECT_FALSE((std::is_convertible_v<std::string, utils::DataBase>));
+  EXPECT_FALSE(std::is_default_constructible_v<utils::DataBase>);
+  EXPECT_FALSE((std::is_constructible_v<utils::DataBase, std::string, std::int64_t>));
+}
+
+TEST(EngineRecords, AreMadeFromNothing) {
+  EXPECT_TRUE(std::is_default_constructible_v<AIBuff>);
+  EXPECT_TRUE(std::is_default_constructible_v<AIEngineConfig>);
+  EXPECT_TRUE(std::is_default_constructible_v<AIEngine>);
+  EXPECT_TRUE(std::is_default_constructible_v<Object>);
+  EXPECT_FALSE((std::is_constructible_v<AIBuff, std::shared_ptr<std::vector<std::uint8_t>>>));
+  EXPECT_FALSE((std::is_constructible_v<AIEngineConfig, std::string>));
+  EXPECT_FALSE((std::is_constructible_v<AIEngine, AIEngineConfig>));
+  EXPECT_FALSE((std::is_constructible_v<Object, float>));
+}
+
+TEST(EngineRecords, PostProcessorIsMadeFromAllItReads) {
+  using P = Yolov8Postprocess;
+  using Sizes = std::vector<cv::Size>;
+  EXPECT_TRUE((std::is_constructible_v<P, const YAML::Node&, const AIEngineConfig&, const Sizes&>));
+  EXPECT_FALSE((std::is_constructible_v<P, const YAML::Node&, const AIEngineConfig&>));
+  EXPECT_FALSE(std::is_default_constructible_v<P>);
 }
 
 // --- Configuration ---
@@ -330,6 +391,22 @@ TEST_F(IntermediateRecord, FieldsStandInTheDeclaredOrder) {
   EXPECT_TRUE((kSame<decltype(r.named_mats), std::map<std::string, cv::Mat>>));
 }
 
+TEST_F(IntermediateRecord, IsMadeFromNothing) {
+  using R = DirtySegDetectorResData;
+  EXPECT_TRUE(std::is_default_constructible_v<R>);
+  EXPECT_FALSE((std::is_constructible_v<R, std::string>));
+  EXPECT_FALSE((std::is_constructible_v<R, const char*>));
+  EXPECT_FALSE((std::is_constructible_v<R, utils::DataBase>));
+  EXPECT_FALSE((std::is_constructible_v<R, std::map<std::string, int>>));
+}
+
+TEST_F(IntermediateRecord, HasTheVirtualFunctionsOfItsBaseAlone) {
+  using R = DirtySegDetectorResData;
+  EXPECT_TRUE((kSame<decltype(&R::name), const std::string& (utils::DataBase::*)() const>));
+  EXPECT_EQ(SlotOf(&R::name), 2);
+  EXPECT_EQ(SlotOf(&OneMore<R>::Next), 3);
+}
+
 TEST_F(IntermediateRecord, DestroyingItLeavesTheCallersImages) {
   const std::shared_ptr<cv::Mat> image = ColorImage(2, 2, {1, 2, 3});
   auto record = std::make_shared<DirtySegDetectorResData>();
@@ -388,6 +465,15 @@ TEST(ResultRecord, FreshOneIsOkAndEmpty) {
   EXPECT_TRUE(record->labels.empty());
   EXPECT_TRUE(record->mask_pixel_counts.empty());
   EXPECT_TRUE(record->label_masks.empty());
+}
+
+TEST(ResultRecord, IsMadeFromNothing) {
+  using R = DirtyStatusResultData;
+  EXPECT_TRUE(std::is_default_constructible_v<R>);
+  EXPECT_FALSE((std::is_constructible_v<R, bool>));
+  EXPECT_FALSE((std::is_constructible_v<R, bool, std::string>));
+  EXPECT_FALSE((std::is_constructible_v<R, std::string>));
+  EXPECT_TRUE(std::is_aggregate_v<R>) << "it has constructors or a base class";
 }
 
 TEST(ResultRecord, FieldsStandInTheDeclaredOrder) {
