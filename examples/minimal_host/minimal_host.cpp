@@ -1,16 +1,18 @@
 // The smallest complete host: frames in, one line a detection out, the detector's log in the
 // systemd journal.
 //   minimal_host SEG.onnx CONFIG.yaml SOURCE [FECE.onnx CLASS...]
-// SOURCE is a camera (/dev/video0), a picture or a video. Detections of the classes named are
-// re-checked with the classifier FECE.onnx.
+// SOURCE is a camera (/dev/video0), a picture or a video, of any size. Detections of the classes
+// named are re-checked with the classifier FECE.onnx. Boxes are in the source's pixels.
 #include <dirty_seg_detector/dirty_seg_detector.h>
 #include <engine/network_reader.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 #include <stdexcept>
 #include <string>
@@ -82,11 +84,23 @@ class Source {
   cv::VideoCapture video_;
 };
 
-void Tell(const DirtyStatusResultData& result) {
+// Results are in a frame of 1920 x 1080, whatever comes in: one factor for both sides, grey to the
+// right and below. A picture of that size is taken as it is.
+std::shared_ptr<cv::Mat> FitToFrame(const std::shared_ptr<cv::Mat>& picture, double& factor) {
+  factor = std::min(1920.0 / picture->cols, 1080.0 / picture->rows);
+  if (picture->size() == cv::Size(1920, 1080)) return picture;
+  const auto frame = std::make_shared<cv::Mat>();
+  cv::resize(*picture, *frame, {}, factor, factor);
+  cv::copyMakeBorder(*frame, *frame, 0, 1080 - frame->rows, 0, 1920 - frame->cols,
+                     cv::BORDER_CONSTANT, cv::Scalar::all(114));
+  return frame;
+}
+
+void Tell(const DirtyStatusResultData& result, double factor) {
   for (std::size_t i = 0; i < result.labels.size(); ++i) {
     const std::vector<float>& box = result.bboxes[i];
     std::printf("label %d score %.2f box %.0f %.0f %.0f %.0f\n", result.labels[i], result.scores[i],
-                box[0], box[1], box[2], box[3]);
+                box[0] / factor, box[1] / factor, box[2] / factor, box[3] / factor);
   }
   std::fflush(stdout);
 }
@@ -97,9 +111,10 @@ int Run(int argc, char** argv) {
   Source source(argv[3]);
   int frames = 0;
   for (auto frame = source.Next(); !frame->empty(); frame = source.Next(), ++frames) {
+    double factor = 1.0;
     std::shared_ptr<DirtyStatusResultData> result;
-    if (!detector.DoInference({{"color", frame}}, result)) return 1;
-    Tell(*result);
+    if (!detector.DoInference({{"color", FitToFrame(frame, factor)}}, result)) return 1;
+    Tell(*result, factor);
   }
   // A file ends; a camera that gives no more frames is out of order.
   if (frames > 0 && !source.is_camera()) return 0;

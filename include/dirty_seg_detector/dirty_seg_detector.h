@@ -23,12 +23,21 @@ using dirty_seg_detector_data::DirtySegDetectorResData;
 using dirty_seg_detector_data::DirtyStatusResultData;
 using model::Yolov8Postprocess;
 
-/// The images of one frame by stream name. "color" is CV_8UC3 in B, G, R order, nominally
-/// 1920 x 1080; rows may be padded. The pixels are shared, never written.
+/// The images of one frame by stream name. "color" is CV_8UC3 in B, G, R order, 1920 x 1080; rows
+/// may be padded. The pixels are shared, never written.
 using ImageMap = std::map<std::string, std::shared_ptr<cv::Mat>>;
 
 /// Detector of dirty regions: patches of the colour image through a segmentation network, candidate
 /// boxes through a classifier, everything back into the 1920 x 1080 frame.
+///
+/// A picture of another size is taken, and then some results are wrong without a word: patches are
+/// cut at the picture's edges, while boxes and masks are decoded for patches cut at the frame's.
+/// - A patch inside both is right. What no such patch shows is not searched.
+/// - A patch over an edge of one of them has its boxes and masks shifted and scaled.
+/// - A patch outside one of them takes a batch slot on one side alone: every later list of objects
+///   is placed with the rectangle of another patch.
+/// Scale such a picture by one factor so that it fits into 1920 x 1080, pad it with grey 114 at the
+/// right and lower edge, and divide the boxes by the factor (examples/host.cpp).
 ///
 /// Call `Init` once; after it returned true, `DoInference` for each frame. The other operations are
 /// its stages. One object is used by one thread at a time; separate objects are independent. The
