@@ -97,8 +97,9 @@ class NUVIK_EXPORT DirtySegDetector {
 
   /// Writes `crop` (CV_8UC3, stretched to 224 x 224) as the classifier's input, [1, 3, 224, 224],
   /// red, green, blue, normalised by mean and standard deviation.
-  /// Returns false, with `input` untouched, for an empty crop, a buffer under 602112 bytes or
-  /// another type.
+  /// Returns false, with `input` untouched, for an empty crop, a buffer without storage, another
+  /// type or a buffer under 602112 bytes, in this order. Throws cv::Exception for a type that
+  /// OpenCV cannot scale.
   bool PreProcessFece(const cv::Mat& crop, AIBuff& input);
 
   /// Returns a copy of `image` padded with grey 114 on both short sides by half the difference,

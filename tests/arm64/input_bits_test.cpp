@@ -86,8 +86,6 @@ TEST(SameBits, PatchTensor) {
   EXPECT_EQ(DigestOf(input), Hex{0x74d7e3efa06cf1b7U});
 }
 
-// OpenCV scales these two, with bilinear weights: Debian's builds for both processors do it in the
-// same whole numbers. One that calls another library for it may not.
 TEST(SameBits, WholeImageTensor) {
   DirtySegDetector detector;
   AIBuff input = InputOf(1, 320);
@@ -95,6 +93,8 @@ TEST(SameBits, WholeImageTensor) {
   EXPECT_EQ(DigestOf(input), Hex{0x8d8bab1773d2e0ccU});
 }
 
+// OpenCV scales this one, with bilinear weights: Debian's builds for both processors do it in the
+// same whole numbers. One that calls another library for it may not.
 TEST(SameBits, ClassifierTensor) {
   DirtySegDetector detector;
   AIBuff input = InputOf(1, 224);
