@@ -131,7 +131,7 @@ TEST_F(Detect, TellsTheNetworksOwnClass19FromConfirmedFaeces) {
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.errors,
               MatchesRegex("dirty_seg: warning: the segmentation network has a class 19 of its "
-                           "own, 'cow', and what the classifier confirms gets the label 19 too: "
+                           "own, 'cow'; what the classifier confirms gets the label 19 too. "
                            "'confirmed' in the results tells the two apart, and a confirmed one is "
                            "called 'faeces'\n"
                            "image 1/2 [^\n]* 1 cow, 1 faeces, [^\n]*\n"

@@ -67,6 +67,23 @@ TEST(CompareResults, PairsTheSameFrameManyTimesInOrder) {
   EXPECT_THAT(comparison.only_in_a, ElementsAre(&a.frames[2]));
 }
 
+// Both are of label 19: the network's own class there, confirmed faeces here.
+TEST(CompareResults, TakesANativeClass19AndConfirmedFaecesForDifferent) {
+  StoredFrame native = FrameWithDetection();
+  native.detections[0].label = 19;
+  native.confirmed = {false};
+  StoredFrame confirmed = native;
+  confirmed.confirmed = {true};
+  confirmed.candidates = {{0, "confirmed", 0.75}};
+  const Results a = MakeResults({native});
+  const Results b = MakeResults({confirmed});
+  const FrameDifference changed = CompareResults(a, b).frames.at(0).difference;
+  ASSERT_EQ(changed.verdict_changes.size(), 1U);
+  EXPECT_EQ(changed.verdict_changes[0].in_a, "native");
+  EXPECT_EQ(changed.verdict_changes[0].in_b, "confirmed");
+  EXPECT_THAT(CompareResults(a, a).frames.at(0).difference.verdict_changes, IsEmpty());
+}
+
 class Limits : public testing::Test {
  protected:
   // B has the box 1.5 pixels further right at a score of 0.75, and half of the mask.

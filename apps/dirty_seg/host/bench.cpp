@@ -204,6 +204,7 @@ Findings FindingsOf(const FrameOutcome& outcome) {
   for (const FeceCandidate& candidate : *outcome.fece_candidates) {
     findings.verdicts[candidate.detection] = VerdictText(candidate.verdict);
   }
+  TellNative(findings);
   return findings;
 }
 

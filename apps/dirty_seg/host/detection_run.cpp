@@ -13,10 +13,11 @@ namespace {
 
 void TellSharedLabel(const Labels& labels) {
   if (!labels.share_faeces_label()) return;
-  const std::string own = labels.Text({kFaecesLabel, false});
-  TellWarning("the segmentation network has a class 19 of its own, '" + own +
-              "', and what the classifier confirms gets the label 19 too: 'confirmed' in the "
-              "results tells the two apart, and a confirmed one is called '" +
+  const std::string* name = labels.FindName(kFaecesLabel);
+  const std::string own = name == nullptr ? "" : ", '" + *name + "'";
+  TellWarning("the segmentation network has a class 19 of its own" + own +
+              "; what the classifier confirms gets the label 19 too. 'confirmed' in the results "
+              "tells the two apart, and a confirmed one is called '" +
               labels.Text({kFaecesLabel, true}) + "'");
 }
 

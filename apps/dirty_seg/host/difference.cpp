@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "host/labels.h"
 #include "host/text_table.h"
 
 namespace dirty_seg {
@@ -49,6 +50,12 @@ std::string Line(std::string name, const std::string& value) {
 
 std::size_t FrameDifference::Unmatched() const {
   return matching.class_changes.size() + matching.only_in_a.size() + matching.only_in_b.size();
+}
+
+void TellNative(Findings& findings) {
+  for (std::size_t i = 0; i < findings.detections.size(); ++i) {
+    if (findings.detections[i].label == kFaecesLabel) findings.verdicts.emplace(i, "native");
+  }
 }
 
 FrameDifference CompareFindings(const Findings& a, const Findings& b) {

@@ -46,6 +46,11 @@ struct FrameDifference {
   std::size_t Unmatched() const;
 };
 
+/// Of findings whose verdicts are all told: one of label 19 without a verdict is the network's own
+/// class 19, and gets the verdict "native", so that it does not count as the same as a confirmed
+/// one.
+void TellNative(Findings& findings);
+
 FrameDifference CompareFindings(const Findings& a, const Findings& b);
 
 /// Of values of one kind.

@@ -62,6 +62,7 @@ Findings FindingsOf(const Results& results, const StoredFrame& frame) {
   for (const StoredCandidate& candidate : frame.candidates) {
     findings.verdicts[candidate.detection] = candidate.verdict;
   }
+  if (!frame.confirmed.empty()) TellNative(findings);
   return findings;
 }
 
