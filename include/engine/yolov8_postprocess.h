@@ -81,7 +81,8 @@ class NUVIK_EXPORT Yolov8Postprocess {
   /// patch took, in slot order. Returns a `PostProcessStatus`; unless it is `kPostProcessOk`,
   /// `objects` is empty and one line on standard error says why. A class score that is not finite
   /// counts as none; a candidate whose box or mask coefficients are not finite is dropped;
-  /// prototypes that are not finite give no mask pixel.
+  /// prototypes that are not finite give no mask pixel. The 1st, 10th, 100th ... frame with such
+  /// numbers is told in a line on standard error; `TakeNonFiniteCounts` gives each frame's count.
   int PostProcess(std::map<std::string, alg::common::AIBuff>& outputs,
                   std::vector<std::vector<Object>>& objects);
 

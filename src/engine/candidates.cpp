@@ -28,22 +28,28 @@ bool AreAtMost(const float* numbers, int count, float limit) {
 }
 
 // A bit for each anchor.
-using Marks = std::vector<std::uint64_t>;
+struct Marks {
+  std::vector<std::uint64_t> words;
+  bool are_scores_finite = true;
+};
 constexpr int kMarksInWord = 64;
 
 // Marks the anchors with a score greater than `threshold`. Reads each class plane once, from its
 // first score to its last, and looks closer only in runs where there is such a score.
 Marks MarkAnchors(const Predictions& predictions, float threshold) {
   constexpr int kRun = 8 * kMarksInWord;
-  Marks marks(static_cast<std::size_t>((predictions.anchors + kMarksInWord - 1) / kMarksInWord));
+  Marks marks;
+  marks.words.resize(
+      static_cast<std::size_t>((predictions.anchors + kMarksInWord - 1) / kMarksInWord));
   for (int c = 0; c < predictions.classes; ++c) {
     for (int first = 0; first < predictions.anchors; first += kRun) {
       const float* scores = &predictions.at(kFirstScore + c, first);
       const int count = std::min(kRun, predictions.anchors - first);
       if (AreAtMost(scores, count, threshold)) continue;
       for (int i = 0; i < count; ++i) {
-        marks[static_cast<std::size_t>((first + i) / kMarksInWord)] |=
+        marks.words[static_cast<std::size_t>((first + i) / kMarksInWord)] |=
             static_cast<std::uint64_t>(scores[i] > threshold) << (i % kMarksInWord);
+        marks.are_scores_finite = marks.are_scores_finite && std::isfinite(scores[i]);
       }
     }
   }
@@ -58,15 +64,18 @@ bool AreCoefficientsFinite(const Predictions& predictions, int anchor) {
   return true;
 }
 
-// Sets label and score to the best finite ones.
-void SetClass(const Predictions& predictions, Candidate& candidate) {
+// Sets label and score to the best finite ones. Returns whether all are finite.
+bool SetClass(const Predictions& predictions, Candidate& candidate) {
+  bool are_finite = true;
   candidate.score = -std::numeric_limits<float>::infinity();
   for (int c = 0; c < predictions.classes; ++c) {
     const float score = predictions.at(kFirstScore + c, candidate.anchor);
+    are_finite = are_finite && std::isfinite(score);
     if (!std::isfinite(score) || !(score > candidate.score)) continue;
     candidate.score = score;
     candidate.label = c;
   }
+  return are_finite;
 }
 
 void SetBox(const Predictions& predictions, Candidate& candidate) {
@@ -99,39 +108,43 @@ bool Overlaps(const Candidate& a, const Candidate& b, float iou_threshold) {
   return intersection > iou_threshold * (Area(a) + Area(b) - intersection);
 }
 
-// Appends the anchor's best detection, unless one of its numbers forbids it.
-void AddIfSound(const Predictions& predictions, int anchor, float threshold,
+// Appends the anchor's best detection, unless one of its numbers forbids it. Returns whether all
+// that were looked at are finite.
+bool AddIfSound(const Predictions& predictions, int anchor, float threshold,
                 std::vector<Candidate>& candidates) {
   Candidate candidate{};
   candidate.anchor = anchor;
-  SetClass(predictions, candidate);
+  const bool are_scores_finite = SetClass(predictions, candidate);
+  if (!(candidate.score > threshold)) return are_scores_finite;
   SetBox(predictions, candidate);
-  if (candidate.score > threshold && IsBoxFinite(candidate) &&
-      AreCoefficientsFinite(predictions, anchor)) {
-    candidates.push_back(candidate);
-  }
+  if (!IsBoxFinite(candidate) || !AreCoefficientsFinite(predictions, anchor)) return false;
+  candidates.push_back(candidate);
+  return are_scores_finite;
 }
 
 }  // namespace
 
-void FindCandidates(const Predictions& predictions, float threshold,
+bool FindCandidates(const Predictions& predictions, float threshold,
                     std::vector<Candidate>& candidates) {
+  bool are_finite = true;
   if (predictions.anchor_step != 1) {
     for (int anchor = 0; anchor < predictions.anchors; ++anchor) {
       const float* scores = &predictions.at(kFirstScore, anchor);
-      if (!AreAtMost(scores, predictions.classes, threshold)) {
-        AddIfSound(predictions, anchor, threshold, candidates);
-      }
+      if (AreAtMost(scores, predictions.classes, threshold)) continue;
+      are_finite &= AddIfSound(predictions, anchor, threshold, candidates);
     }
-    return;
+    return are_finite;
   }
   const Marks marks = MarkAnchors(predictions, threshold);
-  for (std::size_t word = 0; word < marks.size(); ++word) {
+  are_finite = marks.are_scores_finite;
+  for (std::size_t word = 0; word < marks.words.size(); ++word) {
     int anchor = static_cast<int>(word) * kMarksInWord;
-    for (std::uint64_t rest = marks[word]; rest != 0; rest >>= 1, ++anchor) {
-      if ((rest & 1) != 0) AddIfSound(predictions, anchor, threshold, candidates);
+    for (std::uint64_t rest = marks.words[word]; rest != 0; rest >>= 1, ++anchor) {
+      if ((rest & 1) == 0) continue;
+      are_finite &= AddIfSound(predictions, anchor, threshold, candidates);
     }
   }
+  return are_finite;
 }
 
 void Suppress(float iou_threshold, bool class_agnostic, std::size_t limit,

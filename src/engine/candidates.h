@@ -35,8 +35,10 @@ struct Candidate {
 
 /// Appends the anchors whose best class score is greater than `threshold`, in anchor order. The
 /// lowest class wins a tie. A score that is not finite counts as none; an anchor whose box or
-/// coefficients are not finite is left out.
-void FindCandidates(const Predictions& predictions, float threshold,
+/// coefficients are not finite is left out. Returns whether all that it looked at is finite:
+/// the scores (one that is minus infinity may pass, as any low one), and the boxes and coefficients
+/// of anchors with a score above the threshold.
+bool FindCandidates(const Predictions& predictions, float threshold,
                     std::vector<Candidate>& candidates);
 
 /// Sorts by score, best first and equal scores in anchor order, and keeps at most `limit` of those

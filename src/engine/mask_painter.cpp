@@ -68,15 +68,17 @@ void AddScaled(const float* values, std::size_t step, const float* coefficients,
 }
 
 // Leaves logits whose differences do not overflow, and not-a-number, which no threshold is below,
-// for those that are not finite.
-void LimitLogits(int count, float* logits) {
+// for those that are not finite. Returns whether all were finite.
+bool LimitLogits(int count, float* logits) {
+  int finite = 0;
   for (int i = 0; i < count; ++i) {
     const float logit = logits[i];
     const float limited = std::min(std::max(logit, -kLogitLimit), kLogitLimit);
-    logits[i] = std::fabs(logit) <= std::numeric_limits<float>::max()
-                    ? limited
-                    : std::numeric_limits<float>::quiet_NaN();
+    const bool is_finite = std::fabs(logit) <= std::numeric_limits<float>::max();
+    logits[i] = is_finite ? limited : std::numeric_limits<float>::quiet_NaN();
+    finite += static_cast<int>(is_finite);
   }
+  return finite == count;
 }
 
 // Blends two stretched rows and thresholds.
@@ -149,7 +151,7 @@ void MaskPainter::ComputeLogits(const Prototypes& prototypes, const float* coeff
     for (; k < prototypes.coefficients; ++k, prototype += plane) {
       AddScaled<1>(prototype, plane, coefficients + k, cells.width, row);
     }
-    LimitLogits(cells.width, row);
+    are_logits_finite_ &= LimitLogits(cells.width, row);
   }
 }
 
@@ -175,6 +177,7 @@ const float* MaskPainter::StretchRow(int row, const PatchGeometry& geometry, con
 void MaskPainter::StartFrame() {
   masks_.resize(used_masks_);
   used_masks_ = 0;
+  are_logits_finite_ = true;
 }
 
 cv::Mat MaskPainter::TakeBlankMask(const cv::Size& size, const cv::Rect& box) {

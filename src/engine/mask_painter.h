@@ -65,6 +65,9 @@ class MaskPainter {
   cv::Mat Paint(const Prototypes& prototypes, const float* coefficients,
                 const PatchGeometry& geometry, const cv::Rect& box, float logit_threshold);
 
+  /// Whether every prototype cell that this frame's masks touch has a finite logit.
+  bool are_logits_finite() const { return are_logits_finite_; }
+
  private:
   void ComputeLogits(const Prototypes& prototypes, const float* coefficients,
                      const cv::Rect& cells);
@@ -86,6 +89,7 @@ class MaskPainter {
 
   std::vector<LentMask> masks_;
   std::size_t used_masks_ = 0;
+  bool are_logits_finite_ = true;
   std::vector<float> logits_;
   std::array<StretchedRow, 2> stretched_;
 };

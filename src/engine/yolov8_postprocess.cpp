@@ -11,6 +11,7 @@
 #include "engine/candidates.h"
 #include "engine/diagnostics.h"
 #include "engine/mask_painter.h"
+#include "engine/non_finite_report.h"
 #include "engine/postprocess_options.h"
 #include "engine/segmentation_head.h"
 #include "geometry/letterbox.h"
@@ -154,6 +155,33 @@ class TensorReader {
     return converted_.ptr<float>();
   }
 
+  // Whether every `step`-th number of the slot is finite.
+  bool AreSamplesFinite(std::size_t slot, std::size_t step, int count) const {
+    constexpr std::uint16_t kHalfExponent = 0x7c00;  // all ones in what is not finite
+    for (int i = 0; i < count; ++i) {
+      const std::uint8_t* number =
+          data_ + (slot * length_ + static_cast<std::size_t>(i) * step) * ElementBytes();
+      const bool is_finite =
+          is_half_
+              ? (*reinterpret_cast<const std::uint16_t*>(number) & kHalfExponent) != kHalfExponent
+              : std::isfinite(*reinterpret_cast<const float*>(number));
+      if (!is_finite) return false;
+    }
+    return true;
+  }
+
+  // Takes `counts` on by one entry, where the tensor has such numbers.
+  void CountNonFinite(std::vector<NonFiniteCount>& counts) {
+    std::size_t count = 0;
+    const std::size_t slots = bytes_ / (length_ * ElementBytes());
+    for (std::size_t slot = 0; slot < slots; ++slot) {
+      const float* numbers = Slot(slot);
+      count += static_cast<std::size_t>(std::count_if(
+          numbers, numbers + length_, [](float number) { return !std::isfinite(number); }));
+    }
+    if (count > 0) counts.push_back({name_, count, slots * length_});
+  }
+
  private:
   std::size_t ElementBytes() const { return is_half_ ? 2 : 4; }
 
@@ -190,10 +218,16 @@ class Yolov8Postprocess::Impl {
 
   int PostProcess(const BufferMap& outputs, std::vector<std::vector<Object>>& objects) {
     objects.clear();
+    SetNonFiniteCounts({});
     if (const int status = predictions_.Attach(outputs); status != kPostProcessOk) return status;
     if (const int status = prototypes_.Attach(outputs); status != kPostProcessOk) return status;
     objects.resize(slots_.size());
-    for (std::size_t slot = 0; slot < slots_.size(); ++slot) DecodeSlot(slot, objects[slot]);
+    bool are_finite = true;
+    for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
+      are_finite &= DecodeSlot(slot, objects[slot]);
+      are_finite &= AreSamplesFinite(slot);
+    }
+    if (!are_finite) TellNonFinite();
     return kPostProcessOk;
   }
 
@@ -209,11 +243,23 @@ class Yolov8Postprocess::Impl {
             head_.anchor_major ? channels : 1};
   }
 
-  void DecodeSlot(std::size_t slot, std::vector<Object>& objects) {
+  // One number of each channel and prototype: a network that breaks down does so in whole planes,
+  // and where no score is above the threshold nothing else reads most of them.
+  bool AreSamplesFinite(std::size_t slot) const {
+    const auto anchors = static_cast<std::size_t>(head_.anchors);
+    const std::size_t plane = Product(head_.proto_side, head_.proto_side);
+    return predictions_.AreSamplesFinite(slot, head_.anchor_major ? 1 : anchors,
+                                         head_.channels()) &&
+           prototypes_.AreSamplesFinite(slot, plane, head_.coefficients);
+  }
+
+  // Returns whether all that was looked at on the way is finite.
+  bool DecodeSlot(std::size_t slot, std::vector<Object>& objects) {
     const Predictions predictions = ReadPredictions(slot);
     const PatchGeometry& geometry = slots_[slot];
     candidates_.clear();
-    FindCandidates(predictions, options_.score_threshold, candidates_);
+    const bool are_predictions_finite =
+        FindCandidates(predictions, options_.score_threshold, candidates_);
     // What lies in the border around the patch is no detection and suppresses none.
     const auto is_outside = [&](const Candidate& candidate) {
       return Clip(candidate, geometry).IsEmpty();
@@ -224,7 +270,7 @@ class Yolov8Postprocess::Impl {
              static_cast<std::size_t>(options_.max_detections), candidates_);
     MaskPainter& painter = painters_[slot];
     painter.StartFrame();
-    if (candidates_.empty()) return;
+    if (candidates_.empty()) return are_predictions_finite;
 
     const MaskPainter::Prototypes prototypes{prototypes_.Slot(slot), head_.coefficients,
                                              head_.proto_side};
@@ -241,6 +287,18 @@ class Yolov8Postprocess::Impl {
           painter.Paint(prototypes, coefficients_.data(), geometry, box.WholePixels(), mask_logit_);
       objects.push_back(std::move(object));
     }
+    return are_predictions_finite && painter.are_logits_finite();
+  }
+
+  // Reads all numbers, which takes longer than to decode them: only for a frame where some were
+  // noticed. None may be found where finite ones have led beyond what a float holds.
+  void TellNonFinite() {
+    std::vector<NonFiniteCount> counts;
+    predictions_.CountNonFinite(counts);
+    prototypes_.CountNonFinite(counts);
+    if (counts.empty()) return;
+    non_finite_report_.Tell(counts);
+    SetNonFiniteCounts(counts);
   }
 
   PostprocessOptions options_;
@@ -253,6 +311,7 @@ class Yolov8Postprocess::Impl {
   std::vector<Candidate> candidates_;
   std::vector<float> coefficients_;
   std::vector<MaskPainter> painters_;  // one a slot: masks of one size
+  NonFiniteReport non_finite_report_;
 };
 
 Yolov8Postprocess::Yolov8Postprocess(const YAML::Node& root, const AIEngineConfig& config,

@@ -1,0 +1,45 @@
+#include "engine/non_finite_report.h"
+
+#include <map>
+#include <utility>
+
+#include "engine/diagnostics.h"
+#include "engine/non_finite.h"
+
+namespace nuvik::model {
+namespace {
+
+// A detector, and so its post-processor, works on its caller's thread.
+std::map<std::string, std::int64_t>& LatestCounts() {
+  thread_local std::map<std::string, std::int64_t> counts;
+  return counts;
+}
+
+}  // namespace
+
+std::map<std::string, std::int64_t> TakeNonFiniteCounts() {
+  return std::exchange(LatestCounts(), {});
+}
+
+void SetNonFiniteCounts(const std::vector<NonFiniteCount>& counts) {
+  LatestCounts().clear();
+  for (const NonFiniteCount& entry : counts) {
+    LatestCounts()[entry.output] = static_cast<std::int64_t>(entry.count);
+  }
+}
+
+void NonFiniteReport::Tell(const std::vector<NonFiniteCount>& counts) {
+  if (++frames_ != next_told_) return;
+  next_told_ *= 10;
+  std::string text;
+  for (const NonFiniteCount& entry : counts) {
+    text += (text.empty() ? "output '" : ", output '") + entry.output + "' has " +
+            std::to_string(entry.count) + " of " + std::to_string(entry.total) +
+            " numbers that are not finite";
+  }
+  PrintError(text + ": they are left out of the results, so dirt may be missed (frame " +
+             std::to_string(frames_) + " of this kind; told again at " +
+             std::to_string(next_told_) + ")");
+}
+
+}  // namespace nuvik::model
