@@ -50,5 +50,15 @@ TEST(Messages, TakeThePlaceOfTheStatusLine) {
             "half\r\033[Kmost\r\033[Kdirty_seg: error: bad\nall\r\033[K");
 }
 
+TEST(Messages, ShowWhatATerminalWouldActOn) {
+  EXPECT_EQ(Said([] {
+              Tell("a\nb");
+              TellPlainly("\033[31mred");
+              ShowStatusLine("\r");
+              ShowStatusLine("");
+            }),
+            "dirty_seg: a\\nb\n\\x1b[31mred\n\\x0d\r\033[K");
+}
+
 }  // namespace
 }  // namespace dirty_seg

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
 
 #include "support/paths.h"
+#include "support/pictures.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"
 
@@ -107,6 +110,60 @@ TEST(Usage, FailsWhereStandardOutputIsFull) {
                 EndsWith(" cannot be written to standard output: No space left on device\n"))
         << arguments[0];
   }
+}
+
+// ---- Names that a terminal would act on ---------------------------------------------------------
+
+// "\033c" clears the screen, and the line break begins a line that looks like our own.
+class Terminal : public testing::Test {
+ protected:
+  test::TemporaryFolder folder_;
+  const std::string name_ = folder_ / "\033c\ndirty_seg: all is well.png";
+  const std::string shown_ = folder_ / "\\x1bc\\ndirty_seg: all is well.png";
+};
+
+TEST_F(Terminal, IsSafeFromNamesInMessages) {
+  const std::string config =
+      folder_.Write("c.yaml", "patch: {enable: true, patches: [[0, 0, 64, 64]]}\n");
+  test::WritePicture(name_, test::Plain(test::kFrame, test::kRedPixel));
+  const ProgramResult found =
+      RunProgram({"detect", "--model", CommonNetwork("seg-b2-64"), "--config", config, "--output",
+                  folder_ / "out", name_, name_ + "\x9b"});
+  EXPECT_EQ(found.status, 1);
+  EXPECT_THAT(found.errors, HasSubstr("image 1/2 " + shown_ + ": 1920x1080 1 red, "));
+  EXPECT_THAT(found.errors, HasSubstr("dirty_seg: error: '" + shown_ + "\\x9b': cannot be opened"));
+  EXPECT_EQ(found.errors.find_first_of("\033\x9b"), std::string::npos);
+}
+
+TEST_F(Terminal, IsSafeFromNamesInResultsForPeople) {
+  folder_.MakeFolder("\033c\ndirty_seg: all is well.png");
+  const std::string config = name_ + "/c.yaml";
+  std::ofstream(config) << "patch: {enable: \"\\ec\"}\n";
+  const std::string checked = RunProgram({"check", config}).output;
+  EXPECT_THAT(checked, HasSubstr(shown_ + "/c.yaml:1: error: patch.enable is '"));
+  EXPECT_EQ(checked.find('\033'), std::string::npos);
+  EXPECT_EQ(Lines(checked).size(), 3U);
+
+  std::filesystem::copy(CommonNetwork("classifier-224"), name_ + "/f.onnx");
+  const std::string inspected = RunProgram({"inspect", name_ + "/f.onnx"}).output;
+  EXPECT_EQ(inspected.substr(0, inspected.find('\n')), shown_ + "/f.onnx");
+  EXPECT_THAT(RunProgram({"env"}, {"SPDLOG_LEVEL=\033c"}).output, HasSubstr("'\\x1bc' is none"));
+}
+
+TEST_F(Terminal, IsSafeFromNamesInComparisons) {
+  const std::string line =
+      R"({"schema_version":1,"source":"\u001bc\nred.png","frame":0,"image_size":[1080,1920],)"
+      R"("success":true,"message":"success","bboxes":[],"scores":[],"labels":[],)"
+      R"("mask_pixel_counts":[],"label_masks":{},"label_names":{},"timing_ms":{}})";
+  std::string other = line;
+  other.replace(other.find("red.png"), 7, "odd.png");
+  const std::string a = folder_.Write("a.jsonl", line + "\n");
+  const std::string b = folder_.Write("b.jsonl", line + "\n" + other + "\n");
+  const ProgramResult result = RunProgram({"compare", a, b});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("\n\\x1bc\\nred.png "));
+  EXPECT_THAT(result.output, HasSubstr("only in B  '\\x1bc\\nodd.png'\n"));
+  EXPECT_EQ(result.output.find('\033'), std::string::npos);
 }
 
 // ---- Help ---------------------------------------------------------------------------------------

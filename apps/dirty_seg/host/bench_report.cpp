@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/percentiles.h"
+#include "host/printable.h"
 #include "host/text_table.h"
 
 namespace dirty_seg {
@@ -125,7 +126,7 @@ ordered_json RatiosToJson(const BenchResult& result) {
 std::string BenchText(const BenchPlan& plan, const BenchResult& result) {
   std::string text;
   for (std::size_t i = 0; i < result.sides.size(); ++i) {
-    text += SideName(i) + "  " + SideText(result.sides[i]) + "\n";
+    text += SideName(i) + "  " + Printable(SideText(result.sides[i])) + "\n";
   }
   text += std::to_string(result.frames) + " frames, " + std::to_string(plan.rounds) +
           " rounds each after " + std::to_string(plan.warmup) + " of warm-up" +

@@ -7,6 +7,7 @@
 #include "geometry/letterbox.h"
 #include "host/nearest.h"
 #include "host/patch_fit.h"
+#include "host/printable.h"
 #include "host/size_text.h"
 
 namespace dirty_seg {
@@ -231,11 +232,12 @@ ConfigCheck CheckConfig(const std::string& path, int side) {
 std::string CheckText(const std::string& path, const ConfigCheck& check) {
   std::string text;
   for (const Finding& finding : check.findings) {
-    text += path + (finding.line == 0 ? "" : ":" + std::to_string(finding.line)) +
-            (finding.kind == Finding::Kind::kError ? ": error: " : ": warning: ") +
-            SentenceOf(finding) + "\n";
+    text += Printable(path + (finding.line == 0 ? "" : ":" + std::to_string(finding.line)) +
+                      (finding.kind == Finding::Kind::kError ? ": error: " : ": warning: ") +
+                      SentenceOf(finding)) +
+            "\n";
   }
-  text += path + ": " + Counted(check.Count(Finding::Kind::kError), "error") + ", " +
+  text += Printable(path) + ": " + Counted(check.Count(Finding::Kind::kError), "error") + ", " +
           Counted(check.Count(Finding::Kind::kWarning), "warning");
   if (!check.patches.empty()) {
     const std::size_t count = check.patches.size();

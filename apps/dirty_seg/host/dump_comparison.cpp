@@ -11,6 +11,7 @@
 
 #include "engine/ai_engine.h"
 #include "host/errors.h"
+#include "host/printable.h"
 #include "host/tensor_text.h"
 
 namespace dirty_seg {
@@ -141,7 +142,7 @@ std::string LargestText(const char* what, const std::optional<LargestDifference>
 std::string DifferenceText(const TensorDifference& tensor) {
   const std::string in_a = TensorText(tensor.a.type, tensor.a.shape);
   const std::string in_b = TensorText(tensor.b.type, tensor.b.shape);
-  std::string text = tensor.name + "  " + in_a + (in_a == in_b ? "" : " and " + in_b);
+  std::string text = Printable(tensor.name) + "  " + in_a + (in_a == in_b ? "" : " and " + in_b);
   if (!tensor.has_same_shape) return text + ": not comparable\n";
   if (tensor.is_equal_to_the_bit) return text + ": equal to the bit\n";
   if (tensor.differing == 0) return text + ": equal, not to the bit\n";
@@ -243,8 +244,8 @@ ordered_json ToJson(const DumpComparison& comparison) {
 std::string ComparisonText(const DumpComparison& comparison) {
   std::string text;
   for (const TensorDifference& tensor : comparison.tensors) text += DifferenceText(tensor);
-  for (const std::string& name : comparison.only_in_a) text += name + "  only in A\n";
-  for (const std::string& name : comparison.only_in_b) text += name + "  only in B\n";
+  for (const std::string& name : comparison.only_in_a) text += Printable(name) + "  only in A\n";
+  for (const std::string& name : comparison.only_in_b) text += Printable(name) + "  only in B\n";
   return text;
 }
 

@@ -14,6 +14,7 @@
 
 #include "engine/ai_engine.h"
 #include "host/nearest.h"
+#include "host/printable.h"
 
 namespace dirty_seg {
 namespace {
@@ -202,7 +203,7 @@ std::string EnvironmentText(const ordered_json& environment) {
     for (const auto& [key, entry] : entries.items()) {
       const ordered_json& value = entry.is_object() ? entry["meaning"] : entry;
       text += "  " + key + std::string(kWidth - std::min(kWidth - 1, key.size()), ' ') +
-              (value.is_string() ? value.get<std::string>() : value.dump()) + "\n";
+              (value.is_string() ? Printable(value.get<std::string>()) : value.dump()) + "\n";
     }
   }
   return text;

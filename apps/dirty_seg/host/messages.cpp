@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "host/printable.h"
+
 namespace dirty_seg {
 namespace {
 
@@ -15,7 +17,7 @@ void RemoveStatusLine() {
 
 void Write(const char* beginning, const char* kind, std::string_view text) {
   RemoveStatusLine();
-  std::fprintf(stderr, "%s%s%.*s\n", beginning, kind, static_cast<int>(text.size()), text.data());
+  std::fprintf(stderr, "%s%s%s\n", beginning, kind, Printable(text).c_str());
 }
 
 }  // namespace
@@ -37,7 +39,7 @@ void TellPlainly(std::string_view text) {
 void ShowStatusLine(std::string_view text) {
   RemoveStatusLine();
   if (is_quiet_now || text.empty()) return;
-  std::fprintf(stderr, "%.*s", static_cast<int>(text.size()), text.data());
+  std::fputs(Printable(text).c_str(), stderr);
   has_status_line = true;
 }
 

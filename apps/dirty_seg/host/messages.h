@@ -1,5 +1,5 @@
 // What the program says to a person: lines on standard error, and under them at most one line that
-// shows how far it is.
+// shows how far it is. All are printable (printable.h), whatever names are in them.
 #pragma once
 
 #include <string_view>

@@ -1,6 +1,5 @@
 #include "host/network_report.h"
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -10,6 +9,7 @@
 #include "host/error_capture.h"
 #include "host/errors.h"
 #include "host/networks.h"
+#include "host/printable.h"
 
 namespace dirty_seg {
 namespace {
@@ -75,11 +75,9 @@ std::string HeadText(const SegmentationHead& head) {
          " anchors, " + std::to_string(head.coefficients) + " prototypes";
 }
 
-void AddLine(const std::string& label, std::string text, std::string& lines) {
+void AddLine(const std::string& label, const std::string& text, std::string& lines) {
   if (text.empty()) return;
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < 0x20U; }, ' ');
-  lines += "  " + label + std::string(kLabelWidth - label.size(), ' ') + text + "\n";
+  lines += "  " + label + std::string(kLabelWidth - label.size(), ' ') + Printable(text) + "\n";
 }
 
 void AddTensors(const char* label, const std::vector<DeclaredTensor>& tensors, std::string& lines) {
@@ -170,7 +168,7 @@ NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int thr
 
 std::string ReportText(const NetworkReport& report) {
   const OnnxDescription& description = report.description;
-  std::string text = report.path + "\n";
+  std::string text = Printable(report.path) + "\n";
   if (!report.fault.empty() && description.inputs.empty()) {
     AddLine("unusable", report.fault, text);
     return text;

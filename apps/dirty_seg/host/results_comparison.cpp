@@ -6,6 +6,7 @@
 #include <map>
 #include <utility>
 
+#include "host/printable.h"
 #include "host/text_table.h"
 
 namespace dirty_seg {
@@ -135,7 +136,11 @@ std::string WorstText(const std::optional<Spread>& spread, int decimals) {
 // A file's name, its end where it is long, and the number of a frame that is not the first.
 std::string ShortName(const StoredFrame& frame) {
   std::string name = FileName(frame);
-  if (name.size() > kMostName) name = "..." + name.substr(name.size() - kMostName + 3);
+  if (name.size() > kMostName) {
+    std::size_t begin = name.size() - kMostName + 3;
+    while ((static_cast<unsigned char>(name[begin]) & 0xc0U) == 0x80U) ++begin;  // whole characters
+    name = "..." + name.substr(begin);
+  }
   return frame.frame == 0 ? name : name + " #" + std::to_string(frame.frame);
 }
 
@@ -155,7 +160,7 @@ std::vector<std::string> TableRow(const ComparedFrame& frame) {
 std::string UnpairedText(const Frames& frames, const char* side) {
   std::string text;
   for (const StoredFrame* frame : frames) {
-    text += std::string("only in ") + side + "  " + FrameText(*frame) + "\n";
+    text += std::string("only in ") + side + "  " + Printable(FrameText(*frame)) + "\n";
   }
   return text;
 }

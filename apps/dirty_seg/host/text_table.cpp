@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 
+#include "host/printable.h"
+
 namespace dirty_seg {
 namespace {
 
@@ -21,9 +23,10 @@ std::string Fixed(double value, int decimals) {
   return text.data();
 }
 
-std::string FormatTable(const std::vector<std::vector<std::string>>& rows) {
+std::string FormatTable(std::vector<std::vector<std::string>> rows) {
   std::vector<std::size_t> widths;
-  for (const auto& row : rows) {
+  for (auto& row : rows) {
+    for (std::string& cell : row) cell = Printable(cell);
     widths.resize(std::max(widths.size(), row.size()));
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
   }
