@@ -389,7 +389,11 @@ TEST_F(Detect, ShowsTheLogFromTheLevelThatIsAskedFor) {
   };
   EXPECT_THAT(log_at("debug"), HasSubstr("[DEBUG] "));
   EXPECT_THAT(log_at("info"), AllOf(HasSubstr("[INFO] "), Not(HasSubstr("[DEBUG] "))));
-  for (const char* level : {"warn", "error", "critical", "off"}) EXPECT_EQ(log_at(level), "");
+  for (const char* level : {"warning", "warn", "error", "err", "critical", "off"}) {
+    EXPECT_EQ(log_at(level), "") << level;
+  }
+  const ProgramResult shown = RunProgram(Command() + Arguments{"-v", red}, {"SPDLOG_LEVEL=warn"});
+  EXPECT_EQ(shown.errors, "");
 }
 
 TEST_F(Detect, SaysErrorsAloneWhenQuiet) {
@@ -427,27 +431,48 @@ TEST_F(Detect, KeepsStandardOutputPureUnderTheOtherVariables) {
   }
 }
 
-TEST_F(Detect, TellsAVariablesValueThatTheLibraryDoesNotKnow) {
+TEST_F(Detect, TellsAVariablesValueThatNobodyUnderstands) {
   const std::string red = Picture("red.png", test::kRedPixel);
-  const ProgramResult result = RunProgram(Command() + Arguments{red}, {"SPDLOG_LEVEL=warn"});
-  EXPECT_EQ(ParseLines(result.output).size(), 1U);
-  EXPECT_EQ(result.errors, "environment variable SPDLOG_LEVEL is invalid, and set default level\n");
+  const ProgramResult level = RunProgram(Command() + Arguments{red}, {"SPDLOG_LEVEL=loud"});
+  EXPECT_EQ(ParseLines(level.output).size(), 1U);
+  EXPECT_THAT(level.errors, StartsWith("dirty_seg: warning: SPDLOG_LEVEL is 'loud', none of "));
+  const ProgramResult journal = RunProgram(Command() + Arguments{red}, {"SPDLOG_SYSTEMD=on"});
+  EXPECT_EQ(journal.errors, "environment variable SPDLOG_SYSTEMD is invalid, and set false\n");
 }
 
-TEST_F(Detect, LeavesOutTheTimesThatTheUsersLevelHides) {
+// What a person wants to see is not what is written.
+TEST_F(Detect, WritesTheSameWhateverLevelIsShown) {
   const std::string red = Picture("red.png", test::kRedPixel);
-  const ProgramResult result = RunProgram(Command() + Arguments{red}, {"SPDLOG_LEVEL=error"});
-  EXPECT_THAT(KeysOf(ParseLines(result.output).at(0)["timing_ms"]),
-              ElementsAre("read", "total", "write"));
+  const Arguments command = Command() + Classifier(CommonNetwork("classifier-224"));
+  const auto written = [&](const Arguments& more, const std::vector<std::string>& variables) {
+    json row = ParseLines(RunProgram(command + more + Arguments{red}, variables).output).at(0);
+    EXPECT_THAT(KeysOf(row["timing_ms"]), ElementsAre("convert", "inference", "postprocess",
+                                                      "preprocess", "read", "total", "write"));
+    row.erase("timing_ms");
+    return row.dump();
+  };
+  const std::string usual = written({}, {});
+  EXPECT_THAT(usual, HasSubstr("\"fece_candidates\":[{"));
+  for (const char* level : {"debug", "warning", "warn", "error", "err", "critical", "off", "odd"}) {
+    const std::string variable = std::string("SPDLOG_LEVEL=") + level;
+    EXPECT_EQ(written({}, {variable}), usual) << level;
+    EXPECT_EQ(written({}, {variable, "SPDLOG_SYSTEMD=true"}), usual) << level;
+    if (level != std::string("odd")) {
+      EXPECT_EQ(written({"--log-level", level}, {}), usual) << level;
+    }
+  }
 }
 
-TEST_F(Detect, SaysThatTheUsersLevelHidesACause) {
+TEST_F(Detect, TellsACauseWhateverLevelIsShown) {
   const std::string red = Picture("red.png", test::kRedPixel);
-  const ProgramResult result = RunProgram(Command(HostNetwork("seg-fails-on-red")) + Arguments{red},
-                                          {"SPDLOG_LEVEL=critical"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(ParseLines(result.output).at(0)["message"],
-            "the detector failed; SPDLOG_LEVEL hides why");
+  for (const char* journal : {"SPDLOG_SYSTEMD=false", "SPDLOG_SYSTEMD=true"}) {
+    const ProgramResult result =
+        RunProgram(Command(HostNetwork("seg-fails-on-red")) + Arguments{red},
+                   {"SPDLOG_LEVEL=critical", journal});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(ParseLines(result.output).at(0)["message"],
+              "Dirty seg detection inference status is 5");
+  }
 }
 
 // ---- Refusals: exit status 2 --------------------------------------------------------------------
@@ -589,7 +614,8 @@ INSTANTIATE_TEST_SUITE_P(
                                   "--fece-area-threshold", "-4"},
               "--fece-area-threshold: -4 is not a number of pixels from 0"},
         Usage{"UnknownLevel", kEnough + Arguments{"--log-level", "loud"},
-              "--log-level: loud is none of trace, debug, info, warn, error, critical, off"},
+              "--log-level: loud is none of trace, debug, info, warning, warn, error, err, "
+              "critical, off"},
         Usage{"QuietAndVerbose", kEnough + Arguments{"-q", "-v"}, "--verbose excludes --quiet"},
         Usage{"SaveAndOutput", kEnough + Arguments{"--save", "--output", "out"},
               "--output excludes --save"},

@@ -41,12 +41,14 @@ TEST(Environment, TellsWhatThreadsAskedForGive) {
 }
 
 TEST(LogSetting, TellsDefaultsValuesAndSlips) {
-  EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", nullptr), "not set: info (least level)");
-  EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", "error"), "error (least level)");
+  EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", nullptr), "not set: info (least level shown)");
+  EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", "error"), "error (least level shown)");
   EXPECT_EQ(LogSettingText("SPDLOG_STDOUT", "false"), "false (lines on standard output)");
   EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", "warn"),
-            "'warn' is none of trace, debug, info, warning, error, critical, so info; did you mean "
-            "'warning'?");
+            "warn (least level shown; the library by itself takes info)");
+  EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", "wraning"),
+            "'wraning' is none of trace, debug, info, warning, error, critical, so info; did you "
+            "mean 'warning'?");
 }
 
 TEST(Environment, TellsTheLogSettings) {
@@ -57,7 +59,7 @@ TEST(Environment, TellsTheLogSettings) {
   EXPECT_TRUE(environment["log"]["SPDLOG_SYSTEMD"]["value"].is_null());
   const std::string text = EnvironmentText(environment);
   EXPECT_THAT(text, HasSubstr("\nlog\n"));
-  EXPECT_THAT(text, HasSubstr("  SPDLOG_LEVEL            debug (least level)\n"));
+  EXPECT_THAT(text, HasSubstr("  SPDLOG_LEVEL            debug (least level shown)\n"));
 }
 
 }  // namespace

@@ -19,20 +19,21 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char* kLine = "  1 [INFO] Total crops: 6";
-constexpr const char* kNotice =
-    "environment variable SPDLOG_LEVEL is invalid, and set default level";
+constexpr const char* kNotice = "environment variable SPDLOG_SYSTEMD is invalid, and set false";
 
 struct Written {
   std::string output;
   std::string errors;
 };
 
-// What `use` of a capture leaves on the real streams when the user set SPDLOG_STDOUT so.
+// What `use` of a capture leaves on the real streams when the user set SPDLOG_STDOUT and
+// SPDLOG_LEVEL so.
 Written RunCapture(const std::optional<std::string>& user_choice, const LogOptions& options,
-                   const std::function<void(LogCapture&)>& use) {
+                   const std::function<void(LogCapture&)>& use,
+                   const std::optional<std::string>& user_level = std::nullopt) {
   const ScopedVariable choice("SPDLOG_STDOUT", user_choice);
   const ScopedVariable journal("SPDLOG_SYSTEMD", std::nullopt);
-  const ScopedVariable level("SPDLOG_LEVEL", std::nullopt);
+  const ScopedVariable level("SPDLOG_LEVEL", user_level);
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   {
@@ -129,44 +130,85 @@ TEST(LogCapture, KeepsANoticeFromWhoWantsQuiet) {
   EXPECT_EQ(written.errors, "");
 }
 
-TEST(LogCapture, PutsALevelInThePlaceOfTheVariable) {
+TEST(LogCapture, HasTheLibraryLogWhatResultsAreMadeFrom) {
   struct Case {
     const char* word;
-    const char* for_the_library;   // times and causes are still needed
-    const char* with_the_journal;  // which gets the lines too
+    const char* for_the_library;
   };
-  for (const Case& one : {Case{"debug", "debug", "debug"}, Case{"warn", "info", "warning"},
-                          Case{"off", "info", "critical"}}) {
-    LogOptions options;
-    options.level = one.word;
-    for (const bool has_journal : {false, true}) {
-      const ScopedVariable level("SPDLOG_LEVEL", "error");
-      const ScopedVariable journal("SPDLOG_SYSTEMD", has_journal ? "true" : "false");
+  for (const Case& one : {Case{"trace", "trace"}, Case{"debug", "debug"}, Case{"info", "info"},
+                          Case{"warning", "info"}, Case{"err", "info"}, Case{"off", "info"}}) {
+    for (const char* const journal : {"false", "true"}) {  // which gets the lines too
+      const ScopedVariable journal_variable("SPDLOG_SYSTEMD", journal);
+      const ScopedVariable output("SPDLOG_STDOUT", std::nullopt);
+      {
+        const ScopedVariable level("SPDLOG_LEVEL", one.word);
+        const LogCapture log;
+        EXPECT_EQ(Variable("SPDLOG_LEVEL"), one.for_the_library) << one.word << " " << journal;
+      }
+      const ScopedVariable level("SPDLOG_LEVEL", "trace");  // in whose place the option stands
+      LogOptions options;
+      options.level = one.word;
       const LogCapture log(options);
-      EXPECT_EQ(Variable("SPDLOG_LEVEL"), has_journal ? one.with_the_journal : one.for_the_library)
-          << one.word;
+      EXPECT_EQ(Variable("SPDLOG_LEVEL"), one.for_the_library) << one.word << " " << journal;
     }
   }
 }
 
+constexpr const char* kLevels =
+    "  1 [DEBUG] a\n  2 [INFO] b\nrest of b\n  3 [ERROR] c\nrest of c\n  4 [INFO] d\n";
+
+// All lines of `kLevels` are taken, whatever is shown.
+void LogAtEveryLevel(LogCapture& log) {
+  std::fputs(kLevels, stdout);
+  EXPECT_EQ(log.TakeLines().size(), 6U);
+}
+
 TEST(LogCapture, ShowsTheLinesFromAChosenLevelOn) {
-  const std::string text =
-      "  1 [DEBUG] a\n  2 [INFO] b\nrest of b\n  3 [ERROR] c\nrest of c\n  4 [INFO] d\n";
-  const auto shown = [&](const char* level) {
+  const std::string text = kLevels;
+  const auto shown = [](const char* level) {
     LogOptions options;
     options.level = level;
-    std::vector<std::string> taken;
-    const Written written = RunCapture(std::nullopt, options, [&](LogCapture& log) {
-      std::fputs(text.c_str(), stdout);
-      taken = log.TakeLines();
-    });
-    EXPECT_EQ(taken.size(), 6U) << level;
-    return written.errors;
+    return RunCapture(std::nullopt, options, LogAtEveryLevel).errors;
   };
   EXPECT_EQ(shown("trace"), text);
   EXPECT_EQ(shown("info"), text.substr(text.find("  2")));
-  EXPECT_EQ(shown("warn"), "  3 [ERROR] c\nrest of c\n");
+  for (const char* level : {"warning", "warn", "error", "err"}) {
+    EXPECT_EQ(shown(level), "  3 [ERROR] c\nrest of c\n") << level;
+  }
   EXPECT_EQ(shown("critical"), "");
+  EXPECT_EQ(shown("off"), "");
+}
+
+TEST(LogCapture, ShowsTheLinesFromTheVariablesLevelOn) {
+  const auto shown = [](const char* level, const std::optional<std::string>& output) {
+    return RunCapture(output, {true, false, ""}, LogAtEveryLevel, level);
+  };
+  for (const char* level : {"warning", "warn", "error", "err"}) {
+    EXPECT_EQ(shown(level, std::nullopt).errors, "  3 [ERROR] c\nrest of c\n") << level;
+    EXPECT_EQ(shown(level, "true").output, "  3 [ERROR] c\nrest of c\n") << level;
+  }
+  EXPECT_EQ(shown("off", std::nullopt).errors, "");
+  EXPECT_EQ(shown("debug", std::nullopt).errors, kLevels);
+}
+
+TEST(LogCapture, NamesALevelThatIsNoneAndTakesInfo) {
+  const std::string told =
+      "dirty_seg: warning: SPDLOG_LEVEL is 'wran', none of trace, debug, info, warning, warn, "
+      "error, err, critical, off; info is taken; did you mean 'warn'?\n";
+  const std::string shown = std::string(kLevels).substr(std::string(kLevels).find("  2"));
+  EXPECT_EQ(RunCapture(std::nullopt, {true, false, ""}, LogAtEveryLevel, "wran").errors,
+            told + shown);
+  EXPECT_EQ(RunCapture(std::nullopt, {false, true, ""}, LogAtEveryLevel, "wran").errors, "");
+}
+
+TEST(LogCapture, ShowsLinesAsTheyAreButForWhatATerminalActsOn) {
+  const auto log_name = [](LogCapture& log) {
+    std::printf("  1 [INFO] patch 0 检测出目标数量为 3 \033c\n");
+    log.TakeLines();
+  };
+  const std::string shown = "  1 [INFO] patch 0 检测出目标数量为 3 \\x1bc\n";
+  EXPECT_EQ(RunCapture(std::nullopt, {true, false, ""}, log_name).errors, shown);
+  EXPECT_EQ(RunCapture("true", {}, log_name).output, shown);
 }
 
 TEST(LogCapture, ShowsTheLogToWhoChoosesALevel) {
@@ -204,11 +246,10 @@ TEST(LogCapture, SetsOnlyWhatTheUserLeftUnset) {
   });
   const ScopedVariable choice("SPDLOG_STDOUT", "TRUE");
   const ScopedVariable journal("SPDLOG_SYSTEMD", "true");
-  const ScopedVariable level("SPDLOG_LEVEL", "error");
+  const ScopedVariable level("SPDLOG_LEVEL", std::nullopt);
   const LogCapture log;
   EXPECT_EQ(Variable("SPDLOG_STDOUT"), "TRUE");
   EXPECT_EQ(Variable("SPDLOG_SYSTEMD"), "true");
-  EXPECT_EQ(Variable("SPDLOG_LEVEL"), "error");
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ inline constexpr std::array<const char*, 5> kBenchStages{"preprocess", "inferenc
 /// What was measured of one side.
 struct BenchSide {
   DetectorOptions options;
-  /// Milliseconds of every measured run, by stage; a stage is missing that the log does not tell.
+  /// Milliseconds of every measured run, by stage.
   std::map<std::string, std::vector<double>> times;
   /// Of a process that does this side alone, in bytes; nothing where it could not be measured.
   std::optional<std::int64_t> peak_memory;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "engine/ai_engine.h"
+#include "host/log_capture.h"
 #include "host/nearest.h"
 #include "host/printable.h"
 
@@ -152,7 +153,7 @@ const std::vector<LogVariable>& LogVariables() {
       {"SPDLOG_LEVEL",
        {"trace", "debug", "info", "warning", "error", "critical"},
        "info",
-       "least level"}};
+       "least level shown"}};
   return variables;
 }
 
@@ -178,6 +179,9 @@ std::string LogSettingText(const std::string& variable, const char* value) {
     }
     if (std::find(values.begin(), values.end(), text) != values.end()) {
       return text + " (" + known.meaning + ")";
+    }
+    if (variable == "SPDLOG_LEVEL" && IsLogLevel(text)) {
+      return text + " (" + known.meaning + "; the library by itself takes " + known.fallback + ")";
     }
     std::string permitted;
     for (const std::string& word : values) permitted += (permitted.empty() ? "" : ", ") + word;

@@ -119,10 +119,6 @@ std::optional<std::vector<FeceCandidate>> ReadFeceCandidates(const FrameLog& log
                                                              const FeceRules& rules,
                                                              const cv::Size& picture_size,
                                                              const DirtyStatusResultData& result) {
-  // The classifier's lines are of this level, and every frame has others of it.
-  const bool is_told = std::any_of(log.entries.begin(), log.entries.end(),
-                                   [](const LogEntry& entry) { return entry.tag == "INFO"; });
-  if (!is_told) return std::nullopt;
   Pairing pairing(ReadChecks(log.entries, rules), rules);
   for (std::size_t i = 0; i < result.bboxes.size(); ++i) {
     const auto box = nuvik::geometry::ClampToImage(result.bboxes[i], picture_size);

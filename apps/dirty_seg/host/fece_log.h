@@ -48,7 +48,7 @@ struct FeceRules {
 /// 19 of its own, and one of those touches the very pixels of a confirmed candidate, the two cannot
 /// be told apart, and the first is taken.
 ///
-/// Nothing when the log does not tell, since its level hides it.
+/// Nothing when log and detections do not fit together.
 std::optional<std::vector<FeceCandidate>> ReadFeceCandidates(const FrameLog& log,
                                                              const FeceRules& rules,
                                                              const cv::Size& picture_size,

@@ -18,7 +18,7 @@ std::string Join(const std::vector<std::string>& texts) {
 }
 
 std::string ErrorText(const FrameLog& log) {
-  if (log.errors.empty()) return "the detector failed; SPDLOG_LEVEL hides why";
+  if (log.errors.empty()) return "the detector failed without a message";
   return Join(log.errors);
 }
 
@@ -109,6 +109,9 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
           ReadFeceCandidates(log, *fece_rules_, picture->size(), outcome.result);
     }
     outcome.complaints = std::move(log.errors);
+    if (fece_rules_ && !outcome.fece_candidates) {
+      outcome.complaints.emplace_back("the classifier's verdicts cannot be read from the log");
+    }
   }
   return outcome;
 }

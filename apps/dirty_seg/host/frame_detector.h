@@ -26,10 +26,9 @@ struct FrameOutcome {
   /// Milliseconds that the call took, measured from outside.
   double total_ms = 0.0;
   /// Errors that the log tells of a frame that went through, such as a classifier that failed on
-  /// one candidate.
+  /// one candidate, or that its lines cannot be told apart.
   std::vector<std::string> complaints;
-  /// What the classifier was to look at; nothing without a classifier, for a frame that failed, and
-  /// when the log's level hides it.
+  /// What the classifier was to look at; nothing without a classifier and for a frame that failed.
   std::optional<std::vector<FeceCandidate>> fece_candidates;
 };
 

@@ -16,40 +16,56 @@
 #include "host/errors.h"
 #include "host/frame_log.h"
 #include "host/messages.h"
+#include "host/nearest.h"
+#include "host/printable.h"
 
 namespace dirty_seg {
 namespace {
 
 constexpr const char* kSwitch = "SPDLOG_STDOUT";
+constexpr const char* kLevel = "SPDLOG_LEVEL";
+
+// Of `kLogLevels`, one by one. The library logs at debug, info and error.
+constexpr std::array<int, kLogLevels.size()> kRanks{0, 1, 2, 3, 3, 4, 4, 5, 6};
+constexpr int kDebug = 1;
+constexpr int kInfo = 2;
 
 bool IsOn(const char* variable) {
   const char* value = std::getenv(variable);
   return value != nullptr && std::strcmp(value, "false") != 0;
 }
 
-// Place among `kLogLevels`; that of "trace" for another word.
-std::size_t Rank(const std::string& level) {
+// Nothing for a word that stands for no level.
+std::optional<int> RankOf(const std::string& level) {
   const auto* const at = std::find(kLogLevels.begin(), kLogLevels.end(), level);
-  return at == kLogLevels.end() ? 0 : static_cast<std::size_t>(at - kLogLevels.begin());
+  if (at == kLogLevels.end()) return std::nullopt;
+  return kRanks.at(static_cast<std::size_t>(at - kLogLevels.begin()));
 }
 
-// The library's word for one of `kLogLevels`. It logs nothing at the level "critical".
-std::string LibraryLevel(const std::string& level) {
-  if (level == "warn") return "warning";
-  return level == "off" ? "critical" : level;
+void TellUnknownLevel(const std::string& word) {
+  const std::vector<std::string> words(kLogLevels.begin(), kLogLevels.end());
+  std::string text = std::string(kLevel) + " is '" + word + "', none of ";
+  for (const std::string& known : words) text += (known == words[0] ? "" : ", ") + known;
+  TellWarning(text + "; info is taken" + DidYouMean(word, words));
+}
+
+// The level from which on the user wants to see lines.
+int ReadLevel(const LogOptions& options) {
+  if (!options.level.empty()) return RankOf(options.level).value_or(kInfo);
+  const char* const word = std::getenv(kLevel);
+  if (word == nullptr) return kInfo;
+  const std::optional<int> rank = RankOf(word);
+  if (!rank && !options.quiet) TellUnknownLevel(word);
+  return rank.value_or(kInfo);
 }
 
 // Sets the library's variables to what the capture needs. Returns whether the user wants the lines
 // on standard output: a value that the library does not know counts as true there.
-bool SetUpEnvironment(const std::string& level) {
+bool SetUpEnvironment(int level) {
   const bool is_wanted = IsOn(kSwitch);
   if (!is_wanted) setenv(kSwitch, "true", 1);
   setenv("SPDLOG_SYSTEMD", "false", 0);
-  if (!level.empty()) {
-    const bool is_exact = IsOn("SPDLOG_SYSTEMD") || Rank(level) < Rank("info");
-    setenv("SPDLOG_LEVEL", is_exact ? LibraryLevel(level).c_str() : "info", 1);
-  }
-  setenv("SPDLOG_LEVEL", "info", 0);
+  setenv(kLevel, level < kDebug ? "trace" : level < kInfo ? "debug" : "info", 1);
   return is_wanted;
 }
 
@@ -77,11 +93,14 @@ std::string TakeText() {
 
 }  // namespace
 
+bool IsLogLevel(const std::string& word) { return RankOf(word).has_value(); }
+
 LogCapture::LogCapture(const LogOptions& options)
     : verbose_(options.verbose || !options.level.empty()),
       quiet_(options.quiet),
-      wanted_on_standard_output_(SetUpEnvironment(options.level)),
-      level_(options.level) {
+      wanted_on_standard_output_(false),
+      level_(ReadLevel(options)) {
+  wanted_on_standard_output_ = SetUpEnvironment(level_);
   std::fflush(stdout);
   const int real_output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (real_output < 0) Fail("standard output cannot be used");
@@ -118,13 +137,13 @@ bool LogCapture::IsShown(const std::string& line) {
     std::string& tag = entry->tag;
     std::transform(tag.begin(), tag.end(), tag.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    last_is_shown_ = Rank(tag) >= Rank(level_);
+    last_is_shown_ = RankOf(tag).value_or(kInfo) >= level_;
   }
   return last_is_shown_;
 }
 
 void LogCapture::PassOn(const std::string& line) const {
-  if (wanted_on_standard_output_) std::fprintf(output_, "%s\n", line.c_str());
+  if (wanted_on_standard_output_) std::fprintf(output_, "%s\n", Printable(line).c_str());
   if (quiet_) return;
   if (verbose_ || (IsNotice(line) && !wanted_on_standard_output_)) TellPlainly(line);
 }

@@ -11,16 +11,18 @@ namespace dirty_seg {
 /// What of the library's log a person wants to see on standard error.
 struct LogOptions {
   bool verbose = false;
-  /// Nothing, not even a notice of a variable that the library does not understand.
+  /// Nothing, not even that a variable has a value that nobody understands.
   bool quiet = false;
   /// One of `kLogLevels`, from which on lines are shown in place of SPDLOG_LEVEL, and which implies
   /// `verbose`; or empty.
   std::string level;
 };
 
-/// In the usual spelling; the library's own differs.
-inline constexpr std::array<const char*, 7> kLogLevels{"trace", "debug",    "info", "warn",
-                                                       "error", "critical", "off"};
+/// Every word for a level, those of the library's variable and the short ones.
+inline constexpr std::array<const char*, 9> kLogLevels{
+    "trace", "debug", "info", "warning", "warn", "error", "err", "critical", "off"};
+
+bool IsLogLevel(const std::string& word);
 
 /// Takes over the process's standard output for its lifetime.
 ///
@@ -31,11 +33,12 @@ inline constexpr std::array<const char*, 7> kLogLevels{"trace", "debug",    "inf
 /// through `standard_output()`.
 ///
 /// The library reads its environment variables once, at its first line: make this object before.
-/// A variable that the user has set is respected, unless `level` replaces it. Times and causes
-/// stand in lines up to the level info, so the library logs them also where `level` shows less; but
-/// with the journal on, its lines go there too, and the library's level is `level`. Unless
-/// SPDLOG_STDOUT is set, and not to `false`, no line ever reaches standard output. At most one
-/// object at a time; used by one thread.
+/// What a person wants to see must not change what is written. Times, verdicts and causes stand in
+/// lines from the level info on, so that is the library's level, or a lower one where a lower one
+/// is wanted; `level`, or else SPDLOG_LEVEL, only chooses which lines are passed on. The journal,
+/// where SPDLOG_SYSTEMD turns it on, is the library's own and gets them all: it has its own choice
+/// of levels (`journalctl -p`). Unless SPDLOG_STDOUT is set, and not to `false`, no line ever
+/// reaches standard output. At most one object at a time; used by one thread.
 class LogCapture {
  public:
   /// Throws SetupError when standard output cannot be taken over (it is closed).
@@ -50,7 +53,8 @@ class LogCapture {
 
   /// Lines since the last call, without their line breaks. Passes them on to where the user wants
   /// them, from the level on that they chose: standard output for a user who set SPDLOG_STDOUT,
-  /// standard error when verbose.
+  /// standard error when verbose. They are as the library writes them, but for what a terminal
+  /// would act on (printable.h).
   std::vector<std::string> TakeLines();
 
  private:
@@ -60,7 +64,7 @@ class LogCapture {
   bool verbose_;
   bool quiet_;
   bool wanted_on_standard_output_;
-  std::string level_;
+  int level_;  // from which on lines are shown
   bool last_is_shown_ = true;
   std::FILE* output_ = nullptr;
 };
