@@ -9,7 +9,6 @@
 #include "host/config_check.h"
 #include "host/errors.h"
 #include "host/host_file.h"
-#include "host/patches.h"
 #include "input.h"
 #include "memory_file.h"
 
@@ -75,23 +74,20 @@ bool IsRefused(const fuzz::MemoryFile& file, const Read& read) {
   }
 }
 
-// What a run refuses, a check has called an error before.
+// What has no error can be run: every patch shows something of the frame.
 void ReadConfiguration(const std::string& text) {
   const fuzz::MemoryFile file(text);
-  std::size_t errors = 0;
-  std::vector<cv::Rect> patches;
+  dirty_seg::ConfigCheck check;
   const bool is_no_yaml = IsRefused(file, [&] {
-    errors = dirty_seg::CheckConfig(file.path(), 640).Count(dirty_seg::Finding::Kind::kError);
+    check = dirty_seg::CheckConfig(file.path());
+    dirty_seg::CheckFit(640, check);
   });
-  const bool is_no_list = IsRefused(file, [&] { patches = dirty_seg::ReadPatches(file.path()); });
   IsRefused(file, [&] { dirty_seg::ReadHostFile(file.path()); });
-  if (is_no_list) {
-    Require(is_no_yaml || errors > 0, "a check finds what a run refuses");
-    return;
-  }
-  Require(!patches.empty(), "there is a patch");
+  if (is_no_yaml || check.Count(dirty_seg::Finding::Kind::kError) > 0) return;
+  Require(!check.patches.empty(), "there is a patch");
   const cv::Rect frame(0, 0, nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
-  for (const cv::Rect& patch : patches) {
+  for (const dirty_seg::ListedPatch& listed : check.patches) {
+    const cv::Rect& patch = listed.rectangle;
     Require(frame.contains(patch.tl()) && patch.width > 0 && patch.height > 0,
             "every patch begins inside the frame and has an area");
   }

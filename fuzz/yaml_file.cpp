@@ -68,8 +68,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   DirtySegDetector detector;
   const bool is_accepted = Initialise(detector, config);
   try {
-    const std::vector<cv::Rect> patches = dirty_seg::ReadPatches(file.path());
-    Require(detector.patches_ == patches, "host and detector read the same patches");
+    std::vector<dirty_seg::Finding> findings;
+    std::vector<cv::Rect> patches;
+    for (const auto& patch : dirty_seg::ReadPatchList(dirty_seg::LoadYaml(file.path()), findings)) {
+      patches.push_back(patch.rectangle);
+    }
+    Require(!findings.empty() || detector.patches_ == patches,
+            "host and detector read the same patches");
   } catch (const dirty_seg::SetupError&) {
   }
   if (is_accepted) Use(detector, config);

@@ -14,6 +14,8 @@
 #include "commands/detect.h"
 #include "commands/dump.h"
 #include "commands/env.h"
+#include "commands/foreign_options.h"
+#include "commands/help.h"
 #include "commands/help_formatter.h"
 #include "commands/host_option.h"
 #include "commands/init.h"
@@ -47,16 +49,26 @@ std::string HelpOf(const CLI::App& app) {
   return commands.empty() ? "dirty_seg --help" : "dirty_seg " + commands[0]->get_name() + " --help";
 }
 
-std::vector<std::string> CommandNames(const CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
-  return names;
-}
-
 std::vector<std::string> FlagNames(CLI::App& command) {
   std::vector<std::string> names{"--help"};
   for (const CLI::Option* option : FlagsOf(command)) names.push_back(FlagName(*option));
   return names;
+}
+
+std::string UnknownOption(CLI::App& command, const std::string& word) {
+  const bool has_config = command.get_option_no_throw("--config") != nullptr;
+  const std::string place = has_config ? PlaceOfForeignOption(word) : "";
+  if (!place.empty()) return place;
+  return "The following argument was not expected: " + word +
+         DidYouMean(word.substr(0, word.find('=')), FlagNames(command));
+}
+
+// A newcomer need not type what a host file says.
+std::string Missing(const CLI::ParseError& error) {
+  const std::string text = error.what();
+  const bool is_in_host_file = text.rfind("--model ", 0) == 0 || text.rfind("--config ", 0) == 0;
+  if (!is_in_host_file || error.get_name() != "RequiredError") return text;
+  return text + "; 'dirty_seg init SEG.onnx' writes a host file that has it, for --host HOST.yaml";
 }
 
 // A word that nobody knows is the cause, also where CLI11 complains of what is missing for it.
@@ -64,15 +76,11 @@ std::string Complaint(CLI::App& app, const CLI::ParseError& error) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
   for (const std::string& word : app.remaining(true)) {
     if (word.size() > 1 && word[0] == '-') {
-      CLI::App& command = commands.empty() ? app : *commands[0];
-      return "The following argument was not expected: " + word +
-             DidYouMean(word.substr(0, word.find('=')), FlagNames(command));
+      return UnknownOption(commands.empty() ? app : *commands[0], word);
     }
-    if (commands.empty()) {
-      return "'" + word + "' is no command" + DidYouMean(word, CommandNames(app));
-    }
+    if (commands.empty()) return NoSuchCommand(app, word);
   }
-  return error.what();
+  return Missing(error);
 }
 
 // Help or version.
@@ -102,6 +110,7 @@ int Execute(int argc, char** argv) {
   Add(app, AddDetect, RunDetect, action);
   Add(app, AddDump, RunDump, action);
   Add(app, AddEnv, RunEnv, action);
+  Add(app, AddHelp, RunHelp, action);
   Add(app, AddInit, RunInit, action);
   Add(app, AddInspect, RunInspect, action);
   Add(app, AddReport, RunReport, action);

@@ -21,7 +21,8 @@ constexpr const char* kWhole = "patch:\n  enable: true\n  patches: [[0, 0, 1920,
 class Check : public testing::Test {
  protected:
   std::vector<std::string> Of(const std::string& yaml, int side = 640) {
-    const ConfigCheck check = CheckConfig(folder_.Write("c.yaml", yaml), side);
+    ConfigCheck check = CheckConfig(folder_.Write("c.yaml", yaml));
+    CheckFit(side, check);
     std::vector<std::string> texts;
     for (const Finding& finding : check.findings) {
       texts.push_back(std::to_string(finding.line) +
@@ -52,7 +53,7 @@ TEST_F(Check, FindsNothingInAGoodFile) {
   }
   EXPECT_THAT(Of(yaml + "postprocess: {score_threshold: 0.25, max_detections: 300}\n"), IsEmpty());
   const std::string path = folder_ / "c.yaml";
-  EXPECT_EQ(CheckText(path, CheckConfig(path, 640)),
+  EXPECT_EQ(CheckText(path, CheckConfig(path)),
             path +
                 ": 0 errors, 0 warnings; 6 patches cover 100.0 % of the frame, 18.5 % more than "
                 "once\n");
@@ -147,7 +148,7 @@ TEST_F(Check, WarnsOfPatchesThatShareMoreThanHalf) {
 
 TEST_F(Check, NamesFileAndLineInItsText) {
   const std::string path = folder_.Write("bad.yaml", "patch: {enable: perhaps}\n");
-  EXPECT_EQ(CheckText(path, CheckConfig(path, 640)),
+  EXPECT_EQ(CheckText(path, CheckConfig(path)),
             path + ":1: error: patch.enable is 'perhaps'; expected true or false\n" + path +
                 ":1: error: patch.patches has no entry, so there is nothing to look at; expected "
                 "'patch: {enable: true, patches: [[x, y, width, height], ...]}'\n" +
@@ -156,8 +157,34 @@ TEST_F(Check, NamesFileAndLineInItsText) {
 
 TEST_F(Check, IsRefusedAFileThatIsNoYaml) {
   const std::string path = folder_.Write("bad.yaml", "patch: [\n");
-  EXPECT_THAT(test::RejectionOf<SetupError>([&] { CheckConfig(path, 640); }),
+  EXPECT_THAT(test::RejectionOf<SetupError>([&] { CheckConfig(path); }),
               HasSubstr("is no valid YAML"));
+}
+
+TEST_F(Check, RefusesItsErrorsForARun) {
+  const std::string path = folder_.Write("bad.yaml", std::string(kWhole) + "postproces: {}\n");
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { RefuseErrors(path, CheckConfig(path)); }),
+            "'" + path +
+                "' line 4: postproces is no known key and has no effect; did you mean "
+                "'postprocess'?");
+  folder_.Write("bad.yaml", std::string(kWhole) + "camera: front\n");
+  RefuseErrors(path, CheckConfig(path));  // a warning
+}
+
+TEST_F(Check, TellsEachOfSeveralErrorsToARun) {
+  const std::string path =
+      folder_.Write("bad.yaml", "patch:\n  patches: [[0, 0, 64, 64], [0, 0, 0, 64]]\n");
+  testing::internal::CaptureStderr();
+  const std::string last =
+      test::RejectionOf<SetupError>([&] { RefuseErrors(path, CheckConfig(path)); });
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "dirty_seg: error: '" + path +
+                "' line 2: patch.enable is missing; expected true or "
+                "false\ndirty_seg: error: '" +
+                path +
+                "' line 2: patch 1 (counted from 0) '[0, 0, 0, "
+                "64]' has no area; expected width, height > 0\n");
+  EXPECT_EQ(last, "'" + path + "' has these 2 errors; 'dirty_seg check' shows them with warnings");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 
 #include "host/run_length.h"
@@ -531,14 +532,58 @@ TEST_F(Detect, RefusesAPatchOutsideTheFrame) {
 }
 
 TEST_F(Detect, RefusesAConfigurationOfTheWrongType) {
-  EXPECT_EQ(RefusalOf(Command(CommonNetwork("seg-b2-64"), "patch: {enable: perhaps}") +
+  EXPECT_EQ(RefusalOf(Command(CommonNetwork("seg-b2-64"),
+                              "patch: {enable: perhaps, patches: [[0, 0, 64, 64]]}") +
                       Arguments{"x.png"}),
             "dirty_seg: error: '" + folder_ / "config.yaml" +
                 "' line 1: patch.enable is 'perhaps'; expected true or false\n");
   const std::string yaml = std::string(kPatches) + "postprocess:\n  iou_threshold: high\n";
   EXPECT_THAT(RefusalOf(Command(CommonNetwork("seg-b2-64"), yaml) + Arguments{"x.png"}),
-              HasSubstr("config.yaml': postprocess.iou_threshold in line 7 is 'high'; expected a "
+              HasSubstr("config.yaml' line 7: postprocess.iou_threshold is 'high'; expected a "
                         "number from 0 to 1\n"));
+}
+
+// What 'check' says of a file, with its "PATH:LINE: error: " in the form of a message.
+TEST_F(Detect, RefusesWhatCheckCallsAnErrorWithTheSameWords) {
+  const std::string patches = std::string(kPatches);
+  for (const std::string& yaml :
+       {patches + "postproces: {score_threshold: 0.5}\n", patches + "  enabel: true\n",
+        patches + "postprocess: {scor_threshold: 0.5}\n", patches + "  enable: true\n",
+        patches + "postprocess: {iou_threshold: 0.5, iou_threshold: 0.6}\n", patches + patches,
+        patches + "    - [0, 0, 1920, 2]\n"}) {
+    const std::string config = folder_.Write("config.yaml", yaml);
+    const std::string model = CommonNetwork("seg-dynamic");
+    const std::string checked = RunProgram({"check", config, "--model", model}).output;
+    const std::regex error(".*:(\\d+): error: (.*)\n.*");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(checked, match, error)) << yaml << checked;
+    const std::string expected =
+        "dirty_seg: error: '" + config + "' line " + match[1].str() + ": " + match[2].str() + "\n";
+    for (const char* command : {"detect", "bench", "dump"}) {
+      EXPECT_EQ(RefusalOf({command, "--model", model, "--config", config, "x.png"}), expected)
+          << yaml;
+    }
+  }
+}
+
+TEST_F(Detect, TakesAFileThatServesOthersToo) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result =
+      RunProgram(Command(CommonNetwork("seg-b2-64"), std::string(kPatches) + "camera: front\n") +
+                 Arguments{red});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(Detect, NamesEveryErrorOfAFile) {
+  const std::string file = "dirty_seg: error: '" + folder_ / "config.yaml" + "'";
+  EXPECT_EQ(
+      RefusalOf(
+          Command(CommonNetwork("seg-b2-64"), "patch: {enabel: true, patches: [[0, 0, 64, 64]]}") +
+          Arguments{"x.png"}),
+      file + " line 1: patch.enable is missing; expected true or false\n" + file +
+          " line 1: patch.enabel is no known key and has no effect; did you mean 'enable'?\n" +
+          file + " has these 2 errors; 'dirty_seg check' shows them with warnings\n");
 }
 
 TEST_F(Detect, RefusesAClassifierOfAnotherSize) {
@@ -583,8 +628,6 @@ INSTANTIATE_TEST_SUITE_P(
     All, DetectUsage,
     testing::Values(
         Usage{"NoCommand", {}, "A subcommand is required", "dirty_seg --help"},
-        Usage{"NoModel", {"detect", "--config", "c", "x.png"}, "--model is required"},
-        Usage{"NoConfig", {"detect", "--model", "m", "x.png"}, "--config is required"},
         Usage{"NoInput", {"detect", "--model", "m", "--config", "c"}, "INPUT is required"},
         Usage{"UnknownOption", kEnough + Arguments{"--nonsense"},
               "The following argument was not expected: --nonsense"},

@@ -21,8 +21,19 @@ constexpr const char* kExample =
 
 class Patches : public testing::Test {
  protected:
+  // Refused with the first finding.
+  static std::vector<cv::Rect> ReadFile(const std::string& path) {
+    std::vector<Finding> findings;
+    std::vector<cv::Rect> patches;
+    for (const ListedPatch& patch : ReadPatchList(LoadYaml(path), findings)) {
+      patches.push_back(patch.rectangle);
+    }
+    if (!findings.empty()) RejectFile(path, findings.front());
+    return patches;
+  }
+
   std::vector<cv::Rect> Read(const std::string& text) {
-    return ReadPatches(folder_.Write("patches.yaml", text));
+    return ReadFile(folder_.Write("patches.yaml", text));
   }
 
   // The rejection, without the file's name that it begins with.
@@ -58,12 +69,12 @@ TEST_F(Patches, MayCarryMoreThanFourNumbers) {
 
 TEST_F(Patches, OfAMissingFileAreRefused) {
   const std::string path = folder_ / "missing.yaml";
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { ReadPatches(path); }),
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { ReadFile(path); }),
             "'" + path + "': cannot be opened: No such file or directory");
 }
 
 TEST_F(Patches, OfAFolderAreRefused) {
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { ReadPatches(folder_.path()); }),
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { ReadFile(folder_.path()); }),
             "'" + folder_.path() + "': is a folder; expected a YAML file");
 }
 

@@ -85,7 +85,8 @@ TEST(StarterConfig, IsWithoutAFinding) {
   const test::TemporaryFolder folder;
   const std::string path =
       folder.Write("config.yaml", StarterConfig(LayOutGrid({3, 2}, 80, 640), "a grid of 3x2"));
-  const ConfigCheck check = CheckConfig(path, 640);
+  ConfigCheck check = CheckConfig(path);
+  CheckFit(640, check);
   EXPECT_TRUE(check.findings.empty()) << CheckText(path, check);
   EXPECT_EQ(check.patches.size(), 6U);
   const YAML::Node root = YAML::LoadFile(path);

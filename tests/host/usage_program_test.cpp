@@ -93,6 +93,39 @@ TEST(Usage, NamesTheOptionThatWasMeant) {
   EXPECT_THAT(RunProgram({"--verison"}).errors, HasSubstr("did you mean '--version'?"));
 }
 
+TEST(Usage, NamesInitAndHostWhereTheNetworkOrConfigurationIsMissing) {
+  const std::string rest =
+      " is required; 'dirty_seg init SEG.onnx' writes a host file that has it, for --host "
+      "HOST.yaml; 'dirty_seg detect --help' shows the usage\n";
+  EXPECT_EQ(RunProgram({"detect", "x.png"}).errors, "dirty_seg: error: --model" + rest);
+  EXPECT_EQ(RunProgram({"detect", "--model", "m", "x.png"}).errors,
+            "dirty_seg: error: --config" + rest);
+  for (const char* command : {"bench", "dump"}) {
+    EXPECT_THAT(RunProgram({command, "x.png"}).errors, HasSubstr("'dirty_seg init SEG.onnx'"));
+  }
+  EXPECT_THAT(RunProgram({"check"}).errors, HasSubstr("'dirty_seg init SEG.onnx'"));
+}
+
+TEST(Usage, SaysWhereThresholdsAreSet) {
+  const auto answer = [](const std::string& option) {
+    const ProgramResult result =
+        RunProgram({"detect", "--model", "m", "--config", "c", option, "0.5", "x.png"});
+    EXPECT_EQ(result.status, 2);
+    return result.errors;
+  };
+  const std::string in_file =
+      " is no option: the file that --config names sets this, as postprocess.";
+  EXPECT_EQ(answer("--conf"), "dirty_seg: error: --conf" + in_file +
+                                  "score_threshold; 'dirty_seg detect --help' shows the usage\n");
+  EXPECT_THAT(answer("--conf=0.5"), HasSubstr("error: --conf" + in_file + "score_threshold;"));
+  EXPECT_THAT(answer("--iou"), HasSubstr("error: --iou" + in_file + "iou_threshold;"));
+  EXPECT_THAT(answer("--max_det"), HasSubstr("error: --max_det" + in_file + "max_detections;"));
+  EXPECT_THAT(answer("--mask-threshold"), HasSubstr(in_file + "mask_threshold;"));
+  EXPECT_THAT(answer("--classes"), HasSubstr("--classes is no option: every class is looked for"));
+  EXPECT_THAT(answer("--confi"), HasSubstr("did you mean '--config'?"));
+  EXPECT_THAT(RunProgram({"env", "--conf"}).errors, Not(HasSubstr("postprocess")));
+}
+
 TEST(Usage, RefusesAnOutputFolderWithoutAName) {
   const ProgramResult result =
       RunProgram({"detect", "--model", "m", "--config", "c", "--output", "", "x.png"});
@@ -169,8 +202,24 @@ TEST_F(Terminal, IsSafeFromNamesInComparisons) {
 // ---- Help ---------------------------------------------------------------------------------------
 
 TEST(Help, ListsTheCommands) {
-  EXPECT_THAT(Commands(), AllOf(Contains("check"), Contains("completion"), Contains("detect"),
-                                Contains("env"), Contains("init"), Contains("inspect")));
+  EXPECT_THAT(Commands(),
+              AllOf(Contains("check"), Contains("completion"), Contains("detect"), Contains("env"),
+                    Contains("help"), Contains("init"), Contains("inspect")));
+}
+
+TEST(Help, OfTheCommandHelpIsThatOfTheFlag) {
+  EXPECT_EQ(RunProgram({"help"}).output, RunProgram({"--help"}).output);
+  for (const std::string& command : Commands()) {
+    const ProgramResult result = RunProgram({"help", command});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, RunProgram({command, "--help"}).output) << command;
+    EXPECT_THAT(result.output, HasSubstr("Usage: dirty_seg " + command));
+  }
+  const ProgramResult slip = RunProgram({"help", "detcet"});
+  EXPECT_EQ(slip.status, 2);
+  EXPECT_EQ(slip.errors,
+            "dirty_seg: error: 'detcet' is no command; did you mean 'detect'?; 'dirty_seg --help' "
+            "shows the usage\n");
 }
 
 TEST(Help, OfEveryCommandFitsAScreenAndShowsAnExample) {
@@ -267,6 +316,7 @@ TEST_F(Completion, OfBashKnowsValues) {
   EXPECT_THAT(Bash({"dirty_seg", "inspect", "--format", ""}),
               UnorderedElementsAre("text", "json", "cpp", "yaml"));
   EXPECT_THAT(Bash({"dirty_seg", "completion", "z"}), ElementsAre("zsh"));
+  EXPECT_THAT(Bash({"dirty_seg", "help", "in"}), UnorderedElementsAre("init", "inspect"));
   EXPECT_THAT(Bash({"dirty_seg", "detect", "--model", "se"}), ElementsAre("seg.onnx"));
   EXPECT_THAT(Bash({"dirty_seg", "check", "two"}), ElementsAre("two words.yaml"));
   EXPECT_THAT(Bash({"dirty_seg", "detect", "--output", ""}), ElementsAre("nets"));

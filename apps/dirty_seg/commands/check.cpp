@@ -25,11 +25,10 @@ int InputSide(const CheckOptions& options, std::size_t patch_count) {
   return ReadHead(options.model, network.config).input_side;
 }
 
-// The side matters to warnings only, so the file is looked at once to count its patches.
 ConfigCheck Check(const CheckOptions& options) {
-  ConfigCheck check = CheckConfig(options.config, kUsualSide);
-  if (options.model.empty()) return check;
-  return CheckConfig(options.config, InputSide(options, check.patches.size()));
+  ConfigCheck check = CheckConfig(options.config);
+  CheckFit(options.model.empty() ? kUsualSide : InputSide(options, check.patches.size()), check);
+  return check;
 }
 
 std::string ResultText(const CheckOptions& options, const ConfigCheck& check) {

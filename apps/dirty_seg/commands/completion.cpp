@@ -40,8 +40,10 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 std::string PositionalChoices(CLI::App& command) {
   std::string words;
   for (const CLI::Option* option : command.get_options()) {
-    if (option->nonpositional() || KindOf(*option) != ValueKind::kChoice) continue;
-    words = CLI::detail::join(ChoicesOf(*option), " ");
+    if (option->nonpositional()) continue;
+    const ValueKind kind = KindOf(*option);
+    if (kind == ValueKind::kChoice) words = CLI::detail::join(ChoicesOf(*option), " ");
+    if (kind == ValueKind::kCommand) words = CommandNames(*command.get_parent());
   }
   return words;
 }

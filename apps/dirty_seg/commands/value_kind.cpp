@@ -8,6 +8,7 @@ ValueKind KindOf(const CLI::Option& option) {
   if (option.get_expected_min() == 0) return ValueKind::kNone;
   const std::string type = option.get_type_name();
   if (type.find('|') != std::string::npos) return ValueKind::kChoice;
+  if (option.get_positional() && option.get_name(true) == "COMMAND") return ValueKind::kCommand;
   if (type == "DIR") return ValueKind::kFolder;
   const bool is_file =
       type.find('.') != std::string::npos || type == "FILE" || type == "PICTURE" || type == "PATH";

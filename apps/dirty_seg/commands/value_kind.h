@@ -8,11 +8,12 @@
 namespace dirty_seg {
 
 enum class ValueKind {
-  kNone,    // a flag
-  kText,    // anything else: N, IDS
-  kFile,    // a name with an ending, FILE or PICTURE: SEG.onnx
-  kFolder,  // DIR
-  kChoice,  // words with | between them: text|json
+  kNone,     // a flag
+  kText,     // anything else: N, IDS
+  kFile,     // a name with an ending, FILE or PICTURE: SEG.onnx
+  kFolder,   // DIR
+  kChoice,   // words with | between them: text|json
+  kCommand,  // one of the program's: the argument COMMAND
 };
 
 ValueKind KindOf(const CLI::Option& option);

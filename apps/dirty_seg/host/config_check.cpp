@@ -5,6 +5,8 @@
 
 #include "engine/postprocess_options.h"
 #include "geometry/letterbox.h"
+#include "host/errors.h"
+#include "host/messages.h"
 #include "host/nearest.h"
 #include "host/patch_fit.h"
 #include "host/printable.h"
@@ -121,7 +123,7 @@ std::string Suggestions(const cv::Rect& patch, int side) {
   return text;
 }
 
-void CheckFit(const ListedPatch& patch, int side, Findings& findings) {
+void CheckPatch(const ListedPatch& patch, int side, Findings& findings) {
   const Place place = PlaceOf(patch);
   const cv::Rect clipped = Clipped(patch);
   const std::string name = PatchName(patch.index) + " " + RectText(patch.rectangle);
@@ -192,6 +194,11 @@ void CheckGaps(const Coverage& coverage, Findings& findings) {
   Warn({}, text, "", findings);
 }
 
+void SortByLine(Findings& findings) {
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& a, const Finding& b) { return a.line < b.line; });
+}
+
 std::string Counted(std::size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
@@ -208,25 +215,38 @@ cv::Rect Clipped(const ListedPatch& patch) {
   return geometry::ClipFarEdges(patch.rectangle, {geometry::kFrameWidth, geometry::kFrameHeight});
 }
 
-ConfigCheck CheckConfig(const std::string& path, int side) {
+ConfigCheck CheckConfig(const std::string& path) {
   const YAML::Node root = LoadYaml(path);
   ConfigCheck check;
-  check.side = side;
   CheckRootKeys(root, check.findings);
   check.patches = ReadPatchList(root, check.findings);
   if (root.IsMap()) CheckPatchKeys(root["patch"], check.findings);
   CheckPostprocess(root, check.findings);
   std::vector<cv::Rect> rectangles;
-  for (const ListedPatch& patch : check.patches) {
-    CheckFit(patch, side, check.findings);
-    rectangles.push_back(Clipped(patch));
-  }
+  for (const ListedPatch& patch : check.patches) rectangles.push_back(Clipped(patch));
   check.coverage = CoverFrame(rectangles);
   if (!check.patches.empty()) CheckGaps(check.coverage, check.findings);
   CheckPairs(check.patches, check.findings);
-  std::stable_sort(check.findings.begin(), check.findings.end(),
-                   [](const Finding& a, const Finding& b) { return a.line < b.line; });
+  SortByLine(check.findings);
   return check;
+}
+
+void CheckFit(int side, ConfigCheck& check) {
+  check.side = side;
+  for (const ListedPatch& patch : check.patches) CheckPatch(patch, side, check.findings);
+  SortByLine(check.findings);
+}
+
+void RefuseErrors(const std::string& path, const ConfigCheck& check) {
+  const std::size_t count = check.Count(Finding::Kind::kError);
+  for (const Finding& finding : check.findings) {
+    if (finding.kind != Finding::Kind::kError) continue;
+    if (count == 1) RejectFile(path, finding);
+    TellError(FindingText(path, finding));
+  }
+  if (count == 0) return;
+  throw SetupError("'" + path + "' has these " + std::to_string(count) +
+                   " errors; 'dirty_seg check' shows them with warnings");
 }
 
 std::string CheckText(const std::string& path, const ConfigCheck& check) {

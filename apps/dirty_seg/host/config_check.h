@@ -15,7 +15,7 @@ struct ConfigCheck {
   /// Those that are as they should be.
   std::vector<ListedPatch> patches;
   Coverage coverage;
-  int side = 0;  // of the network's input
+  int side = 0;  // of the network's input, once it has been looked at
 
   std::size_t Count(Finding::Kind kind) const;
 };
@@ -23,10 +23,18 @@ struct ConfigCheck {
 /// The patch without what of it lies outside the frame.
 cv::Rect Clipped(const ListedPatch& patch);
 
-/// Errors: keys and values that no run accepts or that have no effect. Warnings: gaps, patches that
-/// are clipped, lie on each other, come out short of the network's square or waste it. `side` is
-/// that of the network's input. Throws SetupError for a file that cannot be opened or is no YAML.
-ConfigCheck CheckConfig(const std::string& path, int side);
+/// Of everything that needs no network. Errors: keys and values that have no effect or that the
+/// detector would refuse or fail over. Warnings: gaps, patches that lie on each other. Throws
+/// SetupError for a file that cannot be opened or is no YAML.
+ConfigCheck CheckConfig(const std::string& path);
+
+/// What the network's input makes of the patches. An error: one of which nothing is left. Warnings:
+/// those that are clipped, come out short of the network's square of `side` pixels, or waste it.
+void CheckFit(int side, ConfigCheck& check);
+
+/// Throws SetupError where there are errors, naming file, line and what would be right. Of several,
+/// each is told before, on a line of its own.
+void RefuseErrors(const std::string& path, const ConfigCheck& check);
 
 /// A line a finding, "PATH:3: error: TEXT", and a last one that sums up.
 std::string CheckText(const std::string& path, const ConfigCheck& check);

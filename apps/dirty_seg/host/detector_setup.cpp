@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "engine/segmentation_head.h"
+#include "host/config_check.h"
 #include "host/messages.h"
 #include "host/networks.h"
-#include "host/patches.h"
 
 namespace dirty_seg {
 namespace {
@@ -42,6 +42,13 @@ int CountClasses(const nuvik::alg::common::AIEngineConfig& network) try {
   return 0;
 }
 
+std::vector<cv::Rect> Rectangles(const std::vector<ListedPatch>& patches) {
+  std::vector<cv::Rect> rectangles;
+  rectangles.reserve(patches.size());
+  for (const ListedPatch& patch : patches) rectangles.push_back(patch.rectangle);
+  return rectangles;
+}
+
 }  // namespace
 
 void SetThreads(int threads) {
@@ -50,15 +57,18 @@ void SetThreads(int threads) {
 
 DetectorSetup SetUpDetector(const DetectorOptions& options) {
   SetThreads(options.threads);
-  std::vector<cv::Rect> patches = ReadPatches(options.config);
+  ConfigCheck check = CheckConfig(options.config);
+  RefuseErrors(options.config, check);
   nuvik::alg::common::Network network =
-      ReadSegmentationNetwork(options.model, patches.size(), options.threads);
+      ReadSegmentationNetwork(options.model, check.patches.size(), options.threads);
+  CheckFit(InputSide(network.config), check);
+  RefuseErrors(options.config, check);
   DirtySegDetectorConfig config = MakeConfig(options);
   const int class_count = CountClasses(network.config);
   config.dirty_seg_model_config = std::move(network.config);
   TellUnknownClasses(options.fece_class_ids, network.class_names);
   Labels labels(std::move(network.class_names), config.fece_enable, class_count);
-  return {std::move(config), std::move(patches), std::move(labels)};
+  return {std::move(config), Rectangles(check.patches), std::move(labels)};
 }
 
 }  // namespace dirty_seg

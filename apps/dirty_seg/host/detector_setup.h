@@ -33,7 +33,8 @@ struct DetectorSetup {
 void SetThreads(int threads);
 
 /// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns
-/// of candidate classes that the segmentation network does not name. Throws SetupError.
+/// of candidate classes that the segmentation network does not name. Throws SetupError, also for
+/// everything that a check calls an error (config_check.h).
 DetectorSetup SetUpDetector(const DetectorOptions& options);
 
 }  // namespace dirty_seg

@@ -104,6 +104,10 @@ Network ReadSegmentationNetwork(const std::string& path, std::size_t patch_count
   return network;
 }
 
+int InputSide(const AIEngineConfig& config) {
+  return static_cast<int>(config.input_shapes.begin()->second.back());
+}
+
 nuvik::model::SegmentationHead ReadHead(const std::string& path, const AIEngineConfig& config) try {
   return nuvik::model::ReadSegmentationHead(config);
 } catch (const std::invalid_argument& error) {

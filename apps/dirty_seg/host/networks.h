@@ -20,6 +20,9 @@ namespace dirty_seg {
 nuvik::alg::common::Network ReadSegmentationNetwork(const std::string& path,
                                                     std::size_t patch_count, int threads);
 
+/// Width and height in pixels of the input of a network that ReadSegmentationNetwork took.
+int InputSide(const nuvik::alg::common::AIEngineConfig& config);
+
 /// What the network's outputs are as a YOLOv8 segmentation head. Throws SetupError, naming the file
 /// and what is wrong with them.
 nuvik::model::SegmentationHead ReadHead(const std::string& path,

@@ -134,14 +134,4 @@ std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Findi
   return Reader(findings).Read(root);
 }
 
-std::vector<cv::Rect> ReadPatches(const std::string& config_path) {
-  std::vector<Finding> findings;
-  const std::vector<ListedPatch> listed = ReadPatchList(LoadYaml(config_path), findings);
-  if (!findings.empty()) RejectFile(config_path, findings.front());
-  std::vector<cv::Rect> patches;
-  patches.reserve(listed.size());
-  for (const ListedPatch& patch : listed) patches.push_back(patch.rectangle);
-  return patches;
-}
-
 }  // namespace dirty_seg

@@ -22,17 +22,11 @@ std::string PatchName(std::size_t index);
 /// "patch.patches[2]".
 std::string PatchKey(std::size_t index);
 
-/// The patches that are as they should be, and an error for everything that is not: a key or number
-/// of the wrong type, a patch outside the 1920 x 1080 frame or without area, a list that is
-/// disabled, missing or empty.
+/// The patches that are as they should be, in order, and an error for everything that is not: a key
+/// or number of the wrong type, a patch outside the 1920 x 1080 frame or without area, a list that
+/// is disabled, missing or empty. A patch may reach over the right and lower edge; the detector
+/// clips it. The detector itself takes any number and then fails frame by frame, or throws without
+/// naming the file.
 std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings);
-
-/// The file's patches in order, as written: at least one, each with a corner inside the
-/// 1920 x 1080 frame. A patch may reach over the right and lower edge; the detector clips it.
-///
-/// The detector itself takes any number and then fails frame by frame, or throws without naming the
-/// file. So this throws SetupError with the first error of ReadPatchList, naming file, line, patch
-/// and what would be right, and for a file that cannot be read or is no YAML.
-std::vector<cv::Rect> ReadPatches(const std::string& config_path);
 
 }  // namespace dirty_seg
