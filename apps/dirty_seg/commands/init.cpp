@@ -3,10 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <utility>
 
 #include "commands/options.h"
@@ -15,6 +13,7 @@
 #include "host/network_report.h"
 #include "host/networks.h"
 #include "host/output.h"
+#include "host/output_file.h"
 #include "host/starter.h"
 
 namespace dirty_seg {
@@ -90,12 +89,14 @@ StarterNetworks Describe(const InitOptions& options, const NetworkReport& report
   return networks;
 }
 
-void Write(const fs::path& path, const std::string& text) {
-  errno = 0;
-  std::ofstream file(path);
-  file << text;
-  file.close();
-  if (!file) throw SetupError("'" + path.string() + "' cannot be written: " + std::strerror(errno));
+// Both or, as far as can be known before, neither.
+void Write(const fs::path& folder, const std::string& host, const std::string& config) {
+  WholeFile host_file((folder / kHostName).string());
+  WholeFile config_file((folder / kConfigName).string());
+  host_file.Write(host);
+  config_file.Write(config);
+  config_file.Keep();
+  host_file.Keep();
 }
 
 void MakeFolder(const InitOptions& options) {
@@ -170,8 +171,8 @@ int RunInit(const InitOptions& options) {
   const StarterNetworks networks = Describe(options, report);
   MakeFolder(options);
   const fs::path folder(options.output);
-  Write(folder / kConfigName, StarterConfig(patches, "a grid of " + GridText(grid)));
-  Write(folder / kHostName, StarterHost(networks, kConfigName));
+  Write(folder, StarterHost(networks, kConfigName),
+        StarterConfig(patches, "a grid of " + GridText(grid)));
   TellClasses(options, networks);
   const std::string host = (folder / kHostName).lexically_normal().string();
   Tell("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kBytes = 3;  // that four characters stand for
 constexpr std::size_t kCharacters = 4;
-constexpr const char* kAlphabet =
+constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 }  // namespace
@@ -27,6 +27,25 @@ std::string Base64(const std::vector<unsigned char>& bytes) {
     }
   }
   return text;
+}
+
+std::optional<std::string> BytesOfBase64(std::string_view text) {
+  std::vector<unsigned char> bytes;
+  for (std::size_t i = 0; i < text.size(); i += kCharacters) {
+    std::uint32_t group = 0;
+    for (const char c : text.substr(i, kCharacters)) {
+      const std::size_t value = kAlphabet.find(c);
+      group = group << 6U | static_cast<std::uint32_t>(value == std::string_view::npos ? 0 : value);
+    }
+    for (const unsigned shift : {16U, 8U, 0U}) {
+      bytes.push_back(static_cast<unsigned char>(group >> shift & 0xffU));
+    }
+  }
+  const std::size_t padding = text.size() - (text.find_last_not_of('=') + 1);
+  bytes.resize(bytes.size() - std::min({padding, bytes.size(), kBytes - 1}));
+  // Whatever is not in the alphabet, or too much, comes out another.
+  if (Base64(bytes) != text) return std::nullopt;
+  return std::string(bytes.begin(), bytes.end());
 }
 
 }  // namespace dirty_seg

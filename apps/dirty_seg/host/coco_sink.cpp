@@ -1,7 +1,9 @@
 // COCO's results format, and the list of images and categories that goes with it.
 #include <map>
+#include <utility>
 
 #include "host/instance_mask.h"
+#include "host/name_text.h"
 #include "host/result_sink.h"
 #include "host/run_length.h"
 
@@ -37,7 +39,7 @@ ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_
 class CocoSink : public ResultSink {
  public:
   CocoSink(const OutputFolder& folder, const Labels& labels)
-      : folder_(folder), labels_(labels), results_(folder, "coco_results.json") {
+      : folder_(folder), labels_(labels), results_(folder.Claim(kCocoResultsFile)) {
     results_.Write("[");
     for (const auto& [label, name] : labels.names()) categories_[label] = name;
     if (!labels.share_faeces_label()) return;
@@ -47,24 +49,27 @@ class CocoSink : public ResultSink {
 
   void Write(const FoundFrame& found) override {
     const std::size_t image_id = images_.size() + 1;
-    images_.push_back({{"id", image_id},
-                       {"file_name", found.frame.source},
-                       {"frame", found.frame.index},
-                       {"height", found.frame.picture->rows},
-                       {"width", found.frame.picture->cols}});
     const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
+    std::string text;
     for (std::size_t i = 0; i < kinds.size(); ++i) {
       const std::int64_t category_id = labels_.IdOf(kinds[i]);
-      results_.Write((is_first_ ? "\n" : ",\n") +
-                     ToText(ResultOf(found, i, image_id, category_id)));
-      is_first_ = false;
+      text += (is_first_ && i == 0 ? "\n" : ",\n") +
+              ToText(ResultOf(found, i, image_id, category_id));
       categories_[category_id] = labels_.Text(kinds[i]);
     }
+    results_.Write(text);
+    is_first_ = is_first_ && text.empty();
+    ordered_json image{{"id", image_id}};
+    PutName("file_name", found.frame.source, image);
+    image["frame"] = found.frame.index;
+    image["height"] = found.frame.picture->rows;
+    image["width"] = found.frame.picture->cols;
+    images_.push_back(std::move(image));
   }
 
   void Finish() override {
     results_.Write("\n]\n");
-    results_.Close();
+    results_.Keep();
     ordered_json json;
     json["info"] = {{"description", Description()}};
     json["images"] = std::move(images_);
@@ -72,7 +77,7 @@ class CocoSink : public ResultSink {
     for (const auto& [id, name] : categories_) {
       json["categories"].push_back({{"id", id}, {"name", name}});
     }
-    folder_.WriteJson("coco_images.json", json);
+    folder_.WriteJson(kCocoImagesFile, json);
   }
 
  private:
@@ -84,7 +89,7 @@ class CocoSink : public ResultSink {
 
   const OutputFolder& folder_;
   const Labels& labels_;
-  OutputFile results_;
+  WholeFile results_;
   bool is_first_ = true;
   ordered_json images_ = ordered_json::array();
   std::map<std::int64_t, std::string> categories_;

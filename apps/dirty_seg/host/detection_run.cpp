@@ -35,9 +35,11 @@ DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription desc
 }
 
 ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress) {
+  RunEnd end;
   std::int64_t done = 0;
-  while (!Interruption::Happened()) {
+  while (!Interruption::Happened() && end.write_error.empty()) {
     const std::optional<Frame> frame = source.NextFrame();
+    if (!frame || frame->input != input_) has_more_ = false;
     if (!frame || Interruption::Happened()) break;
     BeginInput(*frame);
     try {
@@ -46,15 +48,22 @@ ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress) {
       ++done;
     } catch (const InputError& error) {
       Fail(*frame, error.what());
+    } catch (const OutputError& error) {
+      Fail(*frame, error.what());
+      end.write_error = error.what();
     }
+    const std::optional<std::int64_t> count = source.FrameCount();
+    has_more_ = frame->kind != InputKind::kPicture && !input_failed_ &&
+                count != static_cast<std::int64_t>(frame->ordinal) + 1;
     const std::optional<std::int64_t> left = source.FramesLeft();
     if (progress != nullptr) progress->Update(done, left ? std::optional(done + *left) : left);
   }
   EndInput();
-  const bool interrupted = Interruption::Happened();
-  const bool is_complete = Finish(interrupted);
-  if (interrupted) return kInterrupted;
-  return is_complete && summary_.failed() == 0 ? kAllDone : kSomeInputFailed;
+  end.interrupted = Interruption::Happened();
+  end.inputs = source.InputCount();
+  const bool is_complete = Finish(end) && end.write_error.empty() && summary_.failed() == 0;
+  if (end.interrupted && end.write_error.empty()) return kInterrupted;
+  return is_complete ? kAllDone : kSomeInputFailed;
 }
 
 void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
@@ -67,8 +76,11 @@ void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
     TellWarning(NameOf(frame) + ": " + complaint);
   }
   const DirtyStatusResultData& result = record.outcome.result;
-  writer_.Write(frame, record);
+  const FrameFiles files = writer_.WriteRecord(frame, record);
   summary_.AddFrame(record);
+  lacks_files_ = true;
+  writer_.WriteFiles(frame, record, files);
+  lacks_files_ = false;
   if (!result.success) throw InputError(result.message);
   if (has_folder()) {
     TellPlainly(FrameLine(frame, source.InputCount(), source.FrameCount(), record, labels_));
@@ -99,26 +111,50 @@ void DetectionRun::EndInput() {
 void DetectionRun::Fail(const Frame& frame, const std::string& cause) {
   TellError(NameOf(frame) + ": " + cause);
   input_failed_ = true;
+  const bool is_of_frame = frame.kind != InputKind::kPicture && frame.picture != nullptr;
+  summary_.AddFailure(
+      {frame.source, is_of_frame ? std::optional(frame.index) : std::nullopt, cause});
 }
 
 // Returns whether all could be written.
-bool DetectionRun::Finish(bool interrupted) {
+bool DetectionRun::Finish(const RunEnd& end) {
+  bool is_complete = true;
   try {
-    writer_.Finish(summary_, interrupted);
-  } catch (const InputError& error) {
+    writer_.Finish(summary_, end);
+  } catch (const OutputError& error) {
     TellError(error.what());
-    return false;
+    is_complete = false;
   }
   // An argument always gives an input, if only one that fails.
-  if (summary_.inputs() == 0 && !interrupted) TellWarning("the list on standard input is empty");
-  if (!has_folder()) return true;
+  if (summary_.inputs() == 0 && !end.interrupted) {
+    TellWarning("the list on standard input is empty");
+  }
+  if (!end.write_error.empty()) {
+    TellError("the run ends here, as nothing more can be kept: " + ProcessedText(end) + "; " +
+              KeptText());
+    return is_complete;
+  }
+  if (!has_folder()) return is_complete;
   const std::string speed = SpeedLine(summary_);
   if (!speed.empty()) TellPlainly(speed);
-  Tell(std::string(interrupted ? "interrupted: " : "") +
-       std::to_string(summary_.inputs() - summary_.failed()) + " of " +
-       std::to_string(summary_.inputs()) + " inputs processed; results in " +
+  Tell((end.interrupted ? "interrupted: " : "") + ProcessedText(end) + "; results in " +
        writer_.destination());
-  return true;
+  return is_complete;
+}
+
+std::string DetectionRun::ProcessedText(const RunEnd& end) const {
+  const std::size_t whole = summary_.inputs() - summary_.failed() - (has_more_ ? 1 : 0);
+  const std::string count = std::to_string(whole);
+  const std::string text = end.inputs ? count + " of " + std::to_string(*end.inputs) + " inputs"
+                                      : count + (whole == 1 ? " input" : " inputs");
+  return text + " processed" + (has_more_ ? ", 1 in part" : "");
+}
+
+std::string DetectionRun::KeptText() const {
+  const std::size_t frames = summary_.frames();
+  return std::to_string(frames) +
+         (frames == 1 ? " frame of results is" : " frames of results are") + " in " +
+         writer_.destination() + (lacks_files_ ? ", the last without all its files" : "");
 }
 
 }  // namespace dirty_seg

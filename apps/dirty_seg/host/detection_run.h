@@ -27,8 +27,9 @@ class DetectionRun {
 
   bool has_folder() const { return writer_.has_folder(); }
 
-  /// Works until the source ends, or an Interruption happened, and completes the output. What fails
-  /// is named on standard error, and the rest is done. `progress` may be null.
+  /// Works until the source ends, an Interruption happened, or something cannot be written, and
+  /// completes the output. An input that fails is named on standard error, and the rest is done.
+  /// `progress` may be null.
   ExitStatus Process(FrameSource& source, Progress* progress);
 
  private:
@@ -36,7 +37,9 @@ class DetectionRun {
   void BeginInput(const Frame& frame);
   void EndInput();
   void Fail(const Frame& frame, const std::string& cause);
-  bool Finish(bool interrupted);
+  bool Finish(const RunEnd& end);
+  std::string ProcessedText(const RunEnd& end) const;
+  std::string KeptText() const;
   FrameOutcome Detect(const Frame& frame, FrameRecord& record);
 
   std::vector<cv::Rect> patches_;
@@ -47,6 +50,8 @@ class DetectionRun {
   Summary summary_;
   std::optional<std::size_t> input_;  // that is being worked on
   bool input_failed_ = false;
+  bool has_more_ = false;     // the input, a video or camera that did not fail
+  bool lacks_files_ = false;  // the last frame that is recorded
 };
 
 }  // namespace dirty_seg

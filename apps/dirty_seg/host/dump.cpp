@@ -3,19 +3,20 @@
 #include <yaml-cpp/yaml.h>
 
 #include <cctype>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <set>
 #include <utility>
 
 #include "engine/postprocess_options.h"
 #include "geometry/letterbox.h"
-#include "host/errors.h"
+#include "host/earlier_run.h"
 #include "host/frame_detector.h"
 #include "host/frame_record.h"
 #include "host/geometry_json.h"
+#include "host/name_text.h"
 #include "host/npy.h"
 #include "host/output.h"
 #include "host/tensor_text.h"
@@ -23,10 +24,12 @@
 namespace dirty_seg {
 namespace {
 
+namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 using nuvik::alg::common::AIBuff;
 
 constexpr int kGrey = 114;
+constexpr const char* kDumpFile = "dump.json";
 
 // A name that is none of another tensor's.
 std::string FileName(const std::string& role, const std::string& name,
@@ -51,7 +54,7 @@ class TensorWriter {
 
   void Write(const char* role, const std::string& name, const NpyArray& array) {
     const std::string file = FileName(role, name, taken_);
-    WriteNpy((std::filesystem::path(folder_) / file).string(), array);
+    WriteNpy((fs::path(folder_) / file).string(), array);
     list_.push_back({{"file", file},
                      {"role", role},
                      {"name", name},
@@ -114,10 +117,12 @@ ordered_json PostprocessToJson(const std::string& config) {
 }
 
 ordered_json ClassifierToJson(const DetectorOptions& options) {
-  return {{"model", options.fece_model},
-          {"class_ids", options.fece_class_ids},
-          {"score_threshold", options.fece_score_threshold},
-          {"area_threshold", options.fece_area_threshold}};
+  ordered_json json;
+  PutName("model", options.fece_model, json);
+  json["class_ids"] = options.fece_class_ids;
+  json["score_threshold"] = options.fece_score_threshold;
+  json["area_threshold"] = options.fece_area_threshold;
+  return json;
 }
 
 ordered_json DetectionsToJson(const StagedFrame& frame, const Labels& labels) {
@@ -133,18 +138,34 @@ ordered_json DetectionsToJson(const StagedFrame& frame, const Labels& labels) {
   return list;
 }
 
-void WriteText(const std::string& path, const std::string& text) {
-  errno = 0;
-  std::ofstream file(path, std::ios::binary);
-  file << text;
-  file.close();
-  if (!file) throw SetupError("'" + path + "': cannot be written: " + std::strerror(errno));
+// Whether it is a name that FileName gives.
+bool IsNameOfATensor(const std::string& name) {
+  constexpr std::size_t kMostName = 255;  // bytes that a file system takes
+  static const std::regex kName(R"((input|output|mask)_[\w.-]*\.npy)");
+  return name.size() <= kMostName && std::regex_match(name, kName);
+}
+
+// The tensors that an earlier dump in the folder names, and that dump itself.
+void RemoveEarlierDump(const fs::path& folder) {
+  const fs::path dump = folder / kDumpFile;
+  std::vector<fs::path> files;
+  const auto root = nlohmann::json::parse(std::ifstream(dump, std::ios::binary), nullptr, false);
+  if (!root.is_object()) return;
+  for (const auto& tensor : root.value("tensors", nlohmann::json::array())) {
+    if (!tensor.is_object() || !tensor.contains("file") || !tensor["file"].is_string()) continue;
+    const auto name = tensor["file"].get<std::string>();
+    if (IsNameOfATensor(name)) files.push_back(folder / name);
+  }
+  files.push_back(dump);
+  for (const fs::path& file : files) RemovePlainFile(file);
 }
 
 }  // namespace
 
 void WriteDump(const std::string& folder, const DumpOrigin& origin, const DetectorOptions& options,
                const DetectorSetup& setup, const StagedFrame& frame) {
+  WholeFile file((fs::path(folder) / kDumpFile).string());  // others are kept out from here on
+  RemoveEarlierDump(folder);
   TensorWriter writer(folder);
   writer.Write("input", frame.inputs);
   writer.Write("output", frame.outputs);
@@ -154,12 +175,12 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
   ordered_json json;
   json["schema_version"] = 1;
   json["program"] = origin.program;
-  json["source"] = origin.source;
+  PutName("source", origin.source, json);
   json["frame"] = origin.frame;
   json["image_size"] = SizeToJson(origin.fit.picture);
   json["fit"] = FitToJson(origin.fit);
-  json["model"] = options.model;
-  json["config"] = options.config;
+  PutName("model", options.model, json);
+  PutName("config", options.config, json);
   json["postprocess"] = PostprocessToJson(options.config);
   if (!options.fece_model.empty()) json["classifier"] = ClassifierToJson(options);
   json["tensors"] = writer.list();
@@ -169,7 +190,8 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
                         {"border_value", kGrey}};
   json["slots"] = SlotsToJson(setup.patches, side);
   json["detections"] = DetectionsToJson(frame, setup.labels);
-  WriteText((std::filesystem::path(folder) / "dump.json").string(), ToIndentedText(json));
+  file.Write(ToIndentedText(json));
+  file.Keep();
 }
 
 }  // namespace dirty_seg

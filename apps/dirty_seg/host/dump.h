@@ -25,8 +25,9 @@ struct DumpOrigin {
 
 /// Writes input_NAME.npy, output_NAME.npy for each tensor of the network, mask_LABEL.npy for each
 /// label found, and dump.json, which names them all and tells the place of each patch in the input
-/// tensor. What a file's name cannot hold of a tensor's is replaced by '_'. Throws SetupError when
-/// a file cannot be written.
+/// tensor. What a file's name cannot hold of a tensor's is replaced by '_'. What an earlier
+/// dump in the folder names is removed. Throws OutputError when a file cannot be written, also
+/// where another process dumps into the folder.
 void WriteDump(const std::string& folder, const DumpOrigin& origin, const DetectorOptions& options,
                const DetectorSetup& setup, const StagedFrame& frame);
 

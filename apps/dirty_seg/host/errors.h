@@ -17,6 +17,13 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Something cannot be written, so that going on would only lose more. Exit status 1 where results
+/// were kept, 2 where there are none.
+class OutputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// What the program ends with.
 enum ExitStatus : int {
   kAllDone = 0,

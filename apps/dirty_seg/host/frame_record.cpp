@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "host/geometry_json.h"
+#include "host/name_text.h"
 
 namespace dirty_seg {
 namespace {
@@ -98,7 +99,7 @@ ordered_json ToJson(const FrameRecord& record, const Labels& labels) {
   const DirtyStatusResultData& result = record.outcome.result;
   ordered_json json;
   json["schema_version"] = kSchemaVersion;
-  json["source"] = record.source;
+  PutName("source", record.source, json);
   json["frame"] = record.frame;
   json["image_size"] = SizeToJson(record.fit.picture);
   json["fit"] = FitToJson(record.fit);

@@ -40,7 +40,7 @@ struct FrameRecord {
   /// Name of the annotated picture in the output folder; empty when none was written.
   std::string overlay;
   double read_ms = 0.0;
-  /// Run lengths, mask pictures and overlay; not this line itself.
+  /// To make run lengths, mask pictures and overlay; neither this line nor what the disk takes.
   double write_ms = 0.0;
 };
 

@@ -11,6 +11,7 @@
 
 #include "engine/ai_engine.h"
 #include "host/errors.h"
+#include "host/output_file.h"
 #include "host/tensor_text.h"
 
 namespace dirty_seg {
@@ -248,16 +249,13 @@ void WriteNpy(const std::string& path, const NpyArray& array) {
   });
   if (type == kTypes.end()) reporter.Reject("no file holds " + TypeText(array.type));
   const std::string header = HeaderText(*type, array.shape);
-  errno = 0;
-  std::ofstream file(path, std::ios::binary);
-  file.write(reinterpret_cast<const char*>(kMagicAndVersion.data()), kMagicAndVersion.size());
-  file.put(static_cast<char>(header.size() % 256));
-  file.put(static_cast<char>(header.size() / 256));
-  file << header;
-  file.write(reinterpret_cast<const char*>(array.bytes.data()),
-             static_cast<std::streamsize>(array.bytes.size()));
-  file.close();
-  if (!file) reporter.Reject(std::string("cannot be written: ") + std::strerror(errno));
+  WholeFile file(path);
+  std::string prelude(kMagicAndVersion.begin(), kMagicAndVersion.end());
+  prelude += static_cast<char>(header.size() % 256);
+  prelude += static_cast<char>(header.size() / 256);
+  file.Write(prelude + header);
+  file.Write({reinterpret_cast<const char*>(array.bytes.data()), array.bytes.size()});
+  file.Keep();
 }
 
 NpyArray ReadNpy(const std::string& path) {

@@ -20,7 +20,8 @@ struct NpyArray {
 };
 
 /// Writes the file, which needs no pickle to be read. The bytes are as many as type and shape ask
-/// for. Throws SetupError, naming the file and the cause, when it cannot be written.
+/// for. Throws OutputError, naming the file and the cause, when it cannot be written, and
+/// SetupError for a type that no file holds.
 void WriteNpy(const std::string& path, const NpyArray& array);
 
 /// Reads a file with the six types that the engine knows, in row-major order. Throws SetupError,

@@ -1,7 +1,9 @@
 #include "host/output.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -10,7 +12,9 @@
 #include <system_error>
 #include <vector>
 
+#include "host/earlier_run.h"
 #include "host/errors.h"
+#include "host/name_text.h"
 #include "host/run_folder.h"
 
 namespace dirty_seg {
@@ -18,7 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 constexpr int kJpegQuality = 92;
 
@@ -48,31 +51,51 @@ bool IsFree(const std::string& name, const std::set<std::string>& taken) {
   return true;
 }
 
-File OpenForWriting(const std::string& path) {
-  return {std::fopen(path.c_str(), "wb"), &std::fclose};
+std::string Encode(const std::string& path, const cv::Mat& picture) {
+  if (!cv::haveImageWriter(path)) {
+    throw InputError("'" + path + "' cannot be written: expected a name that ends in .png or .jpg");
+  }
+  std::vector<unsigned char> bytes;
+  try {
+    // The parameter is JPEG's alone; other formats pass over it.
+    cv::imencode(fs::path(path).extension().string(), picture, bytes,
+                 {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
+  } catch (const cv::Exception& exception) {
+    throw InputError("'" + path + "' cannot be written: " + exception.err);
+  }
+  return {bytes.begin(), bytes.end()};
 }
 
-void WriteBytes(const std::string& path, const void* bytes, std::size_t length) {
-  File file = OpenForWriting(path);
-  if (file == nullptr) throw InputError("'" + path + "' cannot be written: " + LastError());
-  const bool is_written = std::fwrite(bytes, 1, length, file.get()) == length;
-  if (std::fclose(file.release()) == 0 && is_written) return;
-  const std::string cause = LastError();
-  // A file that is cut short would pass for a whole one.
-  std::error_code ignored;
-  if (fs::is_regular_file(path, ignored)) fs::remove(path, ignored);
-  throw InputError("'" + path + "' cannot be written: " + cause);
+// A terminal takes also the controls that JSON leaves as they are: U+007F to U+009F.
+std::string WithoutControls(const std::string& json) {
+  std::string text;
+  text.reserve(json.size());
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(json[i]);
+    const bool has_next = byte == 0xc2 && i + 1 < json.size();
+    const auto next = static_cast<unsigned char>(has_next ? json[i + 1] : '\xff');
+    if (byte != 0x7f && next >= 0xa0) {
+      text += json[i];
+      continue;
+    }
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04x", byte == 0x7f ? byte : next);
+    text += escape.data();
+    if (has_next) ++i;
+  }
+  return text;
 }
 
 }  // namespace
 
 bool IsNameOfAResult(const std::string& file_name) {
-  static const std::regex kName(R"(.+\.(overlay\.(jpg|avi)|mask_\d+\.png|crop_\d+\..+\.png))");
+  static const std::regex kName(
+      R"(.+\.(overlay\.(jpg|(part\.)?avi)|mask_\d+\.png|crop_\d+\..+\.png))");
   return std::regex_match(file_name, kName);
 }
 
 std::string UniqueNames::Take(const std::string& path) {
-  const std::string stem = fs::path(path).stem().string();
+  const std::string stem = PlainStem(path);
   std::string name = stem;
   for (int number = 2; !IsFree(name, taken_); ++number) {
     name = stem + "-" + std::to_string(number);
@@ -109,93 +132,82 @@ void WriteJsonLine(const ordered_json& json, const std::string& destination, std
   if (!WriteText(ToText(json) + "\n", file)) {
     const std::string cause = LastError();
     std::clearerr(file);
-    throw InputError("the result cannot be written to " + destination + ": " + cause);
+    throw OutputError("the result cannot be written to " + destination + ": " + cause);
   }
 }
 
 void WritePicture(const std::string& path, const cv::Mat& picture) {
-  if (!cv::haveImageWriter(path)) {
-    throw InputError("'" + path + "' cannot be written: expected a name that ends in .png or .jpg");
-  }
-  std::vector<unsigned char> bytes;
-  try {
-    // The parameter is JPEG's alone; other formats pass over it.
-    cv::imencode(fs::path(path).extension().string(), picture, bytes,
-                 {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
-  } catch (const cv::Exception& exception) {
-    throw InputError("'" + path + "' cannot be written: " + exception.err);
-  }
-  WriteBytes(path, bytes.data(), bytes.size());
+  WriteWholeFile(path, Encode(path, picture));
+}
+
+PendingFile EncodeMask(const std::string& name, int label, const cv::Mat& mask) {
+  const std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
+  return {file_name, Encode(file_name, mask != 0)};
+}
+
+PendingFile EncodeOverlay(const std::string& name, const cv::Mat& overlay) {
+  const std::string file_name = name + ".overlay.jpg";
+  return {file_name, Encode(file_name, overlay)};
 }
 
 OutputFolder::OutputFolder(const std::string& path, bool overwrite)
-    : path_(path),
-      results_path_((fs::path(path) / kResultsFile).string()),
-      results_(nullptr, &std::fclose) {
+    : path_(path), results_path_((fs::path(path) / kResultsFile).string()) {
   MakeRunFolder(path, overwrite);
-  results_ = OpenForWriting(results_path_);
-  if (results_ == nullptr) {
-    throw SetupError("--output '" + path + "': '" + results_path_ +
-                     "' cannot be written: " + LastError());
+  try {
+    Begin(overwrite);
+  } catch (const OutputError& error) {
+    throw SetupError("--output '" + path + "': " + error.what());
   }
-  std::error_code ignored;
-  fs::remove(fs::path(path) / kSummaryFile, ignored);
 }
 
-std::string OutputFolder::WriteMask(const std::string& name, int label, const cv::Mat& mask) const {
-  std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
-  WriteImage(file_name, mask != 0);
-  return file_name;
+void OutputFolder::Begin(bool overwrite) {
+  const int flags = O_NOFOLLOW | (overwrite ? 0 : O_EXCL);
+  results_ = std::make_unique<OutputFile>(results_path_, flags);
+  if (!results_->Lock()) {
+    throw OutputError("another run is writing there; expected another folder, or that run to end");
+  }
+  RemoveEarlierRun(path_);
+  results_->MakeEmpty();
+  list_ =
+      std::make_unique<OutputFile>((fs::path(path_) / kListFile).string(), O_NOFOLLOW | O_TRUNC);
 }
 
-std::string OutputFolder::WriteOverlay(const std::string& name, const cv::Mat& overlay) const {
-  std::string file_name = name + ".overlay.jpg";
-  WriteImage(file_name, overlay);
-  return file_name;
+void OutputFolder::WriteResult(const ordered_json& json) const {
+  results_->Write(ToText(json) + "\n");
 }
 
-void OutputFolder::WriteImage(const std::string& file_name, const cv::Mat& image) const {
-  WritePicture((fs::path(path_) / file_name).string(), image);
+std::string OutputFolder::Claim(const std::string& file_name) const {
+  list_->Write(file_name + "\n");
+  return (fs::path(path_) / file_name).string();
 }
+
+void OutputFolder::Write(const PendingFile& file) const { WriteText(file.name, file.bytes); }
 
 void OutputFolder::WriteText(const std::string& file_name, const std::string& text) const {
-  WriteBytes((fs::path(path_) / file_name).string(), text.data(), text.size());
-}
-
-void OutputFolder::MakeFolder(const std::string& name) const {
-  const fs::path path = fs::path(path_) / name;
-  std::error_code error;
-  fs::create_directories(path, error);
-  if (error) throw InputError("'" + path.string() + "' cannot be made: " + error.message());
+  WriteWholeFile(Claim(file_name), text);
 }
 
 void OutputFolder::WriteJson(const std::string& file_name, const ordered_json& json) const {
   WriteText(file_name, ToIndentedText(json));
 }
 
-OutputFile::OutputFile(const OutputFolder& folder, const std::string& file_name)
-    : path_((fs::path(folder.path()) / file_name).string()), file_(OpenForWriting(path_)) {
-  if (file_ == nullptr) throw SetupError("'" + path_ + "' cannot be written: " + LastError());
+void OutputFolder::WriteImage(const std::string& file_name, const cv::Mat& image) const {
+  WriteText(file_name, Encode(file_name, image));
 }
 
-void OutputFile::Write(const std::string& text) {
-  if (!WriteText(text, file_.get())) {
-    throw InputError("'" + path_ + "' cannot be written: " + LastError());
-  }
-}
-
-void OutputFile::Close() {
-  if (file_ != nullptr && std::fclose(file_.release()) != 0) {
-    throw InputError("'" + path_ + "' cannot be written: " + LastError());
-  }
+void OutputFolder::MakeFolder(const std::string& name) const {
+  const std::string path = Claim(name + "/");
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) throw OutputError("'" + path + "' cannot be made: " + error.message());
 }
 
 std::string ToText(const ordered_json& json) {
-  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  return WithoutControls(json.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
 }
 
 std::string ToIndentedText(const ordered_json& json) {
-  return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  return WithoutControls(json.dump(2, ' ', false, ordered_json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace dirty_seg

@@ -1,7 +1,10 @@
 // Label masks as polygons, a line a frame.
+#include <fcntl.h>
+
 #include <set>
 
 #include "host/instance_mask.h"
+#include "host/name_text.h"
 #include "host/result_sink.h"
 
 namespace dirty_seg {
@@ -28,13 +31,13 @@ ordered_json PolygonsToJson(const cv::Mat& mask) {
 class PolygonSink : public ResultSink {
  public:
   PolygonSink(const OutputFolder& folder, const Labels& labels)
-      : labels_(labels), file_(folder, "polygons.jsonl") {}
+      : labels_(labels), file_(folder.Claim(kPolygonsFile), O_TRUNC | O_NOFOLLOW) {}
 
   void Write(const FoundFrame& found) override {
     const DirtyStatusResultData& result = found.outcome.result;
     ordered_json json;
     json["schema_version"] = kSchemaVersion;
-    json["source"] = found.record.source;
+    PutName("source", found.record.source, json);
     json["frame"] = found.record.frame;
     json["lossy"] = true;
     json["label_polygons"] = ordered_json::object();
@@ -45,7 +48,7 @@ class PolygonSink : public ResultSink {
     file_.Write(ToText(json) + "\n");
   }
 
-  void Finish() override { file_.Close(); }
+  void Finish() override { file_.Finish(); }
 
  private:
   // A label's mask is of all that have it: it has the names of both where some were confirmed.

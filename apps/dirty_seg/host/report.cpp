@@ -10,7 +10,6 @@
 #include <ostream>
 #include <random>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -19,6 +18,7 @@
 #include "host/errors.h"
 #include "host/html.h"
 #include "host/interruption.h"
+#include "host/output_file.h"
 #include "host/report_data.h"
 #include "host/report_pictures.h"
 
@@ -148,33 +148,25 @@ class PageWriter {
 
 [[noreturn]] void RejectOutput(const std::string& path) {
   const int error = errno;
-  throw SetupError("'" + path + "' cannot be written" +
-                   (error == 0 ? "" : std::string(": ") + std::strerror(error)));
+  throw OutputError("'" + path + "' cannot be written" +
+                    (error == 0 ? "" : std::string(": ") + std::strerror(error)));
 }
 
 }  // namespace
 
 ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
                           const std::string& path, Progress* progress) {
-  const std::string unfinished = path + ".part";
   ReportOutcome outcome;
   outcome.frames = results.frames.size();
+  WholeFile page(path);
   errno = 0;
-  std::ofstream file(unfinished, std::ios::binary);
+  std::ofstream file(page.part(), std::ios::binary);
+  outcome.pictures = PageWriter(results, options, file, progress).Write();
+  ThrowIfInterrupted();
+  outcome.bytes = static_cast<std::size_t>(file.tellp());
+  file.close();
   if (!file) RejectOutput(path);
-  try {
-    outcome.pictures = PageWriter(results, options, file, progress).Write();
-    ThrowIfInterrupted();
-    outcome.bytes = static_cast<std::size_t>(file.tellp());
-    file.close();
-    std::error_code error;
-    if (file) fs::rename(unfinished, path, error);
-    if (!file || error) RejectOutput(path);
-  } catch (...) {
-    std::error_code ignored;
-    fs::remove(unfinished, ignored);
-    throw;
-  }
+  page.Keep();
   return outcome;
 }
 

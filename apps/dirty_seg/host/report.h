@@ -23,7 +23,7 @@ struct ReportOutcome {
 };
 
 /// Writes the page of `results` to the file `path`, which is replaced when the page is complete.
-/// `progress` may be null. Throws SetupError with the cause, and InterruptedError; nothing of the
+/// `progress` may be null. Throws OutputError with the cause, and InterruptedError; nothing of the
 /// page is left then.
 ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
                           const std::string& path, Progress* progress = nullptr);

@@ -35,10 +35,10 @@ class ResultSink {
   ResultSink(const ResultSink&) = delete;
   ResultSink& operator=(const ResultSink&) = delete;
 
-  /// Throws InputError with the cause.
+  /// Throws InputError for a frame that does not fit, and OutputError.
   virtual void Write(const FoundFrame& found) = 0;
 
-  /// Completes the files; nothing is written after that. Throws InputError with the cause.
+  /// Completes the files; nothing is written after that. Throws OutputError with the cause.
   virtual void Finish() {}
 };
 

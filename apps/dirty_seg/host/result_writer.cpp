@@ -27,7 +27,7 @@ void RequireNoSink(const ResultOptions& options) {
 
 ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
                            std::FILE* standard_output)
-    : labels_(labels), destination_("standard output"), results_(standard_output) {
+    : labels_(labels), destination_("standard output"), standard_output_(standard_output) {
   if (options.HasNoFolder()) {
     RequireNoSink(options);
     return;
@@ -38,7 +38,6 @@ ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
     folder_.emplace(options.output, options.overwrite);
   }
   destination_ = "'" + folder_->results_path() + "'";
-  results_ = folder_->results();
   AddSinks(options);
 }
 
@@ -50,25 +49,39 @@ void ResultWriter::AddSinks(const ResultOptions& options) {
   if (options.video) sinks_.push_back(MakeVideoSink(*folder_));
 }
 
-void ResultWriter::Write(const Frame& frame, FrameRecord& record) {
+FrameFiles ResultWriter::WriteRecord(const Frame& frame, FrameRecord& record) {
   const Stopwatch watch;
-  const DirtyStatusResultData& result = record.outcome.result;
-  record.masks = DescribeMasks(result);
-  if (folder_ && result.success) WritePictures(frame, record);
+  FrameFiles files;
+  record.masks = DescribeMasks(record.outcome.result);
+  if (folder_ && record.outcome.result.success) files = Encode(frame, record);
   record.write_ms = watch.Milliseconds();
-  WriteJsonLine(ToJson(record, labels_), destination_, results_);
+  if (folder_) {
+    folder_->WriteResult(ToJson(record, labels_));
+  } else {
+    WriteJsonLine(ToJson(record, labels_), destination_, standard_output_);
+  }
+  return files;
 }
 
-void ResultWriter::WritePictures(const Frame& frame, FrameRecord& record) {
-  const std::string name = NameOf(frame);
+FrameFiles ResultWriter::Encode(const Frame& frame, FrameRecord& record) {
+  FrameFiles files{NameOf(frame), {}, record.outcome, {}};
+  files.shown.result = ResultInPicture(record.outcome.result, record.fit);
+  files.overlay = DrawOverlay(*frame.picture, files.shown, labels_);
   for (auto& [label, mask] : record.masks) {
-    mask.file = folder_->WriteMask(name, label, record.outcome.result.label_masks.at(label));
+    const cv::Mat& pixels = record.outcome.result.label_masks.at(label);
+    files.pictures.push_back(EncodeMask(files.name, label, pixels));
+    mask.file = files.pictures.back().name;
   }
-  FrameOutcome shown = record.outcome;
-  shown.result = ResultInPicture(record.outcome.result, record.fit);
-  const cv::Mat overlay = DrawOverlay(*frame.picture, shown, labels_);
-  record.overlay = folder_->WriteOverlay(name, overlay);
-  const FoundFrame found{frame, record, shown, name, input_name_, overlay};
+  files.pictures.push_back(EncodeOverlay(files.name, files.overlay));
+  record.overlay = files.pictures.back().name;
+  return files;
+}
+
+void ResultWriter::WriteFiles(const Frame& frame, const FrameRecord& record,
+                              const FrameFiles& files) {
+  if (files.pictures.empty()) return;
+  for (const PendingFile& picture : files.pictures) folder_->Write(picture);
+  const FoundFrame found{frame, record, files.shown, files.name, input_name_, files.overlay};
   for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(found);
 }
 
@@ -84,20 +97,20 @@ std::string ResultWriter::NameOf(const Frame& frame) {
   return input_name_ + std::string(kFrameMark) + number.data();
 }
 
-void ResultWriter::Finish(const Summary& summary, bool interrupted) {
+void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
   if (!folder_) return;
   std::string causes;
   const auto attempt = [&causes](const auto& finish) {
     try {
       finish();
-    } catch (const InputError& error) {
+    } catch (const OutputError& error) {
       causes += (causes.empty() ? "" : "; ") + std::string(error.what());
     }
   };
   // What one file fails of is no reason to leave the others as they are.
   for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
-  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, interrupted)); });
-  if (!causes.empty()) throw InputError(causes);
+  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, end)); });
+  if (!causes.empty()) throw OutputError(causes);
 }
 
 }  // namespace dirty_seg

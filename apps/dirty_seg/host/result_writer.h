@@ -29,6 +29,15 @@ struct ResultOptions {
   bool HasNoFolder() const { return output.empty() && !save; }
 };
 
+/// What is still to be written of a frame.
+struct FrameFiles {
+  std::string name;
+  std::vector<PendingFile> pictures;
+  /// Boxes and label masks in the picture's own pixels.
+  FrameOutcome shown;
+  cv::Mat overlay;
+};
+
 class ResultWriter {
  public:
   /// `labels` outlives this object, as does `standard_output`. Throws SetupError with the cause.
@@ -42,21 +51,25 @@ class ResultWriter {
   const std::string& destination() const { return destination_; }
 
   /// Completes `record` by its masks, the names of its files and the time, and writes it. Throws
-  /// InputError with the cause.
-  void Write(const Frame& frame, FrameRecord& record);
+  /// InputError for a picture that cannot be drawn, and OutputError.
+  FrameFiles WriteRecord(const Frame& frame, FrameRecord& record);
 
-  /// Completes all files and writes summary.json. Throws InputError with the cause.
-  void Finish(const Summary& summary, bool interrupted);
+  /// Writes what the record names, and the other forms. Throws InputError for a frame that does not
+  /// fit one of these, and OutputError.
+  void WriteFiles(const Frame& frame, const FrameRecord& record, const FrameFiles& files);
+
+  /// Completes all files and writes summary.json. Throws OutputError with the cause.
+  void Finish(const Summary& summary, const RunEnd& end);
 
  private:
   void AddSinks(const ResultOptions& options);
-  void WritePictures(const Frame& frame, FrameRecord& record);
+  FrameFiles Encode(const Frame& frame, FrameRecord& record);
   std::string NameOf(const Frame& frame);
 
   const Labels& labels_;
   std::optional<OutputFolder> folder_;
   std::string destination_;
-  std::FILE* results_;
+  std::FILE* standard_output_;
   std::vector<std::unique_ptr<ResultSink>> sinks_;
   UniqueNames names_;
   std::optional<std::size_t> input_;  // that has the name

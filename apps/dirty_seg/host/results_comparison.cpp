@@ -6,6 +6,7 @@
 #include <map>
 #include <utility>
 
+#include "host/name_text.h"
 #include "host/printable.h"
 #include "host/text_table.h"
 
@@ -104,8 +105,8 @@ ordered_json VerdictChangesToJson(const FrameDifference& difference) {
 ordered_json FrameToJson(const ComparedFrame& frame) {
   const DifferenceTotals totals = TotalsOf(frame.difference);
   ordered_json json;
-  json["source_a"] = frame.a->source;
-  json["source_b"] = frame.b->source;
+  PutName("source_a", frame.a->source, json);
+  PutName("source_b", frame.b->source, json);
   json["frame"] = frame.a->frame;
   json["success_a"] = frame.a->success;
   json["success_b"] = frame.b->success;
@@ -124,7 +125,9 @@ ordered_json FrameToJson(const ComparedFrame& frame) {
 ordered_json UnpairedToJson(const Frames& frames) {
   ordered_json list = ordered_json::array();
   for (const StoredFrame* frame : frames) {
-    list.push_back({{"source", frame->source}, {"frame", frame->frame}});
+    ordered_json& entry = list.emplace_back();
+    PutName("source", frame->source, entry);
+    entry["frame"] = frame->frame;
   }
   return list;
 }

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "geometry/letterbox.h"
+#include "host/base64.h"
 #include "host/errors.h"
 #include "host/interruption.h"
 #include "host/messages.h"
@@ -54,7 +55,7 @@ class LineReader {
     StoredFrame frame;
     frame.line = line_;
     CheckVersion(root);
-    frame.source = String(Required(root, "source"), "source");
+    frame.source = Source(root);
     if (const json* number = Find(root, "frame")) frame.frame = Number(*number, "frame");
     if (const json* success = Find(root, "success")) frame.success = Bool(*success, "success");
     frame.message = OptionalString(root, "message");
@@ -133,6 +134,16 @@ class LineReader {
                              const std::string& parent = "") const {
     const json* value = Find(object, key);
     return value == nullptr ? "" : String(*value, parent + key);
+  }
+
+  // As the bytes have it where the text has lost some.
+  std::string Source(const json& root) const {
+    const std::string text = String(Required(root, "source"), "source");
+    const json* coded = Find(root, "source_bytes");
+    if (coded == nullptr) return text;
+    const std::optional<std::string> bytes = BytesOfBase64(String(*coded, "source_bytes"));
+    if (!bytes) Reject("source_bytes", *coded, "Base64");
+    return *bytes;
   }
 
   bool Bool(const json& value, const std::string& key) const {

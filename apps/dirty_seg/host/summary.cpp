@@ -4,6 +4,8 @@
 #include <set>
 #include <utility>
 
+#include "host/name_text.h"
+
 namespace dirty_seg {
 namespace {
 
@@ -21,6 +23,17 @@ std::size_t CountConfirmed(const std::vector<FeceCandidate>& candidates) {
   return static_cast<std::size_t>(std::count_if(
       candidates.begin(), candidates.end(),
       [](const FeceCandidate& candidate) { return candidate.verdict == FeceVerdict::kConfirmed; }));
+}
+
+ordered_json FailuresToJson(const std::vector<Failure>& failures) {
+  ordered_json json = ordered_json::array();
+  for (const Failure& failure : failures) {
+    ordered_json& entry = json.emplace_back();
+    PutName("source", failure.source, entry);
+    if (failure.frame) entry["frame"] = *failure.frame;
+    entry["cause"] = failure.cause;
+  }
+  return json;
 }
 
 }  // namespace
@@ -51,17 +64,20 @@ Distribution Summary::TimesOf(const std::string& stage) const {
   return times == times_.end() ? Distribution{} : Summarise(times->second);
 }
 
-ordered_json Summary::ToJson(const Labels& labels, bool interrupted) const {
+ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
   ordered_json json;
   json["schema_version"] = kSchemaVersion;
   json["program"] = description_.program;
-  json["model"] = description_.model;
-  json["config"] = description_.config;
-  if (!description_.fece_model.empty()) json["fece_model"] = description_.fece_model;
+  PutName("model", description_.model, json);
+  PutName("config", description_.config, json);
+  if (!description_.fece_model.empty()) PutName("fece_model", description_.fece_model, json);
   json["inputs"] = inputs_;
+  if (end.inputs) json["inputs_total"] = *end.inputs;
   json["frames"] = frames_;
   json["failed"] = failed_;
-  json["interrupted"] = interrupted;
+  json["failures"] = FailuresToJson(failures_);
+  json["interrupted"] = end.interrupted;
+  if (!end.write_error.empty()) json["write_error"] = end.write_error;
   json["detections"] = ordered_json::object();
   std::set<int> present;
   for (const auto& [label, count] : detections_) {

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/frame_record.h"
@@ -21,12 +24,31 @@ struct RunDescription {
   std::string fece_model;  // empty without a classifier
 };
 
+/// An input, or a frame of it, that failed.
+struct Failure {
+  std::string source;
+  /// Of a video or camera, where a frame was read.
+  std::optional<std::int64_t> frame;
+  std::string cause;
+};
+
+/// How a run came to its end.
+struct RunEnd {
+  bool interrupted = false;
+  /// Why nothing more could be written; empty otherwise.
+  std::string write_error;
+  /// Inputs in all, those that were not taken up included; nothing where that is not known.
+  std::optional<std::size_t> inputs;
+};
+
 class Summary {
  public:
   explicit Summary(RunDescription description) : description_(std::move(description)) {}
 
   /// An input came to its end; `failed` when it, or a frame of it, failed.
   void AddInput(bool failed);
+
+  void AddFailure(Failure failure) { failures_.push_back(std::move(failure)); }
 
   /// Times and detections of a frame that failed are not counted.
   void AddFrame(const FrameRecord& record);
@@ -39,13 +61,14 @@ class Summary {
   Distribution TimesOf(const std::string& stage) const;
 
   /// Keys in a fixed order, as docs/schema/summary.schema.json has them.
-  nlohmann::ordered_json ToJson(const Labels& labels, bool interrupted) const;
+  nlohmann::ordered_json ToJson(const Labels& labels, const RunEnd& end) const;
 
  private:
   RunDescription description_;
   std::size_t inputs_ = 0;
   std::size_t failed_ = 0;
   std::size_t frames_ = 0;
+  std::vector<Failure> failures_;
   std::map<int, std::size_t> detections_;
   std::size_t confirmed_ = 0;
   bool is_confirmed_known_ = true;

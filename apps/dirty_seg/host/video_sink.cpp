@@ -29,12 +29,7 @@ class VideoSink : public ResultSink {
     ++written_;
   }
 
-  void Finish() override {
-    Close();
-    if (!cut_short_.empty()) {
-      throw InputError(cut_short_ + " cannot be written whole; is there room for it?");
-    }
-  }
+  void Finish() override { Close(); }
 
  private:
   void Begin(const FoundFrame& found) {
@@ -42,32 +37,37 @@ class VideoSink : public ResultSink {
     input_ = found.frame.input;
     size_ = found.overlay.size();
     const double rate = found.frame.rate > 0.0 ? found.frame.rate : kUsualRate;
-    path_ = folder_.path() + "/" + found.input_name + ".overlay.avi";
-    if (!Open(rate)) {
-      input_.reset();
-      throw InputError("'" + path_ + "' cannot be written");
-    }
+    // The writer tells the form by the ending.
+    const std::string part = folder_.Claim(found.input_name + ".overlay.part.avi");
+    path_ = folder_.Claim(found.input_name + ".overlay.avi");
+    file_.emplace(path_, part);
+    if (!Open(rate)) throw OutputError("'" + path_ + "' cannot be written");
   }
 
   // The writer keeps it to itself when the disk is full.
   void Close() {
     if (!writer_.isOpened()) return;
     writer_.release();
-    if (!HasLastFrame()) cut_short_ += (cut_short_.empty() ? "'" : ", '") + path_ + "'";
+    const bool is_whole = HasLastFrame();
     written_ = 0;
+    if (is_whole) file_->Keep();
+    file_.reset();
+    if (is_whole) return;
+    throw OutputError("'" + path_ +
+                      "' cannot be written whole, and is removed; is there room for it?");
   }
 
   // OpenCV's own writer takes the other's place where that one was left out; it rounds the rate.
   bool Open(double rate) {
     const int codec = cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
-    return writer_.open(path_, cv::CAP_FFMPEG, codec, rate, size_) ||
-           writer_.open(path_, cv::CAP_OPENCV_MJPEG, codec, rate, size_);
+    return writer_.open(file_->part(), cv::CAP_FFMPEG, codec, rate, size_) ||
+           writer_.open(file_->part(), cv::CAP_OPENCV_MJPEG, codec, rate, size_);
   }
 
   // The number of frames that a file tells is no more than what was meant to be in it.
   bool HasLastFrame() const {
     try {
-      cv::VideoCapture video = OpenCapture(path_);
+      cv::VideoCapture video = OpenCapture(file_->part());
       return video.set(cv::CAP_PROP_POS_FRAMES, static_cast<double>(written_ - 1)) && video.grab();
     } catch (const InputError&) {
       return false;
@@ -77,8 +77,8 @@ class VideoSink : public ResultSink {
   const OutputFolder& folder_;
   std::optional<std::size_t> input_;
   std::string path_;
+  std::optional<WholeFile> file_;
   std::int64_t written_ = 0;  // frames
-  std::string cut_short_;     // videos, for the message
   cv::Size size_;
   cv::VideoWriter writer_;
 };

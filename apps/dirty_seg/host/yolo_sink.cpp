@@ -61,7 +61,7 @@ class YoloSink : public ResultSink {
     for (std::size_t i = 0; i < kinds.size(); ++i) {
       text += LineOf(found.outcome.result, i, labels_.IdOf(kinds[i]), picture) + "\n";
     }
-    folder_.WriteText("labels/" + found.name + ".txt", text);
+    folder_.WriteText(kLabelsFolder + ("/" + found.name) + ".txt", text);
   }
 
  private:
@@ -72,7 +72,7 @@ class YoloSink : public ResultSink {
 }  // namespace
 
 std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder, const Labels& labels) {
-  folder.MakeFolder("labels");
+  folder.MakeFolder(kLabelsFolder);
   return std::make_unique<YoloSink>(folder, labels);
 }
 
