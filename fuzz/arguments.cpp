@@ -80,7 +80,7 @@ void ReadConfiguration(const std::string& text) {
   dirty_seg::ConfigCheck check;
   const bool is_no_yaml = IsRefused(file, [&] {
     check = dirty_seg::CheckConfig(file.path());
-    dirty_seg::CheckFit(640, check);
+    dirty_seg::CheckFit(640, std::nullopt, check);
   });
   IsRefused(file, [&] { dirty_seg::ReadHostFile(file.path()); });
   if (is_no_yaml || check.Count(dirty_seg::Finding::Kind::kError) > 0) return;

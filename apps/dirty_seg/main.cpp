@@ -99,7 +99,7 @@ int Execute(int argc, char** argv) {
   app.require_subcommand(1);
   app.footer(
       "Example:\n"
-      "  dirty_seg init seg.onnx fece.onnx --grid 3x2 --overlap 80\n"
+      "  dirty_seg init seg.onnx fece.onnx --fece-class-ids 0,3\n"
       "  dirty_seg detect --host host.yaml --save photographs\n"
       "  dirty_seg report runs/detect");
   Action action;

@@ -20,9 +20,10 @@ constexpr const char* kWhole = "patch:\n  enable: true\n  patches: [[0, 0, 1920,
 
 class Check : public testing::Test {
  protected:
-  std::vector<std::string> Of(const std::string& yaml, int side = 640) {
+  std::vector<std::string> Of(const std::string& yaml, int side = 640,
+                              std::optional<int> batch = std::nullopt) {
     ConfigCheck check = CheckConfig(folder_.Write("c.yaml", yaml));
-    CheckFit(side, check);
+    CheckFit(side, batch, check);
     std::vector<std::string> texts;
     for (const Finding& finding : check.findings) {
       texts.push_back(std::to_string(finding.line) +
@@ -131,6 +132,22 @@ TEST_F(Check, WarnsOfSizesThatWasteTheInput) {
   EXPECT_THAT(OfPatches("    - [0, 0, 160, 160]\n"),
               ElementsAre("4 warning patch 0 (counted from 0) [0, 0, 160, 160] is enlarged 4.0 "
                           "times; a larger one costs no more"));
+}
+
+// 694 x 582 is the smallest whole size of a grid of 3x2 that shares 80, and 694 / 320 is 2.17.
+TEST_F(Check, WarnsOfNoShrinkingThatTheBatchLeavesNoChoiceOf) {
+  std::string yaml = "patch:\n  enable: true\n  patches:\n";
+  for (const char* y : {"0", "498"}) {
+    for (const char* x : {"0", "613", "1226"}) {
+      yaml += std::string("    - [") + x + ", " + y + ", 694, 582]\n";
+    }
+  }
+  EXPECT_THAT(Of(yaml, 320, 6), IsEmpty());
+  EXPECT_EQ(Of(yaml, 320).size(), 6U);      // of a batch that could be larger
+  EXPECT_EQ(Of(yaml, 320, 12).size(), 6U);  // and of one that is
+  EXPECT_EQ(Of(yaml.substr(0, yaml.rfind("    - ")), 320, 6).size(), 6U);  // five, and a gap
+  EXPECT_THAT(Of(kWhole, 640, 1), IsEmpty());
+  EXPECT_EQ(Of(kWhole, 640, 2).size(), 2U);  // one pixel of 3.0, and 43.8 % grey
 }
 
 TEST_F(Check, RefusesAPatchOfWhichNothingIsLeft) {

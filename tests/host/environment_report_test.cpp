@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <opencv2/core.hpp>
 
 #include "engine/network_reader.h"
@@ -35,9 +36,18 @@ TEST(Environment, TellsWhatThreadsAskedForGive) {
   const ordered_json threads = EnvironmentJson({}, 2)["threads"];
   EXPECT_EQ(threads["asked"], 2);
   EXPECT_EQ(threads["network"], 2);
-  EXPECT_EQ(threads["opencv"], 2);
   const ordered_json all = EnvironmentJson({}, 0);
   EXPECT_EQ(all["threads"]["network"], all["processor"]["cores"]);
+  const int most = all["threads"]["opencv"];
+  EXPECT_EQ(threads["opencv"], std::min(2, most));
+}
+
+TEST(Environment, HandsOpenCvNoMoreThreadsThanItTakes) {
+  testing::internal::CaptureStderr();
+  const ordered_json threads = EnvironmentJson({}, 1024)["threads"];
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(threads["network"], 1024);
+  EXPECT_EQ(threads["opencv"], EnvironmentJson({}, 0)["threads"]["opencv"]);
 }
 
 TEST(LogSetting, TellsDefaultsValuesAndSlips) {

@@ -32,8 +32,9 @@ class Start : public testing::Test {
   }
 
   ProgramResult Init(const Arguments& more) {
-    Arguments arguments{"init", folder_ / "seg.onnx", folder_ / "fece.onnx", "--output",
-                        folder_ / "project"};
+    Arguments arguments{"init",     folder_ / "seg.onnx", folder_ / "fece.onnx",
+                        "--output", folder_ / "project",  "--fece-class-ids",
+                        "0,1"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return RunProgram(arguments);
   }
@@ -78,6 +79,49 @@ TEST_F(Start, LeadsFromTwoNetworksToResultsWithoutAnEdit) {
   EXPECT_EQ(detect.status, 0) << detect.errors;
   const json row = json::parse(detect.output);
   EXPECT_EQ(row["labels"], json::parse("[19, 19]"));
+}
+
+// A classifier that sees every class takes faces for faeces.
+TEST_F(Start, AsksForTheClassifiersClassesWhereNoNameSpeaksOfThem) {
+  const Arguments command{"init", folder_ / "seg.onnx", folder_ / "fece.onnx", "--output",
+                          folder_ / "project"};
+  EXPECT_EQ(
+      ErrorsOf(command),
+      "dirty_seg: error: '" + folder_ / "seg.onnx" +
+          "' names no class like faeces: 0 red, 1 green; expected --fece-class-ids with those "
+          "that '" +
+          folder_ / "fece.onnx" + "' is to look at\n");
+  EXPECT_FALSE(std::filesystem::exists(host_));
+  EXPECT_EQ(RunProgram({"init", folder_ / "seg.onnx", "--output", folder_ / "project"}).status, 0);
+}
+
+// Held against the network that the host file beside it names.
+TEST_F(Start, ChecksWhatInitWroteWithoutAWarningAlsoAlone) {
+  ASSERT_EQ(Init({}).status, 0);
+  const ProgramResult alone = RunProgram({"check", config_, "--strict"});
+  EXPECT_EQ(alone.status, 0) << alone.output;
+  EXPECT_THAT(alone.errors, HasSubstr("held against '" + folder_ / "seg.onnx" + "', which '" +
+                                      host_ + "' names\n"));
+  EXPECT_EQ(RunProgram({"check", "--host", host_, "--strict"}).status, 0);
+  EXPECT_EQ(RunProgram({"check", config_, "--model", folder_ / "seg.onnx", "--strict"}).status, 0);
+
+  std::filesystem::remove(folder_ / "seg.onnx");
+  EXPECT_THAT(RunProgram({"check", config_}).errors,
+              HasSubstr("names '" + folder_ / "seg.onnx" +
+                        "', which is not there; held against an input of 640 x 640"));
+  folder_.Write("project/other.yaml", ReadFile(config_));
+  EXPECT_EQ(RunProgram({"check", folder_ / "project/other.yaml"}).errors, "");  // not the host's
+}
+
+TEST_F(Start, NeverLeaksTheWarningOfALibraryOverThreads) {
+  const ProgramResult env = RunProgram({"env", "--threads", "1024"});
+  EXPECT_EQ(env.status, 0);
+  EXPECT_EQ(env.errors, "");
+  ASSERT_EQ(Init({"--grid", "2x1"}).status, 0);
+  const ProgramResult detect =
+      RunProgram({"detect", "--host", host_, "--threads", "1024", Picture(test::kMagentaPixel)});
+  EXPECT_EQ(detect.status, 0);
+  EXPECT_EQ(detect.errors, "");
 }
 
 TEST_F(Start, CommandLineComesBeforeTheFile) {
@@ -171,7 +215,7 @@ TEST_F(Start, MissingFileIsNamed) {
 
 TEST_F(Start, RefusesMorePatchesThanTheBatchTakesAndNamesGridsThatFit) {
   std::filesystem::copy(CommonNetwork("seg-b2-64"), folder_ / "two.onnx");
-  EXPECT_EQ(ErrorsOf({"init", folder_ / "two.onnx", "--output", folder_ / "p"}),
+  EXPECT_EQ(ErrorsOf({"init", folder_ / "two.onnx", "--grid", "3x2", "--output", folder_ / "p"}),
             "dirty_seg: error: --grid 3x2 has 6 patches, but the batch of '" +
                 folder_ / "two.onnx" + "' takes 2; these fit: 2x1, 1x2, 1x1\n");
   EXPECT_FALSE(std::filesystem::exists(folder_ / "p"));

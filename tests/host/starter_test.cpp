@@ -16,6 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 TEST(Grid, IsReadFromColumnsAndRows) {
   ASSERT_TRUE(ParseGrid("3x2").has_value());
@@ -74,11 +75,41 @@ TEST(GridsThatFit, TakeNoMoreSlotsThanThereAre) {
   EXPECT_EQ(GridText(GridsThatFit(2, 80, 640)[0]), "2x1");
 }
 
-TEST(GuessFeceClasses, GoesByTheNames) {
-  EXPECT_THAT(GuessFeceClasses({{0, "spill"}, {3, "Dog faeces"}, {4, "poop"}}, 5),
+TEST(UsualGrid, FillsAFixedBatch) {
+  EXPECT_EQ(GridText(UsualGrid(640, 1, 80)), "1x1");
+  EXPECT_EQ(GridText(UsualGrid(640, 2, 80)), "2x1");
+  EXPECT_EQ(GridText(UsualGrid(640, 6, 80)), "3x2");
+  EXPECT_EQ(GridText(UsualGrid(320, 6, 80)), "3x2");
+}
+
+// 3x2 of 694 x 582 are shrunk to one pixel of 2.17 at 320, 4x2 of about 540 x 580 to one of 1.8.
+TEST(UsualGrid, OfAnOpenBatchShrinksTwofoldAtMost) {
+  EXPECT_EQ(GridText(UsualGrid(640, std::nullopt, 80)), "3x2");
+  EXPECT_EQ(GridText(UsualGrid(320, std::nullopt, 80)), "4x2");
+}
+
+TEST(FeceClassesByName, GoesByTheNames) {
+  EXPECT_THAT(FeceClassesByName({{0, "spill"}, {3, "Dog faeces"}, {4, "poop"}}, 5),
               ElementsAre(3, 4));
-  EXPECT_THAT(GuessFeceClasses({{0, "red"}, {1, "green"}}, 2), ElementsAre(0, 1));
-  EXPECT_THAT(GuessFeceClasses({}, 3), ElementsAre(0, 1, 2));
+  EXPECT_THAT(FeceClassesByName({{0, "red"}, {1, "face"}}, 2), IsEmpty());
+  EXPECT_THAT(FeceClassesByName({}, 3), IsEmpty());
+}
+
+// Of any side and batch: 64 patches at the most, and what a network of the field has.
+TEST(StarterConfig, OfTheUsualGridIsWithoutAFinding) {
+  const test::TemporaryFolder folder;
+  for (const int side : {224, 256, 320, 416, 512, 640, 768, 960, 1024, 1280}) {
+    for (const int batch : {0, 1, 2, 3, 4, 6, 8, 12, 16}) {
+      SCOPED_TRACE(std::to_string(side) + " " + std::to_string(batch));
+      const auto fixed = batch == 0 ? std::nullopt : std::optional<int>(batch);
+      const Grid grid = UsualGrid(side, fixed, 80);
+      const std::string path =
+          folder.Write("config.yaml", StarterConfig(LayOutGrid(grid, 80, side), GridText(grid)));
+      ConfigCheck check = CheckConfig(path);
+      CheckFit(side, fixed, check);
+      EXPECT_TRUE(check.findings.empty()) << CheckText(path, check);
+    }
+  }
 }
 
 TEST(StarterConfig, IsWithoutAFinding) {
@@ -86,7 +117,7 @@ TEST(StarterConfig, IsWithoutAFinding) {
   const std::string path =
       folder.Write("config.yaml", StarterConfig(LayOutGrid({3, 2}, 80, 640), "a grid of 3x2"));
   ConfigCheck check = CheckConfig(path);
-  CheckFit(640, check);
+  CheckFit(640, std::nullopt, check);
   EXPECT_TRUE(check.findings.empty()) << CheckText(path, check);
   EXPECT_EQ(check.patches.size(), 6U);
   const YAML::Node root = YAML::LoadFile(path);

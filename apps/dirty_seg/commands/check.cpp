@@ -2,32 +2,79 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <optional>
+#include <system_error>
 
 #include "commands/options.h"
 #include "host/check_report.h"
 #include "host/config_check.h"
 #include "host/errors.h"
+#include "host/host_file.h"
 #include "host/inputs.h"
 #include "host/networks.h"
+#include "host/onnx_description.h"
 #include "host/output.h"
 #include "host/patch_drawing.h"
 
 namespace dirty_seg {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr int kUsualSide = 640;
 
+// A file of that name may be another program's.
+HostFile ReadHostFileOrNone(const std::string& path) try {
+  return ReadHostFile(path);
+} catch (const SetupError&) {
+  return {};
+}
+
+// The network of a host.yaml beside the configuration that names it, as `init` leaves the two;
+// empty where there is none.
+std::string ModelBeside(const std::string& config) {
+  const std::string path = (fs::path(config).parent_path() / "host.yaml").string();
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) return "";
+  const HostFile host = ReadHostFileOrNone(path);
+  const auto value = [&](const char* key) {
+    const auto entry = std::find_if(host.shared.begin(), host.shared.end(),
+                                    [key](const HostEntry& each) { return each.key == key; });
+    return entry == host.shared.end() ? "" : BesideHostFile(path, entry->values.at(0));
+  };
+  if (!fs::equivalent(value("config"), config, error)) return "";
+  const std::string model = value("model");
+  if (model.empty()) return "";
+  if (fs::exists(model, error)) {
+    Tell("held against '" + model + "', which '" + path + "' names");
+    return model;
+  }
+  TellWarning("'" + path + "' names '" + model +
+              "', which is not there; held against an input of " +
+              SizeText({kUsualSide, kUsualSide}));
+  return "";
+}
+
 // A network that does not take the patches is refused here as a run would.
-int InputSide(const CheckOptions& options, std::size_t patch_count) {
-  const auto network =
-      ReadSegmentationNetwork(options.model, std::max<std::size_t>(1, patch_count), 1);
-  return ReadHead(options.model, network.config).input_side;
+void CheckOnNetwork(const std::string& model, ConfigCheck& check) {
+  const std::size_t patches = std::max<std::size_t>(1, check.patches.size());
+  const auto head = ReadHead(model, ReadSegmentationNetwork(model, patches, 1).config);
+  std::ifstream file(model, std::ios::binary);
+  const bool is_open = HasOpenBatch(DescribeOnnxFile(file));
+  CheckFit(head.input_side, is_open ? std::nullopt : std::optional<int>(head.batch), check);
 }
 
 ConfigCheck Check(const CheckOptions& options) {
   ConfigCheck check = CheckConfig(options.config);
-  CheckFit(options.model.empty() ? kUsualSide : InputSide(options, check.patches.size()), check);
+  const std::string model = options.model.empty() ? ModelBeside(options.config) : options.model;
+  if (model.empty()) {
+    CheckFit(kUsualSide, std::nullopt, check);
+  } else {
+    CheckOnNetwork(model, check);
+  }
   return check;
 }
 
@@ -58,7 +105,8 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
       ->type_name("CONFIG.yaml");
   command
       ->add_option("--model", options.model,
-                   "Its input decides how patches fit;\n640 x 640 without it")
+                   "Its input decides how patches fit; without it,\nthat of host.yaml beside "
+                   "CONFIG, or 640 x 640")
       ->type_name("SEG.onnx");
   CLI::Option* frame = command->add_option("--frame", options.frame, "Draw the patches on this")
                            ->type_name("PICTURE");

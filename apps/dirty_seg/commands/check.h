@@ -10,7 +10,7 @@ namespace dirty_seg {
 
 struct CheckOptions {
   std::string config;
-  std::string model;   // empty: a network of 640 x 640
+  std::string model;   // empty: that of a host file beside it, or one of 640 x 640
   std::string frame;   // empty: no picture
   std::string output;  // of the picture
   std::string fit = kFitWords[0];

@@ -12,9 +12,12 @@
 #include "host/messages.h"
 #include "host/network_report.h"
 #include "host/networks.h"
+#include "host/onnx_description.h"
 #include "host/output.h"
 #include "host/output_file.h"
-#include "host/starter.h"
+#include "host/patch_fit.h"
+#include "host/size_text.h"
+#include "host/text_table.h"
 
 namespace dirty_seg {
 namespace {
@@ -36,21 +39,26 @@ NetworkReport Inspect(const std::string& path, const char* role,
                    (is_other ? "; it can be the " + report.Role() : ""));
 }
 
-Grid ReadGrid(const std::string& text) {
-  const std::optional<Grid> grid = ParseGrid(text);
-  if (grid) return *grid;
-  throw SetupError("--grid " + text + ": expected columns x rows, each from 1 to 64, as 3x2");
+// Nothing for a network that takes any batch.
+std::optional<int> BatchOf(const NetworkReport& report) {
+  if (HasOpenBatch(report.description)) return std::nullopt;
+  return report.head->batch;
 }
 
-bool HasOpenBatch(const NetworkReport& report) {
-  const auto& shape = report.description.inputs.at(0).shape;
-  return !shape.empty() && shape[0].find_first_not_of("0123456789") != std::string::npos;
+Grid ReadGrid(const InitOptions& options, const NetworkReport& report) {
+  if (options.grid.empty()) {
+    return UsualGrid(report.head->input_side, BatchOf(report), options.overlap);
+  }
+  const std::optional<Grid> grid = ParseGrid(options.grid);
+  if (grid) return *grid;
+  throw SetupError("--grid " + options.grid +
+                   ": expected columns x rows, each from 1 to 64, as 3x2");
 }
 
 // Open batches take whatever the grid has, as long as the engine can hold it.
 void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkReport& report) {
   const int batch = report.head->batch;
-  if (HasOpenBatch(report)) {
+  if (HasOpenBatch(report.description)) {
     ReadSegmentationNetwork(options.model, static_cast<std::size_t>(grid.count()), 1);
     return;
   }
@@ -59,7 +67,7 @@ void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkRepor
   for (const Grid& other : GridsThatFit(batch, options.overlap, report.head->input_side)) {
     fitting += (fitting.empty() ? "; these fit: " : ", ") + GridText(other);
   }
-  throw SetupError("--grid " + options.grid + " has " + std::to_string(grid.count()) +
+  throw SetupError("--grid " + GridText(grid) + " has " + std::to_string(grid.count()) +
                    " patches, but the batch of '" + options.model + "' takes " +
                    std::to_string(batch) + fitting);
 }
@@ -72,20 +80,43 @@ std::string SeenFrom(const std::string& folder, const std::string& path) {
   return is_far ? whole : whole.lexically_proximate(from);
 }
 
+// Of many classes, the first.
+std::string ClassList(const std::map<std::int32_t, std::string>& names) {
+  constexpr std::size_t kMost = 20;
+  std::string text;
+  std::size_t told = 0;
+  for (const auto& [id, name] : names) {
+    if (told++ == kMost) return text + " and " + std::to_string(names.size() - kMost) + " more";
+    text += (text.empty() ? "" : ", ") + std::to_string(id) + " " + name;
+  }
+  return text;
+}
+
+// A class that nobody chose would be taken for faeces where the classifier errs.
+std::vector<int> FeceClasses(const InitOptions& options, const NetworkReport& report) {
+  if (!options.fece_class_ids.empty()) return options.fece_class_ids;
+  const int classes = report.head->classes;
+  std::vector<int> ids = FeceClassesByName(report.class_names, classes);
+  if (!ids.empty()) return ids;
+  throw SetupError("'" + options.model + "' " +
+                   (report.class_names.empty()
+                        ? "does not name its " + std::to_string(classes) + " classes"
+                        : "names no class like faeces: " + ClassList(report.class_names)) +
+                   "; expected --fece-class-ids with those that '" + options.fece_model +
+                   "' is to look at");
+}
+
 StarterNetworks Describe(const InitOptions& options, const NetworkReport& report) {
   const auto& head = *report.head;
   const std::string side = std::to_string(head.input_side);
   StarterNetworks networks;
   networks.model = SeenFrom(options.output, options.model);
   networks.model_comment = "segmentation network, " + side + " x " + side + ", batch " +
-                           (HasOpenBatch(report) ? "open" : std::to_string(head.batch));
+                           (HasOpenBatch(report.description) ? "open" : std::to_string(head.batch));
   networks.class_names = report.class_names;
-  networks.classes = head.classes;
   if (options.fece_model.empty()) return networks;
   networks.fece_model = SeenFrom(options.output, options.fece_model);
-  networks.fece_class_ids = options.fece_class_ids.empty()
-                                ? GuessFeceClasses(report.class_names, head.classes)
-                                : options.fece_class_ids;
+  networks.fece_class_ids = FeceClasses(options, report);
   return networks;
 }
 
@@ -113,12 +144,16 @@ void MakeFolder(const InitOptions& options) {
 
 void TellClasses(const InitOptions& options, const StarterNetworks& networks) {
   if (networks.fece_model.empty() || !options.fece_class_ids.empty()) return;
-  const std::size_t count = networks.fece_class_ids.size();
-  Tell(count == static_cast<std::size_t>(networks.classes)
-           ? "no class is named like faeces, so the classifier looks at all of them; "
-             "fece-class-ids in the host file narrows that"
-           : "the classifier looks at " + std::to_string(count) +
-                 " of the classes, by their names; see fece-class-ids in the host file");
+  Tell("the classifier looks at " + std::to_string(networks.fece_class_ids.size()) +
+       " of the classes, by their names; see fece-class-ids in the host file");
+}
+
+// Said once, also where no layout of the patches could mend it and a check has nothing to say.
+void TellShrinking(const cv::Size& patch, int side) {
+  const PatchFit fit = FitPatch(patch, side);
+  if (fit.shrunk <= kUsualFitLimits.shrunk) return;
+  Tell("patches are shrunk to one pixel of " + Fixed(fit.shrunk, 1) +
+       " for the network's input of " + SizeText({side, side}) + "; what is smaller may be missed");
 }
 
 // In quotes where a shell would take it apart.
@@ -138,7 +173,10 @@ CLI::App* AddInit(CLI::App& app, InitOptions& options) {
   CLI::App* command = app.add_subcommand("init", "Write the files to start from");
   command->add_option("SEG.onnx", options.model, "Segmentation network")->required()->type_name("");
   command->add_option("FECE.onnx", options.fece_model, "Classifier of faeces")->type_name("");
-  command->add_option("--grid", options.grid, "Patches across and down; 3x2")->type_name("CxR");
+  command
+      ->add_option("--grid", options.grid,
+                   "Patches across and down, as 3x2;\nwhat suits SEG.onnx without it")
+      ->type_name("CxR");
   command->add_option("--overlap", options.overlap, "Neighbours share so many pixels; 80")
       ->check(NumberFrom(0, 1080, "a whole number from 0 to 1080"))
       ->type_name("PIXELS");
@@ -154,18 +192,18 @@ CLI::App* AddInit(CLI::App& app, InitOptions& options) {
   command->add_flag("--overwrite", options.overwrite, "Replace those that are there");
   command->footer(
       "Example:\n"
-      "  dirty_seg init seg.onnx fece.onnx --grid 3x2 --overlap 80\n"
+      "  dirty_seg init seg.onnx fece.onnx --fece-class-ids 0,3\n"
       "  dirty_seg detect --host host.yaml --save photographs");
   return command;
 }
 
 int RunInit(const InitOptions& options) {
-  const Grid grid = ReadGrid(options.grid);
   const NetworkReport report =
       Inspect(options.model, "segmentation network", &NetworkReport::segmentation, kAnyBatch);
   if (!options.fece_model.empty()) {
     Inspect(options.fece_model, "classifier", &NetworkReport::classifier, kAnyBatch);
   }
+  const Grid grid = ReadGrid(options, report);
   CheckBatch(options, grid, report);
   const std::vector<cv::Rect> patches = LayOutGrid(grid, options.overlap, report.head->input_side);
   const StarterNetworks networks = Describe(options, report);
@@ -174,6 +212,7 @@ int RunInit(const InitOptions& options) {
   Write(folder, StarterHost(networks, kConfigName),
         StarterConfig(patches, "a grid of " + GridText(grid)));
   TellClasses(options, networks);
+  TellShrinking(patches.at(0).size(), report.head->input_side);
   const std::string host = (folder / kHostName).lexically_normal().string();
   Tell("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +
        "' written; go on with: dirty_seg detect --host " + ShellWord(host) + " --save PICTURE...");

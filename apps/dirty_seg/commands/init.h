@@ -5,14 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "host/starter.h"
+
 namespace dirty_seg {
 
 struct InitOptions {
   std::string model;
   std::string fece_model;  // empty: no classifier
   std::vector<int> fece_class_ids;
-  std::string grid = "3x2";
-  int overlap = 80;
+  std::string grid;  // empty: what suits the network
+  int overlap = kUsualOverlap;
   std::string output = ".";
   bool overwrite = false;
 };

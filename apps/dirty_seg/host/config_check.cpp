@@ -11,6 +11,7 @@
 #include "host/patch_fit.h"
 #include "host/printable.h"
 #include "host/size_text.h"
+#include "host/starter.h"
 
 namespace dirty_seg {
 namespace {
@@ -19,9 +20,6 @@ namespace geometry = nuvik::geometry;
 
 using Findings = std::vector<Finding>;
 
-constexpr double kMostGrey = 0.25;
-constexpr double kMostShrunk = 2.0;
-constexpr double kMostEnlarged = 2.0;
 constexpr double kMostShared = 0.5;
 constexpr std::size_t kMostGaps = 4;
 
@@ -123,7 +121,19 @@ std::string Suggestions(const cv::Rect& patch, int side) {
   return text;
 }
 
-void CheckPatch(const ListedPatch& patch, int side, Findings& findings) {
+// What `init` would lay out for the batch is not to be bettered by editing a file that looks at the
+// whole frame.
+FitLimits LimitsFor(int side, std::optional<int> batch, const Coverage& coverage) {
+  const FitLimits limits = kUsualFitLimits;
+  if (!batch || !coverage.gaps.empty()) return limits;
+  const std::vector<Grid> grids = GridsThatFit(*batch, kUsualOverlap, side);
+  if (grids.empty()) return limits;
+  const PatchFit best = FitPatch(LayOutGrid(grids[0], kUsualOverlap, side).at(0).size(), side);
+  return {std::max(limits.grey, best.grey), std::max(limits.shrunk, best.shrunk),
+          std::max(limits.enlarged, 1.0 / best.shrunk)};
+}
+
+void CheckPatch(const ListedPatch& patch, int side, const FitLimits& limits, Findings& findings) {
   const Place place = PlaceOf(patch);
   const cv::Rect clipped = Clipped(patch);
   const std::string name = PatchName(patch.index) + " " + RectText(patch.rectangle);
@@ -147,14 +157,14 @@ void CheckPatch(const ListedPatch& patch, int side, Findings& findings) {
              SizeText({side, side}) + ", which shears the picture",
          Suggestions(clipped, side), findings);
   }
-  if (fit.grey > kMostGrey) {
+  if (fit.grey > limits.grey) {
     Warn(place, name + " leaves " + Percent(fit.grey) + " of the network's input grey", "",
          findings);
   }
-  if (fit.shrunk > kMostShrunk) {
+  if (fit.shrunk > limits.shrunk) {
     Warn(place, name + " is shrunk to one pixel of " + Decimal(fit.shrunk), "", findings);
   }
-  if (1.0 / fit.shrunk > kMostEnlarged) {
+  if (1.0 / fit.shrunk > limits.enlarged) {
     Warn(place, name + " is enlarged " + Decimal(1.0 / fit.shrunk) + " times",
          "a larger one costs no more", findings);
   }
@@ -231,9 +241,10 @@ ConfigCheck CheckConfig(const std::string& path) {
   return check;
 }
 
-void CheckFit(int side, ConfigCheck& check) {
+void CheckFit(int side, std::optional<int> batch, ConfigCheck& check) {
   check.side = side;
-  for (const ListedPatch& patch : check.patches) CheckPatch(patch, side, check.findings);
+  const FitLimits limits = LimitsFor(side, batch, check.coverage);
+  for (const ListedPatch& patch : check.patches) CheckPatch(patch, side, limits, check.findings);
   SortByLine(check.findings);
 }
 

@@ -1,6 +1,7 @@
 // Everything that can be said of a configuration file before a frame is looked at.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,8 +30,10 @@ cv::Rect Clipped(const ListedPatch& patch);
 ConfigCheck CheckConfig(const std::string& path);
 
 /// What the network's input makes of the patches. An error: one of which nothing is left. Warnings:
-/// those that are clipped, come out short of the network's square of `side` pixels, or waste it.
-void CheckFit(int side, ConfigCheck& check);
+/// those that are clipped, come out short of the network's square of `side` pixels, or waste it. A
+/// network of a fixed `batch` has only so many patches to see the frame with: where they see all of
+/// it, what no grid can better is not warned of.
+void CheckFit(int side, std::optional<int> batch, ConfigCheck& check);
 
 /// Throws SetupError where there are errors, naming file, line and what would be right. Of several,
 /// each is told before, on a line of its own.

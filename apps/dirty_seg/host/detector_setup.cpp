@@ -1,5 +1,6 @@
 #include "host/detector_setup.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <stdexcept>
@@ -52,7 +53,9 @@ std::vector<cv::Rect> Rectangles(const std::vector<ListedPatch>& patches) {
 }  // namespace
 
 void SetThreads(int threads) {
-  cv::setNumThreads(threads == 0 ? -1 : threads);  // below 0: OpenCV's default
+  cv::setNumThreads(-1);  // OpenCV's default
+  const int most = cv::getNumThreads();
+  if (threads > 0) cv::setNumThreads(std::min(threads, most));
 }
 
 DetectorSetup SetUpDetector(const DetectorOptions& options) {
@@ -61,7 +64,7 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   RefuseErrors(options.config, check);
   nuvik::alg::common::Network network =
       ReadSegmentationNetwork(options.model, check.patches.size(), options.threads);
-  CheckFit(InputSide(network.config), check);
+  CheckFit(InputSide(network.config), std::nullopt, check);
   RefuseErrors(options.config, check);
   DirtySegDetectorConfig config = MakeConfig(options);
   const int class_count = CountClasses(network.config);

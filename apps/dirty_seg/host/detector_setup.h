@@ -29,7 +29,8 @@ struct DetectorSetup {
   Labels labels;
 };
 
-/// Sets OpenCV's threads for the process; 0: all cores.
+/// Sets OpenCV's threads for the process; 0: all cores. More than that are of no use to it: its
+/// thread library complains on standard error, and leaves it at that.
 void SetThreads(int threads);
 
 /// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "engine/ai_engine.h"
+#include "host/detector_setup.h"
 #include "host/log_capture.h"
 #include "host/nearest.h"
 #include "host/printable.h"
@@ -129,7 +130,7 @@ ordered_json Processor() {
 }
 
 ordered_json Threads(int threads) {
-  cv::setNumThreads(threads == 0 ? -1 : threads);
+  SetThreads(threads);
   const int cores = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
   return {{"asked", threads},
           {"network", threads == 0 ? std::min(cores, nuvik::alg::common::kAIMostThreads) : threads},

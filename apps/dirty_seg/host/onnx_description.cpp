@@ -154,6 +154,11 @@ OnnxDescription DescribeOnnxFile(std::istream& file) {
   return description;
 }
 
+bool HasOpenBatch(const OnnxDescription& description) {
+  if (description.inputs.empty() || description.inputs[0].shape.empty()) return false;
+  return description.inputs[0].shape[0].find_first_not_of("0123456789") != std::string::npos;
+}
+
 std::string DeclarationText(const DeclaredTensor& declared) {
   if (!declared.has_shape) return declared.type + " of unknown rank";
   std::string text;

@@ -36,6 +36,9 @@ struct OnnxDescription {
 /// refuses it.
 OnnxDescription DescribeOnnxFile(std::istream& file);
 
+/// Whether the first input's first dimension takes any number.
+bool HasOpenBatch(const OnnxDescription& description);
+
 /// "float32 [batch, 3, 640, 640]".
 std::string DeclarationText(const DeclaredTensor& declared);
 

@@ -14,6 +14,11 @@ constexpr int kReach = 64;
 
 }  // namespace
 
+bool IsWithin(const PatchFit& fit, const FitLimits& limits) {
+  return fit.grey <= limits.grey && fit.shrunk <= limits.shrunk &&
+         1.0 / fit.shrunk <= limits.enlarged;
+}
+
 PatchFit FitPatch(const cv::Size& patch, int side) {
   PatchFit fit;
   fit.scaled = geometry::ScaleLongerSideTo(side, patch);

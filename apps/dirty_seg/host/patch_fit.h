@@ -14,6 +14,16 @@ struct PatchFit {
   bool is_whole = true;  // false: other than the network's square, so that rows run into each other
 };
 
+/// Beyond which a patch wastes the network's input.
+struct FitLimits {
+  double grey = 0.0;
+  double shrunk = 0.0;
+  double enlarged = 0.0;  // network pixels to a frame pixel
+};
+inline constexpr FitLimits kUsualFitLimits{0.25, 2.0, 2.0};
+
+bool IsWithin(const PatchFit& fit, const FitLimits& limits);
+
 /// Of a patch of that size, clipped to the frame already, on a network with an input of `side`
 /// pixels. The arithmetic is the detector's own.
 PatchFit FitPatch(const cv::Size& patch, int side);

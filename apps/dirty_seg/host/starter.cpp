@@ -4,7 +4,6 @@
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <numeric>
 #include <sstream>
 
 #include "engine/postprocess_options.h"
@@ -162,6 +161,22 @@ std::vector<Grid> GridsThatFit(int slots, int overlap, int side) {
   return grids;
 }
 
+Grid UsualGrid(int side, std::optional<int> batch, int overlap) {
+  const Grid usual;
+  const auto first = [&](int slots) {
+    const std::vector<Grid> grids = GridsThatFit(slots, overlap, side);
+    return grids.empty() ? usual : grids[0];
+  };
+  if (batch) return first(*batch);
+  constexpr int kMostSlots = 24;
+  for (int slots = usual.count(); slots <= kMostSlots; ++slots) {
+    const Grid grid = slots == usual.count() ? usual : first(slots);
+    const cv::Size size = PatchSize(grid, overlap, side);
+    if (!size.empty() && IsWithin(FitPatch(size, side), kUsualFitLimits)) return grid;
+  }
+  return usual;
+}
+
 std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::string& layout) {
   std::string text =
       "# Configuration of the dirty-region detector: where it looks, and what it keeps.\n"
@@ -185,8 +200,8 @@ std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::strin
   return text;
 }
 
-std::vector<int> GuessFeceClasses(const std::map<std::int32_t, std::string>& class_names,
-                                  int classes) {
+std::vector<int> FeceClassesByName(const std::map<std::int32_t, std::string>& class_names,
+                                   int classes) {
   constexpr std::array<const char*, 7> kWords{"faec", "fece",      "fecal", "poo",
                                               "dung", "excrement", "stool"};
   std::vector<int> ids;
@@ -196,10 +211,6 @@ std::vector<int> GuessFeceClasses(const std::map<std::int32_t, std::string>& cla
       return lower.find(word) != std::string::npos;
     });
     if (speaks && id >= 0 && id < classes) ids.push_back(id);
-  }
-  if (ids.empty()) {
-    ids.resize(static_cast<std::size_t>(classes));
-    std::iota(ids.begin(), ids.end(), 0);
   }
   return ids;
 }

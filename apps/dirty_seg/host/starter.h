@@ -27,6 +27,13 @@ std::string GridText(const Grid& grid);
 /// there is no such size.
 std::vector<cv::Rect> LayOutGrid(const Grid& grid, int overlap, int side);
 
+/// What neighbours share where nobody says how much.
+inline constexpr int kUsualOverlap = 80;
+
+/// The grid for a network where nobody names one: the first of those that fit its batch, or where
+/// the file leaves that open, 3x2 or the first of more patches that a check has nothing to say of.
+Grid UsualGrid(int side, std::optional<int> batch, int overlap);
+
 /// Grids of at most `slots` patches, at most three: as many patches as can be, those first that
 /// leave the least of the network's input grey.
 std::vector<Grid> GridsThatFit(int slots, int overlap, int side);
@@ -38,14 +45,13 @@ struct StarterNetworks {
   std::string model;          // as the host file names it
   std::string model_comment;  // what it is
   std::map<std::int32_t, std::string> class_names;
-  int classes = 0;
   std::string fece_model;  // empty: no classifier
   std::vector<int> fece_class_ids;
 };
 
-/// Class ids whose names speak of faeces; every id where none does.
-std::vector<int> GuessFeceClasses(const std::map<std::int32_t, std::string>& class_names,
-                                  int classes);
+/// Class ids whose names speak of faeces.
+std::vector<int> FeceClassesByName(const std::map<std::int32_t, std::string>& class_names,
+                                   int classes);
 
 /// The host file, beside a configuration file of that name.
 std::string StarterHost(const StarterNetworks& networks, const std::string& config_name);
