@@ -66,6 +66,16 @@ TEST(BenchText, TellsTwoSidesAndTheirRatio) {
             "fece verdicts       0 of 0 changed\n");
 }
 
+TEST(BenchText, SaysWhichSidesNumbersWereNotFinite) {
+  Measured measured;
+  EXPECT_THAT(BenchText(measured.plan, measured.result), Not(HasSubstr("not finite")));
+  measured.result.sides[1].non_finite_frames = 1;
+  EXPECT_THAT(
+      BenchText(measured.plan, measured.result),
+      HasSubstr("\n\nB's network gave numbers that are not finite in 1 of 2 frames: dirt may "
+                "be missed there\n\nB takes "));
+}
+
 TEST(BenchText, SaysWhereItWasCutShort) {
   Measured measured;
   EXPECT_EQ(BenchToJson("p", measured.plan, measured.result)["interrupted"], false);
@@ -92,17 +102,25 @@ TEST(BenchToJson, HoldsTheSameNumbers) {
             "\"a\":{\"model\":\"a.onnx\",\"config\":\"c.yaml\",\"threads\":0,\"timing_ms\":{"
             "\"inference\":{\"mean\":8.0,\"p50\":8.0,\"p95\":8.0,\"p99\":8.0,\"worst\":8.0},"
             "\"total\":{\"mean\":25.0,\"p50\":20.0,\"p95\":40.0,\"p99\":40.0,\"worst\":40.0}},"
-            "\"frames_per_second\":40.0,\"peak_memory_bytes\":3145728},"
+            "\"frames_per_second\":40.0,\"non_finite_frames\":0,\"peak_memory_bytes\":3145728},"
             "\"b\":{\"model\":\"b.onnx\",\"config\":\"c.yaml\",\"fece_model\":\"f.onnx\","
             "\"threads\":2,\"timing_ms\":{"
             "\"inference\":{\"mean\":3.0,\"p50\":2.0,\"p95\":6.0,\"p99\":6.0,\"worst\":6.0},"
             "\"total\":{\"mean\":12.5,\"p50\":10.0,\"p95\":20.0,\"p99\":20.0,\"worst\":20.0}},"
-            "\"frames_per_second\":80.0},"
+            "\"frames_per_second\":80.0,\"non_finite_frames\":0},"
             "\"ratios\":{\"inference\":{\"median_a\":8.0,\"median_b\":2.0,\"b_to_a\":0.25},"
             "\"total\":{\"median_a\":20.0,\"median_b\":10.0,\"b_to_a\":0.5}},"
             "\"differences\":{\"frames\":0,\"success_changes\":0,\"matched\":0,\"only_in_a\":0,"
             "\"only_in_b\":0,\"class_changes\":0,\"box_distance\":null,\"score_difference\":null,"
             "\"mask_iou\":{},\"fece_verdicts\":0,\"fece_verdict_changes\":0}}");
+}
+
+TEST(BenchToJson, CountsTheFramesWhoseNumbersWereNotFinite) {
+  Measured measured;
+  measured.result.sides[1].non_finite_frames = 2;
+  const auto json = BenchToJson("dirty_seg 9.8.7", measured.plan, measured.result);
+  EXPECT_EQ(json["a"]["non_finite_frames"], 0);
+  EXPECT_EQ(json["b"]["non_finite_frames"], 2);
 }
 
 TEST(BenchToJson, HasNoRatioToATimeOfNothing) {

@@ -134,6 +134,17 @@ TEST_F(BenchCommand, TellsWhatQuantisingChanges) {
             ratio["median_b"].get<double>() / ratio["median_a"].get<double>());
 }
 
+TEST_F(BenchCommand, CountsTheFramesWhoseNumbersAreNotFinite) {
+  const Arguments pictures{Picture("red.png", test::kRedPixel),
+                           Picture("magenta.png", test::kMagentaPixel)};
+  const ProgramResult result = RunProgram(
+      Command() + Arguments{"--model-b", CommonNetwork("seg-b2-64-nan"), "--json"} + pictures);
+  EXPECT_EQ(result.status, 0);
+  const json root = json::parse(result.output);
+  EXPECT_EQ(root["a"]["non_finite_frames"], 0);
+  EXPECT_EQ(root["b"]["non_finite_frames"], 1);  // that without blue
+}
+
 TEST_F(BenchCommand, WritesATableToRead) {
   const ProgramResult result =
       RunProgram(Command() + Arguments{"--threads-b", "1", Picture("red.png", test::kRedPixel)});

@@ -297,6 +297,31 @@ TEST_F(Detect, WarnsOfAClassifierThatFails) {
   EXPECT_EQ(row["fece_candidates"][1], json::parse(R"({"detection": 1, "verdict": "failed"})"));
 }
 
+// Its numbers are all not-a-number in both patches of a picture without blue.
+TEST_F(Detect, WarnsOfNumbersThatAreNotFinite) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const ProgramResult result = RunProgram(
+      Command(CommonNetwork("seg-b2-64-nan")) +
+      Arguments{"--output", folder_ / "out", Picture("magenta.png", test::kMagentaPixel), red});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors,
+              HasSubstr("libtessmar_ai_engine: output 'output0' has 6384 of 6384 numbers that are "
+                        "not finite, output 'output1' has 16384 of 16384 "));
+  EXPECT_THAT(result.errors,
+              HasSubstr("dirty_seg: warning: '" + red +
+                        "': the network gave numbers that are not finite (6384 in 'output0', 16384 "
+                        "in 'output1'): they are left out, so dirt may be missed\n"));
+  EXPECT_THAT(result.errors, HasSubstr("dirty_seg: 2 of 2 inputs processed, 1 of 2 frames with "
+                                       "numbers that are not finite; results in "));
+  const std::vector<json> rows = ParseLines(ReadFile(folder_ / "out/results.jsonl"));
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_FALSE(rows[0].contains("non_finite"));
+  EXPECT_EQ(rows[0]["labels"].dump(), "[0,0]");
+  EXPECT_EQ(rows[1]["success"], true);
+  EXPECT_EQ(rows[1]["non_finite"].dump(), R"({"output0":6384,"output1":16384})");
+  EXPECT_EQ(json::parse(ReadFile(folder_ / "out/summary.json"))["non_finite_frames"], 1);
+}
+
 TEST_F(Detect, WarnsOfAClassThatTheNetworkDoesNotName) {
   const std::string red = Picture("red.png", test::kRedPixel);
   const ProgramResult result =
@@ -491,13 +516,15 @@ TEST_F(Detect, RefusesATruncatedModel) {
   const std::string whole = ReadFile(CommonNetwork("seg-b2-64"));
   const std::string model = folder_.Write("cut.onnx", whole.substr(0, whole.size() / 2));
   const std::string errors = RefusalOf(Command(model) + Arguments{"x.png"});
-  EXPECT_THAT(errors, HasSubstr("'" + model + "': is no usable ONNX network"));
+  EXPECT_THAT(errors, HasSubstr("'" + model + "': ends in the middle: it has "));
 }
 
 TEST_F(Detect, RefusesATextThatIsNamedOnnx) {
   const std::string model = folder_.Write("text.onnx", "This is a text.\n");
   const std::string errors = RefusalOf(Command(model) + Arguments{"x.png"});
-  EXPECT_THAT(errors, HasSubstr("'" + model + "': is no usable ONNX network"));
+  EXPECT_THAT(errors, HasSubstr("'" + model +
+                                "': is a text that begins with \"This is a text.\"; "
+                                "expected an ONNX file\n"));
 }
 
 TEST_F(Detect, RefusesANetworkThatIsNoSegmentation) {

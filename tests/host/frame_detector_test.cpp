@@ -27,6 +27,8 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::Pair;
+using testing::SizeIs;
 
 constexpr const char* kPatches =
     "patch: {enable: true, patches: [[0, 0, 64, 64], [640, 440, 64, 64]]}\n";
@@ -75,6 +77,34 @@ TEST_F(FrameDetectorTest, FindsOneBoxAPatchAndTellsEveryStage) {
   EXPECT_GT(*outcome.stages.inference, 0.0);
   EXPECT_GT(outcome.total_ms, *outcome.stages.inference);
   EXPECT_THAT(outcome.complaints, IsEmpty());
+}
+
+// Its numbers are all not-a-number in a slot without blue: of the second patch here, a half of
+// 2 x 38 x 84 = 6384 predictions and of 2 x 32 x 16 x 16 = 16384 prototypes.
+TEST_F(FrameDetectorTest, TellsHowManyNumbersWereNotFiniteInEachFrameOfItsOwn) {
+  LogCapture log;
+  FrameDetector detector(MakeConfig(CommonNetwork("seg-b2-64-nan")), log);
+  cv::Mat picture = test::Plain(test::kFrame, test::kMagentaPixel);
+  const auto sound = std::make_shared<cv::Mat>(picture.clone());
+  picture(cv::Rect(640, 440, 64, 64)).setTo(test::kRedPixel);
+  const auto broken = std::make_shared<cv::Mat>(picture);
+  const FrameOutcome outcome = detector.Detect(broken);
+  EXPECT_TRUE(outcome.result.success);
+  EXPECT_THAT(outcome.result.labels, ElementsAre(0));
+  EXPECT_THAT(outcome.non_finite, ElementsAre(Pair("output0", 3192), Pair("output1", 8192)));
+  EXPECT_EQ(NonFiniteText(outcome.non_finite),
+            "the network gave numbers that are not finite (3192 in 'output0', 8192 in 'output1'): "
+            "they are left out, so dirt may be missed");
+  EXPECT_THAT(detector.Detect(sound).non_finite, IsEmpty());
+}
+
+TEST_F(FrameDetectorTest, LaysNoNumbersOfAnotherFrameToOneThatFails) {
+  LogCapture log;
+  FrameDetector broken(MakeConfig(CommonNetwork("seg-b2-64-nan")), log);
+  FrameDetector failing(MakeConfig(HostNetwork("seg-fails-on-red")), log);
+  const auto red = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kRedPixel));
+  EXPECT_THAT(broken.Detect(red).non_finite, SizeIs(2));
+  EXPECT_THAT(failing.Detect(red).non_finite, IsEmpty());
 }
 
 // Of the classifier-224, logits are red and blue, normalised: (1 - 0.485) / 0.229 = 2.25 for full

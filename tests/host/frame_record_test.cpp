@@ -60,6 +60,13 @@ TEST(FrameRecord, NamesNoMaskFileWhenNoneWasWritten) {
   EXPECT_EQ(json["label_masks"]["19"]["pixels"], 6);
 }
 
+TEST(FrameRecord, TellsHowManyNumbersWereNotFiniteWhereAnyWere) {
+  FrameRecord record = MakeRecord();
+  EXPECT_FALSE(ToJson(record, kLabels).contains("non_finite"));
+  record.outcome.non_finite = {{"output0", 3}, {"output1", 256}};
+  EXPECT_EQ(ToJson(record, kLabels)["non_finite"].dump(), R"({"output0":3,"output1":256})");
+}
+
 TEST(FrameRecord, TellsEachCandidatesVerdict) {
   FrameRecord record = MakeRecord();
   record.outcome.result.labels = {3, 19, 3, 3};

@@ -291,6 +291,18 @@ TEST(ReportData, NotesFailedFramesAndInputs) {
   EXPECT_THAT(NotesOf(DataOf(results, facts)), HasSubstr("! 3 inputs of 9 failed."));
 }
 
+TEST(ReportData, NotesFramesWhoseNumbersWereNotFinite) {
+  StoredFrame broken = Frame();
+  broken.non_finite = {{"output0", 3}};
+  const ordered_json data = DataOf(ResultsOf({Frame(), broken, broken}));
+  EXPECT_EQ(
+      NotesOf(data),
+      "! In 2 frames of 3 the network gave numbers that are not finite. They are left out, so "
+      "dirt may be missed there: nothing found is no sign of a clean floor.\n");
+  EXPECT_FALSE(data["frames"][0].contains("non_finite"));
+  EXPECT_EQ(data["frames"][1]["non_finite"].dump(), R"({"output0":3})");
+}
+
 TEST(ReportData, NotesHowManyPicturesWereLeftOut) {
   const Results results = ResultsOf({Frame(), Frame(), FailedFrame(""), Frame()});
   EXPECT_THAT(NotesOf(ReportData(results, RunFacts()).ToJson(2)),

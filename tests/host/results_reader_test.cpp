@@ -61,6 +61,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   record.outcome.stages = {12.0, 3.0, 1.5};
   record.outcome.total_ms = 20.25;
   record.fit = {{640, 480}, {1440, 1080}, 2.25};
+  record.outcome.non_finite = {{"output0", 3}, {"output1", 256}};
   const Labels labels({{3, "solid waste"}}, true);
 
   const Results results = ReadText(ToJson(record, labels).dump() + "\n");
@@ -93,6 +94,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   EXPECT_EQ(frame.fit->scale, 2.25);
   EXPECT_THAT(frame.candidates, IsEmpty());
   EXPECT_THAT(frame.confirmed, IsEmpty());
+  EXPECT_EQ(frame.non_finite, record.outcome.non_finite);
 }
 
 TEST_F(ReadResultsTest, TakesTheLinesOfAFolder) {

@@ -87,6 +87,16 @@ TEST_F(Schema, OfResultsFitsEveryLine) {
   EXPECT_EQ(first["fece_candidates"][0]["verdict"], "rejected");
 }
 
+TEST_F(Schema, OfResultsFitsNumbersThatAreNotFinite) {
+  std::vector<std::string> arguments =
+      Command("detect", {"--output", folder_ / "out", Picture("red.png", test::kRedPixel)});
+  arguments.at(2) = test::CommonNetwork("seg-b2-64-nan");
+  test::RunProgram(arguments);
+  EXPECT_EQ(Validate("results.schema.json", folder_ / "out/results.jsonl"),
+            "1 documents, 0 faults\n");
+  EXPECT_NE(test::ReadFile(folder_ / "out/results.jsonl").find("non_finite"), std::string::npos);
+}
+
 TEST_F(Schema, OfTheSummaryFitsIt) {
   RunDetect();
   EXPECT_EQ(Validate("summary.schema.json", folder_ / "out/summary.json"),

@@ -31,14 +31,15 @@ TEST(Summary, HasItsKeysInOrder) {
     return "{\"mean\":" + n + ",\"p50\":" + n + ",\"p95\":" + n + ",\"p99\":" + n +
            ",\"worst\":" + n + "}";
   };
-  EXPECT_EQ(summary.ToJson(kLabels, true).dump(),
-            "{\"schema_version\":1,\"program\":\"dirty_seg 9.8.7\",\"model\":\"seg.onnx\","
-            "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\",\"inputs\":2,\"frames\":1,"
-            "\"failed\":1,\"interrupted\":true,\"detections\":{\"3\":2,\"19\":1},"
-            "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
-            "\"timing_ms\":{\"read\":" +
-                same("1.0") + ",\"inference\":" + same("2.0") + ",\"total\":" + same("4.0") +
-                ",\"write\":" + same("8.0") + "}}");
+  EXPECT_EQ(
+      summary.ToJson(kLabels, true).dump(),
+      "{\"schema_version\":1,\"program\":\"dirty_seg 9.8.7\",\"model\":\"seg.onnx\","
+      "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\",\"inputs\":2,\"frames\":1,"
+      "\"failed\":1,\"non_finite_frames\":0,\"interrupted\":true,\"detections\":{\"3\":2,\"19\":1},"
+      "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
+      "\"timing_ms\":{\"read\":" +
+          same("1.0") + ",\"inference\":" + same("2.0") + ",\"total\":" + same("4.0") +
+          ",\"write\":" + same("8.0") + "}}");
 }
 
 TEST(Summary, CountsWhatWasConfirmedBesideItsLabel) {
@@ -63,6 +64,18 @@ TEST(Summary, OfNothingHasNoTimes) {
   EXPECT_EQ(json["inputs"], 0);
   EXPECT_EQ(json["detections"].dump(), "{}");
   EXPECT_EQ(json["timing_ms"].dump(), "{}");
+}
+
+TEST(Summary, CountsFramesWithNumbersThatAreNotFinite) {
+  Summary summary = MakeSummary();
+  FrameRecord record = MakeRecord({}, 2.0);
+  summary.AddFrame(record);
+  record.outcome.non_finite = {{"output0", 6}, {"output1", 7}};
+  summary.AddFrame(record);
+  record.outcome.result.success = false;
+  summary.AddFrame(record);
+  EXPECT_EQ(summary.non_finite_frames(), 2U);
+  EXPECT_EQ(summary.ToJson(kLabels, false)["non_finite_frames"], 2);
 }
 
 // Of 1, 2, ..., 200: the 100th, 190th, 198th and 200th; the mean is 100.5.

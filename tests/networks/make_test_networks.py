@@ -19,8 +19,11 @@ Segmentation, 2 classes ("red", "green"), 32 coefficients. For slot n
     seg-b2-64-half        float16 weights and arithmetic between a float32 input and float32 outputs
     seg-b2-64-quantised   statically quantised, 8 bits: exact for means that are multiples of 0.25
     seg-b2-64-swapped     output0 is the prototypes, output1 the predictions
+    seg-b2-64-nan         all of a slot's numbers are not-a-number where mean(blue) is 0
     seg-dynamic           [batch, 3, height, width] -> [batch, 38, anchors], [batch, 32, height / 4,
                           width / 4]; anchors = the cells of strides 8, 16 and 32 (84 at 64 x 64)
+    seg-dynamic-b2-inside likewise, but runs with a batch of 2 only
+    seg-b2-64-open-input  images [batch, 3, 64, 64] likewise; the outputs always have two slots
     boxes-only            the predictions alone, as output0
     rank2                 output0 [2, 10] alone: each of a slot's ten numbers is mean(red)
 
@@ -149,6 +152,18 @@ def transposed() -> bytes:
     return graph.serialise(METADATA)
 
 
+def not_a_number() -> bytes:
+    graph, planes = fixed_input("seg_nan")
+    blue = graph.conv(planes, np.array([[0, 0, 1]]))
+    one = graph.add("Div", blue, blue)  # or 0 / 0
+    column = graph.add("Squeeze", one, graph.constant([3], np.int64))
+    graph.add("Mul", fixed_predictions(graph, planes), column, named="output0")
+    graph.add("Mul", fixed_prototypes(graph, planes), one, named="output1")
+    graph.output("output0", [BATCH, ROWS, ANCHORS])
+    graph.output("output1", PROTOTYPES)
+    return graph.serialise(METADATA)
+
+
 def half_precision() -> bytes:
     graph, planes = fixed_input("seg_f16")
     half = TensorProto.FLOAT16
@@ -185,10 +200,18 @@ def filled(graph: Graph, column: str, values: str) -> bytes:
     return graph.serialise(METADATA)
 
 
-def dynamic() -> bytes:
+def of_two_slots(graph: Graph, planes: str) -> str:
+    """The same, but fails on a batch of another size."""
+    fixed = graph.reshape(planes, [BATCH, 3, 1])
+    return graph.add("Unsqueeze", fixed, graph.constant([3], np.int64))
+
+
+def dynamic(only_two_slots: bool = False) -> bytes:
     graph = Graph("seg_dynamic")
     images = graph.input("images", ["batch", 3, "height", "width"])
     planes = means(graph, images)
+    if only_two_slots:
+        planes = of_two_slots(graph, planes)
     size = graph.add("Shape", images, start=2, end=4)
     others = graph.constant([-1], np.int64)  # anchor 0 is there already
     for stride in STRIDES:
@@ -201,6 +224,17 @@ def dynamic() -> bytes:
     graph.add("Expand", prototype_values(graph, planes), shape, named="output1")
     graph.output("output0", ["batch", ROWS, "anchors"])
     graph.output("output1", ["batch", COEFFICIENTS, "prototype_height", "prototype_width"])
+    return graph.serialise(METADATA)
+
+
+def open_input() -> bytes:
+    graph = Graph("seg_open_input")
+    images = graph.input("images", ["batch", 3, SIDE, SIDE])
+    planes = of_two_slots(graph, means(graph, images))
+    fixed_predictions(graph, planes, named="output0")
+    fixed_prototypes(graph, planes, named="output1")
+    graph.output("output0", ["batch", ROWS, ANCHORS])
+    graph.output("output1", ["batch", *PROTOTYPES[1:]])
     return graph.serialise(METADATA)
 
 
@@ -268,7 +302,10 @@ def networks() -> dict[str, bytes]:
         "seg-b2-64-half": half_inside(),
         "seg-b2-64-quantised": quantised(),
         "seg-b2-64-swapped": segmentation("output1", "output0"),
+        "seg-b2-64-nan": not_a_number(),
         "seg-dynamic": dynamic(),
+        "seg-dynamic-b2-inside": dynamic(only_two_slots=True),
+        "seg-b2-64-open-input": open_input(),
         "boxes-only": boxes_only(),
         "rank2": rank2(),
         "classifier-224": classifier(1, 224),

@@ -78,7 +78,7 @@ class Bench {
       : plan_(plan), fit_(fit), progress_(progress) {
     for (const DetectorOptions& options : plan.sides) {
       runners_.push_back(std::make_unique<Runner>(options, log));
-      result_.sides.push_back({options, {}, std::nullopt});
+      result_.sides.push_back({options, {}, 0, std::nullopt});
     }
   }
 
@@ -121,6 +121,8 @@ class Bench {
     }
     for (std::size_t side = 0; side < outcomes.size(); ++side) {
       for (const FrameOutcome& outcome : outcomes[side]) AddTimes(outcome, result_.sides[side]);
+      const bool is_finite = outcomes[side].empty() || outcomes[side][0].non_finite.empty();
+      if (!is_finite) ++result_.sides[side].non_finite_frames;
     }
     return !outcomes[0].empty();
   }

@@ -28,6 +28,8 @@ struct BenchSide {
   DetectorOptions options;
   /// Milliseconds of every measured run, by stage.
   std::map<std::string, std::vector<double>> times;
+  /// Of the frames measured, those in which the network gave numbers that are not finite.
+  std::size_t non_finite_frames = 0;
   /// Of a process that does this side alone, in bytes; nothing where it could not be measured.
   std::optional<std::int64_t> peak_memory;
 };

@@ -87,6 +87,19 @@ std::string SidesTable(const BenchResult& result) {
   return FormatTable(rows);
 }
 
+// Nothing where all numbers were finite.
+std::string NonFiniteText(const BenchResult& result) {
+  std::string text;
+  for (std::size_t i = 0; i < result.sides.size(); ++i) {
+    const std::size_t count = result.sides[i].non_finite_frames;
+    if (count == 0) continue;
+    text += SideName(i) + "'s network gave numbers that are not finite in " +
+            std::to_string(count) + " of " + std::to_string(result.frames) +
+            " frames: dirt may be missed there\n";
+  }
+  return text.empty() ? "" : "\n" + text;
+}
+
 ordered_json TimesToJson(const Distribution& times) {
   return {{"mean", times.mean},
           {"p50", times.p50},
@@ -104,6 +117,7 @@ ordered_json SideToJson(const BenchSide& side) {
     if (const auto distribution = TimesOf(side, stage)) times[stage] = TimesToJson(*distribution);
   }
   json["frames_per_second"] = FramesPerSecond(side);
+  json["non_finite_frames"] = side.non_finite_frames;
   if (side.peak_memory) json["peak_memory_bytes"] = *side.peak_memory;
   return json;
 }
@@ -132,7 +146,7 @@ std::string BenchText(const BenchPlan& plan, const BenchResult& result) {
           " rounds each after " + std::to_string(plan.warmup) + " of warm-up" +
           (result.sides.size() > 1 ? ", A and B in turns" : "") +
           (result.interrupted ? "; cut short by an interrupt" : "") + "\n\n";
-  text += TimesTable(result) + "\n" + SidesTable(result);
+  text += TimesTable(result) + "\n" + SidesTable(result) + NonFiniteText(result);
   const std::optional<Medians> total = MediansOf(result, "total");
   if (!total) return text;
   text += "\nB takes " + RatioText(total) + " of A's time: medians " + Fixed(total->b, 3) +

@@ -75,6 +75,9 @@ void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
   for (const std::string& complaint : record.outcome.complaints) {
     TellWarning(NameOf(frame) + ": " + complaint);
   }
+  if (!record.outcome.non_finite.empty()) {
+    TellWarning(NameOf(frame) + ": " + NonFiniteText(record.outcome.non_finite));
+  }
   const DirtyStatusResultData& result = record.outcome.result;
   const FrameFiles files = writer_.WriteRecord(frame, record);
   summary_.AddFrame(record);
@@ -137,7 +140,8 @@ bool DetectionRun::Finish(const RunEnd& end) {
   if (!has_folder()) return is_complete;
   const std::string speed = SpeedLine(summary_);
   if (!speed.empty()) TellPlainly(speed);
-  Tell((end.interrupted ? "interrupted: " : "") + ProcessedText(end) + "; results in " +
+  Tell((end.interrupted ? "interrupted: " : "") + ProcessedText(end) + NonFiniteNote() +
+       "; results in " +
        writer_.destination());
   return is_complete;
 }
@@ -148,6 +152,13 @@ std::string DetectionRun::ProcessedText(const RunEnd& end) const {
   const std::string text = end.inputs ? count + " of " + std::to_string(*end.inputs) + " inputs"
                                       : count + (whole == 1 ? " input" : " inputs");
   return text + " processed" + (has_more_ ? ", 1 in part" : "");
+}
+
+std::string DetectionRun::NonFiniteNote() const {
+  const std::size_t count = summary_.non_finite_frames();
+  if (count == 0) return "";
+  return ", " + std::to_string(count) + " of " + std::to_string(summary_.frames()) +
+         " frames with numbers that are not finite";
 }
 
 std::string DetectionRun::KeptText() const {

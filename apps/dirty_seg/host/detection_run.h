@@ -39,6 +39,7 @@ class DetectionRun {
   void Fail(const Frame& frame, const std::string& cause);
   bool Finish(const RunEnd& end);
   std::string ProcessedText(const RunEnd& end) const;
+  std::string NonFiniteNote() const;
   std::string KeptText() const;
   FrameOutcome Detect(const Frame& frame, FrameRecord& record);
 

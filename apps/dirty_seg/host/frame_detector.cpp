@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "engine/non_finite.h"
 #include "host/errors.h"
 #include "host/stopwatch.h"
 
@@ -54,6 +55,15 @@ std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config) {
   return FeceRules{config.fece_class_ids, config.fece_score_threshold, config.fece_area_threshold};
 }
 
+std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts) {
+  std::string text;
+  for (const auto& [output, count] : counts) {
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " in '" + output + "'";
+  }
+  return "the network gave numbers that are not finite (" + text +
+         "): they are left out, so dirt may be missed";
+}
+
 std::string OneLine(std::string text) {
   while (!text.empty() && text.back() == '\n') text.pop_back();
   std::replace(text.begin(), text.end(), '\n', ' ');
@@ -87,6 +97,7 @@ FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& l
 FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   std::shared_ptr<DirtyStatusResultData> result;
   std::string exception_text;
+  nuvik::model::TakeNonFiniteCounts();  // of another frame that failed behind the decoder
   const Stopwatch watch;
   try {
     if (!detector_.DoInference({{"color", picture}}, result)) result = nullptr;
@@ -98,6 +109,7 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   }
   FrameOutcome outcome;
   outcome.total_ms = watch.Milliseconds();
+  outcome.non_finite = nuvik::model::TakeNonFiniteCounts();
   FrameLog log = ReadFrameLog(log_.TakeLines());
   outcome.stages = log.times;
   if (result == nullptr) {

@@ -1,6 +1,8 @@
 // The detector with what it says in its log beside what it returns.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <opencv2/core.hpp>
 #include <optional>
@@ -28,6 +30,9 @@ struct FrameOutcome {
   /// Errors that the log tells of a frame that went through, such as a classifier that failed on
   /// one candidate, or that its lines cannot be told apart.
   std::vector<std::string> complaints;
+  /// Name of an output of the segmentation network to how many of its numbers were not finite.
+  /// Where there are any, what was found is not all that a sound network finds.
+  std::map<std::string, std::int64_t> non_finite;
   /// What the classifier was to look at; nothing without a classifier and for a frame that failed.
   std::optional<std::vector<FeceCandidate>> fece_candidates;
 };
@@ -50,6 +55,9 @@ std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config);
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
                   LogCapture& log);
+
+/// Tells people what `FrameOutcome::non_finite`, which is not empty, means.
+std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts);
 
 /// The text of an exception without line breaks; those of OpenCV end in one.
 std::string OneLine(std::string text);

@@ -113,6 +113,7 @@ ordered_json ToJson(const FrameRecord& record, const Labels& labels) {
   if (record.outcome.fece_candidates) {
     json["fece_candidates"] = CandidatesToJson(*record.outcome.fece_candidates);
   }
+  if (!record.outcome.non_finite.empty()) json["non_finite"] = record.outcome.non_finite;
   json["label_masks"] = MasksToJson(record.masks);
   json["label_names"] = LabelNamesToJson({result.labels.begin(), result.labels.end()}, labels);
   if (!record.overlay.empty()) json["overlay"] = record.overlay;

@@ -31,6 +31,11 @@ std::string WithoutPath(const std::string& path, const std::string& text) {
   return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
 }
 
+// Of a dimension as a file declares it.
+bool IsNumber(const std::string& dimension) {
+  return dimension.find_first_not_of("-0123456789") == std::string::npos;
+}
+
 // What `call` says when it throws, in the engine's words where it has some; empty when it does not.
 template <typename Call>
 std::string FaultOf(const std::string& path, const Call& call) {
@@ -44,6 +49,30 @@ std::string FaultOf(const std::string& path, const Call& call) {
   } catch (const std::invalid_argument& error) {
     return WithoutPath(path, error.what());
   }
+}
+
+bool HasOpenBatch(const OnnxDescription& description) {
+  return std::any_of(description.inputs.begin(), description.inputs.end(),
+                     [](const DeclaredTensor& input) {
+                       return !input.shape.empty() && !IsNumber(input.shape[0]);
+                     });
+}
+
+bool HasOtherBatch(const AIEngineConfig& config, std::size_t batch) {
+  return std::any_of(
+      config.output_shapes.begin(), config.output_shapes.end(), [batch](const auto& output) {
+        return !output.second.empty() && output.second[0] != static_cast<std::int64_t>(batch);
+      });
+}
+
+// The size that was put in for an open batch may be all that is wrong.
+void AddBatchHint(const NetworkReport& report, std::size_t batch, std::string& fault) {
+  const bool is_of_a_run = fault.rfind("fails in a trial run", 0) == 0;
+  const bool is_of_the_batch =
+      is_of_a_run || (!fault.empty() && HasOtherBatch(report.plain_config, batch));
+  if (!is_of_the_batch || !HasOpenBatch(report.description)) return;
+  fault += "; its batch is open, and this is with " + std::to_string(batch) +
+           ": try another with --batch";
 }
 
 // One run on zeros, as every start of the detector makes.
@@ -90,9 +119,8 @@ void AddTensors(const char* label, const std::vector<DeclaredTensor>& tensors, s
 ordered_json ShapeJson(const std::vector<std::string>& shape) {
   ordered_json list = ordered_json::array();
   for (const std::string& dimension : shape) {
-    const bool is_number = dimension.find_first_not_of("-0123456789") == std::string::npos;
-    list.push_back(is_number ? ordered_json::parse(dimension, nullptr, false)
-                             : ordered_json(dimension));
+    list.push_back(IsNumber(dimension) ? ordered_json::parse(dimension, nullptr, false)
+                                       : ordered_json(dimension));
   }
   return list;
 }
@@ -158,6 +186,8 @@ NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int thr
     TryRun(network.config);
     report.segmentation.config = std::move(network.config);
   });
+  AddBatchHint(report, batch, report.fault);
+  AddBatchHint(report, batch, report.segmentation.fault);
   report.classifier.fault = FaultOf(path, [&] {
     AIEngineConfig config = ReadFeceNetwork(path, threads);
     TryRun(config);

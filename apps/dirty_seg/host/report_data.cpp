@@ -249,6 +249,7 @@ ordered_json ReportData::FrameToJson(std::size_t index,
   for (const Kind& kind : KindsOf(frame)) json["labels"].push_back(labels_.IdOf(kind));
   json["times"] = TimesToJson(frame, stages);
   json["candidates"] = CandidatesToJson(frame.candidates);
+  if (!frame.non_finite.empty()) json["non_finite"] = frame.non_finite;
   json["masks"] = is_chosen ? MasksToJson(frame) : ordered_json::object();
   return json;
 }
@@ -329,6 +330,15 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
     AddNote(Count(facts_->failed_inputs, "input") + " of " + std::to_string(facts_->inputs) +
                 " failed. One that could not be read at all left nothing in the results; the run "
                 "named it on standard error.",
+            true, notes);
+  }
+  const auto non_finite = static_cast<std::size_t>(
+      std::count_if(frames.begin(), frames.end(),
+                    [](const StoredFrame& frame) { return !frame.non_finite.empty(); }));
+  if (non_finite > 0) {
+    AddNote("In " + Count(non_finite, "frame") + " of " + std::to_string(frames.size()) +
+                " the network gave numbers that are not finite. They are left out, so dirt may be "
+                "missed there: nothing found is no sign of a clean floor.",
             true, notes);
   }
   if (whole > max_frames) {

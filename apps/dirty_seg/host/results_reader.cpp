@@ -71,6 +71,7 @@ class LineReader {
     if (const json* candidates = Find(root, "fece_candidates")) {
       frame.candidates = Candidates(*candidates, frame.detections.size());
     }
+    if (const json* counts = Find(root, "non_finite")) frame.non_finite = NonFinite(*counts);
     if (const json* times = Find(root, "timing_ms")) frame.timing_ms = Times(*times);
     if (const json* size = Find(root, "image_size")) frame.image_size = Size(*size, "image_size");
     if (const json* fit = Find(root, "fit")) frame.fit = Fit(*fit, frame);
@@ -319,6 +320,14 @@ class LineReader {
       candidates.push_back(std::move(candidate));
     }
     return candidates;
+  }
+
+  std::map<std::string, std::int64_t> NonFinite(const json& value) const {
+    std::map<std::string, std::int64_t> counts;
+    for (const auto& [output, count] : Object(value, "non_finite").items()) {
+      counts[output] = Number(count, "non_finite." + output);
+    }
+    return counts;
   }
 
   std::string Verdict(const json& value, const std::string& key) const {

@@ -51,6 +51,8 @@ struct StoredFrame {
   /// Parallel to `detections`: whether the classifier confirmed it. Empty where that is not told.
   std::vector<bool> confirmed;
   std::vector<StoredCandidate> candidates;
+  /// Name of an output to how many of its numbers were not finite.
+  std::map<std::string, std::int64_t> non_finite;
   /// Milliseconds by stage, as `inference`.
   std::map<std::string, double> timing_ms;
   /// Of the picture; nothing in results that do not tell it.

@@ -45,6 +45,7 @@ void Summary::AddInput(bool failed) {
 
 void Summary::AddFrame(const FrameRecord& record) {
   ++frames_;
+  if (!record.outcome.non_finite.empty()) ++non_finite_frames_;
   if (!record.outcome.result.success) return;
   for (const int label : record.outcome.result.labels) ++detections_[label];
   if (record.outcome.fece_candidates) {
@@ -76,6 +77,7 @@ ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
   json["frames"] = frames_;
   json["failed"] = failed_;
   json["failures"] = FailuresToJson(failures_);
+  json["non_finite_frames"] = non_finite_frames_;
   json["interrupted"] = end.interrupted;
   if (!end.write_error.empty()) json["write_error"] = end.write_error;
   json["detections"] = ordered_json::object();

@@ -56,6 +56,8 @@ class Summary {
   std::size_t inputs() const { return inputs_; }
   std::size_t failed() const { return failed_; }
   std::size_t frames() const { return frames_; }
+  /// Frames in which the network gave numbers that are not finite.
+  std::size_t non_finite_frames() const { return non_finite_frames_; }
 
   /// Times of the stage, in milliseconds; all 0 for one that no frame told.
   Distribution TimesOf(const std::string& stage) const;
@@ -69,6 +71,7 @@ class Summary {
   std::size_t failed_ = 0;
   std::size_t frames_ = 0;
   std::vector<Failure> failures_;
+  std::size_t non_finite_frames_ = 0;
   std::map<int, std::size_t> detections_;
   std::size_t confirmed_ = 0;
   bool is_confirmed_known_ = true;

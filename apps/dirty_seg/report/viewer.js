@@ -223,6 +223,7 @@ function factsOf(frame) {
   if (frame.ok) facts.push(`${frame.size[0]} x ${frame.size[1]}`);
   if (frame.picture === 'overlay') facts.push('the source is gone: this is the overlay, with its marks burned in');
   if (frame.ok && !frame.picture) facts.push(frame.without || 'its picture is not in this page');
+  if (frame.non_finite) facts.push('the network gave numbers that are not finite: dirt may be missed');
   return facts.join(' \u00b7 ');
 }
 
