@@ -55,6 +55,16 @@ std::vector<Tensor> DescribeInputs(const OnnxSession& session, const OpenDimensi
   return tensors;
 }
 
+// A run may fail of nothing but the sizes that were put in for open dimensions.
+std::vector<Shape> TrialShapes(OnnxSession& session, const std::vector<Tensor>& inputs) try {
+  return session.TrialShapes(inputs);
+} catch (const SessionError& error) {
+  std::string shapes;
+  for (const Tensor& input : inputs)
+    shapes += (shapes.empty() ? "" : ", ") + ShapeText(input.shape);
+  throw SessionError("fails in a trial run on zeros of shape " + shapes + ": " + error.what());
+}
+
 std::vector<Tensor> DescribeOutputs(OnnxSession& session, const std::vector<Tensor>& inputs) {
   std::vector<Shape> shapes;
   bool any_open = false;
@@ -63,7 +73,7 @@ std::vector<Tensor> DescribeOutputs(OnnxSession& session, const std::vector<Tens
     shapes.push_back(info.shape);
     any_open = any_open || IsOpen(info.shape);
   }
-  if (any_open) shapes = session.TrialShapes(inputs);
+  if (any_open) shapes = TrialShapes(session, inputs);
   std::vector<Tensor> tensors;
   for (std::size_t i = 0; i < shapes.size(); ++i) {
     tensors.push_back(MakeTensor(session.outputs()[i], shapes[i]));

@@ -12,7 +12,9 @@ constexpr std::uint64_t kProducerVersion = 3;
 constexpr std::uint64_t kGraph = 7;
 constexpr std::uint64_t kOpset = 8;
 constexpr std::uint64_t kMetadata = 14;
+constexpr std::uint64_t kTraining = 20;
 constexpr std::uint64_t kFunction = 25;
+constexpr std::uint64_t kDevices = 26;
 }  // namespace model
 
 // Pairs of a key and a value: operator sets and metadata alike.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ios>
+#include <limits>
 
 namespace nuvik::alg::common {
 
@@ -49,7 +50,10 @@ std::optional<std::uint64_t> OnnxMessage::ReadVarint() {
   std::uint64_t value = 0;
   for (unsigned shift = 0; shift < 64; shift += 7) {
     const int byte = file_.get();
-    if (byte == std::istream::traits_type::eof() || ++next_ > end_) return std::nullopt;
+    if (byte == std::istream::traits_type::eof() || ++next_ > end_) {
+      needed_end_ = end_ + 1;
+      return std::nullopt;
+    }
     value |= (static_cast<std::uint64_t>(byte) & 0x7FU) << shift;
     if ((static_cast<unsigned>(byte) & 0x80U) == 0) return value;
   }
@@ -63,7 +67,10 @@ bool OnnxMessage::SetVarint() {
 }
 
 bool OnnxMessage::SetBytes(std::uint64_t length) {
-  if (length > end_ - next_) return false;
+  if (length > end_ - next_) {
+    needed_end_ = next_ + std::min(length, std::numeric_limits<std::uint64_t>::max() - next_);
+    return false;
+  }
   begin_ = next_;
   length_ = length;
   next_ += length;

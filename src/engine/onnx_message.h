@@ -8,6 +8,9 @@
 
 namespace nuvik::alg::common {
 
+/// A message of Protocol Buffers, which an ONNX file is, is no larger.
+inline constexpr std::uint64_t kMostOnnxBytes = 2147483647;
+
 /// One message, read field by field. What does not add up ends it: the runtime will refuse the
 /// file. `file` outlives the message, and messages within it share its position.
 class OnnxMessage {
@@ -20,6 +23,11 @@ class OnnxMessage {
 
   /// Goes on to the next field.
   bool Next();
+
+  /// Where in the file it ends, and where it had to end for all that the field in hand announces:
+  /// farther out when the message is cut off there, which ends it.
+  std::uint64_t end() const { return end_; }
+  std::uint64_t needed_end() const { return needed_end_; }
 
   /// Number and value of the field in hand.
   std::uint64_t field() const { return field_; }
@@ -37,6 +45,7 @@ class OnnxMessage {
   std::istream& file_;
   std::uint64_t next_;
   std::uint64_t end_;
+  std::uint64_t needed_end_ = 0;
   std::uint64_t field_ = 0;
   std::uint64_t value_ = 0;
   std::uint64_t begin_ = 0;

@@ -10,7 +10,10 @@
 #include <fstream>
 #include <system_error>
 
+#include "engine/file_look.h"
 #include "engine/onnx_file.h"
+#include "engine/onnx_message.h"
+#include "engine/runtime_words.h"
 
 namespace nuvik::alg::common {
 namespace {
@@ -59,9 +62,6 @@ TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
   return info;
 }
 
-// A message of Protocol Buffers, which an ONNX file is, is no larger.
-constexpr std::uintmax_t kMostBytes = 2147483647;
-
 // Tells a missing file from a bad one in plain words before the runtime does in its own, and keeps
 // from it what it would not survive.
 void CheckFile(const std::string& path) {
@@ -74,9 +74,10 @@ void CheckFile(const std::string& path) {
     throw SessionError("is no regular file; expected an ONNX file");
   }
   const std::uintmax_t size = std::filesystem::file_size(path, error);
-  if (!error && size > kMostBytes) {
+  if (!error && size > kMostOnnxBytes) {
     throw SessionError("has " + std::to_string(size) +
-                       " bytes; expected an ONNX file, of at most " + std::to_string(kMostBytes));
+                       " bytes; expected an ONNX file, of at most " +
+                       std::to_string(kMostOnnxBytes));
   }
   errno = 0;
   std::ifstream file(path, std::ios::binary);
@@ -85,6 +86,16 @@ void CheckFile(const std::string& path) {
     throw SessionError("cannot be opened: " + std::generic_category().message(cause));
   }
   CheckOnnxFile(file);
+}
+
+std::string WordsOf(const Ort::Exception& error) { return PlainWords(error.what()); }
+
+// Of a failure to load `path`, which the caller names.
+std::string WordsOf(const Ort::Exception& error, const std::string& path) {
+  const std::string words = WordsOf(error);
+  const std::string beginning = "Load model from " + path + " failed:";
+  return words.compare(0, beginning.size(), beginning) == 0 ? words.substr(beginning.size())
+                                                            : words;
 }
 
 // One environment for the process. The runtime's own log stays silent: its errors come back as
@@ -116,7 +127,10 @@ Ort::Session LoadSession(const std::string& path, int threads) {
   try {
     return Ort::Session(Environment(), path.c_str(), MakeOptions(threads));
   } catch (const Ort::Exception& error) {
-    throw SessionError(std::string("is no usable ONNX network: ") + error.what());
+    std::ifstream file(path, std::ios::binary);
+    const std::string look = LookOfNoNetwork(file);
+    if (!look.empty()) throw SessionError(look);
+    throw SessionError("is no usable ONNX network: " + WordsOf(error, path));
   }
 }
 
@@ -166,7 +180,7 @@ class OnnxSession::Impl {
 OnnxSession::OnnxSession(const std::string& path, int threads) try
     : impl_(std::make_unique<Impl>(path, threads)) {
 } catch (const Ort::Exception& error) {
-  throw SessionError(error.what());
+  throw SessionError(WordsOf(error));
 }
 
 OnnxSession::~OnnxSession() = default;
@@ -181,7 +195,7 @@ std::string OnnxSession::Metadata(const std::string& key) const try {
       impl_->session.GetModelMetadata().LookupCustomMetadataMapAllocated(key.c_str(), allocator);
   return value == nullptr ? "" : value.get();
 } catch (const Ort::Exception& error) {
-  throw SessionError(error.what());
+  throw SessionError(WordsOf(error));
 }
 
 void OnnxSession::Run(const std::vector<BoundTensor>& inputs,
@@ -191,7 +205,7 @@ void OnnxSession::Run(const std::vector<BoundTensor>& inputs,
   impl_->session.Run(Ort::RunOptions{nullptr}, in.names.data(), in.values.data(), in.values.size(),
                      out.names.data(), out.values.data(), out.values.size());
 } catch (const Ort::Exception& error) {
-  throw SessionError(error.what());
+  throw SessionError(WordsOf(error));
 }
 
 std::vector<Shape> OnnxSession::TrialShapes(const std::vector<Tensor>& inputs) try {
@@ -215,7 +229,7 @@ std::vector<Shape> OnnxSession::TrialShapes(const std::vector<Tensor>& inputs) t
   }
   return shapes;
 } catch (const Ort::Exception& error) {
-  throw SessionError(error.what());
+  throw SessionError(WordsOf(error));
 }
 
 }  // namespace nuvik::alg::common

@@ -52,9 +52,39 @@ TEST(Inspect, DescribesEveryFileAndNamesTheBadOnes) {
   EXPECT_THAT(result.output,
               StartsWith(CommonNetwork("seg-b2-64") + "\n  producer    dirty_seg\n"));
   EXPECT_THAT(result.output,
-              HasSubstr("\n\n" + text + "\n  unusable    is no usable ONNX network"));
+              HasSubstr("\n\n" + text + "\n  unusable    is a text that begins with "));
   EXPECT_THAT(result.errors,
-              StartsWith("dirty_seg: error: '" + text + "': is no usable ONNX network"));
+              StartsWith("dirty_seg: error: '" + text + "': is a text that begins with "));
+}
+
+TEST(Inspect, SaysThatAnotherBatchMayHelpWhereItIsOpenAndTheRunFails) {
+  const std::string model = CommonNetwork("seg-dynamic-b2-inside");
+  const ProgramResult one = RunProgram({"inspect", model});
+  EXPECT_EQ(one.status, 2);
+  const std::string hint = "; its batch is open, and this is with 1: try another with --batch";
+  EXPECT_THAT(one.errors, HasSubstr(hint + "\n"));
+  EXPECT_THAT(one.output, HasSubstr("  segments    no: fails in a trial run on zeros of shape "));
+  EXPECT_THAT(one.output, HasSubstr(hint));
+  EXPECT_THAT(one.errors + one.output, Not(HasSubstr(".h:")));
+  const ProgramResult two = RunProgram({"inspect", "--batch", "2", model});
+  EXPECT_EQ(two.status, 0);
+  EXPECT_EQ(two.errors, "");
+  EXPECT_THAT(two.output, HasSubstr("  segments    yes: batch 2, "));
+}
+
+TEST(Inspect, SaysThatAnotherBatchMayHelpWhereTheOutputsHaveAnother) {
+  const std::string model = CommonNetwork("seg-b2-64-open-input");
+  const ProgramResult one = RunProgram({"inspect", model});
+  EXPECT_THAT(one.output, HasSubstr("have shape [2, 32, 16, 16]; expected [1, coefficients, S, S] "
+                                    "with S a divisor of 64; its batch is open, and this is with "
+                                    "1: try another with --batch\n"));
+  const ProgramResult two = RunProgram({"inspect", "--batch", "2", model});
+  EXPECT_THAT(two.output, HasSubstr("  segments    yes: batch 2, "));
+}
+
+TEST(Inspect, SaysNothingOfABatchThatIsFixed) {
+  const ProgramResult result = RunProgram({"inspect", CommonNetwork("fails-at-run")});
+  EXPECT_THAT(result.output, Not(HasSubstr("--batch")));
 }
 
 TEST(Inspect, FailsWhereNoFileIsANetwork) {
