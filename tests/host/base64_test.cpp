@@ -37,5 +37,18 @@ TEST(Base64, HasEveryCharacterOfTheAlphabet) {
   EXPECT_EQ(Base64(bytes), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
 
+TEST(Base64, IsReadBack) {
+  for (const char* text : {"", "f", "fo", "foo", "foob", "\xfb\xef\xbe\x80"}) {
+    EXPECT_EQ(BytesOfBase64(Encoded(text)), text);
+  }
+}
+
+TEST(Base64, IsNotReadOutOfAnotherText) {
+  for (const char* text :
+       {"Zg", "Zg=", "Zg===", "Zh==", "=", "====", "Zm9v=", "Zm9v!A==", "Zm 9"}) {
+    EXPECT_EQ(BytesOfBase64(text), std::nullopt) << text;
+  }
+}
+
 }  // namespace
 }  // namespace dirty_seg

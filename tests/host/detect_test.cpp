@@ -332,13 +332,15 @@ TEST_F(Detect, WarnsOfAClassThatTheNetworkDoesNotName) {
             "so it has no effect\n");
 }
 
-TEST_F(Detect, FailsAnInputWhoseResultCannotBeWritten) {
+TEST_F(Detect, EndsAtTheFirstResultThatCannotBeWritten) {
   const std::string red = Picture("red.png", test::kRedPixel);
-  const ProgramResult result = RunProgram(Command() + Arguments{red}, {}, "/dev/full");
+  const ProgramResult result = RunProgram(Command() + Arguments{red, red}, {}, "/dev/full");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.errors, "dirty_seg: error: '" + red +
                                "': the result cannot be written to standard output: No space left "
-                               "on device\n");
+                               "on device\ndirty_seg: error: the run ends here, as nothing more "
+                               "can be kept: 0 of 2 inputs processed; 0 frames of results are in "
+                               "standard output\n");
 }
 
 // ---- Output folders -----------------------------------------------------------------------------

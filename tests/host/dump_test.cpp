@@ -11,7 +11,9 @@
 #include <nlohmann/json.hpp>
 
 #include "host/npy.h"
+#include "host/output_file.h"
 #include "host/staged_frame.h"
+#include "support/file_size_limit.h"
 #include "support/paths.h"
 #include "support/pictures.h"
 #include "support/program.h"
@@ -239,6 +241,61 @@ TEST_F(Dump, RefusesAFolderWithSomethingInIt) {
   EXPECT_THAT(refused.errors, HasSubstr("the folder is not empty"));
   command.emplace_back("--overwrite");
   EXPECT_EQ(RunProgram(command).status, 0);
+}
+
+// Of red, both patches are found; of black, nothing is.
+TEST_F(Dump, OverwritesWhatTheEarlierOneNamesAndNothingElse) {
+  const std::string red = Picture("red.png", test::Plain(test::kFrame, test::kRedPixel));
+  const std::string black = Picture("black.png", test::Plain(test::kFrame, test::kBlackPixel));
+  ASSERT_EQ(RunProgram(Command("dump", "out", red)).status, 0);
+  ASSERT_TRUE(std::filesystem::exists(folder_ / "out/mask_0.npy"));
+  const std::string listed = ReadFile(folder_ / "out/dump.json");
+  json hostile = json::parse(listed);
+  for (const char* name : {"../red.png", "notes.txt", "input_/../../red.npy"}) {
+    hostile["tensors"].push_back({{"file", name}});
+  }
+  folder_.Write("red.npy", "outside");
+  folder_.Write("out/dump.json", hostile.dump());
+  folder_.Write("out/notes.txt", "mine");
+  folder_.Write("out/mask_7.npy", "mine");
+  ASSERT_EQ(RunProgram(Command("dump", "out", black) +
+                       Arguments{"--overwrite", "--fece-score-threshold", "0.5"})
+                .status,
+            0);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/mask_0.npy"));
+  for (const char* name : {"red.png", "red.npy", "out/notes.txt", "out/mask_7.npy", "out/dump.json",
+                           "out/input_images.npy"}) {
+    EXPECT_TRUE(std::filesystem::exists(folder_ / name)) << name;
+  }
+}
+
+TEST_F(Dump, IsRefusedWhereAnotherIsAtIt) {
+  const std::string red = Picture("red.png", test::Plain(test::kFrame, test::kRedPixel));
+  folder_.MakeFolder("out");
+  {
+    const WholeFile other(folder_ / "out/dump.json");
+    const ProgramResult refused =
+        RunProgram(Command("dump", "out", red) + Arguments{"--overwrite"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.errors, "dirty_seg: error: '" + folder_ / "out/dump.json" +
+                                  "' cannot be written: another process is at it\n");
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "out/input_images.npy"));
+  }
+  EXPECT_EQ(RunProgram(Command("dump", "out", red)).status, 0);
+}
+
+// A mask takes 1920 * 1080 bytes and its header, a tensor of the network far less.
+TEST_F(Dump, LeavesNoFileCutShort) {
+  const std::string red = Picture("red.png", test::Plain(test::kFrame, test::kRedPixel));
+  const test::FileSizeLimit limit(2000000);
+  const ProgramResult result = RunProgram(Command("dump", "out", red));
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors, "dirty_seg: error: '" + folder_ / "out/mask_0.npy" +
+                               "' cannot be written: File too large\n");
+  EXPECT_EQ(ReadNpy(folder_ / "out/input_images.npy").shape.size(), 4U);
+  for (const char* name : {"mask_0.npy", "mask_0.npy.part", "dump.json", "dump.json.part"}) {
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "out/" + name)) << name;
+  }
 }
 
 // Red brightens from frame to frame: 0, 51, 102, 153 of 255.

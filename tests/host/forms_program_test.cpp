@@ -1,14 +1,13 @@
 // The forms of results that the built program writes on request.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <filesystem>
 #include <set>
 
 #include "host/run_length.h"
 #include "support/detect_fixture.h"
+#include "support/file_size_limit.h"
 #include "support/videos.h"
 
 namespace dirty_seg {
@@ -155,47 +154,83 @@ TEST_F(DetectForms, OfAFrameAndOfAPictureThatIsCalledLikeItAreBothKept) {
   }
 }
 
-// No file grows beyond it: what a full disk does to a file, as far as a program sees.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  void (*handler_)(int);
-  rlimit before_{};
-};
-
-TEST_F(DetectForms, AreNoFilesWhenThereIsNoRoomForThem) {
+TEST_F(DetectForms, AreNoFilesWhenThereIsNoRoomForThemAndTheRunEnds) {
   const std::string picture = BothPicture();
-  const FileSizeLimit limit(16384);  // more than a mask takes, less than the overlay
+  const std::string other = Picture("other.png", test::kRedPixel);
+  const test::FileSizeLimit limit(16384);  // more than a mask takes, less than the overlay
   const ProgramResult result =
-      RunProgram(Command() + Arguments{"--output", folder_ / "out", picture});
+      RunProgram(Command() + Arguments{"--coco", "--output", folder_ / "out", picture, other});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.errors, HasSubstr("both.overlay.jpg' cannot be written: File too large\n"));
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/both.overlay.jpg"));
-  EXPECT_EQ(json::parse(Written("summary.json"))["failed"], 1);
+  const std::string cause =
+      "'" + folder_ / "out/both.overlay.jpg" + "' cannot be written: File too large";
+  EXPECT_EQ(result.errors,
+            "dirty_seg: error: '" + picture + "': " + cause +
+                "\ndirty_seg: error: the run ends here, as nothing more can be kept: 0 of 2 inputs "
+                "processed; 1 frame of results is in '" +
+                folder_ / "out/results.jsonl" + "'; the last one lacks some of its files\n");
+  std::set<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_ / "out")) {
+    files.insert(entry.path().filename());
+  }
+  EXPECT_THAT(files,
+              testing::ElementsAre("both.mask_0.png", "coco_images.json", "coco_results.json",
+                                   "results.jsonl", "results_files.txt", "summary.json"));
+  EXPECT_EQ(test::ParseLines(Written("results.jsonl")).size(), 1U);
+  EXPECT_EQ(json::parse(Written("coco_results.json")), json::array());
+  const json summary = json::parse(Written("summary.json"));
+  EXPECT_EQ(summary["frames"], 1);
+  EXPECT_EQ(summary["failed"], 1);
+  EXPECT_EQ(summary["inputs"], 1);
+  EXPECT_EQ(summary["inputs_total"], 2);
+  EXPECT_EQ(summary["failures"], json::array({{{"source", picture}, {"cause", cause}}}));
+  EXPECT_EQ(summary["write_error"], cause);
+}
+
+// 300 frames whose lines take 500 bytes and more, and whose pictures are far smaller than the
+// limit.
+TEST_F(DetectForms, EndInAWholeLineWhenThereIsNoRoomForTheNext) {
+  const std::string clip =
+      test::WriteVideo(folder_ / "clip.avi", {300, test::Plain({64, 64}, test::kRedPixel)}, 10.0);
+  const test::FileSizeLimit limit(60000);
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"-q", "--coco", "--polygons", "--yolo", "--output",
+                                       folder_ / "out", clip});
+  EXPECT_EQ(result.status, 1);
+  const std::vector<json> rows = test::ParseLines(Written("results.jsonl"));
+  EXPECT_GT(rows.size(), 20U);
+  EXPECT_LT(rows.size(), 120U);
+  const std::string count = std::to_string(rows.size());
+  EXPECT_THAT(result.errors,
+              HasSubstr("'" + clip + "' frame " + count + ": '" + folder_ / "out/results.jsonl" +
+                        "' cannot be written: File too large\n"));
+  EXPECT_THAT(result.errors,
+              EndsWith(" 0 of 1 inputs processed; " + count + " frames of results are in '" +
+                       folder_ / "out/results.jsonl" + "'\n"));
+  for (const json& row : rows) {
+    EXPECT_FALSE(cv::imread(folder_ / "out/" + row["overlay"].get<std::string>()).empty());
+  }
+  const json failure = json::parse(Written("summary.json"))["failures"].at(0);
+  EXPECT_EQ(failure["frame"], rows.size());
+  EXPECT_EQ(json::parse(Written("coco_images.json"))["images"].size(), rows.size());
+  EXPECT_EQ(json::parse(Written("coco_results.json")).size(), rows.size());
+  EXPECT_EQ(test::ParseLines(Written("polygons.jsonl")).size(), rows.size());
 }
 
 TEST_F(DetectForms, OfVideosAreNamedWhenTheyAreCutShort) {
   const std::string clip =
       test::WriteVideo(folder_ / "clip.avi", {100, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
-  const FileSizeLimit limit(100000);  // of the files, the annotated video alone is larger
-  const ProgramResult result =
-      RunProgram(Command() + Arguments{"--video", "--coco", "--output", folder_ / "out", clip});
+  const test::FileSizeLimit limit(100000);  // of the files, the annotated video alone is larger
+  const ProgramResult result = RunProgram(
+      Command() + Arguments{"-q", "--video", "--coco", "--output", folder_ / "out", clip});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.errors, EndsWith("dirty_seg: error: '" + folder_ / "out/clip.overlay.avi" +
-                                      "' cannot be written whole; is there room for it?\n"));
+  EXPECT_THAT(result.errors,
+              EndsWith("dirty_seg: error: '" + folder_ / "out/clip.overlay.avi" +
+                       "' cannot be written whole, and is removed; is there room for it?\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/clip.overlay.avi"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/clip.overlay.part.avi"));
   EXPECT_EQ(json::parse(Written("summary.json"))["frames"], 100);
+  EXPECT_THAT(json::parse(Written("summary.json"))["write_error"],
+              HasSubstr("clip.overlay.avi' cannot be written whole"));
   EXPECT_EQ(json::parse(Written("coco_images.json"))["images"].size(), 100U);
 }
 

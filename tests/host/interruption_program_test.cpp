@@ -50,15 +50,16 @@ TEST_F(Interrupted, WhileItWaitsForAListItEndsInOrder) {
   EXPECT_EQ(ParseLines(ReadFile(folder_ / "out/results.jsonl")).size(), 1U);
   EXPECT_EQ(Summary()["interrupted"], true);
   EXPECT_EQ(Summary()["inputs"], 1);
+  EXPECT_FALSE(Summary().contains("inputs_total"));
   EXPECT_THAT(ReadFile(folder_ / "errors"),
-              HasSubstr("dirty_seg: interrupted: 1 of 1 inputs processed; results in "));
+              HasSubstr("dirty_seg: interrupted: 1 input processed; results in "));
 }
 
 TEST_F(Interrupted, WithinAVideoItLeavesWholeFiles) {
   const std::string clip = test::WriteVideo(folder_ / "long.avi",
                                             {2000, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
-  RunningProgram program(CommandInto({"--video", "--coco", clip}), folder_ / "output",
-                         folder_ / "errors");
+  RunningProgram program(CommandInto({"--video", "--coco", "missing.png", clip, clip, clip}),
+                         folder_ / "output", folder_ / "errors");
   ASSERT_TRUE(WaitUntil([this] { return CountLines() >= 3; }));
   program.Signal(SIGTERM);
   EXPECT_EQ(program.Wait(), 130);
@@ -66,6 +67,12 @@ TEST_F(Interrupted, WithinAVideoItLeavesWholeFiles) {
   EXPECT_LT(rows.size(), 2000U);
   EXPECT_EQ(Summary()["interrupted"], true);
   EXPECT_EQ(Summary()["frames"], rows.size());
+  EXPECT_EQ(Summary()["inputs"], 2);
+  EXPECT_EQ(Summary()["inputs_total"], 4);
+  EXPECT_THAT(ReadFile(folder_ / "errors"),
+              HasSubstr("interrupted: 0 of 4 inputs processed, 1 in part; results in "));
+  EXPECT_EQ(Summary()["failures"], json::parse(R"([{"source": "missing.png",
+    "cause": "cannot be opened: No such file or directory"}])"));
   EXPECT_EQ(test::ReadVideo(folder_ / "out/long.overlay.avi").frames.size(), rows.size());
   EXPECT_EQ(json::parse(ReadFile(folder_ / "out/coco_images.json"))["images"].size(), rows.size());
   EXPECT_EQ(json::parse(ReadFile(folder_ / "out/coco_results.json"))[0]["image_id"], 1);

@@ -148,10 +148,10 @@ TEST_F(Npy, RefusesAHeaderThatIsNoDictionary) {
 
 TEST_F(Npy, SaysWhyAFileCannotBeWritten) {
   const NpyArray array{AIDataType::kAIUint8, {1}, {7}};
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { WriteNpy("/dev/full", array); }),
-            "'/dev/full': cannot be written: No space left on device");
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { WriteNpy(folder_ / "no/x.npy", array); }),
-            "'" + folder_ / "no/x.npy" + "': cannot be written: No such file or directory");
+  EXPECT_EQ(test::RejectionOf<OutputError>([&] { WriteNpy("/dev/full", array); }),
+            "'/dev/full' cannot be written: No space left on device");
+  EXPECT_EQ(test::RejectionOf<OutputError>([&] { WriteNpy(folder_ / "no/x.npy", array); }),
+            "'" + folder_ / "no/x.npy" + "' cannot be written: No such file or directory");
 }
 
 }  // namespace

@@ -58,22 +58,22 @@ TEST_F(Output, ReplacesAnOlderResultsFileOnlyWhenTold) {
 
 TEST_F(Output, ShowsEachLineAtOnce) {
   const OutputFolder output(folder_.path(), false);
-  WriteJsonLine({{"a", 1}}, "file", output.results());
+  output.WriteResult({{"a", 1}});
   EXPECT_EQ(ReadFile(output.results_path()), "{\"a\":1}\n");
-  WriteJsonLine({{"b", "line\nbreak"}}, "file", output.results());
+  output.WriteResult({{"b", "line\nbreak"}});
   EXPECT_EQ(ReadFile(output.results_path()), "{\"a\":1}\n{\"b\":\"line\\nbreak\"}\n");
 }
 
 TEST_F(Output, ReplacesBytesThatAreNoUtf8) {
   const OutputFolder output(folder_.path(), false);
-  WriteJsonLine({{"source", "a\xff.png"}}, "file", output.results());
+  output.WriteResult({{"source", "a\xff.png"}});
   EXPECT_EQ(ReadFile(output.results_path()), "{\"source\":\"a\xef\xbf\xbd.png\"}\n");
 }
 
 TEST_F(Output, OnAFullDeviceIsRefusedWithTheCause) {
   std::FILE* full = std::fopen("/dev/full", "w");
   ASSERT_NE(full, nullptr);
-  EXPECT_EQ(test::RejectionOf<InputError>([&] { WriteJsonLine({}, "standard output", full); }),
+  EXPECT_EQ(test::RejectionOf<OutputError>([&] { WriteJsonLine({}, "standard output", full); }),
             "the result cannot be written to standard output: No space left on device");
   std::fclose(full);
 }
@@ -96,7 +96,9 @@ TEST_F(Output, WritesAMaskAs0And255) {
   cv::Mat mask = cv::Mat::zeros(4, 6, CV_8UC1);
   mask.at<unsigned char>(1, 2) = 1;
   mask.at<unsigned char>(3, 5) = 255;
-  EXPECT_EQ(output.WriteMask("street", 19, mask), "street.mask_19.png");
+  const PendingFile file = EncodeMask("street", 19, mask);
+  EXPECT_EQ(file.name, "street.mask_19.png");
+  output.Write(file);
   const cv::Mat read = cv::imread(folder_ / "street.mask_19.png", cv::IMREAD_UNCHANGED);
   ASSERT_EQ(read.type(), CV_8UC1);
   ASSERT_EQ(read.size(), mask.size());
@@ -105,8 +107,9 @@ TEST_F(Output, WritesAMaskAs0And255) {
 
 TEST_F(Output, WritesTheOverlayAsJpeg) {
   const OutputFolder output(folder_.path(), false);
-  EXPECT_EQ(output.WriteOverlay("street", test::Plain({64, 48}, test::kRedPixel)),
-            "street.overlay.jpg");
+  const PendingFile file = EncodeOverlay("street", test::Plain({64, 48}, test::kRedPixel));
+  EXPECT_EQ(file.name, "street.overlay.jpg");
+  output.Write(file);
   const std::string bytes = ReadFile(folder_ / "street.overlay.jpg");
   EXPECT_EQ(bytes.substr(0, 3), "\xff\xd8\xff");
   EXPECT_EQ(cv::imread(folder_ / "street.overlay.jpg").size(), cv::Size(64, 48));
@@ -129,8 +132,8 @@ TEST_F(Output, WritesJsonForReading) {
 TEST_F(Output, OfAPictureWithAFolderInItsPlaceIsRefused) {
   const OutputFolder output(folder_.path(), false);
   const std::string path = folder_.MakeFolder("street.overlay.jpg");
-  EXPECT_EQ(test::RejectionOf<InputError>([&] {
-              output.WriteOverlay("street", test::Plain({8, 8}, test::kRedPixel));
+  EXPECT_EQ(test::RejectionOf<OutputError>([&] {
+              output.Write(EncodeOverlay("street", test::Plain({8, 8}, test::kRedPixel)));
             }),
             "'" + path + "' cannot be written: Is a directory");
 }

@@ -163,7 +163,7 @@ TEST_F(Report, LeavesNothingBehindWhenItFails) {
 
 TEST_F(Report, NamesAPageThatCannotBeWritten) {
   const std::string path = folder_ / "no folder/page.html";
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { WriteReport(results_, options_, path); }),
+  EXPECT_EQ(test::RejectionOf<OutputError>([&] { WriteReport(results_, options_, path); }),
             "'" + path + "' cannot be written: No such file or directory");
 }
 

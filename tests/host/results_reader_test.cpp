@@ -8,6 +8,7 @@
 
 #include "host/errors.h"
 #include "host/frame_record.h"
+#include "host/output.h"
 #include "support/rejection.h"
 #include "support/temporary_folder.h"
 
@@ -43,6 +44,19 @@ class ReadResultsTest : public testing::Test {
 
   test::TemporaryFolder folder_;
 };
+
+TEST_F(ReadResultsTest, GivesBackANameThatIsNoUtf8) {
+  FrameRecord record;
+  record.source = "pictures/caf\xe9.png";
+  const std::string line = ToText(ToJson(record, Labels({}, false)));
+  EXPECT_NE(line.find("caf\xef\xbf\xbd.png"), std::string::npos);
+  EXPECT_EQ(ReadText(line).frames.at(0).source, record.source);
+}
+
+TEST_F(ReadResultsTest, RefusesBytesThatAreNoBase64) {
+  EXPECT_EQ(RefusalOfKey(R"("source_bytes": "Zg")"), "source_bytes is \"Zg\"; expected Base64");
+  EXPECT_EQ(RefusalOfKey(R"("source_bytes": 7)"), "source_bytes is 7; expected a text");
+}
 
 TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   FrameRecord record;

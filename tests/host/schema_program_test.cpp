@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "support/paths.h"
@@ -100,6 +101,27 @@ TEST_F(Schema, OfResultsFitsNumbersThatAreNotFinite) {
 TEST_F(Schema, OfTheSummaryFitsIt) {
   RunDetect();
   EXPECT_EQ(Validate("summary.schema.json", folder_ / "out/summary.json"),
+            "1 documents, 0 faults\n");
+}
+
+TEST_F(Schema, OfAllFitsNamesThatAreNoUtf8AndFailures) {
+  std::filesystem::copy(test::CommonNetwork("seg-b2-64"), folder_ / "s\xff.onnx");
+  std::vector<std::string> arguments =
+      Command("detect", {"--output", folder_ / "out", "--polygons",
+                         Picture("r\xff.png", test::kRedPixel), folder_ / "gone\xff.png"});
+  arguments[2] = folder_ / "s\xff.onnx";
+  EXPECT_EQ(test::RunProgram(arguments).status, 1);
+  EXPECT_EQ(Validate("results.schema.json", folder_ / "out/results.jsonl"),
+            "1 documents, 0 faults\n");
+  EXPECT_EQ(Validate("polygons.schema.json", folder_ / "out/polygons.jsonl"),
+            "1 documents, 0 faults\n");
+  EXPECT_EQ(Validate("summary.schema.json", folder_ / "out/summary.json"),
+            "1 documents, 0 faults\n");
+  const json summary = json::parse(test::ReadFile(folder_ / "out/summary.json"));
+  EXPECT_TRUE(summary.contains("model_bytes"));
+  EXPECT_TRUE(summary["failures"].at(0).contains("source_bytes"));
+  EXPECT_EQ(Validate("compare.schema.json",
+                     PrintOf({"compare", "--json", folder_ / "out", folder_ / "out"})),
             "1 documents, 0 faults\n");
 }
 

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "support/file_size_limit.h"
 #include "support/paths.h"
 #include "support/pictures.h"
 #include "support/program.h"
@@ -234,6 +235,30 @@ TEST_F(Start, DoesNotReplaceFilesUnlessTold) {
             "dirty_seg: error: '" + host_ + "' is there already; --overwrite replaces it\n");
   EXPECT_EQ(Init({"--grid", "1x1", "--overwrite"}).status, 0);
   EXPECT_THAT(ReadFile(config_), HasSubstr("    - [0, 0, 1920, 1080]\n"));
+}
+
+// 200 bytes: neither file fits.
+TEST_F(Start, LeavesNoFileCutShort) {
+  const auto files = [this] {
+    return std::distance(std::filesystem::directory_iterator(folder_ / "project"),
+                         std::filesystem::directory_iterator());
+  };
+  {
+    const test::FileSizeLimit limit(200);
+    const ProgramResult result = Init({});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.errors,
+              "dirty_seg: error: '" + host_ + "' cannot be written: File too large\n");
+    EXPECT_EQ(files(), 0);
+  }
+  ASSERT_EQ(Init({}).status, 0);
+  const std::string host = ReadFile(host_);
+  const std::string config = ReadFile(config_);
+  const test::FileSizeLimit limit(200);
+  EXPECT_EQ(Init({"--grid", "1x1", "--overwrite"}).status, 2);
+  EXPECT_EQ(ReadFile(host_), host);
+  EXPECT_EQ(ReadFile(config_), config);
+  EXPECT_EQ(files(), 2);
 }
 
 TEST_F(Start, RefusesAGridThatIsNone) {

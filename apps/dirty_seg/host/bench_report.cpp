@@ -3,6 +3,7 @@
 #include <optional>
 #include <vector>
 
+#include "host/name_text.h"
 #include "host/percentiles.h"
 #include "host/printable.h"
 #include "host/text_table.h"
@@ -109,8 +110,10 @@ ordered_json TimesToJson(const Distribution& times) {
 }
 
 ordered_json SideToJson(const BenchSide& side) {
-  ordered_json json{{"model", side.options.model}, {"config", side.options.config}};
-  if (!side.options.fece_model.empty()) json["fece_model"] = side.options.fece_model;
+  ordered_json json;
+  PutName("model", side.options.model, json);
+  PutName("config", side.options.config, json);
+  if (!side.options.fece_model.empty()) PutName("fece_model", side.options.fece_model, json);
   json["threads"] = side.options.threads;
   ordered_json& times = json["timing_ms"] = ordered_json::object();
   for (const char* stage : kBenchStages) {

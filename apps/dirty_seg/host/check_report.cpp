@@ -1,6 +1,7 @@
 #include "host/check_report.h"
 
 #include "host/geometry_json.h"
+#include "host/name_text.h"
 #include "host/patch_fit.h"
 
 namespace dirty_seg {
@@ -38,7 +39,7 @@ ordered_json PatchToJson(const ListedPatch& patch, int side) {
 ordered_json ToJson(const std::string& path, const ConfigCheck& check) {
   ordered_json json;
   json["schema_version"] = 1;
-  json["config"] = path;
+  PutName("config", path, json);
   json["network_side"] = check.side;
   json["errors"] = check.Count(Finding::Kind::kError);
   json["warnings"] = check.Count(Finding::Kind::kWarning);

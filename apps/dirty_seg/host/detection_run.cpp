@@ -165,7 +165,7 @@ std::string DetectionRun::KeptText() const {
   const std::size_t frames = summary_.frames();
   return std::to_string(frames) +
          (frames == 1 ? " frame of results is" : " frames of results are") + " in " +
-         writer_.destination() + (lacks_files_ ? ", the last without all its files" : "");
+         writer_.destination() + (lacks_files_ ? "; the last one lacks some of its files" : "");
 }
 
 }  // namespace dirty_seg

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "geometry/letterbox.h"
+#include "host/base64.h"
 #include "host/messages.h"
 #include "host/overlay.h"
 #include "host/percentiles.h"
@@ -112,6 +113,15 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
     Take(json, "model", facts.model);
     Take(json, "config", facts.config);
     Take(json, "fece_model", facts.fece_model);
+    Take(json, "write_error", facts.write_error);
+    std::vector<nlohmann::json> failures;
+    Take(json, "failures", failures);
+    for (const nlohmann::json& failure : failures) {
+      const auto bytes = BytesOfBase64(failure.value("source_bytes", ""));
+      const bool has_bytes = bytes && !bytes->empty();
+      facts.failures.emplace_back(has_bytes ? *bytes : failure.at("source").get<std::string>(),
+                                  failure.at("cause").get<std::string>());
+    }
     return facts;
   } catch (const nlohmann::json::exception& error) {
     TellWarning("'" + path +
@@ -315,6 +325,10 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
                 Count(frames.size(), "frame") + ".",
             true, notes);
   }
+  if (facts_ && !facts_->write_error.empty()) {
+    AddNote("The run ended early, or without all its files: " + facts_->write_error + ".", true,
+            notes);
+  }
   if (results_.ends_unfinished) {
     AddNote(
         "The last line of the results ends in the middle, as a run that is killed leaves it. "
@@ -328,8 +342,8 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
   }
   if (facts_ && facts_->failed_inputs > frames.size() - whole) {
     AddNote(Count(facts_->failed_inputs, "input") + " of " + std::to_string(facts_->inputs) +
-                " failed. One that could not be read at all left nothing in the results; the run "
-                "named it on standard error.",
+                " failed. One that could not be read at all left nothing in the results" +
+                UnreadInputsText() + ".",
             true, notes);
   }
   const auto non_finite = static_cast<std::size_t>(
@@ -360,6 +374,23 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
             true, notes);
   }
   return notes;
+}
+
+// Those that failed and have no frame that did, as far as there is room.
+std::string ReportData::UnreadInputsText() const {
+  constexpr std::size_t kMostNamed = 20;
+  std::set<std::string> told;
+  for (const StoredFrame& frame : results_.frames) {
+    if (!frame.success) told.insert(frame.source);
+  }
+  std::string text;
+  std::size_t count = 0;
+  for (const auto& [source, cause] : facts_->failures) {
+    if (told.count(source) != 0 || ++count > kMostNamed) continue;
+    text += (text.empty() ? ": '" : "; '") + source + "' (" + cause + ")";
+  }
+  if (count <= kMostNamed) return text;
+  return text + "; and " + std::to_string(count - kMostNamed) + " more, in summary.json";
 }
 
 std::size_t ReportData::CountPictures(PictureOrigin origin) const {

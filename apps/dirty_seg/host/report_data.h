@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/labels.h"
@@ -24,6 +25,9 @@ struct RunFacts {
   std::string model;
   std::string config;
   std::string fece_model;  // empty without a classifier
+  /// Source and cause of each failure.
+  std::vector<std::pair<std::string, std::string>> failures;
+  std::string write_error;  // empty where all could be written
 };
 
 /// Reads the summary.json beside the results. A missing key leaves its default. One that cannot be
@@ -62,6 +66,7 @@ class ReportData {
   nlohmann::ordered_json TimingToJson(const std::vector<std::string>& stages) const;
   nlohmann::ordered_json FactsToJson() const;
   nlohmann::ordered_json NotesToJson(std::size_t max_frames) const;
+  std::string UnreadInputsText() const;
   std::size_t CountPictures(PictureOrigin origin) const;
 
   const Results& results_;

@@ -109,7 +109,9 @@ void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
   };
   // What one file fails of is no reason to leave the others as they are.
   for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
-  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, end)); });
+  RunEnd told = end;
+  if (told.write_error.empty()) told.write_error = causes;
+  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, told)); });
   if (!causes.empty()) throw OutputError(causes);
 }
 

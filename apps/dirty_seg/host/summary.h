@@ -35,7 +35,7 @@ struct Failure {
 /// How a run came to its end.
 struct RunEnd {
   bool interrupted = false;
-  /// Why nothing more could be written; empty otherwise.
+  /// What could not be written, and why; empty otherwise.
   std::string write_error;
   /// Inputs in all, those that were not taken up included; nothing where that is not known.
   std::optional<std::size_t> inputs;
