@@ -47,8 +47,9 @@ inline cv::v_int16x8 LoadSixteenths(const int* blended) {
 inline std::size_t BlendRowVectors(const int* upper, const int* lower, const LinearTap& tap,
                                    std::size_t count, std::uint8_t* target) {
   constexpr std::size_t kStep = cv::v_int16x8::nlanes;
-  const cv::v_int16x8 first_weight = cv::v_setall_s16(static_cast<short>(tap.first_weight));
-  const cv::v_int16x8 second_weight = cv::v_setall_s16(static_cast<short>(tap.second_weight));
+  const cv::v_int16x8 first_weight = cv::v_setall_s16(static_cast<std::int16_t>(tap.first_weight));
+  const cv::v_int16x8 second_weight =
+      cv::v_setall_s16(static_cast<std::int16_t>(tap.second_weight));
   std::size_t x = 0;
   for (; x + kStep <= count; x += kStep) {
     const cv::v_int16x8 sum = cv::v_mul_hi(LoadSixteenths(upper + x), first_weight) +
