@@ -106,7 +106,17 @@ TEST_F(FeceLog, TellsWhereTheClassifierFailed) {
   Looked("40, 0, 70, 30");
   Answered("nan", "nan", 0);
   EXPECT_THAT(Read().value(), ElementsAre(Is(0, kFailed, kNoScore), Is(1, kFailed, kNoScore),
-                                          Is(2, kRejected, kNoScore)));
+                                          Is(2, kFailed, kNoScore)));
+}
+
+TEST_F(FeceLog, CountsAnswersThatAreNoNumber) {
+  Looked("0, 0, 30, 30");
+  Answered("nan", "nan", 0);
+  Looked("40, 0, 70, 30");
+  Answered("0.25", "0.75", 1);
+  Looked("80, 0, 110, 30");
+  Answered("-nan", "-nan", 0);
+  EXPECT_EQ(CountAnswersOfNoNumber(ReadFrameLog(lines_)), 2U);
 }
 
 TEST_F(FeceLog, TakesTheNetworksOwnClass19ForNoCandidate) {

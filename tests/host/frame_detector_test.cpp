@@ -128,6 +128,19 @@ TEST_F(FrameDetectorTest, RepeatsAComplaintOfAFrameThatWentThrough) {
               ElementsAre("fece inference status is 5", "fece inference status is 5"));
 }
 
+TEST_F(FrameDetectorTest, ComplainsOfAClassifierWhoseAnswersAreNotANumber) {
+  DirtySegDetectorConfig config = MakeConfig(CommonNetwork("seg-b2-64"));
+  UseClassifier(CommonNetwork("classifier-224-nan"), config);
+  const FrameOutcome outcome = Detect(config, test::Plain(test::kFrame, test::kRedPixel));
+  EXPECT_THAT(outcome.result.labels, ElementsAre(0, 0));
+  EXPECT_THAT(outcome.complaints,
+              ElementsAre("the classifier's answer is not a number for 2 candidates"));
+  ASSERT_TRUE(outcome.fece_candidates);
+  for (const FeceCandidate& candidate : *outcome.fece_candidates) {
+    EXPECT_EQ(candidate.verdict, FeceVerdict::kFailed);
+  }
+}
+
 TEST_F(FrameDetectorTest, TellsTheCauseOfAFailureAndGoesOn) {
   const DirtySegDetectorConfig config = MakeConfig(HostNetwork("seg-fails-on-red"));
   LogCapture log;

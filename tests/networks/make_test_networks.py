@@ -30,6 +30,7 @@ Segmentation, 2 classes ("red", "green"), 32 coefficients. For slot n
 Classifiers, input -> output [N, 2] = mean(plane 0), mean(plane 2):
     classifier-224 [1, 3, 224, 224], classifier-112 [1, 3, 112, 112],
     classifier-dynamic-batch [batch, 3, 224, 224]
+    classifier-224-nan     both are not-a-number
 
 Element types, each [1, 4] and passed on unchanged:
     types                 u8, f16, f32, i32, i64, f64 -> u8_out, f16_out, ...
@@ -261,6 +262,15 @@ def classifier(batch: int | str, side: int) -> bytes:
     return graph.serialise({"names": "{0: 'no', 1: 'yes'}", "task": "classify"})
 
 
+def no_classifier() -> bytes:
+    graph = Graph("classifier_nan")
+    planes = graph.add("Flatten", means(graph, graph.input("input", [1, 3, 224, 224])))
+    zeros = graph.gemm(planes, np.zeros((2, 3)), [0, 0])
+    graph.add("Div", zeros, zeros, named="output")
+    graph.output("output", [1, 2])
+    return graph.serialise()
+
+
 def passes_on(elements: dict[tuple[str, str], int]) -> bytes:
     """A network that hands each (input, output) pair's elements of the given type through."""
     graph = Graph("passes_on")
@@ -311,6 +321,7 @@ def networks() -> dict[str, bytes]:
         "classifier-224": classifier(1, 224),
         "classifier-112": classifier(1, 112),
         "classifier-dynamic-batch": classifier("batch", 224),
+        "classifier-224-nan": no_classifier(),
         "types": passes_on({(name, f"{name}_out"): element for name, element in TYPES.items()}),
         "bool": passes_on({("x", "y"): TensorProto.BOOL}),
         "string": passes_on({("x", "y"): TensorProto.STRING}),

@@ -34,18 +34,28 @@ std::optional<Check> ReadBeginning(const LogEntry& entry) {
   return Check{cv::Rect(cv::Point(x1, y1), cv::Point(x2, y2)), FeceVerdict::kFailed, {}};
 }
 
-// The library writes floats so that they read back to the bit.
-void ReadAnswer(const LogEntry& entry, const FeceRules& rules, Check& check) {
+struct Answer {
   float p1 = 0.0F;
   int class_id = 0;
+};
+
+// The library writes floats so that they read back to the bit.
+std::optional<Answer> ReadAnswer(const LogEntry& entry) {
+  Answer answer;
   // NOLINTNEXTLINE(cert-err34-c): the library wrote these numbers
   if (std::sscanf(entry.message.c_str(), "[FECE] logits=[%*f, %*f], prob=[%*f, %f], class_id=%d,",
-                  &p1, &class_id) != 2) {
-    return;
+                  &answer.p1, &answer.class_id) != 2) {
+    return std::nullopt;
   }
-  const bool is_confirmed = class_id == 1 && p1 > rules.score_threshold;
+  return answer;
+}
+
+// An answer that is no number is none.
+void Judge(const Answer& answer, const FeceRules& rules, Check& check) {
+  if (std::isnan(answer.p1)) return;
+  const bool is_confirmed = answer.class_id == 1 && answer.p1 > rules.score_threshold;
   check.verdict = is_confirmed ? FeceVerdict::kConfirmed : FeceVerdict::kRejected;
-  if (!std::isnan(p1)) check.score = p1;
+  check.score = answer.p1;
 }
 
 std::vector<Check> ReadChecks(const std::vector<LogEntry>& entries, const FeceRules& rules) {
@@ -53,8 +63,8 @@ std::vector<Check> ReadChecks(const std::vector<LogEntry>& entries, const FeceRu
   for (const LogEntry& entry : entries) {
     if (const std::optional<Check> beginning = ReadBeginning(entry)) {
       checks.push_back(*beginning);
-    } else if (!checks.empty()) {
-      ReadAnswer(entry, rules, checks.back());
+    } else if (const std::optional<Answer> answer = ReadAnswer(entry); answer && !checks.empty()) {
+      Judge(*answer, rules, checks.back());
     }
   }
   return checks;
@@ -113,6 +123,14 @@ const char* VerdictText(FeceVerdict verdict) {
       break;
   }
   return "failed";
+}
+
+std::size_t CountAnswersOfNoNumber(const FrameLog& log) {
+  return static_cast<std::size_t>(
+      std::count_if(log.entries.begin(), log.entries.end(), [](const LogEntry& entry) {
+        const std::optional<Answer> answer = ReadAnswer(entry);
+        return answer && std::isnan(answer->p1);
+      }));
 }
 
 std::optional<std::vector<FeceCandidate>> ReadFeceCandidates(const FrameLog& log,

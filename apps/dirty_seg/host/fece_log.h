@@ -17,7 +17,7 @@ enum class FeceVerdict {
   kConfirmed,
   kRejected,
   kNotChecked,  // the box has too few pixels
-  kFailed,      // the classifier could not be asked, or gave no answer
+  kFailed,      // the classifier could not be asked, or gave no answer that is a number
 };
 
 /// "confirmed", "rejected", "not_checked" or "failed".
@@ -28,7 +28,7 @@ struct FeceCandidate {
   /// Index of the detection in the result.
   std::size_t detection = 0;
   FeceVerdict verdict = FeceVerdict::kFailed;
-  /// Probability of class 1; nothing where there is no answer, or one that is no number.
+  /// Probability of class 1; nothing where there is no answer.
   std::optional<float> score;
 };
 
@@ -38,6 +38,9 @@ struct FeceRules {
   float score_threshold = 0.0F;
   float area_threshold = 0.0F;
 };
+
+/// How often the classifier's answer was no number: the detector takes it for a no.
+std::size_t CountAnswersOfNoNumber(const FrameLog& log);
 
 /// The candidates among the detections of `result`, in their order. `picture_size` is that of the
 /// frame's picture.

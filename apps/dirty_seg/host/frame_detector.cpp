@@ -124,6 +124,11 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     if (fece_rules_ && !outcome.fece_candidates) {
       outcome.complaints.emplace_back("the classifier's verdicts cannot be read from the log");
     }
+    if (const std::size_t count = CountAnswersOfNoNumber(log); count > 0) {
+      outcome.complaints.push_back("the classifier's answer is not a number for " +
+                                   std::to_string(count) +
+                                   (count == 1 ? " candidate" : " candidates"));
+    }
   }
   return outcome;
 }
