@@ -243,11 +243,12 @@ TEST_F(Dump, RefusesAFolderWithSomethingInIt) {
   EXPECT_EQ(RunProgram(command).status, 0);
 }
 
-// Of red, both patches are found; of black, nothing is.
+// Red is of class 0, green of class 1.
 TEST_F(Dump, OverwritesWhatTheEarlierOneNamesAndNothingElse) {
   const std::string red = Picture("red.png", test::Plain(test::kFrame, test::kRedPixel));
-  const std::string black = Picture("black.png", test::Plain(test::kFrame, test::kBlackPixel));
-  ASSERT_EQ(RunProgram(Command("dump", "out", red)).status, 0);
+  const std::string green = Picture("green.png", test::Plain(test::kFrame, test::kGreenPixel));
+  const char* config = "patch: {enable: true, patches: [[1000, 500, 64, 64]]}";
+  ASSERT_EQ(RunProgram(Command("dump", "out", red, config)).status, 0);
   ASSERT_TRUE(std::filesystem::exists(folder_ / "out/mask_0.npy"));
   const std::string listed = ReadFile(folder_ / "out/dump.json");
   json hostile = json::parse(listed);
@@ -258,10 +259,7 @@ TEST_F(Dump, OverwritesWhatTheEarlierOneNamesAndNothingElse) {
   folder_.Write("out/dump.json", hostile.dump());
   folder_.Write("out/notes.txt", "mine");
   folder_.Write("out/mask_7.npy", "mine");
-  ASSERT_EQ(RunProgram(Command("dump", "out", black) +
-                       Arguments{"--overwrite", "--fece-score-threshold", "0.5"})
-                .status,
-            0);
+  ASSERT_EQ(RunProgram(Command("dump", "out", green, config) + Arguments{"--overwrite"}).status, 0);
   EXPECT_FALSE(std::filesystem::exists(folder_ / "out/mask_0.npy"));
   for (const char* name : {"red.png", "red.npy", "out/notes.txt", "out/mask_7.npy", "out/dump.json",
                            "out/input_images.npy"}) {

@@ -169,8 +169,8 @@ TEST_F(OutputProgram, OfAnyNameIsShownInAReport) {
     const std::string begin = R"(<script type="application/json" id="data">)";
     const std::size_t data = page.find(begin) + begin.size();
     std::vector<std::string> found;
-    for (const json& frame :
-         json::parse(page.substr(data, page.find("</script>", data) - data)).at("frames")) {
+    const json root = json::parse(page.substr(data, page.find("</script>", data) - data));
+    for (const json& frame : root.at("frames")) {
       found.push_back(frame.at("picture"));
     }
     return found;

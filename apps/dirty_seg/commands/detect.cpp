@@ -25,7 +25,7 @@ void AddResultOptions(CLI::App& command, ResultOptions& options) {
           ->type_name("DIR");
   command.add_flag("--save", options.save, "Results folder runs/detect, runs/detect2, ...")
       ->excludes(output);
-  command.add_flag("--overwrite", options.overwrite, "--output DIR need not be empty")
+  command.add_flag("--overwrite", options.overwrite, "Replace what a run left in --output DIR")
       ->needs(output);
   constexpr const char* kLabels = "Also COCO results, YOLO labels, outlines (lossy)";
   command.add_flag("--coco", options.coco, "Also COCO results")->group(kLabels);

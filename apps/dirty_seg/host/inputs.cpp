@@ -17,6 +17,7 @@
 
 #include "host/error_capture.h"
 #include "host/errors.h"
+#include "host/interruption.h"
 #include "host/messages.h"
 #include "host/output.h"
 
@@ -220,7 +221,10 @@ InputQueue::InputQueue(const std::vector<std::string>& arguments, InputOptions o
 }
 
 std::optional<Input> InputQueue::Next() {
-  while (!ready_.empty() && ready_.front().kind == InputKind::kList) ReadListLine();
+  while (!ready_.empty() && ready_.front().kind == InputKind::kList) {
+    ReadListLine();
+    if (Interruption::Happened()) return std::nullopt;
+  }
   if (ready_.empty()) return std::nullopt;
   Input input = std::move(ready_.front());
   ready_.pop_front();
@@ -228,11 +232,12 @@ std::optional<Input> InputQueue::Next() {
   return input;
 }
 
-// Puts what the next line names before the list, or takes the list away at its end.
+// Puts what the next line names before the list, or takes the list away at its end. One whose
+// reading is interrupted may have more.
 void InputQueue::ReadListLine() {
   std::string line;
   if (!std::getline(list_, line)) {
-    ready_.pop_front();
+    if (!Interruption::Happened()) ready_.pop_front();
   } else if (line.find('\0') != std::string::npos) {
     ready_.push_front({line.substr(0, line.find('\0')),
                        "a zero byte follows in the list; expected one path a line"});

@@ -53,7 +53,7 @@ class InputQueue {
   /// `list` outlives this object.
   InputQueue(const std::vector<std::string>& arguments, InputOptions options, std::istream& list);
 
-  /// Nothing after the last.
+  /// Nothing after the last, and once an Interruption ended the reading of a list.
   std::optional<Input> Next();
 
   /// All of them, those that were given out included; nothing while a list is not read to its end.

@@ -51,13 +51,6 @@ std::string FaultOf(const std::string& path, const Call& call) {
   }
 }
 
-bool HasOpenBatch(const OnnxDescription& description) {
-  return std::any_of(description.inputs.begin(), description.inputs.end(),
-                     [](const DeclaredTensor& input) {
-                       return !input.shape.empty() && !IsNumber(input.shape[0]);
-                     });
-}
-
 bool HasOtherBatch(const AIEngineConfig& config, std::size_t batch) {
   return std::any_of(
       config.output_shapes.begin(), config.output_shapes.end(), [batch](const auto& output) {
