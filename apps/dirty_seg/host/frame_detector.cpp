@@ -36,6 +36,7 @@ std::vector<Kind> KindsOf(const std::vector<int>& found,
                           const std::optional<std::vector<FeceCandidate>>& candidates,
                           const Labels& labels) {
   std::vector<Kind> kinds;
+  kinds.reserve(found.size());
   for (const int label : found) {
     kinds.push_back({label, !candidates && labels.IsConfirmedFaeces(label)});
   }

@@ -24,7 +24,7 @@ inline bool operator==(const Kind& a, const Kind& b) {
 
 /// By label, confirmed ones last.
 inline bool operator<(const Kind& a, const Kind& b) {
-  return a.label != b.label ? a.label < b.label : a.is_confirmed < b.is_confirmed;
+  return a.label != b.label ? a.label < b.label : !a.is_confirmed && b.is_confirmed;
 }
 
 class Labels {
