@@ -132,9 +132,9 @@ std::string LookOfMagic(std::string_view beginning) {
 }
 
 bool IsModelField(std::uint64_t field) {
-  using namespace onnx::model;
-  return (field >= kIrVersion && field <= kOpset) || field == kMetadata || field == kTraining ||
-         field == kFunction || field == kDevices;
+  namespace model = onnx::model;
+  return (field >= model::kIrVersion && field <= model::kOpset) || field == model::kMetadata ||
+         field == model::kTraining || field == model::kFunction || field == model::kDevices;
 }
 
 // Every exporter writes the version first.

@@ -60,8 +60,9 @@ std::vector<Shape> TrialShapes(OnnxSession& session, const std::vector<Tensor>& 
   return session.TrialShapes(inputs);
 } catch (const SessionError& error) {
   std::string shapes;
-  for (const Tensor& input : inputs)
+  for (const Tensor& input : inputs) {
     shapes += (shapes.empty() ? "" : ", ") + ShapeText(input.shape);
+  }
   throw SessionError("fails in a trial run on zeros of shape " + shapes + ": " + error.what());
 }
 
