@@ -14,10 +14,12 @@
 #include "host/errors.h"
 #include "host/host_file.h"
 #include "host/inputs.h"
+#include "host/messages.h"
 #include "host/networks.h"
 #include "host/onnx_description.h"
 #include "host/output.h"
 #include "host/patch_drawing.h"
+#include "host/size_text.h"
 
 namespace dirty_seg {
 namespace {
