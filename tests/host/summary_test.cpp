@@ -89,7 +89,7 @@ TEST(Summary, CountsFramesWithNumbersThatAreNotFinite) {
   record.outcome.result.success = false;
   summary.AddFrame(record);
   EXPECT_EQ(summary.non_finite_frames(), 2U);
-  EXPECT_EQ(summary.ToJson(kLabels, false)["non_finite_frames"], 2);
+  EXPECT_EQ(summary.ToJson(kLabels, {})["non_finite_frames"], 2);
 }
 
 // Of 1, 2, ..., 200: the 100th, 190th, 198th and 200th; the mean is 100.5.
