@@ -37,20 +37,19 @@ TEST(Summary, HasItsKeysInOrder) {
     return "{\"mean\":" + n + ",\"p50\":" + n + ",\"p95\":" + n + ",\"p99\":" + n +
            ",\"worst\":" + n + "}";
   };
-  EXPECT_EQ(
-      summary.ToJson(kLabels, end)
-          .dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace),
-      "{\"schema_version\":1,\"program\":\"dirty_seg 9.8.7\",\"model\":\"seg.onnx\","
-      "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\",\"inputs\":2,"
-      "\"inputs_total\":5,\"frames\":1,\"failed\":1,\"failures\":["
-      "{\"source\":\"a.png\",\"cause\":\"is cut short\"},"
-      "{\"source\":\"b\\ufffd.mp4\",\"source_bytes\":\"Yv8ubXA0\",\"frame\":7,"
-      "\"cause\":\"PreProcess error\"}],\"non_finite_frames\":0,\"interrupted\":true,"
-      "\"write_error\":\"full\",\"detections\":{\"3\":2,\"19\":1},"
-      "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
-      "\"timing_ms\":{\"read\":" +
-          same("1.0") + ",\"inference\":" + same("2.0") + ",\"total\":" + same("4.0") +
-          ",\"write\":" + same("8.0") + "}}");
+  EXPECT_EQ(summary.ToJson(kLabels, end)
+                .dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace),
+            "{\"schema_version\":1,\"program\":\"dirty_seg 9.8.7\",\"model\":\"seg.onnx\","
+            "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\",\"inputs\":2,"
+            "\"inputs_total\":5,\"frames\":1,\"failed\":1,\"failures\":["
+            "{\"source\":\"a.png\",\"cause\":\"is cut short\"},"
+            "{\"source\":\"b\\ufffd.mp4\",\"source_bytes\":\"Yv8ubXA0\",\"frame\":7,"
+            "\"cause\":\"PreProcess error\"}],\"non_finite_frames\":0,\"interrupted\":true,"
+            "\"write_error\":\"full\",\"detections\":{\"3\":2,\"19\":1},"
+            "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
+            "\"timing_ms\":{\"read\":" +
+                same("1.0") + ",\"inference\":" + same("2.0") + ",\"total\":" + same("4.0") +
+                ",\"write\":" + same("8.0") + "}}");
 }
 
 TEST(Summary, CountsWhatWasConfirmedBesideItsLabel) {

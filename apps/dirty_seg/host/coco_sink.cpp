@@ -53,8 +53,8 @@ class CocoSink : public ResultSink {
     std::string text;
     for (std::size_t i = 0; i < kinds.size(); ++i) {
       const std::int64_t category_id = labels_.IdOf(kinds[i]);
-      text += (is_first_ && i == 0 ? "\n" : ",\n") +
-              ToText(ResultOf(found, i, image_id, category_id));
+      text +=
+          (is_first_ && i == 0 ? "\n" : ",\n") + ToText(ResultOf(found, i, image_id, category_id));
       categories_[category_id] = labels_.Text(kinds[i]);
     }
     results_.Write(text);

@@ -141,8 +141,7 @@ bool DetectionRun::Finish(const RunEnd& end) {
   const std::string speed = SpeedLine(summary_);
   if (!speed.empty()) TellPlainly(speed);
   Tell((end.interrupted ? "interrupted: " : "") + ProcessedText(end) + NonFiniteNote() +
-       "; results in " +
-       writer_.destination());
+       "; results in " + writer_.destination());
   return is_complete;
 }
 
