@@ -57,7 +57,7 @@ std::vector<std::string> FlagNames(CLI::App& command) {
 
 std::string UnknownOption(CLI::App& command, const std::string& word) {
   const bool has_config = command.get_option_no_throw("--config") != nullptr;
-  const std::string place = has_config ? PlaceOfForeignOption(word) : "";
+  std::string place = has_config ? PlaceOfForeignOption(word) : "";
   if (!place.empty()) return place;
   return "The following argument was not expected: " + word +
          DidYouMean(word.substr(0, word.find('=')), FlagNames(command));
@@ -65,7 +65,7 @@ std::string UnknownOption(CLI::App& command, const std::string& word) {
 
 // A newcomer need not type what a host file says.
 std::string Missing(const CLI::ParseError& error) {
-  const std::string text = error.what();
+  std::string text = error.what();
   const bool is_in_host_file = text.rfind("--model ", 0) == 0 || text.rfind("--config ", 0) == 0;
   if (!is_in_host_file || error.get_name() != "RequiredError") return text;
   return text + "; 'dirty_seg init SEG.onnx' writes a host file that has it, for --host HOST.yaml";

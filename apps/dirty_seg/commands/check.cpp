@@ -48,7 +48,7 @@ std::string ModelBeside(const std::string& config) {
     return entry == host.shared.end() ? "" : BesideHostFile(path, entry->values.at(0));
   };
   if (!fs::equivalent(value("config"), config, error)) return "";
-  const std::string model = value("model");
+  std::string model = value("model");
   if (model.empty()) return "";
   if (fs::exists(model, error)) {
     Tell("held against '" + model + "', which '" + path + "' names");

@@ -98,9 +98,8 @@ bool IsLogLevel(const std::string& word) { return RankOf(word).has_value(); }
 LogCapture::LogCapture(const LogOptions& options)
     : verbose_(options.verbose || !options.level.empty()),
       quiet_(options.quiet),
-      wanted_on_standard_output_(false),
-      level_(ReadLevel(options)) {
-  wanted_on_standard_output_ = SetUpEnvironment(level_);
+      level_(ReadLevel(options)),
+      wanted_on_standard_output_(SetUpEnvironment(level_)) {
   std::fflush(stdout);
   const int real_output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (real_output < 0) Fail("standard output cannot be used");

@@ -63,8 +63,8 @@ class LogCapture {
 
   bool verbose_;
   bool quiet_;
-  bool wanted_on_standard_output_;
   int level_;  // from which on lines are shown
+  bool wanted_on_standard_output_;
   bool last_is_shown_ = true;
   std::FILE* output_ = nullptr;
 };
