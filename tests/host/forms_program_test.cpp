@@ -193,8 +193,8 @@ TEST_F(DetectForms, EndInAWholeLineWhenThereIsNoRoomForTheNext) {
       test::WriteVideo(folder_ / "clip.avi", {300, test::Plain({64, 64}, test::kRedPixel)}, 10.0);
   const test::FileSizeLimit limit(60000);
   const ProgramResult result =
-      RunProgram(Command() + Arguments{"-q", "--coco", "--polygons", "--yolo", "--output",
-                                       folder_ / "out", clip});
+      RunProgram(Command() + Arguments{"-q", "--fit", "pad", "--coco", "--polygons", "--yolo",
+                                       "--output", folder_ / "out", clip});
   EXPECT_EQ(result.status, 1);
   const std::vector<json> rows = test::ParseLines(Written("results.jsonl"));
   EXPECT_GT(rows.size(), 20U);
@@ -220,8 +220,9 @@ TEST_F(DetectForms, OfVideosAreNamedWhenTheyAreCutShort) {
   const std::string clip =
       test::WriteVideo(folder_ / "clip.avi", {100, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
   const test::FileSizeLimit limit(100000);  // of the files, the annotated video alone is larger
-  const ProgramResult result = RunProgram(
-      Command() + Arguments{"-q", "--video", "--coco", "--output", folder_ / "out", clip});
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"-q", "--fit", "pad", "--video", "--coco", "--output",
+                                       folder_ / "out", clip});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.errors,
               EndsWith("dirty_seg: error: '" + folder_ / "out/clip.overlay.avi" +

@@ -48,6 +48,7 @@ class ReadResultsTest : public testing::Test {
 TEST_F(ReadResultsTest, GivesBackANameThatIsNoUtf8) {
   FrameRecord record;
   record.source = "pictures/caf\xe9.png";
+  record.fit = FitToFrame({1920, 1080}, FitMode::kScale);
   const std::string line = ToText(ToJson(record, Labels({}, false)));
   EXPECT_NE(line.find("caf\xef\xbf\xbd.png"), std::string::npos);
   EXPECT_EQ(ReadText(line).frames.at(0).source, record.source);
