@@ -14,7 +14,9 @@ using namespace nuvik::perception::dirty_seg_detector;
 std::shared_ptr<cv::Mat> FitToFrame(const cv::Mat& picture, double& factor) {
   const auto frame = std::make_shared<cv::Mat>();
   factor = std::min(1920.0 / picture.cols, 1080.0 / picture.rows);
-  cv::resize(picture, *frame, {}, factor, factor);
+  cv::resize(
+      picture, *frame,
+      {std::max(1, cvRound(picture.cols * factor)), std::max(1, cvRound(picture.rows * factor))});
   cv::copyMakeBorder(*frame, *frame, 0, 1080 - frame->rows, 0, 1920 - frame->cols,
                      cv::BORDER_CONSTANT, cv::Scalar::all(114));
   return frame;

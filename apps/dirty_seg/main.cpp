@@ -1,5 +1,6 @@
 // dirty_seg: finds dirty regions in pictures, with the detector library.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -59,8 +60,13 @@ std::string UnknownOption(CLI::App& command, const std::string& word) {
   const bool has_config = command.get_option_no_throw("--config") != nullptr;
   std::string place = has_config ? PlaceOfForeignOption(word) : "";
   if (!place.empty()) return place;
+  const std::vector<std::string> flags = FlagNames(command);
+  if (std::find(flags.begin(), flags.end(), word) != flags.end()) {
+    return word + " belongs behind the command, as in 'dirty_seg " + command.get_name() + " " +
+           word + "'";
+  }
   return "The following argument was not expected: " + word +
-         DidYouMean(word.substr(0, word.find('=')), FlagNames(command));
+         DidYouMean(word.substr(0, word.find('=')), flags);
 }
 
 // A newcomer need not type what a host file says.

@@ -42,7 +42,8 @@ constexpr std::size_t kFeceOutputBytes = sizeof(float) * 2;
 constexpr int kFeceLabel = 19;
 constexpr int kGrey = 114;
 // What cv::resize scales on the calling thread; a larger target it shares out among threads that it
-// starts. Nested parallel regions are no way to stop it: their flag is one for the process.
+// starts. A parallel region around it does not stop that for sure: the flag against nested ones is
+// one for the process.
 constexpr int kMostUnsharedPixels = 1 << 16;
 static_assert(kFeceSide * kFeceSide <= kMostUnsharedPixels);
 
@@ -150,40 +151,29 @@ std::size_t TensorLength(const cv::Mat& image) {
   return image.total() * static_cast<std::size_t>(image.channels());
 }
 
-// cv::resize with bilinear weights on the calling thread alone, for what the kernel does not scale:
-// the classifier's crops, whose target is small, what cv::resize refuses, and what PopulateData
-// will. A larger target is scaled in strips, each out of its own rows: that shows beside the seams,
-// which nobody reads.
+// cv::resize with bilinear weights, for what the kernel does not scale: the classifier's crops,
+// whose target is small, what cv::resize refuses, and what PopulateData will. Inside a parallel
+// region it shares a larger target out among no threads, unless another thread ends a region
+// meanwhile; that is left to pictures of no use.
 cv::Mat ResizeUnshared(const cv::Mat& image, const cv::Size& size) {
   cv::Mat resized;
-  const bool is_small = std::int64_t{size.width} * size.height <= kMostUnsharedPixels;
-  if (is_small || size.empty() || image.dims > 2) {
-    cv::resize(image, resized, size, 0, 0, cv::INTER_LINEAR);
-    return resized;
-  }
-  resized.create(size, image.type());
-  const int strip_rows = std::max(kMostUnsharedPixels / size.width, 1);
-  const auto source_row = [&](int row) {
-    return static_cast<int>(std::int64_t{row} * image.rows / size.height);
-  };
-  for (int top = 0; top < size.height; top += strip_rows) {
-    const int bottom = std::min(top + strip_rows, size.height);
-    const int first = source_row(top);
-    cv::Mat strip = resized.rowRange(top, bottom);
-    cv::resize(image.rowRange(first, std::max(source_row(bottom), first + 1)), strip, strip.size(),
-               0, 0, cv::INTER_LINEAR);
+  const auto resize = [&] { cv::resize(image, resized, size, 0, 0, cv::INTER_LINEAR); };
+  if (std::int64_t{size.width} * size.height <= kMostUnsharedPixels) {
+    resize();
+  } else {
+    cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range& /*step*/) { resize(); });
   }
   return resized;
 }
 
 cv::Mat ScaleBilinearly(const cv::Mat& image, const cv::Size& size) {
   if (!IsColorImage(image) || size.empty()) return ResizeUnshared(image, size);
+  cv::Mat scaled(size, CV_8UC3);  // first: it names a size that nobody has the memory for
   std::vector<LinearTap> columns;
   std::vector<LinearTap> rows;
   LinearColumns(image.cols, size.width, columns);
   LinearRows(image.rows, size.height, rows);
   std::vector<int> scratch(6 * columns.size());
-  cv::Mat scaled(size, CV_8UC3);
   BlendPixels(image.data, image.step, columns, rows, scratch.data(), scaled.data, scaled.step);
   return scaled;
 }

@@ -34,8 +34,8 @@ std::optional<Range> FindPlace(std::string_view text, std::size_t from) {
     std::size_t end = colon + 1;
     while (end < text.size() && IsDigit(text[end])) ++end;
     if (end == colon + 1 || end == text.size() || text[end] != ' ') continue;
-    const std::size_t space = text.find_last_of(" \n", colon);
-    const std::size_t begin = space == kNone ? 0 : space + 1;
+    const std::size_t before = colon == 0 ? kNone : text.find_last_of(" \n:", colon - 1);
+    const std::size_t begin = before == kNone ? 0 : before + 1;
     if (IsSourceFile(text.substr(begin, colon - begin))) return Range{begin, end + 1};
   }
   return std::nullopt;

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "engine/diagnostics.h"
+
 namespace nuvik::alg::common {
 namespace {
 
@@ -55,6 +57,16 @@ TEST(RuntimeWords, OtherWordsStay) {
         std::string(text) == "/b/c.cc:12 and no function" ? "and no function" : text;
     EXPECT_EQ(PlainWords(text), expected);
   }
+}
+
+TEST(RuntimeWords, AWordBeforeThePlaceStays) {
+  EXPECT_EQ(PlainWords("Load model from x failed:/o/x.cc:12 void f() m"),
+            "Load model from x failed:m");
+}
+
+TEST(ErrorLine, ShowsWhatATerminalWouldActOn) {
+  EXPECT_EQ(OnOneLine("a\nb\x1b[31mc\x7f"), "a b\\x1b[31mc\\x7f");
+  EXPECT_EQ(OnOneLine("caf\xc3\xa9 \xc2\xb7 \xc2\x9b!"), "caf\xc3\xa9 \xc2\xb7 \\xc2\\x9b!");
 }
 
 TEST(RuntimeWords, ABracketThatIsNeverClosedTakesTheRest) {

@@ -99,6 +99,13 @@ TEST_F(EarlierRun, FollowsNoLinkInPlaceOfItsLabels) {
   EXPECT_TRUE(Has("labels"));
 }
 
+TEST_F(EarlierRun, WithoutALineLeavesASummaryThatMayBeAnybodys) {
+  Make("summary.json");
+  folder_.Write("out/results.jsonl", "");
+  RemoveEarlierRun(out_);
+  EXPECT_TRUE(Has("summary.json"));
+}
+
 TEST_F(EarlierRun, WithoutAListIsWhatItsResultsName) {
   for (const char* name : {"a.overlay.jpg", "a.mask_0.png", "a.mask_1.png", "b.overlay.jpg",
                            "summary.json", "notes.txt", "c.overlay.jpg"}) {

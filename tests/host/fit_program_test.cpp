@@ -154,6 +154,26 @@ TEST_F(Fit, IsTheSameInABench) {
   EXPECT_THAT(refused.errors, HasSubstr("larger than the frame of 1920 x 1080"));
 }
 
+TEST_F(Fit, IsUndoneWhenResultsOfTwoFitsAreCompared) {
+  const std::string yaml = "patch: {enable: true, patches: [[0, 0, 64, 64]]}";
+  const std::string small = Picture("small.png", test::kRedPixel, {960, 540});
+  for (const char* fit : {"scale", "pad"}) {
+    ASSERT_EQ(RunProgram(Command(CommonNetwork("seg-b2-64"), yaml) +
+                         Arguments{"--fit", fit, "--output", folder_ / fit, small})
+                  .status,
+              0);
+  }
+  // The box [16, 24, 48, 40] of the frame is [8, 12, 24, 20] of the picture where that was doubled.
+  const json all = json::parse(
+      RunProgram({"compare", "--json", folder_ / "scale", folder_ / "pad"}).output)["all"];
+  EXPECT_EQ(all["only_in_a"], 1);
+  EXPECT_EQ(json::parse(RunProgram({"compare", "--json", folder_ / "scale", folder_ / "scale"})
+                            .output)["all"]["matched"],
+            1);
+  const json lines = ParseLines(ReadFile(folder_ / "scale/results.jsonl")).at(0);
+  EXPECT_EQ(lines["bboxes"], json::parse("[[16, 24, 48, 40]]"));
+}
+
 // The page's boxes and masks are in pixels of its picture.
 TEST_F(Fit, IsUndoneInTheReport) {
   const std::string out = folder_ / "out";

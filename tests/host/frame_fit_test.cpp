@@ -98,8 +98,20 @@ TEST(ResultInPicture, ScalesBoxesBack) {
   result.bboxes = {{10.0F, 20.0F, 30.5F, 1080.0F}};
   const FrameFit half = FitToFrame({3840, 2160}, FitMode::kScale);
   EXPECT_THAT(ResultInPicture(result, half).bboxes[0], ElementsAre(20.0F, 40.0F, 61.0F, 2160.0F));
-  const FrameFit padded = FitToFrame({100, 100}, FitMode::kPad);
-  EXPECT_EQ(ResultInPicture(result, padded).bboxes, result.bboxes);
+}
+
+TEST(ResultInPicture, CutsBoxesToAPictureThatIsNotTheWholeFrame) {
+  DirtyStatusResultData result;
+  result.bboxes = {{-3.0F, 20.0F, 30.5F, 1090.0F}, {120.0F, 0.0F, 140.0F, 10.0F}};
+  const FrameFit padded = FitToFrame({100, 50}, FitMode::kPad);
+  EXPECT_THAT(ResultInPicture(result, padded).bboxes,
+              ElementsAre(ElementsAre(0.0F, 20.0F, 30.5F, 50.0F),
+                          ElementsAre(100.0F, 0.0F, 100.0F, 10.0F)));
+  EXPECT_TRUE(ReachesIntoPicture(result.bboxes[0], padded));
+  EXPECT_FALSE(ReachesIntoPicture(result.bboxes[1], padded));
+  const FrameFit whole = FitToFrame({1920, 1080}, FitMode::kPad);
+  EXPECT_EQ(ResultInPicture(result, whole).bboxes, result.bboxes);
+  EXPECT_TRUE(ReachesIntoPicture(result.bboxes[1], whole));
 }
 
 // 1081 pixels are 608 of the frame.

@@ -128,6 +128,13 @@ TEST(NetworkReport, AsJsonHasNumbersForKnownDimensions) {
   EXPECT_EQ(report["config"]["input_shapes"]["images"], json::parse("[2, 3, 640, 640]"));
 }
 
+TEST(NetworkReport, WaitsForNoPipe) {
+  const test::TemporaryFolder folder;
+  ASSERT_EQ(mkfifo((folder / "pipe.onnx").c_str(), 0600), 0);
+  EXPECT_THAT(InspectNetwork(folder / "pipe.onnx", 1, 1).fault,
+              testing::HasSubstr("is no regular file"));
+}
+
 TEST(ConfigYaml, IsReadBackAsWritten) {
   nuvik::alg::common::AIEngineConfig config;
   config.model_path = "a \"b\": #c\n";

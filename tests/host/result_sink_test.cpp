@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <opencv2/imgproc.hpp>
 
@@ -204,6 +205,20 @@ TEST_F(Sinks, WriteEachFormInThePicturesOwnPixels) {
   EXPECT_THAT(ReadFile(folder_ / "labels/street.txt"),
               testing::HasSubstr("\n3 0.250000 0.250000 0.750000 0.250000 0.750000 1.000000 "));
   EXPECT_EQ(cv::imread(folder_ / "street.crop_1.confirmed_1.00.png").size(), cv::Size(1920, 1620));
+}
+
+TEST_F(Sinks, LeaveOutWhatIsFoundBesideThePicture) {
+  *frame_.picture = test::Plain({400, 200}, test::kRedPixel);  // the second box lies right of it
+  const auto coco = MakeCocoSink(output_, kLabels);
+  const auto yolo = MakeYoloSink(output_, kLabels);
+  Write(*coco);
+  Write(*yolo);
+  coco->Finish();
+  const json results = ReadJson("coco_results.json");
+  ASSERT_EQ(results.size(), 1U);
+  EXPECT_EQ(results[0]["category_id"], 0);
+  const std::string lines = ReadFile(folder_ / "labels/street.txt");
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1);
 }
 
 TEST_F(Sinks, WriteOneVideoAnInput) {

@@ -120,6 +120,15 @@ TEST_F(ReadResultsTest, TakesTheLinesOfAFolder) {
   EXPECT_EQ(results.frames[1].line, 3U);
 }
 
+TEST_F(ReadResultsTest, TakesWhatWasConfirmedFromTheVerdictsWhereNothingElseTells) {
+  const StoredFrame frame =
+      ReadText(R"({"source": "a.png", "bboxes": [[0, 0, 2, 2], [4, 4, 6, 6]], "scores": [1, 1], )"
+               R"("labels": [19, 19], "fece_candidates": [{"detection": 1, "verdict": )"
+               R"("confirmed"}]})")
+          .frames.at(0);
+  EXPECT_THAT(frame.confirmed, ElementsAre(false, true));
+}
+
 TEST_F(ReadResultsTest, NeedsNoMoreThanSourceAndDetections) {
   const StoredFrame frame = ReadText(kLeast).frames.at(0);
   EXPECT_EQ(frame.source, "a.png");

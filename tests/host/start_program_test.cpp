@@ -96,6 +96,38 @@ TEST_F(Start, AsksForTheClassifiersClassesWhereNoNameSpeaksOfThem) {
   EXPECT_EQ(RunProgram({"init", folder_ / "seg.onnx", "--output", folder_ / "project"}).status, 0);
 }
 
+TEST_F(Start, RefusesClassesThatTheNetworkDoesNotHave) {
+  EXPECT_EQ(ErrorsOf({"init", folder_ / "seg.onnx", folder_ / "fece.onnx", "--fece-class-ids",
+                      "1,2", "--output", folder_ / "project"}),
+            "dirty_seg: error: --fece-class-ids 2: '" + folder_ / "seg.onnx" +
+                "' has 2 classes; expected 0 to 1\n");
+  EXPECT_FALSE(std::filesystem::exists(host_));
+}
+
+TEST_F(Start, TriesAnOpenBatchWithTheGridsPatches) {
+  const std::string model = test::CommonNetwork("seg-dynamic-b2-inside");
+  const ProgramResult result =
+      RunProgram({"init", model, "--grid", "2x1", "--output", folder_ / "open"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(ErrorsOf({"init", model, "--output", folder_ / "usual"}),
+              HasSubstr("this is with 1: try another with --grid"));
+}
+
+TEST_F(Start, RefusesANetworksNameThatYamlCannotHold) {
+  const std::string model = folder_ / "caf\xe9.onnx";
+  std::filesystem::copy_file(folder_ / "seg.onnx", model);
+  EXPECT_THAT(ErrorsOf({"init", model, "--output", folder_ / "project"}),
+              HasSubstr("is not UTF-8, which is all that YAML holds"));
+  EXPECT_FALSE(std::filesystem::exists(host_));
+}
+
+TEST_F(Start, SaysInAHostFileTooWhereThresholdsAreSet) {
+  const std::string host = folder_.Write("h.yaml", "model: x\nconfig: y\nconf: 0.3\n");
+  EXPECT_THAT(ErrorsOf({"detect", "--host", host, "a.png"}),
+              HasSubstr("line 3: conf is no option: the file that --config names sets this, as "
+                        "postprocess.score_threshold"));
+}
+
 // Held against the network that the host file beside it names.
 TEST_F(Start, ChecksWhatInitWroteWithoutAWarningAlsoAlone) {
   ASSERT_EQ(Init({}).status, 0);

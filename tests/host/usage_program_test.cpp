@@ -106,6 +106,11 @@ TEST(Usage, NamesInitAndHostWhereTheNetworkOrConfigurationIsMissing) {
   EXPECT_THAT(RunProgram({"check"}).errors, HasSubstr("'dirty_seg init SEG.onnx'"));
 }
 
+TEST(Usage, SendsAnOptionBehindItsCommand) {
+  EXPECT_THAT(RunProgram({"--model", "x", "detect"}).errors,
+              HasSubstr("--model belongs behind the command, as in 'dirty_seg detect --model'"));
+}
+
 TEST(Usage, SaysWhereThresholdsAreSet) {
   const auto answer = [](const std::string& option) {
     const ProgramResult result =

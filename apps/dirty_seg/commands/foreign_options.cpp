@@ -41,7 +41,7 @@ std::string KeyOf(const std::string& name) {
 std::string PlaceOfForeignOption(const std::string& option) {
   const std::string word = option.substr(0, option.find('='));
   const std::string name =
-      WithDashes(word).substr(std::min(word.find_first_not_of('-'), word.size()));
+      WithDashes(word.substr(std::min(word.find_first_not_of('-'), word.size())));
   if (name == "classes" || name == "class") {
     return word + " is no option: every class is looked for, and results have each one's label";
   }

@@ -5,7 +5,8 @@
 
 namespace dirty_seg {
 
-/// A sentence on `option`, given as "--conf" or "--conf=0.5"; empty for one that is not known.
+/// A sentence on `option`, given as "--conf", "--conf=0.5" or "conf"; empty for one that is not
+/// known.
 std::string PlaceOfForeignOption(const std::string& option);
 
 }  // namespace dirty_seg

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "commands/foreign_options.h"
 #include "commands/value_kind.h"
 #include "host/host_file.h"
 #include "host/nearest.h"
@@ -63,6 +64,11 @@ class Reader {
     RejectFile(file_.path, line, what);
   }
 
+  void RejectForeign(const HostEntry& entry) const {
+    const std::string place = PlaceOfForeignOption(entry.key);
+    if (!place.empty()) Reject(entry.line, place);
+  }
+
   void CheckSection(const HostSection& section) {
     const auto command = std::find_if(
         commands_.begin(), commands_.end(),
@@ -77,6 +83,7 @@ class Reader {
     }
     for (const HostEntry& entry : section.entries) {
       if (FindOption(**command, entry.key) != nullptr) continue;
+      RejectForeign(entry);
       Reject(entry.line, entry.key + " is no option of '" + section.command + "'" +
                              DidYouMean(entry.key, KeysOf(**command)));
     }
@@ -94,6 +101,7 @@ class Reader {
       if (FindOption(*command, entry.key) != nullptr) return;
       for (std::string& key : KeysOf(*command)) keys.push_back(std::move(key));
     }
+    RejectForeign(entry);
     Reject(entry.line, entry.key + " is no option of any command" + DidYouMean(entry.key, keys));
   }
 

@@ -32,11 +32,23 @@ constexpr std::size_t kAnyBatch = 1;
 NetworkReport Inspect(const std::string& path, const char* role,
                       const Suitability NetworkReport::*as, std::size_t batch) {
   NetworkReport report = InspectNetwork(path, batch, 1);
-  const std::string& fault = (report.*as).fault;
+  std::string fault = (report.*as).fault;
   if (fault.empty()) return report;
+  // Here it is the grid that says how large an open batch is.
+  if (const std::size_t hint = fault.find("--batch"); hint != std::string::npos) {
+    fault.replace(hint, std::strlen("--batch"), "--grid");
+  }
   const bool is_other = report.segmentation.fits() || report.classifier.fits();
   throw SetupError("'" + path + "': cannot be the " + role + ": " + fault +
                    (is_other ? "; it can be the " + report.Role() : ""));
+}
+
+// A network with a fixed batch is looked at whatever the batch, so that what is wrong with the grid
+// can be told.
+NetworkReport InspectForBatch(const std::string& path, std::size_t batch) {
+  const bool is_open = HasOpenBatch(InspectNetwork(path, kAnyBatch, 1).description);
+  return Inspect(path, "segmentation network", &NetworkReport::segmentation,
+                 is_open ? batch : kAnyBatch);
 }
 
 // Nothing for a network that takes any batch.
@@ -45,12 +57,11 @@ std::optional<int> BatchOf(const NetworkReport& report) {
   return report.head->batch;
 }
 
-Grid ReadGrid(const InitOptions& options, const NetworkReport& report) {
-  if (options.grid.empty()) {
-    return UsualGrid(report.head->input_side, BatchOf(report), options.overlap);
-  }
+// Nothing where it is left to the network.
+std::optional<Grid> ReadGrid(const InitOptions& options) {
+  if (options.grid.empty()) return std::nullopt;
   const std::optional<Grid> grid = ParseGrid(options.grid);
-  if (grid) return *grid;
+  if (grid) return grid;
   throw SetupError("--grid " + options.grid +
                    ": expected columns x rows, each from 1 to 64, as 3x2");
 }
@@ -94,8 +105,14 @@ std::string ClassList(const std::map<std::int32_t, std::string>& names) {
 
 // A class that nobody chose would be taken for faeces where the classifier errs.
 std::vector<int> FeceClasses(const InitOptions& options, const NetworkReport& report) {
-  if (!options.fece_class_ids.empty()) return options.fece_class_ids;
   const int classes = report.head->classes;
+  for (const int id : options.fece_class_ids) {
+    if (id < classes) continue;
+    throw SetupError("--fece-class-ids " + std::to_string(id) + ": '" + options.model + "' has " +
+                     std::to_string(classes) + " classes; expected 0 to " +
+                     std::to_string(classes - 1));
+  }
+  if (!options.fece_class_ids.empty()) return options.fece_class_ids;
   std::vector<int> ids = FeceClassesByName(report.class_names, classes);
   if (!ids.empty()) return ids;
   throw SetupError("'" + options.model + "' " +
@@ -198,12 +215,14 @@ CLI::App* AddInit(CLI::App& app, InitOptions& options) {
 }
 
 int RunInit(const InitOptions& options) {
-  const NetworkReport report =
-      Inspect(options.model, "segmentation network", &NetworkReport::segmentation, kAnyBatch);
+  const std::optional<Grid> wanted = ReadGrid(options);
+  const std::size_t batch = wanted ? static_cast<std::size_t>(wanted->count()) : kAnyBatch;
+  const NetworkReport report = InspectForBatch(options.model, batch);
   if (!options.fece_model.empty()) {
     Inspect(options.fece_model, "classifier", &NetworkReport::classifier, kAnyBatch);
   }
-  const Grid grid = ReadGrid(options, report);
+  const Grid grid =
+      wanted ? *wanted : UsualGrid(report.head->input_side, BatchOf(report), options.overlap);
   CheckBatch(options, grid, report);
   const std::vector<cv::Rect> patches = LayOutGrid(grid, options.overlap, report.head->input_side);
   const StarterNetworks networks = Describe(options, report);

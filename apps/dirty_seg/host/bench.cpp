@@ -29,7 +29,11 @@ std::shared_ptr<cv::Mat> ReadFirst(const BenchInputs& inputs) {
   FrameSource source = Open(inputs, list);
   while (const std::optional<Frame> frame = source.NextFrame()) {
     if (frame->picture == nullptr) continue;
-    return PlaceInFrame(frame->picture, FitToFrame(frame->picture->size(), inputs.fit));
+    try {
+      return PlaceInFrame(frame->picture, FitToFrame(frame->picture->size(), inputs.fit));
+    } catch (const InputError&) {
+      continue;  // told when its turn comes
+    }
   }
   throw InputError("there is no frame to measure with");
 }

@@ -52,9 +52,10 @@ class CocoSink : public ResultSink {
     const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
     std::string text;
     for (std::size_t i = 0; i < kinds.size(); ++i) {
+      if (!found.IsInPicture(i)) continue;
       const std::int64_t category_id = labels_.IdOf(kinds[i]);
-      text +=
-          (is_first_ && i == 0 ? "\n" : ",\n") + ToText(ResultOf(found, i, image_id, category_id));
+      text += (is_first_ && text.empty() ? "\n" : ",\n") +
+              ToText(ResultOf(found, i, image_id, category_id));
       categories_[category_id] = labels_.Text(kinds[i]);
     }
     results_.Write(text);

@@ -6,6 +6,9 @@
 #include <cctype>
 #include <filesystem>
 
+#include "host/errors.h"
+#include "host/utf8.h"
+
 namespace dirty_seg {
 namespace {
 
@@ -26,7 +29,13 @@ void Emit(const ordered_json& json, YAML::Emitter& emitter) {  // NOLINT(misc-no
     for (const ordered_json& value : json) Emit(value, emitter);
     emitter << YAML::EndSeq;
   } else if (json.is_string()) {
-    emitter << YAML::DoubleQuoted << json.get<std::string>();
+    const auto text = json.get<std::string>();
+    if (!IsUtf8(text)) {
+      throw SetupError("'" + text +
+                       "': is not UTF-8, which is all that YAML holds; expected "
+                       "another name, or --format cpp");
+    }
+    emitter << YAML::DoubleQuoted << text;
   } else {
     emitter << json.dump();
   }

@@ -61,9 +61,9 @@ ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress) {
   EndInput();
   end.interrupted = Interruption::Happened();
   end.inputs = source.InputCount();
-  const bool is_complete = Finish(end) && end.write_error.empty() && summary_.failed() == 0;
-  if (end.interrupted && end.write_error.empty()) return kInterrupted;
-  return is_complete ? kAllDone : kSomeInputFailed;
+  const bool is_written = Finish(end) && end.write_error.empty();
+  if (end.interrupted && is_written) return kInterrupted;
+  return is_written && summary_.failed() == 0 ? kAllDone : kSomeInputFailed;
 }
 
 void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {

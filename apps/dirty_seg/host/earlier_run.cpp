@@ -63,11 +63,12 @@ void AddName(const json& object, const char* key, std::vector<std::string>& name
 
 // What the lines name that can be understood.
 std::vector<std::string> NamesInResults(const fs::path& results) {
-  std::vector<std::string> names{kSummaryFile};
+  std::vector<std::string> names;
   std::ifstream lines(results, std::ios::binary);
   for (std::string line; std::getline(lines, line);) {
     const json root = json::parse(line, nullptr, false);
     if (!root.is_object()) continue;
+    if (names.empty()) names.emplace_back(kSummaryFile);  // of a run that wrote a line
     AddName(root, "overlay", names);
     const auto masks = root.find("label_masks");
     if (masks == root.end() || !masks->is_object()) continue;

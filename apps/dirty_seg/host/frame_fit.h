@@ -1,6 +1,7 @@
 // How a picture of any size lies in the detector's frame.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -51,14 +52,25 @@ std::shared_ptr<cv::Mat> PlaceInFrame(const std::shared_ptr<cv::Mat>& picture, c
 /// some.
 std::string FindReachFault(const std::vector<cv::Rect>& patches, const FrameFit& fit);
 
-/// A box x1, y1, x2, y2 of the frame in the picture's own pixels; like the frame's, not clipped.
+/// A box x1, y1, x2, y2 of the frame in the picture's own pixels, cut to the picture: beside it
+/// there is only grey. That of a picture which is the whole frame stays as it is.
 template <typename Box>
 Box BoxInPicture(Box box, const FrameFit& fit) {
-  if (!fit.IsScaled()) return box;
-  const std::array<double, 2> ratio{static_cast<double>(fit.picture.width) / fit.placed.width,
-                                    static_cast<double>(fit.picture.height) / fit.placed.height};
-  for (std::size_t i = 0; i < 4; ++i) box[i] = static_cast<float>(box[i] * ratio[i % 2]);
+  if (fit.IsWholeFrame()) return box;
+  const std::array<int, 2> picture{fit.picture.width, fit.picture.height};
+  const std::array<int, 2> placed{fit.placed.width, fit.placed.height};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const double side = picture[i % 2];
+    box[i] = static_cast<float>(std::clamp(box[i] * (side / placed[i % 2]), 0.0, side));
+  }
   return box;
+}
+
+/// Whether a box of the frame reaches into the picture, and not only into the grey beside it.
+template <typename Box>
+bool ReachesIntoPicture(const Box& box, const FrameFit& fit) {
+  return fit.IsWholeFrame() || (box[0] < static_cast<float>(fit.placed.width) &&
+                                box[1] < static_cast<float>(fit.placed.height));
 }
 
 /// A mask of the frame (CV_8UC1, 1080 x 1920) in the picture's own pixels, as large as the picture.

@@ -53,7 +53,7 @@ void TellUnknownLevel(const std::string& word) {
 int ReadLevel(const LogOptions& options) {
   if (!options.level.empty()) return RankOf(options.level).value_or(kInfo);
   const char* const word = std::getenv(kLevel);
-  if (word == nullptr) return kInfo;
+  if (word == nullptr || *word == '\0') return kInfo;
   const std::optional<int> rank = RankOf(word);
   if (!rank && !options.quiet) TellUnknownLevel(word);
   return rank.value_or(kInfo);

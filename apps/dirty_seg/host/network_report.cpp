@@ -1,5 +1,6 @@
 #include "host/network_report.h"
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -171,8 +172,11 @@ NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int thr
     report.plain_config.thread_count = threads;
     report.class_names = std::move(network.class_names);
   });
-  std::ifstream file(path, std::ios::binary);
-  report.description = DescribeOnnxFile(file);
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(path, ignored)) {  // a pipe would be waited for
+    std::ifstream file(path, std::ios::binary);
+    report.description = DescribeOnnxFile(file);
+  }
   report.segmentation.fault = FaultOf(path, [&] {
     Network network = ReadSegmentationNetwork(path, batch, threads);
     report.head = ReadSegmentationHead(network.config);

@@ -342,8 +342,7 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
   }
   if (facts_ && facts_->failed_inputs > frames.size() - whole) {
     AddNote(Count(facts_->failed_inputs, "input") + " of " + std::to_string(facts_->inputs) +
-                " failed. One that could not be read at all left nothing in the results" +
-                UnreadInputsText() + ".",
+                " failed. These left nothing in the results" + UnreadInputsText() + ".",
             true, notes);
   }
   const auto non_finite = static_cast<std::size_t>(
@@ -386,7 +385,7 @@ std::string ReportData::UnreadInputsText() const {
   std::string text;
   std::size_t count = 0;
   for (const auto& [source, cause] : facts_->failures) {
-    if (told.count(source) != 0 || ++count > kMostNamed) continue;
+    if (!told.insert(source).second || ++count > kMostNamed) continue;
     text += (text.empty() ? ": '" : "; '") + source + "' (" + cause + ")";
   }
   if (count <= kMostNamed) return text;

@@ -24,6 +24,11 @@ struct FoundFrame {
   /// The same of its input's.
   std::string input_name;
   cv::Mat overlay;
+
+  /// Whether the detection is of the picture, and not of the grey beside it.
+  bool IsInPicture(std::size_t detection) const {
+    return ReachesIntoPicture(record.outcome.result.bboxes[detection], record.fit);
+  }
 };
 
 // Every form but the record's own is in the pixels of the picture, as their readers expect.

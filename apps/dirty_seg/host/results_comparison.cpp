@@ -56,11 +56,24 @@ void PairBy(const std::function<std::string(const StoredFrame&)>& name, Frames& 
           b.end());
 }
 
-Findings FindingsOf(const Results& results, const StoredFrame& frame) {
+// The same picture, placed in the frame in two ways: what is found has the picture in common.
+bool LieOtherwise(const StoredFrame& a, const StoredFrame& b) {
+  return a.fit && b.fit && a.fit->picture == b.fit->picture && a.fit->placed != b.fit->placed;
+}
+
+void MoveIntoPicture(const FrameFit& fit, Findings& findings) {
+  for (Detection& detection : findings.detections) {
+    detection.box = BoxInPicture(detection.box, fit);
+  }
+  for (auto& [label, mask] : findings.masks) mask = MaskInPicture(mask, fit);
+}
+
+Findings FindingsOf(const Results& results, const StoredFrame& frame, bool in_picture) {
   Findings findings{frame.success, frame.detections, {}, {}};
   for (const auto& [label, mask] : frame.masks) {
     findings.masks[label] = DecodeMask(results, frame, label);
   }
+  if (in_picture) MoveIntoPicture(*frame.fit, findings);
   for (const StoredCandidate& candidate : frame.candidates) {
     findings.verdicts[candidate.detection] = candidate.verdict;
   }
@@ -181,8 +194,10 @@ ResultsComparison CompareResults(const Results& a, const Results& b) {
   std::sort(pairs.begin(), pairs.end(),
             [](const FramePair& x, const FramePair& y) { return x.first < y.first; });
   for (const auto& [in_a, in_b] : pairs) {
+    const bool in_picture = LieOtherwise(*in_a, *in_b);
     comparison.frames.push_back(
-        {in_a, in_b, CompareFindings(FindingsOf(a, *in_a), FindingsOf(b, *in_b))});
+        {in_a, in_b,
+         CompareFindings(FindingsOf(a, *in_a, in_picture), FindingsOf(b, *in_b, in_picture))});
     comparison.all.Add(comparison.frames.back().difference);
   }
   return comparison;

@@ -72,6 +72,9 @@ class LineReader {
       frame.candidates = Candidates(*candidates, frame.detections.size());
     }
     if (const json* counts = Find(root, "non_finite")) frame.non_finite = NonFinite(*counts);
+    if (Find(root, "fece_candidates") != nullptr && Find(root, "confirmed") == nullptr) {
+      frame.confirmed = ConfirmedOf(frame);
+    }
     if (const json* times = Find(root, "timing_ms")) frame.timing_ms = Times(*times);
     if (const json* size = Find(root, "image_size")) frame.image_size = Size(*size, "image_size");
     if (const json* fit = Find(root, "fit")) frame.fit = Fit(*fit, frame);
@@ -274,6 +277,15 @@ class LineReader {
       Reject(key, value, expected);
     }
     return {static_cast<int>(width), static_cast<int>(height)};
+  }
+
+  // Lines from before the key tell it by the verdicts.
+  static std::vector<bool> ConfirmedOf(const StoredFrame& frame) {
+    std::vector<bool> confirmed(frame.detections.size());
+    for (const StoredCandidate& candidate : frame.candidates) {
+      if (candidate.verdict == "confirmed") confirmed[candidate.detection] = true;
+    }
+    return confirmed;
   }
 
   FrameFit Fit(const json& value, const StoredFrame& frame) const {

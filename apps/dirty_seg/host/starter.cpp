@@ -11,6 +11,7 @@
 #include "host/detector_setup.h"
 #include "host/errors.h"
 #include "host/patch_fit.h"
+#include "host/utf8.h"
 
 namespace dirty_seg {
 namespace {
@@ -60,6 +61,11 @@ std::string Line(const std::string& words, const std::string& comment) {
 }
 
 std::string QuotedScalar(const std::string& text) {
+  if (!IsUtf8(text)) {
+    throw SetupError("'" + text +
+                     "': is not UTF-8, which is all that YAML holds; expected another "
+                     "name");
+  }
   YAML::Emitter emitter;
   emitter << text;
   return emitter.c_str();

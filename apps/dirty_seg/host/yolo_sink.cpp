@@ -59,6 +59,7 @@ class YoloSink : public ResultSink {
     const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
     std::string text;
     for (std::size_t i = 0; i < kinds.size(); ++i) {
+      if (!found.IsInPicture(i)) continue;
       text += LineOf(found.outcome.result, i, labels_.IdOf(kinds[i]), picture) + "\n";
     }
     folder_.WriteText(kLabelsFolder + ("/" + found.name) + ".txt", text);
