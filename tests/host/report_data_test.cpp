@@ -289,12 +289,16 @@ TEST(ReportData, NotesFailedFramesAndInputs) {
             "! 1 frame of 2 failed; they are listed under 'Failed'.\n");
   facts.failed_inputs = 3;
   EXPECT_THAT(NotesOf(DataOf(results, facts)), HasSubstr("! 3 inputs of 9 failed."));
-  facts.failures = {{results.frames[1].source, "is named already"}, {"x.png", "is cut short"}};
-  facts.failures.resize(2 + 19, {"y.png", "is empty"});
+  facts.failures = {{results.frames[1].source, "is named already"},
+                    {"x.avi", "is too large"},
+                    {"x.avi", "is too large"}};  // in two frames
+  for (int i = 1; i <= 19; ++i) {
+    facts.failures.emplace_back("y" + std::to_string(i) + ".png", "is empty");
+  }
   EXPECT_THAT(NotesOf(DataOf(results, facts)),
-              HasSubstr(" left nothing in the results: 'x.png' (is cut short); 'y.png' (is "
-                        "empty); 'y.png'"));
-  EXPECT_THAT(NotesOf(DataOf(results, facts)), testing::EndsWith("'y.png' (is empty).\n"));
+              HasSubstr(" left nothing in the results: 'x.avi' (is too large); 'y1.png' (is "
+                        "empty); 'y2.png'"));
+  EXPECT_THAT(NotesOf(DataOf(results, facts)), testing::EndsWith("'y19.png' (is empty).\n"));
   facts.failures.emplace_back("z.png", "is missing");
   EXPECT_THAT(NotesOf(DataOf(results, facts)),
               testing::EndsWith("; and 1 more, in summary.json.\n"));

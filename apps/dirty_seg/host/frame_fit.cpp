@@ -75,7 +75,7 @@ std::string FindReachFault(const std::vector<cv::Rect>& patches, const FrameFit&
 }
 
 cv::Mat MaskInPicture(const cv::Mat& mask, const FrameFit& fit) {
-  const cv::Mat placed = mask(cv::Rect(cv::Point(0, 0), fit.placed));
+  cv::Mat placed = mask(cv::Rect(cv::Point(0, 0), fit.placed));
   if (!fit.IsScaled()) return placed;
   cv::Mat scaled;
   cv::resize(placed, scaled, fit.picture, 0, 0, cv::INTER_NEAREST_EXACT);
