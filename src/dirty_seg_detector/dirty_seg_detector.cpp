@@ -151,23 +151,33 @@ std::size_t TensorLength(const cv::Mat& image) {
   return image.total() * static_cast<std::size_t>(image.channels());
 }
 
-// cv::resize with bilinear weights, for what the kernel does not scale: the classifier's crops,
-// whose target is small, what cv::resize refuses, and what PopulateData will. Inside a parallel
-// region it shares a larger target out among no threads, unless another thread ends a region
-// meanwhile; that is left to pictures of no use.
+// cv::resize with bilinear weights on the calling thread alone, for what the kernel does not scale:
+// the classifier's crops, whose target is small, what cv::resize refuses, and what PopulateData
+// will. A larger target is scaled in strips, each out of its own rows: near what cv::resize makes
+// of the whole, for pictures that are refused a line later.
 cv::Mat ResizeUnshared(const cv::Mat& image, const cv::Size& size) {
   cv::Mat resized;
-  const auto resize = [&] { cv::resize(image, resized, size, 0, 0, cv::INTER_LINEAR); };
-  if (std::int64_t{size.width} * size.height <= kMostUnsharedPixels) {
-    resize();
-  } else {
-    cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range& /*step*/) { resize(); });
+  const bool is_small = std::int64_t{size.width} * size.height <= kMostUnsharedPixels;
+  if (is_small || size.empty() || image.dims > 2) {
+    cv::resize(image, resized, size, 0, 0, cv::INTER_LINEAR);
+    return resized;
+  }
+  resized.create(size, image.type());
+  const int strip_rows = std::max(kMostUnsharedPixels / size.width, 1);
+  const auto source_row = [&](int row) {
+    return static_cast<int>(std::int64_t{row} * image.rows / size.height);
+  };
+  for (int top = 0; top < size.height; top += strip_rows) {
+    const int bottom = std::min(top + strip_rows, size.height);
+    const int first = source_row(top);
+    cv::Mat strip = resized.rowRange(top, bottom);
+    cv::resize(image.rowRange(first, std::max(source_row(bottom), first + 1)), strip, strip.size(),
+               0, 0, cv::INTER_LINEAR);
   }
   return resized;
 }
 
-cv::Mat ScaleBilinearly(const cv::Mat& image, const cv::Size& size) {
-  if (!IsColorImage(image) || size.empty()) return ResizeUnshared(image, size);
+cv::Mat BlendColor(const cv::Mat& image, const cv::Size& size) {
   cv::Mat scaled(size, CV_8UC3);  // first: it names a size that nobody has the memory for
   std::vector<LinearTap> columns;
   std::vector<LinearTap> rows;
@@ -176,6 +186,29 @@ cv::Mat ScaleBilinearly(const cv::Mat& image, const cv::Size& size) {
   std::vector<int> scratch(6 * columns.size());
   BlendPixels(image.data, image.step, columns, rows, scratch.data(), scaled.data, scaled.step);
   return scaled;
+}
+
+// Each channel as a colour picture's three: no channel has to do with another.
+cv::Mat BlendEachChannel(const cv::Mat& image, const cv::Size& size) {
+  std::vector<cv::Mat> channels;
+  cv::split(image, channels);
+  for (cv::Mat& channel : channels) {
+    cv::Mat color;
+    cv::merge(std::vector<cv::Mat>{channel, channel, channel}, color);
+    cv::extractChannel(BlendColor(color, size), channel, 0);
+  }
+  cv::Mat scaled;
+  cv::merge(channels, scaled);
+  return scaled;
+}
+
+cv::Mat ScaleBilinearly(const cv::Mat& image, const cv::Size& size) {
+  if (!size.empty() && IsColorImage(image)) return BlendColor(image, size);
+  const bool is_grey_or_has_alpha = image.type() == CV_8UC1 || image.type() == CV_8UC4;
+  if (!size.empty() && image.dims <= 2 && is_grey_or_has_alpha) {
+    return BlendEachChannel(image, size);
+  }
+  return ResizeUnshared(image, size);
 }
 
 // The kernel's task for pixels of any type.

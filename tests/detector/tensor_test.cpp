@@ -367,23 +367,42 @@ TEST_F(PreProcess, RefusedImageKeepsItsSlot) {
   ExpectSolid(kSquare8Floats, 64, {4, 5, 6});
 }
 
-// To sizes that cv::resize takes on one thread, and to others.
 TEST_F(PreProcess, RefusedImageIsScaledLikeCvResizeToTheBit) {
-  for (const int type : {CV_8UC1, CV_8UC2, CV_8UC4, CV_16UC1, CV_32FC2}) {
-    for (const int side : {256, 800}) {
-      const auto image = std::make_shared<cv::Mat>(300, 400, type);
-      cv::RNG(11).fill(*image, cv::RNG::UNIFORM, 0.0, 200.0);
+  const auto expect = [&](int type, int side) {
+    const auto image = std::make_shared<cv::Mat>(300, 400, type);
+    cv::RNG(11).fill(*image, cv::RNG::UNIFORM, 0.0, 200.0);
 
-      EXPECT_TRUE(Run({{"image", image}}, {side, side}));
+    EXPECT_TRUE(Run({{"image", image}}, {side, side}));
 
-      const cv::Size scaled(side, side / 4 * 3);
-      cv::Mat expected;
-      cv::resize(*image, expected, scaled, 0, 0, cv::INTER_LINEAR);
-      const cv::Rect inner({0, side / 8}, scaled);
-      EXPECT_TRUE(SameImage(detector.crop_images_.at("image")(inner).clone(), expected))
-          << "type " << type << " to " << side;
-    }
+    const cv::Size scaled(side, side / 4 * 3);
+    cv::Mat expected;
+    cv::resize(*image, expected, scaled, 0, 0, cv::INTER_LINEAR);
+    const cv::Rect inner({0, side / 8}, scaled);
+    EXPECT_TRUE(SameImage(detector.crop_images_.at("image")(inner).clone(), expected))
+        << "type " << type << " to " << side;
+  };
+  for (const int type : {CV_8UC1, CV_8UC4}) {
+    for (const int side : {200, 256, 800, 1000}) expect(type, side);
   }
+  for (const int type : {CV_8UC2, CV_16UC1, CV_32FC2}) expect(type, 256);
+}
+
+// Of another type to more pixels than OpenCV scales on one thread.
+TEST_F(PreProcess, LargeRefusedImageOfAnotherTypeIsScaledBilinearlyToo) {
+  // 1 x 2 steps of 1000, over the whole height: the seams between strips of rows do not show.
+  const auto steps = std::make_shared<cv::Mat>(3, 4, CV_16UC1, cv::Scalar(0));
+  steps->colRange(2, 4).setTo(cv::Scalar(1000));
+
+  EXPECT_TRUE(Run({{"steps", steps}}, {800, 800}));
+
+  // 600 rows of 800 columns, of which 300 to 499 lie between the middles of the two columns.
+  cv::Mat expected(800, 800, CV_16UC1, cv::Scalar(114));
+  cv::Mat inner = expected(cv::Rect(0, 100, 800, 600));
+  inner.setTo(cv::Scalar(0));
+  for (int x = 300; x < 800; ++x) inner.col(x).setTo(cv::Scalar(std::min(1000, 5 * x - 1497)));
+  const cv::Mat& square = detector.crop_images_.at("steps");
+  ASSERT_EQ(square.size(), expected.size());
+  EXPECT_LE(cv::norm(square, expected, cv::NORM_INF), 1.0);  // halves round either way
 }
 
 TEST_F(PreProcess, TypeThatOpenCvCannotScaleIsLeftToIt) {
