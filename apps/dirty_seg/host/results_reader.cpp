@@ -142,7 +142,7 @@ class LineReader {
 
   // As the bytes have it where the text has lost some.
   std::string Source(const json& root) const {
-    const std::string text = String(Required(root, "source"), "source");
+    std::string text = String(Required(root, "source"), "source");
     const json* coded = Find(root, "source_bytes");
     if (coded == nullptr) return text;
     const std::optional<std::string> bytes = BytesOfBase64(String(*coded, "source_bytes"));
@@ -299,8 +299,8 @@ class LineReader {
       Reject("fit.size", size, "[height, width] from [1, 1] to [1080, 1920]");
     }
     for (const auto& [label, mask] : frame.masks) {
-      if (mask.run_lengths.height == whole.height && mask.run_lengths.width == whole.width)
-        continue;
+      const cv::Size mask_size(mask.run_lengths.width, mask.run_lengths.height);
+      if (mask_size == whole) continue;
       Reject("label_masks." + std::to_string(label) + ".rle.size is not [1080, 1920], the frame's");
     }
     const double scale = Double(Required(value, "scale", "fit."), "fit.scale");
