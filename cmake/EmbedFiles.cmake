@@ -1,5 +1,5 @@
 # embed_files(OUTPUT NAME=FILE...): writes a C++ source that defines dirty_seg::EmbeddedFile
-# (host/embedded_files.h) with these files' bytes, anew whenever one of them changes.
+# (report/embedded_files.h) with these files' bytes, anew whenever one of them changes.
 # The file is also the script that the build then runs.
 if(CMAKE_SCRIPT_MODE_FILE)
   set(arrays "")
@@ -20,7 +20,7 @@ if(CMAKE_SCRIPT_MODE_FILE)
 #include <stdexcept>
 #include <string>
 
-#include \"host/embedded_files.h\"
+#include \"report/embedded_files.h\"
 
 namespace dirty_seg {
 namespace {

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "base/errors.h"
 #include "commands/detect.h"
+#include "config/config_check.h"
+#include "config/host_file.h"
 #include "geometry/letterbox.h"
-#include "host/config_check.h"
-#include "host/errors.h"
-#include "host/host_file.h"
 #include "input.h"
 #include "memory_file.h"
 

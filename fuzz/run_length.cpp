@@ -1,6 +1,6 @@
 // Run lengths there and back: a mask comes back as it was, and a text that is no list of run
 // lengths is refused in the documented way.
-#include "host/run_length.h"
+#include "results/run_length.h"
 
 #include <cstring>
 #include <stdexcept>

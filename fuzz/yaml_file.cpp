@@ -4,9 +4,9 @@
 
 #include <stdexcept>
 
+#include "base/errors.h"
+#include "config/patches.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
-#include "host/errors.h"
-#include "host/patches.h"
 #include "input.h"
 #include "memory_file.h"
 #include "quiet_log.h"

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/errors.h"
+#include "base/nearest.h"
+#include "base/version.h"
 #include "commands/bench.h"
 #include "commands/check.h"
 #include "commands/compare.h"
@@ -23,10 +26,8 @@
 #include "commands/inspect.h"
 #include "commands/report.h"
 #include "commands/value_kind.h"
-#include "host/errors.h"
-#include "host/messages.h"
-#include "host/nearest.h"
-#include "host/output.h"
+#include "console/messages.h"
+#include "files/text_stream.h"
 
 namespace dirty_seg {
 namespace {
@@ -100,7 +101,7 @@ int Show(const CLI::App& app, const CLI::ParseError& error) {
 int Execute(int argc, char** argv) {
   CLI::App app("Finds dirty regions in pictures", "dirty_seg");
   app.formatter(std::make_shared<HelpFormatter>());
-  app.set_version_flag("--version", "dirty_seg " DIRTY_SEG_VERSION, "Show the version");
+  app.set_version_flag("--version", NameAndVersion(), "Show the version");
   app.get_help_ptr()->description("Show this");
   app.require_subcommand(1);
   app.footer(

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "host/run_length.h"
+#include "results/run_length.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"
 

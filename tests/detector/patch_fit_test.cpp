@@ -1,5 +1,5 @@
 // What the host program says of a patch's size, held against the crops that the detector makes.
-#include "host/patch_fit.h"
+#include "config/patch_fit.h"
 
 #include <gtest/gtest.h>
 

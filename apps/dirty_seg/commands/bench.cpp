@@ -4,16 +4,19 @@
 #include <algorithm>
 #include <iostream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "base/errors.h"
+#include "base/version.h"
+#include "bench/bench.h"
+#include "bench/bench_report.h"
 #include "commands/options.h"
-#include "host/bench.h"
-#include "host/bench_report.h"
-#include "host/errors.h"
-#include "host/interruption.h"
-#include "host/messages.h"
-#include "host/output.h"
-#include "host/progress.h"
+#include "console/interruption.h"
+#include "console/messages.h"
+#include "console/progress.h"
+#include "files/json_text.h"
+#include "files/text_stream.h"
 
 namespace dirty_seg {
 namespace {
@@ -98,7 +101,7 @@ BenchResult Measure(const BenchPlan& plan, const BenchInputs& inputs, LogCapture
 std::string ResultText(const BenchOptions& options, const BenchPlan& plan,
                        const BenchResult& result) {
   if (!options.json) return BenchText(plan, result);
-  return ToIndentedText(BenchToJson("dirty_seg " DIRTY_SEG_VERSION, plan, result));
+  return ToIndentedText(BenchToJson(NameAndVersion(), plan, result));
 }
 
 }  // namespace

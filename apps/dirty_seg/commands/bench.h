@@ -7,8 +7,8 @@
 #include <string>
 
 #include "commands/options.h"
-#include "host/detector_setup.h"
-#include "host/log_capture.h"
+#include "config/detector_options.h"
+#include "detector/log_capture.h"
 
 namespace dirty_seg {
 

@@ -5,21 +5,25 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
 
+#include "base/errors.h"
+#include "base/geometry_text.h"
 #include "commands/options.h"
-#include "host/check_report.h"
-#include "host/config_check.h"
-#include "host/errors.h"
-#include "host/host_file.h"
-#include "host/inputs.h"
-#include "host/messages.h"
-#include "host/networks.h"
-#include "host/onnx_description.h"
-#include "host/output.h"
-#include "host/patch_drawing.h"
-#include "host/size_text.h"
+#include "config/check_report.h"
+#include "config/config_check.h"
+#include "config/host_file.h"
+#include "console/messages.h"
+#include "drawing/patch_drawing.h"
+#include "files/json_text.h"
+#include "files/output_file.h"
+#include "files/picture_file.h"
+#include "files/text_stream.h"
+#include "frames/inputs.h"
+#include "networks/networks.h"
+#include "networks/onnx_description.h"
 
 namespace dirty_seg {
 namespace {

@@ -4,7 +4,7 @@
 #include <CLI/App.hpp>
 #include <string>
 
-#include "host/frame_fit.h"
+#include "frames/frame_fit.h"
 
 namespace dirty_seg {
 

@@ -8,12 +8,13 @@
 #include <system_error>
 #include <vector>
 
+#include "base/errors.h"
 #include "commands/options.h"
-#include "host/dump_comparison.h"
-#include "host/errors.h"
-#include "host/messages.h"
-#include "host/output.h"
-#include "host/results_comparison.h"
+#include "compare/results_comparison.h"
+#include "console/messages.h"
+#include "files/json_text.h"
+#include "files/text_stream.h"
+#include "tensors/dump_comparison.h"
 
 namespace dirty_seg {
 namespace {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "host/results_limits.h"
+#include "compare/results_limits.h"
 
 namespace dirty_seg {
 

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/errors.h"
 #include "commands/options.h"
 #include "commands/value_kind.h"
-#include "host/errors.h"
-#include "host/output.h"
+#include "files/text_stream.h"
 
 namespace dirty_seg {
 namespace {

@@ -6,14 +6,15 @@
 #include <istream>
 #include <optional>
 
+#include "base/version.h"
 #include "commands/options.h"
-#include "host/detection_run.h"
-#include "host/frame_source.h"
-#include "host/inputs.h"
-#include "host/interruption.h"
-#include "host/messages.h"
-#include "host/progress.h"
-#include "host/waiting_input.h"
+#include "console/interruption.h"
+#include "console/messages.h"
+#include "console/progress.h"
+#include "console/waiting_input.h"
+#include "frames/frame_source.h"
+#include "frames/inputs.h"
+#include "run/detection_run.h"
 
 namespace dirty_seg {
 namespace {
@@ -62,10 +63,9 @@ int RunDetect(const DetectOptions& options) {
   LogCapture log(options.log);
   const DetectorOptions& detector = options.detector;
   const InputArguments& input = options.input;
-  DetectionRun run(
-      SetUpDetector(detector), FitModeOf(input.fit),
-      {"dirty_seg " DIRTY_SEG_VERSION, detector.model, detector.config, detector.fece_model},
-      options.results, log);
+  DetectionRun run(SetUpDetector(detector), FitModeOf(input.fit),
+                   {NameAndVersion(), detector.model, detector.config, detector.fece_model},
+                   options.results, log);
   WaitingInput standard_input(STDIN_FILENO);
   std::istream list(&standard_input);
   FrameSource source(

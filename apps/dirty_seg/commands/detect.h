@@ -4,9 +4,9 @@
 #include <CLI/App.hpp>
 
 #include "commands/options.h"
-#include "host/detector_setup.h"
-#include "host/log_capture.h"
-#include "host/result_writer.h"
+#include "config/detector_options.h"
+#include "detector/log_capture.h"
+#include "run/result_writer.h"
 
 namespace dirty_seg {
 

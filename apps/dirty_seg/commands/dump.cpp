@@ -2,13 +2,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "base/errors.h"
+#include "base/version.h"
 #include "commands/options.h"
-#include "host/dump.h"
-#include "host/errors.h"
-#include "host/frame_source.h"
-#include "host/messages.h"
-#include "host/run_folder.h"
-#include "host/staged_frame.h"
+#include "console/messages.h"
+#include "files/run_folder.h"
+#include "frames/frame_source.h"
+#include "tensors/dump.h"
+#include "tensors/staged_frame.h"
 
 namespace dirty_seg {
 
@@ -51,8 +52,8 @@ int RunDump(const DumpOptions& options) {
     } else {
       MakeRunFolder(folder, options.overwrite);
     }
-    WriteDump(folder, {"dirty_seg " DIRTY_SEG_VERSION, frame.source, frame.index, fit},
-              options.detector, setup, staged);
+    WriteDump(folder, {NameAndVersion(), frame.source, frame.index, fit}, options.detector, setup,
+              staged);
     Tell(NameOf(frame) + ": tensors are in '" + folder + "'");
   } catch (const InputError& error) {
     TellError("'" + options.input + "': " + error.what());

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <string>
 
-#include "host/detector_setup.h"
-#include "host/frame_fit.h"
-#include "host/log_capture.h"
+#include "config/detector_options.h"
+#include "detector/log_capture.h"
+#include "frames/frame_fit.h"
 
 namespace dirty_seg {
 

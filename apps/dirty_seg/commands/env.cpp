@@ -1,11 +1,14 @@
 #include "commands/env.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
+#include "base/errors.h"
+#include "base/version.h"
 #include "commands/options.h"
-#include "host/environment_report.h"
-#include "host/errors.h"
-#include "host/output.h"
+#include "detector/environment_report.h"
+#include "files/json_text.h"
+#include "files/text_stream.h"
 
 namespace dirty_seg {
 
@@ -23,7 +26,7 @@ CLI::App* AddEnv(CLI::App& app, EnvOptions& options) {
 
 int RunEnv(const EnvOptions& options) {
   // Of libraries that do not tell their own, those that the program was built with.
-  const nlohmann::ordered_json versions{{"dirty_seg", DIRTY_SEG_VERSION},
+  const nlohmann::ordered_json versions{{"dirty_seg", Version()},
                                         {"yaml-cpp", DIRTY_SEG_YAML_CPP_VERSION},
                                         {"spdlog", DIRTY_SEG_SPDLOG_VERSION},
                                         {"CLI11", CLI11_VERSION}};

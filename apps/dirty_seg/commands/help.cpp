@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <vector>
 
-#include "host/errors.h"
-#include "host/nearest.h"
-#include "host/output.h"
+#include "base/errors.h"
+#include "base/nearest.h"
+#include "files/text_stream.h"
 
 namespace dirty_seg {
 namespace {

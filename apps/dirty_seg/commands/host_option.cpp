@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "base/nearest.h"
 #include "commands/foreign_options.h"
 #include "commands/value_kind.h"
-#include "host/host_file.h"
-#include "host/nearest.h"
-#include "host/yaml_file.h"
+#include "config/host_file.h"
+#include "files/yaml_file.h"
 
 namespace dirty_seg {
 namespace {

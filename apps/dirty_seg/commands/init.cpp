@@ -7,17 +7,16 @@
 #include <filesystem>
 #include <utility>
 
+#include "base/errors.h"
+#include "base/geometry_text.h"
+#include "base/text_table.h"
 #include "commands/options.h"
-#include "host/errors.h"
-#include "host/messages.h"
-#include "host/network_report.h"
-#include "host/networks.h"
-#include "host/onnx_description.h"
-#include "host/output.h"
-#include "host/output_file.h"
-#include "host/patch_fit.h"
-#include "host/size_text.h"
-#include "host/text_table.h"
+#include "config/patch_fit.h"
+#include "console/messages.h"
+#include "files/output_file.h"
+#include "networks/network_report.h"
+#include "networks/networks.h"
+#include "networks/onnx_description.h"
 
 namespace dirty_seg {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/starter.h"
+#include "config/starter.h"
 
 namespace dirty_seg {
 

@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "base/errors.h"
 #include "commands/options.h"
-#include "host/config_code.h"
-#include "host/errors.h"
-#include "host/messages.h"
-#include "host/network_report.h"
-#include "host/output.h"
+#include "console/messages.h"
+#include "files/json_text.h"
+#include "files/result_names.h"
+#include "files/text_stream.h"
+#include "networks/config_code.h"
+#include "networks/network_report.h"
 
 namespace dirty_seg {
 namespace {

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include "host/nearest.h"
+#include "base/nearest.h"
 
 namespace dirty_seg {
 namespace {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "host/detector_setup.h"
-#include "host/frame_fit.h"
-#include "host/log_capture.h"
+#include "config/detector_options.h"
+#include "detector/log_capture.h"
+#include "frames/frame_fit.h"
 
 namespace dirty_seg {
 

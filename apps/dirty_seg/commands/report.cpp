@@ -7,13 +7,14 @@
 #include <string>
 #include <system_error>
 
+#include "base/errors.h"
+#include "base/version.h"
 #include "commands/options.h"
-#include "host/errors.h"
-#include "host/interruption.h"
-#include "host/messages.h"
-#include "host/output.h"
-#include "host/progress.h"
-#include "host/results_reader.h"
+#include "console/interruption.h"
+#include "console/messages.h"
+#include "console/progress.h"
+#include "files/output_file.h"
+#include "results/results_reader.h"
 
 namespace dirty_seg {
 namespace {
@@ -89,7 +90,7 @@ int RunReport(const ReportCommandOptions& options) try {
   RefuseToReplaceResults(path, results.file);
   if (!options.overwrite) RefuseToReplace(path, ", --output names another place");
   ReportOptions page = options.page;
-  page.version = DIRTY_SEG_VERSION;
+  page.version = Version();
   const ReportOutcome outcome = Write(results, page, path);
   Tell(std::to_string(outcome.frames) + (outcome.frames == 1 ? " frame, " : " frames, ") +
        std::to_string(outcome.pictures) + " with " + (outcome.pictures == 1 ? "its" : "their") +

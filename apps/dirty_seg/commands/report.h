@@ -4,7 +4,7 @@
 #include <CLI/App.hpp>
 #include <string>
 
-#include "host/report.h"
+#include "report/report.h"
 
 namespace dirty_seg {
 

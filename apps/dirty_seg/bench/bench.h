@@ -1,0 +1,82 @@
+// Runs one or two configurations of the detector over the same frames, in turns.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "compare/difference.h"
+#include "console/progress.h"
+#include "detector/detector_setup.h"
+#include "detector/frame_detector.h"
+#include "detector/log_capture.h"
+#include "frames/frame_fit.h"
+#include "frames/frame_source.h"
+#include "frames/inputs.h"
+
+namespace dirty_seg {
+
+inline constexpr std::array<const char*, 5> kBenchStages{"preprocess", "inference", "postprocess",
+                                                         "convert", "total"};
+
+/// What was measured of one side.
+struct BenchSide {
+  DetectorOptions options;
+  /// Milliseconds of every measured run, by stage.
+  std::map<std::string, std::vector<double>> times;
+  /// Of the frames measured, those in which the network gave numbers that are not finite.
+  std::size_t non_finite_frames = 0;
+  /// Of a process that does this side alone, in bytes; nothing where it could not be measured.
+  std::optional<std::int64_t> peak_memory;
+};
+
+struct BenchPlan {
+  std::vector<DetectorOptions> sides;  // one or two
+  int rounds = 10;
+  /// Runs of each side on the first frame that are not measured.
+  int warmup = 2;
+};
+
+/// Where the frames come from; to be opened more than once.
+struct BenchInputs {
+  std::vector<std::string> arguments;
+  InputOptions options;
+  FrameChoice choice;
+  FitMode fit = FitMode::kScale;
+  /// What "-" among the arguments stands for.
+  std::string list;
+};
+
+struct BenchResult {
+  std::vector<BenchSide> sides;
+  std::size_t frames = 0;
+  /// Frames, and inputs that gave none.
+  std::size_t failed = 0;
+  /// An Interruption ended it before its time; the last frame can have fewer rounds than the
+  /// others.
+  bool interrupted = false;
+  /// Of two sides: the second's results from the first's, each frame once.
+  DifferenceTotals differences;
+};
+
+/// Measures the peak memory of each side on the first frame that can be read, in a process of its
+/// own, which opens the inputs for itself: call it before anything has started a thread.
+std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan,
+                                                           const BenchInputs& inputs);
+
+/// Reads each frame once and runs every side on it `rounds` times; of two sides, A goes first in
+/// one round and B in the next, after one run of each that is compared and not measured. What
+/// cannot be read, and a frame that a side fails on, is told on standard error and counts as
+/// failed. An Interruption ends it with the round in hand. `progress` may be null. Throws
+/// SetupError when a side cannot be set up.
+BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log,
+                     Progress* progress);
+
+/// What is compared of one frame's outcome. The masks are shared.
+Findings FindingsOf(const FrameOutcome& outcome);
+
+}  // namespace dirty_seg

@@ -1,0 +1,282 @@
+#include "config/config_check.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/errors.h"
+#include "base/geometry_text.h"
+#include "base/nearest.h"
+#include "base/printable.h"
+#include "config/patch_fit.h"
+#include "config/starter.h"
+#include "console/messages.h"
+#include "engine/postprocess_options.h"
+#include "geometry/letterbox.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace geometry = nuvik::geometry;
+
+using Findings = std::vector<Finding>;
+
+constexpr double kMostShared = 0.5;
+constexpr std::size_t kMostGaps = 4;
+
+std::string Decimal(double value) {
+  char text[32];  // NOLINT(modernize-avoid-c-arrays): for snprintf
+  std::snprintf(text, sizeof text, "%.1f", value);
+  return text;
+}
+
+std::string Percent(double share) { return Decimal(100.0 * share) + " %"; }
+
+std::string RectText(const cv::Rect& rect) {
+  return "[" + std::to_string(rect.x) + ", " + std::to_string(rect.y) + ", " +
+         std::to_string(rect.width) + ", " + std::to_string(rect.height) + "]";
+}
+
+// Where something is.
+struct Place {
+  int line = 0;
+  std::string key;
+};
+
+Place PlaceOf(const ListedPatch& patch) { return {patch.line, PatchKey(patch.index)}; }
+
+void Warn(const Place& place, const std::string& text, const std::string& advice,
+          Findings& findings) {
+  findings.push_back({Finding::Kind::kWarning, place.line, text, advice, place.key});
+}
+
+void Fail(const Place& place, const std::string& text, const std::string& advice,
+          Findings& findings) {
+  findings.push_back({Finding::Kind::kError, place.line, text, advice, place.key});
+}
+
+// ---- Keys and values ----------------------------------------------------------------------------
+
+std::vector<std::string> PostprocessNames() {
+  std::vector<std::string> names;
+  for (const auto& key : nuvik::model::PostprocessKeys()) names.push_back(key.name);
+  return names;
+}
+
+// The file may serve others too, so a key that is near none of ours may be theirs.
+void CheckRootKeys(const YAML::Node& root, Findings& findings) {
+  if (!root.IsMap()) return;
+  const std::vector<std::string> known{"patch", "postprocess"};
+  for (const auto& entry : root) {
+    const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
+    if (std::find(known.begin(), known.end(), key) != known.end()) continue;
+    const std::string meant = NearestHint(key, known);
+    const std::string text = key + " is no known key and has no effect";
+    const Place place{LineOf(entry.first), key};
+    if (meant.empty()) {
+      Warn(place, text, "the detector reads patch and postprocess", findings);
+    } else {
+      Fail(place, text, meant, findings);
+    }
+  }
+  FindRepeatedKeys(root, "", findings);
+}
+
+void CheckPatchKeys(const YAML::Node& patch, Findings& findings) {
+  if (!patch.IsDefined() || !patch.IsMap()) return;
+  const std::vector<std::string> known{"enable", "patches"};
+  for (const auto& entry : patch) {
+    const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
+    if (std::find(known.begin(), known.end(), key) != known.end()) continue;
+    Fail({LineOf(entry.first), "patch." + key},
+         "patch." + key + " is no known key and has no effect", NearestHint(key, known), findings);
+  }
+  FindRepeatedKeys(patch, "patch.", findings);
+}
+
+void CheckPostprocess(const YAML::Node& root, Findings& findings) {
+  std::vector<nuvik::model::PostprocessProblem> problems;
+  nuvik::model::ReadPostprocessOptions(root, problems);
+  const std::string prefix = "postprocess.";
+  for (const auto& problem : problems) {
+    const Place place{problem.mark.is_null() ? 0 : problem.mark.line + 1, problem.key};
+    const std::string advice =
+        problem.expected.empty()
+            ? NearestHint(problem.key.substr(prefix.size()), PostprocessNames())
+            : "expected " + problem.expected;
+    Fail(place, problem.key + " " + problem.text, advice, findings);
+  }
+  if (!root.IsMap()) return;
+  const YAML::Node mapping = root["postprocess"];
+  if (mapping.IsDefined() && mapping.IsMap()) FindRepeatedKeys(mapping, prefix, findings);
+}
+
+// ---- Patches ------------------------------------------------------------------------------------
+
+std::string Suggestions(const cv::Rect& patch, int side) {
+  const cv::Size most(geometry::kFrameWidth - patch.x, geometry::kFrameHeight - patch.y);
+  std::string text;
+  for (const cv::Size& size : NearestWholeSizes(patch.size(), side, most)) {
+    text += (text.empty() ? "near it, these do not: " : ", ") + SizeText(size);
+  }
+  return text;
+}
+
+// What `init` would lay out for the batch is not to be bettered by editing a file that looks at the
+// whole frame.
+FitLimits LimitsFor(int side, std::optional<int> batch, const Coverage& coverage) {
+  const FitLimits limits = kUsualFitLimits;
+  if (!batch || !coverage.gaps.empty()) return limits;
+  const std::vector<Grid> grids = GridsThatFit(*batch, kUsualOverlap, side);
+  if (grids.empty()) return limits;
+  const PatchFit best = FitPatch(LayOutGrid(grids[0], kUsualOverlap, side).at(0).size(), side);
+  return {std::max(limits.grey, best.grey), std::max(limits.shrunk, best.shrunk),
+          std::max(limits.enlarged, 1.0 / best.shrunk)};
+}
+
+void CheckPatch(const ListedPatch& patch, int side, const FitLimits& limits, Findings& findings) {
+  const Place place = PlaceOf(patch);
+  const cv::Rect clipped = Clipped(patch);
+  const std::string name = PatchName(patch.index) + " " + RectText(patch.rectangle);
+  if (clipped != patch.rectangle) {
+    Warn(place,
+         name + " reaches over the frame's edge and is clipped to " + SizeText(clipped.size()), "",
+         findings);
+  }
+  const PatchFit fit = FitPatch(clipped.size(), side);
+  if (fit.scaled.empty()) {
+    Fail(place,
+         name + " is too thin: scaled to a side of " + std::to_string(side) +
+             ", nothing of it is left, and every frame fails",
+         "", findings);
+    return;
+  }
+  if (!fit.is_whole) {
+    Warn(place,
+         name + ": " + SizeText(clipped.size()) + " is scaled to " + SizeText(fit.scaled) +
+             " and padded to " + SizeText(fit.square) + ", short of the network's " +
+             SizeText({side, side}) + ", which shears the picture",
+         Suggestions(clipped, side), findings);
+  }
+  if (fit.grey > limits.grey) {
+    Warn(place, name + " leaves " + Percent(fit.grey) + " of the network's input grey", "",
+         findings);
+  }
+  if (fit.shrunk > limits.shrunk) {
+    Warn(place, name + " is shrunk to one pixel of " + Decimal(fit.shrunk), "", findings);
+  }
+  if (1.0 / fit.shrunk > limits.enlarged) {
+    Warn(place, name + " is enlarged " + Decimal(1.0 / fit.shrunk) + " times",
+         "a larger one costs no more", findings);
+  }
+}
+
+// Each with the earlier one that it shares most with.
+void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
+  for (std::size_t j = 1; j < patches.size(); ++j) {
+    const cv::Rect second = Clipped(patches[j]);
+    double most = 0.0;
+    std::size_t other = 0;
+    for (std::size_t i = 0; i < j; ++i) {
+      const cv::Rect first = Clipped(patches[i]);
+      const double smaller = std::min(first.area(), second.area());
+      const double shared = (first & second).area() / smaller;
+      if (shared <= most) continue;
+      most = shared;
+      other = i;
+    }
+    if (most <= kMostShared) continue;
+    Warn(PlaceOf(patches[j]),
+         PatchName(patches[j].index) + " and " + PatchName(patches[other].index) + " share " +
+             Percent(most) + " of the smaller one",
+         "what lies there is found twice", findings);
+  }
+}
+
+void CheckGaps(const Coverage& coverage, Findings& findings) {
+  if (coverage.gaps.empty()) return;
+  std::string text = Percent(coverage.gap_share) + " of the frame lie in no patch:";
+  for (std::size_t i = 0; i < std::min(coverage.gaps.size(), kMostGaps); ++i) {
+    text += (i == 0 ? " " : ", ") + RectText(coverage.gaps[i]);
+  }
+  if (coverage.gaps.size() > kMostGaps) {
+    text += " and " + std::to_string(coverage.gaps.size() - kMostGaps) + " more";
+  }
+  Warn({}, text, "", findings);
+}
+
+void SortByLine(Findings& findings) {
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& a, const Finding& b) { return a.line < b.line; });
+}
+
+std::string Counted(std::size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+std::size_t ConfigCheck::Count(Finding::Kind kind) const {
+  return static_cast<std::size_t>(
+      std::count_if(findings.begin(), findings.end(),
+                    [kind](const Finding& finding) { return finding.kind == kind; }));
+}
+
+cv::Rect Clipped(const ListedPatch& patch) {
+  return geometry::ClipFarEdges(patch.rectangle, {geometry::kFrameWidth, geometry::kFrameHeight});
+}
+
+ConfigCheck CheckConfig(const std::string& path) {
+  const YAML::Node root = LoadYaml(path);
+  ConfigCheck check;
+  CheckRootKeys(root, check.findings);
+  check.patches = ReadPatchList(root, check.findings);
+  if (root.IsMap()) CheckPatchKeys(root["patch"], check.findings);
+  CheckPostprocess(root, check.findings);
+  std::vector<cv::Rect> rectangles;
+  for (const ListedPatch& patch : check.patches) rectangles.push_back(Clipped(patch));
+  check.coverage = CoverFrame(rectangles);
+  if (!check.patches.empty()) CheckGaps(check.coverage, check.findings);
+  CheckPairs(check.patches, check.findings);
+  SortByLine(check.findings);
+  return check;
+}
+
+void CheckFit(int side, std::optional<int> batch, ConfigCheck& check) {
+  check.side = side;
+  const FitLimits limits = LimitsFor(side, batch, check.coverage);
+  for (const ListedPatch& patch : check.patches) CheckPatch(patch, side, limits, check.findings);
+  SortByLine(check.findings);
+}
+
+void RefuseErrors(const std::string& path, const ConfigCheck& check) {
+  const std::size_t count = check.Count(Finding::Kind::kError);
+  for (const Finding& finding : check.findings) {
+    if (finding.kind != Finding::Kind::kError) continue;
+    if (count == 1) RejectFile(path, finding);
+    TellError(FindingText(path, finding));
+  }
+  if (count == 0) return;
+  throw SetupError("'" + path + "' has these " + std::to_string(count) +
+                   " errors; 'dirty_seg check' shows them with warnings");
+}
+
+std::string CheckText(const std::string& path, const ConfigCheck& check) {
+  std::string text;
+  for (const Finding& finding : check.findings) {
+    text += Printable(path + (finding.line == 0 ? "" : ":" + std::to_string(finding.line)) +
+                      (finding.kind == Finding::Kind::kError ? ": error: " : ": warning: ") +
+                      SentenceOf(finding)) +
+            "\n";
+  }
+  text += Printable(path) + ": " + Counted(check.Count(Finding::Kind::kError), "error") + ", " +
+          Counted(check.Count(Finding::Kind::kWarning), "warning");
+  if (!check.patches.empty()) {
+    const std::size_t count = check.patches.size();
+    text += "; " + std::to_string(count) + (count == 1 ? " patch covers " : " patches cover ") +
+            Percent(1.0 - check.coverage.gap_share) + " of the frame, " +
+            Percent(check.coverage.repeated_share) + " more than once";
+  }
+  return text + "\n";
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,251 @@
+#include "config/starter.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <sstream>
+
+#include "base/errors.h"
+#include "base/utf8.h"
+#include "config/detector_options.h"
+#include "config/patch_fit.h"
+#include "engine/postprocess_options.h"
+#include "geometry/letterbox.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace geometry = nuvik::geometry;
+
+constexpr int kMostCells = 64;
+const cv::Size kFrame(geometry::kFrameWidth, geometry::kFrameHeight);
+
+bool ReadWhole(const std::string& text, int& value) {
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  return error == std::errc() && stop == end;
+}
+
+// Of `count` stretches over `length` pixels, neighbours sharing `overlap`; rounded up.
+int CellLength(int length, int count, int overlap) {
+  return (length + (count - 1) * overlap + count - 1) / count;
+}
+
+// Where the i-th of `count` stretches begins: the first at 0, the last at the end.
+int CellOrigin(int length, int cell, int count, int i) {
+  return count == 1 ? 0 : i * (length - cell) / (count - 1);
+}
+
+// A grid of whole patches where a cell of the frame has such a size; empty where not.
+cv::Size PatchSize(const Grid& grid, int overlap, int side) {
+  const cv::Size least(CellLength(kFrame.width, grid.columns, overlap),
+                       CellLength(kFrame.height, grid.rows, overlap));
+  // Neighbours that both take the whole frame would be one and the same.
+  const cv::Size most(kFrame.width - (grid.columns > 1 ? 1 : 0),
+                      kFrame.height - (grid.rows > 1 ? 1 : 0));
+  return SmallestWholeSize(least, side, most);
+}
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+// The word, spaces up to a common column, and the comment.
+std::string Line(const std::string& words, const std::string& comment) {
+  constexpr std::size_t kColumn = 34;
+  const std::size_t spaces = words.size() < kColumn ? kColumn - words.size() : 1;
+  return words + std::string(spaces, ' ') + "# " + comment + "\n";
+}
+
+std::string QuotedScalar(const std::string& text) {
+  if (!IsUtf8(text)) {
+    throw SetupError("'" + text +
+                     "': is not UTF-8, which is all that YAML holds; expected another "
+                     "name");
+  }
+  YAML::Emitter emitter;
+  emitter << text;
+  return emitter.c_str();
+}
+
+std::string NumberText(float value) {
+  std::ostringstream text;
+  text << value;
+  return text.str();
+}
+
+// A list of at most twenty a line.
+std::string Ids(const std::vector<int>& ids) {
+  constexpr std::size_t kInLine = 20;
+  std::string text;
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    if (i > 0) text += i % kInLine == 0 ? ",\n  " : ", ";
+    text += std::to_string(ids[i]);
+  }
+  return "[" + text + "]";
+}
+
+// A name in a comment, which ends with its line.
+std::string OneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < 0x20U; }, ' ');
+  return text;
+}
+
+// Comment lines of at most 100 columns.
+std::string ClassComment(const std::map<std::int32_t, std::string>& names) {
+  std::string text;
+  std::string line = "# classes:";
+  for (const auto& [id, name] : names) {
+    const std::string entry = " " + std::to_string(id) + " " + OneLine(name);
+    if (line.size() + entry.size() > 96) {
+      text += line + "\n";
+      line = "#  ";
+    }
+    line += entry + (id == names.rbegin()->first ? "" : ",");
+  }
+  return names.empty() ? "" : text + line + "\n";
+}
+
+}  // namespace
+
+std::optional<Grid> ParseGrid(const std::string& text) {
+  const std::size_t x = text.find('x');
+  Grid grid;
+  if (x == std::string::npos || !ReadWhole(text.substr(0, x), grid.columns) ||
+      !ReadWhole(text.substr(x + 1), grid.rows)) {
+    return std::nullopt;
+  }
+  const bool is_sane =
+      grid.columns >= 1 && grid.columns <= kMostCells && grid.rows >= 1 && grid.rows <= kMostCells;
+  return is_sane ? std::optional<Grid>(grid) : std::nullopt;
+}
+
+std::string GridText(const Grid& grid) {
+  return std::to_string(grid.columns) + "x" + std::to_string(grid.rows);
+}
+
+std::vector<cv::Rect> LayOutGrid(const Grid& grid, int overlap, int side) {
+  const cv::Size size = PatchSize(grid, overlap, side);
+  if (size.empty()) {
+    throw SetupError("--grid " + GridText(grid) + " --overlap " + std::to_string(overlap) +
+                     ": no patch size of the frame fills the network's " + std::to_string(side) +
+                     " x " + std::to_string(side) + "; expected a smaller overlap or another grid");
+  }
+  std::vector<cv::Rect> patches;
+  for (int row = 0; row < grid.rows; ++row) {
+    for (int column = 0; column < grid.columns; ++column) {
+      patches.emplace_back(cv::Point(CellOrigin(kFrame.width, size.width, grid.columns, column),
+                                     CellOrigin(kFrame.height, size.height, grid.rows, row)),
+                           size);
+    }
+  }
+  return patches;
+}
+
+std::vector<Grid> GridsThatFit(int slots, int overlap, int side) {
+  constexpr std::size_t kMostGrids = 3;
+  std::vector<std::pair<double, Grid>> ranked;  // grey share of the batch, least first
+  for (int columns = 1; columns <= std::min(slots, kMostCells); ++columns) {
+    for (int rows = 1; columns * rows <= slots && rows <= kMostCells; ++rows) {
+      const Grid grid{columns, rows};
+      const cv::Size size = PatchSize(grid, overlap, side);
+      if (size.empty()) continue;
+      const double used = grid.count() * (1.0 - FitPatch(size, side).grey) / slots;
+      ranked.emplace_back(1.0 - used, grid);
+    }
+  }
+  std::stable_sort(ranked.begin(), ranked.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<Grid> grids;
+  for (const auto& [grey, grid] : ranked) {
+    if (grids.size() < kMostGrids) grids.push_back(grid);
+  }
+  return grids;
+}
+
+Grid UsualGrid(int side, std::optional<int> batch, int overlap) {
+  const Grid usual;
+  const auto first = [&](int slots) {
+    const std::vector<Grid> grids = GridsThatFit(slots, overlap, side);
+    return grids.empty() ? usual : grids[0];
+  };
+  if (batch) return first(*batch);
+  constexpr int kMostSlots = 24;
+  for (int slots = usual.count(); slots <= kMostSlots; ++slots) {
+    const Grid grid = slots == usual.count() ? usual : first(slots);
+    const cv::Size size = PatchSize(grid, overlap, side);
+    if (!size.empty() && IsWithin(FitPatch(size, side), kUsualFitLimits)) return grid;
+  }
+  return usual;
+}
+
+std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::string& layout) {
+  std::string text =
+      "# Configuration of the dirty-region detector: where it looks, and what it keeps.\n"
+      "# 'dirty_seg check' says what is wrong with it, and draws the patches on a frame.\n\n"
+      "# Cut out of the 1920 x 1080 frame, scaled to the network's input with their proportions\n"
+      "# kept, and padded square. Each takes one slot of the network's batch.\n"
+      "patch:\n  enable: true\n";
+  text += "  patches:  # x, y, width, height in frame pixels; " + layout + "\n";
+  for (const cv::Rect& patch : patches) {
+    text += "    - [" + std::to_string(patch.x) + ", " + std::to_string(patch.y) + ", " +
+            std::to_string(patch.width) + ", " + std::to_string(patch.height) + "]\n";
+  }
+  text +=
+      "\n# How the network's output is decoded. Every key may be left out; these are the "
+      "defaults.\n";
+  text += "postprocess:\n";
+  for (const auto& key : nuvik::model::PostprocessKeys()) {
+    text += "  # " + key.expected + "; " + key.meaning + "\n";
+    text += "  " + key.name + ": " + key.fallback + "\n";
+  }
+  return text;
+}
+
+std::vector<int> FeceClassesByName(const std::map<std::int32_t, std::string>& class_names,
+                                   int classes) {
+  constexpr std::array<const char*, 7> kWords{"faec", "fece",      "fecal", "poo",
+                                              "dung", "excrement", "stool"};
+  std::vector<int> ids;
+  for (const auto& [id, name] : class_names) {
+    const std::string lower = Lower(name);
+    const bool speaks = std::any_of(kWords.begin(), kWords.end(), [&lower](const char* word) {
+      return lower.find(word) != std::string::npos;
+    });
+    if (speaks && id >= 0 && id < classes) ids.push_back(id);
+  }
+  return ids;
+}
+
+std::string StarterHost(const StarterNetworks& networks, const std::string& config_name) {
+  const DetectorOptions defaults;
+  std::string text =
+      "# Host file of dirty_seg: what its flags say, for every command that takes --host.\n"
+      "#   dirty_seg detect --host host.yaml --save PICTURE...\n"
+      "# A key at the left serves every command with such an option; one below a command's name,\n"
+      "# that command alone. The command line wins. Paths are seen from this file's folder.\n\n";
+  text += Line("model: " + QuotedScalar(networks.model), networks.model_comment);
+  text += Line("config: " + QuotedScalar(config_name), "patches and thresholds");
+  text += ClassComment(networks.class_names);
+  text += "\n";
+  text += "# The classifier that confirms faeces, and the classes whose detections it looks at.\n";
+  if (networks.fece_model.empty()) {
+    text += "# fece-model: fece.onnx\n# fece-class-ids: [0]\n";
+  } else {
+    text += "fece-model: " + QuotedScalar(networks.fece_model) + "\n";
+    text += "fece-class-ids: " + Ids(networks.fece_class_ids) + "\n";
+  }
+  text += Line("# fece-score-threshold: " + NumberText(defaults.fece_score_threshold),
+               "0 to 1: it confirms above this probability");
+  text += Line("# fece-area-threshold: " + NumberText(defaults.fece_area_threshold),
+               "it looks at boxes of more pixels than this");
+  text += "\n" + Line("# threads: " + std::to_string(defaults.threads), "0: all cores");
+  text += "\n# detect:\n" + Line("#   output: found", "results, overlays and masks");
+  return text;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,50 @@
+#include "console/interruption.h"
+
+#include <array>
+#include <csignal>
+#include <cstddef>
+
+namespace dirty_seg {
+namespace {
+
+constexpr std::array<int, 2> kSignals{SIGINT, SIGTERM};
+
+volatile std::sig_atomic_t has_happened = 0;
+std::array<struct sigaction, kSignals.size()> former_actions;
+
+// Nothing but what a handler may do.
+void Note(int signal) {
+  if (has_happened != 0) {
+    std::signal(signal, SIG_DFL);  // NOLINT(bugprone-signal-handler): is allowed in one
+    std::raise(signal);            // NOLINT(bugprone-signal-handler)
+  }
+  has_happened = 1;
+}
+
+}  // namespace
+
+Interruption::Interruption() {
+  has_happened = 0;
+  struct sigaction action {};
+  action.sa_handler = &Note;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = 0;  // a read that waits is given up
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    sigaction(kSignals[i], &action, &former_actions[i]);
+  }
+}
+
+Interruption::~Interruption() {
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    sigaction(kSignals[i], &former_actions[i], nullptr);
+  }
+  has_happened = 0;  // to what comes after, nothing has
+}
+
+bool Interruption::Happened() { return has_happened != 0; }
+
+void ThrowIfInterrupted() {
+  if (Interruption::Happened()) throw InterruptedError();
+}
+
+}  // namespace dirty_seg

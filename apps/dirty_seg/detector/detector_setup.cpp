@@ -1,0 +1,77 @@
+#include "detector/detector_setup.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <stdexcept>
+#include <utility>
+
+#include "config/config_check.h"
+#include "console/messages.h"
+#include "engine/segmentation_head.h"
+#include "networks/networks.h"
+
+namespace dirty_seg {
+namespace {
+
+DirtySegDetectorConfig MakeConfig(const DetectorOptions& options) {
+  DirtySegDetectorConfig config;
+  config.yaml_config_path = options.config;
+  config.fece_enable = !options.fece_model.empty();
+  config.fece_class_ids = options.fece_class_ids;
+  config.fece_score_threshold = options.fece_score_threshold;
+  config.fece_area_threshold = options.fece_area_threshold;
+  if (config.fece_enable) {
+    config.fece_model_config = ReadFeceNetwork(options.fece_model, options.threads);
+  }
+  return config;
+}
+
+void TellUnknownClasses(const std::vector<int>& ids,
+                        const std::map<std::int32_t, std::string>& class_names) {
+  for (const int id : ids) {
+    if (class_names.empty() || class_names.count(id) != 0) continue;
+    TellWarning("--fece-class-ids " + std::to_string(id) +
+                ": the segmentation network names no such class, so it has no effect");
+  }
+}
+
+// 0 of outputs that are no segmentation head, which the detector refuses with the cause.
+int CountClasses(const nuvik::alg::common::AIEngineConfig& network) try {
+  return nuvik::model::ReadSegmentationHead(network).classes;
+} catch (const std::invalid_argument&) {
+  return 0;
+}
+
+std::vector<cv::Rect> Rectangles(const std::vector<ListedPatch>& patches) {
+  std::vector<cv::Rect> rectangles;
+  rectangles.reserve(patches.size());
+  for (const ListedPatch& patch : patches) rectangles.push_back(patch.rectangle);
+  return rectangles;
+}
+
+}  // namespace
+
+void SetThreads(int threads) {
+  cv::setNumThreads(-1);  // OpenCV's default
+  const int most = cv::getNumThreads();
+  if (threads > 0) cv::setNumThreads(std::min(threads, most));
+}
+
+DetectorSetup SetUpDetector(const DetectorOptions& options) {
+  SetThreads(options.threads);
+  ConfigCheck check = CheckConfig(options.config);
+  RefuseErrors(options.config, check);
+  nuvik::alg::common::Network network =
+      ReadSegmentationNetwork(options.model, check.patches.size(), options.threads);
+  CheckFit(InputSide(network.config), std::nullopt, check);
+  RefuseErrors(options.config, check);
+  DirtySegDetectorConfig config = MakeConfig(options);
+  const int class_count = CountClasses(network.config);
+  config.dirty_seg_model_config = std::move(network.config);
+  TellUnknownClasses(options.fece_class_ids, network.class_names);
+  Labels labels(std::move(network.class_names), config.fece_enable, class_count);
+  return {std::move(config), Rectangles(check.patches), std::move(labels)};
+}
+
+}  // namespace dirty_seg

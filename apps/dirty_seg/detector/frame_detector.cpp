@@ -1,0 +1,137 @@
+#include "detector/frame_detector.h"
+
+#include <algorithm>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "base/errors.h"
+#include "base/stopwatch.h"
+#include "engine/non_finite.h"
+
+namespace dirty_seg {
+namespace {
+
+std::string Join(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : "; ") + text;
+  return joined;
+}
+
+std::string ErrorText(const FrameLog& log) {
+  if (log.errors.empty()) return "the detector failed without a message";
+  return Join(log.errors);
+}
+
+}  // namespace
+
+FrameOutcome Failed(std::string cause) {
+  FrameOutcome outcome;
+  outcome.result.success = false;
+  outcome.result.message = std::move(cause);
+  return outcome;
+}
+
+std::vector<Kind> KindsOf(const std::vector<int>& found,
+                          const std::optional<std::vector<FeceCandidate>>& candidates,
+                          const Labels& labels) {
+  std::vector<Kind> kinds;
+  kinds.reserve(found.size());
+  for (const int label : found) {
+    kinds.push_back({label, !candidates && labels.IsConfirmedFaeces(label)});
+  }
+  if (!candidates) return kinds;
+  for (const FeceCandidate& candidate : *candidates) {
+    kinds.at(candidate.detection).is_confirmed = candidate.verdict == FeceVerdict::kConfirmed;
+  }
+  return kinds;
+}
+
+std::vector<Kind> KindsOf(const FrameOutcome& outcome, const Labels& labels) {
+  return KindsOf(outcome.result.labels, outcome.fece_candidates, labels);
+}
+
+std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config) {
+  if (!config.fece_enable) return std::nullopt;
+  return FeceRules{config.fece_class_ids, config.fece_score_threshold, config.fece_area_threshold};
+}
+
+std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts) {
+  std::string text;
+  for (const auto& [output, count] : counts) {
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " in '" + output + "'";
+  }
+  return "the network gave numbers that are not finite (" + text +
+         "): they are left out, so dirt may be missed";
+}
+
+std::string OneLine(std::string text) {
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
+void InitDetector(const DirtySegDetectorConfig& config,
+                  nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
+                  LogCapture& log) {
+  const std::string files =
+      "'" + config.dirty_seg_model_config.model_path + "' with '" + config.yaml_config_path + "': ";
+  std::string cause;
+  try {
+    if (!detector.Init(config)) {
+      cause = "the engine could not load the networks; its message above says why";
+    }
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& exception) {
+    cause = OneLine(exception.what());
+  }
+  log.TakeLines();
+  if (!cause.empty()) throw SetupError(files + cause);
+}
+
+FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log)
+    : log_(log), fece_rules_(FeceRulesOf(config)) {
+  InitDetector(config, detector_, log);
+}
+
+FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
+  std::shared_ptr<DirtyStatusResultData> result;
+  std::string exception_text;
+  nuvik::model::TakeNonFiniteCounts();  // of another frame that failed behind the decoder
+  const Stopwatch watch;
+  try {
+    if (!detector_.DoInference({{"color", picture}}, result)) result = nullptr;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& exception) {
+    result = nullptr;
+    exception_text = OneLine(exception.what());
+  }
+  FrameOutcome outcome;
+  outcome.total_ms = watch.Milliseconds();
+  outcome.non_finite = nuvik::model::TakeNonFiniteCounts();
+  FrameLog log = ReadFrameLog(log_.TakeLines());
+  outcome.stages = log.times;
+  if (result == nullptr) {
+    outcome.result = Failed(exception_text.empty() ? ErrorText(log) : exception_text).result;
+  } else {
+    outcome.result = std::move(*result);
+    if (fece_rules_) {
+      outcome.fece_candidates =
+          ReadFeceCandidates(log, *fece_rules_, picture->size(), outcome.result);
+    }
+    outcome.complaints = std::move(log.errors);
+    if (fece_rules_ && !outcome.fece_candidates) {
+      outcome.complaints.emplace_back("the classifier's verdicts cannot be read from the log");
+    }
+    if (const std::size_t count = CountAnswersOfNoNumber(log); count > 0) {
+      outcome.complaints.push_back("the classifier's answer is not a number for " +
+                                   std::to_string(count) +
+                                   (count == 1 ? " candidate" : " candidates"));
+    }
+  }
+  return outcome;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,44 @@
+#include "detector/labels.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace dirty_seg {
+namespace {
+
+// Names may tell of more classes than are known otherwise.
+std::int64_t CountClasses(const std::map<std::int32_t, std::string>& names, std::int64_t known) {
+  return names.empty() ? known : std::max(known, std::int64_t{names.rbegin()->first} + 1);
+}
+
+}  // namespace
+
+Labels::Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier,
+               std::int64_t class_count)
+    : names_(std::move(class_names)),
+      has_classifier_(has_classifier),
+      class_count_(CountClasses(names_, class_count)),
+      is_shared_(has_classifier &&
+                 (class_count > kFaecesLabel || names_.count(kFaecesLabel) != 0)) {
+  if (has_classifier_ && !is_shared_) names_[kFaecesLabel] = kFaecesName;
+}
+
+const std::string* Labels::FindName(int label) const {
+  const auto entry = names_.find(label);
+  return entry == names_.end() ? nullptr : &entry->second;
+}
+
+std::string Labels::Text(const Kind& kind) const {
+  const std::string* name = FindName(kind.label);
+  if (kind.is_confirmed) {
+    const bool is_taken = is_shared_ && name != nullptr && *name == kFaecesName;
+    return is_taken ? std::string("confirmed ") + kFaecesName : kFaecesName;
+  }
+  return name == nullptr ? "class " + std::to_string(kind.label) : *name;
+}
+
+std::int64_t Labels::IdOf(const Kind& kind) const {
+  return kind.is_confirmed && is_shared_ ? class_count_ : kind.label;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,28 @@
+// The picture on which a person sees what was found.
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "detector/frame_detector.h"
+#include "detector/labels.h"
+
+namespace dirty_seg {
+
+/// Colour of a label, B, G, R: always the same, told apart by colour-blind people too. Six colours
+/// in turn; a seventh is for confirmed faeces alone.
+cv::Scalar LabelColour(int label, bool is_confirmed_faeces);
+
+/// Where a tag of `size` goes: on the box's upper edge, or the next place downwards where it
+/// covers none of `taken`; inside a picture of `picture_size` as far as it fits in. Behind the last
+/// such place it covers another.
+cv::Rect PlaceTag(const cv::Rect& box, const cv::Size& size, const cv::Size& picture_size,
+                  const std::vector<cv::Rect>& taken);
+
+/// A copy of `picture` (CV_8UC3) with each label's mask as a translucent, outlined area, a thin box
+/// and a tag with name and score for each detection. Confirmed faeces stand out: their own colour,
+/// a double box, a mark in the tag. Line and text sizes follow the picture's. What lies outside the
+/// picture is left out.
+cv::Mat DrawOverlay(const cv::Mat& picture, const FrameOutcome& outcome, const Labels& labels);
+
+}  // namespace dirty_seg

@@ -1,0 +1,77 @@
+#include "files/yaml_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <system_error>
+
+#include "base/errors.h"
+
+namespace dirty_seg {
+
+std::string SentenceOf(const Finding& finding) {
+  return finding.text + (finding.advice.empty() ? "" : "; " + finding.advice);
+}
+
+std::string FindingText(const std::string& path, const Finding& finding) {
+  const std::string line = finding.line == 0 ? "" : " line " + std::to_string(finding.line);
+  return "'" + path + "'" + line + ": " + SentenceOf(finding);
+}
+
+void RejectFile(const std::string& path, const Finding& finding) {
+  throw SetupError(FindingText(path, finding));
+}
+
+void RejectFile(const std::string& path, int line, const std::string& what) {
+  RejectFile(path, {Finding::Kind::kError, line, what, "", ""});
+}
+
+YAML::Node LoadYaml(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    RejectFile(path, 0, "is a folder; expected a YAML file");
+  }
+  errno = 0;
+  std::ifstream file(path);
+  if (!file) {
+    RejectFile(path, 0,
+               std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
+  }
+  try {
+    return YAML::Load(file);
+  } catch (const YAML::Exception& exception) {
+    const int line = exception.mark.is_null() ? 0 : exception.mark.line + 1;
+    RejectFile(path, line, "is no valid YAML: " + exception.msg);
+  }
+}
+
+int LineOf(const YAML::Node& node) {
+  const YAML::Mark mark = node.Mark();
+  return mark.is_null() ? 0 : mark.line + 1;
+}
+
+std::string NodeText(const YAML::Node& node) {
+  if (!node.IsDefined() || node.IsNull()) return "empty";
+  YAML::Emitter emitter;
+  emitter << YAML::Flow << node;
+  return std::string("'") + emitter.c_str() + "'";
+}
+
+void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
+                      std::vector<Finding>& findings) {
+  std::map<std::string, int> lines;
+  for (const auto& entry : mapping) {
+    if (!entry.first.IsScalar()) continue;
+    const int line = LineOf(entry.first);
+    const auto [first, is_new] = lines.emplace(entry.first.Scalar(), line);
+    if (is_new) continue;
+    const std::string key = prefix + first->first;
+    findings.push_back({Finding::Kind::kError, line,
+                        key + " stands in line " + std::to_string(first->second) + " too",
+                        "expected it once", key});
+  }
+}
+
+}  // namespace dirty_seg

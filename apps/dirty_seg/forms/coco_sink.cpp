@@ -1,0 +1,108 @@
+// COCO's results format, and the list of images and categories that goes with it.
+#include <map>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "detector/instance_mask.h"
+#include "files/json_text.h"
+#include "files/name_text.h"
+#include "files/result_names.h"
+#include "forms/result_sink.h"
+#include "results/run_length.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr const char* kDescription =
+    "Detections of dirty_seg, in pixels of their picture. A detection's segmentation is the mask "
+    "of "
+    "all detections of its label, cut to its box.";
+constexpr const char* kSharedLabel =
+    " The network has a class 19 of its own, which keeps that id; what the classifier confirmed "
+    "has "
+    "the category ";
+
+ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_t image_id,
+                      std::int64_t category_id) {
+  const DirtyStatusResultData& result = found.outcome.result;
+  const std::vector<float>& box = result.bboxes[detection];
+  const RunLengths mask =
+      EncodeRunLengths(CutInstanceMask(result, detection, found.frame.picture->size()));
+  ordered_json json;
+  json["image_id"] = image_id;
+  json["category_id"] = category_id;
+  json["bbox"] = {box[0], box[1], box[2] - box[0], box[3] - box[1]};
+  json["score"] = result.scores[detection];
+  json["segmentation"] = {{"size", {mask.height, mask.width}}, {"counts", mask.counts}};
+  return json;
+}
+
+class CocoSink : public ResultSink {
+ public:
+  CocoSink(const OutputFolder& folder, const Labels& labels)
+      : folder_(folder), labels_(labels), results_(folder.Claim(kCocoResultsFile)) {
+    results_.Write("[");
+    for (const auto& [label, name] : labels.names()) categories_[label] = name;
+    if (!labels.share_faeces_label()) return;
+    const Kind confirmed{kFaecesLabel, true};
+    categories_[labels.IdOf(confirmed)] = labels.Text(confirmed);
+  }
+
+  void Write(const FoundFrame& found) override {
+    const std::size_t image_id = images_.size() + 1;
+    const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
+    std::string text;
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      if (!found.IsInPicture(i)) continue;
+      const std::int64_t category_id = labels_.IdOf(kinds[i]);
+      text += (is_first_ && text.empty() ? "\n" : ",\n") +
+              ToText(ResultOf(found, i, image_id, category_id));
+      categories_[category_id] = labels_.Text(kinds[i]);
+    }
+    results_.Write(text);
+    is_first_ = is_first_ && text.empty();
+    ordered_json image{{"id", image_id}};
+    PutName("file_name", found.frame.source, image);
+    image["frame"] = found.frame.index;
+    image["height"] = found.frame.picture->rows;
+    image["width"] = found.frame.picture->cols;
+    images_.push_back(std::move(image));
+  }
+
+  void Finish() override {
+    results_.Write("\n]\n");
+    results_.Keep();
+    ordered_json json;
+    json["info"] = {{"description", Description()}};
+    json["images"] = std::move(images_);
+    json["categories"] = ordered_json::array();
+    for (const auto& [id, name] : categories_) {
+      json["categories"].push_back({{"id", id}, {"name", name}});
+    }
+    folder_.WriteJson(kCocoImagesFile, json);
+  }
+
+ private:
+  std::string Description() const {
+    if (!labels_.share_faeces_label()) return kDescription;
+    return std::string(kDescription) + kSharedLabel +
+           std::to_string(labels_.IdOf({kFaecesLabel, true})) + ".";
+  }
+
+  const OutputFolder& folder_;
+  const Labels& labels_;
+  WholeFile results_;
+  bool is_first_ = true;
+  ordered_json images_ = ordered_json::array();
+  std::map<std::int64_t, std::string> categories_;
+};
+
+}  // namespace
+
+std::unique_ptr<ResultSink> MakeCocoSink(const OutputFolder& folder, const Labels& labels) {
+  return std::make_unique<CocoSink>(folder, labels);
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,47 @@
+// What the classifier saw, for a person to look at.
+#include <array>
+#include <cstdio>
+
+#include "forms/result_sink.h"
+#include "geometry/image_box.h"
+
+namespace dirty_seg {
+namespace {
+
+std::string NameOf(const FeceCandidate& candidate) {
+  std::string name =
+      ".crop_" + std::to_string(candidate.detection) + "." + VerdictText(candidate.verdict);
+  if (candidate.score) {
+    std::array<char, 16> score{};
+    std::snprintf(score.data(), score.size(), "_%.2f", static_cast<double>(*candidate.score));
+    name += score.data();
+  }
+  return name + ".png";
+}
+
+class CropSink : public ResultSink {
+ public:
+  explicit CropSink(const OutputFolder& folder) : folder_(folder) {}
+
+  void Write(const FoundFrame& found) override {
+    const FrameOutcome& outcome = found.outcome;
+    if (!outcome.fece_candidates) return;
+    const cv::Mat& picture = *found.frame.picture;
+    for (const FeceCandidate& candidate : *outcome.fece_candidates) {
+      const std::vector<float>& bbox = outcome.result.bboxes[candidate.detection];
+      const auto box = nuvik::geometry::ClampToImage(bbox, picture.size());
+      if (box) folder_.WriteImage(found.name + NameOf(candidate), picture(*box));
+    }
+  }
+
+ private:
+  const OutputFolder& folder_;
+};
+
+}  // namespace
+
+std::unique_ptr<ResultSink> MakeCropSink(const OutputFolder& folder) {
+  return std::make_unique<CropSink>(folder);
+}
+
+}  // namespace dirty_seg

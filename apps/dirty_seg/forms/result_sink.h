@@ -1,0 +1,70 @@
+// Forms of results that are written on request, beside results.jsonl.
+#pragma once
+
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <opencv2/core.hpp>
+#include <string>
+
+#include "detector/labels.h"
+#include "files/output_folder.h"
+#include "frames/frame.h"
+#include "results/frame_record.h"
+
+namespace dirty_seg {
+
+/// One frame that went through, with all that is known of it.
+struct FoundFrame {
+  const Frame& frame;
+  const FrameRecord& record;
+  /// The record's outcome, boxes and label masks in the picture's own pixels.
+  const FrameOutcome& outcome;
+  /// What the names of the frame's files begin with.
+  std::string name;
+  /// The same of its input's.
+  std::string input_name;
+  cv::Mat overlay;
+
+  /// Whether the detection is of the picture, and not of the grey beside it.
+  bool IsInPicture(std::size_t detection) const {
+    return ReachesIntoPicture(record.outcome.result.bboxes[detection], record.fit);
+  }
+};
+
+// Every form but the record's own is in the pixels of the picture, as their readers expect.
+
+class ResultSink {
+ public:
+  virtual ~ResultSink() = default;
+  ResultSink() = default;
+  ResultSink(const ResultSink&) = delete;
+  ResultSink& operator=(const ResultSink&) = delete;
+
+  /// Throws InputError for a frame that does not fit, and OutputError.
+  virtual void Write(const FoundFrame& found) = 0;
+
+  /// Completes the files; nothing is written after that. Throws OutputError with the cause.
+  virtual void Finish() {}
+};
+
+// Each sink writes into `folder`, which outlives it, as does `labels`. Where one number stands for
+// what a detection is, that is `Labels::IdOf`.
+
+/// coco_results.json and coco_images.json, as COCO's tools read them. A detection's segmentation is
+/// its label's mask cut to its box.
+std::unique_ptr<ResultSink> MakeCocoSink(const OutputFolder& folder, const Labels& labels);
+
+/// polygons.jsonl: the areas of each label's mask.
+std::unique_ptr<ResultSink> MakePolygonSink(const OutputFolder& folder, const Labels& labels);
+
+/// labels/NAME.txt: a line a detection, its class and the outline of its largest area, over the
+/// picture's width and height; its box where it has no area.
+std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder, const Labels& labels);
+
+/// NAME.crop_DETECTION.VERDICT_SCORE.png: what the classifier saw of each candidate.
+std::unique_ptr<ResultSink> MakeCropSink(const OutputFolder& folder);
+
+/// NAME.overlay.avi of each video and camera: Motion JPEG, at the rate of the frames taken.
+std::unique_ptr<ResultSink> MakeVideoSink(const OutputFolder& folder);
+
+}  // namespace dirty_seg

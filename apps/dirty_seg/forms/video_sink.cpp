@@ -1,0 +1,92 @@
+// Annotated videos.
+#include <cstdint>
+#include <opencv2/videoio.hpp>
+#include <optional>
+
+#include "base/errors.h"
+#include "forms/result_sink.h"
+#include "frames/video_reader.h"
+
+namespace dirty_seg {
+namespace {
+
+// Of a camera that does not tell its rate.
+constexpr double kUsualRate = 30.0;
+
+class VideoSink : public ResultSink {
+ public:
+  explicit VideoSink(const OutputFolder& folder) : folder_(folder) {}
+
+  void Write(const FoundFrame& found) override {
+    if (found.frame.kind == InputKind::kPicture) return;
+    if (input_ != found.frame.input) Begin(found);
+    if (found.overlay.size() != size_) {
+      throw InputError(
+          "the annotated video keeps its first frame's size, and this frame has "
+          "another");
+    }
+    writer_.write(found.overlay);
+    ++written_;
+  }
+
+  void Finish() override { Close(); }
+
+ private:
+  void Begin(const FoundFrame& found) {
+    Close();
+    input_ = found.frame.input;
+    size_ = found.overlay.size();
+    const double rate = found.frame.rate > 0.0 ? found.frame.rate : kUsualRate;
+    // The writer tells the form by the ending.
+    const std::string part = folder_.Claim(found.input_name + ".overlay.part.avi");
+    path_ = folder_.Claim(found.input_name + ".overlay.avi");
+    file_.emplace(path_, part);
+    if (!Open(rate)) throw OutputError("'" + path_ + "' cannot be written");
+  }
+
+  // The writer keeps it to itself when the disk is full.
+  void Close() {
+    if (!writer_.isOpened()) return;
+    writer_.release();
+    const bool is_whole = HasLastFrame();
+    written_ = 0;
+    if (is_whole) file_->Keep();
+    file_.reset();
+    if (is_whole) return;
+    throw OutputError("'" + path_ +
+                      "' cannot be written whole, and is removed; is there room for it?");
+  }
+
+  // OpenCV's own writer takes the other's place where that one was left out; it rounds the rate.
+  bool Open(double rate) {
+    const int codec = cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
+    return writer_.open(file_->part(), cv::CAP_FFMPEG, codec, rate, size_) ||
+           writer_.open(file_->part(), cv::CAP_OPENCV_MJPEG, codec, rate, size_);
+  }
+
+  // The number of frames that a file tells is no more than what was meant to be in it.
+  bool HasLastFrame() const {
+    try {
+      cv::VideoCapture video = OpenCapture(file_->part());
+      return video.set(cv::CAP_PROP_POS_FRAMES, static_cast<double>(written_ - 1)) && video.grab();
+    } catch (const InputError&) {
+      return false;
+    }
+  }
+
+  const OutputFolder& folder_;
+  std::optional<std::size_t> input_;
+  std::string path_;
+  std::optional<WholeFile> file_;
+  std::int64_t written_ = 0;  // frames
+  cv::Size size_;
+  cv::VideoWriter writer_;
+};
+
+}  // namespace
+
+std::unique_ptr<ResultSink> MakeVideoSink(const OutputFolder& folder) {
+  return std::make_unique<VideoSink>(folder);
+}
+
+}  // namespace dirty_seg

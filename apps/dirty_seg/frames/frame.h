@@ -1,0 +1,38 @@
+// One frame on its way from its input to its results.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <string>
+
+#include "frames/inputs.h"
+
+namespace dirty_seg {
+
+/// One frame to process, or what kept it from being read.
+struct Frame {
+  /// The input's path, as given.
+  std::string source;
+  /// Number of the input, from 0.
+  std::size_t input = 0;
+  /// Number of the frame in its video, from 0; 0 for a picture.
+  std::int64_t index = 0;
+  /// How many were taken of this input before.
+  std::size_t ordinal = 0;
+  InputKind kind = InputKind::kPicture;
+  /// Frames a second among those that are taken of a video or camera; 0 where it is not known.
+  double rate = 0.0;
+  /// CV_8UC3 in B, G, R order.
+  std::shared_ptr<cv::Mat> picture;
+  double read_ms = 0.0;
+  /// Empty, or why there is no picture.
+  std::string failure;
+};
+
+/// "'floor.mp4' frame 12", as messages about the frame begin; a picture, and an input that gives no
+/// frame, by the source alone.
+std::string NameOf(const Frame& frame);
+
+}  // namespace dirty_seg

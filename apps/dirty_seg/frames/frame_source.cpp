@@ -1,0 +1,111 @@
+#include "frames/frame_source.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/errors.h"
+#include "base/stopwatch.h"
+#include "frames/video_reader.h"
+
+namespace dirty_seg {
+namespace {
+
+class PictureReader : public FrameReader {
+ public:
+  explicit PictureReader(std::string path) : path_(std::move(path)) {}
+
+  bool Read(Frame& frame) override {
+    if (was_read_) return false;
+    was_read_ = true;
+    frame.picture = std::make_shared<cv::Mat>(ReadPicture(path_));
+    return true;
+  }
+
+  std::optional<std::int64_t> Count() const override { return 1; }
+
+ private:
+  std::string path_;
+  bool was_read_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step) {
+  if (!input.failure.empty()) throw InputError(input.failure);
+  if (input.kind == InputKind::kPicture) return std::make_unique<PictureReader>(input.path);
+  if (input.kind == InputKind::kCamera) return OpenCamera(input.path, frame_step);
+  return OpenVideo(input.path, frame_step);
+}
+
+Frame ReadFrame(const Input& input, std::int64_t number) {
+  const std::unique_ptr<FrameReader> reader = OpenInput(input, 1);
+  Frame frame;
+  frame.source = input.path;
+  frame.kind = input.kind;
+  for (std::int64_t count = 0; count <= number; ++count) {
+    if (reader->Read(frame)) continue;
+    throw InputError("has no frame " + std::to_string(number) + "; expected " +
+                     (count == 1 ? "0" : "a number from 0 to " + std::to_string(count - 1)));
+  }
+  return frame;
+}
+
+FrameSource::FrameSource(InputQueue inputs, const FrameChoice& choice)
+    : inputs_(std::move(inputs)), choice_(choice) {}
+
+std::optional<Frame> FrameSource::NextFrame() {
+  while (true) {
+    if (!input_) {
+      input_ = inputs_.Next();
+      if (!input_) return std::nullopt;
+      ++next_number_;
+      taken_ = 0;
+    }
+    Frame frame;
+    frame.source = input_->path;
+    frame.input = next_number_ - 1;
+    frame.kind = input_->kind;
+    const Stopwatch watch;
+    try {
+      if (reader_ == nullptr) reader_ = OpenInput(*input_, choice_.step);
+      if (!HasEnough() && reader_->Read(frame)) {
+        frame.ordinal = taken_++;
+        frame.read_ms = watch.Milliseconds();
+        return frame;
+      }
+    } catch (const InputError& error) {
+      frame.failure = error.what();
+    }
+    input_.reset();
+    reader_.reset();
+    if (!frame.failure.empty()) return frame;
+  }
+}
+
+// Of the input in hand.
+std::optional<std::int64_t> FrameSource::MostOfInput() const {
+  if (input_->kind == InputKind::kPicture) return std::nullopt;
+  return input_->kind == InputKind::kCamera ? choice_.most_of_camera : choice_.most_of_video;
+}
+
+bool FrameSource::HasEnough() const {
+  const std::optional<std::int64_t> most = MostOfInput();
+  return most && static_cast<std::int64_t>(taken_) >= *most;
+}
+
+std::optional<std::int64_t> FrameSource::FrameCount() const {
+  if (reader_ == nullptr) return std::nullopt;
+  const std::optional<std::int64_t> count = reader_->Count();
+  const std::optional<std::int64_t> most = MostOfInput();
+  return count && most ? std::min(*count, *most) : count;
+}
+
+std::optional<std::int64_t> FrameSource::FramesLeft() const {
+  const std::optional<std::size_t> pictures = inputs_.PicturesLeft();
+  const std::optional<std::int64_t> frames = FrameCount();
+  if (!pictures || !frames) return std::nullopt;
+  return static_cast<std::int64_t>(*pictures) +
+         std::max<std::int64_t>(0, *frames - static_cast<std::int64_t>(taken_));
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,126 @@
+#include "frames/video_reader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <opencv2/core/utils/logger.hpp>
+#include <system_error>
+#include <utility>
+
+#include "base/errors.h"
+#include "frames/inputs.h"
+
+namespace dirty_seg {
+namespace {
+
+// Some containers tell no number of frames, only a length in time, which is rounded or that of the
+// sound; so a shorter end by this share of the frames is none.
+constexpr double kCountTolerance = 0.02;
+
+// What OpenCV and its decoders print on standard error names no input.
+void KeepLibrariesQuiet() {
+  static const bool done = [] {
+    if (std::getenv("OPENCV_LOG_LEVEL") == nullptr) {
+      cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    }
+    setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);  // its word for nothing at all
+    return true;
+  }();
+  static_cast<void>(done);
+}
+
+class CaptureReader : public FrameReader {
+ public:
+  // Copies of a capture share one decoder.
+  CaptureReader(const cv::VideoCapture& capture, std::int64_t told_count, int frame_step)
+      : capture_(capture), told_count_(told_count), frame_step_(frame_step) {
+    const double rate = capture_.get(cv::CAP_PROP_FPS);
+    if (rate > 0.0 && std::isfinite(rate)) rate_ = rate / frame_step;
+  }
+
+  bool Read(Frame& frame) override {
+    while (next_ % frame_step_ != 0) {
+      if (!capture_.grab()) return End();
+      ++next_;
+    }
+    auto picture = std::make_shared<cv::Mat>();
+    // The capture's own memory is used again for the next frame.
+    cv::Mat decoded;
+    if (!capture_.read(decoded) || decoded.empty()) return End();
+    decoded.copyTo(*picture);
+    if (picture->type() != CV_8UC3) throw InputError("its frames are no colour pictures");
+    frame.index = next_++;
+    frame.rate = rate_;
+    frame.picture = std::move(picture);
+    return true;
+  }
+
+  std::optional<std::int64_t> Count() const override {
+    if (told_count_ <= 0) return std::nullopt;
+    return (told_count_ + frame_step_ - 1) / frame_step_;
+  }
+
+ private:
+  bool End() const {
+    if (next_ == 0) throw InputError("gives no frame that can be read");
+    const auto missing = static_cast<double>(told_count_ - next_);
+    if (missing > std::max(0.0, kCountTolerance * static_cast<double>(told_count_))) {
+      throw InputError("ends after " + std::to_string(next_) + " of " +
+                       std::to_string(told_count_) + " frames; it is cut short or damaged");
+    }
+    return false;
+  }
+
+  cv::VideoCapture capture_;
+  std::int64_t told_count_;  // 0 or less: not told
+  std::int64_t frame_step_;
+  std::int64_t next_ = 0;
+  double rate_ = 0.0;
+};
+
+// The number behind the last character that is no digit.
+int CameraNumber(const std::string& name) {
+  const std::size_t begin = name.find_last_not_of("0123456789") + 1;
+  int number = 0;
+  const char* const end = name.data() + name.size();
+  const auto [rest, error] = std::from_chars(name.data() + begin, end, number);
+  if (error != std::errc() || rest != end || name.at(begin - 1) == '-') {
+    throw InputError("is no camera; expected /dev/video0 or camera:0");
+  }
+  return number;
+}
+
+}  // namespace
+
+cv::VideoCapture OpenCapture(const std::string& path) {
+  KeepLibrariesQuiet();
+  RequireFile(path);
+  cv::VideoCapture capture;
+  for (const int backend : {cv::CAP_FFMPEG, cv::CAP_OPENCV_MJPEG}) {
+    if (capture.open(path, backend)) return capture;
+  }
+  throw InputError("is no video that can be read");
+}
+
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
+  const cv::VideoCapture capture = OpenCapture(path);
+  // A container without a number of frames gives one that cannot be.
+  const double told = capture.get(cv::CAP_PROP_FRAME_COUNT);
+  const auto count = told > 0.0 && told < 1e12 ? static_cast<std::int64_t>(told) : 0;
+  return std::make_unique<CaptureReader>(capture, count, frame_step);
+}
+
+std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step) {
+  KeepLibrariesQuiet();
+  const int number = CameraNumber(name);
+  const std::string device = "/dev/video" + std::to_string(number);
+  std::error_code error;
+  if (!std::filesystem::exists(device, error)) throw InputError("there is no " + device);
+  cv::VideoCapture capture;
+  if (!capture.open(number, cv::CAP_V4L2)) throw InputError("the camera gives no pictures");
+  return std::make_unique<CaptureReader>(capture, 0, frame_step);
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,23 @@
+// Frames of a video file and of a camera.
+#pragma once
+
+#include <memory>
+#include <opencv2/videoio.hpp>
+#include <string>
+
+#include "frames/frame_source.h"
+
+namespace dirty_seg {
+
+/// Opens a video file to take frames from, in their order, without a word of the decoder's on
+/// standard error. Throws InputError with the cause.
+cv::VideoCapture OpenCapture(const std::string& path);
+
+/// Opens a video file. One that ends before as many frames as it tells of is read as far as it
+/// goes, and then refused as cut short. Throws InputError with the cause.
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step);
+
+/// Opens the camera "/dev/video0" or "camera:0". Throws InputError with the cause.
+std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step);
+
+}  // namespace dirty_seg

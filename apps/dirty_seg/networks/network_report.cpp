@@ -1,0 +1,239 @@
+#include "networks/network_report.h"
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "base/errors.h"
+#include "base/printable.h"
+#include "console/error_capture.h"
+#include "networks/config_code.h"
+#include "networks/networks.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::ordered_json;
+using nuvik::alg::common::AIEngine;
+using nuvik::alg::common::AIEngineConfig;
+using nuvik::alg::common::Network;
+using nuvik::alg::common::OpenDimensions;
+using nuvik::alg::common::ReadNetwork;
+using nuvik::model::ReadSegmentationHead;
+using nuvik::model::SegmentationHead;
+
+constexpr std::size_t kLabelWidth = 12;
+
+// The report names the file once.
+std::string WithoutPath(const std::string& path, const std::string& text) {
+  const std::string prefix = "'" + path + "': ";
+  return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
+}
+
+// Of a dimension as a file declares it.
+bool IsNumber(const std::string& dimension) {
+  return dimension.find_first_not_of("-0123456789") == std::string::npos;
+}
+
+// What `call` says when it throws, in the engine's words where it has some; empty when it does not.
+template <typename Call>
+std::string FaultOf(const std::string& path, const Call& call) {
+  const ErrorCapture errors;
+  try {
+    call();
+    return "";
+  } catch (const std::runtime_error& error) {
+    const std::string said = errors.Text();
+    return WithoutPath(path, said.empty() ? error.what() : said);
+  } catch (const std::invalid_argument& error) {
+    return WithoutPath(path, error.what());
+  }
+}
+
+bool HasOtherBatch(const AIEngineConfig& config, std::size_t batch) {
+  return std::any_of(
+      config.output_shapes.begin(), config.output_shapes.end(), [batch](const auto& output) {
+        return !output.second.empty() && output.second[0] != static_cast<std::int64_t>(batch);
+      });
+}
+
+// The size that was put in for an open batch may be all that is wrong.
+void AddBatchHint(const NetworkReport& report, std::size_t batch, std::string& fault) {
+  const bool is_of_a_run = fault.rfind("fails in a trial run", 0) == 0;
+  const bool is_of_the_batch =
+      is_of_a_run || (!fault.empty() && HasOtherBatch(report.plain_config, batch));
+  if (!is_of_the_batch || !HasOpenBatch(report.description)) return;
+  fault += "; its batch is open, and this is with " + std::to_string(batch) +
+           ": try another with --batch";
+}
+
+// One run on zeros, as every start of the detector makes.
+void TryRun(AIEngineConfig config) {
+  config.thread_count = 1;
+  AIEngine engine;
+  if (engine.Init(config) != 0) throw SetupError("the engine cannot run it");
+}
+
+template <typename Value>
+std::string Joined(const std::map<Value, std::string>& names) {
+  std::ostringstream text;
+  for (const auto& [id, name] : names) text << (text.tellp() > 0 ? ", " : "") << id << " " << name;
+  return text.str();
+}
+
+std::string OpsetText(const OnnxDescription& description) {
+  std::string text;
+  for (const auto& [domain, version] : description.opsets) {
+    text += (text.empty() ? "" : ", ") + domain + " " + std::to_string(version);
+  }
+  return text;
+}
+
+std::string HeadText(const SegmentationHead& head) {
+  return "batch " + std::to_string(head.batch) + ", input " + std::to_string(head.input_side) +
+         " x " + std::to_string(head.input_side) + ", " + std::to_string(head.classes) +
+         (head.classes == 1 ? " class, " : " classes, ") + std::to_string(head.anchors) +
+         " anchors, " + std::to_string(head.coefficients) + " prototypes";
+}
+
+void AddLine(const std::string& label, const std::string& text, std::string& lines) {
+  if (text.empty()) return;
+  lines += "  " + label + std::string(kLabelWidth - label.size(), ' ') + Printable(text) + "\n";
+}
+
+void AddTensors(const char* label, const std::vector<DeclaredTensor>& tensors, std::string& lines) {
+  for (const DeclaredTensor& tensor : tensors) {
+    AddLine(label, "'" + tensor.name + "' " + DeclarationText(tensor), lines);
+  }
+}
+
+// A number for a known dimension, text for an open one.
+ordered_json ShapeJson(const std::vector<std::string>& shape) {
+  ordered_json list = ordered_json::array();
+  for (const std::string& dimension : shape) {
+    list.push_back(IsNumber(dimension) ? ordered_json::parse(dimension, nullptr, false)
+                                       : ordered_json(dimension));
+  }
+  return list;
+}
+
+ordered_json TensorsJson(const std::vector<DeclaredTensor>& tensors) {
+  ordered_json list = ordered_json::array();
+  for (const DeclaredTensor& tensor : tensors) {
+    ordered_json entry{{"name", tensor.name}, {"type", tensor.type}};
+    entry["shape"] = tensor.has_shape ? ShapeJson(tensor.shape) : ordered_json(nullptr);
+    list.push_back(std::move(entry));
+  }
+  return list;
+}
+
+ordered_json SuitabilityJson(const Suitability& suitability) {
+  ordered_json json{{"usable", suitability.fits()}};
+  if (!suitability.fits()) json["reason"] = suitability.fault;
+  return json;
+}
+
+ordered_json SegmentationJson(const NetworkReport& report) {
+  ordered_json json = SuitabilityJson(report.segmentation);
+  if (!report.segmentation.fits() || !report.head) return json;
+  json["batch"] = report.head->batch;
+  json["input_side"] = report.head->input_side;
+  json["classes"] = report.head->classes;
+  json["anchors"] = report.head->anchors;
+  json["prototypes"] = report.head->coefficients;
+  return json;
+}
+
+}  // namespace
+
+const AIEngineConfig* NetworkReport::config() const {
+  if (segmentation.fits()) return &segmentation.config;
+  if (classifier.fits()) return &classifier.config;
+  return fault.empty() ? &plain_config : nullptr;
+}
+
+std::string NetworkReport::Role() const {
+  if (segmentation.fits()) return "segmentation network";
+  if (classifier.fits()) return "classifier";
+  return "neither segmentation network nor classifier";
+}
+
+NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int threads) {
+  NetworkReport report;
+  report.path = path;
+  OpenDimensions open;
+  open.batch = static_cast<std::int64_t>(batch);
+  report.fault = FaultOf(path, [&] {
+    Network network;
+    if (ReadNetwork(path, open, network) != 0) throw SetupError("the engine cannot read it");
+    report.plain_config = std::move(network.config);
+    report.plain_config.thread_count = threads;
+    report.class_names = std::move(network.class_names);
+  });
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(path, ignored)) {  // a pipe would be waited for
+    std::ifstream file(path, std::ios::binary);
+    report.description = DescribeOnnxFile(file);
+  }
+  report.segmentation.fault = FaultOf(path, [&] {
+    Network network = ReadSegmentationNetwork(path, batch, threads);
+    report.head = ReadSegmentationHead(network.config);
+    TryRun(network.config);
+    report.segmentation.config = std::move(network.config);
+  });
+  AddBatchHint(report, batch, report.fault);
+  AddBatchHint(report, batch, report.segmentation.fault);
+  report.classifier.fault = FaultOf(path, [&] {
+    AIEngineConfig config = ReadFeceNetwork(path, threads);
+    TryRun(config);
+    report.classifier.config = std::move(config);
+  });
+  return report;
+}
+
+std::string ReportText(const NetworkReport& report) {
+  const OnnxDescription& description = report.description;
+  std::string text = Printable(report.path) + "\n";
+  if (!report.fault.empty() && description.inputs.empty()) {
+    AddLine("unusable", report.fault, text);
+    return text;
+  }
+  AddLine("producer", description.producer, text);
+  AddLine("opset", OpsetText(description), text);
+  AddTensors("input", description.inputs, text);
+  AddTensors("output", description.outputs, text);
+  AddLine("classes", Joined(report.class_names), text);
+  for (const auto& [key, value] : description.metadata) {
+    if (key != "names" || report.class_names.empty()) AddLine("metadata", key + ": " + value, text);
+  }
+  AddLine("segments",
+          report.segmentation.fits() ? "yes: " + HeadText(*report.head)
+                                     : "no: " + report.segmentation.fault,
+          text);
+  AddLine("classifies", report.classifier.fits() ? "yes" : "no: " + report.classifier.fault, text);
+  return text;
+}
+
+ordered_json ReportJson(const NetworkReport& report) {
+  const OnnxDescription& description = report.description;
+  ordered_json json{{"file", report.path}};
+  json["producer"] = description.producer;
+  json["ir_version"] = description.ir_version;
+  json["opsets"] = ordered_json(description.opsets);
+  json["metadata"] = ordered_json(description.metadata);
+  json["inputs"] = TensorsJson(description.inputs);
+  json["outputs"] = TensorsJson(description.outputs);
+  json["class_names"] = ordered_json::object();
+  for (const auto& [id, name] : report.class_names) {
+    json["class_names"][std::to_string(id)] = name;
+  }
+  json["segmentation"] = SegmentationJson(report);
+  json["classifier"] = SuitabilityJson(report.classifier);
+  json["config"] = report.config() == nullptr ? ordered_json() : ConfigJson(*report.config());
+  return json;
+}
+
+}  // namespace dirty_seg

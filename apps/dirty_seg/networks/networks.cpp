@@ -1,0 +1,128 @@
+#include "networks/networks.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <numeric>
+#include <stdexcept>
+
+#include "base/errors.h"
+#include "networks/tensor_text.h"
+
+namespace dirty_seg {
+namespace {
+
+using nuvik::alg::common::AIEngineConfig;
+using nuvik::alg::common::kAIFloat32;
+using nuvik::alg::common::Network;
+using nuvik::alg::common::OpenDimensions;
+using nuvik::alg::common::ReadNetwork;
+using Shape = std::vector<std::int64_t>;
+
+constexpr const char* kFeceInput = "input";
+constexpr const char* kFeceOutput = "output";
+constexpr std::int64_t kFeceSide = 224;
+
+[[noreturn]] void Reject(const std::string& path, const std::string& what) {
+  throw SetupError("'" + path + "': " + what);
+}
+
+Network Read(const std::string& path, const OpenDimensions& open, const std::string& role) {
+  Network network;
+  if (ReadNetwork(path, open, network) != 0) {
+    Reject(path, "cannot be used as the " + role + "; the engine's message above says why");
+  }
+  return network;
+}
+
+std::string Names(const std::map<std::string, std::int32_t>& sizes) {
+  std::string text;
+  for (const auto& [name, bytes] : sizes) text += (text.empty() ? "'" : ", '") + name + "'";
+  return text.empty() ? "none" : text;
+}
+
+std::int64_t ElementCount(const Shape& shape) {
+  return std::accumulate(shape.begin(), shape.end(), std::int64_t{1}, std::multiplies<>());
+}
+
+void CheckFeceInput(const std::string& path, const AIEngineConfig& config) {
+  if (config.input_sizes.size() != 1 || config.input_sizes.count(kFeceInput) == 0) {
+    Reject(path, "has inputs " + Names(config.input_sizes) + "; expected the one input '" +
+                     kFeceInput + "'");
+  }
+  const std::uint32_t type = config.input_types.at(kFeceInput);
+  const Shape& shape = config.input_shapes.at(kFeceInput);
+  const Shape expected{1, 3, kFeceSide, kFeceSide};
+  if (type != kAIFloat32 || shape != expected) {
+    Reject(path, std::string("input '") + kFeceInput + "' is " + TensorText(type, shape) +
+                     "; expected " + TensorText(kAIFloat32, expected));
+  }
+}
+
+void CheckFeceOutput(const std::string& path, const AIEngineConfig& config) {
+  if (config.output_sizes.count(kFeceOutput) == 0) {
+    Reject(path, "has outputs " + Names(config.output_sizes) + "; expected one named '" +
+                     kFeceOutput + "'");
+  }
+  const std::uint32_t type = config.output_types.at(kFeceOutput);
+  const Shape& shape = config.output_shapes.at(kFeceOutput);
+  if (type != kAIFloat32 || ElementCount(shape) != 2) {
+    Reject(path, std::string("output '") + kFeceOutput + "' is " + TensorText(type, shape) +
+                     "; expected two elements, " + TensorText(kAIFloat32, {1, 2}));
+  }
+}
+
+template <typename Value>
+void KeepOnly(const std::string& name, std::map<std::string, Value>& map) {
+  map = {{name, map.at(name)}};
+}
+
+}  // namespace
+
+Network ReadSegmentationNetwork(const std::string& path, std::size_t patch_count, int threads) {
+  OpenDimensions open;
+  open.batch = static_cast<std::int64_t>(patch_count);
+  Network network = Read(path, open, "segmentation network");
+  AIEngineConfig& config = network.config;
+  config.thread_count = threads;
+  if (config.input_sizes.size() != 1) {
+    Reject(path, "has inputs " + Names(config.input_sizes) + "; expected one, [N, 3, S, S]");
+  }
+  const auto& [name, shape] = *config.input_shapes.begin();
+  const std::uint32_t type = config.input_types.at(name);
+  if (type != kAIFloat32 || shape.size() != 4 || shape[1] != 3 || shape[2] != shape[3]) {
+    Reject(path, "input '" + name + "' is " + TensorText(type, shape) +
+                     "; expected float32 [N, 3, S, S]");
+  }
+  if (shape[0] < open.batch) {
+    ReadHead(path, config);  // a network of another kind needs no larger batch
+    Reject(path, "its batch of " + std::to_string(shape[0]) + " is too small for the " +
+                     std::to_string(patch_count) +
+                     " patches of the configuration; expected at most " + std::to_string(shape[0]) +
+                     (shape[0] == 1 ? " patch" : " patches"));
+  }
+  return network;
+}
+
+int InputSide(const AIEngineConfig& config) {
+  return static_cast<int>(config.input_shapes.begin()->second.back());
+}
+
+nuvik::model::SegmentationHead ReadHead(const std::string& path, const AIEngineConfig& config) try {
+  return nuvik::model::ReadSegmentationHead(config);
+} catch (const std::invalid_argument& error) {
+  Reject(path, error.what());
+}
+
+AIEngineConfig ReadFeceNetwork(const std::string& path, int threads) {
+  AIEngineConfig config = Read(path, {1, kFeceSide, kFeceSide}, "classifier").config;
+  config.thread_count = threads;
+  CheckFeceInput(path, config);
+  CheckFeceOutput(path, config);
+  KeepOnly(kFeceOutput, config.output_sizes);
+  KeepOnly(kFeceOutput, config.output_shapes);
+  KeepOnly(kFeceOutput, config.output_types);
+  return config;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,171 @@
+#include "networks/onnx_description.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <utility>
+
+#include "engine/onnx_fields.h"
+#include "engine/onnx_message.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace onnx = nuvik::alg::common::onnx;
+using nuvik::alg::common::OnnxMessage;
+
+// Class names of a thousand classes stay whole.
+constexpr std::uint64_t kMostMetadataBytes = 1U << 20U;
+
+std::string ElementName(std::int64_t code) {
+  constexpr std::array<const char*, 17> kNames{
+      "undefined", "float32", "uint8",     "int8",       "uint16",  "int16",
+      "int32",     "int64",   "string",    "bool",       "float16", "float64",
+      "uint32",    "uint64",  "complex64", "complex128", "bfloat16"};
+  if (code >= 0 && code < static_cast<std::int64_t>(kNames.size())) {
+    return kNames[static_cast<std::size_t>(code)];
+  }
+  return "ONNX element type " + std::to_string(code);
+}
+
+std::string ReadDimension(OnnxMessage message) {
+  std::string text = "?";
+  while (message.Next()) {
+    if (message.field() == onnx::dimension::kSize) text = std::to_string(message.integer());
+    if (message.field() == onnx::dimension::kName) text = message.Text();
+  }
+  return text.empty() ? "?" : text;
+}
+
+void ReadTensorType(OnnxMessage message, DeclaredTensor& declared) {
+  while (message.Next()) {
+    if (message.field() == onnx::tensor_type::kElement) {
+      declared.type = ElementName(message.integer());
+    }
+    if (message.field() != onnx::tensor_type::kShape) continue;
+    declared.has_shape = true;
+    OnnxMessage dimensions = message.message();
+    while (dimensions.Next()) {
+      if (dimensions.field() == onnx::shape::kDimension) {
+        declared.shape.push_back(ReadDimension(dimensions.message()));
+      }
+    }
+  }
+}
+
+DeclaredTensor ReadTensor(OnnxMessage message) {
+  DeclaredTensor declared;
+  declared.type = "no tensor";
+  while (message.Next()) {
+    if (message.field() == onnx::value_info::kName) declared.name = message.Text();
+    if (message.field() != onnx::value_info::kType) continue;
+    OnnxMessage kinds = message.message();
+    while (kinds.Next()) {
+      if (kinds.field() == onnx::type::kTensor) ReadTensorType(kinds.message(), declared);
+    }
+  }
+  return declared;
+}
+
+std::string ReadConstantName(OnnxMessage message) {
+  std::string name;
+  while (message.Next()) {
+    if (message.field() == onnx::tensor::kName) name = message.Text();
+  }
+  return name;
+}
+
+void ReadGraph(OnnxMessage message, OnnxDescription& description) {
+  std::set<std::string> constants;
+  while (message.Next()) {
+    switch (message.field()) {
+      case onnx::graph::kInitializer:
+        constants.insert(ReadConstantName(message.message()));
+        break;
+      case onnx::graph::kInput:
+        description.inputs.push_back(ReadTensor(message.message()));
+        break;
+      case onnx::graph::kOutput:
+        description.outputs.push_back(ReadTensor(message.message()));
+        break;
+      default:
+        break;
+    }
+  }
+  std::vector<DeclaredTensor>& inputs = description.inputs;
+  inputs.erase(std::remove_if(inputs.begin(), inputs.end(),
+                              [&constants](const DeclaredTensor& input) {
+                                return constants.count(input.name) != 0;
+                              }),
+               inputs.end());
+}
+
+void ReadOpset(OnnxMessage message, OnnxDescription& description) {
+  std::string domain;
+  std::int64_t version = 0;
+  while (message.Next()) {
+    if (message.field() == onnx::pair::kKey) domain = message.Text();
+    if (message.field() == onnx::pair::kValue) version = message.integer();
+  }
+  description.opsets[domain.empty() ? "ai.onnx" : domain] = version;
+}
+
+void ReadMetadata(OnnxMessage message, OnnxDescription& description) {
+  std::string key;
+  std::string text;
+  while (message.Next()) {
+    if (message.field() == onnx::pair::kKey) key = message.Text();
+    if (message.field() == onnx::pair::kValue) text = message.Text(kMostMetadataBytes);
+  }
+  description.metadata[key] = std::move(text);
+}
+
+}  // namespace
+
+OnnxDescription DescribeOnnxFile(std::istream& file) {
+  OnnxDescription description;
+  std::string version;
+  OnnxMessage message = OnnxMessage::Whole(file);
+  while (message.Next()) {
+    switch (message.field()) {
+      case onnx::model::kIrVersion:
+        description.ir_version = message.integer();
+        break;
+      case onnx::model::kProducer:
+        description.producer = message.Text();
+        break;
+      case onnx::model::kProducerVersion:
+        version = message.Text();
+        break;
+      case onnx::model::kGraph:
+        ReadGraph(message.message(), description);
+        break;
+      case onnx::model::kOpset:
+        ReadOpset(message.message(), description);
+        break;
+      case onnx::model::kMetadata:
+        ReadMetadata(message.message(), description);
+        break;
+      default:
+        break;
+    }
+  }
+  if (!version.empty()) description.producer += (description.producer.empty() ? "" : " ") + version;
+  return description;
+}
+
+bool HasOpenBatch(const OnnxDescription& description) {
+  if (description.inputs.empty() || description.inputs[0].shape.empty()) return false;
+  return description.inputs[0].shape[0].find_first_not_of("0123456789") != std::string::npos;
+}
+
+std::string DeclarationText(const DeclaredTensor& declared) {
+  if (!declared.has_shape) return declared.type + " of unknown rank";
+  std::string text;
+  for (const std::string& dimension : declared.shape) {
+    text += (text.empty() ? "" : ", ") + dimension;
+  }
+  return declared.type + " [" + text + "]";
+}
+
+}  // namespace dirty_seg

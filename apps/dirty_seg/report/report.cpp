@@ -1,0 +1,174 @@
+#include "report/report.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <random>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/base64.h"
+#include "base/errors.h"
+#include "console/interruption.h"
+#include "files/output_file.h"
+#include "report/embedded_files.h"
+#include "report/html.h"
+#include "report/report_data.h"
+#include "report/report_pictures.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<const char*, 2> kStyles{"uplot.css", "report.css"};
+constexpr std::array<const char*, 12> kScripts{
+    "uplot.js",   "table-core.js", "base.js",  "masks.js",    "pan.js",   "viewer.js",
+    "filters.js", "cards.js",      "times.js", "verdicts.js", "table.js", "main.js"};
+
+// The page runs and styles itself with what carries this word alone. The results were written
+// before it was drawn, so nothing in them can have it.
+std::string DrawNonce() {
+  std::random_device device;
+  std::vector<unsigned char> bytes(16);
+  for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(device());
+  return Base64(bytes);
+}
+
+std::string TitleOf(const Results& results, const ReportOptions& options) {
+  if (!options.title.empty()) return options.title;
+  const fs::path folder = fs::absolute(results.file).parent_path().lexically_normal();
+  const fs::path name = folder.has_filename() ? folder.filename() : folder.parent_path().filename();
+  return "Results of " + name.string();
+}
+
+// Fills the places of page.html, marked {{name}}, one after the other.
+class PageWriter {
+ public:
+  PageWriter(const Results& results, const ReportOptions& options, std::ostream& out,
+             Progress* progress)
+      : results_(results),
+        options_(options),
+        out_(out),
+        progress_(progress),
+        data_(results, ReadRunFacts(results.folder)),
+        nonce_(DrawNonce()),
+        title_(EscapeHtml(TitleOf(results, options))) {}
+
+  /// Returns the number of pictures.
+  std::size_t Write() {
+    const std::map<std::string_view, std::function<void()>> places{
+        {"nonce", [this] { out_ << nonce_; }},
+        {"title", [this] { out_ << title_; }},
+        {"version", [this] { out_ << EscapeHtml(options_.version); }},
+        {"styles", [this] { WriteFiles(kStyles, "style"); }},
+        {"pictures", [this] { WritePictures(); }},
+        {"data", [this] { WriteData(); }},
+        {"scripts", [this] { WriteFiles(kScripts, "script"); }},
+    };
+    std::string_view rest = EmbeddedFile("page.html");
+    for (std::size_t begin = 0; (begin = rest.find("{{")) != std::string_view::npos;) {
+      const std::size_t end = rest.find("}}", begin);
+      const std::string_view name = rest.substr(begin + 2, end - begin - 2);
+      out_ << rest.substr(0, begin);
+      if (const auto place = places.find(name); place != places.end()) {
+        place->second();
+      } else {
+        out_ << EscapeHtml(std::string(EmbeddedFile(name)));
+      }
+      rest.remove_prefix(end + 2);
+    }
+    out_ << rest;
+    return pictures_;
+  }
+
+ private:
+  template <std::size_t count>
+  void WriteFiles(const std::array<const char*, count>& names, const char* element) {
+    for (const char* name : names) {
+      out_ << "<" << element << " nonce=\"" << nonce_ << "\">" << EmbeddedFile(name) << "</"
+           << element << ">\n";
+    }
+  }
+
+  void WritePictures() {
+    PictureLoader loader(results_.folder);
+    const std::vector<std::size_t> chosen = ChooseFrames(results_.frames, options_.max_frames);
+    for (std::size_t i = 0; i < chosen.size() && out_; ++i) {
+      ThrowIfInterrupted();
+      WriteFrame(chosen[i], loader);
+      if (progress_ == nullptr) continue;
+      progress_->Update(static_cast<std::int64_t>(i + 1), static_cast<std::int64_t>(chosen.size()));
+    }
+  }
+
+  void WriteFrame(std::size_t index, PictureLoader& loader) {
+    const StoredFrame& frame = results_.frames[index];
+    const FramePicture picture = loader.Load(frame);
+    data_.SetPicture(index, picture);
+    if (picture.origin == PictureOrigin::kNone) return;
+    ++pictures_;
+    const std::string number = std::to_string(index);
+    WritePicture("thumb-" + number, EncodeThumbnail(picture.pixels));
+    WritePicture("picture-" + number, EncodePicture(picture.pixels, options_.max_width));
+    for (const StoredCandidate& candidate : frame.candidates) {
+      if (candidate.verdict != "rejected") continue;
+      WritePicture(
+          "crop-" + number + "-" + std::to_string(candidate.detection),
+          EncodeCrop(picture.pixels, BoxInPicture(frame.detections[candidate.detection], frame)));
+    }
+  }
+
+  // As text that the browser does not look into until it is asked for.
+  void WritePicture(const std::string& id, const std::string& base64) {
+    if (base64.empty()) return;
+    out_ << R"(<script type="text/plain" id=")" << id << R"(">)" << base64 << "</script>\n";
+  }
+
+  void WriteData() {
+    out_ << R"(<script type="application/json" id="data">)"
+         << JsonForScript(data_.ToJson(options_.max_frames)) << "</script>";
+  }
+
+  const Results& results_;
+  const ReportOptions& options_;
+  std::ostream& out_;
+  Progress* progress_;
+  ReportData data_;
+  std::string nonce_;
+  std::string title_;
+  std::size_t pictures_ = 0;
+};
+
+[[noreturn]] void RejectOutput(const std::string& path) {
+  const int error = errno;
+  throw OutputError("'" + path + "' cannot be written" +
+                    (error == 0 ? "" : std::string(": ") + std::strerror(error)));
+}
+
+}  // namespace
+
+ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
+                          const std::string& path, Progress* progress) {
+  ReportOutcome outcome;
+  outcome.frames = results.frames.size();
+  WholeFile page(path);
+  errno = 0;
+  std::ofstream file(page.part(), std::ios::binary);
+  outcome.pictures = PageWriter(results, options, file, progress).Write();
+  ThrowIfInterrupted();
+  outcome.bytes = static_cast<std::size_t>(file.tellp());
+  file.close();
+  if (!file) RejectOutput(path);
+  page.Keep();
+  return outcome;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,402 @@
+#include "report/report_data.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "base/base64.h"
+#include "base/percentiles.h"
+#include "console/messages.h"
+#include "drawing/overlay.h"
+#include "geometry/letterbox.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::ordered_json;
+
+// Stages in the order of a frame's way. Others that a line tells come behind, by name.
+constexpr std::array<const char*, 7> kStages{"read",    "preprocess", "inference", "postprocess",
+                                             "convert", "total",      "write"};
+
+// Numbers of the page are read by people: digits beyond these only make it larger.
+double Rounded(double value, double steps) { return std::round(value * steps) / steps; }
+
+std::string Count(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string ColourText(const cv::Scalar& bgr) {
+  std::array<char, 8> text{};
+  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", static_cast<unsigned>(bgr[2]) & 0xffU,
+                static_cast<unsigned>(bgr[1]) & 0xffU, static_cast<unsigned>(bgr[0]) & 0xffU);
+  return text.data();
+}
+
+template <typename T>
+void Take(const nlohmann::json::object_t& json, const char* key, T& value) {
+  const auto entry = json.find(key);
+  if (entry != json.end() && !entry->second.is_null()) value = entry->second.get<T>();
+}
+
+const char* OriginText(PictureOrigin origin) {
+  return origin == PictureOrigin::kSource ? "source" : "overlay";
+}
+
+ordered_json CandidatesToJson(const std::vector<StoredCandidate>& candidates) {
+  ordered_json json = ordered_json::array();
+  for (const StoredCandidate& candidate : candidates) {
+    ordered_json& entry = json.emplace_back();
+    entry["detection"] = candidate.detection;
+    entry["verdict"] = candidate.verdict;
+    if (candidate.score) entry["score"] = Rounded(*candidate.score, 1e4);
+  }
+  return json;
+}
+
+// Never onto a whole number from beside it: the box touches the same pixels as before.
+double RoundedEdge(double edge) {
+  const double rounded = Rounded(edge, 10.0);
+  if (rounded == edge || rounded != std::floor(rounded)) return rounded;
+  return rounded + (edge > rounded ? 0.1 : -0.1);
+}
+
+void AddDetections(const StoredFrame& frame, ordered_json& json) {
+  ordered_json boxes = ordered_json::array();
+  ordered_json scores = ordered_json::array();
+  for (const Detection& detection : frame.detections) {
+    ordered_json& box = boxes.emplace_back();
+    for (const float edge : BoxInPicture(detection, frame)) {
+      box.push_back(RoundedEdge(static_cast<double>(edge)));
+    }
+    scores.push_back(Rounded(static_cast<double>(detection.score), 1e4));
+  }
+  json["boxes"] = std::move(boxes);
+  json["scores"] = std::move(scores);
+}
+
+ordered_json TimesToJson(const StoredFrame& frame, const std::vector<std::string>& stages) {
+  ordered_json json = ordered_json::array();
+  for (const std::string& stage : stages) {
+    const auto time = frame.timing_ms.find(stage);
+    if (!frame.success || time == frame.timing_ms.end()) {
+      json.push_back(nullptr);
+    } else {
+      json.push_back(time->second);
+    }
+  }
+  return json;
+}
+
+void AddNote(const std::string& text, bool is_warning, ordered_json& notes) {
+  notes.push_back({{"text", text}, {"is_warning", is_warning}});
+}
+
+}  // namespace
+
+std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
+  const std::string path = (fs::path(folder) / "summary.json").string();
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open()) return std::nullopt;
+  try {
+    const auto json = nlohmann::json::parse(file).get<nlohmann::json::object_t>();
+    RunFacts facts;
+    Take(json, "interrupted", facts.interrupted);
+    Take(json, "inputs", facts.inputs);
+    Take(json, "failed", facts.failed_inputs);
+    Take(json, "program", facts.program);
+    Take(json, "model", facts.model);
+    Take(json, "config", facts.config);
+    Take(json, "fece_model", facts.fece_model);
+    Take(json, "write_error", facts.write_error);
+    std::vector<nlohmann::json> failures;
+    Take(json, "failures", failures);
+    for (const nlohmann::json& failure : failures) {
+      const auto bytes = BytesOfBase64(failure.value("source_bytes", ""));
+      const bool has_bytes = bytes && !bytes->empty();
+      facts.failures.emplace_back(has_bytes ? *bytes : failure.at("source").get<std::string>(),
+                                  failure.at("cause").get<std::string>());
+    }
+    return facts;
+  } catch (const nlohmann::json::exception& error) {
+    TellWarning("'" + path +
+                "' is no summary that 'dirty_seg detect' wrote, and is left out: " + error.what());
+    return std::nullopt;
+  }
+}
+
+std::vector<std::size_t> ChooseFrames(const std::vector<StoredFrame>& frames, std::size_t most) {
+  std::vector<std::size_t> whole;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    if (frames[i].success) whole.push_back(i);
+  }
+  if (whole.size() <= most) return whole;
+  std::vector<std::size_t> chosen(most);
+  for (std::size_t i = 0; i < most; ++i) chosen[i] = whole[i * whole.size() / most];
+  return chosen;
+}
+
+ReportData::ReportData(const Results& results, std::optional<RunFacts> facts)
+    : results_(results),
+      facts_(std::move(facts)),
+      has_classifier_(HasClassifier()),
+      kinds_(FindKinds()),
+      labels_(MakeLabels()) {}
+
+void ReportData::SetPicture(std::size_t index, const FramePicture& picture) {
+  pictures_[index] = {picture.origin, picture.pixels.size()};
+}
+
+ordered_json ReportData::ToJson(std::size_t max_frames) const {
+  const std::vector<std::string> stages = Stages();
+  ordered_json json;
+  json["facts"] = FactsToJson();
+  json["notes"] = NotesToJson(max_frames);
+  json["has_classifier"] = has_classifier_;
+  json["labels"] = LabelsToJson();
+  json["stages"] = stages;
+  json["timing"] = TimingToJson(stages);
+  json["frames"] = ordered_json::array();
+  for (std::size_t i = 0; i < results_.frames.size(); ++i) {
+    json["frames"].push_back(FrameToJson(i, stages));
+  }
+  return json;
+}
+
+bool ReportData::HasClassifier() const {
+  if (facts_ && !facts_->fece_model.empty()) return true;
+  // Results without candidates tell it by the name that only a confirmation gives.
+  const auto tells = [](const StoredFrame& frame) {
+    const auto name = frame.label_names.find(kFaecesLabel);
+    return !frame.candidates.empty() || !frame.confirmed.empty() ||
+           (name != frame.label_names.end() && name->second == kFaecesName);
+  };
+  return std::any_of(results_.frames.begin(), results_.frames.end(), tells);
+}
+
+std::vector<std::string> ReportData::Stages() const {
+  std::set<std::string> told;
+  for (const StoredFrame& frame : results_.frames) {
+    for (const auto& [stage, time] : frame.timing_ms) told.insert(stage);
+  }
+  std::vector<std::string> stages;
+  for (const char* stage : kStages) {
+    if (told.erase(stage) != 0) stages.emplace_back(stage);
+  }
+  stages.insert(stages.end(), told.begin(), told.end());
+  return stages;
+}
+
+// Where a line does not tell what was confirmed, as in older results, label 19 says it.
+std::vector<Kind> ReportData::KindsOf(const StoredFrame& frame) const {
+  std::vector<Kind> kinds;
+  for (std::size_t i = 0; i < frame.detections.size(); ++i) {
+    const int label = frame.detections[i].label;
+    kinds.push_back({label, frame.confirmed.empty() ? has_classifier_ && label == kFaecesLabel
+                                                    : frame.confirmed[i]});
+  }
+  return kinds;
+}
+
+std::set<Kind> ReportData::FindKinds() const {
+  std::set<Kind> kinds;
+  for (const StoredFrame& frame : results_.frames) {
+    for (const Kind& kind : KindsOf(frame)) kinds.insert(kind);
+  }
+  return kinds;
+}
+
+Labels ReportData::MakeLabels() const {
+  std::map<std::int32_t, std::string> names;
+  for (const StoredFrame& frame : results_.frames) {
+    names.insert(frame.label_names.begin(), frame.label_names.end());
+  }
+  if (kinds_.count({kFaecesLabel, false}) != 0) {
+    return {std::move(names), has_classifier_, std::int64_t{kinds_.rbegin()->label} + 1};
+  }
+  names.erase(kFaecesLabel);  // nothing is called by the network's own name of it
+  return {std::move(names), has_classifier_};
+}
+
+ordered_json ReportData::LabelsToJson() const {
+  ordered_json json = ordered_json::object();
+  for (const Kind& kind : kinds_) {
+    const std::int64_t id = labels_.IdOf(kind);
+    ordered_json& entry = json[std::to_string(id)];
+    entry["name"] = labels_.Text(kind);
+    entry["colour"] = ColourText(LabelColour(kind.label, kind.is_confirmed));
+    if (id != kind.label) entry["mask"] = kind.label;
+  }
+  return json;
+}
+
+ordered_json ReportData::FrameToJson(std::size_t index,
+                                     const std::vector<std::string>& stages) const {
+  const StoredFrame& frame = results_.frames[index];
+  const auto picture = pictures_.find(index);
+  const bool is_chosen = picture != pictures_.end();
+  ordered_json json;
+  json["source"] = frame.source;
+  json["frame"] = frame.frame;
+  json["ok"] = frame.success;
+  json["message"] = frame.message;
+  cv::Size size = frame.image_size.value_or(
+      cv::Size(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight));
+  if (is_chosen && picture->second.origin != PictureOrigin::kNone) {
+    size = picture->second.size;
+    json["picture"] = OriginText(picture->second.origin);
+  } else if (is_chosen) {
+    json["without"] = "its picture could not be read";
+  }
+  json["size"] = {size.width, size.height};
+  AddDetections(frame, json);
+  json["labels"] = ordered_json::array();
+  for (const Kind& kind : KindsOf(frame)) json["labels"].push_back(labels_.IdOf(kind));
+  json["times"] = TimesToJson(frame, stages);
+  json["candidates"] = CandidatesToJson(frame.candidates);
+  if (!frame.non_finite.empty()) json["non_finite"] = frame.non_finite;
+  json["masks"] = is_chosen ? MasksToJson(frame) : ordered_json::object();
+  return json;
+}
+
+ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
+  ordered_json json = ordered_json::object();
+  for (const auto& [label, mask] : frame.masks) {
+    const cv::Mat decoded = DecodeMask(results_, frame, label);  // so that the page can rely on it
+    const bool is_fitted = frame.fit && !frame.fit->IsWholeFrame();
+    const RunLengths run_lengths =
+        is_fitted ? EncodeRunLengths(MaskInPicture(decoded, *frame.fit)) : mask.run_lengths;
+    json[std::to_string(label)] = {{"size", {run_lengths.height, run_lengths.width}},
+                                   {"counts", run_lengths.counts}};
+  }
+  return json;
+}
+
+ordered_json ReportData::TimingToJson(const std::vector<std::string>& stages) const {
+  ordered_json json = ordered_json::object();
+  for (const std::string& stage : stages) {
+    std::vector<double> times;
+    std::size_t worst = 0;
+    double greatest = -HUGE_VAL;
+    for (std::size_t i = 0; i < results_.frames.size(); ++i) {
+      const StoredFrame& frame = results_.frames[i];
+      const auto time = frame.timing_ms.find(stage);
+      if (!frame.success || time == frame.timing_ms.end()) continue;
+      times.push_back(time->second);
+      if (time->second > greatest) worst = i;
+      greatest = std::max(greatest, time->second);
+    }
+    const Distribution all = Summarise(std::move(times));
+    json[stage] = {{"mean", all.mean}, {"p50", all.p50},     {"p95", all.p95},
+                   {"p99", all.p99},   {"worst", all.worst}, {"worst_frame", worst}};
+  }
+  return json;
+}
+
+ordered_json ReportData::FactsToJson() const {
+  ordered_json json = ordered_json::array();
+  if (!facts_) return json;
+  const auto add = [&json](const std::string& what, const std::string& value) {
+    if (!value.empty()) json.push_back(what + fs::path(value).filename().string());
+  };
+  add("network ", facts_->model);
+  add("configuration ", facts_->config);
+  add("classifier ", facts_->fece_model);
+  if (!facts_->program.empty()) json.push_back("found by " + facts_->program);
+  return json;
+}
+
+ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
+  ordered_json notes = ordered_json::array();
+  const std::vector<StoredFrame>& frames = results_.frames;
+  const auto whole = static_cast<std::size_t>(std::count_if(
+      frames.begin(), frames.end(), [](const StoredFrame& frame) { return frame.success; }));
+  if (frames.empty()) AddNote("The results have no frame.", true, notes);
+  if (!facts_) {
+    AddNote("There is no whole summary.json: whether the run came to its end is not known.", false,
+            notes);
+  } else if (facts_->interrupted) {
+    AddNote("The run was interrupted. This is what it had done by then: " +
+                Count(frames.size(), "frame") + ".",
+            true, notes);
+  }
+  if (facts_ && !facts_->write_error.empty()) {
+    AddNote("The run ended early, or without all its files: " + facts_->write_error + ".", true,
+            notes);
+  }
+  if (results_.ends_unfinished) {
+    AddNote(
+        "The last line of the results ends in the middle, as a run that is killed leaves it. "
+        "Its frame is left out.",
+        true, notes);
+  }
+  if (whole < frames.size()) {
+    AddNote(Count(frames.size() - whole, "frame") + " of " + std::to_string(frames.size()) +
+                " failed; they are listed under 'Failed'.",
+            true, notes);
+  }
+  if (facts_ && facts_->failed_inputs > frames.size() - whole) {
+    AddNote(Count(facts_->failed_inputs, "input") + " of " + std::to_string(facts_->inputs) +
+                " failed. These left nothing in the results" + UnreadInputsText() + ".",
+            true, notes);
+  }
+  const auto non_finite = static_cast<std::size_t>(
+      std::count_if(frames.begin(), frames.end(),
+                    [](const StoredFrame& frame) { return !frame.non_finite.empty(); }));
+  if (non_finite > 0) {
+    AddNote("In " + Count(non_finite, "frame") + " of " + std::to_string(frames.size()) +
+                " the network gave numbers that are not finite. They are left out, so dirt may be "
+                "missed there: nothing found is no sign of a clean floor.",
+            true, notes);
+  }
+  if (whole > max_frames) {
+    AddNote("The page has pictures and masks of " + Count(max_frames, "frame") + " of " +
+                std::to_string(whole) +
+                ", evenly spread, so that it opens quickly; --max-frames sets how many. All "
+                "numbers are of all frames.",
+            false, notes);
+  }
+  if (const std::size_t overlays = CountPictures(PictureOrigin::kOverlay); overlays > 0) {
+    AddNote("The source of " + Count(overlays, "picture") +
+                " is gone or has changed: the overlay of the results stands in its place, whose "
+                "boxes and masks are burned in and do not follow the switches.",
+            true, notes);
+  }
+  if (const std::size_t missing = CountPictures(PictureOrigin::kNone); missing > 0) {
+    AddNote(Count(missing, "picture") +
+                " could not be read: neither the source, as the results name it, nor an overlay.",
+            true, notes);
+  }
+  return notes;
+}
+
+// Those that failed and have no frame that did, as far as there is room.
+std::string ReportData::UnreadInputsText() const {
+  constexpr std::size_t kMostNamed = 20;
+  std::set<std::string> told;
+  for (const StoredFrame& frame : results_.frames) {
+    if (!frame.success) told.insert(frame.source);
+  }
+  std::string text;
+  std::size_t count = 0;
+  for (const auto& [source, cause] : facts_->failures) {
+    if (!told.insert(source).second || ++count > kMostNamed) continue;
+    text += (text.empty() ? ": '" : "; '") + source + "' (" + cause + ")";
+  }
+  if (count <= kMostNamed) return text;
+  return text + "; and " + std::to_string(count - kMostNamed) + " more, in summary.json";
+}
+
+std::size_t ReportData::CountPictures(PictureOrigin origin) const {
+  return static_cast<std::size_t>(
+      std::count_if(pictures_.begin(), pictures_.end(),
+                    [origin](const auto& entry) { return entry.second.origin == origin; }));
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,51 @@
+// The pictures of a report's page.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <opencv2/core.hpp>
+#include <opencv2/videoio.hpp>
+#include <string>
+#include <utility>
+
+#include "results/results_reader.h"
+
+namespace dirty_seg {
+
+enum class PictureOrigin { kNone, kSource, kOverlay };
+
+struct FramePicture {
+  PictureOrigin origin = PictureOrigin::kNone;
+  cv::Mat pixels;  // CV_8UC3
+};
+
+/// Finds the pictures that results are of. Quickest for a video's frames in their order.
+class PictureLoader {
+ public:
+  /// `folder` is that of the results.
+  explicit PictureLoader(std::string folder) : folder_(std::move(folder)) {}
+
+  /// The frame's source, a picture or a video's frame, or where that cannot be read or has another
+  /// size by now, the overlay among the results.
+  FramePicture Load(const StoredFrame& frame);
+
+ private:
+  cv::Mat ReadSource(const StoredFrame& frame);
+  cv::Mat ReadVideo(const std::string& path, std::int64_t number);
+
+  std::string folder_;
+  cv::VideoCapture video_;
+  std::string video_path_;
+  std::int64_t next_frame_ = 0;  // of the video
+};
+
+/// `picture`, made smaller where it is wider than `max_width`, as JPEG in Base64.
+std::string EncodePicture(const cv::Mat& picture, int max_width);
+
+/// The small picture by which a frame is found.
+std::string EncodeThumbnail(const cv::Mat& picture);
+
+/// What is in `box` (x1, y1, x2, y2) and a little around it; empty where the box lies outside.
+std::string EncodeCrop(const cv::Mat& picture, const std::array<float, 4>& box);
+
+}  // namespace dirty_seg

@@ -1,0 +1,425 @@
+#include "results/results_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "base/base64.h"
+#include "base/errors.h"
+#include "console/interruption.h"
+#include "console/messages.h"
+#include "geometry/letterbox.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr std::int64_t kSchemaVersion = 1;
+// Of a mask: no camera has more, and a hostile file must not ask for all of the memory.
+constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
+constexpr std::size_t kMostText = 40;  // of a value in a message
+constexpr int kMostDepth = 16;
+constexpr std::array<const char*, 4> kVerdicts{"confirmed", "rejected", "not_checked", "failed"};
+
+std::string Place(const std::string& file, std::size_t line) {
+  return "'" + file + "' line " + std::to_string(line) + ": ";
+}
+
+std::string Text(const json& value) {
+  std::string text = value.dump(-1, ' ', false, json::error_handler_t::replace);
+  if (text.size() > kMostText) text = text.substr(0, kMostText) + "...";
+  return text;
+}
+
+std::string Item(const std::string& key, std::size_t i) {
+  return key + "[" + std::to_string(i) + "]";
+}
+
+// Takes the values out of one line. `key` is where a value stands, for the message.
+class LineReader {
+ public:
+  LineReader(const std::string& file, std::size_t line) : file_(file), line_(line) {}
+
+  StoredFrame Read(const std::string& text) const {
+    const json root = Parse(text);
+    StoredFrame frame;
+    frame.line = line_;
+    CheckVersion(root);
+    frame.source = Source(root);
+    if (const json* number = Find(root, "frame")) frame.frame = Number(*number, "frame");
+    if (const json* success = Find(root, "success")) frame.success = Bool(*success, "success");
+    frame.message = OptionalString(root, "message");
+    frame.detections = Detections(root);
+    if (const json* confirmed = Find(root, "confirmed")) {
+      frame.confirmed = Bools(*confirmed, "confirmed", frame.detections.size());
+    }
+    if (const json* counts = Find(root, "mask_pixel_counts")) {
+      frame.mask_pixel_counts = Floats(*counts, "mask_pixel_counts");
+    }
+    if (const json* masks = Find(root, "label_masks")) frame.masks = Masks(*masks);
+    if (const json* names = Find(root, "label_names")) frame.label_names = Names(*names);
+    if (const json* candidates = Find(root, "fece_candidates")) {
+      frame.candidates = Candidates(*candidates, frame.detections.size());
+    }
+    if (const json* counts = Find(root, "non_finite")) frame.non_finite = NonFinite(*counts);
+    if (Find(root, "fece_candidates") != nullptr && Find(root, "confirmed") == nullptr) {
+      frame.confirmed = ConfirmedOf(frame);
+    }
+    if (const json* times = Find(root, "timing_ms")) frame.timing_ms = Times(*times);
+    if (const json* size = Find(root, "image_size")) frame.image_size = Size(*size, "image_size");
+    if (const json* fit = Find(root, "fit")) frame.fit = Fit(*fit, frame);
+    frame.overlay = OptionalString(root, "overlay");
+    return frame;
+  }
+
+ private:
+  [[noreturn]] void Reject(const std::string& what) const {
+    throw SetupError(Place(file_, line_) + what);
+  }
+
+  [[noreturn]] void Reject(const std::string& key, const json& found, const char* expected) const {
+    Reject(key + " is " + Text(found) + "; expected " + expected);
+  }
+
+  json Parse(const std::string& text) const {
+    // A message writes a value out by recursion, so its depth is bounded.
+    const auto check_depth = [this](int depth, json::parse_event_t, const json&) {
+      if (depth > kMostDepth) Reject("has more than " + std::to_string(kMostDepth) + " levels");
+      return true;
+    };
+    json root;
+    try {
+      root = json::parse(text, check_depth);
+    } catch (const json::parse_error& error) {
+      Reject("is no valid JSON near character " + std::to_string(error.byte) +
+             "; expected one object a line");
+    } catch (const json::out_of_range&) {
+      Reject("has a number that is too large");
+    }
+    if (!root.is_object()) Reject("is " + Text(root) + "; expected one object a line");
+    return root;
+  }
+
+  // Null when the key is missing.
+  static const json* Find(const json& object, const char* key) {
+    const auto entry = object.find(key);
+    return entry == object.end() ? nullptr : &*entry;
+  }
+
+  const json& Required(const json& object, const char* key, const std::string& parent = "") const {
+    const json* value = Find(object, key);
+    if (value == nullptr) Reject(parent + key + " is missing");
+    return *value;
+  }
+
+  void CheckVersion(const json& root) const {
+    const json* version = Find(root, "schema_version");
+    if (version == nullptr || Number(*version, "schema_version") <= kSchemaVersion) return;
+    Reject("schema_version is " + Text(*version) + "; this program reads up to " +
+           std::to_string(kSchemaVersion));
+  }
+
+  std::string String(const json& value, const std::string& key) const {
+    if (!value.is_string()) Reject(key, value, "a text");
+    return value.get<std::string>();
+  }
+
+  std::string OptionalString(const json& object, const char* key,
+                             const std::string& parent = "") const {
+    const json* value = Find(object, key);
+    return value == nullptr ? "" : String(*value, parent + key);
+  }
+
+  // As the bytes have it where the text has lost some.
+  std::string Source(const json& root) const {
+    std::string text = String(Required(root, "source"), "source");
+    const json* coded = Find(root, "source_bytes");
+    if (coded == nullptr) return text;
+    const std::optional<std::string> bytes = BytesOfBase64(String(*coded, "source_bytes"));
+    if (!bytes) Reject("source_bytes", *coded, "Base64");
+    return *bytes;
+  }
+
+  bool Bool(const json& value, const std::string& key) const {
+    if (!value.is_boolean()) Reject(key, value, "true or false");
+    return value.get<bool>();
+  }
+
+  // A whole number from 0.
+  std::int64_t Number(const json& value, const std::string& key) const {
+    if (!value.is_number_unsigned() ||
+        value.get<std::uint64_t>() > std::uint64_t{std::numeric_limits<std::int64_t>::max()}) {
+      Reject(key, value, "a whole number from 0");
+    }
+    return value.get<std::int64_t>();
+  }
+
+  double Double(const json& value, const std::string& key) const {
+    if (!value.is_number()) Reject(key, value, "a number");
+    return value.get<double>();
+  }
+
+  float Float(const json& value, const std::string& key) const {
+    const double number = Double(value, key);
+    if (std::abs(number) > double{std::numeric_limits<float>::max()}) {
+      Reject(key, value, "a number that 32 bits hold");
+    }
+    return static_cast<float>(number);
+  }
+
+  // JSON has no word for what is no number.
+  float Score(const json& value, const std::string& key) const {
+    return value.is_null() ? std::numeric_limits<float>::quiet_NaN() : Float(value, key);
+  }
+
+  int Label(const json& value, const std::string& key) const {
+    constexpr std::int64_t kMost = std::numeric_limits<int>::max();
+    constexpr std::int64_t kLeast = std::numeric_limits<int>::min();
+    const bool is_whole = value.is_number_integer();
+    const bool is_huge = value.is_number_unsigned() && value.get<std::uint64_t>() > kMost;
+    if (!is_whole || is_huge || value.get<std::int64_t>() < kLeast) {
+      Reject(key, value, "a class id");
+    }
+    return value.get<int>();
+  }
+
+  const json& Array(const json& value, const std::string& key) const {
+    if (!value.is_array()) Reject(key, value, "a list");
+    return value;
+  }
+
+  const json& Object(const json& value, const std::string& key) const {
+    if (!value.is_object()) Reject(key, value, "an object");
+    return value;
+  }
+
+  std::vector<float> Floats(const json& value, const std::string& key) const {
+    std::vector<float> numbers;
+    for (const json& item : Array(value, key)) {
+      numbers.push_back(Float(item, Item(key, numbers.size())));
+    }
+    return numbers;
+  }
+
+  std::vector<bool> Bools(const json& value, const std::string& key, std::size_t count) const {
+    std::vector<bool> values;
+    for (const json& item : Array(value, key)) {
+      values.push_back(Bool(item, Item(key, values.size())));
+    }
+    if (values.size() != count) {
+      Reject(key + " has " + std::to_string(values.size()) + " entries and labels " +
+             std::to_string(count) + "; expected as many of each");
+    }
+    return values;
+  }
+
+  std::vector<Detection> Detections(const json& root) const {
+    const json& boxes = Array(Required(root, "bboxes"), "bboxes");
+    const json& scores = Array(Required(root, "scores"), "scores");
+    const json& labels = Array(Required(root, "labels"), "labels");
+    if (boxes.size() != scores.size() || boxes.size() != labels.size()) {
+      Reject(std::to_string(boxes.size()) + " bboxes, " + std::to_string(scores.size()) +
+             " scores and " + std::to_string(labels.size()) + " labels; expected as many of each");
+    }
+    std::vector<Detection> detections(boxes.size());
+    for (std::size_t i = 0; i < detections.size(); ++i) {
+      const std::vector<float> box = Floats(boxes[i], Item("bboxes", i));
+      Detection& detection = detections[i];
+      if (box.size() != detection.box.size()) {
+        Reject(Item("bboxes", i), boxes[i], "[x1, y1, x2, y2]");
+      }
+      std::copy(box.begin(), box.end(), detection.box.begin());
+      detection.score = Score(scores[i], Item("scores", i));
+      detection.label = Label(labels[i], Item("labels", i));
+    }
+    return detections;
+  }
+
+  // A label as the key of an object.
+  int LabelKey(const std::string& text, const std::string& key) const {
+    const json number = json::parse(text, nullptr, false);
+    return Label(number.is_number_integer() ? number : json(text), "a key of " + key);
+  }
+
+  std::map<int, StoredMask> Masks(const json& value) const {
+    std::map<int, StoredMask> masks;
+    for (const auto& [text, entry] : Object(value, "label_masks").items()) {
+      const std::string key = "label_masks." + text;
+      StoredMask& mask = masks[LabelKey(text, "label_masks")];
+      mask.file = OptionalString(Object(entry, key), "file", key + ".");
+      const json* pixels = Find(entry, "pixels");
+      if (pixels != nullptr) mask.pixels = Number(*pixels, key + ".pixels");
+      const json& rle = Object(Required(entry, "rle", key + "."), key + ".rle");
+      const cv::Size size = Size(Required(rle, "size", key + ".rle."), key + ".rle.size");
+      mask.run_lengths = {size.height, size.width,
+                          String(Required(rle, "counts", key + ".rle."), key + ".rle.counts")};
+    }
+    return masks;
+  }
+
+  // [height, width].
+  cv::Size Size(const json& value, const std::string& key) const {
+    const char* expected = "[height, width], at most 2^28 pixels";
+    if (Array(value, key).size() != 2) Reject(key, value, expected);
+    const std::int64_t height = Number(value[0], Item(key, 0));
+    const std::int64_t width = Number(value[1], Item(key, 1));
+    if (height > kMostPixels || width > kMostPixels || height * width > kMostPixels) {
+      Reject(key, value, expected);
+    }
+    return {static_cast<int>(width), static_cast<int>(height)};
+  }
+
+  // Lines from before the key tell it by the verdicts.
+  static std::vector<bool> ConfirmedOf(const StoredFrame& frame) {
+    std::vector<bool> confirmed(frame.detections.size());
+    for (const StoredCandidate& candidate : frame.candidates) {
+      if (candidate.verdict == "confirmed") confirmed[candidate.detection] = true;
+    }
+    return confirmed;
+  }
+
+  FrameFit Fit(const json& value, const StoredFrame& frame) const {
+    const cv::Size whole(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
+    if (!frame.image_size || frame.image_size->empty()) {
+      Reject("fit stands without the picture's image_size");
+    }
+    const json& size = Required(Object(value, "fit"), "size", "fit.");
+    const cv::Size placed = Size(size, "fit.size");
+    if (placed.empty() || placed.width > whole.width || placed.height > whole.height) {
+      Reject("fit.size", size, "[height, width] from [1, 1] to [1080, 1920]");
+    }
+    for (const auto& [label, mask] : frame.masks) {
+      const cv::Size mask_size(mask.run_lengths.width, mask.run_lengths.height);
+      if (mask_size == whole) continue;
+      Reject("label_masks." + std::to_string(label) + ".rle.size is not [1080, 1920], the frame's");
+    }
+    const double scale = Double(Required(value, "scale", "fit."), "fit.scale");
+    return {*frame.image_size, placed, scale};
+  }
+
+  std::map<int, std::string> Names(const json& value) const {
+    std::map<int, std::string> names;
+    for (const auto& [text, name] : Object(value, "label_names").items()) {
+      names[LabelKey(text, "label_names")] = String(name, "label_names." + text);
+    }
+    return names;
+  }
+
+  std::vector<StoredCandidate> Candidates(const json& value, std::size_t count) const {
+    std::vector<StoredCandidate> candidates;
+    for (const json& entry : Array(value, "fece_candidates")) {
+      const std::string key = Item("fece_candidates", candidates.size());
+      Object(entry, key);
+      StoredCandidate candidate;
+      const json& index = Required(entry, "detection", key + ".");
+      candidate.detection = static_cast<std::size_t>(Number(index, key + ".detection"));
+      if (candidate.detection >= count) {
+        Reject(key + ".detection", index, "the index of one of bboxes");
+      }
+      candidate.verdict = Verdict(Required(entry, "verdict", key + "."), key + ".verdict");
+      const json* score = Find(entry, "score");
+      if (score != nullptr && !score->is_null()) candidate.score = Double(*score, key + ".score");
+      candidates.push_back(std::move(candidate));
+    }
+    return candidates;
+  }
+
+  std::map<std::string, std::int64_t> NonFinite(const json& value) const {
+    std::map<std::string, std::int64_t> counts;
+    for (const auto& [output, count] : Object(value, "non_finite").items()) {
+      counts[output] = Number(count, "non_finite." + output);
+    }
+    return counts;
+  }
+
+  std::string Verdict(const json& value, const std::string& key) const {
+    for (const char* verdict : kVerdicts) {
+      if (value == verdict) return verdict;
+    }
+    Reject(key, value, "confirmed, rejected, not_checked or failed");
+  }
+
+  std::map<std::string, double> Times(const json& value) const {
+    std::map<std::string, double> times;
+    for (const auto& [stage, time] : Object(value, "timing_ms").items()) {
+      times[stage] = Double(time, "timing_ms." + stage);
+    }
+    return times;
+  }
+
+  const std::string& file_;
+  std::size_t line_;
+};
+
+// The file of lines that `path` leads to.
+std::string FindFile(const std::string& path) {
+  std::error_code error;
+  if (!fs::is_directory(path, error)) return path;
+  const fs::path file = fs::path(path) / "results.jsonl";
+  if (!fs::exists(file, error)) {
+    throw SetupError("'" + path +
+                     "': the folder has no results.jsonl; expected one that "
+                     "'dirty_seg detect --output' wrote");
+  }
+  return file.string();
+}
+
+// Whether the file's last line is the beginning of one, or the zeros that a file system puts where
+// data did not reach the disk.
+bool IsUnfinished(const std::ifstream& stream, const std::string& text) {
+  const bool begins_as_one = text[0] == '{' || text.find_first_not_of('\0') == std::string::npos;
+  return stream.eof() && begins_as_one && !json::accept(text);
+}
+
+}  // namespace
+
+std::array<float, 4> BoxInPicture(const Detection& detection, const StoredFrame& frame) {
+  return frame.fit ? BoxInPicture(detection.box, *frame.fit) : detection.box;
+}
+
+Results ReadResults(const std::string& path) {
+  Results results;
+  results.file = FindFile(path);
+  results.folder = fs::path(results.file).parent_path().string();
+  errno = 0;
+  std::ifstream stream(results.file, std::ios::binary);
+  if (!stream) {
+    throw SetupError("'" + results.file +
+                     "': cannot be opened: " + std::strerror(errno == 0 ? ENOENT : errno));
+  }
+  std::string text;
+  for (std::size_t line = 1; std::getline(stream, text); ++line) {
+    ThrowIfInterrupted();
+    if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
+    results.ends_unfinished = IsUnfinished(stream, text);
+    if (results.ends_unfinished) {
+      TellWarning(Place(results.file, line) +
+                  "ends in the middle, as a run that is killed leaves it, and is left out");
+      break;
+    }
+    results.frames.push_back(LineReader(results.file, line).Read(text));
+  }
+  if (stream.bad()) throw SetupError("'" + results.file + "': cannot be read to its end");
+  return results;
+}
+
+cv::Mat DecodeMask(const Results& results, const StoredFrame& frame, int label) {
+  try {
+    return DecodeRunLengths(frame.masks.at(label).run_lengths);
+  } catch (const std::invalid_argument& error) {
+    throw SetupError(Place(results.file, frame.line) + "label_masks." + std::to_string(label) +
+                     ".rle: " + error.what());
+  }
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,93 @@
+// Reads back what `detect` wrote.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frames/frame_fit.h"
+#include "results/detection.h"
+#include "results/run_length.h"
+
+namespace dirty_seg {
+
+/// What the classifier was asked about a detection, and what it said.
+struct StoredCandidate {
+  /// Index into the frame's detections.
+  std::size_t detection = 0;
+  /// "confirmed", "rejected", "not_checked" or "failed".
+  std::string verdict;
+  /// Probability of faeces, where it is known.
+  std::optional<double> score;
+};
+
+/// A label's mask, still as the line tells it.
+struct StoredMask {
+  /// Name of the mask picture beside the results; empty when none was written.
+  std::string file;
+  std::int64_t pixels = 0;
+  RunLengths run_lengths;
+};
+
+/// One line of results.jsonl.
+struct StoredFrame {
+  /// Counted from 1, for messages.
+  std::size_t line = 0;
+  std::string source;
+  /// Number of the frame in a video; 0 for a picture.
+  std::int64_t frame = 0;
+  bool success = true;
+  std::string message;
+  std::vector<Detection> detections;
+  /// Not parallel to `detections` where one had no mask.
+  std::vector<float> mask_pixel_counts;
+  std::map<int, StoredMask> masks;
+  std::map<int, std::string> label_names;
+  /// Parallel to `detections`: whether the classifier confirmed it. Empty where that is not told.
+  std::vector<bool> confirmed;
+  std::vector<StoredCandidate> candidates;
+  /// Name of an output to how many of its numbers were not finite.
+  std::map<std::string, std::int64_t> non_finite;
+  /// Milliseconds by stage, as `inference`.
+  std::map<std::string, double> timing_ms;
+  /// Of the picture; nothing in results that do not tell it.
+  std::optional<cv::Size> image_size;
+  /// Where in the frame the picture lies; nothing in results that do not tell it, whose coordinates
+  /// are those of the picture.
+  std::optional<FrameFit> fit;
+  /// Name of the annotated picture beside the results; empty when none was written.
+  std::string overlay;
+};
+
+/// The detection's box in the picture's own pixels.
+std::array<float, 4> BoxInPicture(const Detection& detection, const StoredFrame& frame);
+
+struct Results {
+  /// The file of lines, and the folder that it lies in.
+  std::string file;
+  std::string folder;
+  std::vector<StoredFrame> frames;
+  /// The last line ends in the middle and is left out: its writer was killed, or is still at it.
+  bool ends_unfinished = false;
+};
+
+/// Reads the results.jsonl of a folder, or a file of such lines under any name.
+///
+/// A line has `source`, and `bboxes`, `scores` and `labels` of one length. Every other key may be
+/// missing, as it is in older results; a score of null is not-a-number; unknown ones are passed
+/// over, as are empty lines. Masks stay run lengths. A last line that ends in the middle is left
+/// out with a warning on standard error. Throws SetupError, naming the file, the line, the key,
+/// what was found and what was expected; also for a line that a newer version of the format wrote.
+/// Throws InterruptedError.
+Results ReadResults(const std::string& path);
+
+/// The mask, 0 or 255. Throws SetupError, naming the file, the line and the key, for run lengths
+/// that are none. `label` is one of `frame.masks`.
+cv::Mat DecodeMask(const Results& results, const StoredFrame& frame, int label);
+
+}  // namespace dirty_seg

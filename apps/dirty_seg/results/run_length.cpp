@@ -1,0 +1,116 @@
+#include "results/run_length.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+namespace dirty_seg {
+namespace {
+
+constexpr int kGroupBits = 5;
+constexpr std::int64_t kGroupMask = 0x1f;
+constexpr std::int64_t kSign = 0x10;
+constexpr std::int64_t kMore = 0x20;
+constexpr std::int64_t kFirstCharacter = 48;
+// Enough for any number of 64 bits that an encoder writes in its shortest form.
+constexpr int kMostGroups = 12;
+// Lengths before this index are stored as they are.
+constexpr std::size_t kFirstDifference = 3;
+
+// OpenCV's own refuses a matrix without pixels.
+cv::Mat Transposed(const cv::Mat& matrix) {
+  if (matrix.empty()) return cv::Mat(matrix.cols, matrix.rows, matrix.type());
+  return matrix.t();
+}
+
+// Lengths of the alternating runs, zeros first. The last is never 0 unless it is the only one.
+std::vector<std::int64_t> CountRuns(const cv::Mat& mask) {
+  const cv::Mat columns = Transposed(mask);  // rows of the transpose are columns, one after another
+  const std::uint8_t* pixel = columns.ptr();
+  const std::uint8_t* const end = pixel + columns.total();
+  std::vector<std::int64_t> counts;
+  bool is_set = false;
+  while (pixel != end || counts.empty()) {
+    const std::uint8_t* const next =
+        std::find_if(pixel, end, [is_set](std::uint8_t value) { return (value != 0) != is_set; });
+    counts.push_back(next - pixel);
+    pixel = next;
+    is_set = !is_set;
+  }
+  return counts;
+}
+
+void AppendNumber(std::int64_t number, std::string& text) {
+  bool more = true;
+  while (more) {
+    std::int64_t group = number & kGroupMask;
+    number >>= kGroupBits;
+    more = number != ((group & kSign) != 0 ? -1 : 0);
+    if (more) group |= kMore;
+    text.push_back(static_cast<char>(group + kFirstCharacter));
+  }
+}
+
+[[noreturn]] void Reject(const std::string& what, std::size_t position) {
+  throw std::invalid_argument("run lengths, character " + std::to_string(position) + ": " + what);
+}
+
+// Reads the number that begins at `position` and moves `position` behind it.
+std::int64_t ReadNumber(const std::string& text, std::size_t& position) {
+  std::int64_t number = 0;
+  for (int i = 0; i < kMostGroups; ++i) {
+    if (position == text.size()) Reject("the text ends within a number", position);
+    const std::int64_t group = text[position] - kFirstCharacter;
+    if (group < 0 || group >= 2 * kMore) Reject("expected one of '0' to 'o'", position);
+    ++position;
+    number += (group & kGroupMask) * (std::int64_t{1} << (kGroupBits * i));
+    if ((group & kMore) != 0) continue;
+    if ((group & kSign) != 0) number -= std::int64_t{1} << (kGroupBits * (i + 1));
+    return number;
+  }
+  Reject("the number is too long", position);
+}
+
+}  // namespace
+
+RunLengths EncodeRunLengths(const cv::Mat& mask) {
+  const std::vector<std::int64_t> counts = CountRuns(mask);
+  RunLengths result{mask.rows, mask.cols, {}};
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    AppendNumber(i < kFirstDifference ? counts[i] : counts[i] - counts[i - 2], result.counts);
+  }
+  return result;
+}
+
+cv::Mat DecodeRunLengths(const RunLengths& run_lengths) {
+  if (run_lengths.width < 0 || run_lengths.height < 0) {
+    throw std::invalid_argument("run lengths of " + std::to_string(run_lengths.height) + " x " +
+                                std::to_string(run_lengths.width) + " pixels; expected no side " +
+                                "below 0");
+  }
+  cv::Mat columns = cv::Mat::zeros(run_lengths.width, run_lengths.height, CV_8UC1);
+  std::uint8_t* pixel = columns.ptr();
+  auto left = static_cast<std::int64_t>(columns.total());
+  std::vector<std::int64_t> counts;
+  std::size_t position = 0;
+  while (position < run_lengths.counts.size()) {
+    const std::int64_t number = ReadNumber(run_lengths.counts, position);
+    const std::size_t i = counts.size();
+    const std::int64_t count = i < kFirstDifference ? number : counts[i - 2] + number;
+    if (count < 0 || count > left) {
+      Reject("a run of " + std::to_string(count) + " pixels where " + std::to_string(left) +
+                 " are left",
+             position);
+    }
+    std::fill_n(pixel, count, static_cast<std::uint8_t>(i % 2 == 0 ? 0 : 255));
+    pixel += count;
+    left -= count;
+    counts.push_back(count);
+  }
+  if (left != 0) Reject("ends " + std::to_string(left) + " pixels early", position);
+  return Transposed(columns);
+}
+
+}  // namespace dirty_seg

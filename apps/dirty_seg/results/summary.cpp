@@ -1,0 +1,101 @@
+#include "results/summary.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
+
+#include "files/name_text.h"
+
+namespace dirty_seg {
+namespace {
+
+using nlohmann::ordered_json;
+
+ordered_json DistributionToJson(const Distribution& times) {
+  return {{"mean", RoundToMicrosecond(times.mean)},
+          {"p50", RoundToMicrosecond(times.p50)},
+          {"p95", RoundToMicrosecond(times.p95)},
+          {"p99", RoundToMicrosecond(times.p99)},
+          {"worst", RoundToMicrosecond(times.worst)}};
+}
+
+std::size_t CountConfirmed(const std::vector<FeceCandidate>& candidates) {
+  return static_cast<std::size_t>(std::count_if(
+      candidates.begin(), candidates.end(),
+      [](const FeceCandidate& candidate) { return candidate.verdict == FeceVerdict::kConfirmed; }));
+}
+
+ordered_json FailuresToJson(const std::vector<Failure>& failures) {
+  ordered_json json = ordered_json::array();
+  for (const Failure& failure : failures) {
+    ordered_json& entry = json.emplace_back();
+    PutName("source", failure.source, entry);
+    if (failure.frame) entry["frame"] = *failure.frame;
+    entry["cause"] = failure.cause;
+  }
+  return json;
+}
+
+}  // namespace
+
+void Summary::AddInput(bool failed) {
+  ++inputs_;
+  if (failed) ++failed_;
+}
+
+void Summary::AddFrame(const FrameRecord& record) {
+  ++frames_;
+  if (!record.outcome.non_finite.empty()) ++non_finite_frames_;
+  if (!record.outcome.result.success) return;
+  for (const int label : record.outcome.result.labels) ++detections_[label];
+  if (record.outcome.fece_candidates) {
+    confirmed_ += CountConfirmed(*record.outcome.fece_candidates);
+  } else {
+    is_confirmed_known_ = false;
+  }
+  for (const auto& [stage, time] : StageTimesOf(record)) {
+    std::vector<double>& times = times_[stage];
+    if (times.empty()) stages_.push_back(stage);
+    times.push_back(time);
+  }
+}
+
+Distribution Summary::TimesOf(const std::string& stage) const {
+  const auto times = times_.find(stage);
+  return times == times_.end() ? Distribution{} : Summarise(times->second);
+}
+
+ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
+  ordered_json json;
+  json["schema_version"] = kSchemaVersion;
+  json["program"] = description_.program;
+  PutName("model", description_.model, json);
+  PutName("config", description_.config, json);
+  if (!description_.fece_model.empty()) PutName("fece_model", description_.fece_model, json);
+  json["inputs"] = inputs_;
+  if (end.inputs) json["inputs_total"] = *end.inputs;
+  json["frames"] = frames_;
+  json["failed"] = failed_;
+  json["failures"] = FailuresToJson(failures_);
+  json["non_finite_frames"] = non_finite_frames_;
+  json["interrupted"] = end.interrupted;
+  if (!end.write_error.empty()) json["write_error"] = end.write_error;
+  json["detections"] = ordered_json::object();
+  std::set<int> present;
+  for (const auto& [label, count] : detections_) {
+    json["detections"][std::to_string(label)] = count;
+    present.insert(label);
+  }
+  if (!description_.fece_model.empty() && is_confirmed_known_) {
+    json["confirmed_faeces"] = confirmed_;
+  }
+  json["label_names"] = LabelNamesToJson(present, labels);
+  json["timing_ms"] = ordered_json::object();
+  for (const std::string& stage : stages_) {
+    json["timing_ms"][stage] = DistributionToJson(TimesOf(stage));
+  }
+  return json;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,82 @@
+// What a run over many frames comes to: summary.json.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/percentiles.h"
+#include "detector/labels.h"
+#include "results/frame_record.h"
+
+namespace dirty_seg {
+
+/// What the run was made with.
+struct RunDescription {
+  std::string program;  // with its version
+  std::string model;
+  std::string config;
+  std::string fece_model;  // empty without a classifier
+};
+
+/// An input, or a frame of it, that failed.
+struct Failure {
+  std::string source;
+  /// Of a video or camera, where a frame was read.
+  std::optional<std::int64_t> frame;
+  std::string cause;
+};
+
+/// How a run came to its end.
+struct RunEnd {
+  bool interrupted = false;
+  /// What could not be written, and why; empty otherwise.
+  std::string write_error;
+  /// Inputs in all, those that were not taken up included; nothing where that is not known.
+  std::optional<std::size_t> inputs;
+};
+
+class Summary {
+ public:
+  explicit Summary(RunDescription description) : description_(std::move(description)) {}
+
+  /// An input came to its end; `failed` when it, or a frame of it, failed.
+  void AddInput(bool failed);
+
+  void AddFailure(Failure failure) { failures_.push_back(std::move(failure)); }
+
+  /// Times and detections of a frame that failed are not counted.
+  void AddFrame(const FrameRecord& record);
+
+  std::size_t inputs() const { return inputs_; }
+  std::size_t failed() const { return failed_; }
+  std::size_t frames() const { return frames_; }
+  /// Frames in which the network gave numbers that are not finite.
+  std::size_t non_finite_frames() const { return non_finite_frames_; }
+
+  /// Times of the stage, in milliseconds; all 0 for one that no frame told.
+  Distribution TimesOf(const std::string& stage) const;
+
+  /// Keys in a fixed order, as docs/schema/summary.schema.json has them.
+  nlohmann::ordered_json ToJson(const Labels& labels, const RunEnd& end) const;
+
+ private:
+  RunDescription description_;
+  std::size_t inputs_ = 0;
+  std::size_t failed_ = 0;
+  std::size_t frames_ = 0;
+  std::vector<Failure> failures_;
+  std::size_t non_finite_frames_ = 0;
+  std::map<int, std::size_t> detections_;
+  std::size_t confirmed_ = 0;
+  bool is_confirmed_known_ = true;
+  std::vector<std::string> stages_;  // in the order in which they came
+  std::map<std::string, std::vector<double>> times_;
+};
+
+}  // namespace dirty_seg

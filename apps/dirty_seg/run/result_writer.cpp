@@ -1,0 +1,120 @@
+#include "run/result_writer.h"
+
+#include <array>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "base/errors.h"
+#include "base/stopwatch.h"
+#include "drawing/overlay.h"
+#include "files/run_folder.h"
+#include "files/text_stream.h"
+
+namespace dirty_seg {
+namespace {
+
+void RequireNoSink(const ResultOptions& options) {
+  for (const auto& [is_on, name] :
+       {std::pair(options.coco, "--coco"), std::pair(options.polygons, "--polygons"),
+        std::pair(options.yolo, "--yolo"), std::pair(options.crops, "--crops"),
+        std::pair(options.video, "--video")}) {
+    if (is_on) {
+      throw SetupError(std::string(name) +
+                       " writes into a folder; expected --output DIR or --save");
+    }
+  }
+}
+
+}  // namespace
+
+ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
+                           std::FILE* standard_output)
+    : labels_(labels), destination_("standard output"), standard_output_(standard_output) {
+  if (options.HasNoFolder()) {
+    RequireNoSink(options);
+    return;
+  }
+  if (options.save) {
+    folder_.emplace(MakeNumberedRunFolder("detect"), true);
+  } else {
+    folder_.emplace(options.output, options.overwrite);
+  }
+  destination_ = "'" + folder_->results_path() + "'";
+  AddSinks(options);
+}
+
+void ResultWriter::AddSinks(const ResultOptions& options) {
+  if (options.coco) sinks_.push_back(MakeCocoSink(*folder_, labels_));
+  if (options.polygons) sinks_.push_back(MakePolygonSink(*folder_, labels_));
+  if (options.yolo) sinks_.push_back(MakeYoloSink(*folder_, labels_));
+  if (options.crops) sinks_.push_back(MakeCropSink(*folder_));
+  if (options.video) sinks_.push_back(MakeVideoSink(*folder_));
+}
+
+FrameFiles ResultWriter::WriteRecord(const Frame& frame, FrameRecord& record) {
+  const Stopwatch watch;
+  FrameFiles files;
+  record.masks = DescribeMasks(record.outcome.result);
+  if (folder_ && record.outcome.result.success) files = Encode(frame, record);
+  record.write_ms = watch.Milliseconds();
+  if (folder_) {
+    folder_->WriteResult(ToJson(record, labels_));
+  } else {
+    WriteJsonLine(ToJson(record, labels_), destination_, standard_output_);
+  }
+  return files;
+}
+
+FrameFiles ResultWriter::Encode(const Frame& frame, FrameRecord& record) {
+  FrameFiles files{NameOf(frame), {}, record.outcome, {}};
+  files.shown.result = ResultInPicture(record.outcome.result, record.fit);
+  files.overlay = DrawOverlay(*frame.picture, files.shown, labels_);
+  for (auto& [label, mask] : record.masks) {
+    const cv::Mat& pixels = record.outcome.result.label_masks.at(label);
+    files.pictures.push_back(EncodeMask(files.name, label, pixels));
+    mask.file = files.pictures.back().name;
+  }
+  files.pictures.push_back(EncodeOverlay(files.name, files.overlay));
+  record.overlay = files.pictures.back().name;
+  return files;
+}
+
+void ResultWriter::WriteFiles(const Frame& frame, const FrameRecord& record,
+                              const FrameFiles& files) {
+  if (files.pictures.empty()) return;
+  for (const PendingFile& picture : files.pictures) folder_->Write(picture);
+  const FoundFrame found{frame, record, files.shown, files.name, input_name_, files.overlay};
+  for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(found);
+}
+
+// That of the input, with the frame's number behind it where the input has more than one.
+std::string ResultWriter::NameOf(const Frame& frame) {
+  if (input_ != frame.input) {
+    input_ = frame.input;
+    input_name_ = names_.Take(frame.source);
+  }
+  if (frame.kind == InputKind::kPicture) return input_name_;
+  std::array<char, 32> number{};
+  std::snprintf(number.data(), number.size(), "%06lld", static_cast<long long>(frame.index));
+  return input_name_ + std::string(kFrameMark) + number.data();
+}
+
+void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
+  if (!folder_) return;
+  std::string causes;
+  const auto attempt = [&causes](const auto& finish) {
+    try {
+      finish();
+    } catch (const OutputError& error) {
+      causes += (causes.empty() ? "" : "; ") + std::string(error.what());
+    }
+  };
+  // What one file fails of is no reason to leave the others as they are.
+  for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
+  RunEnd told = end;
+  if (told.write_error.empty()) told.write_error = causes;
+  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, told)); });
+  if (!causes.empty()) throw OutputError(causes);
+}
+
+}  // namespace dirty_seg

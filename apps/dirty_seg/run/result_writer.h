@@ -1,0 +1,81 @@
+// Where results go: standard output, or a folder with all that was asked for.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "detector/labels.h"
+#include "files/output_folder.h"
+#include "files/picture_file.h"
+#include "files/result_names.h"
+#include "forms/result_sink.h"
+#include "frames/frame.h"
+#include "results/frame_record.h"
+#include "results/summary.h"
+
+namespace dirty_seg {
+
+struct ResultOptions {
+  std::string output;  // a folder; empty: standard output
+  bool save = false;   // to a numbered folder
+  bool overwrite = false;
+  bool coco = false;
+  bool polygons = false;
+  bool yolo = false;
+  bool crops = false;
+  bool video = false;
+
+  bool HasNoFolder() const { return output.empty() && !save; }
+};
+
+/// What is still to be written of a frame.
+struct FrameFiles {
+  std::string name;
+  std::vector<PendingFile> pictures;
+  /// Boxes and label masks in the picture's own pixels.
+  FrameOutcome shown;
+  cv::Mat overlay;
+};
+
+class ResultWriter {
+ public:
+  /// `labels` outlives this object, as does `standard_output`. Throws SetupError with the cause.
+  ResultWriter(const ResultOptions& options, const Labels& labels, std::FILE* standard_output);
+
+  ResultWriter(const ResultWriter&) = delete;
+  ResultWriter& operator=(const ResultWriter&) = delete;
+
+  bool has_folder() const { return folder_.has_value(); }
+  /// For messages.
+  const std::string& destination() const { return destination_; }
+
+  /// Completes `record` by its masks, the names of its files and the time, and writes it. Throws
+  /// InputError for a picture that cannot be drawn, and OutputError.
+  FrameFiles WriteRecord(const Frame& frame, FrameRecord& record);
+
+  /// Writes what the record names, and the other forms. Throws InputError for a frame that does not
+  /// fit one of these, and OutputError.
+  void WriteFiles(const Frame& frame, const FrameRecord& record, const FrameFiles& files);
+
+  /// Completes all files and writes summary.json. Throws OutputError with the cause.
+  void Finish(const Summary& summary, const RunEnd& end);
+
+ private:
+  void AddSinks(const ResultOptions& options);
+  FrameFiles Encode(const Frame& frame, FrameRecord& record);
+  std::string NameOf(const Frame& frame);
+
+  const Labels& labels_;
+  std::optional<OutputFolder> folder_;
+  std::string destination_;
+  std::FILE* standard_output_;
+  std::vector<std::unique_ptr<ResultSink>> sinks_;
+  UniqueNames names_;
+  std::optional<std::size_t> input_;  // that has the name
+  std::string input_name_;
+};
+
+}  // namespace dirty_seg

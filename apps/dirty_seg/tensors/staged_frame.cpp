@@ -1,0 +1,107 @@
+#include "tensors/staged_frame.h"
+
+#include <utility>
+
+#include "base/errors.h"
+#include "detector/frame_detector.h"
+#include "detector/frame_log.h"
+#include "geometry/letterbox.h"
+
+namespace dirty_seg {
+namespace {
+
+namespace geometry = nuvik::geometry;
+using nuvik::alg::common::AIBuff;
+using nuvik::alg::common::AIEngine;
+using nuvik::alg::common::AIEngineConfig;
+using nuvik::perception::dirty_seg_detector::DirtySegDetector;
+using nuvik::perception::dirty_seg_detector::ImageMap;
+using nuvik::perception::dirty_seg_detector_data::DirtySegDetectorResData;
+using Buffers = std::map<std::string, AIBuff>;
+
+[[noreturn]] void FailFrame(const std::string& stage, LogCapture& log) {
+  std::string causes;
+  for (const std::string& cause : ReadFrameLog(log.TakeLines()).errors) causes += "; " + cause;
+  throw InputError(stage + causes);
+}
+
+// Zeroed, as the detector's own are before their first frame.
+Buffers MakeBuffers(const std::map<std::string, std::int32_t>& sizes,
+                    const std::map<std::string, std::vector<std::int64_t>>& shapes,
+                    const std::map<std::string, std::uint32_t>& types) {
+  Buffers buffers;
+  for (const auto& [name, bytes] : sizes) {
+    AIBuff& buffer = buffers[name];
+    buffer.data->resize(static_cast<std::size_t>(bytes));
+    buffer.shape = shapes.at(name);
+    buffer.data_type = types.at(name);
+  }
+  return buffers;
+}
+
+void Prepare(DirtySegDetector& detector, const ImageMap& images, LogCapture& log, Buffers& inputs) {
+  for (auto& [name, input] : inputs) {
+    const cv::Size size(static_cast<int>(input.shape.at(3)), static_cast<int>(input.shape.at(2)));
+    if (!detector.PreProcessFromSingleImageCrop(images, input, size)) {
+      FailFrame("the patches cannot be cut out", log);
+    }
+  }
+}
+
+StagedFrame RunInitialised(DirtySegDetector& detector, AIEngine& engine,
+                           const AIEngineConfig& network, const ImageMap& images, LogCapture& log) {
+  StagedFrame frame;
+  frame.inputs = MakeBuffers(network.input_sizes, network.input_shapes, network.input_types);
+  frame.outputs = MakeBuffers(network.output_sizes, network.output_shapes, network.output_types);
+  Prepare(detector, images, log, frame.inputs);
+  if (const int status = engine.DoInference(frame.inputs, frame.outputs); status != 0) {
+    FailFrame("the network fails with status " + std::to_string(status), log);
+  }
+  auto objects = std::make_shared<DirtySegDetectorResData>();
+  detector.PostProcess(images, frame.outputs, objects);
+  frame.result = *detector.ConvertToDirtyStatusResult(images, objects);
+  return frame;
+}
+
+}  // namespace
+
+StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_ptr<cv::Mat>& picture,
+                      LogCapture& log) {
+  DirtySegDetector detector;
+  InitDetector(config, detector, log);
+  AIEngine engine;
+  const AIEngineConfig& network = config.dirty_seg_model_config;
+  if (engine.Init(network) < 0) {
+    throw SetupError("'" + network.model_path +
+                     "': cannot be loaded twice; the engine's message above says why");
+  }
+  try {
+    StagedFrame frame = RunInitialised(detector, engine, network, {{"color", picture}}, log);
+    if (const std::optional<FeceRules> rules = FeceRulesOf(config)) {
+      frame.fece_candidates =
+          ReadFeceCandidates(ReadFrameLog(log.TakeLines()), *rules, picture->size(), frame.result);
+    }
+    return frame;
+  } catch (const cv::Exception& exception) {
+    throw InputError(OneLine(exception.what()));
+  }
+}
+
+cv::Size Slot::Padded() const {
+  return {scaled.width + 2 * left_and_right, scaled.height + 2 * top_and_bottom};
+}
+
+std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, int side) {
+  const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
+  std::vector<Slot> slots;
+  for (std::size_t i = 0; i < patches.size(); ++i) {
+    const cv::Rect crop = geometry::ClipFarEdges(patches[i], frame);
+    if (crop.width <= 0 || crop.height <= 0) continue;
+    const cv::Size scaled = geometry::ScaleLongerSideTo(side, crop.size());
+    const geometry::SquareBorder border = geometry::BorderToSquare(scaled);
+    slots.push_back({i, crop, scaled, border.top_and_bottom, border.left_and_right});
+  }
+  return slots;
+}
+
+}  // namespace dirty_seg

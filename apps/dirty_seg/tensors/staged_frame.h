@@ -1,0 +1,57 @@
+// One frame through the detector stage by stage, with every tensor on the way.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "detector/fece_log.h"
+#include "detector/log_capture.h"
+#include "dirty_seg_detector/dirty_seg_detector.h"
+
+namespace dirty_seg {
+
+using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
+
+/// What the detector did with one frame.
+struct StagedFrame {
+  /// By name, with type and shape: the bytes that the network read, and those that it wrote.
+  std::map<std::string, nuvik::alg::common::AIBuff> inputs;
+  std::map<std::string, nuvik::alg::common::AIBuff> outputs;
+  DirtyStatusResultData result;
+  /// As in FrameOutcome.
+  std::optional<std::vector<FeceCandidate>> fece_candidates;
+};
+
+/// Runs the stages of DirtySegDetector::DoInference one after the other, with an engine of its own
+/// between the detector's preparation and its post-processing. `picture` is CV_8UC3 and the whole
+/// frame; `log` was made before anything logged. Throws SetupError when a network or the
+/// configuration cannot be used, InputError when the frame cannot.
+StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_ptr<cv::Mat>& picture,
+                      LogCapture& log);
+
+/// Where in the input tensor a patch of the frame went.
+struct Slot {
+  /// Index of the patch in the configuration. A patch outside the frame takes no slot.
+  std::size_t patch = 0;
+  /// The patch, clipped to the frame, in pixels of the frame.
+  cv::Rect crop;
+  /// Of the crop after scaling, in pixels of the network.
+  cv::Size scaled;
+  /// Grey on each of two opposite sides.
+  int top_and_bottom = 0;
+  int left_and_right = 0;
+
+  /// Scaled and padded. Smaller than the network's square where lengths were truncated; then the
+  /// rows in the tensor are shorter than the network takes them to be.
+  cv::Size Padded() const;
+};
+
+/// The slots that `patches` take, in order, in a network with an input of `side` x `side`.
+std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, int side);
+
+}  // namespace dirty_seg
