@@ -6,9 +6,9 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "engine/tensor.h"
 #include "engine/yolov8_postprocess.h"
 #include "input.h"
+#include "network/tensor.h"
 
 namespace {
 

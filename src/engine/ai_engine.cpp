@@ -5,9 +5,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "engine/diagnostics.h"
+#include "common/diagnostics.h"
 #include "engine/onnx_session.h"
-#include "engine/tensor.h"
+#include "network/tensor.h"
 
 namespace nuvik::alg::common {
 namespace {

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "engine/onnx_fields.h"
-#include "engine/onnx_message.h"
+#include "network/onnx_fields.h"
+#include "network/onnx_message.h"
 
 namespace nuvik::alg::common {
 namespace {

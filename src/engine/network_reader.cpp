@@ -6,9 +6,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "engine/diagnostics.h"
+#include "common/diagnostics.h"
 #include "engine/onnx_session.h"
-#include "engine/tensor.h"
+#include "network/tensor.h"
 
 namespace nuvik::alg::common {
 namespace {

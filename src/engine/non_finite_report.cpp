@@ -3,7 +3,7 @@
 #include <map>
 #include <utility>
 
-#include "engine/diagnostics.h"
+#include "common/diagnostics.h"
 #include "engine/non_finite.h"
 
 namespace nuvik::model {

@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "engine/onnx_fields.h"
-#include "engine/onnx_message.h"
 #include "engine/onnx_session.h"
+#include "network/onnx_fields.h"
+#include "network/onnx_message.h"
 
 namespace nuvik::alg::common {
 namespace {

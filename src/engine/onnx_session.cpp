@@ -12,8 +12,8 @@
 
 #include "engine/file_look.h"
 #include "engine/onnx_file.h"
-#include "engine/onnx_message.h"
 #include "engine/runtime_words.h"
+#include "network/onnx_message.h"
 
 namespace nuvik::alg::common {
 namespace {

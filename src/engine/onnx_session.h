@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/tensor.h"
+#include "network/tensor.h"
 
 namespace nuvik::alg::common {
 

@@ -8,13 +8,13 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/diagnostics.h"
+#include "decode/run_options.h"
 #include "engine/candidates.h"
-#include "engine/diagnostics.h"
 #include "engine/mask_painter.h"
 #include "engine/non_finite_report.h"
-#include "engine/postprocess_options.h"
-#include "engine/segmentation_head.h"
 #include "geometry/letterbox.h"
+#include "network/segmentation_head.h"
 
 namespace nuvik::model {
 namespace {
@@ -203,7 +203,7 @@ class Yolov8Postprocess::Impl {
  public:
   Impl(const YAML::Node& root, const AIEngineConfig& config,
        const std::vector<cv::Size>& patch_sizes)
-      : options_(ReadPostprocessOptions(root)),
+      : options_(ReadRunOptions(root)),
         head_(ReadSegmentationHead(config)),
         slots_(MakeSlots(PlacePatches(ReadPatchList(root), patch_sizes), head_)),
         mask_logit_(Logit(options_.mask_threshold)),

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "engine/segmentation_head.h"
+#include "network/segmentation_head.h"
 #include "support/case_name.h"
 #include "support/segmentation_outputs.h"
 #include "support/standard_error.h"

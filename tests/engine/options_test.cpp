@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/postprocess_options.h"
+#include "decode/run_options.h"
 #include "support/case_name.h"
 #include "support/standard_error.h"
 
@@ -18,9 +18,7 @@ using test::StandardErrorOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-PostprocessOptions Read(const std::string& text) {
-  return ReadPostprocessOptions(YAML::Load(text));
-}
+PostprocessOptions Read(const std::string& text) { return ReadRunOptions(YAML::Load(text)); }
 
 void ExpectDefaults(const PostprocessOptions& options) {
   EXPECT_EQ(options.score_threshold, 0.25F);
@@ -300,7 +298,7 @@ TEST(PostprocessUnknownKeys, OutsideTheMappingAreNobodysConcern) {
 TEST(PostprocessOptions, AreReadFromNodesBuiltInMemoryToo) {
   YAML::Node root;
   root["postprocess"]["score_threshold"] = 3;
-  EXPECT_EQ(RejectionOf([&root] { ReadPostprocessOptions(root); }),
+  EXPECT_EQ(RejectionOf([&root] { ReadRunOptions(root); }),
             "postprocess.score_threshold is '3'; expected a number from 0 to 1");
 }
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "engine/diagnostics.h"
+#include "common/diagnostics.h"
 
 namespace nuvik::alg::common {
 namespace {

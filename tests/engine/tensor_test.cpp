@@ -1,5 +1,5 @@
 // Tensors' lengths, and what they are called in messages.
-#include "engine/tensor.h"
+#include "network/tensor.h"
 
 #include <gtest/gtest.h>
 

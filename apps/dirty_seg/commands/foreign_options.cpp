@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/postprocess_options.h"
+#include "network/postprocess_options.h"
 
 namespace dirty_seg {
 namespace {

@@ -10,8 +10,8 @@
 #include "config/patch_fit.h"
 #include "config/starter.h"
 #include "console/messages.h"
-#include "engine/postprocess_options.h"
 #include "geometry/letterbox.h"
+#include "network/postprocess_options.h"
 
 namespace dirty_seg {
 namespace {

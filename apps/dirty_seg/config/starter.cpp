@@ -10,8 +10,8 @@
 #include "base/utf8.h"
 #include "config/detector_options.h"
 #include "config/patch_fit.h"
-#include "engine/postprocess_options.h"
 #include "geometry/letterbox.h"
+#include "network/postprocess_options.h"
 
 namespace dirty_seg {
 namespace {

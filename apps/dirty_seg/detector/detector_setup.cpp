@@ -8,7 +8,7 @@
 
 #include "config/config_check.h"
 #include "console/messages.h"
-#include "engine/segmentation_head.h"
+#include "network/segmentation_head.h"
 #include "networks/networks.h"
 
 namespace dirty_seg {

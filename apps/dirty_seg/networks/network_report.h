@@ -6,7 +6,7 @@
 #include <string>
 
 #include "engine/network_reader.h"
-#include "engine/segmentation_head.h"
+#include "network/segmentation_head.h"
 #include "networks/onnx_description.h"
 
 namespace dirty_seg {

@@ -6,7 +6,7 @@
 
 #include "engine/ai_engine.h"
 #include "engine/network_reader.h"
-#include "engine/segmentation_head.h"
+#include "network/segmentation_head.h"
 
 namespace dirty_seg {
 

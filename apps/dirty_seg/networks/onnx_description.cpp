@@ -5,8 +5,8 @@
 #include <set>
 #include <utility>
 
-#include "engine/onnx_fields.h"
-#include "engine/onnx_message.h"
+#include "network/onnx_fields.h"
+#include "network/onnx_message.h"
 
 namespace dirty_seg {
 namespace {

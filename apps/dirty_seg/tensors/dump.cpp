@@ -13,12 +13,12 @@
 
 #include "base/geometry_json.h"
 #include "detector/frame_detector.h"
-#include "engine/postprocess_options.h"
 #include "files/earlier_run.h"
 #include "files/json_text.h"
 #include "files/name_text.h"
 #include "files/output_file.h"
 #include "geometry/letterbox.h"
+#include "network/postprocess_options.h"
 #include "networks/tensor_text.h"
 #include "results/frame_record.h"
 #include "tensors/npy.h"

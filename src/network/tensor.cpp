@@ -1,4 +1,4 @@
-#include "engine/tensor.h"
+#include "network/tensor.h"
 
 #include <array>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "engine/onnx_message.h"
+#include "network/onnx_message.h"
 
 #include <algorithm>
 #include <ios>

@@ -46,9 +46,4 @@ struct PostprocessProblem {
 PostprocessOptions ReadPostprocessOptions(const YAML::Node& root,
                                           std::vector<PostprocessProblem>& problems);
 
-/// The same for a run: an unknown key is told on standard error and left alone. Throws
-/// std::invalid_argument for the first value that is not permitted, naming the key, its line, the
-/// value and the permitted range.
-PostprocessOptions ReadPostprocessOptions(const YAML::Node& root);
-
 }  // namespace nuvik::model

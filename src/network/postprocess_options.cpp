@@ -1,19 +1,12 @@
-#include "engine/postprocess_options.h"
+#include "network/postprocess_options.h"
 
 #include <algorithm>
 #include <sstream>
-#include <stdexcept>
-
-#include "engine/diagnostics.h"
 
 namespace nuvik::model {
 namespace {
 
 constexpr int kMostDetections = 100000;
-
-std::string Place(const YAML::Mark& mark) {
-  return mark.is_null() ? "" : " in line " + std::to_string(mark.line + 1);
-}
 
 std::string ValueText(const YAML::Node& node) {
   if (node.IsScalar()) return "'" + node.Scalar() + "'";
@@ -120,19 +113,6 @@ PostprocessOptions ReadPostprocessOptions(const YAML::Node& root,
       "class_agnostic", [](bool) { return true; }, options.class_agnostic);
   reader.ReadFraction("mask_threshold", options.mask_threshold);
   reader.NoteUnknownKeys();
-  return options;
-}
-
-PostprocessOptions ReadPostprocessOptions(const YAML::Node& root) {
-  std::vector<PostprocessProblem> problems;
-  const PostprocessOptions options = ReadPostprocessOptions(root, problems);
-  for (const PostprocessProblem& problem : problems) {
-    const std::string text = problem.key + Place(problem.mark) + " " + problem.text;
-    if (!problem.expected.empty()) {
-      throw std::invalid_argument(text + "; expected " + problem.expected);
-    }
-    PrintError(text);
-  }
   return options;
 }
 

@@ -1,4 +1,4 @@
-#include "engine/segmentation_head.h"
+#include "network/segmentation_head.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "engine/tensor.h"
+#include "network/tensor.h"
 
 namespace nuvik::model {
 namespace {
