@@ -10,7 +10,7 @@
 #include "bench/quiet.h"
 #include "bench/scene.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
-#include "engine/candidates.h"
+#include "decode/candidates.h"
 
 namespace {
 

@@ -16,7 +16,8 @@ coverage() {
   build/coverage/bin/detector_tests --gtest_brief=1
   build/coverage/bin/engine_tests --gtest_brief=1
   local counted=(
-    --filter src/dirty_seg_detector/ --filter src/logger/ --filter src/engine/
+    --filter src/dirty_seg_detector/ --filter src/logger/
+    --filter src/decode/ --filter src/engine/ --filter src/network/
     --exclude-throw-branches --exclude-unreachable-branches
   )
   gcovr "${counted[@]}" build/coverage

@@ -3,10 +3,15 @@
 cmake_language(DEFER CALL target_precompile_headers dirty_seg_detector_objects PRIVATE
   <algorithm> <map> <memory> <opencv2/core/hal/intrin.hpp> <opencv2/imgproc.hpp> <spdlog/logger.h>
   <string> <vector> <yaml-cpp/yaml.h>)
-cmake_language(DEFER CALL target_precompile_headers tessmar_ai_engine_objects PRIVATE
-  <algorithm> <map> <memory> <onnxruntime_cxx_api.h> <opencv2/core.hpp>
-  <opencv2/core/hal/intrin.hpp> <string> <vector>
+cmake_language(DEFER CALL target_precompile_headers dirty_seg_network PRIVATE
+  <algorithm> <map> <memory> <string> <vector> <yaml-cpp/yaml.h>)
+cmake_language(DEFER CALL target_precompile_headers dirty_seg_decode PRIVATE
+  <algorithm> <map> <memory> <opencv2/core.hpp> <opencv2/core/hal/intrin.hpp> <string> <vector>
   <yaml-cpp/yaml.h>)
+cmake_language(DEFER CALL target_precompile_headers dirty_seg_engine PRIVATE
+  <algorithm> <map> <memory> <onnxruntime_cxx_api.h> <string> <vector> <yaml-cpp/yaml.h>)
 # The detector's one source takes the compiler longest.
 cmake_language(DEFER CALL target_compile_options dirty_seg_detector_objects PRIVATE -g0 -O0)
-cmake_language(DEFER CALL target_compile_options tessmar_ai_engine_objects PRIVATE -g0)
+foreach(target IN ITEMS dirty_seg_network dirty_seg_decode dirty_seg_engine dirty_seg_records)
+  cmake_language(DEFER CALL target_compile_options ${target} PRIVATE -g0)
+endforeach()

@@ -18,7 +18,10 @@ REPOSITORY = Path(__file__).resolve().parents[2]
 TREE = REPOSITORY / "build/mutate/tree"
 BUILD = REPOSITORY / "build/mutate/build"
 RESULTS = REPOSITORY / "build/mutate/results.tsv"
-SOURCES = ("src/dirty_seg_detector", "src/logger", "src/engine", "src/geometry", "src/common")
+SOURCES = (
+    "src/dirty_seg_detector", "src/logger", "src/decode", "src/engine", "src/network",
+    "src/geometry", "src/common",
+)  # fmt: skip
 SLOW_MS = 1000  # tests that take longer are left out, unless all are asked for
 MEMORY_LIMIT = 16 << 30  # a mutant may ask for more than the machine has
 
@@ -36,7 +39,7 @@ ENGINE = Suite("engine_tests", "bin/engine_tests")
 
 
 def suites_of(file: str) -> tuple[Suite, ...]:
-    if file.startswith("src/engine/"):
+    if file.startswith(("src/decode/", "src/engine/", "src/network/")):
         return (ENGINE,)
     if file.startswith(("src/dirty_seg_detector/", "src/logger/")):
         return (DETECTOR,)

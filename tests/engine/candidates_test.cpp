@@ -1,5 +1,5 @@
 // Finding detections among the anchors, and suppressing the overlapping ones.
-#include "engine/candidates.h"
+#include "decode/candidates.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "common/held_once.h"
-#include "engine/mask_painter.h"
+#include "decode/mask_painter.h"
 #include "geometry/letterbox.h"
 #include "support/fenced_memory.h"
 #include "support/standard_error.h"

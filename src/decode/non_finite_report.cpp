@@ -1,4 +1,4 @@
-#include "engine/non_finite_report.h"
+#include "decode/non_finite_report.h"
 
 #include <map>
 #include <utility>

@@ -1,56 +1,37 @@
-#include "engine/candidates.h"
+#include "decode/candidates.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <opencv2/core/hal/intrin.hpp>
+
+#include "decode/candidate_kernels.h"
 
 namespace nuvik::model {
 namespace {
 
 constexpr int kFirstScore = 4;
 
-// Whether all of `count` numbers are at most `limit`; not-a-number is not.
-bool AreAtMost(const float* numbers, int count, float limit) {
-  constexpr int kLanes = cv::v_float32x4::nlanes;
-  const cv::v_float32x4 limits = cv::v_setall_f32(limit);
-  const auto is_at_most = [&](int first) { return cv::v_load(numbers + first) <= limits; };
-  cv::v_float32x4 all = cv::v_setzero_f32() == cv::v_setzero_f32();
-  int i = 0;
-  for (; i <= count - 4 * kLanes; i += 4 * kLanes) {
-    all = all & ((is_at_most(i) & is_at_most(i + kLanes)) &
-                 (is_at_most(i + 2 * kLanes) & is_at_most(i + 3 * kLanes)));
-  }
-  bool are_at_most = cv::v_check_all(all);
-  for (; i < count; ++i) are_at_most = are_at_most && numbers[i] <= limit;
-  return are_at_most;
-}
-
 // A bit for each anchor.
 struct Marks {
   std::vector<std::uint64_t> words;
   bool are_scores_finite = true;
 };
-constexpr int kMarksInWord = 64;
 
 // Marks the anchors with a score greater than `threshold`. Reads each class plane once, from its
 // first score to its last, and looks closer only in runs where there is such a score.
 Marks MarkAnchors(const Predictions& predictions, float threshold) {
-  constexpr int kRun = 8 * kMarksInWord;
+  const int anchors = predictions.anchors;
   Marks marks;
-  marks.words.resize(
-      static_cast<std::size_t>((predictions.anchors + kMarksInWord - 1) / kMarksInWord));
+  marks.words.resize(static_cast<std::size_t>((anchors + kScoresInWord - 1) / kScoresInWord));
   for (int c = 0; c < predictions.classes; ++c) {
-    for (int first = 0; first < predictions.anchors; first += kRun) {
-      const float* scores = &predictions.at(kFirstScore + c, first);
-      const int count = std::min(kRun, predictions.anchors - first);
-      if (AreAtMost(scores, count, threshold)) continue;
-      for (int i = 0; i < count; ++i) {
-        marks.words[static_cast<std::size_t>((first + i) / kMarksInWord)] |=
-            static_cast<std::uint64_t>(scores[i] > threshold) << (i % kMarksInWord);
-        marks.are_scores_finite = marks.are_scores_finite && std::isfinite(scores[i]);
-      }
+    const float* scores = &predictions.at(kFirstScore + c, 0);
+    for (int run = NextRunAbove(scores, 0, anchors, threshold); run < anchors;
+         run = NextRunAbove(scores, run + kScoresInRun, anchors, threshold)) {
+      const int count = std::min(kScoresInRun, anchors - run);
+      marks.are_scores_finite &=
+          MarkAbove(scores + run, count, threshold,
+                    &marks.words[static_cast<std::size_t>(run / kScoresInWord)]);
     }
   }
   return marks;
@@ -138,7 +119,7 @@ bool FindCandidates(const Predictions& predictions, float threshold,
   const Marks marks = MarkAnchors(predictions, threshold);
   are_finite = marks.are_scores_finite;
   for (std::size_t word = 0; word < marks.words.size(); ++word) {
-    int anchor = static_cast<int>(word) * kMarksInWord;
+    int anchor = static_cast<int>(word) * kScoresInWord;
     for (std::uint64_t rest = marks.words[word]; rest != 0; rest >>= 1, ++anchor) {
       if ((rest & 1) == 0) continue;
       are_finite &= AddIfSound(predictions, anchor, threshold, candidates);

@@ -9,10 +9,10 @@
 #include <utility>
 
 #include "common/diagnostics.h"
+#include "decode/candidates.h"
+#include "decode/mask_painter.h"
+#include "decode/non_finite_report.h"
 #include "decode/run_options.h"
-#include "engine/candidates.h"
-#include "engine/mask_painter.h"
-#include "engine/non_finite_report.h"
 #include "geometry/letterbox.h"
 #include "network/segmentation_head.h"
 

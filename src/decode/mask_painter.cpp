@@ -1,4 +1,4 @@
-#include "engine/mask_painter.h"
+#include "decode/mask_painter.h"
 
 #include <algorithm>
 #include <cmath>
