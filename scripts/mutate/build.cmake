@@ -12,6 +12,7 @@ cmake_language(DEFER CALL target_precompile_headers dirty_seg_engine PRIVATE
   <algorithm> <map> <memory> <onnxruntime_cxx_api.h> <string> <vector> <yaml-cpp/yaml.h>)
 # The detector's one source takes the compiler longest.
 cmake_language(DEFER CALL target_compile_options dirty_seg_detector_objects PRIVATE -g0 -O0)
-foreach(target IN ITEMS dirty_seg_network dirty_seg_decode dirty_seg_engine dirty_seg_records)
-  cmake_language(DEFER CALL target_compile_options ${target} PRIVATE -g0)
-endforeach()
+cmake_language(DEFER CALL target_compile_options dirty_seg_network PRIVATE -g0)
+cmake_language(DEFER CALL target_compile_options dirty_seg_decode PRIVATE -g0)
+cmake_language(DEFER CALL target_compile_options dirty_seg_engine PRIVATE -g0)
+cmake_language(DEFER CALL target_compile_options dirty_seg_records PRIVATE -g0)
