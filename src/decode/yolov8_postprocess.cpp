@@ -14,6 +14,7 @@
 #include "decode/non_finite_report.h"
 #include "decode/run_options.h"
 #include "geometry/letterbox.h"
+#include "geometry/patch_geometry.h"
 #include "network/segmentation_head.h"
 
 namespace nuvik::model {
@@ -22,6 +23,7 @@ namespace {
 using alg::common::AIBuff;
 using alg::common::AIDataType;
 using alg::common::AIEngineConfig;
+using geometry::PatchGeometry;
 using BufferMap = std::map<std::string, AIBuff>;
 
 // The rectangles of the file's enabled patch list; none when there is no such list. The detector

@@ -247,19 +247,18 @@ cv::Mat PadSquare(const cv::Mat& image) {
 // Scales `crop` with nearest neighbour so that its longer side is `side`, and pads it square. The
 // result has memory of its own, that of `square` where it fits. Colour images take one pass.
 cv::Mat CutSquare(const cv::Mat& crop, int side, cv::Mat square) {
-  const cv::Size scaled = geometry::ScaleLongerSideTo(side, crop.size());
-  if (scaled.empty()) {
-    cv::resize(crop, square, scaled, 0, 0, cv::INTER_NEAREST);  // names the fault
+  const geometry::Letterbox letterbox(crop.size(), side);
+  if (letterbox.scaled.empty()) {
+    cv::resize(crop, square, letterbox.scaled, 0, 0, cv::INTER_NEAREST);  // names the fault
     return square;
   }
   std::vector<int> columns;
   std::vector<int> rows;
-  NearestIndices(crop.cols, scaled.width, columns);
-  NearestIndices(crop.rows, scaled.height, rows);
+  NearestIndices(crop.cols, letterbox.scaled.width, columns);
+  NearestIndices(crop.rows, letterbox.scaled.height, rows);
   if (!IsColorImage(crop)) return PadSquare(PickPixels(crop, columns, rows));
-  const geometry::SquareBorder border = geometry::BorderToSquare(scaled);
-  const cv::Rect inner({border.left_and_right, border.top_and_bottom}, scaled);
-  square.create(scaled.height + 2 * inner.y, scaled.width + 2 * inner.x, CV_8UC3);
+  const cv::Rect inner = letterbox.Inner();
+  square.create(letterbox.Padded(), CV_8UC3);
   FillBorder(inner, square);
   cv::Mat target = square(inner);
   GatherPixels(crop.data, crop.step, columns, rows, target.data, target.step);

@@ -54,4 +54,54 @@ inline SquareBorder BorderToSquare(const cv::Size& size) {
   return {0, (size.height - size.width) / 2};
 }
 
+/// How an image lies in the network's square: scaled, in the middle, its border grey. Along each
+/// axis the coordinate p of the image is at p * scaled / source + border in the square, in pixels,
+/// whole numbers at their left and upper edges.
+struct Letterbox {
+  /// `source_size` is the image's, `side` the square's. A side of 0 is left of what is too thin to
+  /// be scaled.
+  Letterbox(const cv::Size& source_size, int side)
+      : source(source_size),
+        scaled(ScaleLongerSideTo(side, source)),
+        border(BorderToSquare(scaled)) {}
+
+  /// The scaled image and its border on every side: the square, or one pixel short of it.
+  cv::Size Padded() const {
+    return {scaled.width + 2 * border.left_and_right, scaled.height + 2 * border.top_and_bottom};
+  }
+
+  /// Where the scaled image lies in it.
+  cv::Rect Inner() const { return {{border.left_and_right, border.top_and_bottom}, scaled}; }
+
+  /// A coordinate of the image in the square.
+  double ToSquareX(double x) const {
+    return ToSquare(x, source.width, scaled.width, border.left_and_right);
+  }
+  double ToSquareY(double y) const {
+    return ToSquare(y, source.height, scaled.height, border.top_and_bottom);
+  }
+
+  /// A coordinate of the square in the image, clipped to it. `scaled` is not empty.
+  float ToSourceX(float x) const {
+    return ToSource(x, source.width, scaled.width, border.left_and_right);
+  }
+  float ToSourceY(float y) const {
+    return ToSource(y, source.height, scaled.height, border.top_and_bottom);
+  }
+
+  cv::Size source;
+  cv::Size scaled;
+  SquareBorder border;
+
+ private:
+  static double ToSquare(double p, int length, int scaled_length, int border_length) {
+    return p * scaled_length / length + border_length;
+  }
+  static float ToSource(float p, int length, int scaled_length, int border_length) {
+    const float unclipped = (p - static_cast<float>(border_length)) * static_cast<float>(length) /
+                            static_cast<float>(scaled_length);
+    return std::clamp(unclipped, 0.0F, static_cast<float>(length));
+  }
+};
+
 }  // namespace nuvik::geometry

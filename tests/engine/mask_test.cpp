@@ -19,6 +19,7 @@
 namespace nuvik::model {
 namespace {
 
+using geometry::PatchGeometry;
 using perception::dirty_seg_detector::FencedMemory;
 using test::RejectionOf;
 using testing::ElementsAre;

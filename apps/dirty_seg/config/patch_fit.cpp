@@ -20,11 +20,10 @@ bool IsWithin(const PatchFit& fit, const FitLimits& limits) {
 }
 
 PatchFit FitPatch(const cv::Size& patch, int side) {
+  const geometry::Letterbox letterbox(patch, side);
   PatchFit fit;
-  fit.scaled = geometry::ScaleLongerSideTo(side, patch);
-  const geometry::SquareBorder border = geometry::BorderToSquare(fit.scaled);
-  fit.square = {fit.scaled.width + 2 * border.left_and_right,
-                fit.scaled.height + 2 * border.top_and_bottom};
+  fit.scaled = letterbox.scaled;
+  fit.square = letterbox.Padded();
   fit.grey = 1.0 - fit.scaled.area() / (static_cast<double>(side) * side);
   fit.shrunk = std::max(patch.width, patch.height) / static_cast<double>(side);
   fit.is_whole = !fit.scaled.empty() && fit.square == cv::Size(side, side);

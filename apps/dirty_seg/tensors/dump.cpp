@@ -89,18 +89,19 @@ class TensorWriter {
 ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, int side) {
   ordered_json list = ordered_json::array();
   for (const Slot& slot : FindSlots(patches, side)) {
-    const cv::Size padded = slot.Padded();
+    const cv::Size padded = slot.letterbox.Padded();
     // The detector packs one crop behind the other, each as long as it is.
     const std::int64_t first = static_cast<std::int64_t>(list.size()) * 3 * padded.area();
-    list.push_back({{"slot", list.size()},
-                    {"patch", slot.patch},
-                    {"rectangle", RectToJson(patches[slot.patch])},
-                    {"crop", RectToJson(slot.crop)},
-                    {"scaled", SizeToJson(slot.scaled)},
-                    {"border", {slot.top_and_bottom, slot.left_and_right}},
-                    {"padded", SizeToJson(padded)},
-                    {"first_element", first},
-                    {"fills_slot", padded == cv::Size(side, side)}});
+    list.push_back(
+        {{"slot", list.size()},
+         {"patch", slot.patch},
+         {"rectangle", RectToJson(patches[slot.patch])},
+         {"crop", RectToJson(slot.crop)},
+         {"scaled", SizeToJson(slot.letterbox.scaled)},
+         {"border", {slot.letterbox.border.top_and_bottom, slot.letterbox.border.left_and_right}},
+         {"padded", SizeToJson(padded)},
+         {"first_element", first},
+         {"fills_slot", padded == cv::Size(side, side)}});
   }
   return list;
 }

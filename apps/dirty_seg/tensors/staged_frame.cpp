@@ -87,19 +87,13 @@ StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_pt
   }
 }
 
-cv::Size Slot::Padded() const {
-  return {scaled.width + 2 * left_and_right, scaled.height + 2 * top_and_bottom};
-}
-
 std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, int side) {
   const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
   std::vector<Slot> slots;
   for (std::size_t i = 0; i < patches.size(); ++i) {
     const cv::Rect crop = geometry::ClipFarEdges(patches[i], frame);
     if (crop.width <= 0 || crop.height <= 0) continue;
-    const cv::Size scaled = geometry::ScaleLongerSideTo(side, crop.size());
-    const geometry::SquareBorder border = geometry::BorderToSquare(scaled);
-    slots.push_back({i, crop, scaled, border.top_and_bottom, border.left_and_right});
+    slots.push_back({i, crop, geometry::Letterbox(crop.size(), side)});
   }
   return slots;
 }

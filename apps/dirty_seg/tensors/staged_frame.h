@@ -40,15 +40,9 @@ struct Slot {
   std::size_t patch = 0;
   /// The patch, clipped to the frame, in pixels of the frame.
   cv::Rect crop;
-  /// Of the crop after scaling, in pixels of the network.
-  cv::Size scaled;
-  /// Grey on each of two opposite sides.
-  int top_and_bottom = 0;
-  int left_and_right = 0;
-
-  /// Scaled and padded. Smaller than the network's square where lengths were truncated; then the
-  /// rows in the tensor are shorter than the network takes them to be.
-  cv::Size Padded() const;
+  /// How the crop lies in the network's square. Smaller than that where lengths were truncated;
+  /// then the rows in the tensor are shorter than the network takes them to be.
+  nuvik::geometry::Letterbox letterbox;
 };
 
 /// The slots that `patches` take, in order, in a network with an input of `side` x `side`.

@@ -356,11 +356,11 @@ TEST(FindSlots, TellsACropThatComesOutShort) {
       FindSlots({{0, 0, 100, 33}, {2000, 0, 64, 64}, {0, 0, 64, 64}}, 64);
   ASSERT_EQ(slots.size(), 2U);
   EXPECT_EQ(slots[0].patch, 0U);
-  EXPECT_EQ(slots[0].scaled, cv::Size(64, 21));
-  EXPECT_EQ(slots[0].top_and_bottom, 21);
-  EXPECT_EQ(slots[0].Padded(), cv::Size(64, 63));
+  EXPECT_EQ(slots[0].letterbox.scaled, cv::Size(64, 21));
+  EXPECT_EQ(slots[0].letterbox.border.top_and_bottom, 21);
+  EXPECT_EQ(slots[0].letterbox.Padded(), cv::Size(64, 63));
   EXPECT_EQ(slots[1].patch, 2U);
-  EXPECT_EQ(slots[1].Padded(), cv::Size(64, 64));
+  EXPECT_EQ(slots[1].letterbox.Padded(), cv::Size(64, 64));
 }
 
 }  // namespace
