@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/onnx_session.h"
+#include "engine/session_error.h"
 #include "network/onnx_fields.h"
 #include "network/onnx_message.h"
 

@@ -5,17 +5,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "engine/session_error.h"
 #include "network/tensor.h"
 
 namespace nuvik::alg::common {
-
-struct SessionError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 /// What a network says of one of its inputs or outputs.
 struct TensorInfo {

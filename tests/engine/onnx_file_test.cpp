@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/onnx_session.h"
+#include "engine/session_error.h"
 #include "support/network_files.h"
 #include "support/standard_error.h"
 #include "support/tiny_network.h"
