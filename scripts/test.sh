@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, holds the sources to their style and runs every test.
+# Installs what is missing, builds and runs every test.
 # Arguments go to ctest: scripts/test.sh -R Patch
 #   scripts/test.sh --coverage     prints instead how much of the libraries their tests reach, and
 #                                  fails when that is too little
@@ -32,5 +32,4 @@ if [ "${1-}" = --coverage ]; then
 fi
 cmake --preset dev
 cmake --build --preset dev
-scripts/lint.sh build/dev
 ctest --preset dev "$@"
