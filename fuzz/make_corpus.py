@@ -11,7 +11,15 @@ import struct
 from pathlib import Path
 
 import numpy as np
-from onnx import AttributeProto, FunctionProto, GraphProto, NodeProto, TensorProto, helper, numpy_helper
+from onnx import (
+    AttributeProto,
+    FunctionProto,
+    GraphProto,
+    NodeProto,
+    TensorProto,
+    helper,
+    numpy_helper,
+)
 
 HERE = Path(__file__).resolve().parent
 CORPUS = HERE / "corpus"
@@ -221,10 +229,14 @@ def function_seeds(folder: Path) -> None:
     save("fewer_inputs", [call("f0", ["x"], ["y"])], [clip])
     hand_on = function("f1", ["a", "high"], ["b"], [call("f0", ["a", "", "high"], ["b"])])
     save("handed_on", [call("f1", ["x"], ["y"])], [hand_on, clip])
-    halves = function("f0", ["a"], ["b", "c"], [make("Neg", ["a"], ["b"]), make("Abs", ["a"], ["c"])])
+    halves = function(
+        "f0", ["a"], ["b", "c"], [make("Neg", ["a"], ["b"]), make("Abs", ["a"], ["c"])]
+    )
     save("optional_output", [call("f0", ["x"], ["", "y"])], [halves])
     total = function("f0", ["a", "b"], ["c"], [make("Sum", ["a", "b", "a"], ["c"])])
-    twice = function("f1", ["a"], ["b"], [call("f0", ["a", "a"], ["t"]), call("f0", ["t", "a"], ["b"])])
+    twice = function(
+        "f1", ["a"], ["b"], [call("f0", ["a", "a"], ["t"]), call("f0", ["t", "a"], ["b"])]
+    )
     save("shared", [call("f1", ["x"], ["t"]), call("f0", ["t", "x"], ["y"])], [twice, total])
     leaky = make("LeakyRelu", ["a"], ["b"])
     leaky.attribute.add(name="alpha", ref_attr_name="slope", type=AttributeProto.FLOAT)
@@ -235,7 +247,9 @@ def function_seeds(folder: Path) -> None:
     )
     constant = function("f0", [], ["b"], [make("Constant", [], ["b"], value_float=1.0)])
     save("no_inputs", [call("f0", [], ["t"]), make("Add", ["x", "t"], ["y"])], [constant])
-    save("branches", [call("f0", ["x"], ["y"])], [function("f0", ["a"], ["b"], branch_on("a", "b"))])
+    save(
+        "branches", [call("f0", ["x"], ["y"])], [function("f0", ["a"], ["b"], branch_on("a", "b"))]
+    )
     save("loop", [call("f0", ["x"], ["y"])], [function("f0", ["a"], ["b"], loop_on("a", "b"))])
 
 

@@ -37,7 +37,9 @@ def make_room(folder: Path, scenes: int, is_begun: bool) -> None:
             np.lib.format.open_memmap(path, "w+", np.uint8, (scenes, *shape))
         there = len(np.load(path, mmap_mode="r"))
         if there != scenes:
-            raise SystemExit(f"'{path}' is for {there} scenes, not {scenes}; remove '{folder}' first")
+            raise SystemExit(
+                f"'{path}' is for {there} scenes, not {scenes}; remove '{folder}' first"
+            )
 
 
 def render_one(folder: Path, seed: int, number: int) -> str:

@@ -155,8 +155,10 @@ def light(rng: Rng) -> Image:
     panes = np.zeros_like(x)
     for left, top in ((820, -40), (1200, -40), (820, 300), (1200, 300)):
         pane = smoothstep(left, left + 40, along) * (1 - smoothstep(left + 310, left + 350, along))
-        panes += pane * smoothstep(top, top + 30, across) * (
-            1 - smoothstep(top + 270, top + 300, across)
+        panes += (
+            pane
+            * smoothstep(top, top + 30, across)
+            * (1 - smoothstep(top + 270, top + 300, across))
         )
     dapple = 1 + 0.03 * fractal_noise(rng, (WIDTH, HEIGHT), 420, 2)
     return (falloff * dapple)[..., None] * (1 + panes[..., None] * rgb(40, 36, 27))

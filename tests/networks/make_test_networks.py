@@ -85,9 +85,7 @@ def quantised_conv(graph: Graph, source: str, table: np.ndarray, bias: np.ndarra
 
     def dequantised(values: np.ndarray, scale: float, dtype: type) -> str:
         steps = graph.constant(np.rint(values / scale), dtype)
-        return graph.add(
-            "DequantizeLinear", steps, graph.constant(scale), graph.constant(0, dtype)
-        )
+        return graph.add("DequantizeLinear", steps, graph.constant(scale), graph.constant(0, dtype))
 
     def quantised(values: str, scale: float) -> str:
         parameters = graph.constant(scale), graph.constant(0, np.uint8)

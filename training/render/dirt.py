@@ -119,9 +119,7 @@ def sauce(rng: Rng) -> Sprite:
     inside = puddle(rng, size, reach, rng.uniform(0.1, 0.35))
     if rng.random() < 0.5:
         inside = dragged(rng, inside)
-    tint = colour(
-        rng, tuple(rng.choice([(0, 14), (40, 55), (80, 120)])), (0.5, 0.95), (0.45, 0.9)
-    )
+    tint = colour(rng, tuple(rng.choice([(0, 14), (40, 55), (80, 120)])), (0.5, 0.95), (0.45, 0.9))
     sprite = liquid(rng, inside, tint, 0.0)
     lumps = fractal_noise(rng, size, 20, 3) * rng.uniform(0.5, 3)
     sprite.height = blur(dome(sprite.opacity, rng.uniform(6, 16)), 2) + lumps * sprite.opacity

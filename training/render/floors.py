@@ -287,7 +287,7 @@ def patchwork(rng: Rng, size: Size) -> Image:
     one, other = (FLOORS[name](rng, size) for name in rng.choice(list(PLAIN_STYLES), 2))
     x, y = turned(
         *coordinates(size, (size[0] * rng.uniform(0.2, 0.8), size[1] * rng.uniform(0.2, 0.8))),
-        rng.uniform(0, 2 * np.pi)
+        rng.uniform(0, 2 * np.pi),
     )
     inside = smoothstep(-1, 1, x if rng.random() < 0.6 else np.minimum(x, y))
     shadow = 1 - rng.uniform(0, 0.5) * np.exp(-np.abs(x) / log_uniform(rng, 3, 30))

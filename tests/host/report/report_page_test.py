@@ -30,7 +30,7 @@ except ImportError:
     webdriver = None
 
 SKIPPED = 77
-HOSTILE = '"\'><img src=x onerror=alert(1)></script><script>alert(2)</script>&lt;'
+HOSTILE = "\"'><img src=x onerror=alert(1)></script><script>alert(2)</script>&lt;"
 FLOOR, HOSTILE_FRAME, GONE, FAILED = range(4)
 PLAIN_FRAMES = 26  # the frames behind these
 
@@ -75,21 +75,38 @@ def make_results(folder: Path) -> list[dict]:
     cv2.imwrite(str(folder / "gone.overlay.jpg"), picture)
     lines.append(plain_line(hostile, 0))
     lines.append(plain_line(folder / ("gone" * 80 + ".png"), 0) | {"overlay": "gone.overlay.jpg"})
-    lines.append(plain_line(folder / "dark.png", 0) | {
-        "success": False, "message": HOSTILE, "bboxes": [], "scores": [], "labels": []})
+    lines.append(
+        plain_line(folder / "dark.png", 0)
+        | {"success": False, "message": HOSTILE, "bboxes": [], "scores": [], "labels": []}
+    )
     lines += [plain_line(hostile, i + 1) for i in range(PLAIN_FRAMES)]
     (folder / "results.jsonl").write_text("".join(json.dumps(line) + "\n" for line in lines))
-    (folder / "summary.json").write_text(json.dumps({
-        "schema_version": 1, "program": "dirty_seg 1.0.0", "model": "dirt-seg.onnx",
-        "config": "floor.yaml", "fece_model": "fece-check.onnx", "interrupted": True}))
+    (folder / "summary.json").write_text(
+        json.dumps(
+            {
+                "schema_version": 1,
+                "program": "dirty_seg 1.0.0",
+                "model": "dirt-seg.onnx",
+                "config": "floor.yaml",
+                "fece_model": "fece-check.onnx",
+                "interrupted": True,
+            }
+        )
+    )
     return lines
 
 
 def start_browser() -> "webdriver.Chrome":
     options = webdriver.ChromeOptions()
     # Root, as in a container, cannot have Chromium's sandbox.
-    for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-                     "--hide-scrollbars", "--force-color-profile=srgb"):
+    for argument in (
+        "--headless=new",
+        "--no-sandbox",
+        "--disable-gpu",
+        "--disable-dev-shm-usage",
+        "--hide-scrollbars",
+        "--force-color-profile=srgb",
+    ):
         options.add_argument(argument)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     return webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
@@ -125,10 +142,14 @@ class Page(unittest.TestCase):
     # ---- Tools ----------------------------------------------------------------------------------
 
     def open(self, page: Path, width: int = 1280, height: int = 900, scheme: str = "light") -> None:
-        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
-            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": width < 500})
-        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
-            "features": [{"name": "prefers-color-scheme", "value": scheme}]})
+        self.browser.execute_cdp_cmd(
+            "Emulation.setDeviceMetricsOverride",
+            {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": width < 500},
+        )
+        self.browser.execute_cdp_cmd(
+            "Emulation.setEmulatedMedia",
+            {"features": [{"name": "prefers-color-scheme", "value": scheme}]},
+        )
         self.browser.get(page.as_uri())
         self.assertEqual(self.js("return document.documentElement.dataset.ready"), "yes")
 
@@ -139,11 +160,15 @@ class Page(unittest.TestCase):
         """Waits until the page has drawn what was asked of it."""
         self.browser.execute_async_script(
             "const done = arguments[0];"
-            "requestAnimationFrame(() => requestAnimationFrame(() => setTimeout(done, 0)))")
+            "requestAnimationFrame(() => requestAnimationFrame(() => setTimeout(done, 0)))"
+        )
 
     def complaints(self) -> list[str]:
-        return [entry["message"] for entry in self.browser.get_log("browser")
-                if entry["level"] == "SEVERE"]
+        return [
+            entry["message"]
+            for entry in self.browser.get_log("browser")
+            if entry["level"] == "SEVERE"
+        ]
 
     def find(self, selector: str):
         return self.browser.find_element(By.CSS_SELECTOR, selector)
@@ -152,8 +177,11 @@ class Page(unittest.TestCase):
         return self.browser.find_elements(By.CSS_SELECTOR, selector)
 
     def texts(self, selector: str) -> list[str]:
-        return self.js("return [...document.querySelectorAll(arguments[0])].map("
-                       "(element) => element.textContent)", selector)
+        return self.js(
+            "return [...document.querySelectorAll(arguments[0])].map("
+            "(element) => element.textContent)",
+            selector,
+        )
 
     def click(self, selector: str) -> None:
         element = self.find(selector)
@@ -167,8 +195,11 @@ class Page(unittest.TestCase):
             self.settle()
 
     def set_score(self, score: float) -> None:
-        self.js("const slider = document.getElementById('score'); slider.value = arguments[0];"
-                "slider.dispatchEvent(new Event('input'))", score)
+        self.js(
+            "const slider = document.getElementById('score'); slider.value = arguments[0];"
+            "slider.dispatchEvent(new Event('input'))",
+            score,
+        )
         self.settle()
 
     def open_frame(self, index: int) -> None:
@@ -181,8 +212,10 @@ class Page(unittest.TestCase):
         return [int(cell) for cell in cells]
 
     def expected_count(self, label: int, least: float) -> list[int]:
-        lists = [[score for score, of in zip(line["scores"], line["labels"]) if of == label]
-                 for line in self.lines]
+        lists = [
+            [score for score, of in zip(line["scores"], line["labels"]) if of == label]
+            for line in self.lines
+        ]
         kept = [[score for score in scores if score >= least] for scores in lists]
         return [sum(map(len, kept)), sum(map(len, lists)), sum(1 for scores in kept if scores)]
 
@@ -190,9 +223,11 @@ class Page(unittest.TestCase):
         return len(self.all("#picture svg rect.line"))
 
     def shown_masks(self) -> list[str]:
-        return self.js("return [...document.querySelectorAll('#picture canvas')]"
-                       ".filter((canvas) => getComputedStyle(canvas).display !== 'none')"
-                       ".map((canvas) => canvas.dataset.label)")
+        return self.js(
+            "return [...document.querySelectorAll('#picture canvas')]"
+            ".filter((canvas) => getComputedStyle(canvas).display !== 'none')"
+            ".map((canvas) => canvas.dataset.label)"
+        )
 
     # ---- Loading --------------------------------------------------------------------------------
 
@@ -212,15 +247,18 @@ class Page(unittest.TestCase):
         self.assertEqual([url for url in urls if url != page and not url.startswith("data:")], [])
 
     def test_policy_stops_what_is_not_its_own(self) -> None:
-        self.js("const image = new Image(); image.src = 'https://example.invalid/a.png';"
-                "document.body.append(image);"
-                "const script = document.createElement('script');"
-                "script.append('window.wasRun = true');")
+        self.js(
+            "const image = new Image(); image.src = 'https://example.invalid/a.png';"
+            "document.body.append(image);"
+            "const script = document.createElement('script');"
+            "script.append('window.wasRun = true');"
+        )
         blocked = self.browser.execute_async_script(
             "const done = arguments[0];"
             "document.addEventListener('securitypolicyviolation',"
             "  (event) => done(event.effectiveDirective));"
-            "const image = new Image(); image.src = 'https://example.invalid/b.png'")
+            "const image = new Image(); image.src = 'https://example.invalid/b.png'"
+        )
         self.assertEqual(blocked, "img-src")
         self.assertIsNone(self.js("return window.wasRun"))
         # These are what the policy says to the console.
@@ -249,8 +287,9 @@ class Page(unittest.TestCase):
             self.set_score(least)
             self.assertEqual(self.find("#score-value").text, f"{least:.2f}")
             for label in (0, 1, 19, 50):
-                self.assertEqual(self.count_of(label), self.expected_count(label, least),
-                                 (label, least))
+                self.assertEqual(
+                    self.count_of(label), self.expected_count(label, least), (label, least)
+                )
 
     def test_boxes_and_masks_follow_slider_and_switches(self) -> None:
         self.open_frame(FLOOR)
@@ -285,8 +324,11 @@ class Page(unittest.TestCase):
     def test_a_mask_goes_with_the_last_box_of_its_label(self) -> None:
         self.open_frame(FLOOR)
         self.assertIn("2", self.shown_masks())
-        best = max(score for score, label in
-                   zip(self.lines[FLOOR]["scores"], self.lines[FLOOR]["labels"]) if label == 2)
+        best = max(
+            score
+            for score, label in zip(self.lines[FLOOR]["scores"], self.lines[FLOOR]["labels"])
+            if label == 2
+        )
         self.set_score(int(best * 100) / 100)
         self.assertIn("2", self.shown_masks())
         self.set_score(1)
@@ -306,21 +348,28 @@ class Page(unittest.TestCase):
             "label_masks": {str(label): self.TWO_AREAS}}  # fmt: skip
 
     def inked_columns(self, label: int) -> list[int]:
-        return self.js("""
+        return self.js(
+            """
             const canvas = document.querySelector(`#picture canvas[data-label='${arguments[0]}']`);
             if (getComputedStyle(canvas).display === 'none') return [];
             const {width, height} = canvas;
             const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
             const columns = new Set();
             for (let i = 3; i < data.length; i += 4) if (data[i] > 0) columns.add((i - 3) / 4 % width);
-            return [...columns].sort((a, b) => a - b);""", label)
+            return [...columns].sort((a, b) => a - b);""",
+            label,
+        )
 
     def test_the_mask_of_a_hidden_detection_goes_and_comes_back(self) -> None:
         self.open(self.report_of("areas", [self.two_areas_line(7)]))
         self.open_frame(0)
         self.assertEqual(self.inked_columns(7), [2, 3, 4, 9, 10, 11])
-        for least, columns in ((0.5, [2, 3, 4]), (0.95, []), (0.5, [2, 3, 4]),
-                               (0.0, [2, 3, 4, 9, 10, 11])):
+        for least, columns in (
+            (0.5, [2, 3, 4]),
+            (0.95, []),
+            (0.5, [2, 3, 4]),
+            (0.0, [2, 3, 4, 9, 10, 11]),
+        ):
             self.set_score(least)
             self.assertEqual(self.inked_columns(7), columns, least)
         self.click("input[data-label='7']")
@@ -345,7 +394,8 @@ class Page(unittest.TestCase):
         self.open_frame(FLOOR)
         for label, mask in self.lines[FLOOR]["label_masks"].items():
             expected = cv2.imread(str(self.folder / mask["file"]), cv2.IMREAD_GRAYSCALE)
-            runs = self.js("""
+            runs = self.js(
+                """
                 const canvas = document.querySelector(`#picture canvas[data-label='${arguments[0]}']`);
                 const {width, height} = canvas;
                 const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
@@ -354,14 +404,17 @@ class Page(unittest.TestCase):
                   if (data[i] !== last) edges.push((i - 3) / 4);
                   last = data[i];
                 }
-                return {width, height, edges};""", label)
+                return {width, height, edges};""",
+                label,
+            )
             self.assertEqual((runs["height"], runs["width"]), expected.shape)
             flat = np.concatenate(([0], (expected.reshape(-1) > 0).astype(int)))
             self.assertEqual(runs["edges"], np.flatnonzero(np.diff(flat)).tolist(), label)
 
     def test_boxes_lie_where_the_data_says(self) -> None:
         self.open_frame(FLOOR)
-        place = self.js("""
+        place = self.js(
+            """
             const to = document.getElementById('picture').getBoundingClientRect();
             const scale = to.width / 1920;
             return [...document.querySelectorAll('#picture g.box')].map((group) => {
@@ -371,7 +424,8 @@ class Page(unittest.TestCase):
                       box: [box.x, box.y, box.x + box.width, box.y + box.height],
                       off: Math.abs((on.left + on.right) / 2 - to.left
                                     - (box.x + box.width / 2) * scale)};
-            });""")
+            });"""
+        )
         for entry in place:
             expected = self.lines[FLOOR]["bboxes"][entry["detection"]]
             np.testing.assert_allclose(entry["box"], expected, atol=0.06)
@@ -385,8 +439,10 @@ class Page(unittest.TestCase):
         self.settle()
         self.assertGreater(self.js("return document.querySelector('.card img').naturalWidth"), 300)
         self.assertGreater(len(self.all(".card[data-frame='0'] svg path")), 3)
-        self.assertEqual(self.find(".card[data-frame='0'] .facts").text,
-                         f"{len(self.lines[FLOOR]['labels'])} detections")
+        self.assertEqual(
+            self.find(".card[data-frame='0'] .facts").text,
+            f"{len(self.lines[FLOOR]['labels'])} detections",
+        )
         self.set_score(1.0)
         self.assertEqual(self.find(".card[data-frame='1'] .facts").text, "0 detections")
 
@@ -431,13 +487,18 @@ class Page(unittest.TestCase):
         self.assertFalse(self.js("return document.getElementById('viewer').open"))
         self.assertEqual(self.js("return document.activeElement.dataset.frame"), "0")
         self.assertEqual(outline, "solid")
-        self.assertTrue(self.js(
-            "return document.getElementById('filters-place').contains("
-            "document.getElementById('filters'))"))
+        self.assertTrue(
+            self.js(
+                "return document.getElementById('filters-place').contains("
+                "document.getElementById('filters'))"
+            )
+        )
 
     def scrolled(self) -> list[int]:
-        return self.js("const stage = document.getElementById('stage');"
-                       "return [stage.scrollLeft, stage.scrollTop]")
+        return self.js(
+            "const stage = document.getElementById('stage');"
+            "return [stage.scrollLeft, stage.scrollTop]"
+        )
 
     def test_arrow_keys_move_a_picture_larger_than_its_place(self) -> None:
         self.open_frame(FLOOR)
@@ -466,18 +527,22 @@ class Page(unittest.TestCase):
         self.press("z")
         before = self.scrolled()
         stage = self.find("#stage")
-        ActionChains(self.browser).move_to_element(stage).click_and_hold() \
-            .move_by_offset(-60, -40).release().perform()
+        ActionChains(self.browser).move_to_element(stage).click_and_hold().move_by_offset(
+            -60, -40
+        ).release().perform()
         self.assertEqual(self.scrolled(), [before[0] + 60, before[1] + 40])
         self.assertEqual(self.all("#viewer-list button[aria-pressed='true']"), [])
         self.press("z")
         box = self.lines[FLOOR]["bboxes"][5]
         picture = self.find("#picture")
         scale = picture.size["width"] / 1920
-        centre = [(box[i] + box[i + 2]) / 2 * scale - picture.size[side] / 2
-                  for i, side in ((0, "width"), (1, "height"))]
-        ActionChains(self.browser).move_to_element_with_offset(picture, *map(int, centre)).click() \
-            .perform()
+        centre = [
+            (box[i] + box[i + 2]) / 2 * scale - picture.size[side] / 2
+            for i, side in ((0, "width"), (1, "height"))
+        ]
+        ActionChains(self.browser).move_to_element_with_offset(
+            picture, *map(int, centre)
+        ).click().perform()
         pressed = self.find("#viewer-list li:has(button[aria-pressed='true'])")
         self.assertEqual(pressed.get_attribute("data-detection"), "5")
 
@@ -487,7 +552,8 @@ class Page(unittest.TestCase):
         marked = self.js("return document.activeElement.parentElement.dataset.detection")
         self.press("m")
         self.assertEqual(
-            self.js("return document.activeElement.parentElement.dataset.detection"), marked)
+            self.js("return document.activeElement.parentElement.dataset.detection"), marked
+        )
         self.press("m")
         self.assertNotEqual(self.shown_masks(), [])
         self.open_frame_again(PLAIN_FRAMES + 2)
@@ -500,31 +566,51 @@ class Page(unittest.TestCase):
         reached = []
         for _ in range(21):
             self.press(Keys.TAB)
-            reached.append(self.js(
-                "const e = document.activeElement;"
-                "return e.id || e.dataset.frame || e.dataset.label || (e.matches('nav a') ? 'link' : e.className)"))
+            reached.append(
+                self.js(
+                    "const e = document.activeElement;"
+                    "return e.id || e.dataset.frame || e.dataset.label || (e.matches('nav a') ? 'link' : e.className)"
+                )
+            )
         labels = sorted({label for line in self.lines for label in line["labels"]})
-        self.assertEqual(reached, [
-            "skip", "theme", *["link"] * 6, "score", "show-boxes", "show-names", "show-masks",
-            "all-labels", "no-labels", *map(str, labels), "0"])
+        self.assertEqual(
+            reached,
+            [
+                "skip",
+                "theme",
+                *["link"] * 6,
+                "score",
+                "show-boxes",
+                "show-names",
+                "show-masks",
+                "all-labels",
+                "no-labels",
+                *map(str, labels),
+                "0",
+            ],
+        )
 
     def test_every_control_has_a_name(self) -> None:
         self.open_frame(FLOOR)
-        nameless = self.js("""
+        nameless = self.js(
+            """
             return [...document.querySelectorAll('button, input, select, [tabindex]')].filter((e) =>
               !(e.textContent.trim() || e.getAttribute('aria-label') ||
                 e.getAttribute('aria-labelledby') || (e.labels && e.labels.length > 0)))
-              .map((e) => e.outerHTML)""")
+              .map((e) => e.outerHTML)"""
+        )
         self.assertEqual(nameless, [])
 
     # ---- Numbers --------------------------------------------------------------------------------
 
     def test_chart_and_tails_are_there(self) -> None:
         self.assertEqual(len(self.all("#chart canvas")), 1)
-        inked = self.js("""
+        inked = self.js(
+            """
             const canvas = document.querySelector('#chart canvas');
             const data = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height).data;
-            return data.filter((value, i) => i % 4 === 3 && value > 0).length""")
+            return data.filter((value, i) => i % 4 === 3 && value > 0).length"""
+        )
         self.assertGreater(inked, 1000)
         rows = self.texts("#stages tbody tr")
         self.assertTrue(any(row.startswith("inference") for row in rows))
@@ -539,8 +625,9 @@ class Page(unittest.TestCase):
         scores = sorted(score for line in self.lines for score in line["scores"])
         self.click("button[data-column='score']")
         self.assertEqual(self.column(4), [f"{score:.2f}" for score in scores[:25]])
-        self.assertEqual(self.find("th:has(button[data-column='score'])").get_attribute("aria-sort"),
-                         "ascending")
+        self.assertEqual(
+            self.find("th:has(button[data-column='score'])").get_attribute("aria-sort"), "ascending"
+        )
         self.click("button[data-column='score']")
         self.assertEqual(self.column(4), [f"{score:.2f}" for score in scores[::-1][:25]])
         self.click("#page-after")
@@ -575,12 +662,17 @@ class Page(unittest.TestCase):
         self.find("#find").send_keys("stain")
         self.settle()
         self.assertEqual(set(text.strip() for text in self.column(3)), {"stain"})
-        self.js("document.getElementById('find').value = '';"
-                "const verdict = document.getElementById('verdict'); verdict.value = 'rejected';"
-                "verdict.dispatchEvent(new Event('change'))")
+        self.js(
+            "document.getElementById('find').value = '';"
+            "const verdict = document.getElementById('verdict'); verdict.value = 'rejected';"
+            "verdict.dispatchEvent(new Event('change'))"
+        )
         self.settle()
-        rejected = [candidate for candidate in self.lines[FLOOR]["fece_candidates"]
-                    if candidate["verdict"] == "rejected"]
+        rejected = [
+            candidate
+            for candidate in self.lines[FLOOR]["fece_candidates"]
+            if candidate["verdict"] == "rejected"
+        ]
         self.assertEqual(len(self.column(2)), len(rejected))
         self.set_score(1)
         self.assertEqual(self.find("#table-count").text, f"0 of {total} detections")
@@ -592,15 +684,21 @@ class Page(unittest.TestCase):
         self.assertEqual(pressed.find_element(By.XPATH, "..").get_attribute("data-detection"), "1")
 
     def test_shows_what_the_classifier_turned_down(self) -> None:
-        rejected = [candidate for candidate in self.lines[FLOOR]["fece_candidates"]
-                    if candidate["verdict"] == "rejected"]
+        rejected = [
+            candidate
+            for candidate in self.lines[FLOOR]["fece_candidates"]
+            if candidate["verdict"] == "rejected"
+        ]
         self.assertGreater(len(rejected), 0)
         crops = self.all("#crops li")
-        self.assertEqual([crop.get_attribute("data-detection") for crop in crops],
-                         [str(candidate["detection"]) for candidate in rejected])
+        self.assertEqual(
+            [crop.get_attribute("data-detection") for crop in crops],
+            [str(candidate["detection"]) for candidate in rejected],
+        )
         self.js("arguments[0].scrollIntoView()", crops[0])
         self.browser.execute_async_script(
-            "document.querySelector('#crops img').decode().then(arguments[0])")
+            "document.querySelector('#crops img').decode().then(arguments[0])"
+        )
         self.assertGreater(self.js("return document.querySelector('#crops img').naturalWidth"), 50)
         self.click("#crops li button")
         self.assertEqual(self.texts("#viewer-name"), ["floor.jpg"])
@@ -609,7 +707,8 @@ class Page(unittest.TestCase):
 
     def colours(self, selector: str) -> tuple[list[float], list[float]]:
         """The text's colour and the one that it stands on, as the browser paints them."""
-        return self.js("""
+        return self.js(
+            """
             const canvas = document.createElement('canvas').getContext('2d', {willReadFrequently: true});
             const bytes = (colour) => {
               canvas.clearRect(0, 0, 1, 1);
@@ -623,14 +722,33 @@ class Page(unittest.TestCase):
             for (; element && back[3] === 0; element = element.parentElement) {
               back = bytes(getComputedStyle(element).backgroundColor);
             }
-            return [text.slice(0, 3), back.slice(0, 3)]""", selector)
+            return [text.slice(0, 3), back.slice(0, 3)]""",
+            selector,
+        )
 
     def check_contrast(self) -> None:
-        for selector in ("h1", "#summary", "#notes .warning", "#theme", ".hint", "#labels .amount",
-                         ".card .file", ".card .facts", "#counts th", "#detections td",
-                         "#detections td button", "#detections thead button", "footer summary",
-                         "#failed li", "#stages td button", "#detections .order",
-                         "#detections th .order", "main > nav a", "#table-count", ".bar"):
+        for selector in (
+            "h1",
+            "#summary",
+            "#notes .warning",
+            "#theme",
+            ".hint",
+            "#labels .amount",
+            ".card .file",
+            ".card .facts",
+            "#counts th",
+            "#detections td",
+            "#detections td button",
+            "#detections thead button",
+            "footer summary",
+            "#failed li",
+            "#stages td button",
+            "#detections .order",
+            "#detections th .order",
+            "main > nav a",
+            "#table-count",
+            ".bar",
+        ):
             text, back = self.colours(selector)
             least = 3 if selector == ".bar" else 4.5
             if selector == ".bar":
@@ -654,13 +772,18 @@ class Page(unittest.TestCase):
         self.check_contrast()
 
     def place(self, selector: str) -> dict:
-        return self.js("const box = document.querySelector(arguments[0]).getBoundingClientRect();"
-                       "return {left: box.left, right: box.right, top: box.top, bottom: box.bottom,"
-                       "        width: box.width, height: box.height}", selector)
+        return self.js(
+            "const box = document.querySelector(arguments[0]).getBoundingClientRect();"
+            "return {left: box.left, right: box.right, top: box.top, bottom: box.bottom,"
+            "        width: box.width, height: box.height}",
+            selector,
+        )
 
     def test_label_switches_have_a_row_of_their_own(self) -> None:
-        tops = self.js("return [...document.querySelectorAll('#labels .switch')]"
-                       ".map((e) => Math.round(e.getBoundingClientRect().top))")
+        tops = self.js(
+            "return [...document.querySelectorAll('#labels .switch')]"
+            ".map((e) => Math.round(e.getBoundingClientRect().top))"
+        )
         self.assertEqual(len(tops), 6)
         self.assertEqual(len(set(tops)), 1)
         row, score = self.place("#labels"), self.place(".score")
@@ -674,23 +797,30 @@ class Page(unittest.TestCase):
     def test_buttons_of_the_viewer_keep_their_height(self) -> None:
         height = self.place("#theme")["height"]
         self.open_frame(FLOOR)
-        heights = self.js("return [...document.querySelectorAll('dialog header button')]"
-                          ".map((e) => e.getBoundingClientRect().height)")
+        heights = self.js(
+            "return [...document.querySelectorAll('dialog header button')]"
+            ".map((e) => e.getBoundingClientRect().height)"
+        )
         self.assertEqual(heights, [height] * 4)
 
     def test_a_jump_ends_beside_the_filters_not_under_them(self) -> None:
         self.js("document.documentElement.style.scrollBehavior = 'auto'")
         self.click("nav a[href='#rejected']")
-        self.assertGreaterEqual(self.place("#rejected")["top"],
-                                self.place("#filters-place")["bottom"])
+        self.assertGreaterEqual(
+            self.place("#rejected")["top"], self.place("#filters-place")["bottom"]
+        )
 
     def test_head_of_the_table_stays(self) -> None:
         self.js("document.querySelector('#table-section .scroll').scrollTop = 150")
         self.settle()
-        self.assertAlmostEqual(self.place("#detections th")["top"],
-                               self.place("#table-section .scroll")["top"], delta=1)
-        self.assertLess(self.place("#detections tbody tr")["top"],
-                        self.place("#detections th")["top"])
+        self.assertAlmostEqual(
+            self.place("#detections th")["top"],
+            self.place("#table-section .scroll")["top"],
+            delta=1,
+        )
+        self.assertLess(
+            self.place("#detections tbody tr")["top"], self.place("#detections th")["top"]
+        )
 
     def test_ends_of_long_names_are_seen(self) -> None:
         tail = self.place(".card[data-frame='2'] .tail")
@@ -699,44 +829,61 @@ class Page(unittest.TestCase):
         self.assertEqual(self.texts(".card[data-frame='2'] .file"), ["gone" * 80 + ".png"])
 
     def test_side_panel_holds_long_names_without_scrolling_sideways(self) -> None:
-        names = {str(i): name for i, name in enumerate((
-            "dried coffee stain on laminate near the skirting board", "x" * 90, "cable"))}
+        names = {
+            str(i): name
+            for i, name in enumerate(
+                ("dried coffee stain on laminate near the skirting board", "x" * 90, "cable")
+            )
+        }
         picture = self.folder / ("kitchen_floor_camera_front_left_" * 6 + ".png")
         cv2.imwrite(str(picture), np.zeros((180, 320, 3), np.uint8))
         line = plain_line(picture, 0) | {
-            "bboxes": [[20, 20 * i, 60, 20 * i + 15] for i in range(3)], "scores": [0.5] * 3,
-            "labels": [0, 1, 2], "label_names": names}
+            "bboxes": [[20, 20 * i, 60, 20 * i + 15] for i in range(3)],
+            "scores": [0.5] * 3,
+            "labels": [0, 1, 2],
+            "label_names": names,
+        }
         page = self.report_of("names", [line])
         for width in (1280, 1024):
             self.open(page, width, 800)
             self.open_frame(0)
             # What a scroll bar takes, which this browser hides.
             self.js("document.querySelector('.viewer-side').style.paddingRight = '27px'")
-            wide = self.js("""
+            wide = self.js(
+                """
                 const pieces = ['.viewer-side', '#viewer-filters', '#filters', '#labels', '#viewer-list'];
                 return pieces.filter((piece) => {
                   const {scrollWidth, clientWidth} = document.querySelector(piece);
                   return scrollWidth > clientWidth;
-                });""")
+                });"""
+            )
             self.assertEqual(wide, [], width)
             for names_of in ("#labels .name", "#viewer-list .name"):
-                self.assertEqual(self.js(
-                    "return [...document.querySelectorAll(arguments[0])].map((e) => e.title)",
-                    names_of), list(names.values()))
-            heights = self.js("return [...document.querySelectorAll('#viewer-list li')]"
-                              ".map((e) => e.getBoundingClientRect().height)")
+                self.assertEqual(
+                    self.js(
+                        "return [...document.querySelectorAll(arguments[0])].map((e) => e.title)",
+                        names_of,
+                    ),
+                    list(names.values()),
+                )
+            heights = self.js(
+                "return [...document.querySelectorAll('#viewer-list li')]"
+                ".map((e) => e.getBoundingClientRect().height)"
+            )
             self.assertEqual(len(set(heights)), 1)
 
     def test_nothing_reaches_beyond_a_narrow_screen(self) -> None:
         self.open(self.folder / "report.html", 390, 844)
         self.assertEqual(self.js("return document.documentElement.scrollWidth"), 390)
         self.open_frame(FLOOR)
-        outside = self.js("""
+        outside = self.js(
+            """
             return [...document.querySelectorAll('dialog button, dialog input, #picture')]
               .filter((e) => {
                 const box = e.getBoundingClientRect();
                 return box.width > 0 && (box.left < 0 || box.right > 390.5);
-              }).map((e) => e.outerHTML)""")
+              }).map((e) => e.outerHTML)"""
+        )
         self.assertEqual(outside, [])
 
     # ---- Little and much ------------------------------------------------------------------------
@@ -772,24 +919,35 @@ class Page(unittest.TestCase):
         self.assertEqual(self.shown_ids("failed", "filters"), ["failed"])
 
     def test_names_of_many_objects_leave_each_other_alone(self) -> None:
-        boxes = [[7 * i % 300, 11 * i % 160, 7 * i % 300 + 20, 11 * i % 160 + 20]
-                 for i in range(300)]
+        boxes = [
+            [7 * i % 300, 11 * i % 160, 7 * i % 300 + 20, 11 * i % 160 + 20] for i in range(300)
+        ]
         crowd = self.lines[HOSTILE_FRAME] | {
-            "bboxes": boxes, "scores": [i / 300 for i in range(300)], "label_names": {},
-            "labels": [i % 40 for i in range(300)]}
+            "bboxes": boxes,
+            "scores": [i / 300 for i in range(300)],
+            "label_names": {},
+            "labels": [i % 40 for i in range(300)],
+        }
         self.open(self.report_of("crowd", [crowd]))
         self.open_frame(0)
         self.assertEqual(self.shown_boxes(), 300)
-        names = self.js("return [...document.querySelectorAll('#picture text')].map((e) => {"
-                        "  const box = e.getBBox(); return [box.x, box.y, box.width, box.height]; })")
+        names = self.js(
+            "return [...document.querySelectorAll('#picture text')].map((e) => {"
+            "  const box = e.getBBox(); return [box.x, box.y, box.width, box.height]; })"
+        )
         self.assertGreater(len(names), 20)
         for i, (x, y, width, height) in enumerate(names):
             for other in names[:i]:
-                self.assertFalse(x < other[0] + other[2] and other[0] < x + width
-                                 and y + 0.25 * height < other[1] + 0.75 * other[3]
-                                 and other[1] + 0.25 * other[3] < y + 0.75 * height, (i, names[i]))
-        self.assertIn(f"{300 - len(names)} names would lie on others",
-                      self.find("#viewer-hint").text)
+                self.assertFalse(
+                    x < other[0] + other[2]
+                    and other[0] < x + width
+                    and y + 0.25 * height < other[1] + 0.75 * other[3]
+                    and other[1] + 0.25 * other[3] < y + 0.75 * height,
+                    (i, names[i]),
+                )
+        self.assertIn(
+            f"{300 - len(names)} names would lie on others", self.find("#viewer-hint").text
+        )
         self.js("document.querySelector('#viewer-list li:last-child button').click()")
         self.settle()
         self.assertEqual(len(self.all("#picture text[data-detection='0']")), 1)
@@ -798,9 +956,9 @@ class Page(unittest.TestCase):
         self.click("#no-labels")
         self.assertIn("No detection is left", self.find("#table-hint").text)
         self.open_frame(FLOOR)
-        self.assertEqual(self.find("#viewer-hint").text,
-                         "None is left by the slider and the switches.")
-
+        self.assertEqual(
+            self.find("#viewer-hint").text, "None is left by the slider and the switches."
+        )
 
     def test_thousands_of_frames_stay_usable(self) -> None:
         folder = self.folder / "many"
@@ -809,7 +967,10 @@ class Page(unittest.TestCase):
             for i in range(5000):
                 line = plain_line(Path("gone.png"), i)
                 line["bboxes"], line["scores"], line["labels"] = (
-                    line["bboxes"] * 5, [i % 100 / 100] * 10, [1, 50] * 5)
+                    line["bboxes"] * 5,
+                    [i % 100 / 100] * 10,
+                    [1, 50] * 5,
+                )
                 file.write(json.dumps(line) + "\n")
         run("report", folder)
         started = time.monotonic()
@@ -826,8 +987,10 @@ if __name__ == "__main__":
     PROGRAM, MODELS = sys.argv[1], Path(sys.argv[2])
     missing = [name for name in ("chromium", "chromedriver") if shutil.which(name) is None]
     if webdriver is None or missing:
-        print(f"skipped: {', '.join(missing) or 'python3-selenium'} is not installed; "
-              "scripts/setup.sh installs it")
+        print(
+            f"skipped: {', '.join(missing) or 'python3-selenium'} is not installed; "
+            "scripts/setup.sh installs it"
+        )
         sys.exit(SKIPPED)
     os.environ.setdefault("HOME", tempfile.gettempdir())
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
