@@ -5,8 +5,8 @@ class   binary cross entropy of every anchor's class scores against the assignme
 box     1 - CIoU of the positive anchors, weighted by quality
 sides   cross entropy of each side's distribution with the two bins around the true distance
 mask    binary cross entropy of the positive anchors' masks, within the piece's box, by its area
-cells   binary cross entropy of what each cell of the finest grid shows, by the cells that show dirt:
-        no anchor reads it, but every pixel teaches the layers below
+cells   binary cross entropy of what each cell of the finest grid shows, by the cells that show
+        dirt: no anchor reads it, but every pixel teaches the layers below
 """
 
 from typing import NamedTuple

@@ -5,8 +5,8 @@
 
 Each scene has 576 x 576 pixels. pictures.npy holds them, bytes [scenes, 576, 576, 3] (B, G, R), and
 owners.npy the number of the thing that each pixel shows, bytes [scenes, 576, 576]; index.jsonl has
-one line a scene: its number, style and things. Scenes that the index has are not rendered again; the
-same seed gives the same scenes in any order.
+one line a scene: its number, style and things. Scenes that the index has are not rendered again;
+the same seed gives the same scenes in any order.
 """
 
 import argparse

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Makes the floor's two networks; every weight is worked out here, nothing is trained.
 
-    /usr/bin/python3 tests/floor/make_networks.py            writes dirt-seg.onnx and fece-check.onnx
-    /usr/bin/python3 tests/floor/make_networks.py --check    compares with the files instead
+    /usr/bin/python3 tests/floor/make_networks.py          writes dirt-seg.onnx and fece-check.onnx
+    /usr/bin/python3 tests/floor/make_networks.py --check  compares with the files instead
 
 Both networks apply colour rules that hold on a pale, slightly warm floor, and both answer from what
 is in the picture: an object that moves takes its box along, and a clean floor gives nothing.

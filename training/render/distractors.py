@@ -7,11 +7,9 @@ import numpy as np
 
 from . import floors
 from .dirt import flat, sole_outline, square
-
 from .noise import (
     Image,
     Rng,
-    Size,
     any_colour,
     blur,
     colour,
@@ -23,7 +21,7 @@ from .noise import (
     smoothstep,
     turned,
 )
-from .shapes import depth, dome, ellipse, empty, polygon, spline, stroke, tube, wander
+from .shapes import dome, ellipse, empty, polygon, spline, stroke, tube, wander
 from .sprite import Sprite
 
 

@@ -355,7 +355,9 @@ class Page(unittest.TestCase):
             const {width, height} = canvas;
             const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
             const columns = new Set();
-            for (let i = 3; i < data.length; i += 4) if (data[i] > 0) columns.add((i - 3) / 4 % width);
+            for (let i = 3; i < data.length; i += 4) {
+              if (data[i] > 0) columns.add((i - 3) / 4 % width);
+            }
             return [...columns].sort((a, b) => a - b);""",
             label,
         )
@@ -396,7 +398,8 @@ class Page(unittest.TestCase):
             expected = cv2.imread(str(self.folder / mask["file"]), cv2.IMREAD_GRAYSCALE)
             runs = self.js(
                 """
-                const canvas = document.querySelector(`#picture canvas[data-label='${arguments[0]}']`);
+                const label = `[data-label='${arguments[0]}']`;
+                const canvas = document.querySelector('#picture canvas' + label);
                 const {width, height} = canvas;
                 const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
                 const edges = [];
@@ -569,7 +572,8 @@ class Page(unittest.TestCase):
             reached.append(
                 self.js(
                     "const e = document.activeElement;"
-                    "return e.id || e.dataset.frame || e.dataset.label || (e.matches('nav a') ? 'link' : e.className)"
+                    "return e.id || e.dataset.frame || e.dataset.label ||"
+                    "  (e.matches('nav a') ? 'link' : e.className)"
                 )
             )
         labels = sorted({label for line in self.lines for label in line["labels"]})
@@ -608,7 +612,8 @@ class Page(unittest.TestCase):
         inked = self.js(
             """
             const canvas = document.querySelector('#chart canvas');
-            const data = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height).data;
+            const {width, height} = canvas;
+            const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
             return data.filter((value, i) => i % 4 === 3 && value > 0).length"""
         )
         self.assertGreater(inked, 1000)
@@ -709,7 +714,8 @@ class Page(unittest.TestCase):
         """The text's colour and the one that it stands on, as the browser paints them."""
         return self.js(
             """
-            const canvas = document.createElement('canvas').getContext('2d', {willReadFrequently: true});
+            const options = {willReadFrequently: true};
+            const canvas = document.createElement('canvas').getContext('2d', options);
             const bytes = (colour) => {
               canvas.clearRect(0, 0, 1, 1);
               canvas.fillStyle = colour;
@@ -851,7 +857,8 @@ class Page(unittest.TestCase):
             self.js("document.querySelector('.viewer-side').style.paddingRight = '27px'")
             wide = self.js(
                 """
-                const pieces = ['.viewer-side', '#viewer-filters', '#filters', '#labels', '#viewer-list'];
+                const pieces =
+                  ['.viewer-side', '#viewer-filters', '#filters', '#labels', '#viewer-list'];
                 return pieces.filter((piece) => {
                   const {scrollWidth, clientWidth} = document.querySelector(piece);
                   return scrollWidth > clientWidth;

@@ -6,8 +6,8 @@
 
     seg-fails-on-red          seg-b2-64 that fails inside the runtime when the picture of slot 0 has
                               mean(red) above 0.5
-    seg-class-19              seg-b2-64 with 20 classes: mean(red) scores class 0, "red", mean(green)
-                              class 19, "cow"
+    seg-class-19              seg-b2-64 with 20 classes: mean(red) scores class 0, "red",
+                              mean(green) class 19, "cow"
     classifier-features       classifier-224 with a second output, features [1, 3]
     classifier-three          output is [1, 3]
     classifier-other-input    picture -> output
