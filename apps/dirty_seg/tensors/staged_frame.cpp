@@ -5,7 +5,6 @@
 #include "base/errors.h"
 #include "detector/frame_detector.h"
 #include "detector/frame_log.h"
-#include "geometry/letterbox.h"
 
 namespace dirty_seg {
 namespace {

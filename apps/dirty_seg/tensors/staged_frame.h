@@ -12,6 +12,7 @@
 #include "detector/fece_log.h"
 #include "detector/log_capture.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
+#include "geometry/letterbox.h"
 
 namespace dirty_seg {
 
