@@ -14,8 +14,9 @@ using namespace nuvik::perception::dirty_seg_detector;
 
 void InitDetector(DirtySegDetector& detector, int threads) {
   nuvik::alg::common::Network network;
-  if (nuvik::alg::common::ReadNetwork(BENCH_NETWORK, {}, network) != 0) {
-    throw std::runtime_error("the benchmark's network does not load");
+  std::string error;
+  if (nuvik::alg::common::ReadNetwork(BENCH_NETWORK, {}, network, error) != 0) {
+    throw std::runtime_error(error);
   }
   DirtySegDetectorConfig config;
   config.dirty_seg_model_config = network.config;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <string>
 
 using namespace nuvik::perception::dirty_seg_detector;
 
@@ -23,8 +24,13 @@ std::shared_ptr<cv::Mat> FitToFrame(const cv::Mat& picture, double& factor) {
 }
 
 int main(int argc, char** argv) {
+  if (argc != 4) return 2;
   nuvik::alg::common::Network network;  // names, shapes and lengths come from the file
-  if (argc != 4 || ReadNetwork(argv[1], {}, network) != 0) return 2;
+  std::string error;
+  if (ReadNetwork(argv[1], {}, network, error) != 0) {
+    std::fprintf(stderr, "%s\n", error.c_str());
+    return 2;
+  }
   DirtySegDetectorConfig config;
   config.dirty_seg_model_config = network.config;
   config.yaml_config_path = argv[2];

@@ -45,10 +45,12 @@ void Infer(AIEngine& engine, const AIEngineConfig& config) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const fuzz::MemoryFile file(data, size);
   Network network;
-  const int status = ReadNetwork(file.path(), {1, 32, 32}, network);
+  std::string error;
+  const int status = ReadNetwork(file.path(), {1, 32, 32}, network, error);
   AIEngineConfig& config = network.config;
   if (status != 0) {
     Require(config.model_path.empty() && config.input_sizes.empty(), "a refusal changes nothing");
+    Require(!error.empty(), "a refusal has a cause");
     config.model_path = file.path();
   }
   config.thread_count = 1;

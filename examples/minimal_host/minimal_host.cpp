@@ -25,7 +25,11 @@ using namespace nuvik::perception::dirty_seg_detector;
 // ReadNetwork, a host writes them down from the network's data sheet.
 AIEngineConfig NetworkConfig(const char* model_path) {
   nuvik::alg::common::Network network;
-  if (ReadNetwork(model_path, {}, network) != 0) std::exit(2);  // the cause is on standard error
+  std::string error;
+  if (ReadNetwork(model_path, {}, network, error) != 0) {
+    std::fprintf(stderr, "%s\n", error.c_str());
+    std::exit(2);
+  }
   return network.config;
 }
 

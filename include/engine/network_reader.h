@@ -30,9 +30,10 @@ struct Network {
 /// take `open.height` and `open.width`; shapes of outputs with open dimensions are those that a
 /// trial run on zeros gives. Other open dimensions are an error.
 ///
-/// Returns 0, or a negative value after one line on standard error that names the file and the
-/// cause; `network` is then unchanged. Throws nothing but std::bad_alloc.
+/// Returns 0, or a negative value with the cause in `error`: one line for people that begins with
+/// the file, "'PATH': ". What is not set stays unchanged, `network` or `error`. Writes nothing.
+/// Throws nothing but std::bad_alloc.
 NUVIK_EXPORT int ReadNetwork(const std::string& model_path, const OpenDimensions& open,
-                             Network& network);
+                             Network& network, std::string& error);
 
 }  // namespace nuvik::alg::common

@@ -120,14 +120,15 @@ Network Describe(const std::string& model_path, const OpenDimensions& open) {
 
 }  // namespace
 
-int ReadNetwork(const std::string& model_path, const OpenDimensions& open, Network& network) {
+int ReadNetwork(const std::string& model_path, const OpenDimensions& open, Network& network,
+                std::string& error) {
   try {
     network = Describe(model_path, open);
     return 0;
   } catch (const std::bad_alloc&) {
     throw;
-  } catch (const std::exception& error) {
-    PrintError("'" + model_path + "': " + error.what());
+  } catch (const std::exception& cause) {
+    error = OnOneLine("'" + model_path + "': " + cause.what());
     return -1;
   }
 }

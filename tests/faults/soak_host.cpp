@@ -30,7 +30,8 @@ extern "C" __attribute__((visibility("default"))) int RunFrames(const char* mode
                                                                 int frames, void (*after_frame)()) {
   const fuzz::MemoryFile yaml{std::string(kPatches)};
   Network network;
-  if (ReadNetwork(model, {}, network) != 0) return 0;
+  std::string error;
+  if (ReadNetwork(model, {}, network, error) != 0) return 0;
   DirtySegDetectorConfig config;
   config.dirty_seg_model_config = network.config;
   config.dirty_seg_model_config.thread_count = threads;

@@ -33,7 +33,8 @@ constexpr std::size_t kAlignment = 128;
 
 AIEngineConfig ConfigOf(const std::string& network) {
   alg::common::Network read;
-  EXPECT_EQ(alg::common::ReadNetwork(FLOOR_FOLDER "/" + network, {}, read), 0);
+  std::string error;
+  EXPECT_EQ(alg::common::ReadNetwork(FLOOR_FOLDER "/" + network, {}, read, error), 0) << error;
   read.config.thread_count = 2;
   return read.config;
 }

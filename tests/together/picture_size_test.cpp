@@ -50,7 +50,9 @@ class PictureSize : public testing::Test {
   std::vector<std::vector<float>> Spills(const cv::Mat& picture, const std::string& patches) const {
     const fuzz::MemoryFile file("patch: {enable: true, patches: [" + patches + "]}\n");
     alg::common::Network network;
-    EXPECT_EQ(alg::common::ReadNetwork(FLOOR_FOLDER "/dirt-seg.onnx", {}, network), 0);
+    std::string error;
+    EXPECT_EQ(alg::common::ReadNetwork(FLOOR_FOLDER "/dirt-seg.onnx", {}, network, error), 0)
+        << error;
     network.config.thread_count = 1;
     DirtySegDetectorConfig config;
     config.dirty_seg_model_config = network.config;

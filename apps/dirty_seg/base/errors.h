@@ -2,6 +2,8 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 namespace dirty_seg {
 
@@ -9,6 +11,20 @@ namespace dirty_seg {
 class SetupError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// The engine cannot read a network file. `what()` is a sentence that leads to the engine's own
+/// words, which are told before it.
+class NetworkError : public SetupError {
+ public:
+  NetworkError(const std::string& text, std::string cause)
+      : SetupError(text), cause_(std::move(cause)) {}
+
+  /// The engine's words, on one line.
+  const std::string& cause() const { return cause_; }
+
+ private:
+  std::string cause_;
 };
 
 /// One input failed, the others are not concerned. Exit status 1.

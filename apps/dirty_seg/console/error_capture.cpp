@@ -12,11 +12,10 @@
 #include <string_view>
 
 #include "base/errors.h"
+#include "console/messages.h"
 
 namespace dirty_seg {
 namespace {
-
-constexpr std::string_view kSpeaker = "libtessmar_ai_engine: ";
 
 std::string ReadAll(int file) {
   std::string text;
@@ -56,7 +55,8 @@ std::string ErrorCapture::Text() const {
   std::istringstream lines(ReadAll(STDERR_FILENO));
   std::string text;
   for (std::string line; std::getline(lines, line);) {
-    if (line.compare(0, kSpeaker.size(), kSpeaker) == 0) line.erase(0, kSpeaker.size());
+    if (line.compare(0, kEngineSpeaker.size(), kEngineSpeaker) == 0)
+      line.erase(0, kEngineSpeaker.size());
     text += (text.empty() ? "" : "; ") + line;
   }
   return text;

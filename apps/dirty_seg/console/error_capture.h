@@ -5,9 +5,9 @@
 
 namespace dirty_seg {
 
-/// Takes over the process's standard error for its lifetime. The engine's calls return a number;
-/// the cause stands in the line that they write there, and so do decoders of pictures. At most one
-/// object at a time.
+/// Takes over the process's standard error for its lifetime. Initialising an engine returns a
+/// number; the cause stands in the line that it writes there, and so do decoders of pictures. At
+/// most one object at a time.
 class ErrorCapture {
  public:
   /// Throws SetupError where standard error cannot be taken over (no file can be opened). One that

@@ -32,6 +32,11 @@ void TellWarning(std::string_view text) { Tell(text, "warning: "); }
 
 void TellError(std::string_view text) { Write("dirty_seg: ", "error: ", text); }
 
+void TellOfEngine(const std::string& line) {
+  RemoveStatusLine();
+  std::fprintf(stderr, "%s%s\n", kEngineSpeaker.data(), line.c_str());
+}
+
 void TellPlainly(std::string_view text) {
   if (!is_quiet_now) Write("", "", text);
 }

@@ -2,6 +2,7 @@
 // shows how far it is. All are printable (printable.h), whatever names are in them.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace dirty_seg {
@@ -15,6 +16,12 @@ void Tell(std::string_view text, const char* kind = "");
 void TellWarning(std::string_view text);
 
 void TellError(std::string_view text);
+
+/// Before each line of the engine on standard error.
+inline constexpr std::string_view kEngineSpeaker = "libtessmar_ai_engine: ";
+
+/// A line of the engine's, as it would write it itself: even when quiet.
+void TellOfEngine(const std::string& line);
 
 /// A line without the program's name before it.
 void TellPlainly(std::string_view text);

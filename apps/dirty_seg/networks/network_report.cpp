@@ -41,13 +41,13 @@ bool IsNumber(const std::string& dimension) {
 // What `call` says when it throws, in the engine's words where it has some; empty when it does not.
 template <typename Call>
 std::string FaultOf(const std::string& path, const Call& call) {
-  const ErrorCapture errors;
   try {
     call();
     return "";
+  } catch (const NetworkError& error) {
+    return WithoutPath(path, error.cause());
   } catch (const std::runtime_error& error) {
-    const std::string said = errors.Text();
-    return WithoutPath(path, said.empty() ? error.what() : said);
+    return WithoutPath(path, error.what());
   } catch (const std::invalid_argument& error) {
     return WithoutPath(path, error.what());
   }
@@ -74,7 +74,10 @@ void AddBatchHint(const NetworkReport& report, std::size_t batch, std::string& f
 void TryRun(AIEngineConfig config) {
   config.thread_count = 1;
   AIEngine engine;
-  if (engine.Init(config) != 0) throw SetupError("the engine cannot run it");
+  const ErrorCapture errors;
+  if (engine.Init(config) == 0) return;
+  const std::string said = errors.Text();
+  throw SetupError(said.empty() ? "the engine cannot run it" : said);
 }
 
 template <typename Value>
@@ -168,7 +171,8 @@ NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int thr
   open.batch = static_cast<std::int64_t>(batch);
   report.fault = FaultOf(path, [&] {
     Network network;
-    if (ReadNetwork(path, open, network) != 0) throw SetupError("the engine cannot read it");
+    std::string cause;
+    if (ReadNetwork(path, open, network, cause) != 0) throw SetupError(cause);
     report.plain_config = std::move(network.config);
     report.plain_config.thread_count = threads;
     report.class_names = std::move(network.class_names);

@@ -29,10 +29,11 @@ constexpr std::int64_t kFeceSide = 224;
 
 Network Read(const std::string& path, const OpenDimensions& open, const std::string& role) {
   Network network;
-  if (ReadNetwork(path, open, network) != 0) {
-    Reject(path, "cannot be used as the " + role + "; the engine's message above says why");
-  }
-  return network;
+  std::string cause;
+  if (ReadNetwork(path, open, network, cause) == 0) return network;
+  throw NetworkError(
+      "'" + path + "': cannot be used as the " + role + "; the engine's message above says why",
+      cause);
 }
 
 std::string Names(const std::map<std::string, std::int32_t>& sizes) {

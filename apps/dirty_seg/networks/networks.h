@@ -14,7 +14,7 @@ namespace dirty_seg {
 /// takes that size. `threads` is AIEngineConfig's `thread_count`.
 ///
 /// Throws SetupError, naming the file, the tensor, what was found and what was expected: the file
-/// cannot be read (the engine has told the cause on standard error); its input is not the one
+/// cannot be read (then a NetworkError, with the engine's words); its input is not the one
 /// float32 [N, 3, S, S]; N is less than `patch_count`. Whether the outputs are a YOLOv8
 /// segmentation head is told by the post-processor.
 nuvik::alg::common::Network ReadSegmentationNetwork(const std::string& path,

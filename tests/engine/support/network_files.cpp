@@ -37,8 +37,9 @@ TemporaryFile::~TemporaryFile() { std::filesystem::remove(path_); }
 
 AIEngineConfig ConfigOf(const std::string& path) {
   alg::common::Network network;
-  if (alg::common::ReadNetwork(path, {2, 64, 64}, network) != 0) {
-    throw std::runtime_error("cannot read " + path);
+  std::string error;
+  if (alg::common::ReadNetwork(path, {2, 64, 64}, network, error) != 0) {
+    throw std::runtime_error(error);
   }
   network.config.thread_count = 1;
   return network.config;

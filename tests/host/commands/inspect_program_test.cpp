@@ -26,7 +26,8 @@ using testing::StartsWith;
 
 void ExpectEqual(const AIEngineConfig& pasted, const std::string& path) {
   Network network;
-  ASSERT_EQ(ReadNetwork(path, {}, network), 0);
+  std::string error;
+  ASSERT_EQ(ReadNetwork(path, {}, network, error), 0) << error;
   EXPECT_EQ(pasted.model_path, path);
   EXPECT_EQ(pasted.input_sizes, network.config.input_sizes);
   EXPECT_EQ(pasted.output_sizes, network.config.output_sizes);
