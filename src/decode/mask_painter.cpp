@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "common/held_once.h"
+#include "common/sole_owner.h"
 #include "decode/logit_kernels.h"
 
 namespace nuvik::model {
@@ -72,7 +72,7 @@ void MaskPainter::StartFrame() {
 cv::Mat MaskPainter::TakeBlankMask(const cv::Size& size, const cv::Rect& box) {
   if (used_masks_ == masks_.size()) masks_.emplace_back();
   LentMask& lent = masks_[used_masks_++];
-  if (lent.mask.size() == size && IsHeldOnce(lent.mask)) {
+  if (lent.mask.size() == size && IsSoleOwner(lent.mask)) {
     Blank(lent.mask, lent.drawn);
   } else {
     // Built aside: assigning an expression would write into memory that somebody holds.

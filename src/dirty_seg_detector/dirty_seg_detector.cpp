@@ -14,7 +14,7 @@
 #include <optional>
 #include <utility>
 
-#include "common/held_once.h"
+#include "common/sole_owner.h"
 #include "dirty_seg_detector/crop_kernels.h"
 #include "dirty_seg_detector/linear_kernels.h"
 #include "dirty_seg_detector/mask_kernels.h"
@@ -270,7 +270,7 @@ cv::Mat TakeUnshared(std::map<std::string, cv::Mat>& images, const std::string& 
   const auto entry = images.find(name);
   if (entry == images.end()) return {};
   cv::Mat image = std::move(entry->second);
-  return IsHeldOnce(image) ? image : cv::Mat();
+  return IsSoleOwner(image) ? image : cv::Mat();
 }
 
 // Where the n-th image of a batch goes when all are as large as `image`.

@@ -2,7 +2,6 @@
 
 #include <onnxruntime_cxx_api.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -18,33 +17,12 @@
 namespace nuvik::alg::common {
 namespace {
 
-struct TypeRow {
-  ONNXTensorElementDataType onnx;
-  const char* name;
-  std::optional<AIDataType> data_type;
-};
+// Types behind the 64-bit integers, such as complex numbers, are told by their number.
+constexpr ONNXTensorElementDataType kLastNamed = ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT64;
 
-constexpr std::array<TypeRow, 13> kTypes{{
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT8, "uint8", kAIUint8},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT16, "float16", kAIFloat16},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT, "float32", kAIFloat32},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT32, "int32", kAIInt32},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT64, "int64", kAIInt64},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_DOUBLE, "float64", kAIFloat64},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT8, "int8", std::nullopt},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT16, "uint16", std::nullopt},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT16, "int16", std::nullopt},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT32, "uint32", std::nullopt},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_UINT64, "uint64", std::nullopt},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_BOOL, "bool", std::nullopt},
-    {ONNX_TENSOR_ELEMENT_DATA_TYPE_STRING, "string", std::nullopt},
-}};
-
-ONNXTensorElementDataType ToOnnx(AIDataType data_type) {
-  for (const TypeRow& row : kTypes) {
-    if (row.data_type == data_type) return row.onnx;
-  }
-  return ONNX_TENSOR_ELEMENT_DATA_TYPE_UNDEFINED;
+std::string ElementName(ONNXTensorElementDataType type) {
+  const bool is_named = type > ONNX_TENSOR_ELEMENT_DATA_TYPE_UNDEFINED && type <= kLastNamed;
+  return is_named ? OnnxTypeName(type) : "ONNX element type " + std::to_string(type);
 }
 
 TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
@@ -53,12 +31,8 @@ TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
   const auto tensor = type.GetTensorTypeAndShapeInfo();
   info.shape = tensor.GetShape();
   const ONNXTensorElementDataType onnx = tensor.GetElementType();
-  info.type_name = "ONNX element type " + std::to_string(onnx);
-  for (const TypeRow& row : kTypes) {
-    if (row.onnx != onnx) continue;
-    info.data_type = row.data_type;
-    info.type_name = row.name;
-  }
+  info.data_type = TypeOfOnnx(onnx);
+  info.type_name = ElementName(onnx);
   return info;
 }
 
@@ -136,8 +110,9 @@ Ort::Session LoadSession(const std::string& path, int threads) {
 
 Ort::Value Wrap(const Ort::MemoryInfo& memory, const BoundTensor& bound) {
   const Tensor& tensor = *bound.tensor;
-  return Ort::Value::CreateTensor(memory, bound.data, tensor.bytes, tensor.shape.data(),
-                                  tensor.shape.size(), ToOnnx(tensor.data_type));
+  return Ort::Value::CreateTensor(
+      memory, bound.data, tensor.bytes, tensor.shape.data(), tensor.shape.size(),
+      static_cast<ONNXTensorElementDataType>(OnnxOfType(tensor.data_type)));
 }
 
 // Names and values in the form that the runtime's calls take.

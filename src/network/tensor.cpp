@@ -7,20 +7,27 @@ namespace nuvik::alg::common {
 namespace {
 
 struct Kind {
-  const char* name;
   std::size_t bytes;
+  std::int64_t onnx_type;
 };
 
 // In the order of AIDataType.
-constexpr std::array<Kind, 6> kKinds{
-    {{"uint8", 1}, {"float16", 2}, {"float32", 4}, {"int32", 4}, {"int64", 8}, {"float64", 8}}};
+constexpr std::array<Kind, 6> kKinds{{{1, 2}, {2, 10}, {4, 1}, {4, 6}, {8, 7}, {8, 11}}};
+
+// In the order of ONNX's codes.
+constexpr std::array<const char*, 17> kOnnxNames{
+    "undefined", "float32", "uint8",     "int8",       "uint16",  "int16",
+    "int32",     "int64",   "string",    "bool",       "float16", "float64",
+    "uint32",    "uint64",  "complex64", "complex128", "bfloat16"};
 
 }  // namespace
 
 std::string TypeName(std::uint32_t data_type) {
-  if (data_type < kKinds.size()) return kKinds[data_type].name;
+  if (data_type < kKinds.size()) return OnnxTypeName(kKinds[data_type].onnx_type);
   return "type code " + std::to_string(data_type);
 }
+
+std::size_t ElementBytes(AIDataType data_type) { return kKinds.at(data_type).bytes; }
 
 std::string ShapeText(const Shape& shape) {
   std::string text = "[";
@@ -29,6 +36,10 @@ std::string ShapeText(const Shape& shape) {
     text += shape[i] < 0 ? "?" : std::to_string(shape[i]);
   }
   return text + "]";
+}
+
+std::string TensorText(std::uint32_t data_type, const Shape& shape) {
+  return TypeName(data_type) + " " + ShapeText(shape);
 }
 
 std::optional<std::size_t> TensorBytes(std::uint32_t data_type, const Shape& shape) {
@@ -41,5 +52,21 @@ std::optional<std::size_t> TensorBytes(std::uint32_t data_type, const Shape& sha
   }
   return static_cast<std::size_t>(bytes);
 }
+
+std::string OnnxTypeName(std::int64_t onnx_type) {
+  if (onnx_type >= 0 && onnx_type < static_cast<std::int64_t>(kOnnxNames.size())) {
+    return kOnnxNames[static_cast<std::size_t>(onnx_type)];
+  }
+  return "ONNX element type " + std::to_string(onnx_type);
+}
+
+std::optional<AIDataType> TypeOfOnnx(std::int64_t onnx_type) {
+  for (std::size_t i = 0; i < kKinds.size(); ++i) {
+    if (kKinds[i].onnx_type == onnx_type) return static_cast<AIDataType>(i);
+  }
+  return std::nullopt;
+}
+
+std::int64_t OnnxOfType(AIDataType data_type) { return kKinds.at(data_type).onnx_type; }
 
 }  // namespace nuvik::alg::common

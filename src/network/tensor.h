@@ -1,4 +1,5 @@
-// Tensors as the engine speaks of them: element types, shapes, lengths, and their texts.
+// Tensors as the interface and ONNX files speak of them: element types, shapes, lengths, and their
+// texts.
 #pragma once
 
 #include <cstddef>
@@ -21,14 +22,28 @@ struct Tensor {
   std::size_t bytes;
 };
 
-/// Name of a type code, for messages.
+/// Name of a type code, for messages: "float32", or "type code 9".
 std::string TypeName(std::uint32_t data_type);
+
+/// Bytes of one element.
+std::size_t ElementBytes(AIDataType data_type);
 
 /// "[6, 3, 640, 640]"; a dimension below 0 is open and reads "?".
 std::string ShapeText(const Shape& shape);
 
+/// "float32 [6, 3, 640, 640]".
+std::string TensorText(std::uint32_t data_type, const Shape& shape);
+
 /// Bytes of a tensor; nothing when a dimension is not positive, the type has no code or the
 /// number exceeds what the configuration's 32-bit lengths hold.
 std::optional<std::size_t> TensorBytes(std::uint32_t data_type, const Shape& shape);
+
+/// An element type as an ONNX file and its runtime code it (TensorProto.DataType): its name,
+/// "bfloat16", or "ONNX element type 99".
+std::string OnnxTypeName(std::int64_t onnx_type);
+
+/// The type of such a code, where the interface has it, and the code of a type.
+std::optional<AIDataType> TypeOfOnnx(std::int64_t onnx_type);
+std::int64_t OnnxOfType(AIDataType data_type);
 
 }  // namespace nuvik::alg::common

@@ -4,7 +4,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "common/held_once.h"
+#include "common/sole_owner.h"
 #include "support/detector_test.h"
 
 namespace nuvik::perception::dirty_seg_detector {
@@ -397,14 +397,14 @@ TEST_F(JudgeFece, FrameIsNotWritten) {
 }
 
 TEST_F(JudgeFece, CropIsACopy) {
-  bool is_held_once = false;
+  bool is_sole_owner = false;
   script::GetScript().on_inference = [&](auto&, auto&, auto&) {
-    is_held_once = IsHeldOnce(*images.at("color"));
+    is_sole_owner = IsSoleOwner(*images.at("color"));
   };
 
   Judge({10, 20, 110, 70});
 
-  EXPECT_TRUE(is_held_once);
+  EXPECT_TRUE(is_sole_owner);
 }
 
 TEST_F(JudgeFece, ExceptionOfOpenCvPassesThrough) {

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/held_once.h"
+#include "common/sole_owner.h"
 #include "engine/yolov8_postprocess.h"
 #include "support/case_name.h"
 #include "support/segmentation_outputs.h"
@@ -961,8 +961,8 @@ TEST(DecoderRepeats, EverySlotKeepsItsOwnMasksForTheNextFrame) {
   Lists objects;
   ASSERT_EQ(decoder.PostProcess(buffers, objects), kPostProcessOk);
   ASSERT_THAT(objects, ElementsAre(SizeIs(1), SizeIs(1)));
-  EXPECT_FALSE(IsHeldOnce(objects[0][0].mask));
-  EXPECT_FALSE(IsHeldOnce(objects[1][0].mask));
+  EXPECT_FALSE(IsSoleOwner(objects[0][0].mask));
+  EXPECT_FALSE(IsSoleOwner(objects[1][0].mask));
 }
 
 TEST(DecoderRepeats, FramesWithoutObjectsGiveTheMasksBack) {
@@ -975,9 +975,9 @@ TEST(DecoderRepeats, FramesWithoutObjectsGiveTheMasksBack) {
   ASSERT_EQ(decoder.PostProcess(buffers, objects), kPostProcessOk);
   const cv::Mat mask = objects.at(0).at(0).mask;
   ASSERT_EQ(decoder.PostProcess(empty, objects), kPostProcessOk);
-  EXPECT_FALSE(IsHeldOnce(mask));
+  EXPECT_FALSE(IsSoleOwner(mask));
   ASSERT_EQ(decoder.PostProcess(empty, objects), kPostProcessOk);
-  EXPECT_TRUE(IsHeldOnce(mask));
+  EXPECT_TRUE(IsSoleOwner(mask));
 }
 
 TEST(DecoderRepeats, ResultsOutliveTheDecoder) {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "common/held_once.h"
+#include "common/sole_owner.h"
 #include "decode/mask_painter.h"
 #include "geometry/letterbox.h"
 #include "support/fenced_memory.h"
@@ -774,10 +774,10 @@ TEST(MaskMemory, MasksThatAFrameDidNotNeedAreGivenBack) {
   Fill(painter, cv::Rect(0, 0, 2, 2));
   const cv::Mat second = Fill(painter, cv::Rect(4, 4, 2, 2));
   painter.StartFrame();
-  EXPECT_FALSE(IsHeldOnce(second));
+  EXPECT_FALSE(IsSoleOwner(second));
   Fill(painter, cv::Rect(0, 0, 2, 2));
   painter.StartFrame();
-  EXPECT_TRUE(IsHeldOnce(second));
+  EXPECT_TRUE(IsSoleOwner(second));
 }
 
 TEST(MaskMemory, AnotherSizeGetsItsOwnMask) {

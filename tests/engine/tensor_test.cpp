@@ -5,6 +5,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace nuvik::alg::common {
 namespace {
@@ -28,6 +31,43 @@ TEST(ShapeText, ListsTheDimensions) {
 
 TEST(ShapeText, OnlyADimensionBelowZeroIsOpen) {
   EXPECT_EQ(ShapeText({-1, 0, 1, -5}), "[?, 0, 1, ?]");
+}
+
+TEST(TensorText, IsTypeAndShape) {
+  EXPECT_EQ(TensorText(kAIFloat16, {2, 3}), "float16 [2, 3]");
+  EXPECT_EQ(TensorText(9, {}), "type code 9 []");
+}
+
+TEST(ElementBytes, AreThoseOfTheType) {
+  EXPECT_EQ(ElementBytes(kAIUint8), 1U);
+  EXPECT_EQ(ElementBytes(kAIFloat16), 2U);
+  EXPECT_EQ(ElementBytes(kAIFloat32), 4U);
+  EXPECT_EQ(ElementBytes(kAIInt32), 4U);
+  EXPECT_EQ(ElementBytes(kAIInt64), 8U);
+  EXPECT_EQ(ElementBytes(kAIFloat64), 8U);
+}
+
+// onnx.proto3, TensorProto.DataType.
+TEST(OnnxType, HasItsNameAndTheCodeOfTheInterface) {
+  const std::vector<std::pair<std::string, std::optional<AIDataType>>> expected{
+      {"undefined", std::nullopt}, {"float32", kAIFloat32},
+      {"uint8", kAIUint8},         {"int8", std::nullopt},
+      {"uint16", std::nullopt},    {"int16", std::nullopt},
+      {"int32", kAIInt32},         {"int64", kAIInt64},
+      {"string", std::nullopt},    {"bool", std::nullopt},
+      {"float16", kAIFloat16},     {"float64", kAIFloat64},
+      {"uint32", std::nullopt},    {"uint64", std::nullopt},
+      {"complex64", std::nullopt}, {"complex128", std::nullopt},
+      {"bfloat16", std::nullopt},  {"ONNX element type 17", std::nullopt}};
+  for (std::size_t code = 0; code < expected.size(); ++code) {
+    const auto onnx_type = static_cast<std::int64_t>(code);
+    EXPECT_EQ(OnnxTypeName(onnx_type), expected[code].first);
+    EXPECT_EQ(TypeOfOnnx(onnx_type), expected[code].second) << code;
+    if (expected[code].second) {
+      EXPECT_EQ(OnnxOfType(*expected[code].second), onnx_type);
+    }
+  }
+  EXPECT_EQ(OnnxTypeName(-1), "ONNX element type -1");
 }
 
 TEST(TensorBytes, AreElementsTimesTheirSize) {

@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "base/errors.h"
-#include "networks/tensor_text.h"
+#include "network/tensor.h"
 
 namespace dirty_seg {
 namespace {
@@ -17,7 +17,8 @@ using nuvik::alg::common::kAIFloat32;
 using nuvik::alg::common::Network;
 using nuvik::alg::common::OpenDimensions;
 using nuvik::alg::common::ReadNetwork;
-using Shape = std::vector<std::int64_t>;
+using nuvik::alg::common::Shape;
+using nuvik::alg::common::TensorText;
 
 constexpr const char* kFeceInput = "input";
 constexpr const char* kFeceOutput = "output";

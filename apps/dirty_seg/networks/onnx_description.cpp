@@ -1,12 +1,12 @@
 #include "networks/onnx_description.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 #include <utility>
 
 #include "network/onnx_fields.h"
 #include "network/onnx_message.h"
+#include "network/tensor.h"
 
 namespace dirty_seg {
 namespace {
@@ -16,17 +16,6 @@ using nuvik::alg::common::OnnxMessage;
 
 // Class names of a thousand classes stay whole.
 constexpr std::uint64_t kMostMetadataBytes = 1U << 20U;
-
-std::string ElementName(std::int64_t code) {
-  constexpr std::array<const char*, 17> kNames{
-      "undefined", "float32", "uint8",     "int8",       "uint16",  "int16",
-      "int32",     "int64",   "string",    "bool",       "float16", "float64",
-      "uint32",    "uint64",  "complex64", "complex128", "bfloat16"};
-  if (code >= 0 && code < static_cast<std::int64_t>(kNames.size())) {
-    return kNames[static_cast<std::size_t>(code)];
-  }
-  return "ONNX element type " + std::to_string(code);
-}
 
 std::string ReadDimension(OnnxMessage message) {
   std::string text = "?";
@@ -40,7 +29,7 @@ std::string ReadDimension(OnnxMessage message) {
 void ReadTensorType(OnnxMessage message, DeclaredTensor& declared) {
   while (message.Next()) {
     if (message.field() == onnx::tensor_type::kElement) {
-      declared.type = ElementName(message.integer());
+      declared.type = nuvik::alg::common::OnnxTypeName(message.integer());
     }
     if (message.field() != onnx::tensor_type::kShape) continue;
     declared.has_shape = true;

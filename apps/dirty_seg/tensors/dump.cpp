@@ -19,7 +19,7 @@
 #include "files/output_file.h"
 #include "geometry/letterbox.h"
 #include "network/postprocess_options.h"
-#include "networks/tensor_text.h"
+#include "network/tensor.h"
 #include "results/frame_record.h"
 #include "tensors/npy.h"
 
@@ -60,7 +60,7 @@ class TensorWriter {
     list_.push_back({{"file", file},
                      {"role", role},
                      {"name", name},
-                     {"type", TypeText(array.type)},
+                     {"type", nuvik::alg::common::TypeName(array.type)},
                      {"shape", array.shape}});
   }
 

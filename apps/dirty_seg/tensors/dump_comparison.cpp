@@ -13,13 +13,16 @@
 #include "base/errors.h"
 #include "base/printable.h"
 #include "engine/ai_engine.h"
-#include "networks/tensor_text.h"
+#include "network/tensor.h"
 
 namespace dirty_seg {
 namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
+using nuvik::alg::common::ShapeText;
+using nuvik::alg::common::TensorText;
+using nuvik::alg::common::TypeName;
 
 template <typename Value>
 Value Load(const NpyArray& array, std::size_t i) {
@@ -113,8 +116,8 @@ ordered_json LargestToJson(const std::optional<LargestDifference>& largest,
 ordered_json TensorToJson(const TensorDifference& tensor) {
   ordered_json json;
   json["name"] = tensor.name;
-  json["type_a"] = TypeText(tensor.a.type);
-  json["type_b"] = TypeText(tensor.b.type);
+  json["type_a"] = TypeName(tensor.a.type);
+  json["type_b"] = TypeName(tensor.b.type);
   json["shape_a"] = tensor.a.shape;
   json["shape_b"] = tensor.b.shape;
   if (!tensor.has_same_shape) return json;

@@ -12,7 +12,7 @@
 #include "base/errors.h"
 #include "engine/ai_engine.h"
 #include "files/output_file.h"
-#include "networks/tensor_text.h"
+#include "network/tensor.h"
 
 namespace dirty_seg {
 namespace {
@@ -25,15 +25,14 @@ constexpr std::array<unsigned char, 8> kMagicAndVersion{0x93, 'N', 'U', 'M', 'P'
 
 struct Type {
   const char* name;  // numpy's: order of bytes, kind, bytes
-  std::uint32_t code;
-  std::uint64_t bytes;
+  AIDataType code;
 };
-constexpr std::array<Type, 6> kTypes{{{"|u1", kAIUint8, 1},
-                                      {"<f2", kAIFloat16, 2},
-                                      {"<f4", kAIFloat32, 4},
-                                      {"<i4", kAIInt32, 4},
-                                      {"<i8", kAIInt64, 8},
-                                      {"<f8", kAIFloat64, 8}}};
+constexpr std::array<Type, 6> kTypes{{{"|u1", kAIUint8},
+                                      {"<f2", kAIFloat16},
+                                      {"<f4", kAIFloat32},
+                                      {"<i4", kAIInt32},
+                                      {"<i8", kAIInt64},
+                                      {"<f8", kAIFloat64}}};
 
 struct Header {
   std::optional<std::string> type;
@@ -181,7 +180,7 @@ const Type& FindType(const std::string& name, const Reporter& reporter) {
 // Nothing when they are more than 64 bits count.
 std::optional<std::uint64_t> CountBytes(const Type& type, const std::vector<std::int64_t>& shape) {
   if (std::find(shape.begin(), shape.end(), 0) != shape.end()) return 0;
-  std::uint64_t bytes = type.bytes;
+  std::uint64_t bytes = ElementBytes(type.code);
   for (const std::int64_t dimension : shape) {
     const auto factor = static_cast<std::uint64_t>(dimension);
     if (bytes > std::numeric_limits<std::uint64_t>::max() / factor) return std::nullopt;
@@ -247,7 +246,7 @@ void WriteNpy(const std::string& path, const NpyArray& array) {
   const auto* type = std::find_if(kTypes.begin(), kTypes.end(), [&array](const Type& candidate) {
     return candidate.code == array.type;
   });
-  if (type == kTypes.end()) reporter.Reject("no file holds " + TypeText(array.type));
+  if (type == kTypes.end()) reporter.Reject("no file holds " + TypeName(array.type));
   const std::string header = HeaderText(*type, array.shape);
   WholeFile file(path);
   std::string prelude(kMagicAndVersion.begin(), kMagicAndVersion.end());

@@ -5,9 +5,9 @@
 
 namespace nuvik {
 
-/// True when no other matrix shares the memory of `matrix`; false for an empty one and for memory
+/// Whether no other matrix shares the memory of `matrix`; false for an empty one and for memory
 /// that OpenCV does not own. Once true it stays so, since nobody else can make a copy.
-inline bool IsHeldOnce(const cv::Mat& matrix) {
+inline bool IsSoleOwner(const cv::Mat& matrix) {
   return matrix.u != nullptr && CV_XADD(&matrix.u->refcount, 0) == 1;
 }
 
