@@ -1,14 +1,21 @@
-// Sizes of pictures as messages tell them.
+// Sizes and rectangles of pixels as messages show them.
 #pragma once
 
-#include <opencv2/core.hpp>
+#include <fmt/format.h>
+
+#include <opencv2/core/types.hpp>
 #include <string>
 
 namespace dirty_seg {
 
 /// "1920 x 1080", width first.
 inline std::string SizeText(const cv::Size& size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
+  return fmt::format("{} x {}", size.width, size.height);
+}
+
+/// "[x, y, width, height]".
+inline std::string RectText(const cv::Rect& rect) {
+  return fmt::format("[{}, {}, {}, {}]", rect.x, rect.y, rect.width, rect.height);
 }
 
 }  // namespace dirty_seg

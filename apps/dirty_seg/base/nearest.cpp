@@ -1,5 +1,7 @@
 #include "base/nearest.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -49,7 +51,7 @@ std::optional<std::string> Nearest(std::string_view word, const std::vector<std:
 
 std::string NearestHint(std::string_view word, const std::vector<std::string>& words) {
   const std::optional<std::string> nearest = Nearest(word, words);
-  return nearest ? "did you mean '" + *nearest + "'?" : "";
+  return nearest ? fmt::format("did you mean '{}'?", *nearest) : "";
 }
 
 std::string DidYouMean(std::string_view word, const std::vector<std::string>& words) {

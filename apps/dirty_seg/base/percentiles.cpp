@@ -1,6 +1,7 @@
 #include "base/percentiles.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <numeric>
 
 namespace dirty_seg {
@@ -18,6 +19,14 @@ Distribution Summarise(std::vector<double> values) {
   return {values.size(),          sum / static_cast<double>(values.size()),
           Percentile(values, 50), Percentile(values, 95),
           Percentile(values, 99), values.back()};
+}
+
+nlohmann::ordered_json DistributionToJson(const Distribution& distribution) {
+  return {{"mean", distribution.mean},
+          {"p50", distribution.p50},
+          {"p95", distribution.p95},
+          {"p99", distribution.p99},
+          {"worst", distribution.worst}};
 }
 
 }  // namespace dirty_seg

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <nlohmann/json_fwd.hpp>
 #include <vector>
 
 namespace dirty_seg {
@@ -22,5 +23,8 @@ struct Distribution {
 
 /// All 0 of no values.
 Distribution Summarise(std::vector<double> values);
+
+/// Keys "mean", "p50", "p95", "p99" and "worst".
+nlohmann::ordered_json DistributionToJson(const Distribution& distribution);
 
 }  // namespace dirty_seg

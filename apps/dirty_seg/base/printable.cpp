@@ -1,5 +1,7 @@
 #include "base/printable.h"
 
+#include <fmt/format.h>
+
 #include <cstddef>
 
 #include "base/utf8.h"
@@ -16,9 +18,7 @@ std::size_t ShownLength(std::string_view text) {
 std::string Escaped(char c) {
   if (c == '\n') return "\\n";
   if (c == '\t') return "\\t";
-  constexpr const char* kDigits = "0123456789abcdef";
-  const auto byte = static_cast<unsigned char>(c);
-  return {'\\', 'x', kDigits[byte >> 4U], kDigits[byte & 0xfU]};
+  return fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
 }
 
 }  // namespace

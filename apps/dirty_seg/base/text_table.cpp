@@ -1,8 +1,8 @@
 #include "base/text_table.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 #include "base/printable.h"
 
@@ -17,11 +17,7 @@ std::size_t Width(const std::string& text) {
 
 }  // namespace
 
-std::string Fixed(double value, int decimals) {
-  std::array<char, 400> text{};  // the greatest double has 309 digits before the point
-  std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
-  return text.data();
-}
+std::string Fixed(double value, int decimals) { return fmt::format("{:.{}f}", value, decimals); }
 
 std::string FormatTable(std::vector<std::vector<std::string>> rows) {
   std::vector<std::size_t> widths;

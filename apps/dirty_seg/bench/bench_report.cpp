@@ -1,5 +1,7 @@
 #include "bench/bench_report.h"
 
+#include <fmt/format.h>
+
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
@@ -56,8 +58,8 @@ std::string RatioText(const std::optional<Medians>& medians) {
 std::string SideText(const BenchSide& side) {
   std::string text = side.options.model + " with " + side.options.config;
   if (!side.options.fece_model.empty()) text += " and " + side.options.fece_model;
-  return text + (side.options.threads == 0 ? ", all cores"
-                                           : ", threads: " + std::to_string(side.options.threads));
+  if (side.options.threads == 0) return text + ", all cores";
+  return text + fmt::format(", threads: {}", side.options.threads);
 }
 
 std::string TimesTable(const BenchResult& result) {
@@ -95,19 +97,12 @@ std::string NonFiniteText(const BenchResult& result) {
   for (std::size_t i = 0; i < result.sides.size(); ++i) {
     const std::size_t count = result.sides[i].non_finite_frames;
     if (count == 0) continue;
-    text += SideName(i) + "'s network gave numbers that are not finite in " +
-            std::to_string(count) + " of " + std::to_string(result.frames) +
-            " frames: dirt may be missed there\n";
+    text += fmt::format(
+        "{}'s network gave numbers that are not finite in {} of {} frames: "
+        "dirt may be missed there\n",
+        SideName(i), count, result.frames);
   }
   return text.empty() ? "" : "\n" + text;
-}
-
-ordered_json TimesToJson(const Distribution& times) {
-  return {{"mean", times.mean},
-          {"p50", times.p50},
-          {"p95", times.p95},
-          {"p99", times.p99},
-          {"worst", times.worst}};
 }
 
 ordered_json SideToJson(const BenchSide& side) {
@@ -118,7 +113,7 @@ ordered_json SideToJson(const BenchSide& side) {
   json["threads"] = side.options.threads;
   ordered_json& times = json["timing_ms"] = ordered_json::object();
   for (const char* stage : kBenchStages) {
-    if (const auto distribution = TimesOf(side, stage)) times[stage] = TimesToJson(*distribution);
+    if (const auto all = TimesOf(side, stage)) times[stage] = DistributionToJson(*all);
   }
   json["frames_per_second"] = FramesPerSecond(side);
   json["non_finite_frames"] = side.non_finite_frames;
@@ -146,15 +141,14 @@ std::string BenchText(const BenchPlan& plan, const BenchResult& result) {
   for (std::size_t i = 0; i < result.sides.size(); ++i) {
     text += SideName(i) + "  " + Printable(SideText(result.sides[i])) + "\n";
   }
-  text += std::to_string(result.frames) + " frames, " + std::to_string(plan.rounds) +
-          " rounds each after " + std::to_string(plan.warmup) + " of warm-up" +
-          (result.sides.size() > 1 ? ", A and B in turns" : "") +
-          (result.interrupted ? "; cut short by an interrupt" : "") + "\n\n";
+  text += fmt::format("{} frames, {} rounds each after {} of warm-up{}{}\n\n", result.frames,
+                      plan.rounds, plan.warmup, result.sides.size() > 1 ? ", A and B in turns" : "",
+                      result.interrupted ? "; cut short by an interrupt" : "");
   text += TimesTable(result) + "\n" + SidesTable(result) + NonFiniteText(result);
   const std::optional<Medians> total = MediansOf(result, "total");
   if (!total) return text;
-  text += "\nB takes " + RatioText(total) + " of A's time: medians " + Fixed(total->b, 3) +
-          " and " + Fixed(total->a, 3) + " ms\n";
+  text += fmt::format("\nB takes {} of A's time: medians {:.3f} and {:.3f} ms\n", RatioText(total),
+                      total->b, total->a);
   return text + "\nresults of B held against those of A\n" + TotalsText(result.differences);
 }
 

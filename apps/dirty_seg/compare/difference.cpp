@@ -1,10 +1,11 @@
 #include "compare/difference.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "base/text_table.h"
 #include "detector/labels.h"
 
 namespace dirty_seg {
@@ -133,25 +134,25 @@ ordered_json ToJson(const DifferenceTotals& totals) {
 
 std::string SpreadText(const std::optional<Spread>& spread, int decimals) {
   if (!spread) return "-";
-  return "mean " + Fixed(spread->mean, decimals) + ", worst " + Fixed(spread->worst, decimals);
+  return fmt::format("mean {:.{}f}, worst {:.{}f}", spread->mean, decimals, spread->worst,
+                     decimals);
 }
 
 std::string TotalsText(const DifferenceTotals& totals) {
   std::string text =
-      Line("detections", std::to_string(totals.matched) + " matched, " +
-                             std::to_string(totals.only_in_a) + " only in A, " +
-                             std::to_string(totals.only_in_b) + " only in B, " +
-                             std::to_string(totals.class_changes) + " of another class");
+      Line("detections",
+           fmt::format("{} matched, {} only in A, {} only in B, {} of another class",
+                       totals.matched, totals.only_in_a, totals.only_in_b, totals.class_changes));
   text += Line("box distance", SpreadText(SpreadToGreatest(totals.box_distances), 2) +
                                    (totals.box_distances.empty() ? "" : " pixels"));
   text += Line("score difference", SpreadText(SpreadToGreatest(totals.score_differences), 4));
   for (const auto& [label, ious] : totals.mask_ious) {
-    text += Line("mask IoU, label " + std::to_string(label), SpreadText(SpreadToLeast(ious), 4));
+    text += Line(fmt::format("mask IoU, label {}", label), SpreadText(SpreadToLeast(ious), 4));
   }
-  text += Line("fece verdicts", std::to_string(totals.verdict_changes) + " of " +
-                                    std::to_string(totals.verdicts) + " changed");
+  text += Line("fece verdicts",
+               fmt::format("{} of {} changed", totals.verdict_changes, totals.verdicts));
   if (totals.success_changes != 0) {
-    text += Line("frames", std::to_string(totals.success_changes) + " failed on one side alone");
+    text += Line("frames", fmt::format("{} failed on one side alone", totals.success_changes));
   }
   return text;
 }

@@ -1,5 +1,7 @@
 #include "compare/results_comparison.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <functional>
@@ -158,7 +160,7 @@ std::string ShortName(const StoredFrame& frame) {
     while ((static_cast<unsigned char>(name[begin]) & 0xc0U) == 0x80U) ++begin;  // whole characters
     name = "..." + name.substr(begin);
   }
-  return frame.frame == 0 ? name : name + " #" + std::to_string(frame.frame);
+  return frame.frame == 0 ? name : fmt::format("{} #{}", name, frame.frame);
 }
 
 std::vector<std::string> TableRow(const ComparedFrame& frame) {
@@ -177,7 +179,7 @@ std::vector<std::string> TableRow(const ComparedFrame& frame) {
 std::string UnpairedText(const Frames& frames, const char* side) {
   std::string text;
   for (const StoredFrame* frame : frames) {
-    text += std::string("only in ") + side + "  " + Printable(FrameText(*frame)) + "\n";
+    text += fmt::format("only in {}  {}\n", side, Printable(FrameText(*frame)));
   }
   return text;
 }
@@ -205,8 +207,8 @@ ResultsComparison CompareResults(const Results& a, const Results& b) {
 }
 
 std::string FrameText(const StoredFrame& frame) {
-  const std::string source = "'" + frame.source + "'";
-  return frame.frame == 0 ? source : source + " frame " + std::to_string(frame.frame);
+  if (frame.frame == 0) return fmt::format("'{}'", frame.source);
+  return fmt::format("'{}' frame {}", frame.source, frame.frame);
 }
 
 ordered_json ToJson(const ResultsComparison& comparison) {
@@ -224,8 +226,8 @@ std::string ComparisonText(const ResultsComparison& comparison) {
                                               "class", "box px", "score", "mask IoU", "fece"}};
   for (const ComparedFrame& frame : comparison.frames) rows.push_back(TableRow(frame));
   return FormatTable(rows) + UnpairedText(comparison.only_in_a, "A") +
-         UnpairedText(comparison.only_in_b, "B") + "\nall " +
-         std::to_string(comparison.frames.size()) + " frames\n" + TotalsText(comparison.all);
+         UnpairedText(comparison.only_in_b, "B") +
+         fmt::format("\nall {} frames\n", comparison.frames.size()) + TotalsText(comparison.all);
 }
 
 }  // namespace dirty_seg

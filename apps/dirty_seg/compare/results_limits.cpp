@@ -1,5 +1,7 @@
 #include "compare/results_limits.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -7,10 +9,6 @@ namespace dirty_seg {
 namespace {
 
 using Frames = std::vector<const StoredFrame*>;
-
-std::string ExcessText(const char* option, const std::string& limit, const std::string& found) {
-  return std::string(option) + " " + limit + ": " + found;
-}
 
 // JSON has no infinity.
 std::string Plain(double value) { return std::isinf(value) ? "inf" : nlohmann::json(value).dump(); }
@@ -70,8 +68,8 @@ void FindUnpaired(const ResultsComparison& comparison, std::vector<std::string>&
   }
   for (const ComparedFrame& frame : comparison.frames) {
     if (!frame.difference.success_changed) continue;
-    excesses.push_back(FrameText(*frame.a) + " failed in " + (frame.a->success ? "B" : "A") +
-                       " alone");
+    excesses.push_back(
+        fmt::format("{} failed in {} alone", FrameText(*frame.a), frame.a->success ? "B" : "A"));
   }
 }
 
@@ -86,8 +84,8 @@ std::vector<std::string> FindExcesses(const ResultsComparison& comparison,
   std::vector<std::string> excesses;
   const auto tell = [&excesses](const char* option, double limit, const Worst& worst,
                                 const char* unit) {
-    excesses.push_back(ExcessText(option, Plain(limit),
-                                  Plain(worst.value) + unit + " in " + FrameText(*worst.frame->a)));
+    excesses.push_back(fmt::format("{} {}: {}{} in {}", option, Plain(limit), Plain(worst.value),
+                                   unit, FrameText(*worst.frame->a)));
   };
   if (limits.max_box_distance) {
     const Worst worst = WorstBox(comparison);
@@ -109,8 +107,8 @@ std::vector<std::string> FindExcesses(const ResultsComparison& comparison,
   }
   const std::size_t unmatched = CountUnmatched(comparison);
   if (limits.max_unmatched && unmatched > *limits.max_unmatched) {
-    excesses.push_back(ExcessText("--max-unmatched", std::to_string(*limits.max_unmatched),
-                                  std::to_string(unmatched) + " detections"));
+    excesses.push_back(
+        fmt::format("--max-unmatched {}: {} detections", *limits.max_unmatched, unmatched));
   }
   if (limits.Any()) FindUnpaired(comparison, excesses);
   return excesses;

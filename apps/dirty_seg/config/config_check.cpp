@@ -1,12 +1,14 @@
 #include "config/config_check.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <cstdio>
 
 #include "base/errors.h"
 #include "base/geometry_text.h"
 #include "base/nearest.h"
 #include "base/printable.h"
+#include "base/text.h"
 #include "config/patch_fit.h"
 #include "config/starter.h"
 #include "console/messages.h"
@@ -23,18 +25,7 @@ using Findings = std::vector<Finding>;
 constexpr double kMostShared = 0.5;
 constexpr std::size_t kMostGaps = 4;
 
-std::string Decimal(double value) {
-  char text[32];  // NOLINT(modernize-avoid-c-arrays): for snprintf
-  std::snprintf(text, sizeof text, "%.1f", value);
-  return text;
-}
-
-std::string Percent(double share) { return Decimal(100.0 * share) + " %"; }
-
-std::string RectText(const cv::Rect& rect) {
-  return "[" + std::to_string(rect.x) + ", " + std::to_string(rect.y) + ", " +
-         std::to_string(rect.width) + ", " + std::to_string(rect.height) + "]";
-}
+std::string Percent(double share) { return fmt::format("{:.1f} %", 100.0 * share); }
 
 // Where something is.
 struct Place {
@@ -114,11 +105,8 @@ void CheckPostprocess(const YAML::Node& root, Findings& findings) {
 
 std::string Suggestions(const cv::Rect& patch, int side) {
   const cv::Size most(geometry::kFrameWidth - patch.x, geometry::kFrameHeight - patch.y);
-  std::string text;
-  for (const cv::Size& size : NearestWholeSizes(patch.size(), side, most)) {
-    text += (text.empty() ? "near it, these do not: " : ", ") + SizeText(size);
-  }
-  return text;
+  const std::vector<cv::Size> sizes = NearestWholeSizes(patch.size(), side, most);
+  return sizes.empty() ? "" : "near it, these do not: " + Join(sizes, SizeText);
 }
 
 // What `init` would lay out for the batch is not to be bettered by editing a file that looks at the
@@ -145,27 +133,29 @@ void CheckPatch(const ListedPatch& patch, int side, const FitLimits& limits, Fin
   const PatchFit fit = FitPatch(clipped.size(), side);
   if (fit.scaled.empty()) {
     Fail(place,
-         name + " is too thin: scaled to a side of " + std::to_string(side) +
-             ", nothing of it is left, and every frame fails",
+         fmt::format("{} is too thin: scaled to a side of {}, nothing of it is left, and every "
+                     "frame fails",
+                     name, side),
          "", findings);
     return;
   }
   if (!fit.is_whole) {
     Warn(place,
-         name + ": " + SizeText(clipped.size()) + " is scaled to " + SizeText(fit.scaled) +
-             " and padded to " + SizeText(fit.square) + ", short of the network's " +
-             SizeText({side, side}) + ", which shears the picture",
+         fmt::format("{}: {} is scaled to {} and padded to {}, short of the network's {}, which "
+                     "shears the picture",
+                     name, SizeText(clipped.size()), SizeText(fit.scaled), SizeText(fit.square),
+                     SizeText({side, side})),
          Suggestions(clipped, side), findings);
   }
   if (fit.grey > limits.grey) {
-    Warn(place, name + " leaves " + Percent(fit.grey) + " of the network's input grey", "",
-         findings);
+    Warn(place, fmt::format("{} leaves {} of the network's input grey", name, Percent(fit.grey)),
+         "", findings);
   }
   if (fit.shrunk > limits.shrunk) {
-    Warn(place, name + " is shrunk to one pixel of " + Decimal(fit.shrunk), "", findings);
+    Warn(place, fmt::format("{} is shrunk to one pixel of {:.1f}", name, fit.shrunk), "", findings);
   }
   if (1.0 / fit.shrunk > limits.enlarged) {
-    Warn(place, name + " is enlarged " + Decimal(1.0 / fit.shrunk) + " times",
+    Warn(place, fmt::format("{} is enlarged {:.1f} times", name, 1.0 / fit.shrunk),
          "a larger one costs no more", findings);
   }
 }
@@ -186,20 +176,20 @@ void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
     }
     if (most <= kMostShared) continue;
     Warn(PlaceOf(patches[j]),
-         PatchName(patches[j].index) + " and " + PatchName(patches[other].index) + " share " +
-             Percent(most) + " of the smaller one",
+         fmt::format("{} and {} share {} of the smaller one", PatchName(patches[j].index),
+                     PatchName(patches[other].index), Percent(most)),
          "what lies there is found twice", findings);
   }
 }
 
 void CheckGaps(const Coverage& coverage, Findings& findings) {
-  if (coverage.gaps.empty()) return;
-  std::string text = Percent(coverage.gap_share) + " of the frame lie in no patch:";
-  for (std::size_t i = 0; i < std::min(coverage.gaps.size(), kMostGaps); ++i) {
-    text += (i == 0 ? " " : ", ") + RectText(coverage.gaps[i]);
-  }
-  if (coverage.gaps.size() > kMostGaps) {
-    text += " and " + std::to_string(coverage.gaps.size() - kMostGaps) + " more";
+  std::vector<cv::Rect> shown = coverage.gaps;
+  if (shown.empty()) return;
+  shown.resize(std::min(shown.size(), kMostGaps));
+  std::string text = fmt::format("{} of the frame lie in no patch: {}", Percent(coverage.gap_share),
+                                 Join(shown, RectText));
+  if (const std::size_t more = coverage.gaps.size() - shown.size(); more > 0) {
+    text += fmt::format(" and {} more", more);
   }
   Warn({}, text, "", findings);
 }
@@ -207,10 +197,6 @@ void CheckGaps(const Coverage& coverage, Findings& findings) {
 void SortByLine(Findings& findings) {
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& a, const Finding& b) { return a.line < b.line; });
-}
-
-std::string Counted(std::size_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 }  // namespace
@@ -256,25 +242,26 @@ void RefuseErrors(const std::string& path, const ConfigCheck& check) {
     TellError(FindingText(path, finding));
   }
   if (count == 0) return;
-  throw SetupError("'" + path + "' has these " + std::to_string(count) +
-                   " errors; 'dirty_seg check' shows them with warnings");
+  throw SetupError(fmt::format(
+      "'{}' has these {} errors; 'dirty_seg check' shows them with warnings", path, count));
 }
 
 std::string CheckText(const std::string& path, const ConfigCheck& check) {
   std::string text;
   for (const Finding& finding : check.findings) {
-    text += Printable(path + (finding.line == 0 ? "" : ":" + std::to_string(finding.line)) +
-                      (finding.kind == Finding::Kind::kError ? ": error: " : ": warning: ") +
-                      SentenceOf(finding)) +
-            "\n";
+    const std::string line = finding.line == 0 ? "" : fmt::format(":{}", finding.line);
+    const char* const kind = finding.kind == Finding::Kind::kError ? "error" : "warning";
+    text += Printable(fmt::format("{}{}: {}: {}", path, line, kind, SentenceOf(finding))) + "\n";
   }
-  text += Printable(path) + ": " + Counted(check.Count(Finding::Kind::kError), "error") + ", " +
-          Counted(check.Count(Finding::Kind::kWarning), "warning");
+  text += fmt::format("{}: {}, {}", Printable(path),
+                      Counted(check.Count(Finding::Kind::kError), "error"),
+                      Counted(check.Count(Finding::Kind::kWarning), "warning"));
   if (!check.patches.empty()) {
     const std::size_t count = check.patches.size();
-    text += "; " + std::to_string(count) + (count == 1 ? " patch covers " : " patches cover ") +
-            Percent(1.0 - check.coverage.gap_share) + " of the frame, " +
-            Percent(check.coverage.repeated_share) + " more than once";
+    text += fmt::format("; {} {} {} of the frame, {} more than once", count,
+                        count == 1 ? "patch covers" : "patches cover",
+                        Percent(1.0 - check.coverage.gap_share),
+                        Percent(check.coverage.repeated_share));
   }
   return text + "\n";
 }

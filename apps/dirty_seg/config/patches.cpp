@@ -1,5 +1,7 @@
 #include "config/patches.h"
 
+#include <fmt/format.h>
+
 #include <array>
 
 #include "geometry/letterbox.h"
@@ -85,7 +87,7 @@ class Reader {
     for (std::size_t i = 0; i < values.size(); ++i) {
       if (YAML::convert<int>::decode(entry[i], values[i])) continue;
       Note(patch.line, PatchKey(patch.index),
-           name + " " + NodeText(entry) + ": " + kFields[i] + " is " + NodeText(entry[i]),
+           fmt::format("{} {}: {} is {}", name, NodeText(entry), kFields[i], NodeText(entry[i])),
            "expected a whole number of pixels");
       return false;
     }
@@ -97,7 +99,8 @@ class Reader {
     const Fault fault = FindFault(patch.rectangle);
     if (fault.text.empty()) return true;
     Note(patch.line, PatchKey(patch.index),
-         PatchName(patch.index) + " " + NodeText(entry) + " " + fault.text, fault.advice);
+         fmt::format("{} {} {}", PatchName(patch.index), NodeText(entry), fault.text),
+         fault.advice);
     return false;
   }
 
@@ -113,8 +116,8 @@ class Reader {
     }
     if (patch.width <= 0 || patch.height <= 0) return {"has no area", "expected width, height > 0"};
     if (patch.x >= geometry::kFrameWidth || patch.y >= geometry::kFrameHeight) {
-      return {"lies outside the frame", "expected x < " + std::to_string(geometry::kFrameWidth) +
-                                            ", y < " + std::to_string(geometry::kFrameHeight)};
+      return {"lies outside the frame", fmt::format("expected x < {}, y < {}",
+                                                    geometry::kFrameWidth, geometry::kFrameHeight)};
     }
     return {};
   }
@@ -124,11 +127,9 @@ class Reader {
 
 }  // namespace
 
-std::string PatchName(std::size_t index) {
-  return "patch " + std::to_string(index) + " (counted from 0)";
-}
+std::string PatchName(std::size_t index) { return fmt::format("patch {} (counted from 0)", index); }
 
-std::string PatchKey(std::size_t index) { return "patch.patches[" + std::to_string(index) + "]"; }
+std::string PatchKey(std::size_t index) { return fmt::format("patch.patches[{}]", index); }
 
 std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings) {
   return Reader(findings).Read(root);

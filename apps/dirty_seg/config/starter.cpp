@@ -1,12 +1,15 @@
 #include "config/starter.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <sstream>
 
 #include "base/errors.h"
+#include "base/geometry_text.h"
+#include "base/text.h"
 #include "base/utf8.h"
 #include "config/detector_options.h"
 #include "config/patch_fit.h"
@@ -62,19 +65,12 @@ std::string Line(const std::string& words, const std::string& comment) {
 
 std::string QuotedScalar(const std::string& text) {
   if (!IsUtf8(text)) {
-    throw SetupError("'" + text +
-                     "': is not UTF-8, which is all that YAML holds; expected another "
-                     "name");
+    throw SetupError(fmt::format(
+        "'{}': is not UTF-8, which is all that YAML holds; expected another name", text));
   }
   YAML::Emitter emitter;
   emitter << text;
   return emitter.c_str();
-}
-
-std::string NumberText(float value) {
-  std::ostringstream text;
-  text << value;
-  return text.str();
 }
 
 // A list of at most twenty a line.
@@ -88,19 +84,12 @@ std::string Ids(const std::vector<int>& ids) {
   return "[" + text + "]";
 }
 
-// A name in a comment, which ends with its line.
-std::string OneLine(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < 0x20U; }, ' ');
-  return text;
-}
-
-// Comment lines of at most 100 columns.
+// Comment lines of at most 100 columns. A comment ends with its line, so no name has two.
 std::string ClassComment(const std::map<std::int32_t, std::string>& names) {
   std::string text;
   std::string line = "# classes:";
   for (const auto& [id, name] : names) {
-    const std::string entry = " " + std::to_string(id) + " " + OneLine(name);
+    const std::string entry = fmt::format(" {} {}", id, OneLine(name));
     if (line.size() + entry.size() > 96) {
       text += line + "\n";
       line = "#  ";
@@ -124,16 +113,15 @@ std::optional<Grid> ParseGrid(const std::string& text) {
   return is_sane ? std::optional<Grid>(grid) : std::nullopt;
 }
 
-std::string GridText(const Grid& grid) {
-  return std::to_string(grid.columns) + "x" + std::to_string(grid.rows);
-}
+std::string GridText(const Grid& grid) { return fmt::format("{}x{}", grid.columns, grid.rows); }
 
 std::vector<cv::Rect> LayOutGrid(const Grid& grid, int overlap, int side) {
   const cv::Size size = PatchSize(grid, overlap, side);
   if (size.empty()) {
-    throw SetupError("--grid " + GridText(grid) + " --overlap " + std::to_string(overlap) +
-                     ": no patch size of the frame fills the network's " + std::to_string(side) +
-                     " x " + std::to_string(side) + "; expected a smaller overlap or another grid");
+    throw SetupError(
+        fmt::format("--grid {} --overlap {}: no patch size of the frame fills the network's {}; "
+                    "expected a smaller overlap or another grid",
+                    GridText(grid), overlap, SizeText({side, side})));
   }
   std::vector<cv::Rect> patches;
   for (int row = 0; row < grid.rows; ++row) {
@@ -191,17 +179,14 @@ std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::strin
       "# kept, and padded square. Each takes one slot of the network's batch.\n"
       "patch:\n  enable: true\n";
   text += "  patches:  # x, y, width, height in frame pixels; " + layout + "\n";
-  for (const cv::Rect& patch : patches) {
-    text += "    - [" + std::to_string(patch.x) + ", " + std::to_string(patch.y) + ", " +
-            std::to_string(patch.width) + ", " + std::to_string(patch.height) + "]\n";
-  }
+  for (const cv::Rect& patch : patches) text += fmt::format("    - {}\n", RectText(patch));
   text +=
       "\n# How the network's output is decoded. Every key may be left out; these are the "
       "defaults.\n";
   text += "postprocess:\n";
   for (const auto& key : nuvik::model::PostprocessKeys()) {
-    text += "  # " + key.expected + "; " + key.meaning + "\n";
-    text += "  " + key.name + ": " + key.fallback + "\n";
+    text += fmt::format("  # {}; {}\n", key.expected, key.meaning);
+    text += fmt::format("  {}: {}\n", key.name, key.fallback);
   }
   return text;
 }
@@ -239,11 +224,11 @@ std::string StarterHost(const StarterNetworks& networks, const std::string& conf
     text += "fece-model: " + QuotedScalar(networks.fece_model) + "\n";
     text += "fece-class-ids: " + Ids(networks.fece_class_ids) + "\n";
   }
-  text += Line("# fece-score-threshold: " + NumberText(defaults.fece_score_threshold),
+  text += Line(fmt::format("# fece-score-threshold: {:g}", defaults.fece_score_threshold),
                "0 to 1: it confirms above this probability");
-  text += Line("# fece-area-threshold: " + NumberText(defaults.fece_area_threshold),
+  text += Line(fmt::format("# fece-area-threshold: {:g}", defaults.fece_area_threshold),
                "it looks at boxes of more pixels than this");
-  text += "\n" + Line("# threads: " + std::to_string(defaults.threads), "0: all cores");
+  text += "\n" + Line(fmt::format("# threads: {}", defaults.threads), "0: all cores");
   text += "\n# detect:\n" + Line("#   output: found", "results, overlays and masks");
   return text;
 }

@@ -1,6 +1,7 @@
 #include "console/error_capture.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <sstream>
 #include <string_view>
+#include <vector>
 
 #include "base/errors.h"
 #include "console/messages.h"
@@ -53,13 +55,14 @@ ErrorCapture::~ErrorCapture() {
 std::string ErrorCapture::Text() const {
   std::fflush(stderr);
   std::istringstream lines(ReadAll(STDERR_FILENO));
-  std::string text;
+  std::vector<std::string> texts;
   for (std::string line; std::getline(lines, line);) {
-    if (line.compare(0, kEngineSpeaker.size(), kEngineSpeaker) == 0)
+    if (line.compare(0, kEngineSpeaker.size(), kEngineSpeaker) == 0) {
       line.erase(0, kEngineSpeaker.size());
-    text += (text.empty() ? "" : "; ") + line;
+    }
+    if (!line.empty()) texts.push_back(line);
   }
-  return text;
+  return fmt::format("{}", fmt::join(texts, "; "));
 }
 
 }  // namespace dirty_seg

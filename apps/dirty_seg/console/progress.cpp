@@ -1,13 +1,12 @@
 #include "console/progress.h"
 
+#include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <utility>
 
 #include "console/messages.h"
@@ -23,31 +22,19 @@ constexpr int kUsualColumns = 80;
 // "1:30", or "2:01:30" from an hour on.
 std::string TimeText(double seconds) {
   const auto whole = std::lround(seconds);
-  std::array<char, 32> text{};
-  if (whole < 3600) {
-    std::snprintf(text.data(), text.size(), "%ld:%02ld", whole / 60, whole % 60);
-  } else {
-    std::snprintf(text.data(), text.size(), "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60,
-                  whole % 60);
-  }
-  return text.data();
-}
-
-std::string RateText(double rate) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1f frames/s", rate);
-  return text.data();
+  if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
+  return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
 }  // namespace
 
 std::string ProgressText(const ProgressState& state) {
   std::string text = std::to_string(state.done);
-  if (state.of) text += " of " + std::to_string(*state.of);
+  if (state.of) text += fmt::format(" of {}", *state.of);
   text += " frames";
   if (state.done == 0 || state.seconds <= 0.0) return text;
   const double rate = static_cast<double>(state.done) / state.seconds;
-  text += ", " + RateText(rate);
+  text += fmt::format(", {:.1f} frames/s", rate);
   if (!state.of) return text;
   const double left = static_cast<double>(std::max<std::int64_t>(0, *state.of - state.done));
   return text + ", " + TimeText(left / rate) + " left";

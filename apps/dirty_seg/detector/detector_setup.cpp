@@ -1,5 +1,7 @@
 #include "detector/detector_setup.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <map>
@@ -31,8 +33,9 @@ void TellUnknownClasses(const std::vector<int>& ids,
                         const std::map<std::int32_t, std::string>& class_names) {
   for (const int id : ids) {
     if (class_names.empty() || class_names.count(id) != 0) continue;
-    TellWarning("--fece-class-ids " + std::to_string(id) +
-                ": the segmentation network names no such class, so it has no effect");
+    TellWarning(fmt::format(
+        "--fece-class-ids {}: the segmentation network names no such class, so it has no effect",
+        id));
   }
 }
 

@@ -1,6 +1,7 @@
 #include "detector/environment_report.h"
 
 #include <dlfcn.h>
+#include <fmt/format.h>
 #include <link.h>
 #include <sched.h>
 
@@ -43,9 +44,8 @@ std::string RuntimeVersion() {
 ordered_json Versions(ordered_json versions) {
   versions["ONNX Runtime"] = RuntimeVersion();
   versions["OpenCV"] = cv::getVersionString();
-  versions["nlohmann-json"] = std::to_string(NLOHMANN_JSON_VERSION_MAJOR) + "." +
-                              std::to_string(NLOHMANN_JSON_VERSION_MINOR) + "." +
-                              std::to_string(NLOHMANN_JSON_VERSION_PATCH);
+  versions["nlohmann-json"] = fmt::format("{}.{}.{}", NLOHMANN_JSON_VERSION_MAJOR,
+                                          NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH);
   return versions;
 }
 
@@ -110,15 +110,16 @@ int UsableCores() {
 
 // Features of this processor that OpenCV looks at when it runs.
 std::string Features() {
-  std::string text;
+  std::vector<const char*> present;
   const std::vector<std::pair<int, const char*>> features{
       {CV_CPU_SSE4_1, "SSE4.1"},     {CV_CPU_SSE4_2, "SSE4.2"}, {CV_CPU_AVX, "AVX"},
       {CV_CPU_AVX2, "AVX2"},         {CV_CPU_FMA3, "FMA3"},     {CV_CPU_FP16, "FP16"},
       {CV_CPU_AVX_512F, "AVX-512F"}, {CV_CPU_NEON, "NEON"}};
   for (const auto& [feature, name] : features) {
-    if (cv::checkHardwareSupport(feature)) text += (text.empty() ? "" : ", ") + std::string(name);
+    if (cv::checkHardwareSupport(feature)) present.push_back(name);
   }
-  return text.empty() ? "none beyond the base" : text;
+  if (present.empty()) return "none beyond the base";
+  return fmt::format("{}", fmt::join(present, ", "));
 }
 
 ordered_json Processor() {
@@ -177,18 +178,17 @@ std::string LogSettingText(const std::string& variable, const char* value) {
     const std::vector<std::string>& values = known.values;
     const std::string text = value == nullptr ? "" : value;
     if (value == nullptr) {
-      return std::string("not set: ") + known.fallback + " (" + known.meaning + ")";
+      return fmt::format("not set: {} ({})", known.fallback, known.meaning);
     }
     if (std::find(values.begin(), values.end(), text) != values.end()) {
-      return text + " (" + known.meaning + ")";
+      return fmt::format("{} ({})", text, known.meaning);
     }
     if (variable == "SPDLOG_LEVEL" && IsLogLevel(text)) {
-      return text + " (" + known.meaning + "; the library by itself takes " + known.fallback + ")";
+      return fmt::format("{} ({}; the library by itself takes {})", text, known.meaning,
+                         known.fallback);
     }
-    std::string permitted;
-    for (const std::string& word : values) permitted += (permitted.empty() ? "" : ", ") + word;
-    return "'" + text + "' is none of " + permitted + ", so " + known.fallback +
-           DidYouMean(text, values);
+    return fmt::format("'{}' is none of {}, so {}{}", text, fmt::join(values, ", "), known.fallback,
+                       DidYouMean(text, values));
   }
   return "";
 }

@@ -1,26 +1,22 @@
 #include "detector/frame_detector.h"
 
-#include <algorithm>
+#include <fmt/format.h>
+
 #include <exception>
 #include <new>
 #include <utility>
 
 #include "base/errors.h"
 #include "base/stopwatch.h"
+#include "base/text.h"
 #include "engine/non_finite.h"
 
 namespace dirty_seg {
 namespace {
 
-std::string Join(const std::vector<std::string>& texts) {
-  std::string joined;
-  for (const std::string& text : texts) joined += (joined.empty() ? "" : "; ") + text;
-  return joined;
-}
-
 std::string ErrorText(const FrameLog& log) {
   if (log.errors.empty()) return "the detector failed without a message";
-  return Join(log.errors);
+  return fmt::format("{}", fmt::join(log.errors, "; "));
 }
 
 }  // namespace
@@ -57,25 +53,19 @@ std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config) {
 }
 
 std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts) {
-  std::string text;
-  for (const auto& [output, count] : counts) {
-    text += (text.empty() ? "" : ", ") + std::to_string(count) + " in '" + output + "'";
-  }
-  return "the network gave numbers that are not finite (" + text +
-         "): they are left out, so dirt may be missed";
-}
-
-std::string OneLine(std::string text) {
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  return text;
+  const auto text_of = [](const auto& entry) {
+    return fmt::format("{} in '{}'", entry.second, entry.first);
+  };
+  return fmt::format(
+      "the network gave numbers that are not finite ({}): they are left out, so dirt may be missed",
+      Join(counts, text_of));
 }
 
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
                   LogCapture& log) {
-  const std::string files =
-      "'" + config.dirty_seg_model_config.model_path + "' with '" + config.yaml_config_path + "': ";
+  const std::string files = fmt::format(
+      "'{}' with '{}': ", config.dirty_seg_model_config.model_path, config.yaml_config_path);
   std::string cause;
   try {
     if (!detector.Init(config)) {
@@ -127,8 +117,7 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     }
     if (const std::size_t count = CountAnswersOfNoNumber(log); count > 0) {
       outcome.complaints.push_back("the classifier's answer is not a number for " +
-                                   std::to_string(count) +
-                                   (count == 1 ? " candidate" : " candidates"));
+                                   Counted(count, "candidate"));
     }
   }
   return outcome;

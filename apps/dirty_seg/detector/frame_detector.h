@@ -59,9 +59,6 @@ void InitDetector(const DirtySegDetectorConfig& config,
 /// Tells people what `FrameOutcome::non_finite`, which is not empty, means.
 std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts);
 
-/// The text of an exception without line breaks; those of OpenCV end in one.
-std::string OneLine(std::string text);
-
 class FrameDetector {
  public:
   /// As `InitDetector`; `log` outlives this object.

@@ -1,5 +1,7 @@
 #include "detector/labels.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -32,9 +34,9 @@ std::string Labels::Text(const Kind& kind) const {
   const std::string* name = FindName(kind.label);
   if (kind.is_confirmed) {
     const bool is_taken = is_shared_ && name != nullptr && *name == kFaecesName;
-    return is_taken ? std::string("confirmed ") + kFaecesName : kFaecesName;
+    return is_taken ? fmt::format("confirmed {}", kFaecesName) : kFaecesName;
   }
-  return name == nullptr ? "class " + std::to_string(kind.label) : *name;
+  return name == nullptr ? fmt::format("class {}", kind.label) : *name;
 }
 
 std::int64_t Labels::IdOf(const Kind& kind) const {

@@ -1,6 +1,7 @@
 #include "detector/log_capture.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -44,9 +45,8 @@ std::optional<int> RankOf(const std::string& level) {
 
 void TellUnknownLevel(const std::string& word) {
   const std::vector<std::string> words(kLogLevels.begin(), kLogLevels.end());
-  std::string text = std::string(kLevel) + " is '" + word + "', none of ";
-  for (const std::string& known : words) text += (known == words[0] ? "" : ", ") + known;
-  TellWarning(text + "; info is taken" + DidYouMean(word, words));
+  TellWarning(fmt::format("{} is '{}', none of {}; info is taken{}", kLevel, word,
+                          fmt::join(words, ", "), DidYouMean(word, words)));
 }
 
 // The level from which on the user wants to see lines.

@@ -1,9 +1,10 @@
 #include "drawing/overlay.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <numeric>
 #include <opencv2/imgproc.hpp>
 #include <string>
@@ -143,9 +144,7 @@ std::vector<std::size_t> DrawingOrder(const std::vector<float>& scores) {
 }
 
 std::string TagText(const Labels& labels, const Kind& kind, float score) {
-  std::array<char, 16> number{};
-  std::snprintf(number.data(), number.size(), "%.2f", static_cast<double>(score));
-  return (kind.is_confirmed ? "! " : "") + labels.Text(kind) + " " + number.data();
+  return fmt::format("{}{} {:.2f}", kind.is_confirmed ? "! " : "", labels.Text(kind), score);
 }
 
 }  // namespace

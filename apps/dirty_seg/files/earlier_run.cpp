@@ -1,5 +1,7 @@
 #include "files/earlier_run.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -86,8 +88,8 @@ void RemovePlainFile(const fs::path& path) {
   std::error_code error;
   fs::remove(path, error);
   if (!error) return;
-  throw OutputError("'" + path.string() +
-                    "' of an earlier run cannot be removed: " + error.message());
+  throw OutputError(
+      fmt::format("'{}' of an earlier run cannot be removed: {}", path.string(), error.message()));
 }
 
 void RemoveEarlierRun(const std::string& folder) {

@@ -1,7 +1,7 @@
 #include "files/json_text.h"
 
-#include <array>
-#include <cstdio>
+#include <fmt/format.h>
+
 #include <nlohmann/json.hpp>
 
 namespace dirty_seg {
@@ -21,9 +21,7 @@ std::string WithoutControls(const std::string& json) {
       text += json[i];
       continue;
     }
-    std::array<char, 8> escape{};
-    std::snprintf(escape.data(), escape.size(), "\\u%04x", byte == 0x7f ? byte : next);
-    text += escape.data();
+    text += fmt::format("\\u{:04x}", byte == 0x7f ? byte : next);
     if (has_next) ++i;
   }
   return text;

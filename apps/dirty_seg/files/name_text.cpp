@@ -1,8 +1,8 @@
 #include "files/name_text.h"
 
-#include <array>
+#include <fmt/format.h>
+
 #include <cstddef>
-#include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -18,11 +18,7 @@ constexpr std::size_t kMostStem = 180;
 
 std::string Escaped(std::string_view bytes) {
   std::string text;
-  for (const char c : bytes) {
-    std::array<char, 4> escape{};
-    std::snprintf(escape.data(), escape.size(), "%%%02X", unsigned{static_cast<unsigned char>(c)});
-    text += escape.data();
-  }
+  for (const char c : bytes) text += fmt::format("%{:02X}", static_cast<unsigned char>(c));
   return text;
 }
 

@@ -1,6 +1,7 @@
 #include "files/output_file.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,7 +23,7 @@ namespace fs = std::filesystem;
 constexpr mode_t kMode = 0666;  // less what the user's mask takes
 
 [[noreturn]] void Reject(const std::string& path, const std::string& cause) {
-  throw OutputError("'" + path + "' cannot be written: " + cause);
+  throw OutputError(fmt::format("'{}' cannot be written: {}", path, cause));
 }
 
 bool IsSpecial(const std::string& path) {
@@ -119,7 +120,8 @@ void WriteWholeFile(const std::string& path, std::string_view bytes) {
 void RefuseToReplace(const std::string& path, const char* otherwise) {
   std::error_code error;
   if (fs::exists(path, error)) {
-    throw SetupError("'" + path + "' is there already; --overwrite replaces it" + otherwise);
+    throw SetupError(
+        fmt::format("'{}' is there already; --overwrite replaces it{}", path, otherwise));
   }
 }
 

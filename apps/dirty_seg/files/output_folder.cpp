@@ -1,6 +1,7 @@
 #include "files/output_folder.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -26,7 +27,7 @@ OutputFolder::OutputFolder(const std::string& path, bool overwrite)
   try {
     Begin(overwrite);
   } catch (const OutputError& error) {
-    throw SetupError("--output '" + path + "': " + error.what());
+    throw SetupError(fmt::format("--output '{}': {}", path, error.what()));
   }
 }
 
@@ -69,7 +70,7 @@ void OutputFolder::MakeFolder(const std::string& name) const {
   const std::string path = Claim(name + "/");
   std::error_code error;
   fs::create_directories(path, error);
-  if (error) throw OutputError("'" + path + "' cannot be made: " + error.message());
+  if (error) throw OutputError(fmt::format("'{}' cannot be made: {}", path, error.message()));
 }
 
 }  // namespace dirty_seg

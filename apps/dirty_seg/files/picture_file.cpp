@@ -1,5 +1,7 @@
 #include "files/picture_file.h"
 
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <vector>
@@ -18,7 +20,8 @@ constexpr int kJpegQuality = 92;
 
 std::string EncodePictureFile(const std::string& path, const cv::Mat& picture) {
   if (!cv::haveImageWriter(path)) {
-    throw InputError("'" + path + "' cannot be written: expected a name that ends in .png or .jpg");
+    throw InputError(
+        fmt::format("'{}' cannot be written: expected a name that ends in .png or .jpg", path));
   }
   std::vector<unsigned char> bytes;
   try {
@@ -26,7 +29,7 @@ std::string EncodePictureFile(const std::string& path, const cv::Mat& picture) {
     cv::imencode(fs::path(path).extension().string(), picture, bytes,
                  {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
   } catch (const cv::Exception& exception) {
-    throw InputError("'" + path + "' cannot be written: " + exception.err);
+    throw InputError(fmt::format("'{}' cannot be written: {}", path, exception.err));
   }
   return {bytes.begin(), bytes.end()};
 }
@@ -36,7 +39,7 @@ void WritePicture(const std::string& path, const cv::Mat& picture) {
 }
 
 PendingFile EncodeMask(const std::string& name, int label, const cv::Mat& mask) {
-  const std::string file_name = name + ".mask_" + std::to_string(label) + ".png";
+  const std::string file_name = fmt::format("{}.mask_{}.png", name, label);
   return {file_name, EncodePictureFile(file_name, mask != 0)};
 }
 

@@ -1,5 +1,7 @@
 #include "files/result_names.h"
 
+#include <fmt/format.h>
+
 #include <regex>
 
 #include "files/name_text.h"
@@ -43,7 +45,7 @@ std::string UniqueNames::Take(const std::string& path) {
   const std::string stem = PlainStem(path);
   std::string name = stem;
   for (int number = 2; !IsFree(name, taken_); ++number) {
-    name = stem + "-" + std::to_string(number);
+    name = fmt::format("{}-{}", stem, number);
   }
   taken_.insert(name);
   return name;

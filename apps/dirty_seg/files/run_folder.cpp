@@ -1,5 +1,7 @@
 #include "files/run_folder.h"
 
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <system_error>
 
@@ -14,7 +16,8 @@ constexpr const char* kRuns = "runs";
 
 [[noreturn]] void Reject(const std::string& option, const std::string& path,
                          const std::error_code& error) {
-  throw SetupError(option + " '" + path + "': the folder cannot be made: " + error.message());
+  throw SetupError(
+      fmt::format("{} '{}': the folder cannot be made: {}", option, path, error.message()));
 }
 
 }  // namespace
@@ -24,9 +27,10 @@ void MakeRunFolder(const std::string& path, bool overwrite) {
   fs::create_directories(path, error);
   if (error) Reject("--output", path, error);
   if (overwrite || fs::is_empty(path, error)) return;
-  throw SetupError("--output '" + path +
-                   "': the folder is not empty; expected a new one, or --overwrite to replace what "
-                   "is there");
+  throw SetupError(fmt::format(
+      "--output '{}': the folder is not empty; expected a new one, or --overwrite to replace what "
+      "is there",
+      path));
 }
 
 std::string MakeNumberedRunFolder(const std::string& command) {

@@ -1,5 +1,6 @@
 #include "files/text_stream.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,7 +32,7 @@ bool WriteText(const std::string& text, std::FILE* file) {
 
 void PrintResult(const std::string& text, const char* what, std::FILE* file) {
   if (!WriteText(text, file)) {
-    throw SetupError(std::string(what) + " cannot be written to standard output: " + LastError());
+    throw SetupError(fmt::format("{} cannot be written to standard output: {}", what, LastError()));
   }
 }
 
@@ -39,7 +40,7 @@ void WriteJsonLine(const ordered_json& json, const std::string& destination, std
   if (!WriteText(ToText(json) + "\n", file)) {
     const std::string cause = LastError();
     std::clearerr(file);
-    throw OutputError("the result cannot be written to " + destination + ": " + cause);
+    throw OutputError(fmt::format("the result cannot be written to {}: {}", destination, cause));
   }
 }
 

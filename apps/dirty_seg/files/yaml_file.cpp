@@ -1,5 +1,7 @@
 #include "files/yaml_file.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -16,8 +18,8 @@ std::string SentenceOf(const Finding& finding) {
 }
 
 std::string FindingText(const std::string& path, const Finding& finding) {
-  const std::string line = finding.line == 0 ? "" : " line " + std::to_string(finding.line);
-  return "'" + path + "'" + line + ": " + SentenceOf(finding);
+  const std::string line = finding.line == 0 ? "" : fmt::format(" line {}", finding.line);
+  return fmt::format("'{}'{}: {}", path, line, SentenceOf(finding));
 }
 
 void RejectFile(const std::string& path, const Finding& finding) {
@@ -36,8 +38,8 @@ YAML::Node LoadYaml(const std::string& path) {
   errno = 0;
   std::ifstream file(path);
   if (!file) {
-    RejectFile(path, 0,
-               std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
+    const char* const cause = std::strerror(errno == 0 ? ENOENT : errno);
+    RejectFile(path, 0, fmt::format("cannot be opened: {}", cause));
   }
   try {
     return YAML::Load(file);
@@ -56,7 +58,7 @@ std::string NodeText(const YAML::Node& node) {
   if (!node.IsDefined() || node.IsNull()) return "empty";
   YAML::Emitter emitter;
   emitter << YAML::Flow << node;
-  return std::string("'") + emitter.c_str() + "'";
+  return fmt::format("'{}'", emitter.c_str());
 }
 
 void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
@@ -69,7 +71,7 @@ void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
     if (is_new) continue;
     const std::string key = prefix + first->first;
     findings.push_back({Finding::Kind::kError, line,
-                        key + " stands in line " + std::to_string(first->second) + " too",
+                        fmt::format("{} stands in line {} too", key, first->second),
                         "expected it once", key});
   }
 }

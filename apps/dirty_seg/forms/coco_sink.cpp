@@ -1,4 +1,6 @@
 // COCO's results format, and the list of images and categories that goes with it.
+#include <fmt/format.h>
+
 #include <map>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -17,13 +19,7 @@ using nlohmann::ordered_json;
 
 constexpr const char* kDescription =
     "Detections of dirty_seg, in pixels of their picture. A detection's segmentation is the mask "
-    "of "
-    "all detections of its label, cut to its box.";
-constexpr const char* kSharedLabel =
-    " The network has a class 19 of its own, which keeps that id; what the classifier confirmed "
-    "has "
-    "the category ";
-
+    "of all detections of its label, cut to its box.";
 ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_t image_id,
                       std::int64_t category_id) {
   const DirtyStatusResultData& result = found.outcome.result;
@@ -87,8 +83,10 @@ class CocoSink : public ResultSink {
  private:
   std::string Description() const {
     if (!labels_.share_faeces_label()) return kDescription;
-    return std::string(kDescription) + kSharedLabel +
-           std::to_string(labels_.IdOf({kFaecesLabel, true})) + ".";
+    return fmt::format(
+        "{} The network has a class {} of its own, which keeps that id; what the classifier "
+        "confirmed has the category {}.",
+        kDescription, kFaecesLabel, labels_.IdOf({kFaecesLabel, true}));
   }
 
   const OutputFolder& folder_;

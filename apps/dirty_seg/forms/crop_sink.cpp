@@ -1,6 +1,5 @@
 // What the classifier saw, for a person to look at.
-#include <array>
-#include <cstdio>
+#include <fmt/format.h>
 
 #include "forms/result_sink.h"
 #include "geometry/image_box.h"
@@ -9,14 +8,9 @@ namespace dirty_seg {
 namespace {
 
 std::string NameOf(const FeceCandidate& candidate) {
-  std::string name =
-      ".crop_" + std::to_string(candidate.detection) + "." + VerdictText(candidate.verdict);
-  if (candidate.score) {
-    std::array<char, 16> score{};
-    std::snprintf(score.data(), score.size(), "_%.2f", static_cast<double>(*candidate.score));
-    name += score.data();
-  }
-  return name + ".png";
+  const std::string score = candidate.score ? fmt::format("_{:.2f}", *candidate.score) : "";
+  return fmt::format(".crop_{}.{}{}.png", candidate.detection, VerdictText(candidate.verdict),
+                     score);
 }
 
 class CropSink : public ResultSink {

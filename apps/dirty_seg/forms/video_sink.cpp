@@ -1,4 +1,6 @@
 // Annotated videos.
+#include <fmt/format.h>
+
 #include <cstdint>
 #include <opencv2/videoio.hpp>
 #include <optional>
@@ -22,8 +24,7 @@ class VideoSink : public ResultSink {
     if (input_ != found.frame.input) Begin(found);
     if (found.overlay.size() != size_) {
       throw InputError(
-          "the annotated video keeps its first frame's size, and this frame has "
-          "another");
+          "the annotated video keeps its first frame's size, and this frame has another");
     }
     writer_.write(found.overlay);
     ++written_;
@@ -53,8 +54,8 @@ class VideoSink : public ResultSink {
     if (is_whole) file_->Keep();
     file_.reset();
     if (is_whole) return;
-    throw OutputError("'" + path_ +
-                      "' cannot be written whole, and is removed; is there room for it?");
+    throw OutputError(
+        fmt::format("'{}' cannot be written whole, and is removed; is there room for it?", path_));
   }
 
   // OpenCV's own writer takes the other's place where that one was left out; it rounds the rate.

@@ -1,7 +1,7 @@
 // Labels as YOLO's segmentation training reads them.
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <opencv2/imgproc.hpp>
 
 #include "detector/instance_mask.h"
@@ -17,10 +17,7 @@ std::string CornerText(double x, double y, const cv::Size& picture) {
   const auto share = [](double position, int side) {
     return std::clamp(position / side, 0.0, 1.0);
   };
-  std::array<char, 48> text{};
-  std::snprintf(text.data(), text.size(), " %.6f %.6f", share(x, picture.width),
-                share(y, picture.height));
-  return text.data();
+  return fmt::format(" {:.6f} {:.6f}", share(x, picture.width), share(y, picture.height));
 }
 
 std::string BoxText(const std::vector<float>& box, const cv::Size& picture) {
@@ -63,7 +60,7 @@ class YoloSink : public ResultSink {
       if (!found.IsInPicture(i)) continue;
       text += LineOf(found.outcome.result, i, labels_.IdOf(kinds[i]), picture) + "\n";
     }
-    folder_.WriteText(kLabelsFolder + ("/" + found.name) + ".txt", text);
+    folder_.WriteText(fmt::format("{}/{}.txt", kLabelsFolder, found.name), text);
   }
 
  private:

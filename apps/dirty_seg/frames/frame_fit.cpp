@@ -1,5 +1,7 @@
 #include "frames/frame_fit.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
@@ -49,8 +51,9 @@ FrameFit FitToFrame(const cv::Size& picture, FitMode mode) {
             scale};
   }
   if (picture.width > kFrame.width || picture.height > kFrame.height) {
-    throw InputError("is " + SizeText(picture) + ", larger than the frame of " + SizeText(kFrame) +
-                     "; expected one that fits in, or --fit scale");
+    throw InputError(
+        fmt::format("is {}, larger than the frame of {}; expected one that fits in, or --fit scale",
+                    SizeText(picture), SizeText(kFrame)));
   }
   return {picture, picture, 1.0};
 }
@@ -69,9 +72,10 @@ std::string FindReachFault(const std::vector<cv::Rect>& patches, const FrameFit&
   const bool is_reached =
       std::any_of(patches.begin(), patches.end(),
                   [&placed](const cv::Rect& patch) { return placed.contains(patch.tl()); });
-  return is_reached ? ""
-                    : "no patch reaches into the picture, which takes " + SizeText(fit.placed) +
-                          " at the left top of the frame";
+  if (is_reached) return "";
+  return fmt::format(
+      "no patch reaches into the picture, which takes {} at the left top of the frame",
+      SizeText(fit.placed));
 }
 
 cv::Mat MaskInPicture(const cv::Mat& mask, const FrameFit& fit) {

@@ -1,5 +1,7 @@
 #include "frames/frame_source.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -44,8 +46,9 @@ Frame ReadFrame(const Input& input, std::int64_t number) {
   frame.kind = input.kind;
   for (std::int64_t count = 0; count <= number; ++count) {
     if (reader->Read(frame)) continue;
-    throw InputError("has no frame " + std::to_string(number) + "; expected " +
-                     (count == 1 ? "0" : "a number from 0 to " + std::to_string(count - 1)));
+    throw InputError(
+        fmt::format("has no frame {}; expected {}", number,
+                    count == 1 ? "0" : fmt::format("a number from 0 to {}", count - 1)));
   }
   return frame;
 }

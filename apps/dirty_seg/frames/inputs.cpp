@@ -1,5 +1,6 @@
 #include "frames/inputs.h"
 
+#include <fmt/format.h>
 #include <glob.h>
 
 #include <algorithm>
@@ -78,11 +79,9 @@ class FolderScan {
   }
 
   std::string Expected() const {
-    std::string names;
-    for (const char* extension : kPictures) names += std::string(" *") + extension;
-    if (!options_.videos) return names;
-    for (const char* extension : kVideos) names += std::string(" *") + extension;
-    return names;
+    const std::string pictures = fmt::format("*{}", fmt::join(kPictures, " *"));
+    if (!options_.videos) return pictures;
+    return fmt::format("{} *{}", pictures, fmt::join(kVideos, " *"));
   }
 
  private:
@@ -128,9 +127,9 @@ void AppendFolder(const std::string& folder, const InputOptions& options,
   const std::string expected = scan.Expected();
   std::vector<std::string> paths = std::move(scan).TakePaths();
   if (is_readable && paths.empty()) {
-    inputs.push_back({folder, std::string("the folder has no picture") +
-                                  (options.videos ? " or video" : "") + "; expected files named" +
-                                  expected});
+    const char* const wanted = options.videos ? "picture or video" : "picture";
+    inputs.push_back(
+        {folder, fmt::format("the folder has no {}; expected files named {}", wanted, expected)});
   }
   for (std::string& path : paths) {
     const InputKind kind = KindOf(path);
@@ -277,7 +276,7 @@ void RequireFile(const std::string& path) {
   }
   errno = 0;
   if (std::ifstream(path, std::ios::binary).is_open()) return;
-  throw InputError(std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
+  throw InputError(fmt::format("cannot be opened: {}", std::strerror(errno == 0 ? ENOENT : errno)));
 }
 
 cv::Mat ReadPicture(const std::string& path) {
@@ -287,7 +286,7 @@ cv::Mat ReadPicture(const std::string& path) {
   const std::string cause = said.empty() ? "" : ": " + said;
   if (picture.empty()) throw InputError("is no picture that can be read" + cause);
   if (said.find(kCutShort) != std::string::npos) throw InputError("is cut short" + cause);
-  if (!said.empty()) TellWarning("'" + path + "': " + said);
+  if (!said.empty()) TellWarning(fmt::format("'{}': {}", path, said));
   return picture;
 }
 

@@ -1,5 +1,7 @@
 #include "frames/video_reader.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -67,8 +69,8 @@ class CaptureReader : public FrameReader {
     if (next_ == 0) throw InputError("gives no frame that can be read");
     const auto missing = static_cast<double>(told_count_ - next_);
     if (missing > std::max(0.0, kCountTolerance * static_cast<double>(told_count_))) {
-      throw InputError("ends after " + std::to_string(next_) + " of " +
-                       std::to_string(told_count_) + " frames; it is cut short or damaged");
+      throw InputError(fmt::format("ends after {} of {} frames; it is cut short or damaged", next_,
+                                   told_count_));
     }
     return false;
   }
@@ -115,7 +117,7 @@ std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) 
 std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step) {
   KeepLibrariesQuiet();
   const int number = CameraNumber(name);
-  const std::string device = "/dev/video" + std::to_string(number);
+  const std::string device = fmt::format("/dev/video{}", number);
   std::error_code error;
   if (!std::filesystem::exists(device, error)) throw InputError("there is no " + device);
   cv::VideoCapture capture;

@@ -1,5 +1,6 @@
 #include "networks/config_code.h"
 
+#include <fmt/format.h>
 #include <yaml-cpp/yaml.h>
 
 #include <array>
@@ -32,9 +33,10 @@ void Emit(const ordered_json& json, YAML::Emitter& emitter) {  // NOLINT(misc-no
   } else if (json.is_string()) {
     const auto text = json.get<std::string>();
     if (!IsUtf8(text)) {
-      throw SetupError("'" + text +
-                       "': is not UTF-8, which is all that YAML holds; expected "
-                       "another name, or --format cpp");
+      throw SetupError(
+          fmt::format("'{}': is not UTF-8, which is all that YAML holds; expected another name, or "
+                      "--format cpp",
+                      text));
     }
     emitter << YAML::DoubleQuoted << text;
   } else {
@@ -48,12 +50,11 @@ std::string CppString(const std::string& text) {
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     if (c == '"' || c == '\\' || c == '?') {
-      quoted += std::string("\\") + c;
+      quoted += {'\\', c};
     } else if (byte >= 0x20U && byte < 0x7FU) {
       quoted += c;
     } else {
-      constexpr const char* kDigits = "01234567";
-      quoted += {'\\', kDigits[byte >> 6U], kDigits[(byte >> 3U) & 7U], kDigits[byte & 7U]};
+      quoted += fmt::format("\\{:03o}", byte);
     }
   }
   return quoted + "\"";
@@ -64,16 +65,12 @@ std::string CppValue(std::int32_t value) { return std::to_string(value); }
 std::string CppValue(std::uint32_t type) {
   constexpr std::array<const char*, 6> kNames{"kAIUint8", "kAIFloat16", "kAIFloat32",
                                               "kAIInt32", "kAIInt64",   "kAIFloat64"};
-  if (type < kNames.size()) return std::string("nuvik::alg::common::") + kNames[type];
-  return std::to_string(type) + "U";
+  if (type < kNames.size()) return fmt::format("nuvik::alg::common::{}", kNames[type]);
+  return fmt::format("{}U", type);
 }
 
 std::string CppValue(const std::vector<std::int64_t>& shape) {
-  std::string text;
-  for (const std::int64_t dimension : shape) {
-    text += (text.empty() ? "" : ", ") + std::to_string(dimension);
-  }
-  return "{" + text + "}";
+  return fmt::format("{{{}}}", fmt::join(shape, ", "));
 }
 
 // One statement a tensor: a list of pairs would be taken for something else now and then.
@@ -81,7 +78,7 @@ template <typename Value>
 void AddEntries(const std::string& member, const std::map<std::string, Value>& map,
                 std::string& code) {
   for (const auto& [name, value] : map) {
-    code += member + "[" + CppString(name) + "] = " + CppValue(value) + ";\n";
+    code += fmt::format("{}[{}] = {};\n", member, CppString(name), CppValue(value));
   }
 }
 
@@ -106,16 +103,15 @@ std::string ConfigYaml(const AIEngineConfig& config) {
 }
 
 std::string ConfigCpp(const AIEngineConfig& config, const std::string& name) {
-  std::string code = "nuvik::alg::common::AIEngineConfig " + name + ";\n";
-  code += name + ".model_path = " + CppString(config.model_path) + ";\n";
+  std::string code = fmt::format("nuvik::alg::common::AIEngineConfig {};\n", name);
+  code += fmt::format("{}.model_path = {};\n", name, CppString(config.model_path));
   AddEntries(name + ".input_sizes", config.input_sizes, code);
   AddEntries(name + ".output_sizes", config.output_sizes, code);
   AddEntries(name + ".input_shapes", config.input_shapes, code);
   AddEntries(name + ".output_shapes", config.output_shapes, code);
   AddEntries(name + ".input_types", config.input_types, code);
   AddEntries(name + ".output_types", config.output_types, code);
-  code += name + ".thread_count = " + std::to_string(config.thread_count) + ";\n";
-  return code;
+  return code + fmt::format("{}.thread_count = {};\n", name, config.thread_count);
 }
 
 std::string VariableName(const std::string& path) {

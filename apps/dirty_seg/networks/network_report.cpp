@@ -1,14 +1,17 @@
 #include "networks/network_report.h"
 
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "base/errors.h"
+#include "base/geometry_text.h"
 #include "base/printable.h"
+#include "base/text.h"
 #include "console/error_capture.h"
 #include "networks/config_code.h"
 #include "networks/networks.h"
@@ -29,7 +32,7 @@ constexpr std::size_t kLabelWidth = 12;
 
 // The report names the file once.
 std::string WithoutPath(const std::string& path, const std::string& text) {
-  const std::string prefix = "'" + path + "': ";
+  const std::string prefix = fmt::format("'{}': ", path);
   return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
 }
 
@@ -66,8 +69,7 @@ void AddBatchHint(const NetworkReport& report, std::size_t batch, std::string& f
   const bool is_of_the_batch =
       is_of_a_run || (!fault.empty() && HasOtherBatch(report.plain_config, batch));
   if (!is_of_the_batch || !HasOpenBatch(report.description)) return;
-  fault += "; its batch is open, and this is with " + std::to_string(batch) +
-           ": try another with --batch";
+  fault += fmt::format("; its batch is open, and this is with {}: try another with --batch", batch);
 }
 
 // One run on zeros, as every start of the detector makes.
@@ -80,36 +82,27 @@ void TryRun(AIEngineConfig config) {
   throw SetupError(said.empty() ? "the engine cannot run it" : said);
 }
 
-template <typename Value>
-std::string Joined(const std::map<Value, std::string>& names) {
-  std::ostringstream text;
-  for (const auto& [id, name] : names) text << (text.tellp() > 0 ? ", " : "") << id << " " << name;
-  return text.str();
-}
-
-std::string OpsetText(const OnnxDescription& description) {
-  std::string text;
-  for (const auto& [domain, version] : description.opsets) {
-    text += (text.empty() ? "" : ", ") + domain + " " + std::to_string(version);
-  }
-  return text;
+// "0 stain, 1 hair", and so with other pairs.
+template <typename Map>
+std::string PairsText(const Map& pairs) {
+  return Join(pairs,
+              [](const auto& pair) { return fmt::format("{} {}", pair.first, pair.second); });
 }
 
 std::string HeadText(const SegmentationHead& head) {
-  return "batch " + std::to_string(head.batch) + ", input " + std::to_string(head.input_side) +
-         " x " + std::to_string(head.input_side) + ", " + std::to_string(head.classes) +
-         (head.classes == 1 ? " class, " : " classes, ") + std::to_string(head.anchors) +
-         " anchors, " + std::to_string(head.coefficients) + " prototypes";
+  return fmt::format("batch {}, input {}, {} {}, {} anchors, {} prototypes", head.batch,
+                     SizeText({head.input_side, head.input_side}), head.classes,
+                     head.classes == 1 ? "class" : "classes", head.anchors, head.coefficients);
 }
 
 void AddLine(const std::string& label, const std::string& text, std::string& lines) {
   if (text.empty()) return;
-  lines += "  " + label + std::string(kLabelWidth - label.size(), ' ') + Printable(text) + "\n";
+  lines += fmt::format("  {:<{}}{}\n", label, kLabelWidth, Printable(text));
 }
 
 void AddTensors(const char* label, const std::vector<DeclaredTensor>& tensors, std::string& lines) {
   for (const DeclaredTensor& tensor : tensors) {
-    AddLine(label, "'" + tensor.name + "' " + DeclarationText(tensor), lines);
+    AddLine(label, fmt::format("'{}' {}", tensor.name, DeclarationText(tensor)), lines);
   }
 }
 
@@ -206,10 +199,10 @@ std::string ReportText(const NetworkReport& report) {
     return text;
   }
   AddLine("producer", description.producer, text);
-  AddLine("opset", OpsetText(description), text);
+  AddLine("opset", PairsText(description.opsets), text);
   AddTensors("input", description.inputs, text);
   AddTensors("output", description.outputs, text);
-  AddLine("classes", Joined(report.class_names), text);
+  AddLine("classes", PairsText(report.class_names), text);
   for (const auto& [key, value] : description.metadata) {
     if (key != "names" || report.class_names.empty()) AddLine("metadata", key + ": " + value, text);
   }

@@ -1,5 +1,7 @@
 #include "networks/networks.h"
 
+#include <fmt/format.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -7,6 +9,7 @@
 #include <stdexcept>
 
 #include "base/errors.h"
+#include "base/text.h"
 #include "network/tensor.h"
 
 namespace dirty_seg {
@@ -25,7 +28,7 @@ constexpr const char* kFeceOutput = "output";
 constexpr std::int64_t kFeceSide = 224;
 
 [[noreturn]] void Reject(const std::string& path, const std::string& what) {
-  throw SetupError("'" + path + "': " + what);
+  throw SetupError(fmt::format("'{}': {}", path, what));
 }
 
 Network Read(const std::string& path, const OpenDimensions& open, const std::string& role) {
@@ -33,14 +36,14 @@ Network Read(const std::string& path, const OpenDimensions& open, const std::str
   std::string cause;
   if (ReadNetwork(path, open, network, cause) == 0) return network;
   throw NetworkError(
-      "'" + path + "': cannot be used as the " + role + "; the engine's message above says why",
+      fmt::format("'{}': cannot be used as the {}; the engine's message above says why", path,
+                  role),
       cause);
 }
 
 std::string Names(const std::map<std::string, std::int32_t>& sizes) {
-  std::string text;
-  for (const auto& [name, bytes] : sizes) text += (text.empty() ? "'" : ", '") + name + "'";
-  return text.empty() ? "none" : text;
+  if (sizes.empty()) return "none";
+  return Join(sizes, [](const auto& entry) { return fmt::format("'{}'", entry.first); });
 }
 
 std::int64_t ElementCount(const Shape& shape) {
@@ -49,28 +52,28 @@ std::int64_t ElementCount(const Shape& shape) {
 
 void CheckFeceInput(const std::string& path, const AIEngineConfig& config) {
   if (config.input_sizes.size() != 1 || config.input_sizes.count(kFeceInput) == 0) {
-    Reject(path, "has inputs " + Names(config.input_sizes) + "; expected the one input '" +
-                     kFeceInput + "'");
+    Reject(path, fmt::format("has inputs {}; expected the one input '{}'",
+                             Names(config.input_sizes), kFeceInput));
   }
   const std::uint32_t type = config.input_types.at(kFeceInput);
   const Shape& shape = config.input_shapes.at(kFeceInput);
   const Shape expected{1, 3, kFeceSide, kFeceSide};
   if (type != kAIFloat32 || shape != expected) {
-    Reject(path, std::string("input '") + kFeceInput + "' is " + TensorText(type, shape) +
-                     "; expected " + TensorText(kAIFloat32, expected));
+    Reject(path, fmt::format("input '{}' is {}; expected {}", kFeceInput, TensorText(type, shape),
+                             TensorText(kAIFloat32, expected)));
   }
 }
 
 void CheckFeceOutput(const std::string& path, const AIEngineConfig& config) {
   if (config.output_sizes.count(kFeceOutput) == 0) {
-    Reject(path, "has outputs " + Names(config.output_sizes) + "; expected one named '" +
-                     kFeceOutput + "'");
+    Reject(path, fmt::format("has outputs {}; expected one named '{}'", Names(config.output_sizes),
+                             kFeceOutput));
   }
   const std::uint32_t type = config.output_types.at(kFeceOutput);
   const Shape& shape = config.output_shapes.at(kFeceOutput);
   if (type != kAIFloat32 || ElementCount(shape) != 2) {
-    Reject(path, std::string("output '") + kFeceOutput + "' is " + TensorText(type, shape) +
-                     "; expected two elements, " + TensorText(kAIFloat32, {1, 2}));
+    Reject(path, fmt::format("output '{}' is {}; expected two elements, {}", kFeceOutput,
+                             TensorText(type, shape), TensorText(kAIFloat32, {1, 2})));
   }
 }
 
@@ -88,20 +91,20 @@ Network ReadSegmentationNetwork(const std::string& path, std::size_t patch_count
   AIEngineConfig& config = network.config;
   config.thread_count = threads;
   if (config.input_sizes.size() != 1) {
-    Reject(path, "has inputs " + Names(config.input_sizes) + "; expected one, [N, 3, S, S]");
+    Reject(path,
+           fmt::format("has inputs {}; expected one, [N, 3, S, S]", Names(config.input_sizes)));
   }
   const auto& [name, shape] = *config.input_shapes.begin();
   const std::uint32_t type = config.input_types.at(name);
   if (type != kAIFloat32 || shape.size() != 4 || shape[1] != 3 || shape[2] != shape[3]) {
-    Reject(path, "input '" + name + "' is " + TensorText(type, shape) +
-                     "; expected float32 [N, 3, S, S]");
+    Reject(path, fmt::format("input '{}' is {}; expected float32 [N, 3, S, S]", name,
+                             TensorText(type, shape)));
   }
   if (shape[0] < open.batch) {
     ReadHead(path, config);  // a network of another kind needs no larger batch
-    Reject(path, "its batch of " + std::to_string(shape[0]) + " is too small for the " +
-                     std::to_string(patch_count) +
-                     " patches of the configuration; expected at most " + std::to_string(shape[0]) +
-                     (shape[0] == 1 ? " patch" : " patches"));
+    Reject(path, fmt::format("its batch of {0} is too small for the {1} patches of the "
+                             "configuration; expected at most {0} {2}",
+                             shape[0], patch_count, shape[0] == 1 ? "patch" : "patches"));
   }
   return network;
 }

@@ -1,5 +1,7 @@
 #include "networks/onnx_description.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -150,11 +152,7 @@ bool HasOpenBatch(const OnnxDescription& description) {
 
 std::string DeclarationText(const DeclaredTensor& declared) {
   if (!declared.has_shape) return declared.type + " of unknown rank";
-  std::string text;
-  for (const std::string& dimension : declared.shape) {
-    text += (text.empty() ? "" : ", ") + dimension;
-  }
-  return declared.type + " [" + text + "]";
+  return fmt::format("{} [{}]", declared.type, fmt::join(declared.shape, ", "));
 }
 
 }  // namespace dirty_seg

@@ -1,9 +1,10 @@
 #include "report/report_data.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -11,8 +12,10 @@
 
 #include "base/base64.h"
 #include "base/percentiles.h"
+#include "base/text.h"
 #include "console/messages.h"
 #include "drawing/overlay.h"
+#include "files/result_names.h"
 #include "geometry/letterbox.h"
 
 namespace dirty_seg {
@@ -28,15 +31,9 @@ constexpr std::array<const char*, 7> kStages{"read",    "preprocess", "inference
 // Numbers of the page are read by people: digits beyond these only make it larger.
 double Rounded(double value, double steps) { return std::round(value * steps) / steps; }
 
-std::string Count(std::size_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 std::string ColourText(const cv::Scalar& bgr) {
-  std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", static_cast<unsigned>(bgr[2]) & 0xffU,
-                static_cast<unsigned>(bgr[1]) & 0xffU, static_cast<unsigned>(bgr[0]) & 0xffU);
-  return text.data();
+  return fmt::format("#{:02x}{:02x}{:02x}", static_cast<unsigned>(bgr[2]),
+                     static_cast<unsigned>(bgr[1]), static_cast<unsigned>(bgr[0]));
 }
 
 template <typename T>
@@ -101,7 +98,7 @@ void AddNote(const std::string& text, bool is_warning, ordered_json& notes) {
 }  // namespace
 
 std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
-  const std::string path = (fs::path(folder) / "summary.json").string();
+  const std::string path = (fs::path(folder) / kSummaryFile).string();
   std::ifstream file(path, std::ios::binary);
   if (!file.is_open()) return std::nullopt;
   try {
@@ -125,8 +122,8 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
     }
     return facts;
   } catch (const nlohmann::json::exception& error) {
-    TellWarning("'" + path +
-                "' is no summary that 'dirty_seg detect' wrote, and is left out: " + error.what());
+    TellWarning(fmt::format("'{}' is no summary that 'dirty_seg detect' wrote, and is left out: {}",
+                            path, error.what()));
     return std::nullopt;
   }
 }
@@ -293,8 +290,8 @@ ordered_json ReportData::TimingToJson(const std::vector<std::string>& stages) co
       greatest = std::max(greatest, time->second);
     }
     const Distribution all = Summarise(std::move(times));
-    json[stage] = {{"mean", all.mean}, {"p50", all.p50},     {"p95", all.p95},
-                   {"p99", all.p99},   {"worst", all.worst}, {"worst_frame", worst}};
+    ordered_json& entry = json[stage] = DistributionToJson(all);
+    entry["worst_frame"] = worst;
   }
   return json;
 }
@@ -322,13 +319,13 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
     AddNote("There is no whole summary.json: whether the run came to its end is not known.", false,
             notes);
   } else if (facts_->interrupted) {
-    AddNote("The run was interrupted. This is what it had done by then: " +
-                Count(frames.size(), "frame") + ".",
+    AddNote(fmt::format("The run was interrupted. This is what it had done by then: {}.",
+                        Counted(frames.size(), "frame")),
             true, notes);
   }
   if (facts_ && !facts_->write_error.empty()) {
-    AddNote("The run ended early, or without all its files: " + facts_->write_error + ".", true,
-            notes);
+    AddNote(fmt::format("The run ended early, or without all its files: {}.", facts_->write_error),
+            true, notes);
   }
   if (results_.ends_unfinished) {
     AddNote(
@@ -337,40 +334,44 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
         true, notes);
   }
   if (whole < frames.size()) {
-    AddNote(Count(frames.size() - whole, "frame") + " of " + std::to_string(frames.size()) +
-                " failed; they are listed under 'Failed'.",
+    AddNote(fmt::format("{} of {} failed; they are listed under 'Failed'.",
+                        Counted(frames.size() - whole, "frame"), frames.size()),
             true, notes);
   }
   if (facts_ && facts_->failed_inputs > frames.size() - whole) {
-    AddNote(Count(facts_->failed_inputs, "input") + " of " + std::to_string(facts_->inputs) +
-                " failed. These left nothing in the results" + UnreadInputsText() + ".",
-            true, notes);
+    AddNote(
+        fmt::format("{} of {} failed. These left nothing in the results{}.",
+                    Counted(facts_->failed_inputs, "input"), facts_->inputs, UnreadInputsText()),
+        true, notes);
   }
   const auto non_finite = static_cast<std::size_t>(
       std::count_if(frames.begin(), frames.end(),
                     [](const StoredFrame& frame) { return !frame.non_finite.empty(); }));
   if (non_finite > 0) {
-    AddNote("In " + Count(non_finite, "frame") + " of " + std::to_string(frames.size()) +
-                " the network gave numbers that are not finite. They are left out, so dirt may be "
-                "missed there: nothing found is no sign of a clean floor.",
+    AddNote(fmt::format(
+                "In {} of {} the network gave numbers that are not finite. They are left out, so "
+                "dirt may be missed there: nothing found is no sign of a clean floor.",
+                Counted(non_finite, "frame"), frames.size()),
             true, notes);
   }
   if (whole > max_frames) {
-    AddNote("The page has pictures and masks of " + Count(max_frames, "frame") + " of " +
-                std::to_string(whole) +
-                ", evenly spread, so that it opens quickly; --max-frames sets how many. All "
-                "numbers are of all frames.",
-            false, notes);
+    AddNote(
+        fmt::format("The page has pictures and masks of {} of {}, evenly spread, so that it opens "
+                    "quickly; --max-frames sets how many. All numbers are of all frames.",
+                    Counted(max_frames, "frame"), whole),
+        false, notes);
   }
   if (const std::size_t overlays = CountPictures(PictureOrigin::kOverlay); overlays > 0) {
-    AddNote("The source of " + Count(overlays, "picture") +
-                " is gone or has changed: the overlay of the results stands in its place, whose "
-                "boxes and masks are burned in and do not follow the switches.",
+    AddNote(fmt::format("The source of {} is gone or has changed: the overlay of the results "
+                        "stands in its place, whose boxes and masks are burned in and do not "
+                        "follow the switches.",
+                        Counted(overlays, "picture")),
             true, notes);
   }
   if (const std::size_t missing = CountPictures(PictureOrigin::kNone); missing > 0) {
-    AddNote(Count(missing, "picture") +
-                " could not be read: neither the source, as the results name it, nor an overlay.",
+    AddNote(fmt::format("{} could not be read: neither the source, as the results name it, nor an "
+                        "overlay.",
+                        Counted(missing, "picture")),
             true, notes);
   }
   return notes;
@@ -383,14 +384,16 @@ std::string ReportData::UnreadInputsText() const {
   for (const StoredFrame& frame : results_.frames) {
     if (!frame.success) told.insert(frame.source);
   }
-  std::string text;
+  std::vector<std::string> inputs;
   std::size_t count = 0;
   for (const auto& [source, cause] : facts_->failures) {
     if (!told.insert(source).second || ++count > kMostNamed) continue;
-    text += (text.empty() ? ": '" : "; '") + source + "' (" + cause + ")";
+    inputs.push_back(fmt::format("'{}' ({})", source, cause));
   }
+  if (inputs.empty()) return "";
+  const std::string text = fmt::format(": {}", fmt::join(inputs, "; "));
   if (count <= kMostNamed) return text;
-  return text + "; and " + std::to_string(count - kMostNamed) + " more, in summary.json";
+  return fmt::format("{}; and {} more, in {}", text, count - kMostNamed, kSummaryFile);
 }
 
 std::size_t ReportData::CountPictures(PictureOrigin origin) const {

@@ -1,5 +1,7 @@
 #include "results/results_reader.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -16,6 +18,7 @@
 #include "base/errors.h"
 #include "console/interruption.h"
 #include "console/messages.h"
+#include "files/result_names.h"
 #include "geometry/letterbox.h"
 
 namespace dirty_seg {
@@ -32,7 +35,7 @@ constexpr int kMostDepth = 16;
 constexpr std::array<const char*, 4> kVerdicts{"confirmed", "rejected", "not_checked", "failed"};
 
 std::string Place(const std::string& file, std::size_t line) {
-  return "'" + file + "' line " + std::to_string(line) + ": ";
+  return fmt::format("'{}' line {}: ", file, line);
 }
 
 std::string Text(const json& value) {
@@ -41,9 +44,7 @@ std::string Text(const json& value) {
   return text;
 }
 
-std::string Item(const std::string& key, std::size_t i) {
-  return key + "[" + std::to_string(i) + "]";
-}
+std::string Item(const std::string& key, std::size_t i) { return fmt::format("{}[{}]", key, i); }
 
 // Takes the values out of one line. `key` is where a value stands, for the message.
 class LineReader {
@@ -88,25 +89,25 @@ class LineReader {
   }
 
   [[noreturn]] void Reject(const std::string& key, const json& found, const char* expected) const {
-    Reject(key + " is " + Text(found) + "; expected " + expected);
+    Reject(fmt::format("{} is {}; expected {}", key, Text(found), expected));
   }
 
   json Parse(const std::string& text) const {
     // A message writes a value out by recursion, so its depth is bounded.
     const auto check_depth = [this](int depth, json::parse_event_t, const json&) {
-      if (depth > kMostDepth) Reject("has more than " + std::to_string(kMostDepth) + " levels");
+      if (depth > kMostDepth) Reject(fmt::format("has more than {} levels", kMostDepth));
       return true;
     };
     json root;
     try {
       root = json::parse(text, check_depth);
     } catch (const json::parse_error& error) {
-      Reject("is no valid JSON near character " + std::to_string(error.byte) +
-             "; expected one object a line");
+      Reject(fmt::format("is no valid JSON near character {}; expected one object a line",
+                         error.byte));
     } catch (const json::out_of_range&) {
       Reject("has a number that is too large");
     }
-    if (!root.is_object()) Reject("is " + Text(root) + "; expected one object a line");
+    if (!root.is_object()) Reject(fmt::format("is {}; expected one object a line", Text(root)));
     return root;
   }
 
@@ -125,8 +126,8 @@ class LineReader {
   void CheckVersion(const json& root) const {
     const json* version = Find(root, "schema_version");
     if (version == nullptr || Number(*version, "schema_version") <= kSchemaVersion) return;
-    Reject("schema_version is " + Text(*version) + "; this program reads up to " +
-           std::to_string(kSchemaVersion));
+    Reject(fmt::format("schema_version is {}; this program reads up to {}", Text(*version),
+                       kSchemaVersion));
   }
 
   std::string String(const json& value, const std::string& key) const {
@@ -217,8 +218,8 @@ class LineReader {
       values.push_back(Bool(item, Item(key, values.size())));
     }
     if (values.size() != count) {
-      Reject(key + " has " + std::to_string(values.size()) + " entries and labels " +
-             std::to_string(count) + "; expected as many of each");
+      Reject(fmt::format("{} has {} entries and labels {}; expected as many of each", key,
+                         values.size(), count));
     }
     return values;
   }
@@ -228,8 +229,8 @@ class LineReader {
     const json& scores = Array(Required(root, "scores"), "scores");
     const json& labels = Array(Required(root, "labels"), "labels");
     if (boxes.size() != scores.size() || boxes.size() != labels.size()) {
-      Reject(std::to_string(boxes.size()) + " bboxes, " + std::to_string(scores.size()) +
-             " scores and " + std::to_string(labels.size()) + " labels; expected as many of each");
+      Reject(fmt::format("{} bboxes, {} scores and {} labels; expected as many of each",
+                         boxes.size(), scores.size(), labels.size()));
     }
     std::vector<Detection> detections(boxes.size());
     for (std::size_t i = 0; i < detections.size(); ++i) {
@@ -301,7 +302,7 @@ class LineReader {
     for (const auto& [label, mask] : frame.masks) {
       const cv::Size mask_size(mask.run_lengths.width, mask.run_lengths.height);
       if (mask_size == whole) continue;
-      Reject("label_masks." + std::to_string(label) + ".rle.size is not [1080, 1920], the frame's");
+      Reject(fmt::format("label_masks.{}.rle.size is not [1080, 1920], the frame's", label));
     }
     const double scale = Double(Required(value, "scale", "fit."), "fit.scale");
     return {*frame.image_size, placed, scale};
@@ -365,11 +366,11 @@ class LineReader {
 std::string FindFile(const std::string& path) {
   std::error_code error;
   if (!fs::is_directory(path, error)) return path;
-  const fs::path file = fs::path(path) / "results.jsonl";
+  const fs::path file = fs::path(path) / kResultsFile;
   if (!fs::exists(file, error)) {
-    throw SetupError("'" + path +
-                     "': the folder has no results.jsonl; expected one that "
-                     "'dirty_seg detect --output' wrote");
+    throw SetupError(fmt::format(
+        "'{}': the folder has no {}; expected one that 'dirty_seg detect --output' wrote", path,
+        kResultsFile));
   }
   return file.string();
 }
@@ -394,8 +395,8 @@ Results ReadResults(const std::string& path) {
   errno = 0;
   std::ifstream stream(results.file, std::ios::binary);
   if (!stream) {
-    throw SetupError("'" + results.file +
-                     "': cannot be opened: " + std::strerror(errno == 0 ? ENOENT : errno));
+    throw SetupError(fmt::format("'{}': cannot be opened: {}", results.file,
+                                 std::strerror(errno == 0 ? ENOENT : errno)));
   }
   std::string text;
   for (std::size_t line = 1; std::getline(stream, text); ++line) {
@@ -409,7 +410,7 @@ Results ReadResults(const std::string& path) {
     }
     results.frames.push_back(LineReader(results.file, line).Read(text));
   }
-  if (stream.bad()) throw SetupError("'" + results.file + "': cannot be read to its end");
+  if (stream.bad()) throw SetupError(fmt::format("'{}': cannot be read to its end", results.file));
   return results;
 }
 
@@ -417,8 +418,8 @@ cv::Mat DecodeMask(const Results& results, const StoredFrame& frame, int label) 
   try {
     return DecodeRunLengths(frame.masks.at(label).run_lengths);
   } catch (const std::invalid_argument& error) {
-    throw SetupError(Place(results.file, frame.line) + "label_masks." + std::to_string(label) +
-                     ".rle: " + error.what());
+    throw SetupError(fmt::format("{}label_masks.{}.rle: {}", Place(results.file, frame.line), label,
+                                 error.what()));
   }
 }
 

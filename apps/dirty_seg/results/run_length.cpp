@@ -1,5 +1,7 @@
 #include "results/run_length.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -54,7 +56,7 @@ void AppendNumber(std::int64_t number, std::string& text) {
 }
 
 [[noreturn]] void Reject(const std::string& what, std::size_t position) {
-  throw std::invalid_argument("run lengths, character " + std::to_string(position) + ": " + what);
+  throw std::invalid_argument(fmt::format("run lengths, character {}: {}", position, what));
 }
 
 // Reads the number that begins at `position` and moves `position` behind it.
@@ -86,9 +88,9 @@ RunLengths EncodeRunLengths(const cv::Mat& mask) {
 
 cv::Mat DecodeRunLengths(const RunLengths& run_lengths) {
   if (run_lengths.width < 0 || run_lengths.height < 0) {
-    throw std::invalid_argument("run lengths of " + std::to_string(run_lengths.height) + " x " +
-                                std::to_string(run_lengths.width) + " pixels; expected no side " +
-                                "below 0");
+    throw std::invalid_argument(
+        fmt::format("run lengths of {} x {} pixels; expected no side below 0", run_lengths.height,
+                    run_lengths.width));
   }
   cv::Mat columns = cv::Mat::zeros(run_lengths.width, run_lengths.height, CV_8UC1);
   std::uint8_t* pixel = columns.ptr();
@@ -100,16 +102,14 @@ cv::Mat DecodeRunLengths(const RunLengths& run_lengths) {
     const std::size_t i = counts.size();
     const std::int64_t count = i < kFirstDifference ? number : counts[i - 2] + number;
     if (count < 0 || count > left) {
-      Reject("a run of " + std::to_string(count) + " pixels where " + std::to_string(left) +
-                 " are left",
-             position);
+      Reject(fmt::format("a run of {} pixels where {} are left", count, left), position);
     }
     std::fill_n(pixel, count, static_cast<std::uint8_t>(i % 2 == 0 ? 0 : 255));
     pixel += count;
     left -= count;
     counts.push_back(count);
   }
-  if (left != 0) Reject("ends " + std::to_string(left) + " pixels early", position);
+  if (left != 0) Reject(fmt::format("ends {} pixels early", left), position);
   return Transposed(columns);
 }
 

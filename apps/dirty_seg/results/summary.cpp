@@ -12,12 +12,11 @@ namespace {
 
 using nlohmann::ordered_json;
 
-ordered_json DistributionToJson(const Distribution& times) {
-  return {{"mean", RoundToMicrosecond(times.mean)},
-          {"p50", RoundToMicrosecond(times.p50)},
-          {"p95", RoundToMicrosecond(times.p95)},
-          {"p99", RoundToMicrosecond(times.p99)},
-          {"worst", RoundToMicrosecond(times.worst)}};
+Distribution Rounded(Distribution times) {
+  for (double* const time : {&times.mean, &times.p50, &times.p95, &times.p99, &times.worst}) {
+    *time = RoundToMicrosecond(*time);
+  }
+  return times;
 }
 
 std::size_t CountConfirmed(const std::vector<FeceCandidate>& candidates) {
@@ -93,7 +92,7 @@ ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
   json["label_names"] = LabelNamesToJson(present, labels);
   json["timing_ms"] = ordered_json::object();
   for (const std::string& stage : stages_) {
-    json["timing_ms"][stage] = DistributionToJson(TimesOf(stage));
+    json["timing_ms"][stage] = DistributionToJson(Rounded(TimesOf(stage)));
   }
   return json;
 }

@@ -1,8 +1,11 @@
 #include "run/detection_run.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 #include "base/stopwatch.h"
+#include "base/text.h"
 #include "console/interruption.h"
 #include "console/messages.h"
 #include "run/speed_line.h"
@@ -14,11 +17,12 @@ namespace {
 void TellSharedLabel(const Labels& labels) {
   if (!labels.share_faeces_label()) return;
   const std::string* name = labels.FindName(kFaecesLabel);
-  const std::string own = name == nullptr ? "" : ", '" + *name + "'";
-  TellWarning("the segmentation network has a class 19 of its own" + own +
-              "; what the classifier confirms gets the label 19 too. 'confirmed' in the results "
-              "tells the two apart, and a confirmed one is called '" +
-              labels.Text({kFaecesLabel, true}) + "'");
+  const std::string own = name == nullptr ? "" : fmt::format(", '{}'", *name);
+  TellWarning(fmt::format(
+      "the segmentation network has a class {0} of its own{1}; what the classifier confirms gets "
+      "the label {0} too. 'confirmed' in the results tells the two apart, and a confirmed one is "
+      "called '{2}'",
+      kFaecesLabel, own, labels.Text({kFaecesLabel, true})));
 }
 
 }  // namespace
@@ -133,38 +137,37 @@ bool DetectionRun::Finish(const RunEnd& end) {
     TellWarning("the list on standard input is empty");
   }
   if (!end.write_error.empty()) {
-    TellError("the run ends here, as nothing more can be kept: " + ProcessedText(end) + "; " +
-              KeptText());
+    TellError(fmt::format("the run ends here, as nothing more can be kept: {}; {}",
+                          ProcessedText(end), KeptText()));
     return is_complete;
   }
   if (!has_folder()) return is_complete;
   const std::string speed = SpeedLine(summary_);
   if (!speed.empty()) TellPlainly(speed);
-  Tell((end.interrupted ? "interrupted: " : "") + ProcessedText(end) + NonFiniteNote() +
-       "; results in " + writer_.destination());
+  Tell(fmt::format("{}{}{}; results in {}", end.interrupted ? "interrupted: " : "",
+                   ProcessedText(end), NonFiniteNote(), writer_.destination()));
   return is_complete;
 }
 
 std::string DetectionRun::ProcessedText(const RunEnd& end) const {
   const std::size_t whole = summary_.inputs() - summary_.failed() - (has_more_ ? 1 : 0);
-  const std::string count = std::to_string(whole);
-  const std::string text = end.inputs ? count + " of " + std::to_string(*end.inputs) + " inputs"
-                                      : count + (whole == 1 ? " input" : " inputs");
-  return text + " processed" + (has_more_ ? ", 1 in part" : "");
+  const std::string text =
+      end.inputs ? fmt::format("{} of {} inputs", whole, *end.inputs) : Counted(whole, "input");
+  return fmt::format("{} processed{}", text, has_more_ ? ", 1 in part" : "");
 }
 
 std::string DetectionRun::NonFiniteNote() const {
   const std::size_t count = summary_.non_finite_frames();
   if (count == 0) return "";
-  return ", " + std::to_string(count) + " of " + std::to_string(summary_.frames()) +
-         " frames with numbers that are not finite";
+  return fmt::format(", {} of {} frames with numbers that are not finite", count,
+                     summary_.frames());
 }
 
 std::string DetectionRun::KeptText() const {
   const std::size_t frames = summary_.frames();
-  return std::to_string(frames) +
-         (frames == 1 ? " frame of results is" : " frames of results are") + " in " +
-         writer_.destination() + (lacks_files_ ? "; the last one lacks some of its files" : "");
+  return fmt::format("{} of results {} in {}{}", Counted(frames, "frame"),
+                     frames == 1 ? "is" : "are", writer_.destination(),
+                     lacks_files_ ? "; the last one lacks some of its files" : "");
 }
 
 }  // namespace dirty_seg

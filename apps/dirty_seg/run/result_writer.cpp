@@ -1,6 +1,7 @@
 #include "run/result_writer.h"
 
-#include <array>
+#include <fmt/format.h>
+
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -19,8 +20,8 @@ void RequireNoSink(const ResultOptions& options) {
         std::pair(options.yolo, "--yolo"), std::pair(options.crops, "--crops"),
         std::pair(options.video, "--video")}) {
     if (is_on) {
-      throw SetupError(std::string(name) +
-                       " writes into a folder; expected --output DIR or --save");
+      throw SetupError(
+          fmt::format("{} writes into a folder; expected --output DIR or --save", name));
     }
   }
 }
@@ -39,7 +40,7 @@ ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
   } else {
     folder_.emplace(options.output, options.overwrite);
   }
-  destination_ = "'" + folder_->results_path() + "'";
+  destination_ = fmt::format("'{}'", folder_->results_path());
   AddSinks(options);
 }
 
@@ -94,27 +95,25 @@ std::string ResultWriter::NameOf(const Frame& frame) {
     input_name_ = names_.Take(frame.source);
   }
   if (frame.kind == InputKind::kPicture) return input_name_;
-  std::array<char, 32> number{};
-  std::snprintf(number.data(), number.size(), "%06lld", static_cast<long long>(frame.index));
-  return input_name_ + std::string(kFrameMark) + number.data();
+  return fmt::format("{}{}{:06}", input_name_, kFrameMark, frame.index);
 }
 
 void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
   if (!folder_) return;
-  std::string causes;
+  std::vector<std::string> causes;
   const auto attempt = [&causes](const auto& finish) {
     try {
       finish();
     } catch (const OutputError& error) {
-      causes += (causes.empty() ? "" : "; ") + std::string(error.what());
+      causes.emplace_back(error.what());
     }
   };
   // What one file fails of is no reason to leave the others as they are.
   for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
   RunEnd told = end;
-  if (told.write_error.empty()) told.write_error = causes;
+  if (told.write_error.empty()) told.write_error = fmt::format("{}", fmt::join(causes, "; "));
   attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, told)); });
-  if (!causes.empty()) throw OutputError(causes);
+  if (!causes.empty()) throw OutputError(fmt::format("{}", fmt::join(causes, "; ")));
 }
 
 }  // namespace dirty_seg

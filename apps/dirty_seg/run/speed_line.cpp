@@ -1,36 +1,35 @@
 #include "run/speed_line.h"
 
-#include <array>
-#include <cstdio>
+#include <fmt/format.h>
+
 #include <map>
+#include <vector>
+
+#include "base/text.h"
 
 namespace dirty_seg {
 namespace {
 
-std::string TimeText(double milliseconds) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1fms", milliseconds);
-  return text.data();
-}
+std::string TimeText(double milliseconds) { return fmt::format("{:.1f}ms", milliseconds); }
 
+// "2/7", or "2" where the second is not known.
 template <typename Number>
-std::string Counted(std::size_t number, std::optional<Number> of) {
-  return std::to_string(number) + (of ? "/" + std::to_string(*of) : "");
+std::string NumberOf(std::size_t number, std::optional<Number> of) {
+  return of ? fmt::format("{}/{}", number, *of) : std::to_string(number);
 }
 
 const char* KindText(InputKind kind) {
-  if (kind == InputKind::kPicture) return "image ";
-  return kind == InputKind::kVideo ? "video " : "camera ";
+  if (kind == InputKind::kPicture) return "image";
+  return kind == InputKind::kVideo ? "video" : "camera";
 }
 
 std::string FindingsText(const std::vector<Kind>& found, const Labels& labels) {
   std::map<Kind, std::size_t> counts;
   for (const Kind& kind : found) ++counts[kind];
-  std::string text;
-  for (const auto& [kind, count] : counts) {
-    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + labels.Text(kind);
-  }
-  return text.empty() ? "(no detections)" : text;
+  if (counts.empty()) return "(no detections)";
+  return Join(counts, [&labels](const auto& entry) {
+    return fmt::format("{} {}", entry.second, labels.Text(entry.first));
+  });
 }
 
 }  // namespace
@@ -38,24 +37,24 @@ std::string FindingsText(const std::vector<Kind>& found, const Labels& labels) {
 std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
                       std::optional<std::int64_t> frames, const FrameRecord& record,
                       const Labels& labels) {
-  std::string line = KindText(frame.kind) + Counted(frame.input + 1, inputs) + " ";
+  std::string line = fmt::format("{} {} ", KindText(frame.kind), NumberOf(frame.input + 1, inputs));
   if (frame.kind != InputKind::kPicture) {
-    line += "(frame " + Counted(frame.ordinal + 1, frames) + ") ";
+    line += fmt::format("(frame {}) ", NumberOf(frame.ordinal + 1, frames));
   }
-  return line + frame.source + ": " + std::to_string(record.fit.picture.width) + "x" +
-         std::to_string(record.fit.picture.height) + " " +
-         FindingsText(KindsOf(record.outcome, labels), labels) + ", " +
-         TimeText(record.outcome.total_ms);
+  const cv::Size& size = record.fit.picture;
+  return line + fmt::format("{}: {}x{} {}, {}", frame.source, size.width, size.height,
+                            FindingsText(KindsOf(record.outcome, labels), labels),
+                            TimeText(record.outcome.total_ms));
 }
 
 std::string SpeedLine(const Summary& summary) {
-  std::string line;
+  std::vector<std::string> texts;
   for (const char* stage : {"preprocess", "inference", "postprocess", "convert"}) {
     const Distribution times = summary.TimesOf(stage);
     if (times.count == 0) return "";
-    line += (line.empty() ? "Speed: " : ", ") + TimeText(times.mean) + " " + stage;
+    texts.push_back(fmt::format("{} {}", TimeText(times.mean), stage));
   }
-  return line + " per frame";
+  return fmt::format("Speed: {} per frame", fmt::join(texts, ", "));
 }
 
 }  // namespace dirty_seg

@@ -1,5 +1,6 @@
 #include "tensors/dump.h"
 
+#include <fmt/format.h>
 #include <yaml-cpp/yaml.h>
 
 #include <cctype>
@@ -44,7 +45,7 @@ std::string FileName(const std::string& role, const std::string& name,
   }
   std::string file = stem + ".npy";
   for (int number = 2; !taken.insert(file).second; ++number) {
-    file = stem + "-" + std::to_string(number) + ".npy";
+    file = fmt::format("{}-{}.npy", stem, number);
   }
   return file;
 }

@@ -1,5 +1,7 @@
 #include "tensors/dump_comparison.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -13,6 +15,7 @@
 #include "base/errors.h"
 #include "base/printable.h"
 #include "engine/ai_engine.h"
+#include "files/result_names.h"
 #include "network/tensor.h"
 
 namespace dirty_seg {
@@ -96,7 +99,7 @@ std::string IndexText(std::size_t index, const std::vector<std::int64_t>& shape)
   return ShapeText(place);
 }
 
-std::string ValueText(double value) { return cv::format("%.9g", value); }
+std::string ValueText(double value) { return fmt::format("{:.9g}", value); }
 
 // JSON has no infinity.
 ordered_json NumberToJson(double value) {
@@ -138,9 +141,9 @@ ordered_json TensorToJson(const TensorDifference& tensor) {
 std::string LargestText(const char* what, const std::optional<LargestDifference>& largest,
                         const std::vector<std::int64_t>& shape) {
   if (!largest) return "";
-  return std::string("  largest ") + what + " difference " + ValueText(largest->difference) +
-         " at " + IndexText(largest->index, shape) + ": " + ValueText(largest->in_a) + " and " +
-         ValueText(largest->in_b) + "\n";
+  return fmt::format("  largest {} difference {} at {}: {} and {}\n", what,
+                     ValueText(largest->difference), IndexText(largest->index, shape),
+                     ValueText(largest->in_a), ValueText(largest->in_b));
 }
 
 std::string DifferenceText(const TensorDifference& tensor) {
@@ -150,14 +153,13 @@ std::string DifferenceText(const TensorDifference& tensor) {
   if (!tensor.has_same_shape) return text + ": not comparable\n";
   if (tensor.is_equal_to_the_bit) return text + ": equal to the bit\n";
   if (tensor.differing == 0) return text + ": equal, not to the bit\n";
-  text += ": " + std::to_string(tensor.differing) + " of " +
-          std::to_string(tensor.a.ElementCount()) + " elements differ, first at " +
-          IndexText(*tensor.first_differing, tensor.a.shape) + "\n";
+  text += fmt::format(": {} of {} elements differ, first at {}\n", tensor.differing,
+                      tensor.a.ElementCount(), IndexText(*tensor.first_differing, tensor.a.shape));
   text += LargestText("absolute", tensor.largest_absolute, tensor.a.shape);
   text += LargestText("relative", tensor.largest_relative, tensor.a.shape);
   if (tensor.nan_only_in_a + tensor.nan_only_in_b > 0) {
-    text += "  no number in A alone: " + std::to_string(tensor.nan_only_in_a) +
-            ", in B alone: " + std::to_string(tensor.nan_only_in_b) + "\n";
+    text += fmt::format("  no number in A alone: {}, in B alone: {}\n", tensor.nan_only_in_a,
+                        tensor.nan_only_in_b);
   }
   return text;
 }
@@ -183,14 +185,14 @@ TensorDifference CompareTensors(const std::string& name, NpyArray a, NpyArray b)
 bool IsDump(const std::string& path) {
   std::error_code error;
   if (!fs::is_directory(path, error)) return fs::path(path).extension() == ".npy";
-  return !fs::exists(fs::path(path) / "results.jsonl", error) && !FindTensors(path).empty();
+  return !fs::exists(fs::path(path) / kResultsFile, error) && !FindTensors(path).empty();
 }
 
 DumpComparison CompareDumps(const std::string& a, const std::string& b) {
   DumpComparison comparison;
   std::error_code error;
   if (fs::is_directory(a, error) != fs::is_directory(b, error)) {
-    throw SetupError("'" + a + "' and '" + b + "': expected two folders or two .npy files");
+    throw SetupError(fmt::format("'{}' and '{}': expected two folders or two .npy files", a, b));
   }
   if (!fs::is_directory(a, error)) {
     comparison.tensors.push_back(
@@ -219,18 +221,18 @@ std::vector<std::string> FindExcesses(const DumpComparison& comparison,
   for (const std::string& name : comparison.only_in_b) excesses.push_back(name + " is only in B");
   for (const TensorDifference& tensor : comparison.tensors) {
     if (!tensor.has_same_shape) {
-      excesses.push_back(tensor.name + ": the shapes differ, " + ShapeText(tensor.a.shape) +
-                         " and " + ShapeText(tensor.b.shape));
+      excesses.push_back(fmt::format("{}: the shapes differ, {} and {}", tensor.name,
+                                     ShapeText(tensor.a.shape), ShapeText(tensor.b.shape)));
     }
     if (!max_difference) continue;
     const std::string beyond =
-        "--max-difference " + ordered_json(*max_difference).dump() + ": " + tensor.name + " ";
+        fmt::format("--max-difference {}: {} ", ordered_json(*max_difference).dump(), tensor.name);
     if (tensor.largest_absolute && tensor.largest_absolute->difference > *max_difference) {
       excesses.push_back(beyond + "differs by " + ValueText(tensor.largest_absolute->difference));
     }
     const std::size_t nans = tensor.nan_only_in_a + tensor.nan_only_in_b;
     if (nans > 0) {
-      excesses.push_back(beyond + "has no number on one side " + std::to_string(nans) + " times");
+      excesses.push_back(beyond + fmt::format("has no number on one side {} times", nans));
     }
   }
   return excesses;

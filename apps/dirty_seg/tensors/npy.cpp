@@ -1,5 +1,7 @@
 #include "tensors/npy.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -10,6 +12,7 @@
 #include <optional>
 
 #include "base/errors.h"
+#include "base/text.h"
 #include "engine/ai_engine.h"
 #include "files/output_file.h"
 #include "network/tensor.h"
@@ -46,7 +49,7 @@ class Reporter {
   explicit Reporter(const std::string& path) : path_(path) {}
 
   [[noreturn]] void Reject(const std::string& what) const {
-    throw SetupError("'" + path_ + "': " + what);
+    throw SetupError(fmt::format("'{}': {}", path_, what));
   }
 
  private:
@@ -78,7 +81,7 @@ class HeaderParser {
 
  private:
   [[noreturn]] void Reject(const std::string& expected) const {
-    reporter_.Reject("header, character " + std::to_string(position_) + ": expected " + expected);
+    reporter_.Reject(fmt::format("header, character {}: expected {}", position_, expected));
   }
 
   void ParseEntry(Header& header) {
@@ -110,7 +113,7 @@ class HeaderParser {
   }
 
   void Expect(char wanted) {
-    if (!Take(wanted)) Reject(std::string("'") + wanted + "'");
+    if (!Take(wanted)) Reject(fmt::format("'{}'", wanted));
   }
 
   std::string ParseText() {
@@ -169,12 +172,11 @@ class HeaderParser {
 };
 
 const Type& FindType(const std::string& name, const Reporter& reporter) {
-  std::string known;
   for (const Type& type : kTypes) {
     if (name == type.name) return type;
-    known += std::string(known.empty() ? "" : ", ") + type.name;
   }
-  reporter.Reject("descr is '" + name + "'; expected one of " + known);
+  reporter.Reject(fmt::format("descr is '{}'; expected one of {}", name,
+                              Join(kTypes, [](const Type& type) { return type.name; })));
 }
 
 // Nothing when they are more than 64 bits count.
@@ -193,7 +195,8 @@ std::string ReadAll(const std::string& path, const Reporter& reporter) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   if (!file) {
-    reporter.Reject(std::string("cannot be opened: ") + std::strerror(errno == 0 ? ENOENT : errno));
+    reporter.Reject(
+        fmt::format("cannot be opened: {}", std::strerror(errno == 0 ? ENOENT : errno)));
   }
   std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad()) reporter.Reject("cannot be read to its end");
@@ -209,8 +212,8 @@ std::size_t CheckPrelude(const std::string& content, const Reporter& reporter) {
   if (!matches(6)) reporter.Reject("is no NumPy file: it does not begin with \\x93NUMPY");
   if (content.size() < kPreludeBytes) reporter.Reject("ends within its header");
   if (!matches(kMagicAndVersion.size())) {
-    reporter.Reject("is of format version " + std::to_string(content[6]) + "." +
-                    std::to_string(content[7]) + "; expected 1.0");
+    reporter.Reject(
+        fmt::format("is of format version {}.{}; expected 1.0", int{content[6]}, int{content[7]}));
   }
   const std::size_t length =
       static_cast<unsigned char>(content[8]) +
@@ -221,13 +224,8 @@ std::size_t CheckPrelude(const std::string& content, const Reporter& reporter) {
 
 // As numpy.save writes it.
 std::string HeaderText(const Type& type, const std::vector<std::int64_t>& shape) {
-  std::string tuple;
-  for (std::size_t i = 0; i < shape.size(); ++i) {
-    tuple += (i == 0 ? "" : ", ") + std::to_string(shape[i]);
-  }
-  if (shape.size() == 1) tuple += ",";
-  std::string text = std::string("{'descr': '") + type.name +
-                     "', 'fortran_order': False, 'shape': (" + tuple + "), }";
+  std::string text = fmt::format("{{'descr': '{}', 'fortran_order': False, 'shape': ({}{}), }}",
+                                 type.name, fmt::join(shape, ", "), shape.size() == 1 ? "," : "");
   const std::size_t used = (kPreludeBytes + text.size() + 1) % kAlignment;
   text.append((kAlignment - used) % kAlignment, ' ');
   return text + "\n";
@@ -269,9 +267,9 @@ NpyArray ReadNpy(const std::string& path) {
   }
   const std::optional<std::uint64_t> expected = CountBytes(type, *header.shape);
   if (expected != content.size() - data) {
-    reporter.Reject("holds " + std::to_string(content.size() - data) + " bytes of data; expected " +
-                    (expected ? std::to_string(*expected) : "more than there can be") + " for " +
-                    TensorText(type.code, *header.shape));
+    reporter.Reject(fmt::format("holds {} bytes of data; expected {} for {}", content.size() - data,
+                                expected ? std::to_string(*expected) : "more than there can be",
+                                TensorText(type.code, *header.shape)));
   }
   NpyArray array{type.code, *header.shape, {}};
   array.bytes.assign(content.begin() + static_cast<std::ptrdiff_t>(data), content.end());

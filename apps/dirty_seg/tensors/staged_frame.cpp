@@ -1,8 +1,11 @@
 #include "tensors/staged_frame.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 #include "base/errors.h"
+#include "base/text.h"
 #include "detector/frame_detector.h"
 #include "detector/frame_log.h"
 
@@ -54,7 +57,7 @@ StagedFrame RunInitialised(DirtySegDetector& detector, AIEngine& engine,
   frame.outputs = MakeBuffers(network.output_sizes, network.output_shapes, network.output_types);
   Prepare(detector, images, log, frame.inputs);
   if (const int status = engine.DoInference(frame.inputs, frame.outputs); status != 0) {
-    FailFrame("the network fails with status " + std::to_string(status), log);
+    FailFrame(fmt::format("the network fails with status {}", status), log);
   }
   auto objects = std::make_shared<DirtySegDetectorResData>();
   detector.PostProcess(images, frame.outputs, objects);
@@ -71,8 +74,8 @@ StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_pt
   AIEngine engine;
   const AIEngineConfig& network = config.dirty_seg_model_config;
   if (engine.Init(network) < 0) {
-    throw SetupError("'" + network.model_path +
-                     "': cannot be loaded twice; the engine's message above says why");
+    throw SetupError(fmt::format(
+        "'{}': cannot be loaded twice; the engine's message above says why", network.model_path));
   }
   try {
     StagedFrame frame = RunInitialised(detector, engine, network, {{"color", picture}}, log);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <numeric>
 
 namespace dirty_seg {
@@ -49,6 +50,12 @@ TEST(Summarise, OfNothingIsZero) {
   const Distribution distribution = Summarise({});
   EXPECT_EQ(distribution.count, 0U);
   EXPECT_EQ(distribution.worst, 0.0);
+}
+
+TEST(DistributionToJson, HasItsKeysInOrder) {
+  const Distribution distribution{4, 2.5, 1.0, 3.0, 4.0, 5.0};
+  EXPECT_EQ(DistributionToJson(distribution).dump(),
+            R"({"mean":2.5,"p50":1.0,"p95":3.0,"p99":4.0,"worst":5.0})");
 }
 
 }  // namespace

@@ -1,0 +1,18 @@
+#include "base/text.h"
+
+#include <algorithm>
+
+namespace dirty_seg {
+
+std::string Counted(std::size_t count, std::string_view noun) {
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+std::string OneLine(std::string text) {
+  text.erase(text.find_last_not_of('\n') + 1);
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < 0x20U; }, ' ');
+  return text;
+}
+
+}  // namespace dirty_seg

@@ -1,0 +1,27 @@
+// Pieces of text that messages are made of.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace dirty_seg {
+
+/// What `text_of` makes of each of `items`, with `separator` between.
+template <typename Items, typename TextOf>
+std::string Join(const Items& items, const TextOf& text_of, std::string_view separator = ", ") {
+  std::vector<std::string> texts;
+  for (const auto& item : items) texts.push_back(text_of(item));
+  return fmt::format("{}", fmt::join(texts, separator));
+}
+
+/// "1 frame", "2 frames".
+std::string Counted(std::size_t count, std::string_view noun);
+
+/// `text` without line breaks at its end, and with a space for any other control character.
+std::string OneLine(std::string text);
+
+}  // namespace dirty_seg
