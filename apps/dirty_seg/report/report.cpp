@@ -1,21 +1,18 @@
 #include "report/report.h"
 
+#include <fmt/format.h>
+
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <ostream>
 #include <random>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "base/base64.h"
-#include "base/errors.h"
 #include "console/interruption.h"
 #include "files/output_file.h"
 #include "report/embedded_files.h"
@@ -52,22 +49,21 @@ std::string TitleOf(const Results& results, const ReportOptions& options) {
 // Fills the places of page.html, marked {{name}}, one after the other.
 class PageWriter {
  public:
-  PageWriter(const Results& results, const ReportOptions& options, std::ostream& out,
+  PageWriter(const Results& results, const ReportOptions& options, WholeFile& file,
              Progress* progress)
       : results_(results),
         options_(options),
-        out_(out),
+        file_(file),
         progress_(progress),
         data_(results, ReadRunFacts(results.folder)),
         nonce_(DrawNonce()),
         title_(EscapeHtml(TitleOf(results, options))) {}
 
-  /// Returns the number of pictures.
-  std::size_t Write() {
+  ReportOutcome Write() {
     const std::map<std::string_view, std::function<void()>> places{
-        {"nonce", [this] { out_ << nonce_; }},
-        {"title", [this] { out_ << title_; }},
-        {"version", [this] { out_ << EscapeHtml(options_.version); }},
+        {"nonce", [this] { Add(nonce_); }},
+        {"title", [this] { Add(title_); }},
+        {"version", [this] { Add(EscapeHtml(options_.version)); }},
         {"styles", [this] { WriteFiles(kStyles, "style"); }},
         {"pictures", [this] { WritePictures(); }},
         {"data", [this] { WriteData(); }},
@@ -77,31 +73,35 @@ class PageWriter {
     for (std::size_t begin = 0; (begin = rest.find("{{")) != std::string_view::npos;) {
       const std::size_t end = rest.find("}}", begin);
       const std::string_view name = rest.substr(begin + 2, end - begin - 2);
-      out_ << rest.substr(0, begin);
+      Add(rest.substr(0, begin));
       if (const auto place = places.find(name); place != places.end()) {
         place->second();
       } else {
-        out_ << EscapeHtml(std::string(EmbeddedFile(name)));
+        Add(EscapeHtml(std::string(EmbeddedFile(name))));
       }
       rest.remove_prefix(end + 2);
     }
-    out_ << rest;
-    return pictures_;
+    Add(rest);
+    return outcome_;
   }
 
  private:
+  void Add(std::string_view text) {
+    file_.Write(text);
+    outcome_.bytes += text.size();
+  }
+
   template <std::size_t count>
   void WriteFiles(const std::array<const char*, count>& names, const char* element) {
     for (const char* name : names) {
-      out_ << "<" << element << " nonce=\"" << nonce_ << "\">" << EmbeddedFile(name) << "</"
-           << element << ">\n";
+      Add(fmt::format("<{0} nonce=\"{1}\">{2}</{0}>\n", element, nonce_, EmbeddedFile(name)));
     }
   }
 
   void WritePictures() {
     PictureLoader loader(results_.folder);
     const std::vector<std::size_t> chosen = ChooseFrames(results_.frames, options_.max_frames);
-    for (std::size_t i = 0; i < chosen.size() && out_; ++i) {
+    for (std::size_t i = 0; i < chosen.size(); ++i) {
       ThrowIfInterrupted();
       WriteFrame(chosen[i], loader);
       if (progress_ == nullptr) continue;
@@ -114,14 +114,14 @@ class PageWriter {
     const FramePicture picture = loader.Load(frame);
     data_.SetPicture(index, picture);
     if (picture.origin == PictureOrigin::kNone) return;
-    ++pictures_;
-    const std::string number = std::to_string(index);
-    WritePicture("thumb-" + number, EncodeThumbnail(picture.pixels));
-    WritePicture("picture-" + number, EncodePicture(picture.pixels, options_.max_width));
+    ++outcome_.pictures;
+    WritePicture(fmt::format("thumb-{}", index), EncodeThumbnail(picture.pixels));
+    WritePicture(fmt::format("picture-{}", index),
+                 EncodePicture(picture.pixels, options_.max_width));
     for (const StoredCandidate& candidate : frame.candidates) {
       if (candidate.verdict != "rejected") continue;
       WritePicture(
-          "crop-" + number + "-" + std::to_string(candidate.detection),
+          fmt::format("crop-{}-{}", index, candidate.detection),
           EncodeCrop(picture.pixels, BoxInPicture(frame.detections[candidate.detection], frame)));
     }
   }
@@ -129,44 +129,32 @@ class PageWriter {
   // As text that the browser does not look into until it is asked for.
   void WritePicture(const std::string& id, const std::string& base64) {
     if (base64.empty()) return;
-    out_ << R"(<script type="text/plain" id=")" << id << R"(">)" << base64 << "</script>\n";
+    Add(fmt::format(R"(<script type="text/plain" id="{}">{}</script>)", id, base64) + "\n");
   }
 
   void WriteData() {
-    out_ << R"(<script type="application/json" id="data">)"
-         << JsonForScript(data_.ToJson(options_.max_frames)) << "</script>";
+    Add(fmt::format(R"(<script type="application/json" id="data">{}</script>)",
+                    JsonForScript(data_.ToJson(options_.max_frames))));
   }
 
   const Results& results_;
   const ReportOptions& options_;
-  std::ostream& out_;
+  WholeFile& file_;
   Progress* progress_;
   ReportData data_;
   std::string nonce_;
   std::string title_;
-  std::size_t pictures_ = 0;
+  ReportOutcome outcome_;
 };
-
-[[noreturn]] void RejectOutput(const std::string& path) {
-  const int error = errno;
-  throw OutputError("'" + path + "' cannot be written" +
-                    (error == 0 ? "" : std::string(": ") + std::strerror(error)));
-}
 
 }  // namespace
 
 ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
                           const std::string& path, Progress* progress) {
-  ReportOutcome outcome;
-  outcome.frames = results.frames.size();
   WholeFile page(path);
-  errno = 0;
-  std::ofstream file(page.part(), std::ios::binary);
-  outcome.pictures = PageWriter(results, options, file, progress).Write();
+  ReportOutcome outcome = PageWriter(results, options, page, progress).Write();
+  outcome.frames = results.frames.size();
   ThrowIfInterrupted();
-  outcome.bytes = static_cast<std::size_t>(file.tellp());
-  file.close();
-  if (!file) RejectOutput(path);
   page.Keep();
   return outcome;
 }
