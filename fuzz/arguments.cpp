@@ -10,7 +10,7 @@
 #include "config/host_file.h"
 #include "geometry/letterbox.h"
 #include "input.h"
-#include "memory_file.h"
+#include "support/memory_file.h"
 
 namespace {
 
@@ -63,7 +63,7 @@ void ParseWords(const std::vector<std::string>& words) {
 
 // Whether `read` refuses the file, which it has to name.
 template <typename Read>
-bool IsRefused(const fuzz::MemoryFile& file, const Read& read) {
+bool IsRefused(const nuvik::test::MemoryFile& file, const Read& read) {
   try {
     read();
     return false;
@@ -76,7 +76,7 @@ bool IsRefused(const fuzz::MemoryFile& file, const Read& read) {
 
 // What has no error can be run: every patch shows something of the frame.
 void ReadConfiguration(const std::string& text) {
-  const fuzz::MemoryFile file(text);
+  const nuvik::test::MemoryFile file(text);
   dirty_seg::ConfigCheck check;
   const bool is_no_yaml = IsRefused(file, [&] {
     check = dirty_seg::CheckConfig(file.path());

@@ -4,7 +4,7 @@
 #include "engine/ai_engine.h"
 #include "engine/network_reader.h"
 #include "input.h"
-#include "memory_file.h"
+#include "support/memory_file.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ void Infer(AIEngine& engine, const AIEngineConfig& config) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const fuzz::MemoryFile file(data, size);
+  const nuvik::test::MemoryFile file(data, size);
   Network network;
   std::string error;
   const int status = ReadNetwork(file.path(), {1, 32, 32}, network, error);

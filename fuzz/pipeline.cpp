@@ -9,9 +9,9 @@
 
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "input.h"
-#include "memory_file.h"
 #include "quiet_log.h"
 #include "scripted_engine.h"
+#include "support/memory_file.h"
 
 namespace {
 
@@ -164,7 +164,7 @@ std::shared_ptr<DirtyStatusResultData> Infer(DirtySegDetector& detector, const I
 
 void Run(Input& input) {
   DirtySegDetectorConfig config = TakeConfig(input);
-  const fuzz::MemoryFile file(TakePatches(input));
+  const nuvik::test::MemoryFile file(TakePatches(input));
   config.yaml_config_path = file.path();
   DirtySegDetector detector;
   Require(detector.Init(config), "the configuration is accepted");

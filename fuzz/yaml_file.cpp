@@ -8,8 +8,8 @@
 #include "config/patches.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "input.h"
-#include "memory_file.h"
 #include "quiet_log.h"
+#include "support/memory_file.h"
 
 namespace {
 
@@ -61,7 +61,7 @@ void Use(DirtySegDetector& detector, const DirtySegDetectorConfig& config) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const bool is_silent = fuzz::SilenceLog();
   Require(is_silent, "the log is silent");
-  const fuzz::MemoryFile file(data, size);
+  const nuvik::test::MemoryFile file(data, size);
   DirtySegDetectorConfig config;
   config.dirty_seg_model_config = Network();
   config.yaml_config_path = file.path();

@@ -10,14 +10,15 @@ readonly LEAST_LINES=98 LEAST_BRANCHES=90  # percent
 
 # Branches that only an exception takes are left out: every call has one.
 coverage() {
+  local programs=(geometry_tests network_tests decode_tests engine_tests detector_tests)
   cmake --preset coverage
-  cmake --build --preset coverage --target detector_tests engine_tests
+  cmake --build --preset coverage --target "${programs[@]}"
   find build/coverage -name '*.gcda' -delete
-  build/coverage/bin/detector_tests --gtest_brief=1
-  build/coverage/bin/engine_tests --gtest_brief=1
+  local program
+  for program in "${programs[@]}"; do "build/coverage/bin/$program" --gtest_brief=1; done
   local counted=(
     --filter src/dirty_seg_detector/ --filter src/logger/
-    --filter src/decode/ --filter src/engine/ --filter src/network/
+    --filter src/decode/ --filter src/engine/ --filter src/network/ --filter src/geometry/
     --exclude-throw-branches --exclude-unreachable-branches
   )
   gcovr "${counted[@]}" build/coverage

@@ -18,10 +18,6 @@ REPOSITORY = Path(__file__).resolve().parents[2]
 TREE = REPOSITORY / "build/mutate/tree"
 BUILD = REPOSITORY / "build/mutate/build"
 RESULTS = REPOSITORY / "build/mutate/results.tsv"
-SOURCES = (
-    "src/dirty_seg_detector", "src/logger", "src/decode", "src/engine", "src/network",
-    "src/geometry", "src/common",
-)  # fmt: skip
 SLOW_MS = 1000  # tests that take longer are left out, unless all are asked for
 MEMORY_LIMIT = 16 << 30  # a mutant may ask for more than the machine has
 
@@ -34,16 +30,24 @@ class Suite:
     program: str
 
 
-DETECTOR = Suite("detector_tests", "bin/detector_tests")
-ENGINE = Suite("engine_tests", "bin/engine_tests")
+ALL = GEOMETRY, NETWORK, DECODE, ENGINE, DETECTOR = tuple(
+    Suite(f"{name}_tests", f"bin/{name}_tests")
+    for name in ("geometry", "network", "decode", "engine", "detector")
+)
+SUITES = {
+    "src/dirty_seg_detector/": (DETECTOR,),
+    "src/logger/": (DETECTOR,),
+    "src/decode/": (DECODE,),
+    "src/engine/": (ENGINE,),
+    "src/network/": (NETWORK, DECODE, ENGINE),
+    "src/geometry/": (GEOMETRY, DECODE, DETECTOR),
+    "src/common/": (DECODE, ENGINE, DETECTOR),
+}
 
 
 def suites_of(file: str) -> tuple[Suite, ...]:
-    if file.startswith(("src/decode/", "src/engine/", "src/network/")):
-        return (ENGINE,)
-    if file.startswith(("src/dirty_seg_detector/", "src/logger/")):
-        return (DETECTOR,)
-    return (DETECTOR, ENGINE)
+    """Those whose programs hold the file."""
+    return next((suites for folder, suites in SUITES.items() if file.startswith(folder)), ALL)
 
 
 def run(command: list[str], **options) -> subprocess.CompletedProcess[str]:
@@ -181,7 +185,7 @@ def read_results() -> dict[str, str]:
 def chosen(options: argparse.Namespace) -> list[tuple[str, Mutant, str]]:
     """File, mutant and name of those to try."""
     files = options.files or [
-        name for name in git("ls-files", *SOURCES) if name.endswith((".cpp", ".h"))
+        name for name in git("ls-files", *SUITES) if name.endswith((".cpp", ".h"))
     ]
     found = []
     for file in files:

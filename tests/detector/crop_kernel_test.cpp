@@ -14,6 +14,8 @@
 namespace nuvik::perception::dirty_seg_detector {
 namespace {
 
+using test::FencedMemory;
+
 using testing::ElementsAre;
 
 std::vector<int> Indices(int source, int target) {

@@ -12,6 +12,8 @@
 namespace nuvik::perception::dirty_seg_detector {
 namespace {
 
+using test::FencedMemory;
+
 constexpr int kVector = 16;  // pixels that one step of the vector loop takes
 constexpr int kBytes = 256;
 

@@ -14,6 +14,8 @@
 namespace nuvik::perception::dirty_seg_detector {
 namespace {
 
+using test::FencedMemory;
+
 using Axis = void (*)(int, int, std::vector<LinearTap>&);
 using Tap = std::tuple<int, int, int, int>;
 

@@ -13,6 +13,8 @@
 namespace nuvik::perception::dirty_seg_detector {
 namespace {
 
+using test::FencedMemory;
+
 TEST(UniteAndCount, EveryBitOfMaskAndCanvasIsKept) {
   const std::vector<std::uint8_t> mask{0, 255, 1, 0x0f};
   std::vector<std::uint8_t> canvas{7, 0, 2, 0xf0};

@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "failing_memory.h"
-#include "memory_file.h"
 #include "scripted_frame.h"
+#include "support/memory_file.h"
 
 namespace faults {
 namespace {
@@ -101,7 +101,7 @@ class LackOfMemory : public testing::TestWithParam<bool> {
     }
   }
 
-  fuzz::MemoryFile file_{kTwoPatches};
+  nuvik::test::MemoryFile file_{kTwoPatches};
   DirtySegDetectorConfig config_ = ScriptedConfig(file_.path());
   ImageMap images_ = Frame();
 };

@@ -13,8 +13,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "memory_file.h"
 #include "scripted_frame.h"
+#include "support/memory_file.h"
 #include "support/process.h"
 
 namespace {
@@ -96,7 +96,7 @@ class Host {
 
 int SoakDouble(int frames) {
   faults::ScriptFrame();
-  const fuzz::MemoryFile yaml{std::string(faults::kTwoPatches)};
+  const nuvik::test::MemoryFile yaml{std::string(faults::kTwoPatches)};
   DirtySegDetector detector;
   if (!detector.Init(faults::ScriptedConfig(yaml.path()))) return Fail("Init");
   const faults::ImageMap images = faults::Frame();

@@ -9,7 +9,7 @@
 
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "engine/network_reader.h"
-#include "memory_file.h"
+#include "support/memory_file.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ constexpr const char* kPatches =
 /// behind each. Returns the number of frames in which both patches' objects were found.
 extern "C" __attribute__((visibility("default"))) int RunFrames(const char* model, int threads,
                                                                 int frames, void (*after_frame)()) {
-  const fuzz::MemoryFile yaml{std::string(kPatches)};
+  const nuvik::test::MemoryFile yaml{std::string(kPatches)};
   Network network;
   std::string error;
   if (ReadNetwork(model, {}, network, error) != 0) return 0;

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "memory_file.h"
 #include "scripted_frame.h"
+#include "support/memory_file.h"
 #include "support/process.h"
 
 namespace faults {
@@ -41,7 +41,7 @@ class Threads : public testing::Test {
     }
   }
 
-  fuzz::MemoryFile file_{kTwoPatches};
+  nuvik::test::MemoryFile file_{kTwoPatches};
 };
 
 TEST_F(Threads, TwoDetectorsRaceForTheFirstLineAndGoOnSideBySide) {

@@ -11,7 +11,7 @@
 
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "engine/network_reader.h"
-#include "memory_file.h"
+#include "support/memory_file.h"
 
 namespace nuvik::perception::dirty_seg_detector {
 namespace {
@@ -48,7 +48,7 @@ class PictureSize : public testing::Test {
 
   // Boxes of the spills that are found with certainty.
   std::vector<std::vector<float>> Spills(const cv::Mat& picture, const std::string& patches) const {
-    const fuzz::MemoryFile file("patch: {enable: true, patches: [" + patches + "]}\n");
+    const nuvik::test::MemoryFile file("patch: {enable: true, patches: [" + patches + "]}\n");
     alg::common::Network network;
     std::string error;
     EXPECT_EQ(alg::common::ReadNetwork(FLOOR_FOLDER "/dirt-seg.onnx", {}, network, error), 0)

@@ -1,11 +1,11 @@
 // Geometry that cropping and decoding share.
+#include "geometry/letterbox.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
 #include <limits>
-
-#include "geometry/letterbox.h"
 
 namespace nuvik::geometry {
 namespace {

@@ -8,10 +8,10 @@
 #include <cstdint>
 #include <new>
 
-namespace nuvik::perception::dirty_seg_detector {
+namespace nuvik::test {
 
-// Memory between two pages that may not be touched, its end (or its start) right at one of them: an
-// access beyond it ends the process.
+/// Memory between two pages that may not be touched, its end (or its start) right at one of them:
+/// an access beyond it ends the process.
 class FencedMemory {
  public:
   enum class Flush { kStart, kEnd };
@@ -41,4 +41,4 @@ class FencedMemory {
   std::size_t mapped_ = 0;
 };
 
-}  // namespace nuvik::perception::dirty_seg_detector
+}  // namespace nuvik::test

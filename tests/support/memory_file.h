@@ -8,12 +8,12 @@
 #include <stdexcept>
 #include <string>
 
-namespace fuzz {
+namespace nuvik::test {
 
 /// Holds `bytes` under a path that can be opened as often as one likes while it lives.
 class MemoryFile {
  public:
-  MemoryFile(const void* bytes, std::size_t size) : file_(memfd_create("fuzz", MFD_CLOEXEC)) {
+  MemoryFile(const void* bytes, std::size_t size) : file_(memfd_create("test", MFD_CLOEXEC)) {
     if (file_ < 0 || write(file_, bytes, size) != static_cast<ssize_t>(size)) {
       throw std::runtime_error("no file can be made in memory");
     }
@@ -29,4 +29,4 @@ class MemoryFile {
   int file_;
 };
 
-}  // namespace fuzz
+}  // namespace nuvik::test

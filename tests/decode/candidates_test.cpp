@@ -19,7 +19,7 @@
 namespace nuvik::model {
 namespace {
 
-using perception::dirty_seg_detector::FencedMemory;
+using test::FencedMemory;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
