@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Holds every source to .clang-format and those of the libraries and the host program to
-# .clang-tidy; every script has to be one that its interpreter can read.
+# Holds every source to .clang-format, those of the libraries and the host program to .clang-tidy,
+# Python to black (pyproject.toml) and flake8 (.flake8), and shell scripts to shellcheck.
 #   scripts/lint.sh [BUILD_FOLDER]     a configured one, for its compile commands; default build/dev
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,12 +13,10 @@ build=${1:-build/dev}
 git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 echo "lint: format is right"
 
-git ls-files -z '*.sh' .ci/run | xargs -0 -n 1 bash -n
-git ls-files -z '*.py' | xargs -0 /usr/bin/python3 -c '
-import sys
-for path in sys.argv[1:]:
-    compile(open(path, "rb").read(), path, "exec")'
-echo "lint: scripts can be read"
+git ls-files -z '*.py' | xargs -0 black --check --quiet --diff
+git ls-files -z '*.py' | xargs -0 flake8
+git grep -lz '^#!.*sh$' | xargs -0 shellcheck
+echo "lint: Python and shell scripts are right"
 
 # A source that passed is checked again only after it, a header or a rule changed.
 stamps=$build/lint
@@ -38,6 +36,7 @@ check() {
   touch "$stamp"
 }
 export -f check
+# shellcheck disable=SC2016  # the inner shell has the words
 git ls-files -z 'src/*.cpp' 'apps/*.cpp' |
   xargs -0 -P "$(nproc)" -I{} bash -c 'check "$0" "$1" "$2"' "$stamps" "$build" {}
 echo "lint: clang-tidy has nothing to say"

@@ -17,8 +17,8 @@ readonly LIBRARY_PACKAGES=(
 readonly TEST_LIBRARY_PACKAGES=(libgtest-dev libgmock-dev)
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config "${LIBRARY_PACKAGES[@]}")
 readonly DEVELOPER_PACKAGES=(
-  abigail-tools binutils chromium chromium-driver clang git clang-format clang-tidy gcovr
-  libclang-rt-14-dev lld make systemd valgrind xz-utils zsh
+  abigail-tools binutils black chromium chromium-driver clang clang-format clang-tidy flake8 gcovr
+  git libclang-rt-14-dev lld make shellcheck systemd valgrind xz-utils zsh
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
   python3-jsonschema python3-numpy python3-onnx python3-opencv python3-selenium python3-torch
 )
@@ -180,7 +180,7 @@ make_arm64_sysroot() {
       fail "'mmdebstrap' failed; its last lines stand above." \
         "Check the network, then run this again."
     # Programs under emulation see the sysroot in place of folders that it has.
-    rm -rf "${ARM64_SYSROOT}"/{bin,dev,sbin,tmp,usr/bin,usr/sbin}
+    rm -rf "${ARM64_SYSROOT:?}"/{bin,dev,sbin,tmp,usr/bin,usr/sbin}
     link_arm64_libraries
     mkdir "${ARM64_SYSROOT}/proc"
     describe_arm64_processors >"${ARM64_SYSROOT}/proc/cpuinfo"

@@ -36,7 +36,7 @@ while read -r file; do
   ! grep -q '(RPATH)' <<<"$dynamic" || complain "$file has an RPATH, expected a RUNPATH"
   paths=$(sed -n 's/.*(RUNPATH).*\[\(.*\)\]/\1/p' <<<"$dynamic" | tr : '\n')
   [ -n "$paths" ] || complain "$file has no RUNPATH"
-  foreign=$(grep -v '^\$ORIGIN' <<<"$paths") && complain "$file looks for libraries in $foreign"
+  foreign=$(grep -v '^[$]ORIGIN' <<<"$paths") && complain "$file looks for libraries in $foreign"
 done < <(find "$prefix" -type f \( -name 'lib*.so*' -o -path '*/bin/*' \))
 [ "$elf_count" -ge 3 ] || complain "$elf_count ELF files, expected both libraries and the program"
 
