@@ -1,42 +1,45 @@
 #!/usr/bin/env bash
-# Holds every source to .clang-format, those of the libraries and the host program to .clang-tidy,
-# Python to black (pyproject.toml) and flake8 (.flake8), and shell scripts to shellcheck.
-#   scripts/lint.sh [BUILD_FOLDER]     a configured one, for its compile commands; default build/dev
+# Holds all sources and scripts to their style: clang-format, black, flake8, shellcheck, clang-tidy,
+# each by its configuration in the repository's root. Builds nothing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-build=${1:-build/dev}
-[ -f "$build/compile_commands.json" ] || {
-  echo "lint: $build has no compile_commands.json; run: cmake --preset dev" >&2
-  exit 2
-}
+
+scripts/setup.sh
 
 git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
-echo "lint: format is right"
-
 git ls-files -z '*.py' | xargs -0 black --check --quiet --diff
 git ls-files -z '*.py' | xargs -0 flake8
 git grep -lz '^#!.*sh$' | xargs -0 shellcheck
-echo "lint: Python and shell scripts are right"
+echo "lint: format, Python and shell scripts are right"
+
+cmake --preset lint >/dev/null
+readonly BUILD=build/lint
+# A source that several targets compile is checked once, as the first of them compiles it.
+readonly COMMANDS=$BUILD/once
+mkdir -p "$COMMANDS" "$BUILD/passed"
+/usr/bin/python3 -c '
+import json, sys
+commands = {command["file"]: command for command in reversed(json.load(sys.stdin))}
+json.dump(list(commands.values()), sys.stdout)
+' <$BUILD/compile_commands.json >$COMMANDS/compile_commands.json
 
 # A source that passed is checked again only after it, a header or a rule changed.
-stamps=$build/lint
-mkdir -p "$stamps"
 check() {
-  local stamp
-  stamp=$1/$(echo "$3" | tr / _)
-  if [ -f "$stamp" ] && [ -z "$(find .clang-tidy include src apps -newer "$stamp" \
-      \( -name '*.h' -o -name .clang-tidy -o -path "$3" \) -print -quit)" ]; then
+  local source=$1 stamp output
+  stamp=$BUILD/passed/${source//\//_}
+  if [ -f "$stamp" ] && [ -z "$(find -L .clang-tidy include src apps "${source%%/*}" \
+    -newer "$stamp" \( -name '*.h' -o -name .clang-tidy -o -path "$source" \) -print -quit)" ]; then
     return
   fi
-  rm -f "$stamp"
-  if ! output=$(clang-tidy -p "$2" --quiet "$3" 2>&1); then
+  touch "$stamp.begun"
+  if ! output=$(clang-tidy -p "$COMMANDS" --quiet "$source" 2>&1); then
     echo "$output"
     exit 1
   fi
-  touch "$stamp"
+  mv "$stamp.begun" "$stamp"
 }
+export BUILD COMMANDS
 export -f check
-# shellcheck disable=SC2016  # the inner shell has the words
-git ls-files -z 'src/*.cpp' 'apps/*.cpp' |
-  xargs -0 -P "$(nproc)" -I{} bash -c 'check "$0" "$1" "$2"' "$stamps" "$build" {}
+# shellcheck disable=SC2016  # the inner shell has the file's name
+git ls-files -z '*.cpp' | xargs -0 -P "$(nproc)" -n 1 bash -c 'check "$1"' check
 echo "lint: clang-tidy has nothing to say"
