@@ -25,7 +25,7 @@ if(ONNXRuntime_FROM_THIRD_PARTY)
   get_filename_component(onnxruntime_dir "${ONNXRuntime_LIBRARY}" DIRECTORY)
   list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${onnxruntime_dir}")
 endif()
-if(CMAKE_SYSROOT)  # in which /lib is no link to /usr/lib
+if(CMAKE_SYSROOT)  # in which /lib is not a link to /usr/lib
   list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     "${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}"
     "${CMAKE_SYSROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE}")

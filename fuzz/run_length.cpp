@@ -1,4 +1,4 @@
-// Run lengths there and back: a mask comes back as it was, and a text that is no list of run
+// Run lengths there and back: a mask comes back as it was, and a text that is not a list of run
 // lengths is refused in the documented way.
 #include "results/run_length.h"
 

@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1-20}
 [[ $seconds =~ ^[1-9][0-9]*$ ]] || {
-  echo "fuzz: '$seconds' is no number of seconds; usage: scripts/fuzz.sh [SECONDS [TARGET...]]" >&2
+  echo "fuzz: '$seconds' is not a number of seconds; usage: scripts/fuzz.sh [SECONDS [TARGET...]]" >&2
   exit 2
 }
 targets=("${@:2}")

@@ -16,7 +16,7 @@ arch=$machine
 case "${1-}" in
   "") ;;
   --arch) arch=${2-} ;;
-  *) fail "'$1' is no option; usage: scripts/package.sh [--arch amd64|arm64]" ;;
+  *) fail "'$1' is not an option; usage: scripts/package.sh [--arch amd64|arm64]" ;;
 esac
 [ $# -le 2 ] || fail "'$3' is too many; usage: scripts/package.sh [--arch amd64|arm64]"
 case $machine-$arch in

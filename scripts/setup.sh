@@ -202,7 +202,7 @@ main() {
   done
   packages+=("${developer[@]}")
   if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
-    fail "this is no Debian system." "Install the equivalents of: ${packages[*]}"
+    fail "this is not a Debian system." "Install the equivalents of: ${packages[*]}"
   fi
 
   if ! { is_fetched "${ORT_DIR}" && is_fetched "${WEB_DIR}"; } && ! command -v npm >/dev/null; then

@@ -26,7 +26,7 @@ exported=$("${nm}" --dynamic --demangle --defined-only "${library}" | cut -d ' '
 # shellcheck disable=SC2086  # the list is words
 pattern=$(echo ${OPERATIONS} | sed 's/ /|/g')
 strangers=$(echo "${exported}" | grep -vE "^${CLASS}(${pattern})\(" || true)
-[ -z "${strangers}" ] || complain "these are no operations of ${CLASS%::}:
+[ -z "${strangers}" ] || complain "these are not operations of ${CLASS%::}:
 ${strangers}"
 
 for operation in ${OPERATIONS}; do

@@ -1,4 +1,4 @@
-// What is said of files that are no network, byte by byte.
+// What is said of files that are not a network, byte by byte.
 #include "engine/file_look.h"
 
 #include <gmock/gmock.h>

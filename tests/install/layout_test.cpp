@@ -11,7 +11,7 @@
 
 #if (defined(__x86_64__) || defined(__aarch64__)) && defined(__LP64__) && defined(__GLIBCXX__)
 
-// The records are no standard-layout types, for which offsetof is conditionally supported: GCC and
+// The records are not standard-layout types, for which offsetof is conditionally supported: GCC and
 // Clang compute it, and warn.
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 

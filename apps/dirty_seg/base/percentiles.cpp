@@ -7,7 +7,7 @@
 namespace dirty_seg {
 
 double Percentile(const std::vector<double>& sorted, std::size_t percent) {
-  // In whole numbers: 0.95 is no float, and its product could come out a rank too high.
+  // In whole numbers: 0.95 is not exact in binary, and its product could come out a rank too high.
   const std::size_t rank = (percent * sorted.size() + 99) / 100;
   return sorted[std::clamp<std::size_t>(rank, 1, sorted.size()) - 1];
 }

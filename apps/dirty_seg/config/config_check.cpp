@@ -61,7 +61,7 @@ void CheckRootKeys(const YAML::Node& root, Findings& findings) {
     const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
     const std::string meant = NearestHint(key, known);
-    const std::string text = key + " is no known key and has no effect";
+    const std::string text = fmt::format("{} is not a known key and has no effect", key);
     const Place place{LineOf(entry.first), key};
     if (meant.empty()) {
       Warn(place, text, "the detector reads patch and postprocess", findings);
@@ -79,7 +79,8 @@ void CheckPatchKeys(const YAML::Node& patch, Findings& findings) {
     const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
     Fail({LineOf(entry.first), "patch." + key},
-         "patch." + key + " is no known key and has no effect", NearestHint(key, known), findings);
+         fmt::format("patch.{} is not a known key and has no effect", key), NearestHint(key, known),
+         findings);
   }
   FindRepeatedKeys(patch, "patch.", findings);
 }

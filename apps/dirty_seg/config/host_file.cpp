@@ -32,7 +32,9 @@ HostEntry ReadEntry(const std::string& path, const std::string& key, int line,
 }
 
 std::string KeyOf(const std::string& path, const YAML::Node& key) {
-  if (!key.IsScalar()) RejectFile(path, LineOf(key), NodeText(key) + " is no key; expected a word");
+  if (!key.IsScalar()) {
+    RejectFile(path, LineOf(key), NodeText(key) + " is not a key; expected a word");
+  }
   return key.Scalar();
 }
 
@@ -61,7 +63,7 @@ HostFile ReadHostFile(const std::string& path) {
   const YAML::Node root = LoadYaml(path);
   if (root.IsNull()) return file;
   if (!root.IsMap()) {
-    RejectFile(path, LineOf(root), "is no mapping; expected lines like 'model: seg.onnx'");
+    RejectFile(path, LineOf(root), "is not a mapping; expected lines like 'model: seg.onnx'");
   }
   RejectRepeatedKeys(path, root);
   for (const auto& entry : root) {

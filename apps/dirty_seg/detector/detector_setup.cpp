@@ -39,7 +39,7 @@ void TellUnknownClasses(const std::vector<int>& ids,
   }
 }
 
-// 0 of outputs that are no segmentation head, which the detector refuses with the cause.
+// 0 for outputs that are not a segmentation head; the detector refuses these with the cause.
 int CountClasses(const nuvik::alg::common::AIEngineConfig& network) try {
   return nuvik::model::ReadSegmentationHead(network).classes;
 } catch (const std::invalid_argument&) {

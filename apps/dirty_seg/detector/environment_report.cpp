@@ -187,8 +187,8 @@ std::string LogSettingText(const std::string& variable, const char* value) {
       return fmt::format("{} ({}; the library by itself takes {})", text, known.meaning,
                          known.fallback);
     }
-    return fmt::format("'{}' is none of {}, so {}{}", text, fmt::join(values, ", "), known.fallback,
-                       DidYouMean(text, values));
+    return fmt::format("'{}' is not one of {}, so {}{}", text, fmt::join(values, ", "),
+                       known.fallback, DidYouMean(text, values));
   }
   return "";
 }

@@ -50,7 +50,7 @@ std::optional<Answer> ReadAnswer(const LogEntry& entry) {
   return answer;
 }
 
-// An answer that is no number is none.
+// An answer that is not a number counts as none.
 void Judge(const Answer& answer, const FeceRules& rules, Check& check) {
   if (std::isnan(answer.p1)) return;
   const bool is_confirmed = answer.class_id == 1 && answer.p1 > rules.score_threshold;

@@ -45,7 +45,7 @@ std::optional<int> RankOf(const std::string& level) {
 
 void TellUnknownLevel(const std::string& word) {
   const std::vector<std::string> words(kLogLevels.begin(), kLogLevels.end());
-  TellWarning(fmt::format("{} is '{}', none of {}; info is taken{}", kLevel, word,
+  TellWarning(fmt::format("{} is '{}', not one of {}; info is used{}", kLevel, word,
                           fmt::join(words, ", "), DidYouMean(word, words)));
 }
 

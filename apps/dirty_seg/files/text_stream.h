@@ -15,7 +15,7 @@ bool WriteText(const std::string& text, std::FILE* file);
 void PrintResult(const std::string& text, const char* what, std::FILE* file = stdout);
 
 /// Writes `json` as one line and flushes it, so that a reader sees every finished frame. Bytes that
-/// are no UTF-8 are replaced. Throws OutputError with the cause, naming `destination`.
+/// are not valid UTF-8 are replaced. Throws OutputError with the cause, naming `destination`.
 void WriteJsonLine(const nlohmann::ordered_json& json, const std::string& destination,
                    std::FILE* file);
 

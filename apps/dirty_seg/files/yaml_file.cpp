@@ -45,7 +45,7 @@ YAML::Node LoadYaml(const std::string& path) {
     return YAML::Load(file);
   } catch (const YAML::Exception& exception) {
     const int line = exception.mark.is_null() ? 0 : exception.mark.line + 1;
-    RejectFile(path, line, "is no valid YAML: " + exception.msg);
+    RejectFile(path, line, "is not valid YAML: " + exception.msg);
   }
 }
 

@@ -65,7 +65,7 @@ class VideoSink : public ResultSink {
            writer_.open(file_->part(), cv::CAP_OPENCV_MJPEG, codec, rate, size_);
   }
 
-  // The number of frames that a file tells is no more than what was meant to be in it.
+  // The frame count in a file is only what was meant to be in it.
   bool HasLastFrame() const {
     try {
       cv::VideoCapture video = OpenCapture(file_->part());

@@ -17,8 +17,8 @@
 namespace dirty_seg {
 namespace {
 
-// Some containers tell no number of frames, only a length in time, which is rounded or that of the
-// sound; so a shorter end by this share of the frames is none.
+// Some containers hold no frame count, only a duration, which is rounded or that of the sound; so
+// frames missing up to this share do not count as cut short.
 constexpr double kCountTolerance = 0.02;
 
 // What OpenCV and its decoders print on standard error names no input.
@@ -52,7 +52,7 @@ class CaptureReader : public FrameReader {
     cv::Mat decoded;
     if (!capture_.read(decoded) || decoded.empty()) return End();
     decoded.copyTo(*picture);
-    if (picture->type() != CV_8UC3) throw InputError("its frames are no colour pictures");
+    if (picture->type() != CV_8UC3) throw InputError("its frames are not colour pictures");
     frame.index = next_++;
     frame.rate = rate_;
     frame.picture = std::move(picture);
@@ -82,14 +82,14 @@ class CaptureReader : public FrameReader {
   double rate_ = 0.0;
 };
 
-// The number behind the last character that is no digit.
+// The number after the last character that is not a digit.
 int CameraNumber(const std::string& name) {
   const std::size_t begin = name.find_last_not_of("0123456789") + 1;
   int number = 0;
   const char* const end = name.data() + name.size();
   const auto [rest, error] = std::from_chars(name.data() + begin, end, number);
   if (error != std::errc() || rest != end || name.at(begin - 1) == '-') {
-    throw InputError("is no camera; expected /dev/video0 or camera:0");
+    throw InputError("is not a camera; expected /dev/video0 or camera:0");
   }
   return number;
 }
@@ -103,7 +103,7 @@ cv::VideoCapture OpenCapture(const std::string& path) {
   for (const int backend : {cv::CAP_FFMPEG, cv::CAP_OPENCV_MJPEG}) {
     if (capture.open(path, backend)) return capture;
   }
-  throw InputError("is no video that can be read");
+  throw InputError("is not a video that can be read");
 }
 
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {

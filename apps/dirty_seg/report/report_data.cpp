@@ -122,8 +122,9 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
     }
     return facts;
   } catch (const nlohmann::json::exception& error) {
-    TellWarning(fmt::format("'{}' is no summary that 'dirty_seg detect' wrote, and is left out: {}",
-                            path, error.what()));
+    TellWarning(
+        fmt::format("'{}' is not a summary that 'dirty_seg detect' wrote, and is left out: {}",
+                    path, error.what()));
     return std::nullopt;
   }
 }

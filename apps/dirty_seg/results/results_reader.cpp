@@ -102,7 +102,7 @@ class LineReader {
     try {
       root = json::parse(text, check_depth);
     } catch (const json::parse_error& error) {
-      Reject(fmt::format("is no valid JSON near character {}; expected one object a line",
+      Reject(fmt::format("is not valid JSON near character {}; expected one object a line",
                          error.byte));
     } catch (const json::out_of_range&) {
       Reject("has a number that is too large");
@@ -178,7 +178,7 @@ class LineReader {
     return static_cast<float>(number);
   }
 
-  // JSON has no word for what is no number.
+  // JSON has no not-a-number.
   float Score(const json& value, const std::string& key) const {
     return value.is_null() ? std::numeric_limits<float>::quiet_NaN() : Float(value, key);
   }

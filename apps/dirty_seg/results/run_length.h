@@ -24,7 +24,7 @@ struct RunLengths {
 RunLengths EncodeRunLengths(const cv::Mat& mask);
 
 /// The mask, 0 or 255. Throws std::invalid_argument for a side below 0 and, naming the place in the
-/// text, for a text that is no list of run lengths of `height` x `width` pixels.
+/// text, for a text that is not a list of run lengths of `height` x `width` pixels.
 cv::Mat DecodeRunLengths(const RunLengths& run_lengths);
 
 }  // namespace dirty_seg

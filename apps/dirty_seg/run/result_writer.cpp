@@ -108,7 +108,7 @@ void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
       causes.emplace_back(error.what());
     }
   };
-  // What one file fails of is no reason to leave the others as they are.
+  // One file that fails must not leave the others unfinished.
   for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
   RunEnd told = end;
   if (told.write_error.empty()) told.write_error = fmt::format("{}", fmt::join(causes, "; "));

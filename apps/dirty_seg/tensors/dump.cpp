@@ -34,7 +34,7 @@ using nuvik::alg::common::AIBuff;
 constexpr int kGrey = 114;
 constexpr const char* kDumpFile = "dump.json";
 
-// A name that is none of another tensor's.
+// A file name that no other tensor has.
 std::string FileName(const std::string& role, const std::string& name,
                      std::set<std::string>& taken) {
   std::string stem = role + "_";

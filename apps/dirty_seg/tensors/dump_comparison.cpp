@@ -69,7 +69,7 @@ void CompareElement(std::size_t i, long double a, long double b, TensorDifferenc
   }
   const long double difference = std::abs(a - b);
   const long double greater = std::max(std::abs(a), std::abs(b));
-  // Infinity by infinity is no number, and no less than any.
+  // Infinity divided by infinity is not a number, which is no less than any number.
   const long double relative = std::isinf(difference) ? difference : difference / greater;
   Keep(static_cast<double>(difference), i, a, b, result.largest_absolute);
   Keep(static_cast<double>(relative), i, a, b, result.largest_relative);

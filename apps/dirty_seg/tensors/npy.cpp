@@ -144,7 +144,7 @@ class HeaderParser {
     while (!Take(')')) {
       shape.push_back(ParseDimension());
       if (Take(',')) continue;
-      if (shape.size() == 1) Reject("','");  // (3) is no tuple
+      if (shape.size() == 1) Reject("','");  // (3) is not a tuple
       Expect(')');
       break;
     }
@@ -209,7 +209,7 @@ std::size_t CheckPrelude(const std::string& content, const Reporter& reporter) {
     return content.size() >= count &&
            std::memcmp(content.data(), kMagicAndVersion.data(), count) == 0;
   };
-  if (!matches(6)) reporter.Reject("is no NumPy file: it does not begin with \\x93NUMPY");
+  if (!matches(6)) reporter.Reject("is not a NumPy file: it does not begin with \\x93NUMPY");
   if (content.size() < kPreludeBytes) reporter.Reject("ends within its header");
   if (!matches(kMagicAndVersion.size())) {
     reporter.Reject(

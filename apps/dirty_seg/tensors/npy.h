@@ -26,8 +26,8 @@ void WriteNpy(const std::string& path, const NpyArray& array);
 
 /// Reads a file with the six types that the engine knows, in row-major order. Throws SetupError,
 /// naming the file, what was found and what was expected: it cannot be opened; its beginning or its
-/// version is another; its header is no dictionary of descr, fortran_order and shape; the type is
-/// another; the order is column-major; the file is shorter or longer than its header says.
+/// version is another; its header is not a dictionary of descr, fortran_order and shape; the type
+/// is another; the order is column-major; the file is shorter or longer than its header says.
 NpyArray ReadNpy(const std::string& path);
 
 }  // namespace dirty_seg

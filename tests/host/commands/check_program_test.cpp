@@ -177,7 +177,7 @@ TEST_F(CheckProgram, NamesAPictureThatCannotBeReadOrWritten) {
   ProgramResult result =
       RunProgram({"check", config, "--frame", text, "--output", folder_ / "p.png"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.errors, "dirty_seg: error: '" + text + "': is no picture that can be read\n");
+  EXPECT_EQ(result.errors, "dirty_seg: error: '" + text + "': is not a picture that can be read\n");
   const std::string frame =
       test::WritePicture(folder_ / "f.png", test::Plain(test::kFrame, test::kRedPixel));
   result = RunProgram({"check", config, "--frame", frame, "--output", folder_ / "p.txt"});

@@ -245,7 +245,7 @@ TEST_F(Detect, NamesEachInputThatFailsAndDoesTheRest) {
   EXPECT_THAT(result.errors, HasSubstr("dirty_seg: error: '" + missing +
                                        "': cannot be opened: No such file or directory\n"));
   EXPECT_THAT(result.errors,
-              HasSubstr("dirty_seg: error: '" + text + "': is no picture that can be read\n"));
+              HasSubstr("dirty_seg: error: '" + text + "': is not a picture that can be read\n"));
   EXPECT_THAT(result.errors, HasSubstr("dirty_seg: error: '" + empty +
                                        "': the folder has no picture or video; expected"));
   const std::vector<json> rows = ParseLines(result.output);
@@ -463,7 +463,7 @@ TEST_F(Detect, TellsAVariablesValueThatNobodyUnderstands) {
   const std::string red = Picture("red.png", test::kRedPixel);
   const ProgramResult level = RunProgram(Command() + Arguments{red}, {"SPDLOG_LEVEL=loud"});
   EXPECT_EQ(ParseLines(level.output).size(), 1U);
-  EXPECT_THAT(level.errors, StartsWith("dirty_seg: warning: SPDLOG_LEVEL is 'loud', none of "));
+  EXPECT_THAT(level.errors, StartsWith("dirty_seg: warning: SPDLOG_LEVEL is 'loud', not one of "));
   const ProgramResult journal = RunProgram(Command() + Arguments{red}, {"SPDLOG_SYSTEMD=on"});
   EXPECT_EQ(journal.errors, "environment variable SPDLOG_SYSTEMD is invalid, and set false\n");
 }
@@ -611,7 +611,7 @@ TEST_F(Detect, NamesEveryErrorOfAFile) {
           Command(CommonNetwork("seg-b2-64"), "patch: {enabel: true, patches: [[0, 0, 64, 64]]}") +
           Arguments{"x.png"}),
       file + " line 1: patch.enable is missing; expected true or false\n" + file +
-          " line 1: patch.enabel is no known key and has no effect; did you mean 'enable'?\n" +
+          " line 1: patch.enabel is not a known key and has no effect; did you mean 'enable'?\n" +
           file + " has these 2 errors; 'dirty_seg check' shows them with warnings\n");
 }
 

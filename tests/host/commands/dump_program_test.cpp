@@ -337,7 +337,7 @@ TEST_F(Dump, NamesAPictureThatFails) {
   const ProgramResult unreadable = RunProgram(Command("dump", "out", text));
   EXPECT_EQ(unreadable.status, 1);
   EXPECT_EQ(unreadable.errors,
-            "dirty_seg: error: '" + text + "': is no picture that can be read\n");
+            "dirty_seg: error: '" + text + "': is not a picture that can be read\n");
   const std::string tiny = Picture("tiny.png", test::Plain({32, 32}, test::kRedPixel));
   const ProgramResult outside = RunProgram(
       Command("dump", "out", tiny, "patch: {enable: true, patches: [[640, 440, 64, 64]]}") +

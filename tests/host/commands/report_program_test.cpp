@@ -133,7 +133,7 @@ TEST_F(ReportProgram, ShowsWhatAKilledRunLeaves) {
   EXPECT_THAT(result.errors, HasSubstr("dirty_seg: warning: '" + out_ +
                                        "/results.jsonl' line 2: ends in the middle, as a run that "
                                        "is killed leaves it, and is left out\n"));
-  EXPECT_THAT(result.errors, HasSubstr("/summary.json' is no summary that "));
+  EXPECT_THAT(result.errors, HasSubstr("/summary.json' is not a summary that "));
   EXPECT_THAT(result.errors, HasSubstr("dirty_seg: 1 frame, 1 with its picture;"));
   EXPECT_THAT(ReadFile(page_), HasSubstr("ends in the middle"));
   EXPECT_EQ(RunProgram({"compare", out_, out_}).status, 0);

@@ -302,7 +302,7 @@ TEST(Env, WritesTextAndJson) {
   const ProgramResult text = RunProgram({"env", "--threads", "1"}, {"SPDLOG_LEVEL=loud"});
   EXPECT_EQ(text.status, 0);
   EXPECT_THAT(text.output, HasSubstr("\n  dirty_seg               " DIRTY_SEG_VERSION "\n"));
-  EXPECT_THAT(text.output, HasSubstr("'loud' is none of trace, debug, info"));
+  EXPECT_THAT(text.output, HasSubstr("'loud' is not one of trace, debug, info"));
   const ProgramResult as_json = RunProgram({"env", "--json", "--threads", "1"});
   EXPECT_EQ(json::parse(as_json.output)["threads"]["network"], 1);
 }

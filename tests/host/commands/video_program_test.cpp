@@ -92,7 +92,7 @@ TEST_F(DetectInputs, ThatCannotBeReadAreNamedAndTheRestIsDone) {
       RunProgram(Command() + Arguments{text, "camera:63", folder_ / "*.jpg", red});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.errors, "dirty_seg: error: '" + text +
-                               "': is no video that can be read\n"
+                               "': is not a video that can be read\n"
                                "dirty_seg: error: 'camera:63': there is no /dev/video63\n"
                                "dirty_seg: error: '" +
                                folder_ / "*.jpg" + "': no file matches the pattern\n");

@@ -73,7 +73,7 @@ TEST_F(Check, FindsEveryProblemInOneGo) {
          "  max_detections: 0\n"),
       ElementsAre(
           "2 error patch.enable is missing; expected true or false",
-          "2 error patch.enabel is no known key and has no effect; did you mean 'enable'?",
+          "2 error patch.enabel is not a known key and has no effect; did you mean 'enable'?",
           "4 error patch 0 (counted from 0) '[0, 0, wide, 640]': width is 'wide'; expected a whole "
           "number of pixels",
           "5 error patch 1 (counted from 0) '[1920, 0, 640, 640]' lies outside the frame; expected "
@@ -89,9 +89,9 @@ TEST_F(Check, TakesARootKeyNearOursForASlipAndAnyOtherForSomebodyElses) {
       Of("postproces: {}\ncamera: front\n" + std::string(kWhole), 1920);
   ASSERT_EQ(texts.size(), 3U);
   EXPECT_EQ(texts[0],
-            "1 error postproces is no known key and has no effect; did you mean 'postprocess'?");
+            "1 error postproces is not a known key and has no effect; did you mean 'postprocess'?");
   EXPECT_EQ(texts[1],
-            "2 warning camera is no known key and has no effect; the detector reads patch and "
+            "2 warning camera is not a known key and has no effect; the detector reads patch and "
             "postprocess");
 }
 
@@ -175,14 +175,14 @@ TEST_F(Check, NamesFileAndLineInItsText) {
 TEST_F(Check, IsRefusedAFileThatIsNoYaml) {
   const std::string path = folder_.Write("bad.yaml", "patch: [\n");
   EXPECT_THAT(test::RejectionOf<SetupError>([&] { CheckConfig(path); }),
-              HasSubstr("is no valid YAML"));
+              HasSubstr("is not valid YAML"));
 }
 
 TEST_F(Check, RefusesItsErrorsForARun) {
   const std::string path = folder_.Write("bad.yaml", std::string(kWhole) + "postproces: {}\n");
   EXPECT_EQ(test::RejectionOf<SetupError>([&] { RefuseErrors(path, CheckConfig(path)); }),
             "'" + path +
-                "' line 4: postproces is no known key and has no effect; did you mean "
+                "' line 4: postproces is not a known key and has no effect; did you mean "
                 "'postprocess'?");
   folder_.Write("bad.yaml", std::string(kWhole) + "camera: front\n");
   RefuseErrors(path, CheckConfig(path));  // a warning

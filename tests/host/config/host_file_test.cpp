@@ -52,7 +52,7 @@ TEST_F(HostFileTest, MayBeEmptyOrHaveACommandWithoutLines) {
 
 TEST_F(HostFileTest, MustBeAMapping) {
   EXPECT_EQ(RejectionOf("- model\n"),
-            " line 1: is no mapping; expected lines like 'model: seg.onnx'");
+            " line 1: is not a mapping; expected lines like 'model: seg.onnx'");
 }
 
 TEST_F(HostFileTest, RefusesAKeyThatStandsTwice) {
@@ -81,7 +81,7 @@ TEST_F(HostFileTest, RefusesADetectorsConfiguration) {
 }
 
 TEST_F(HostFileTest, RefusesWhatIsNoYaml) {
-  EXPECT_THAT(RejectionOf("model: [\n"), HasSubstr("is no valid YAML"));
+  EXPECT_THAT(RejectionOf("model: [\n"), HasSubstr("is not valid YAML"));
 }
 
 TEST(BesideHostFile, TakesRelativePathsFromTheFilesFolder) {

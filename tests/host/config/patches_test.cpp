@@ -80,7 +80,7 @@ TEST_F(Patches, OfAFolderAreRefused) {
 
 TEST_F(Patches, OfTextThatIsNoYamlAreRefusedWithTheLine) {
   EXPECT_EQ(RejectionOf("patch:\n  enable: true\n  patches: [[0, 0, 1, 1]\n"),
-            " line 4: is no valid YAML: end of sequence flow not found");
+            " line 4: is not valid YAML: end of sequence flow not found");
 }
 
 TEST_F(Patches, AreMissingInAFileWithoutTheKey) {

@@ -57,9 +57,10 @@ TEST(LogSetting, TellsDefaultsValuesAndSlips) {
   EXPECT_EQ(LogSettingText("SPDLOG_STDOUT", "false"), "false (lines on standard output)");
   EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", "warn"),
             "warn (least level shown; the library by itself takes info)");
-  EXPECT_EQ(LogSettingText("SPDLOG_LEVEL", "wraning"),
-            "'wraning' is none of trace, debug, info, warning, error, critical, so info; did you "
-            "mean 'warning'?");
+  EXPECT_EQ(
+      LogSettingText("SPDLOG_LEVEL", "wraning"),
+      "'wraning' is not one of trace, debug, info, warning, error, critical, so info; did you "
+      "mean 'warning'?");
 }
 
 TEST(Environment, TellsTheLogSettings) {

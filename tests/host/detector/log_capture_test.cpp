@@ -193,8 +193,8 @@ TEST(LogCapture, ShowsTheLinesFromTheVariablesLevelOn) {
 
 TEST(LogCapture, NamesALevelThatIsNoneAndTakesInfo) {
   const std::string told =
-      "dirty_seg: warning: SPDLOG_LEVEL is 'wran', none of trace, debug, info, warning, warn, "
-      "error, err, critical, off; info is taken; did you mean 'warn'?\n";
+      "dirty_seg: warning: SPDLOG_LEVEL is 'wran', not one of trace, debug, info, warning, warn, "
+      "error, err, critical, off; info is used; did you mean 'warn'?\n";
   const std::string shown = std::string(kLevels).substr(std::string(kLevels).find("  2"));
   EXPECT_EQ(RunCapture(std::nullopt, {true, false, ""}, LogAtEveryLevel, "wran").errors,
             told + shown);

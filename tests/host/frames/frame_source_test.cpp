@@ -110,9 +110,9 @@ TEST_F(FrameSourceTest, TellsWhatCannotBeReadAndGoesOn) {
   std::vector<std::string> failures;
   for (const Frame& frame : frames) failures.push_back(frame.failure);
   EXPECT_THAT(failures, ElementsAre("cannot be opened: No such file or directory",
-                                    "is no video that can be read", "there is no /dev/video63",
-                                    "is no camera; expected /dev/video0 or camera:0",
-                                    "is no camera; expected /dev/video0 or camera:0", ""));
+                                    "is not a video that can be read", "there is no /dev/video63",
+                                    "is not a camera; expected /dev/video0 or camera:0",
+                                    "is not a camera; expected /dev/video0 or camera:0", ""));
   EXPECT_EQ(frames[5].input, 5U);
 }
 

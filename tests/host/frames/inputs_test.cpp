@@ -190,7 +190,7 @@ TEST_F(Inputs, ThatAreMissingAreRefusedWithTheCause) {
 TEST_F(Inputs, ThatAreNoPictureAreRefused) {
   const std::string path = folder_.Write("text.png", "no picture at all");
   EXPECT_EQ(test::RejectionOf<InputError>([&] { ReadPicture(path); }),
-            "is no picture that can be read");
+            "is not a picture that can be read");
 }
 
 TEST_F(Inputs, ThatAreCutShortAreRefused) {
@@ -198,7 +198,7 @@ TEST_F(Inputs, ThatAreCutShortAreRefused) {
       test::WritePicture(folder_ / "whole.png", test::Plain(test::kFrame, test::kRedPixel));
   const std::string path = folder_.Write("cut.png", test::ReadFile(whole).substr(0, 1000));
   EXPECT_THAT(test::RejectionOf<InputError>([&] { ReadPicture(path); }),
-              testing::StartsWith("is no picture that can be read"));
+              testing::StartsWith("is not a picture that can be read"));
 }
 
 // The decoder fills the rest with grey and calls it a picture.
@@ -224,7 +224,8 @@ TEST_F(Inputs, ThatTheirDecoderComplainsOfAreReadWithAWarning) {
                 "': Corrupt JPEG data: 5 extraneous bytes before marker 0xdb\n");
 }
 
-// ---- What is no file ----------------------------------------------------------------------------
+// ---- What is not a file
+// ----------------------------------------------------------------------------
 
 TEST(RequireFile, RefusesASocket) {
   const test::TemporaryFolder folder;

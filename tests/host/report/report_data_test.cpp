@@ -349,7 +349,7 @@ TEST(ReadRunFacts, NamesASummaryThatIsNoneAndDoesWithoutIt) {
     EXPECT_FALSE(ReadRunFacts(folder.path()).has_value()) << text;
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("dirty_seg: warning: '" + (folder / "summary.json") +
-                          "' is no summary that 'dirty_seg detect' wrote, and is left out: "));
+                          "' is not a summary that 'dirty_seg detect' wrote, and is left out: "));
   }
 }
 

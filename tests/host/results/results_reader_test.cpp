@@ -173,9 +173,9 @@ TEST_F(ReadResultsTest, SaysWhichFileIsMissing) {
 
 TEST_F(ReadResultsTest, RefusesALineThatIsNoObject) {
   EXPECT_EQ(RefusalOf("{\"source\": \n"),
-            "is no valid JSON near character 12; expected one object a line");
+            "is not valid JSON near character 12; expected one object a line");
   EXPECT_EQ(RefusalOf("\xff\xd8\xff"),
-            "is no valid JSON near character 1; expected one object a line");
+            "is not valid JSON near character 1; expected one object a line");
   EXPECT_EQ(RefusalOf("[1, 2]"), "is [1,2]; expected one object a line");
   EXPECT_EQ(RefusalOf("[1e999]"), "has a number that is too large");
   EXPECT_EQ(RefusalOf(std::string(100000, '[')), "has more than 16 levels");

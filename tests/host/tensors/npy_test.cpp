@@ -81,9 +81,9 @@ TEST_F(Npy, ReadsWhatOthersWrite) {
 TEST_F(Npy, RefusesAnotherBeginning) {
   EXPECT_EQ(RefusalOfFile(folder_ / "gone.npy"), "cannot be opened: No such file or directory");
   EXPECT_EQ(RefusalOfFile(folder_.Write("e.npy", "")),
-            "is no NumPy file: it does not begin with \\x93NUMPY");
+            "is not a NumPy file: it does not begin with \\x93NUMPY");
   EXPECT_EQ(RefusalOfFile(folder_.Write("e.npy", "NUMPY\x93, nearly")),
-            "is no NumPy file: it does not begin with \\x93NUMPY");
+            "is not a NumPy file: it does not begin with \\x93NUMPY");
   EXPECT_EQ(RefusalOfFile(File("{}", 0, std::string("\x02\x00", 2))),
             "is of format version 2.0; expected 1.0");
 }

@@ -5,7 +5,7 @@
 const data = JSON.parse(document.getElementById('data').textContent);
 const frames = data.frames;
 
-// In the place of a score that is no number: less than any that is one.
+// In the place of a score that is not a number: less than any that is one.
 const kNoScore = {toFixed: () => 'no score', valueOf: () => -1};
 for (const frame of frames) frame.scores = frame.scores.map((score) => score ?? kNoScore);
 
