@@ -1,4 +1,5 @@
-// What the decoder met that is no number to decode. An addition of the bundled engine.
+// Counts of not-a-number and infinite values that the decoder met. An addition of the bundled
+// engine.
 #pragma once
 
 #include <cstdint>

@@ -43,7 +43,7 @@ std::optional<std::string> BytesOfBase64(std::string_view text) {
   }
   const std::size_t padding = text.size() - (text.find_last_not_of('=') + 1);
   bytes.resize(bytes.size() - std::min({padding, bytes.size(), kBytes - 1}));
-  // Whatever is not in the alphabet, or too much, comes out another.
+  // A text with characters outside the alphabet, or too many, does not encode back to itself.
   if (Base64(bytes) != text) return std::nullopt;
   return std::string(bytes.begin(), bytes.end());
 }

@@ -1,4 +1,4 @@
-// Bytes as text.
+// Encodes and decodes Base64.
 #pragma once
 
 #include <optional>
@@ -11,7 +11,7 @@ namespace dirty_seg {
 /// Base 64 of RFC 4648, section 4, with padding and without line breaks.
 std::string Base64(const std::vector<unsigned char>& bytes);
 
-/// What such a text stands for; nothing for any other text.
+/// Decodes such a text; nothing for any other.
 std::optional<std::string> BytesOfBase64(std::string_view text);
 
 }  // namespace dirty_seg

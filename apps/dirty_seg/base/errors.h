@@ -1,4 +1,4 @@
-// How the host program's pieces say that they cannot go on.
+// Exceptions of the host program, and its exit status.
 #pragma once
 
 #include <stdexcept>
@@ -14,7 +14,7 @@ class SetupError : public std::runtime_error {
 };
 
 /// The engine cannot read a network file. `what()` is a sentence that leads to the engine's own
-/// words, which are told before it.
+/// words, which are printed before it.
 class NetworkError : public SetupError {
  public:
   NetworkError(const std::string& text, std::string cause)
@@ -27,7 +27,7 @@ class NetworkError : public SetupError {
   std::string cause_;
 };
 
-/// One input failed, the others are not concerned. Exit status 1.
+/// One input failed; the others are unaffected. Exit status 1.
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -40,7 +40,7 @@ class OutputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// What the program ends with.
+/// Exit status of the program.
 enum ExitStatus : int {
   kAllDone = 0,
   kSomeInputFailed = 1,

@@ -1,4 +1,4 @@
-// Rectangles and sizes of pixels as JSON has them.
+// Pixel rectangles and sizes as JSON.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>

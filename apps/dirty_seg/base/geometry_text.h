@@ -1,4 +1,4 @@
-// Sizes and rectangles of pixels as messages show them.
+// Pixel sizes and rectangles as text.
 #pragma once
 
 #include <fmt/format.h>

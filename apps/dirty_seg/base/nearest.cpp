@@ -9,7 +9,7 @@
 namespace dirty_seg {
 namespace {
 
-// What a slip of that many letters may cost.
+// Maximum edit distance for a typo in a word of that length.
 int Tolerance(std::size_t length) {
   if (length < 4) return 1;
   return std::max(2, static_cast<int>(length / 3));
@@ -18,7 +18,7 @@ int Tolerance(std::size_t length) {
 }  // namespace
 
 int EditDistance(std::string_view from, std::string_view to) {
-  // Costs of making the first j letters of `to` of the first i - 2, i - 1 and i of `from`.
+  // Cost of turning the first i - 2, i - 1 and i letters of `from` into the first j of `to`.
   std::array<std::vector<int>, 3> rows;
   for (std::vector<int>& row : rows) row.resize(to.size() + 1);
   for (std::size_t j = 0; j <= to.size(); ++j) rows[2][j] = static_cast<int>(j);

@@ -1,4 +1,4 @@
-// Which word somebody meant who wrote another.
+// Did-you-mean suggestions.
 #pragma once
 
 #include <optional>
@@ -8,16 +8,17 @@
 
 namespace dirty_seg {
 
-/// Least number of letters inserted, left out, exchanged, or swapped with their neighbour that
-/// makes `to` of `from`; no letter is changed twice.
+/// Minimum number of letters to insert, delete, replace, or swap with their neighbour to turn
+/// `from` into `to`; no letter is changed twice.
 int EditDistance(std::string_view from, std::string_view to);
 
-/// That of `words` which is nearest to `word` where one is near enough to be a slip: a third of the
-/// letters, two at the least for words of four and more. The first among equals. A word that begins
-/// with `word`, three letters or more of it, counts as near too.
+/// The one of `words` that is nearest to `word`, if it is near enough for a typo: a third of the
+/// letters, but at least one, and two in words of four letters and more. The first of several
+/// equally near. A word that begins with `word` counts as near too if `word` has three letters or
+/// more.
 std::optional<std::string> Nearest(std::string_view word, const std::vector<std::string>& words);
 
-/// "did you mean 'WORD'?", or nothing where no word is near.
+/// "did you mean 'WORD'?", or empty if no word is near.
 std::string NearestHint(std::string_view word, const std::vector<std::string>& words);
 
 /// The same as the end of a sentence: "; did you mean 'WORD'?".

@@ -9,7 +9,7 @@
 namespace dirty_seg {
 namespace {
 
-// Length of the character that `text` begins with; 0 where it is none that may be shown.
+// Length of the first character of `text`; 0 if it must be escaped.
 std::size_t ShownLength(std::string_view text) {
   const std::size_t length = CharacterLength(text);
   return length > 0 && IsControl(text.substr(0, length)) ? 0 : length;

@@ -1,11 +1,11 @@
-// Time that passes for the user.
+// Elapsed wall-clock time.
 #pragma once
 
 #include <chrono>
 
 namespace dirty_seg {
 
-/// Runs from its construction.
+/// Starts at construction.
 class Stopwatch {
  public:
   double Milliseconds() const {

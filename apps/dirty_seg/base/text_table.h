@@ -1,4 +1,4 @@
-// Columns for a person to read.
+// Plain-text tables.
 #pragma once
 
 #include <string>
@@ -6,12 +6,12 @@
 
 namespace dirty_seg {
 
-/// `value` with so many digits behind the point.
+/// `value` with that many digits after the decimal point.
 std::string Fixed(double value, int decimals);
 
-/// One line a row, each cell as wide as its column's widest, the first column flush left and the
-/// others flush right, two blanks between. Bytes of UTF-8 that continue a character take no room. A
-/// row may have fewer cells than others. Cells are made printable (printable.h).
+/// One line per row, each column as wide as its widest cell, the first aligned left and the others
+/// right, two spaces between. Widths count characters of UTF-8, not bytes. A row may have fewer
+/// cells than others. Cells are made printable (printable.h).
 std::string FormatTable(std::vector<std::vector<std::string>> rows);
 
 }  // namespace dirty_seg

@@ -7,8 +7,8 @@ unsigned char Byte(std::string_view text, std::size_t i) {
   return static_cast<unsigned char>(text[i]);
 }
 
-// Whether the second byte goes with the first: no character has two forms, none is half of a
-// surrogate pair, none is beyond U+10FFFF.
+// Whether the second byte may follow the first: rejects overlong forms, surrogates, and what is
+// beyond U+10FFFF.
 bool IsSecondOf(unsigned char first, unsigned char second) {
   if (first == 0xe0) return second >= 0xa0 && second <= 0xbf;
   if (first == 0xed) return second >= 0x80 && second <= 0x9f;

@@ -1,4 +1,4 @@
-// Characters in bytes that may be UTF-8.
+// Validation of UTF-8.
 #pragma once
 
 #include <cstddef>
@@ -6,14 +6,14 @@
 
 namespace dirty_seg {
 
-/// Bytes of the character that the text, which is not empty, begins with; 0 where that is not
+/// Length in bytes of the first character of `text`, which is not empty; 0 if it is not valid
 /// UTF-8.
 std::size_t CharacterLength(std::string_view text);
 
 bool IsUtf8(std::string_view text);
 
-/// Whether the character, which is UTF-8, is one of U+0000 to U+001F or U+007F to U+009F, which
-/// terminals act on.
+/// Whether the character, which is valid UTF-8, is one of U+0000 to U+001F or U+007F to U+009F,
+/// which terminals act on.
 bool IsControl(std::string_view character);
 
 }  // namespace dirty_seg

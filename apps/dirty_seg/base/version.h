@@ -1,4 +1,4 @@
-// Which release the program is.
+// Version of the program.
 #pragma once
 
 namespace dirty_seg {

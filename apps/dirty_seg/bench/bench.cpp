@@ -15,11 +15,11 @@
 namespace dirty_seg {
 namespace {
 
-// Runs of the process that measures memory: the second takes buffers up again, a third shows that
-// nothing more is taken.
+// Runs of the process that measures memory: the second reuses buffers, the third shows that no more
+// memory is taken.
 constexpr int kMemoryRuns = 3;
 
-// The inputs from their beginning on. `list` outlives the source.
+// Opens the inputs from the start. `list` outlives the source.
 FrameSource Open(const BenchInputs& inputs, std::istream& list) {
   return FrameSource(InputQueue(inputs.arguments, inputs.options, list), inputs.choice);
 }
@@ -32,7 +32,7 @@ std::shared_ptr<cv::Mat> ReadFirst(const BenchInputs& inputs) {
     try {
       return PlaceInFrame(frame->picture, FitToFrame(frame->picture->size(), inputs.fit));
     } catch (const InputError&) {
-      continue;  // told when its turn comes
+      continue;  // reported when its turn comes
     }
   }
   throw InputError("there is no frame to measure with");
@@ -86,7 +86,7 @@ class Bench {
     }
   }
 
-  // `left` are the frames behind this one, where their number is known.
+  // `left` is the number of frames after this one, if known.
   void Measure(const Frame& frame, std::optional<std::int64_t> left) {
     try {
       if (!frame.failure.empty()) throw InputError(frame.failure);
@@ -117,7 +117,7 @@ class Bench {
     }
     if (Interruption::Happened()) return false;
     CompareOn(picture);
-    // Kept apart until the frame has gone through: one that fails leaves no times.
+    // Kept apart until the frame has succeeded: one that fails leaves no times.
     Outcomes outcomes(runners_.size());
     for (int round = 0; round < plan_.rounds && !Interruption::Happened(); ++round) {
       RunRound(picture, outcomes);
@@ -141,7 +141,7 @@ class Bench {
     }
   }
 
-  // Within a frame too, whose rounds can take long.
+  // Also within a frame, whose rounds can take long.
   void TellProgress(bool is_frame_done) {
     if (progress_ == nullptr) return;
     const auto before = static_cast<std::int64_t>(result_.frames);
@@ -149,7 +149,7 @@ class Bench {
                       left_ ? std::optional(before + 1 + *left_) : std::nullopt);
   }
 
-  // Without measuring, since both results have to be there at once.
+  // Not measured, since both results must be in memory at once.
   void CompareOn(const std::shared_ptr<cv::Mat>& picture) {
     if (runners_.size() < 2) return;
     const FrameOutcome a = runners_[0]->Run(picture);
@@ -163,8 +163,8 @@ class Bench {
   std::vector<std::unique_ptr<Runner>> runners_;
   int warmed_up_ = 0;
   std::size_t turn_ = 0;
-  std::optional<std::int64_t> left_;  // frames behind that in hand
-  FrameDifference difference_;        // of that in hand
+  std::optional<std::int64_t> left_;  // frames after the current one
+  FrameDifference difference_;        // of the current frame
   BenchResult result_;
 };
 

@@ -23,14 +23,14 @@ namespace dirty_seg {
 inline constexpr std::array<const char*, 5> kBenchStages{"preprocess", "inference", "postprocess",
                                                          "convert", "total"};
 
-/// What was measured of one side.
+/// Measurements of one side.
 struct BenchSide {
   DetectorOptions options;
   /// Milliseconds of every measured run, by stage.
   std::map<std::string, std::vector<double>> times;
-  /// Of the frames measured, those in which the network gave numbers that are not finite.
+  /// Measured frames in which the network gave numbers that are not finite.
   std::size_t non_finite_frames = 0;
-  /// Of a process that does this side alone, in bytes; nothing where it could not be measured.
+  /// In bytes, of a process that runs this side alone; nothing if it could not be measured.
   std::optional<std::int64_t> peak_memory;
 };
 
@@ -41,7 +41,7 @@ struct BenchPlan {
   int warmup = 2;
 };
 
-/// Where the frames come from; to be opened more than once.
+/// Where the frames come from. Opened more than once.
 struct BenchInputs {
   std::vector<std::string> arguments;
   InputOptions options;
@@ -56,10 +56,9 @@ struct BenchResult {
   std::size_t frames = 0;
   /// Frames, and inputs that gave none.
   std::size_t failed = 0;
-  /// An Interruption ended it before its time; the last frame can have fewer rounds than the
-  /// others.
+  /// An Interruption ended it early; the last frame can have fewer rounds than the others.
   bool interrupted = false;
-  /// Of two sides: the second's results from the first's, each frame once.
+  /// With two sides: differences of the second's results from the first's, each frame once.
   DifferenceTotals differences;
 };
 
@@ -69,14 +68,14 @@ std::vector<std::optional<std::int64_t>> MeasurePeakMemory(const BenchPlan& plan
                                                            const BenchInputs& inputs);
 
 /// Reads each frame once and runs every side on it `rounds` times; of two sides, A goes first in
-/// one round and B in the next, after one run of each that is compared and not measured. What
-/// cannot be read, and a frame that a side fails on, is told on standard error and counts as
-/// failed. An Interruption ends it with the round in hand. `progress` may be null. Throws
+/// one round and B in the next, after one run of each that is compared and not measured. An input
+/// that cannot be read, and a frame that a side fails on, is reported on standard error and counted
+/// as failed. An Interruption ends it after the current round. `progress` may be null. Throws
 /// SetupError when a side cannot be set up.
 BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCapture& log,
                      Progress* progress);
 
-/// What is compared of one frame's outcome. The masks are shared.
+/// The parts of one frame's outcome that are compared. The masks are shared.
 Findings FindingsOf(const FrameOutcome& outcome);
 
 }  // namespace dirty_seg

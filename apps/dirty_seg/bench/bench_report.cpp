@@ -21,14 +21,14 @@ constexpr const char* kSideNames = "AB";
 
 std::string SideName(std::size_t side) { return {kSideNames[side]}; }
 
-// Nothing of a stage that was not measured.
+// Nothing for a stage that was not measured.
 std::optional<Distribution> TimesOf(const BenchSide& side, const std::string& stage) {
   const auto times = side.times.find(stage);
   if (times == side.times.end() || times->second.empty()) return std::nullopt;
   return Summarise(times->second);
 }
 
-// One frame after the other; the pictures are read already.
+// Frames one after the other, without reading the pictures.
 double FramesPerSecond(const BenchSide& side) {
   const Distribution total = Summarise(side.times.at("total"));
   return total.mean > 0.0 ? 1000.0 / total.mean : 0.0;
@@ -37,11 +37,11 @@ double FramesPerSecond(const BenchSide& side) {
 struct Medians {
   double a;
   double b;
-  // Nothing where A took no time that the clock tells.
+  // Nothing if A took no measurable time.
   std::optional<double> Ratio() const { return a > 0.0 ? std::optional(b / a) : std::nullopt; }
 };
 
-// Nothing of one side, or of a stage that was not measured.
+// Nothing for one side alone, or for a stage that was not measured.
 std::optional<Medians> MediansOf(const BenchResult& result, const std::string& stage) {
   if (result.sides.size() < 2) return std::nullopt;
   const std::optional<Distribution> a = TimesOf(result.sides[0], stage);
@@ -91,7 +91,7 @@ std::string SidesTable(const BenchResult& result) {
   return FormatTable(rows);
 }
 
-// Nothing where all numbers were finite.
+// Empty if all numbers were finite.
 std::string NonFiniteText(const BenchResult& result) {
   std::string text;
   for (std::size_t i = 0; i < result.sides.size(); ++i) {

@@ -1,4 +1,4 @@
-// What a measurement comes to, to read and as JSON.
+// Report of a measurement, as text and as JSON.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -8,8 +8,8 @@
 
 namespace dirty_seg {
 
-/// Times with their tails, frames a second, peak memory; of two sides also the ratio of their
-/// medians and how far their results differ. `result` has a frame.
+/// Times with percentiles, frames per second, peak memory; of two sides also the ratio of their
+/// medians and how far their results differ. `result` has at least one frame.
 std::string BenchText(const BenchPlan& plan, const BenchResult& result);
 
 /// The same, with `program` as the program's name and version.

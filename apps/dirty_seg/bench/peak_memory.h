@@ -1,4 +1,4 @@
-// What a piece of work needs of the memory.
+// Peak memory of a piece of work.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +7,10 @@
 
 namespace dirty_seg {
 
-/// Does `work` in a process of its own, whose output is thrown away, and returns the most memory in
-/// bytes that was resident there, that of the program itself included. Nothing when the work threw
-/// or was ended. The peak of one process cannot be told apart by what was done in it; hence another
-/// for each measurement. Call it before this process has started a thread.
+/// Runs `work` in a child process, whose output is discarded, and returns the peak of its resident
+/// memory in bytes, the program itself included. Nothing if the work threw or was killed. A process
+/// has one peak for all that it does; hence a new one for each measurement. Call it before this
+/// process has started a thread.
 std::optional<std::int64_t> PeakMemoryOf(const std::function<void()>& work);
 
 }  // namespace dirty_seg

@@ -1,4 +1,4 @@
-// How far what was found in a frame once differs from what was found in it another time.
+// Differences between two results of the same frame.
 #pragma once
 
 #include <cstddef>
@@ -14,13 +14,13 @@
 
 namespace dirty_seg {
 
-/// One result of one frame, as far as it is compared.
+/// The compared parts of one result of one frame.
 struct Findings {
   bool success = true;
   std::vector<Detection> detections;
   /// By label.
   std::map<int, cv::Mat> masks;
-  /// What the classifier said, by index of the detection.
+  /// The classifier's verdicts, by index of the detection.
   std::map<std::size_t, std::string> verdicts;
 };
 
@@ -33,12 +33,12 @@ struct VerdictChange {
 };
 
 struct FrameDifference {
-  /// One succeeded, the other did not.
+  /// One result succeeded, the other did not.
   bool success_changed = false;
   Matching matching;
-  /// By label; a label that one result alone has a mask of shares nothing, 0.
+  /// By label; 0 for a label that only one result has a mask of.
   std::map<int, double> mask_ious;
-  /// Detections that are the same thing and candidates in both, and those of them that changed.
+  /// Paired detections with a verdict in both, and those whose verdicts differ.
   std::size_t verdicts = 0;
   std::vector<VerdictChange> verdict_changes;
 
@@ -46,24 +46,24 @@ struct FrameDifference {
   std::size_t Unmatched() const;
 };
 
-/// Of findings whose verdicts are all told: one of label 19 without a verdict is the network's own
-/// class 19, and gets the verdict "native", so that it does not count as the same as a confirmed
-/// one.
+/// For findings whose verdicts are all known: a detection of label 19 without a verdict is the
+/// network's own class 19, and gets the verdict "native", so that it does not count as equal to a
+/// confirmed one.
 void TellNative(Findings& findings);
 
 FrameDifference CompareFindings(const Findings& a, const Findings& b);
 
-/// Of values of one kind.
+/// Spread of values of one kind.
 struct Spread {
   double mean = 0.0;
   double worst = 0.0;
 };
 
-/// Nothing of no values. The worst is the greatest, or the least.
+/// Nothing for no values. The worst is the maximum, or the minimum.
 std::optional<Spread> SpreadToGreatest(const std::vector<double>& values);
 std::optional<Spread> SpreadToLeast(const std::vector<double>& values);
 
-/// Of one frame or many.
+/// Differences of one frame or many, added up.
 struct DifferenceTotals {
   std::size_t frames = 0;
   std::size_t success_changes = 0;
@@ -73,7 +73,7 @@ struct DifferenceTotals {
   std::size_t only_in_b = 0;
   std::size_t verdicts = 0;
   std::size_t verdict_changes = 0;
-  /// Of the matched detections: pixels, and score.
+  /// For each matched detection: pixels, and score.
   std::vector<double> box_distances;
   std::vector<double> score_differences;
   std::map<int, std::vector<double>> mask_ious;
@@ -86,14 +86,14 @@ struct DifferenceTotals {
 
 DifferenceTotals TotalsOf(const FrameDifference& frame);
 
-/// Mean and worst, or null of nothing.
+/// Mean and worst, or null for nothing.
 nlohmann::ordered_json ToJson(const std::optional<Spread>& spread);
 nlohmann::ordered_json ToJson(const DifferenceTotals& totals);
 
-/// Mean and worst to read, or "-" of nothing.
+/// Mean and worst as text, or "-" for nothing.
 std::string SpreadText(const std::optional<Spread>& spread, int decimals);
 
-/// Some lines to read.
+/// Several lines of text.
 std::string TotalsText(const DifferenceTotals& totals);
 
 }  // namespace dirty_seg

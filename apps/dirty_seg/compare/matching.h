@@ -1,4 +1,4 @@
-// Which detection of one result is which of another, and how far the two are apart.
+// Pairs the detections of two results.
 #pragma once
 
 #include <cstddef>
@@ -9,14 +9,14 @@
 
 namespace dirty_seg {
 
-/// Boxes that overlap by less than this are not the same thing.
+/// Boxes that overlap by less than this are not a pair.
 inline constexpr double kLeastOverlap = 0.5;
 
 /// Detection `a` of the first result and `b` of the second.
 struct DetectionPair {
   std::size_t a = 0;
   std::size_t b = 0;
-  /// Greatest distance of two coordinates that belong together, in pixels.
+  /// Largest difference between corresponding coordinates, in pixels.
   double box_distance = 0.0;
   /// Not below 0. Not-a-number is equal to itself, and infinitely far from any number.
   double score_difference = 0.0;

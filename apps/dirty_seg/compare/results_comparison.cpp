@@ -33,7 +33,7 @@ Frames PointersTo(const std::vector<StoredFrame>& frames) {
   return pointers;
 }
 
-// Moves the frames of one key out of both lists into pairs.
+// Moves frames with equal keys from both lists into pairs.
 void PairBy(const std::function<std::string(const StoredFrame&)>& name, Frames& a, Frames& b,
             std::vector<FramePair>& pairs) {
   std::multimap<Key, const StoredFrame*> waiting;  // keeps the order of equal keys
@@ -59,7 +59,7 @@ void PairBy(const std::function<std::string(const StoredFrame&)>& name, Frames& 
           b.end());
 }
 
-// The same picture, placed in the frame in two ways: what is found has the picture in common.
+// The same picture, placed in the frame in two ways: they are compared in its own pixels.
 bool LieOtherwise(const StoredFrame& a, const StoredFrame& b) {
   return a.fit && b.fit && a.fit->picture == b.fit->picture && a.fit->placed != b.fit->placed;
 }
@@ -152,7 +152,8 @@ std::string WorstText(const std::optional<Spread>& spread, int decimals) {
   return spread ? Fixed(spread->worst, decimals) : "-";
 }
 
-// A file's name, its end where it is long, and the number of a frame that is not the first.
+// The file name, shortened at the front if it is long, and the number of a frame that is not the
+// first.
 std::string ShortName(const StoredFrame& frame) {
   std::string name = FileName(frame);
   if (name.size() > kMostName) {

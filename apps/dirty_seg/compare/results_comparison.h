@@ -1,4 +1,4 @@
-// Two runs over the same frames, side by side.
+// Compares two runs over the same frames.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -31,12 +31,12 @@ struct ResultsComparison {
 ResultsComparison CompareResults(const Results& a, const Results& b);
 ResultsComparison CompareResults(Results&& a, Results&& b) = delete;
 
-/// "'floor.png'", with the number of the frame behind it where that is not 0.
+/// "'floor.png'", followed by the frame number if it is not 0.
 std::string FrameText(const StoredFrame& frame);
 
 nlohmann::ordered_json ToJson(const ResultsComparison& comparison);
 
-/// A table of frames with the worst of each, then all together.
+/// A table of frames with the worst of each, then the totals.
 std::string ComparisonText(const ResultsComparison& comparison);
 
 }  // namespace dirty_seg

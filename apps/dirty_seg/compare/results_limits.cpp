@@ -49,7 +49,7 @@ Worst WorstMask(const ResultsComparison& comparison) {
   });
 }
 
-// Those of frames that only one result has are unmatched too.
+// Detections of frames that only one result has are unmatched too.
 std::size_t CountUnmatched(const ResultsComparison& comparison) {
   std::size_t count = 0;
   for (const ComparedFrame& frame : comparison.frames) count += frame.difference.Unmatched();

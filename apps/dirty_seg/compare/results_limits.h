@@ -1,4 +1,4 @@
-// How far two results may differ.
+// Limits on how far two results may differ.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 namespace dirty_seg {
 
-/// What a comparison must keep to; nothing is no limit.
+/// Limits of a comparison; an empty one does not apply.
 struct ResultsLimits {
   std::optional<double> max_box_distance;
   std::optional<double> max_score_difference;
@@ -20,8 +20,8 @@ struct ResultsLimits {
   bool Any() const;
 };
 
-/// What is beyond the limits, each with the option, the frame and the value. With any limit, frames
-/// that only one result has, or that succeeded in one alone, are beyond it too.
+/// A message for each limit that is exceeded, with the option, the frame and the value. With any
+/// limit, frames that only one result has, or that succeeded in one alone, count too.
 std::vector<std::string> FindExcesses(const ResultsComparison& comparison,
                                       const ResultsLimits& limits);
 

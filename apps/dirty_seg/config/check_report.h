@@ -1,4 +1,4 @@
-// What a check of a configuration file found, for programs.
+// Result of a configuration check as JSON.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -8,8 +8,8 @@
 
 namespace dirty_seg {
 
-/// The findings in their order, the patches and how each fills the network's square, and what of
-/// the frame they cover. `path` is that of the file.
+/// The findings in their order, the patches and how each fills the network's square, and how much
+/// of the frame they cover. `path` is the path of the file.
 nlohmann::ordered_json ToJson(const std::string& path, const ConfigCheck& check);
 
 }  // namespace dirty_seg

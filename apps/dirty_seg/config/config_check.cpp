@@ -27,7 +27,7 @@ constexpr std::size_t kMostGaps = 4;
 
 std::string Percent(double share) { return fmt::format("{:.1f} %", 100.0 * share); }
 
-// Where something is.
+// Place in the file.
 struct Place {
   int line = 0;
   std::string key;
@@ -53,7 +53,7 @@ std::vector<std::string> PostprocessNames() {
   return names;
 }
 
-// The file may serve others too, so a key that is near none of ours may be theirs.
+// Other programs may read the file too, so a key unlike any of ours may be theirs.
 void CheckRootKeys(const YAML::Node& root, Findings& findings) {
   if (!root.IsMap()) return;
   const std::vector<std::string> known{"patch", "postprocess"};
@@ -110,8 +110,8 @@ std::string Suggestions(const cv::Rect& patch, int side) {
   return sizes.empty() ? "" : "near it, these do not: " + Join(sizes, SizeText);
 }
 
-// What `init` would lay out for the batch is not to be bettered by editing a file that looks at the
-// whole frame.
+// If the patches cover the whole frame, the limits allow what `init` would lay out for the batch:
+// editing the file could not improve on that.
 FitLimits LimitsFor(int side, std::optional<int> batch, const Coverage& coverage) {
   const FitLimits limits = kUsualFitLimits;
   if (!batch || !coverage.gaps.empty()) return limits;
@@ -161,7 +161,7 @@ void CheckPatch(const ListedPatch& patch, int side, const FitLimits& limits, Fin
   }
 }
 
-// Each with the earlier one that it shares most with.
+// Warns about each patch and the earlier one that it shares most with.
 void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
   for (std::size_t j = 1; j < patches.size(); ++j) {
     const cv::Rect second = Clipped(patches[j]);

@@ -1,4 +1,4 @@
-// Everything that can be said of a configuration file before a frame is looked at.
+// Checks a configuration file before a frame is processed.
 #pragma once
 
 #include <optional>
@@ -13,33 +13,33 @@ namespace dirty_seg {
 struct ConfigCheck {
   /// By line; the file as a whole first.
   std::vector<Finding> findings;
-  /// Those that are as they should be.
+  /// The valid ones.
   std::vector<ListedPatch> patches;
   Coverage coverage;
-  int side = 0;  // of the network's input, once it has been looked at
+  int side = 0;  // of the network's input; 0 before CheckFit
 
   std::size_t Count(Finding::Kind kind) const;
 };
 
-/// The patch without what of it lies outside the frame.
+/// The patch, clipped to the frame.
 cv::Rect Clipped(const ListedPatch& patch);
 
-/// Of everything that needs no network. Errors: keys and values that have no effect or that the
-/// detector would refuse or fail over. Warnings: gaps, patches that lie on each other. Throws
-/// SetupError for a file that cannot be opened or is no YAML.
+/// Checks everything that needs no network. Errors: keys and values that have no effect or that the
+/// detector would refuse or fail on. Warnings: gaps, patches that overlap too much. Throws
+/// SetupError for a file that cannot be opened or is not YAML.
 ConfigCheck CheckConfig(const std::string& path);
 
-/// What the network's input makes of the patches. An error: one of which nothing is left. Warnings:
-/// those that are clipped, come out short of the network's square of `side` pixels, or waste it. A
-/// network of a fixed `batch` has only so many patches to see the frame with: where they see all of
-/// it, what no grid can better is not warned of.
+/// Checks how the patches fit the network's square input of `side` pixels. Error: a patch of which
+/// nothing is left. Warnings: patches that are clipped, come out short of the square, or waste it.
+/// A fixed `batch` limits the number of patches: if they cover the whole frame, there is no warning
+/// about waste that no grid of so many patches could avoid.
 void CheckFit(int side, std::optional<int> batch, ConfigCheck& check);
 
-/// Throws SetupError where there are errors, naming file, line and what would be right. Of several,
-/// each is told before, on a line of its own.
+/// Throws SetupError if there are errors, naming file, line and what would be right. If there are
+/// several, each is printed first, on a line of its own.
 void RefuseErrors(const std::string& path, const ConfigCheck& check);
 
-/// A line a finding, "PATH:3: error: TEXT", and a last one that sums up.
+/// One line per finding, "PATH:3: error: TEXT", and a summary line.
 std::string CheckText(const std::string& path, const ConfigCheck& check);
 
 }  // namespace dirty_seg

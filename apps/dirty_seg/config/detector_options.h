@@ -1,4 +1,4 @@
-// What a person says of a detector.
+// Options of a detector, as the user gives them.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The file in which a person keeps what the flags would say.
+// The host file: options of the command line, kept in a file.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ struct HostEntry {
   int line = 0;
 };
 
-/// What one command alone is told.
+/// Options for one command only.
 struct HostSection {
   std::string command;
   int line = 0;
@@ -22,18 +22,17 @@ struct HostSection {
 
 struct HostFile {
   std::string path;
-  /// Of every command that has such an option.
+  /// For every command that has such an option.
   std::vector<HostEntry> shared;
   std::vector<HostSection> sections;
 };
 
-/// A mapping of options to a value or a list of values, and of commands to such mappings. Whether
-/// there are such options and commands is not looked at. Throws SetupError, naming file and line,
-/// for a file that cannot be opened, is no YAML or anything but that, and for a key that stands
-/// twice.
+/// Reads a mapping of options to a value or a list of values, and of commands to such mappings.
+/// Does not check that these options and commands exist. Throws SetupError, naming file and line,
+/// for a file that cannot be opened, is not YAML or not such a mapping, and for a repeated key.
 HostFile ReadHostFile(const std::string& path);
 
-/// The path as seen from the host file's folder.
+/// Resolves `path` against the host file's folder.
 std::string BesideHostFile(const std::string& host_path, const std::string& path);
 
 }  // namespace dirty_seg

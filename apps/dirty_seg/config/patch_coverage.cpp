@@ -79,7 +79,7 @@ class CellCounts {
   cv::Mat counts_;
 };
 
-// Gaps of one row after another; one that goes on below as wide as it was is made longer.
+// Collects gaps row by row; one that continues in the next row with the same width is extended.
 class GapList {
  public:
   void Add(const cv::Rect& gap) {

@@ -1,4 +1,4 @@
-// Which part of the frame is looked at.
+// Which part of the frame the patches cover.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -14,7 +14,7 @@ struct Coverage {
   double repeated_share = 0.0;  // in more than one patch
 };
 
-/// Of the 1920 x 1080 frame; what of a patch lies outside does not count.
+/// Coverage of the 1920 x 1080 frame; parts of patches outside it do not count.
 Coverage CoverFrame(const std::vector<cv::Rect>& patches);
 
 }  // namespace dirty_seg

@@ -14,7 +14,7 @@ struct PatchFit {
   bool is_whole = true;  // false: other than the network's square, so that rows run into each other
 };
 
-/// Beyond which a patch wastes the network's input.
+/// Limits beyond which a patch wastes the network's input.
 struct FitLimits {
   double grey = 0.0;
   double shrunk = 0.0;
@@ -24,12 +24,12 @@ inline constexpr FitLimits kUsualFitLimits{0.25, 2.0, 2.0};
 
 bool IsWithin(const PatchFit& fit, const FitLimits& limits);
 
-/// Of a patch of that size, clipped to the frame already, on a network with an input of `side`
+/// Fits a patch of that size, already clipped to the frame, to a network with an input of `side`
 /// pixels. The arithmetic is the detector's own.
 PatchFit FitPatch(const cv::Size& patch, int side);
 
 /// Sizes near `patch` that fill the square whole, nearest first and at most two, neither side more
-/// than 64 pixels away or greater than that of `most`.
+/// than 64 pixels away or larger than that of `most`.
 std::vector<cv::Size> NearestWholeSizes(const cv::Size& patch, int side, const cv::Size& most);
 
 /// The smallest such size, by the sum of its sides, that is nowhere smaller than `least`; empty

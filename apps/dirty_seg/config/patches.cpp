@@ -14,7 +14,7 @@ namespace geometry = nuvik::geometry;
 constexpr const char* kExample =
     "expected 'patch: {enable: true, patches: [[x, y, width, height], ...]}'";
 
-// Reads a patch list, and notes what is wrong with it.
+// Reads a patch list, and records what is wrong with it.
 class Reader {
  public:
   explicit Reader(std::vector<Finding>& findings) : findings_(findings) {}
@@ -34,7 +34,7 @@ class Reader {
     findings_.push_back({Finding::Kind::kError, line, text, advice, key});
   }
 
-  // Undefined where there is no list to read.
+  // Undefined if there is no list to read.
   YAML::Node FindList(const YAML::Node& root) {
     const YAML::Node none(YAML::NodeType::Undefined);
     if (!root.IsMap() || !root["patch"].IsDefined()) {
@@ -109,7 +109,7 @@ class Reader {
     std::string advice;
   };
 
-  // What is wrong with the rectangle; empty when nothing is.
+  // What is wrong with the rectangle; empty if it is valid.
   static Fault FindFault(const cv::Rect& patch) {
     if (patch.x < 0 || patch.y < 0) {
       return {"begins left of or above the frame", "expected x, y >= 0"};

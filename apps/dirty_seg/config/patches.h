@@ -22,11 +22,11 @@ std::string PatchName(std::size_t index);
 /// "patch.patches[2]".
 std::string PatchKey(std::size_t index);
 
-/// The patches that are as they should be, in order, and an error for everything that is not: a key
-/// or number of the wrong type, a patch outside the 1920 x 1080 frame or without area, a list that
-/// is disabled, missing or empty. A patch may reach over the right and lower edge; the detector
-/// clips it. The detector itself takes any number and then fails frame by frame, or throws without
-/// naming the file.
+/// Returns the valid patches, in order, and adds an error for everything that is wrong: a key or
+/// number of the wrong type, a patch outside the 1920 x 1080 frame or without area, a list that is
+/// disabled, missing or empty. A patch may reach over the right and lower edge; the detector clips
+/// it. The detector itself takes any number and then fails frame by frame, or throws without naming
+/// the file.
 std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings);
 
 }  // namespace dirty_seg

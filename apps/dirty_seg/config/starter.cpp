@@ -30,21 +30,22 @@ bool ReadWhole(const std::string& text, int& value) {
   return error == std::errc() && stop == end;
 }
 
-// Of `count` stretches over `length` pixels, neighbours sharing `overlap`; rounded up.
+// Length of each of `count` cells over `length` pixels, with neighbours sharing `overlap`; rounded
+// up.
 int CellLength(int length, int count, int overlap) {
   return (length + (count - 1) * overlap + count - 1) / count;
 }
 
-// Where the i-th of `count` stretches begins: the first at 0, the last at the end.
+// Start of the i-th of `count` cells: the first begins at 0, the last ends at `length`.
 int CellOrigin(int length, int cell, int count, int i) {
   return count == 1 ? 0 : i * (length - cell) / (count - 1);
 }
 
-// A grid of whole patches where a cell of the frame has such a size; empty where not.
+// The size of the grid's patches, which fill the network's square whole; empty if there is none.
 cv::Size PatchSize(const Grid& grid, int overlap, int side) {
   const cv::Size least(CellLength(kFrame.width, grid.columns, overlap),
                        CellLength(kFrame.height, grid.rows, overlap));
-  // Neighbours that both take the whole frame would be one and the same.
+  // Neighbours that both span the whole frame would be the same patch.
   const cv::Size most(kFrame.width - (grid.columns > 1 ? 1 : 0),
                       kFrame.height - (grid.rows > 1 ? 1 : 0));
   return SmallestWholeSize(least, side, most);
@@ -56,7 +57,7 @@ std::string Lower(std::string text) {
   return text;
 }
 
-// The word, spaces up to a common column, and the comment.
+// `words`, spaces up to a common column, and the comment.
 std::string Line(const std::string& words, const std::string& comment) {
   constexpr std::size_t kColumn = 34;
   const std::size_t spaces = words.size() < kColumn ? kColumn - words.size() : 1;
@@ -73,7 +74,7 @@ std::string QuotedScalar(const std::string& text) {
   return emitter.c_str();
 }
 
-// A list of at most twenty a line.
+// A list with at most twenty numbers per line.
 std::string Ids(const std::vector<int>& ids) {
   constexpr std::size_t kInLine = 20;
   std::string text;
@@ -84,7 +85,7 @@ std::string Ids(const std::vector<int>& ids) {
   return "[" + text + "]";
 }
 
-// Comment lines of at most 100 columns. A comment ends with its line, so no name has two.
+// Comment lines of at most 100 columns. A comment ends with its line, so names are put on one.
 std::string ClassComment(const std::map<std::int32_t, std::string>& names) {
   std::string text;
   std::string line = "# classes:";

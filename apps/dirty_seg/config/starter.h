@@ -1,4 +1,4 @@
-// The two files that a new user starts from.
+// The two files that `init` writes for a new user.
 #pragma once
 
 #include <map>
@@ -17,25 +17,25 @@ struct Grid {
   int count() const { return columns * rows; }
 };
 
-/// Of "3x2"; nothing for any other text, and for a number outside 1 to 64.
+/// Parses "3x2"; nothing for any other text, and for a number outside 1 to 64.
 std::optional<Grid> ParseGrid(const std::string& text);
 
 std::string GridText(const Grid& grid);
 
 /// The patches of a grid, row by row, all of one size: neighbours share at least `overlap` pixels,
-/// and the size is the smallest that fills the network's square whole. Throws SetupError where
-/// there is no such size.
+/// and the size is the smallest that fills the network's square whole. Throws SetupError if there
+/// is no such size.
 std::vector<cv::Rect> LayOutGrid(const Grid& grid, int overlap, int side);
 
-/// What neighbours share where nobody says how much.
+/// Default overlap of neighbours, in pixels.
 inline constexpr int kUsualOverlap = 80;
 
-/// The grid for a network where nobody names one: the first of those that fit its batch, or where
-/// the file leaves that open, 3x2 or the first of more patches that a check has nothing to say of.
+/// The default grid for a network: the first of those that fit its batch, or if the file leaves
+/// that open, 3x2 or the first of more patches that a check has no warning for.
 Grid UsualGrid(int side, std::optional<int> batch, int overlap);
 
-/// Grids of at most `slots` patches, at most three: as many patches as can be, those first that
-/// leave the least of the network's input grey.
+/// Grids of at most `slots` patches, at most three of them, those first that leave the least of the
+/// batch's input grey.
 std::vector<Grid> GridsThatFit(int slots, int overlap, int side);
 
 /// The configuration file: patches, and every key of `postprocess` with its default and range.
@@ -49,11 +49,11 @@ struct StarterNetworks {
   std::vector<int> fece_class_ids;
 };
 
-/// Class ids whose names speak of faeces.
+/// Ids of the classes whose names contain a word for faeces.
 std::vector<int> FeceClassesByName(const std::map<std::int32_t, std::string>& class_names,
                                    int classes);
 
-/// The host file, beside a configuration file of that name.
+/// The host file, for a configuration file of that name in the same folder.
 std::string StarterHost(const StarterNetworks& networks, const std::string& config_name);
 
 }  // namespace dirty_seg

@@ -1,4 +1,4 @@
-// Keeps what a library says on standard error, to tell it in a sentence of one's own.
+// Captures what libraries write to standard error, to print it as part of a message.
 #pragma once
 
 #include <string>
@@ -10,15 +10,16 @@ namespace dirty_seg {
 /// most one object at a time.
 class ErrorCapture {
  public:
-  /// Throws SetupError where standard error cannot be taken over (no file can be opened). One that
-  /// is closed can be.
+  /// Throws SetupError if standard error cannot be taken over (no file can be opened). A closed one
+  /// can be.
   ErrorCapture();
-  /// Gives standard error back.
+  /// Restores standard error.
   ~ErrorCapture();
   ErrorCapture(const ErrorCapture&) = delete;
   ErrorCapture& operator=(const ErrorCapture&) = delete;
 
-  /// All that was written so far, lines joined by "; ", without the engine's own name before each.
+  /// Everything written so far: lines that are not empty, joined by "; ", without the engine's name
+  /// before each.
   std::string Text() const;
 
  private:

@@ -12,7 +12,7 @@ constexpr std::array<int, 2> kSignals{SIGINT, SIGTERM};
 volatile std::sig_atomic_t has_happened = 0;
 std::array<struct sigaction, kSignals.size()> former_actions;
 
-// Nothing but what a handler may do.
+// Only what a signal handler may do.
 void Note(int signal) {
   if (has_happened != 0) {
     std::signal(signal, SIG_DFL);  // NOLINT(bugprone-signal-handler): is allowed in one

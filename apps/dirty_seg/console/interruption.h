@@ -1,16 +1,16 @@
-// Ctrl-C, and the signal that asks a program to end.
+// Handles SIGINT (Ctrl-C) and SIGTERM.
 #pragma once
 
 #include <stdexcept>
 
 namespace dirty_seg {
 
-/// For its lifetime, the first SIGINT or SIGTERM is only noted, so that work can be ended in order;
-/// a second one ends the process at once. At most one object at a time.
+/// For its lifetime, the first SIGINT or SIGTERM is only recorded, so that work can stop cleanly; a
+/// second one ends the process at once. At most one object at a time.
 class Interruption {
  public:
   Interruption();
-  /// Gives the signals their former meaning.
+  /// Restores the former signal handlers.
   ~Interruption();
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
@@ -18,7 +18,7 @@ class Interruption {
   static bool Happened();
 };
 
-/// The user ended the work, and nothing is left of it. Exit status 130.
+/// The user interrupted the work, and nothing of it is kept. Exit status 130.
 class InterruptedError : public std::runtime_error {
  public:
   InterruptedError() : std::runtime_error("interrupted") {}

@@ -1,5 +1,5 @@
-// What the program says to a person: lines on standard error, and under them at most one line that
-// shows how far it is. All are printable (printable.h), whatever names are in them.
+// Messages to the user: lines on standard error, and below them at most one status line that shows
+// progress. All are made printable (printable.h), whatever names they contain.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace dirty_seg {
 
-/// Errors alone are said from now on, or everything again.
+/// Only errors are printed from now on, or everything again.
 void SetQuiet(bool is_quiet);
 
-/// `kind` is empty or ends in ": ".
+/// Prints "dirty_seg: ", `kind`, which is empty or ends in ": ", and `text`.
 void Tell(std::string_view text, const char* kind = "");
 
 void TellWarning(std::string_view text);
@@ -23,7 +23,7 @@ inline constexpr std::string_view kEngineSpeaker = "libtessmar_ai_engine: ";
 /// A line of the engine's, as it would write it itself: even when quiet.
 void TellOfEngine(const std::string& line);
 
-/// A line without the program's name before it.
+/// Prints a line without the program's name before it.
 void TellPlainly(std::string_view text);
 
 /// Replaces the last line of a terminal. Any other message takes its place; empty text removes it.

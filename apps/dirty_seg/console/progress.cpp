@@ -67,7 +67,7 @@ void Progress::Update(std::int64_t done, std::optional<std::int64_t> of) {
   next_ = now + (columns_ ? kSecondsBetweenBars : kSecondsBetweenLines);
   const ProgressState state{done, of, now - begin_};
   if (columns_) {
-    // A terminal breaks the line behind its last column.
+    // A terminal wraps after its last column.
     ShowStatusLine(ProgressBar(state, *columns_ - 1));
   } else {
     Tell(ProgressText(state));

@@ -1,4 +1,4 @@
-// How far long work is: a bar on a terminal, elsewhere a line a minute.
+// Progress display: a bar on a terminal, elsewhere one line per minute.
 #pragma once
 
 #include <cstdint>
@@ -11,29 +11,29 @@ namespace dirty_seg {
 struct ProgressState {
   std::int64_t done = 0;  // frames
   std::optional<std::int64_t> of;
-  double seconds = 0.0;  // since the beginning
+  double seconds = 0.0;  // since the start
 };
 
-/// "120 of 300 frames, 2.0 frames/s, 1:30 left", without what is not known.
+/// "120 of 300 frames, 2.0 frames/s, 1:30 left", leaving out what is not known.
 std::string ProgressText(const ProgressState& state);
 
 /// The same after a bar, in at most `columns` characters.
 std::string ProgressBar(const ProgressState& state, int columns);
 
-/// Says on standard error how far it is, as messages.h does.
+/// Shows progress on standard error, as messages.h does.
 class Progress {
  public:
-  /// Seconds since whenever.
+  /// Seconds since any fixed moment.
   using Clock = std::function<double()>;
 
-  /// `columns` of the terminal; nothing where there is none.
+  /// `columns` of the terminal; nothing if there is none.
   Progress(Clock clock, std::optional<int> columns);
-  /// Leaves no bar behind.
+  /// Removes the bar.
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Says it when it is time again: ten times a second on a terminal, else every minute.
+  /// Shows it when it is due: ten times a second on a terminal, else every minute.
   void Update(std::int64_t done, std::optional<std::int64_t> of);
 
  private:
@@ -43,10 +43,10 @@ class Progress {
   double next_;
 };
 
-/// Time that passes for the user.
+/// Seconds on a steady clock.
 double SteadySeconds();
 
-/// Width of the terminal that standard error is; nothing when it is none.
+/// Width of the terminal on standard error; nothing if it is not a terminal.
 std::optional<int> TerminalColumns();
 
 }  // namespace dirty_seg

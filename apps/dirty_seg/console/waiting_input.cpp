@@ -10,7 +10,7 @@
 namespace dirty_seg {
 namespace {
 
-// The signal may come just before the wait begins, and then does not break it off.
+// A signal just before the wait begins does not interrupt it, so it is bounded.
 constexpr int kMostMilliseconds = 100;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Standard input that may be long in coming.
+// Standard input that may be slow to arrive.
 #pragma once
 
 #include <array>
@@ -6,11 +6,11 @@
 
 namespace dirty_seg {
 
-/// What is read from a descriptor, for a std::istream. Gives what there is without waiting for
+/// A stream buffer that reads from a file descriptor. Returns what is available without waiting for
 /// more, and ends when an Interruption happens, also while it waits.
 class WaitingInput : public std::streambuf {
  public:
-  /// `descriptor` stays the caller's.
+  /// Does not close `descriptor`.
   explicit WaitingInput(int descriptor) : descriptor_(descriptor) {}
 
  protected:

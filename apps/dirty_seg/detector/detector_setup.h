@@ -1,4 +1,4 @@
-// From what a person names on the command line to what the detector wants.
+// From the user's options to the detector's configuration.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -19,12 +19,12 @@ struct DetectorSetup {
   Labels labels;
 };
 
-/// Sets OpenCV's threads for the process; 0: all cores. More than that are of no use to it: its
-/// thread library complains on standard error, and leaves it at that.
+/// Sets OpenCV's threads for the process; 0: all cores. Never more than that: its thread library
+/// would only complain on standard error.
 void SetThreads(int threads);
 
 /// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns
-/// of candidate classes that the segmentation network does not name. Throws SetupError, also for
+/// about candidate classes that the segmentation network does not name. Throws SetupError, also for
 /// everything that a check calls an error (config_check.h).
 DetectorSetup SetUpDetector(const DetectorOptions& options);
 

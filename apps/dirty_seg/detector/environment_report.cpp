@@ -27,8 +27,8 @@ using nlohmann::ordered_json;
 
 // ---- Versions and libraries ---------------------------------------------------------------------
 
-// The head of what ONNX Runtime hands out, fixed since its first release. The program is not linked
-// with it: the engine brings it along.
+// The beginning of ONNX Runtime's API base, fixed since its first release. The program is not
+// linked with it: the engine loads it.
 struct RuntimeBase {
   const void* (*api)(std::uint32_t version);
   const char* (*version)();
@@ -54,7 +54,7 @@ int CollectPath(dl_phdr_info* library, std::size_t /*size*/, void* paths) {
   return 0;
 }
 
-// Another engine of the same name may have been put before ours.
+// Another engine of the same name may have been loaded instead of ours.
 ordered_json Libraries() {
   std::vector<std::string> paths;
   dl_iterate_phdr(CollectPath, &paths);

@@ -1,4 +1,4 @@
-// What the program runs on, and what it makes of it.
+// Versions, libraries, processor, threads and log settings of this program and machine.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -6,12 +6,12 @@
 
 namespace dirty_seg {
 
-/// Sections `versions` (those given and those that the libraries tell), `libraries` (where each was
-/// loaded from), `processor`, `threads` and `log`. `threads` is what --threads would say; OpenCV's
-/// are set by it for the process.
+/// Sections `versions` (those given and those that libraries report), `libraries` (where each was
+/// loaded from), `processor`, `threads` and `log`. `threads` is the value of --threads; it also
+/// sets OpenCV's threads for the process.
 nlohmann::ordered_json EnvironmentJson(const nlohmann::ordered_json& versions, int threads);
 
-/// The same for people.
+/// The same as text.
 std::string EnvironmentText(const nlohmann::ordered_json& environment);
 
 /// What a value of one of the library's three variables means to it; `value` is null where the

@@ -13,7 +13,7 @@
 namespace dirty_seg {
 namespace {
 
-// What the log tells of one candidate that the detector did not pass over as too small.
+// The log of one candidate that the detector did not skip as too small.
 struct Check {
   std::optional<cv::Rect> box;  // nothing for one that touches no pixel
   FeceVerdict verdict = FeceVerdict::kFailed;
@@ -76,7 +76,7 @@ class Pairing {
   Pairing(std::vector<Check> checks, const FeceRules& rules)
       : checks_(std::move(checks)), rules_(rules) {}
 
-  // Returns false when the checks do not fit.
+  // Returns false if the checks do not match.
   bool Add(std::size_t detection, int label, const std::optional<cv::Rect>& box) {
     const bool has_class = std::find(rules_.class_ids.begin(), rules_.class_ids.end(), label) !=
                            rules_.class_ids.end();

@@ -1,4 +1,4 @@
-// What the classifier said of each candidate, as the detector library's log tells it.
+// The classifier's verdict on each candidate, read from the detector library's log.
 #pragma once
 
 #include <cstddef>
@@ -23,23 +23,23 @@ enum class FeceVerdict {
 /// "confirmed", "rejected", "not_checked" or "failed".
 const char* VerdictText(FeceVerdict verdict);
 
-/// A detection that the classifier was to look at.
+/// A detection that is a candidate for the classifier.
 struct FeceCandidate {
   /// Index of the detection in the result.
   std::size_t detection = 0;
   FeceVerdict verdict = FeceVerdict::kFailed;
-  /// Probability of class 1; nothing where there is no answer.
+  /// Probability of class 1; nothing if there is no answer.
   std::optional<float> score;
 };
 
-/// By what the detector chooses candidates and judges them.
+/// The rules by which the detector chooses and judges candidates.
 struct FeceRules {
   std::vector<int> class_ids;
   float score_threshold = 0.0F;
   float area_threshold = 0.0F;
 };
 
-/// How often the classifier's answer was no number: the detector takes it for a no.
+/// How many of the classifier's answers were not a number; the detector takes these as negative.
 std::size_t CountAnswersOfNoNumber(const FrameLog& log);
 
 /// The candidates among the detections of `result`, in their order. `picture_size` is that of the
@@ -51,7 +51,7 @@ std::size_t CountAnswersOfNoNumber(const FrameLog& log);
 /// 19 of its own, and one of those touches the very pixels of a confirmed candidate, the two cannot
 /// be told apart, and the first is taken.
 ///
-/// Nothing when log and detections do not fit together.
+/// Nothing if log and detections do not match.
 std::optional<std::vector<FeceCandidate>> ReadFeceCandidates(const FrameLog& log,
                                                              const FeceRules& rules,
                                                              const cv::Size& picture_size,

@@ -1,4 +1,4 @@
-// The detector with what it says in its log beside what it returns.
+// Runs the detector, and combines what it returns with what it logs.
 #pragma once
 
 #include <cstdint>
@@ -19,44 +19,45 @@ namespace dirty_seg {
 
 using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
 
-/// What became of one frame.
+/// The outcome of one frame.
 struct FrameOutcome {
   /// What the detector found. When it failed: `success` false, `message` the cause, the rest empty.
   DirtyStatusResultData result;
-  /// Stages as the library's log tells them.
+  /// Times of the stages, from the library's log.
   StageTimes stages;
   /// Milliseconds that the call took, measured from outside.
   double total_ms = 0.0;
-  /// Errors that the log tells of a frame that went through, such as a classifier that failed on
-  /// one candidate, or that its lines cannot be told apart.
+  /// Errors logged for a frame that succeeded, such as a classifier that failed on one candidate,
+  /// and what could not be read from the log.
   std::vector<std::string> complaints;
-  /// Name of an output of the segmentation network to how many of its numbers were not finite.
-  /// Where there are any, what was found is not all that a sound network finds.
+  /// Name of an output of the segmentation network to how many of its numbers were not finite. If
+  /// there are any, detections may be missing.
   std::map<std::string, std::int64_t> non_finite;
-  /// What the classifier was to look at; nothing without a classifier and for a frame that failed.
+  /// The classifier's candidates; nothing without a classifier and for a frame that failed.
   std::optional<std::vector<FeceCandidate>> fece_candidates;
 };
 
-/// Of a frame that failed.
+/// The outcome of a failed frame.
 FrameOutcome Failed(std::string cause);
 
-/// What each detection of `found` is, in their order. Where the log does not tell what was
-/// confirmed, every one of label 19 counts as confirmed by a classifier that there is.
+/// The kind of each detection of `found`, in their order. Without `candidates`, each of label 19
+/// counts as confirmed if there is a classifier.
 std::vector<Kind> KindsOf(const std::vector<int>& found,
                           const std::optional<std::vector<FeceCandidate>>& candidates,
                           const Labels& labels);
 std::vector<Kind> KindsOf(const FrameOutcome& outcome, const Labels& labels);
 
-/// By what a detector of this configuration judges candidates; nothing without a classifier.
+/// The rules by which a detector of this configuration judges candidates; nothing without a
+/// classifier.
 std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config);
 
-/// Has `detector` load both networks and the configuration file. `log` was made before anything
-/// logged. Throws SetupError, naming the files and the cause.
+/// Initialises `detector` with both networks and the configuration file. `log` was made before
+/// anything was logged. Throws SetupError, naming the files and the cause.
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
                   LogCapture& log);
 
-/// Tells people what `FrameOutcome::non_finite`, which is not empty, means.
+/// Message for a `FrameOutcome::non_finite` that is not empty.
 std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts);
 
 class FrameDetector {

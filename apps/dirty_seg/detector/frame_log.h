@@ -1,4 +1,4 @@
-// What the detector library's log says of one frame.
+// The detector library's log of one frame.
 #pragma once
 
 #include <optional>
@@ -7,7 +7,7 @@
 
 namespace dirty_seg {
 
-/// Milliseconds of the detector's stages; nothing for one that the log does not tell.
+/// Milliseconds of the detector's stages; nothing for one that is not in the log.
 struct StageTimes {
   std::optional<double> inference;
   std::optional<double> postprocess;
@@ -31,8 +31,7 @@ struct FrameLog {
 /// Splits "  7 [INFO] message"; nothing for a line of another form.
 std::optional<LogEntry> ReadLogEntry(const std::string& line);
 
-/// `lines` as the library writes them: number, tag in brackets, message. Other lines are passed
-/// over.
+/// `lines` as the library writes them: number, tag in brackets, message. Other lines are skipped.
 FrameLog ReadFrameLog(const std::vector<std::string>& lines);
 
 }  // namespace dirty_seg

@@ -1,4 +1,4 @@
-// What is known of a single detection's mask.
+// Masks and polygons of single detections.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +23,7 @@ struct Polygon {
 
 /// The separate areas of a mask (CV_8UC1), as polygons. Outer outlines run through the area's own
 /// outermost pixels, those of holes through the area's pixels around the hole; straight runs are
-/// their ends alone. An area of one pixel's width has an outline without area: a polygon tells less
+/// their ends alone. An area of one pixel's width has an outline without area: a polygon holds less
 /// than the mask.
 std::vector<Polygon> FindPolygons(const cv::Mat& mask);
 

@@ -8,7 +8,7 @@
 namespace dirty_seg {
 namespace {
 
-// Names may tell of more classes than are known otherwise.
+// There may be names of more classes than the count says.
 std::int64_t CountClasses(const std::map<std::int32_t, std::string>& names, std::int64_t known) {
   return names.empty() ? known : std::max(known, std::int64_t{names.rbegin()->first} + 1);
 }

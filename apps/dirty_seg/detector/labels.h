@@ -1,4 +1,4 @@
-// What the class ids of a result are called.
+// Names of the class ids in results.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace dirty_seg {
 inline constexpr int kFaecesLabel = 19;
 inline constexpr const char* kFaecesName = "faeces";
 
-/// What a detection is. Its label alone does not tell where the network has a class 19 of its own.
+/// The kind of a detection. Its label alone is ambiguous if the network has a class 19 of its own.
 struct Kind {
   int label = 0;
   /// Whether the classifier confirmed it.
@@ -29,7 +29,7 @@ inline bool operator<(const Kind& a, const Kind& b) {
 
 class Labels {
  public:
-  /// `class_names` as the segmentation network carries them; `class_count` as far as it is known.
+  /// `class_names` as the segmentation network has them; `class_count` is 0 if it is not known.
   /// With a classifier, 19 is faeces unless the network has a class 19 of its own.
   Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier,
          std::int64_t class_count = 0);
@@ -37,7 +37,7 @@ class Labels {
   /// All labels that have a name.
   const std::map<std::int32_t, std::string>& names() const { return names_; }
 
-  /// Null where the network has no name for the label.
+  /// Null if the network has no name for the label.
   const std::string* FindName(int label) const;
 
   /// The name, or "class 7" without one. A confirmed one is "faeces", or "confirmed faeces" where
@@ -50,7 +50,7 @@ class Labels {
   /// Whether the network's own class 19 and what the classifier confirms have one label.
   bool share_faeces_label() const { return is_shared_; }
 
-  /// The label, or where that is shared, of a confirmed one the first id above all classes.
+  /// The label; if it is shared, a confirmed one has the first id above all classes instead.
   std::int64_t IdOf(const Kind& kind) const;
 
  private:

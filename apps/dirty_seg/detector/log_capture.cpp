@@ -26,7 +26,7 @@ namespace {
 constexpr const char* kSwitch = "SPDLOG_STDOUT";
 constexpr const char* kLevel = "SPDLOG_LEVEL";
 
-// Of `kLogLevels`, one by one. The library logs at debug, info and error.
+// Ranks of `kLogLevels`, in their order. The library logs at debug, info and error.
 constexpr std::array<int, kLogLevels.size()> kRanks{0, 1, 2, 3, 3, 4, 4, 5, 6};
 constexpr int kDebug = 1;
 constexpr int kInfo = 2;
@@ -36,7 +36,7 @@ bool IsOn(const char* variable) {
   return value != nullptr && std::strcmp(value, "false") != 0;
 }
 
-// Nothing for a word that stands for no level.
+// Nothing for a word that is not a level.
 std::optional<int> RankOf(const std::string& level) {
   const auto* const at = std::find(kLogLevels.begin(), kLogLevels.end(), level);
   if (at == kLogLevels.end()) return std::nullopt;
@@ -49,7 +49,7 @@ void TellUnknownLevel(const std::string& word) {
                           fmt::join(words, ", "), DidYouMean(word, words)));
 }
 
-// The level from which on the user wants to see lines.
+// The lowest level that the user wants to see.
 int ReadLevel(const LogOptions& options) {
   if (!options.level.empty()) return RankOf(options.level).value_or(kInfo);
   const char* const word = std::getenv(kLevel);
@@ -60,7 +60,7 @@ int ReadLevel(const LogOptions& options) {
 }
 
 // Sets the library's variables to what the capture needs. Returns whether the user wants the lines
-// on standard output: a value that the library does not know counts as true there.
+// on standard output; the library takes an unknown value as true.
 bool SetUpEnvironment(int level) {
   const bool is_wanted = IsOn(kSwitch);
   if (!is_wanted) setenv(kSwitch, "true", 1);
@@ -73,7 +73,7 @@ bool SetUpEnvironment(int level) {
   throw SetupError(std::string(what) + ": " + std::strerror(errno));
 }
 
-// The library tells with these that it does not understand a variable's value.
+// The library's notices about values of variables that it does not know.
 bool IsNotice(const std::string& line) { return line.rfind("environment variable ", 0) == 0; }
 
 // Empties the file behind file descriptor 1. Its offset is the writer's, so it is only read past.

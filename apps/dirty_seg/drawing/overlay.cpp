@@ -22,7 +22,7 @@ constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 const cv::Scalar kBlack(0, 0, 0);
 const cv::Scalar kWhite(255, 255, 255);
 
-// Sizes of a picture of 1080 lines, scaled to the picture in hand as far as text stays legible.
+// Sizes for a picture of 1080 lines, scaled to the given picture as far as text stays legible.
 struct Pen {
   explicit Pen(const cv::Size& picture)
       : scale(std::clamp(std::min(picture.width, picture.height) / 1080.0, 0.4, 4.0)),
@@ -63,7 +63,8 @@ bool Contains(const std::vector<Kind>& kinds, const Kind& kind) {
   return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
 }
 
-// Of a mask that is of both kinds, what lies in the box of a confirmed one is taken for its own.
+// If a mask has detections of both kinds, the part in the box of a confirmed one counts as
+// confirmed.
 cv::Mat ConfirmedPart(const DirtyStatusResultData& result, const std::vector<Kind>& kinds,
                       int label) {
   const cv::Mat& mask = result.label_masks.at(label);
@@ -88,7 +89,7 @@ void TintMasks(const DirtyStatusResultData& result, const std::vector<Kind>& kin
   }
 }
 
-// Whole pixels, no further outside the picture than a line is seen.
+// Whole pixels, clamped a little outside the picture, where nothing of a line is visible.
 cv::Rect ToPixels(const std::vector<float>& bbox, const cv::Mat& picture) {
   const auto clamp = [](float value, int limit) {
     return std::clamp(SaturateToInt(std::round(value)), -limit, 2 * limit);
@@ -134,7 +135,7 @@ void DrawTag(const Tag& tag, const cv::Rect& place, const cv::Scalar& colour, co
               pen.text_line, cv::LINE_AA);
 }
 
-// Indices of the detections, least score first, so that the best is drawn on top.
+// Indices of the detections, lowest score first, so that the best is drawn on top.
 std::vector<std::size_t> DrawingOrder(const std::vector<float>& scores) {
   std::vector<std::size_t> order(scores.size());
   std::iota(order.begin(), order.end(), std::size_t{0});

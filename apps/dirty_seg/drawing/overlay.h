@@ -1,4 +1,4 @@
-// The picture on which a person sees what was found.
+// Draws detections onto a picture.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -13,9 +13,9 @@ namespace dirty_seg {
 /// in turn; a seventh is for confirmed faeces alone.
 cv::Scalar LabelColour(int label, bool is_confirmed_faeces);
 
-/// Where a tag of `size` goes: on the box's upper edge, or the next place downwards where it
-/// covers none of `taken`; inside a picture of `picture_size` as far as it fits in. Behind the last
-/// such place it covers another.
+/// Where a tag of `size` goes: on the box's upper edge, or the next place downwards where it covers
+/// none of `taken`; inside a picture of `picture_size` as far as it fits in. If there is no such
+/// place, it covers another.
 cv::Rect PlaceTag(const cv::Rect& box, const cv::Size& size, const cv::Size& picture_size,
                   const std::vector<cv::Rect>& taken);
 

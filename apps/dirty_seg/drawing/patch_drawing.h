@@ -1,4 +1,4 @@
-// The patches as a person sees them on a frame.
+// Draws patches onto a frame.
 #pragma once
 
 #include <opencv2/core.hpp>

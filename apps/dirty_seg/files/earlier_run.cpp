@@ -24,27 +24,27 @@ constexpr std::size_t kMostName = 255;  // bytes that a file system takes
 constexpr std::array<const char*, 4> kFilesOfARun{kSummaryFile, kCocoResultsFile, kCocoImagesFile,
                                                   kPolygonsFile};
 
-// Whether a run gives this name, and to something in its folder itself.
+// Whether a run uses this name for a file directly in its folder.
 bool IsOfARun(const std::string& name) {
   if (name.size() > kMostName || name.find('/') != std::string::npos) return false;
   return IsNameOfAResult(name) ||
          std::find(kFilesOfARun.begin(), kFilesOfARun.end(), name) != kFilesOfARun.end();
 }
 
-// Whether it is a text in the folder of labels.
+// Whether it is a text file in the labels folder.
 bool IsOfLabels(const fs::path& name) {
   return name.has_filename() && name.extension() == ".txt" &&
          name == fs::path(kLabelsFolder) / name.filename();
 }
 
-// Of the path itself: a link may lead anywhere.
+// Does not follow links, which may lead anywhere.
 bool IsA(fs::file_type type, const fs::path& path) {
   std::error_code ignored;
   return fs::symlink_status(path, ignored).type() == type;
 }
 
 void Remove(const fs::path& folder, const std::string& name) {
-  if (name.find('\0') != std::string::npos) return;  // what is called would be another
+  if (name.find('\0') != std::string::npos) return;  // the system would cut the name there
   const bool is_label = IsOfLabels(name) && IsA(fs::file_type::directory, folder / kLabelsFolder);
   if (!is_label && !IsOfARun(name)) return;
   RemovePlainFile(folder / name);
@@ -63,7 +63,7 @@ void AddName(const json& object, const char* key, std::vector<std::string>& name
   if (name != object.end() && name->is_string()) names.push_back(name->get<std::string>());
 }
 
-// What the lines name that can be understood.
+// Names in the lines that can be parsed.
 std::vector<std::string> NamesInResults(const fs::path& results) {
   std::vector<std::string> names;
   std::ifstream lines(results, std::ios::binary);

@@ -1,4 +1,4 @@
-// What an earlier run of detect left in the folder that a new one writes into.
+// Removes what an earlier run of detect left in its output folder.
 #pragma once
 
 #include <filesystem>
@@ -6,13 +6,14 @@
 
 namespace dirty_seg {
 
-/// Removes the files that the folder's list names (kListFile), or without a list those that its
-/// results.jsonl does, as far as a run could have written them: plain files, in this folder or its
-/// labels, of a name that detect gives. All else stays, and so does results.jsonl. Throws
+/// Removes the files named in the folder's list (kListFile), or without a list in its
+/// results.jsonl, if a run could have written them: regular files, in this folder or its labels,
+/// with a name that detect uses. Everything else is kept, and so is results.jsonl. Throws
 /// OutputError for one that cannot be removed.
 void RemoveEarlierRun(const std::string& folder);
 
-/// Nothing that is a link, a folder or missing. Throws OutputError with the cause.
+/// Removes a regular file; leaves a link or folder, and accepts a missing one. Throws OutputError
+/// with the cause.
 void RemovePlainFile(const std::filesystem::path& path);
 
 }  // namespace dirty_seg

@@ -9,7 +9,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// A terminal takes also the controls that JSON leaves as they are: U+007F to U+009F.
+// Terminals also act on the controls that JSON does not escape: U+007F to U+009F.
 std::string WithoutControls(const std::string& json) {
   std::string text;
   text.reserve(json.size());

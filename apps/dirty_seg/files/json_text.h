@@ -1,4 +1,4 @@
-// JSON as text.
+// JSON as text without control characters.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -6,10 +6,10 @@
 
 namespace dirty_seg {
 
-/// In one line. Bytes that are not valid UTF-8 are replaced; no control character is left in it.
+/// On one line. Bytes that are not valid UTF-8 are replaced; control characters are escaped.
 std::string ToText(const nlohmann::ordered_json& json);
 
-/// The same indented, for a person too, with a line break at its end.
+/// The same, indented for people, and ending in a line break.
 std::string ToIndentedText(const nlohmann::ordered_json& json);
 
 }  // namespace dirty_seg

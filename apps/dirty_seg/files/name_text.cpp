@@ -13,7 +13,7 @@
 namespace dirty_seg {
 namespace {
 
-// Of 255 bytes that a name may have.
+// Of the 255 bytes that a file name may have.
 constexpr std::size_t kMostStem = 180;
 
 std::string Escaped(std::string_view bytes) {

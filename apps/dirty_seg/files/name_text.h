@@ -1,4 +1,4 @@
-// Names of files, which may be of any bytes, as text.
+// File names, which may hold any bytes, as text.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -6,12 +6,12 @@
 
 namespace dirty_seg {
 
-/// Puts `name` under `key`, and where it is not UTF-8, its bytes in Base64 under `key`_bytes: of
-/// those that are none, the text itself has U+FFFD in their place.
+/// Puts `name` under `key`. If it is not valid UTF-8, the invalid bytes are U+FFFD there, and all
+/// bytes go under `key`_bytes in Base64.
 void PutName(const std::string& key, const std::string& name, nlohmann::ordered_json& json);
 
-/// The stem of the path as a file's name may begin anywhere: UTF-8 without control characters, each
-/// byte of others as %XX, and of a length that leaves room for what goes behind it.
+/// The stem of the path, made fit to begin a file name: UTF-8 without control characters, any other
+/// byte as %XX, and short enough to leave room for what is appended.
 std::string PlainStem(const std::string& path);
 
 }  // namespace dirty_seg

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t kMode = 0666;  // less what the user's mask takes
+constexpr mode_t kMode = 0666;  // less the user's umask
 
 [[noreturn]] void Reject(const std::string& path, const std::string& cause) {
   throw OutputError(fmt::format("'{}' cannot be written: {}", path, cause));
@@ -65,7 +65,7 @@ void OutputFile::Write(std::string_view bytes) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno != EINTR) {
       const int error = errno;
-      // A device has nothing to take back.
+      // A device cannot be truncated.
       if (before >= 0 && ftruncate(descriptor_, before) == 0) lseek(descriptor_, before, SEEK_SET);
       Fail(error);
     }
@@ -89,7 +89,7 @@ WholeFile::WholeFile(const std::string& path, const std::string& part)
     file_.emplace(path, 0);
     return;
   }
-  // Another process may give the file its name between the opening and the lock.
+  // Another process may rename the file between opening and locking it.
   do {
     file_.emplace(part_, O_NOFOLLOW, path);
     if (!file_->Lock()) Reject(path, "another process is at it");
@@ -101,7 +101,7 @@ WholeFile::~WholeFile() {
   if (is_aside_) unlink(part_.c_str());
 }
 
-// Locked until it has its name, so that nobody else takes it up before.
+// Locked until it is renamed, so that no other process uses it before.
 void WholeFile::Keep() {
   file_->Finish();
   if (is_aside_ && std::rename(part_.c_str(), path_.c_str()) != 0) {

@@ -1,4 +1,4 @@
-// Files that never stay half written.
+// Files that are never left half written.
 #pragma once
 
 #include <optional>
@@ -7,11 +7,12 @@
 
 namespace dirty_seg {
 
-/// A file that grows by whole pieces. Open until the object's end; no child process gets it.
+/// A file that is appended to in whole pieces. Open until destruction; child processes do not
+/// inherit it.
 class OutputFile {
  public:
-  /// Opens the file for writing and makes it where there is none; `flags` are further ones of
-  /// open(). Messages call it by its path, or `shown`. Throws OutputError with the cause.
+  /// Opens the file for writing and creates it if it does not exist; `flags` are further flags for
+  /// open(). Messages name it by its path, or `shown`. Throws OutputError with the cause.
   OutputFile(const std::string& path, int flags) : OutputFile(path, flags, path) {}
   OutputFile(const std::string& path, int flags, std::string shown);
   ~OutputFile();
@@ -19,17 +20,17 @@ class OutputFile {
   OutputFile& operator=(const OutputFile&) = delete;
 
   /// Returns whether no other process has locked the file. The lock ends with the object, and with
-  /// the process however that ends; where a file system has no locks, there is none.
+  /// the process however that ends; on a file system without locks, there is none.
   bool Lock() const;
 
-  /// Whether `path` still leads to this file.
+  /// Whether `path` is still the path of this file.
   bool IsAt(const std::string& path) const;
 
   /// Each throws OutputError with the cause.
   void MakeEmpty();
   /// All of `bytes` or, where they cannot all be written, none of them.
   void Write(std::string_view bytes);
-  /// Waits for what some file systems tell of a failure only when a file is closed.
+  /// Reports errors that some file systems report only when a file is closed.
   void Finish();
 
  private:
@@ -39,12 +40,12 @@ class OutputFile {
   std::string shown_;
 };
 
-/// A file that is there whole or not at all: written under another name beside its own, which it
-/// then takes. A device or pipe of that name is written to as it is.
+/// A file that is written completely or not at all: under a temporary name in the same folder, and
+/// renamed when complete. A device or pipe is written to directly.
 class WholeFile {
  public:
-  /// Writes `path` with ".part" behind it first, or `part`. Throws OutputError with the cause, also
-  /// where another process is at it.
+  /// The temporary name is `path` with ".part" appended, or `part`. Throws OutputError with the
+  /// cause, also if another process is writing it.
   explicit WholeFile(const std::string& path) : WholeFile(path, path + ".part") {}
   WholeFile(const std::string& path, const std::string& part);
   /// Removes the file unless it was kept.
@@ -52,12 +53,12 @@ class WholeFile {
   WholeFile(const WholeFile&) = delete;
   WholeFile& operator=(const WholeFile&) = delete;
 
-  /// What is to be written to, for one that does not use Write.
+  /// The path to write to, for libraries that do not use Write.
   const std::string& part() const { return part_; }
 
   /// Each throws OutputError with the cause.
   void Write(std::string_view bytes) { file_->Write(bytes); }
-  /// Gives the file its name, in the place of one that is there. Nothing is written after that.
+  /// Renames the file to `path`, replacing an existing one. Nothing is written after that.
   void Keep();
 
  private:
@@ -70,7 +71,7 @@ class WholeFile {
 /// Throws OutputError with the cause.
 void WriteWholeFile(const std::string& path, std::string_view bytes);
 
-/// Throws SetupError where `path` is there. `otherwise` goes behind the hint at --overwrite.
+/// Throws SetupError if `path` exists. `otherwise` is appended to the hint about --overwrite.
 void RefuseToReplace(const std::string& path, const char* otherwise = "");
 
 }  // namespace dirty_seg

@@ -1,4 +1,4 @@
-// The folder that a run leaves its results in.
+// A run's output folder.
 #pragma once
 
 #include <memory>
@@ -11,12 +11,12 @@
 
 namespace dirty_seg {
 
-/// A folder for the results of one run, locked against others for as long.
+/// A folder for the results of one run, locked against other runs while it lasts.
 class OutputFolder {
  public:
-  /// Makes the folder where there is none and begins its results.jsonl. Unless `overwrite`, a
-  /// folder that has anything in it is refused; with it, what an earlier run wrote is removed, and
-  /// all else stays. Throws SetupError with the cause.
+  /// Creates the folder if it does not exist and starts its results.jsonl. Unless `overwrite`, a
+  /// folder that is not empty is refused; with it, what an earlier run wrote is removed, and
+  /// everything else is kept. Throws SetupError with the cause.
   OutputFolder(const std::string& path, bool overwrite);
 
   const std::string& results_path() const { return results_path_; }
@@ -24,11 +24,11 @@ class OutputFolder {
   /// Adds to results.jsonl, as WriteJsonLine does.
   void WriteResult(const nlohmann::ordered_json& json) const;
 
-  /// Lists the file and returns its path. Throws OutputError.
+  /// Adds the file to the list (kListFile) and returns its path. Throws OutputError.
   std::string Claim(const std::string& file_name) const;
 
-  /// Each throws OutputError with the cause. JSON is indented; a picture's form is told by its
-  /// extension, and InputError thrown where it cannot be had.
+  /// Each throws OutputError with the cause. JSON is indented; a picture's format follows its
+  /// extension, and InputError is thrown if it cannot be encoded.
   void Write(const PendingFile& file) const;
   void WriteText(const std::string& file_name, const std::string& text) const;
   void WriteJson(const std::string& file_name, const nlohmann::ordered_json& json) const;

@@ -1,4 +1,4 @@
-// Pictures as files.
+// Encodes pictures and writes them to files.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -6,15 +6,15 @@
 
 namespace dirty_seg {
 
-/// The picture in the format that the ending of `path` says; JPEG at quality 92. Throws InputError,
-/// naming `path`, where the format is not known or cannot hold the picture.
+/// The picture in the format of the extension of `path`; JPEG at quality 92. Throws InputError,
+/// naming `path`, if the format is not known or cannot hold the picture.
 std::string EncodePictureFile(const std::string& path, const cv::Mat& picture);
 
-/// Writes a picture in the format that the name's ending says. Throws InputError for a picture that
-/// the format cannot hold, and OutputError.
+/// Writes a picture in the format of the extension. Throws InputError for a picture that the format
+/// cannot hold, and OutputError.
 void WritePicture(const std::string& path, const cv::Mat& picture);
 
-/// A file that has its name and is still to be written.
+/// An encoded file that is still to be written.
 struct PendingFile {
   std::string name;
   std::string bytes;

@@ -9,7 +9,7 @@
 namespace dirty_seg {
 namespace {
 
-// Whether `name` is `video` with a frame's number behind it.
+// Whether `name` is `video` followed by a frame's number.
 bool IsFrameOf(const std::string& video, const std::string& name) {
   const std::size_t begin = video.size() + kFrameMark.size();
   return name.size() > begin && name.compare(0, video.size(), video) == 0 &&
@@ -17,7 +17,7 @@ bool IsFrameOf(const std::string& video, const std::string& name) {
          name.find_first_not_of("0123456789", begin) == std::string::npos;
 }
 
-// A picture may be called as a frame of a video is, which would write over its files.
+// A picture may have the name of a frame of a video, and would overwrite its files.
 bool IsFree(const std::string& name, const std::set<std::string>& taken) {
   if (taken.count(name) != 0) return false;
   const std::size_t mark = name.rfind(kFrameMark);

@@ -1,4 +1,4 @@
-// What the files of a folder of results are called.
+// Names of the files in a results folder.
 #pragma once
 
 #include <set>
@@ -7,30 +7,31 @@
 
 namespace dirty_seg {
 
-/// The file of lines in a folder of results.
+/// The file of results, one line per frame.
 inline constexpr const char* kResultsFile = "results.jsonl";
 
 inline constexpr const char* kSummaryFile = "summary.json";
 
-/// Names all else that a run wrote into its folder, a line each, from before it began with it.
+/// Lists everything else that a run writes into its folder, a line each, added before the file is
+/// written.
 inline constexpr const char* kListFile = "results_files.txt";
 
-/// Forms of results that are one file a run.
+/// Output formats with one file per run.
 inline constexpr const char* kCocoResultsFile = "coco_results.json";
 inline constexpr const char* kCocoImagesFile = "coco_images.json";
 inline constexpr const char* kPolygonsFile = "polygons.jsonl";
 
-/// Holds a text file a frame.
+/// Holds one text file per frame.
 inline constexpr const char* kLabelsFolder = "labels";
 
-/// Whether a folder of results names pictures and videos of its own so.
+/// Whether it is a name that a run gives to pictures and videos of its own.
 bool IsNameOfAResult(const std::string& file_name);
 
-/// Stands between a video's name and its frame's number in the names of that frame's files.
+/// Between a video's name and the frame's number in the names of that frame's files.
 inline constexpr std::string_view kFrameMark = ".frame_";
 
-/// Hands out one name a picture. The path's PlainStem, or with -2, -3, ... behind it when that name
-/// is taken.
+/// Hands out one name per picture: the path's PlainStem, with -2, -3, ... appended if that name is
+/// taken.
 class UniqueNames {
  public:
   std::string Take(const std::string& path);

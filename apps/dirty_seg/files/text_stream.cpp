@@ -19,7 +19,7 @@ std::string LastError() { return std::strerror(errno); }
 
 }  // namespace
 
-// Past the stream's buffer, which would lose its place when Ctrl-C interrupts a full pipe.
+// Bypasses the stream's buffer, which would lose its place when Ctrl-C interrupts a full pipe.
 bool WriteText(const std::string& text, std::FILE* file) {
   if (std::fflush(file) != 0) return false;
   for (std::size_t done = 0; done < text.size();) {

@@ -1,4 +1,4 @@
-// Text for streams that others may read at once, standard output among them.
+// Writes text to streams such as standard output, flushed at once.
 #pragma once
 
 #include <cstdio>
@@ -7,11 +7,12 @@
 
 namespace dirty_seg {
 
-/// Writes `text` and flushes it. Returns whether all of it went out; `errno` tells why not.
+/// Writes `text` and flushes it. Returns whether all of it was written; if not, `errno` has the
+/// cause.
 bool WriteText(const std::string& text, std::FILE* file);
 
-/// Writes what a command is asked for to standard output. Throws SetupError, naming it by `what`,
-/// where not all of it goes out.
+/// Writes the result of a command to standard output. Throws SetupError, naming it by `what`, if
+/// not all of it can be written.
 void PrintResult(const std::string& text, const char* what, std::FILE* file = stdout);
 
 /// Writes `json` as one line and flushes it, so that a reader sees every finished frame. Bytes that

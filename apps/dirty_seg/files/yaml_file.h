@@ -1,4 +1,4 @@
-// YAML files of ours, and what is wrong in them.
+// Reads YAML files, and reports what is wrong in them.
 #pragma once
 
 #include <yaml-cpp/yaml.h>
@@ -8,14 +8,14 @@
 
 namespace dirty_seg {
 
-/// Something in a file that a person should know of.
+/// A problem in a file.
 struct Finding {
   enum class Kind { kError, kWarning };
   Kind kind = Kind::kError;
   int line = 0;  // counted from 1; 0 for the file as a whole
   /// What is wrong.
   std::string text;
-  /// What would be right, where there is a word on it.
+  /// What would be right; may be empty.
   std::string advice;
   /// Where in the file, as "patch.patches[2]"; empty for the file as a whole.
   std::string key;
@@ -33,17 +33,18 @@ std::string FindingText(const std::string& path, const Finding& finding);
 /// The same for something at `line`, 0 for the file as a whole.
 [[noreturn]] void RejectFile(const std::string& path, int line, const std::string& what);
 
-/// Throws SetupError, naming the file and its line, for a file that cannot be opened or is no YAML.
+/// Throws SetupError, naming the file and its line, for a file that cannot be opened or is not
+/// YAML.
 YAML::Node LoadYaml(const std::string& path);
 
-/// Line of a node, counted from 1; 0 where it has none.
+/// Line of a node, counted from 1; 0 if it has none.
 int LineOf(const YAML::Node& node);
 
 /// The node as it stands in the file, on one line and in quotes; "empty" for none.
 std::string NodeText(const YAML::Node& node);
 
-/// An error for each key of `mapping` that stands there twice: the first one counts, silently.
-/// `prefix` stands before the key.
+/// Adds an error for each repeated key of `mapping`: the parser silently uses the first. `prefix`
+/// goes before the key.
 void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
                       std::vector<Finding>& findings);
 

@@ -1,4 +1,4 @@
-// Label masks as polygons, a line a frame.
+// Label masks as polygons, one line per frame.
 #include <fcntl.h>
 
 #include <nlohmann/json.hpp>
@@ -54,7 +54,7 @@ class PolygonSink : public ResultSink {
   void Finish() override { file_.Finish(); }
 
  private:
-  // A label's mask is of all that have it: it has the names of both where some were confirmed.
+  // A label's mask is that of all its detections: it has both names if some were confirmed.
   ordered_json NamesToJson(const FrameOutcome& outcome) const {
     const std::vector<Kind> all = KindsOf(outcome, labels_);
     const std::set<Kind> kinds(all.begin(), all.end());

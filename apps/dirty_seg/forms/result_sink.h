@@ -1,4 +1,4 @@
-// Forms of results that are written on request, beside results.jsonl.
+// Optional output formats, beside results.jsonl.
 #pragma once
 
 #include <memory>
@@ -13,15 +13,15 @@
 
 namespace dirty_seg {
 
-/// One frame that went through, with all that is known of it.
+/// One frame that succeeded, with everything known about it.
 struct FoundFrame {
   const Frame& frame;
   const FrameRecord& record;
   /// The record's outcome, boxes and label masks in the picture's own pixels.
   const FrameOutcome& outcome;
-  /// What the names of the frame's files begin with.
+  /// Prefix of the names of the frame's files.
   std::string name;
-  /// The same of its input's.
+  /// Prefix of the names of its input's files.
   std::string input_name;
   cv::Mat overlay;
 
@@ -31,7 +31,7 @@ struct FoundFrame {
   }
 };
 
-// Every form but the record's own is in the pixels of the picture, as their readers expect.
+// Every format but the record's own is in pixels of the picture, as their readers expect.
 
 class ResultSink {
  public:
@@ -47,8 +47,8 @@ class ResultSink {
   virtual void Finish() {}
 };
 
-// Each sink writes into `folder`, which outlives it, as does `labels`. Where one number stands for
-// what a detection is, that is `Labels::IdOf`.
+// Each sink writes into `folder`, which outlives it, as does `labels`. Where a format has one
+// number for the class, it is `Labels::IdOf`.
 
 /// coco_results.json and coco_images.json, as COCO's tools read them. A detection's segmentation is
 /// its label's mask cut to its box.
@@ -57,8 +57,8 @@ std::unique_ptr<ResultSink> MakeCocoSink(const OutputFolder& folder, const Label
 /// polygons.jsonl: the areas of each label's mask.
 std::unique_ptr<ResultSink> MakePolygonSink(const OutputFolder& folder, const Labels& labels);
 
-/// labels/NAME.txt: a line a detection, its class and the outline of its largest area, over the
-/// picture's width and height; its box where it has no area.
+/// labels/NAME.txt: a line per detection with its class and the outline of its largest area, as
+/// fractions of the picture's width and height; its box if it has no area.
 std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder, const Labels& labels);
 
 /// NAME.crop_DETECTION.VERDICT_SCORE.png: what the classifier saw of each candidate.

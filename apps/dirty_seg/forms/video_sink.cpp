@@ -12,7 +12,7 @@
 namespace dirty_seg {
 namespace {
 
-// Of a camera that does not tell its rate.
+// For a camera that does not report its rate.
 constexpr double kUsualRate = 30.0;
 
 class VideoSink : public ResultSink {
@@ -38,14 +38,14 @@ class VideoSink : public ResultSink {
     input_ = found.frame.input;
     size_ = found.overlay.size();
     const double rate = found.frame.rate > 0.0 ? found.frame.rate : kUsualRate;
-    // The writer tells the form by the ending.
+    // The writer chooses the format by the extension.
     const std::string part = folder_.Claim(found.input_name + ".overlay.part.avi");
     path_ = folder_.Claim(found.input_name + ".overlay.avi");
     file_.emplace(path_, part);
     if (!Open(rate)) throw OutputError("'" + path_ + "' cannot be written");
   }
 
-  // The writer keeps it to itself when the disk is full.
+  // The writer does not report a full disk.
   void Close() {
     if (!writer_.isOpened()) return;
     writer_.release();
@@ -58,7 +58,7 @@ class VideoSink : public ResultSink {
         fmt::format("'{}' cannot be written whole, and is removed; is there room for it?", path_));
   }
 
-  // OpenCV's own writer takes the other's place where that one was left out; it rounds the rate.
+  // OpenCV's own writer is the fallback for builds without FFmpeg; it rounds the rate.
   bool Open(double rate) {
     const int codec = cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
     return writer_.open(file_->part(), cv::CAP_FFMPEG, codec, rate, size_) ||

@@ -25,7 +25,7 @@ std::string BoxText(const std::vector<float>& box, const cv::Size& picture) {
          CornerText(box[2], box[3], picture) + CornerText(box[0], box[3], picture);
 }
 
-// The outline of the largest area; empty when none has an outline with an area.
+// The outline of the largest area; empty if no outline encloses one.
 std::vector<cv::Point> LargestOutline(const cv::Mat& mask) {
   std::vector<cv::Point> largest;
   double most = 0.0;

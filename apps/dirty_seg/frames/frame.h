@@ -1,4 +1,4 @@
-// One frame on its way from its input to its results.
+// One frame of an input.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@
 
 namespace dirty_seg {
 
-/// One frame to process, or what kept it from being read.
+/// One frame to process, or why it could not be read.
 struct Frame {
   /// The input's path, as given.
   std::string source;
@@ -19,10 +19,10 @@ struct Frame {
   std::size_t input = 0;
   /// Number of the frame in its video, from 0; 0 for a picture.
   std::int64_t index = 0;
-  /// How many were taken of this input before.
+  /// Number of frames taken from this input before it.
   std::size_t ordinal = 0;
   InputKind kind = InputKind::kPicture;
-  /// Frames a second among those that are taken of a video or camera; 0 where it is not known.
+  /// Frames per second of a video or camera, counting those that are taken; 0 if it is not known.
   double rate = 0.0;
   /// CV_8UC3 in B, G, R order.
   std::shared_ptr<cv::Mat> picture;
@@ -31,8 +31,8 @@ struct Frame {
   std::string failure;
 };
 
-/// "'floor.mp4' frame 12", as messages about the frame begin; a picture, and an input that gives no
-/// frame, by the source alone.
+/// "'floor.mp4' frame 12", as messages about the frame begin; a picture, and an input without a
+/// frame, are named by the source alone.
 std::string NameOf(const Frame& frame);
 
 }  // namespace dirty_seg

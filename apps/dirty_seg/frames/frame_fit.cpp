@@ -18,12 +18,12 @@ namespace geometry = nuvik::geometry;
 constexpr int kGrey = 114;  // of the detector's own padding
 const cv::Size kFrame(geometry::kFrameWidth, geometry::kFrameHeight);
 
-// A line of pixels of an extreme picture stays one.
+// A side never becomes 0, however extreme the picture.
 int ScaledSide(int side, double scale, int limit) {
   return std::clamp(static_cast<int>(std::lround(side * scale)), 1, limit);
 }
 
-// Means of pixels where there are more of them than in the frame, so that none is passed over.
+// Averages pixels if there are more than in the frame, so that none is skipped.
 cv::Mat Scaled(const cv::Mat& picture, const FrameFit& fit) {
   if (!fit.IsScaled()) return picture;
   cv::Mat scaled;

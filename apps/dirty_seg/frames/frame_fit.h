@@ -1,4 +1,4 @@
-// How a picture of any size lies in the detector's frame.
+// Places a picture of any size in the detector's frame.
 #pragma once
 
 #include <algorithm>
@@ -27,7 +27,7 @@ inline constexpr std::array<const char*, 2> kFitWords{"scale", "pad"};
 FitMode FitModeOf(const std::string& word);
 
 /// The detector works on a frame of 1920 x 1080 pixels, whatever the picture's size. A picture lies
-/// in the frame's left top corner; what it leaves free is grey.
+/// in the frame's top left corner; the rest is grey.
 ///
 /// A frame's x is x * picture.width / placed.width in the picture, and y likewise.
 struct FrameFit {
@@ -44,12 +44,11 @@ struct FrameFit {
 /// that is larger than the frame and must not be scaled.
 FrameFit FitToFrame(const cv::Size& picture, FitMode mode);
 
-/// The whole frame, with the picture (CV_8UC3) where `fit` says. One of the frame's own size is
-/// handed on as it is.
+/// The whole frame, with the picture (CV_8UC3) where `fit` says. A picture of the frame's own size
+/// is returned as it is.
 std::shared_ptr<cv::Mat> PlaceInFrame(const std::shared_ptr<cv::Mat>& picture, const FrameFit& fit);
 
-/// Why a detector with these patches would look at nothing of the picture; empty where it looks at
-/// some.
+/// Why a detector with these patches would see nothing of the picture; empty if it sees some of it.
 std::string FindReachFault(const std::vector<cv::Rect>& patches, const FrameFit& fit);
 
 /// A box x1, y1, x2, y2 of the frame in the picture's own pixels, cut to the picture: beside it
@@ -77,8 +76,8 @@ bool ReachesIntoPicture(const Box& box, const FrameFit& fit) {
 /// Each pixel is what the frame has at its centre.
 cv::Mat MaskInPicture(const cv::Mat& mask, const FrameFit& fit);
 
-/// Boxes and label masks in the picture's own pixels; the rest as it is. Masks of a picture that
-/// fills the frame are shared.
+/// Boxes and label masks in the picture's own pixels; the rest is unchanged. Masks of a picture
+/// that fills the frame are shared.
 DirtyStatusResultData ResultInPicture(const DirtyStatusResultData& result, const FrameFit& fit);
 
 }  // namespace dirty_seg

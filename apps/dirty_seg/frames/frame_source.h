@@ -1,4 +1,4 @@
-// Frames out of pictures, videos and cameras, one at a time.
+// Frames from pictures, videos and cameras, one at a time.
 #pragma once
 
 #include <cstddef>
@@ -15,14 +15,14 @@ namespace dirty_seg {
 
 /// Which frames of an input are taken.
 struct FrameChoice {
-  /// Of a video or camera every `step`-th, from the first on.
+  /// Every `step`-th of a video or camera, from the first on.
   int step = 1;
-  /// At most so many; without it a video ends by itself, a camera never.
+  /// Maximum number of frames; without it a video ends by itself, a camera never.
   std::optional<std::int64_t> most_of_video;
   std::optional<std::int64_t> most_of_camera;
 };
 
-/// Reads one input. Made anew for each.
+/// Reads one input.
 class FrameReader {
  public:
   virtual ~FrameReader() = default;
@@ -34,16 +34,16 @@ class FrameReader {
   /// cause; nothing is read after that.
   virtual bool Read(Frame& frame) = 0;
 
-  /// Frames in all, as far as the input tells.
+  /// Total number of frames, if the input reports it.
   virtual std::optional<std::int64_t> Count() const = 0;
 };
 
-/// Opens the input. Of a video or camera every `frame_step`-th frame is taken, from the first on.
+/// Opens the input. Takes every `frame_step`-th frame of a video or camera, from the first on.
 /// Throws InputError with the cause.
 std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step);
 
-/// Frame `number` of the input, counted from 0. Throws InputError with the cause, also where there
-/// is none of that number.
+/// Frame `number` of the input, counted from 0. Throws InputError with the cause, also if there is
+/// no such frame.
 Frame ReadFrame(const Input& input, std::int64_t number);
 
 /// The frames of all inputs.
@@ -51,11 +51,11 @@ class FrameSource {
  public:
   explicit FrameSource(InputQueue inputs, const FrameChoice& choice = {});
 
-  /// Nothing after the last. Each input gives its frames, and where something fails, a frame with
-  /// `failure`, which is its last.
+  /// Nothing after the last. Each input gives its frames, and if something fails, a last frame with
+  /// `failure`.
   std::optional<Frame> NextFrame();
 
-  /// Inputs in all; nothing while that is not known.
+  /// Total number of inputs; nothing while it is not known.
   std::optional<std::size_t> InputCount() const { return inputs_.Count(); }
 
   /// Frames of the input that the last frame came from; nothing while that is not known.

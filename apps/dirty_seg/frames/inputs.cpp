@@ -31,7 +31,7 @@ constexpr std::array<const char*, 10> kPictures{".jpg",  ".jpeg", ".png", ".bmp"
                                                 ".tiff", ".webp", ".ppm", ".pgm", ".jp2"};
 constexpr std::array<const char*, 10> kVideos{".mp4", ".avi",  ".mkv", ".mov", ".webm",
                                               ".m4v", ".mpeg", ".mpg", ".wmv", ".mjpeg"};
-// What the JPEG library says where the rest of a picture is grey.
+// The JPEG library's message for a file that is cut short, which it fills with grey.
 constexpr const char* kCutShort = "Premature end of JPEG file";
 constexpr const char* kDevice = "/dev/video";
 constexpr const char* kCamera = "camera:";
@@ -59,7 +59,7 @@ class FolderScan {
  public:
   explicit FolderScan(const InputOptions& options) : options_(options) {}
 
-  // The folder, and where wanted those in it.
+  // Adds the folder, and its subfolders if wanted.
   void Add(const fs::path& folder) {
     folders_.push_back(folder);
     while (!folders_.empty()) {
@@ -85,7 +85,7 @@ class FolderScan {
   }
 
  private:
-  // A link could lead back to where it lies.
+  // A link could lead back to a folder above it.
   bool IsToBeEntered(const fs::directory_entry& folder) const {
     std::error_code ignored;
     return options_.recursive && !folder.is_symlink(ignored) &&
@@ -174,7 +174,7 @@ std::string WithoutMarks(std::string line) {
   return line;
 }
 
-// What decoders say of a picture, they say without its name.
+// Decoders print messages without naming the picture.
 cv::Mat Decode(const std::string& path, std::string& said) {
   const ErrorCapture errors;
   try {
@@ -209,7 +209,7 @@ std::vector<Input> ExpandInputs(const std::vector<std::string>& arguments,
 InputQueue::InputQueue(const std::vector<std::string>& arguments, InputOptions options,
                        std::istream& list)
     : options_(std::move(options)), list_(list) {
-  // All folders are looked into before a result is written, which may be into one of them.
+  // All folders are read before a result is written, which may be into one of them.
   for (const std::string& argument : arguments) {
     if (argument == "-") {
       ready_.push_back({argument, "", InputKind::kList});
@@ -231,8 +231,8 @@ std::optional<Input> InputQueue::Next() {
   return input;
 }
 
-// Puts what the next line names before the list, or takes the list away at its end. One whose
-// reading is interrupted may have more.
+// Puts the inputs of the next line before the list, or removes the list at its end. An interrupted
+// list may have more lines.
 void InputQueue::ReadListLine() {
   std::string line;
   if (!std::getline(list_, line)) {

@@ -21,13 +21,13 @@ namespace {
 // frames missing up to this share do not count as cut short.
 constexpr double kCountTolerance = 0.02;
 
-// What OpenCV and its decoders print on standard error names no input.
+// OpenCV and its decoders print messages without naming the input.
 void KeepLibrariesQuiet() {
   static const bool done = [] {
     if (std::getenv("OPENCV_LOG_LEVEL") == nullptr) {
       cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     }
-    setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);  // its word for nothing at all
+    setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);  // AV_LOG_QUIET
     return true;
   }();
   static_cast<void>(done);
@@ -48,7 +48,7 @@ class CaptureReader : public FrameReader {
       ++next_;
     }
     auto picture = std::make_shared<cv::Mat>();
-    // The capture's own memory is used again for the next frame.
+    // The capture reuses its memory for the next frame.
     cv::Mat decoded;
     if (!capture_.read(decoded) || decoded.empty()) return End();
     decoded.copyTo(*picture);
@@ -76,7 +76,7 @@ class CaptureReader : public FrameReader {
   }
 
   cv::VideoCapture capture_;
-  std::int64_t told_count_;  // 0 or less: not told
+  std::int64_t told_count_;  // 0 or less: not known
   std::int64_t frame_step_;
   std::int64_t next_ = 0;
   double rate_ = 0.0;
@@ -108,7 +108,7 @@ cv::VideoCapture OpenCapture(const std::string& path) {
 
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
   const cv::VideoCapture capture = OpenCapture(path);
-  // A container without a number of frames gives one that cannot be.
+  // For a container without a frame count, OpenCV returns an impossible one.
   const double told = capture.get(cv::CAP_PROP_FRAME_COUNT);
   const auto count = told > 0.0 && told < 1e12 ? static_cast<std::int64_t>(told) : 0;
   return std::make_unique<CaptureReader>(capture, count, frame_step);

@@ -9,12 +9,12 @@
 
 namespace dirty_seg {
 
-/// Opens a video file to take frames from, in their order, without a word of the decoder's on
-/// standard error. Throws InputError with the cause.
+/// Opens a video file for reading frames in order. The decoder prints nothing on standard error.
+/// Throws InputError with the cause.
 cv::VideoCapture OpenCapture(const std::string& path);
 
-/// Opens a video file. One that ends before as many frames as it tells of is read as far as it
-/// goes, and then refused as cut short. Throws InputError with the cause.
+/// Opens a video file. One with fewer frames than its header says is read to its end, and then
+/// reported as cut short. Throws InputError with the cause.
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step);
 
 /// Opens the camera "/dev/video0" or "camera:0". Throws InputError with the cause.

@@ -44,7 +44,7 @@ void Emit(const ordered_json& json, YAML::Emitter& emitter) {  // NOLINT(misc-no
   }
 }
 
-// Octal escapes end after three digits, whatever follows.
+// Octal escapes have at most three digits, whatever follows.
 std::string CppString(const std::string& text) {
   std::string quoted = "\"";
   for (const char c : text) {
@@ -73,7 +73,7 @@ std::string CppValue(const std::vector<std::int64_t>& shape) {
   return fmt::format("{{{}}}", fmt::join(shape, ", "));
 }
 
-// One statement a tensor: a list of pairs would be taken for something else now and then.
+// One statement per tensor: an initializer list of pairs could match another constructor.
 template <typename Value>
 void AddEntries(const std::string& member, const std::map<std::string, Value>& map,
                 std::string& code) {

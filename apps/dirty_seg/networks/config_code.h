@@ -1,4 +1,4 @@
-// An AIEngineConfig written down, to be pasted into a host.
+// An AIEngineConfig as JSON, YAML and C++ code, to be pasted into a host.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -17,7 +17,7 @@ std::string ConfigYaml(const nuvik::alg::common::AIEngineConfig& config);
 /// Statements that make a variable `name`, with <engine/ai_engine.h> included.
 std::string ConfigCpp(const nuvik::alg::common::AIEngineConfig& config, const std::string& name);
 
-/// A variable's name after the file's: "models/dirt-seg.onnx" is dirt_seg.
+/// A variable name made from the file name: "models/dirt-seg.onnx" is dirt_seg.
 std::string VariableName(const std::string& path);
 
 }  // namespace dirty_seg

@@ -36,12 +36,13 @@ std::string WithoutPath(const std::string& path, const std::string& text) {
   return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
 }
 
-// Of a dimension as a file declares it.
+// Whether a declared dimension is a number.
 bool IsNumber(const std::string& dimension) {
   return dimension.find_first_not_of("-0123456789") == std::string::npos;
 }
 
-// What `call` says when it throws, in the engine's words where it has some; empty when it does not.
+// The message of what `call` throws, or of the engine if it printed one; empty if it does not
+// throw.
 template <typename Call>
 std::string FaultOf(const std::string& path, const Call& call) {
   try {
@@ -63,7 +64,7 @@ bool HasOtherBatch(const AIEngineConfig& config, std::size_t batch) {
       });
 }
 
-// The size that was put in for an open batch may be all that is wrong.
+// The size chosen for an open batch may be the only problem.
 void AddBatchHint(const NetworkReport& report, std::size_t batch, std::string& fault) {
   const bool is_of_a_run = fault.rfind("fails in a trial run", 0) == 0;
   const bool is_of_the_batch =

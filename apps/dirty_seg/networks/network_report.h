@@ -1,4 +1,4 @@
-// What a network file is and what it can serve as here.
+// What a network file is, and in which role it can be used.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -11,11 +11,11 @@
 
 namespace dirty_seg {
 
-/// Whether a network can serve in a role, by the checks that a run makes.
+/// Whether a network can be used in a role, by the checks that a run makes.
 struct Suitability {
   /// Empty, or why it cannot.
   std::string fault;
-  /// What the detector's configuration is then given.
+  /// The configuration that the detector then gets.
   nuvik::alg::common::AIEngineConfig config;
 
   bool fits() const { return fault.empty(); }
@@ -33,7 +33,8 @@ struct NetworkReport {
   std::optional<nuvik::model::SegmentationHead> head;
   Suitability classifier;
 
-  /// That of the role it fits; without one, what the engine reads. Null where that is nothing.
+  /// The configuration for the role it fits; without one, as the engine reads it. Null if the
+  /// engine cannot.
   const nuvik::alg::common::AIEngineConfig* config() const;
   /// "segmentation network", "classifier" or "neither ... nor ...".
   std::string Role() const;
@@ -43,11 +44,11 @@ struct NetworkReport {
 };
 
 /// Reads the file, and tries it in both roles, a run on zeros included. A batch that the file
-/// leaves open takes `batch`; `threads` goes into the configuration. What is wrong with the network
-/// stands in the report. Writes nothing.
+/// leaves open takes `batch`; `threads` goes into the configuration. Problems with the network are
+/// in the report. Prints nothing.
 NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int threads);
 
-/// For people: a screenful.
+/// As text, about a screenful.
 std::string ReportText(const NetworkReport& report);
 
 nlohmann::ordered_json ReportJson(const NetworkReport& report);

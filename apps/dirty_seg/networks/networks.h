@@ -1,4 +1,4 @@
-// The two ONNX files as the detector wants them described.
+// Reads the two ONNX files into the detector's configuration.
 #pragma once
 
 #include <string>
@@ -15,21 +15,21 @@ namespace dirty_seg {
 ///
 /// Throws SetupError, naming the file, the tensor, what was found and what was expected: the file
 /// cannot be read (then a NetworkError, with the engine's words); its input is not the one
-/// float32 [N, 3, S, S]; N is less than `patch_count`. Whether the outputs are a YOLOv8
-/// segmentation head is told by the post-processor.
+/// float32 [N, 3, S, S]; N is less than `patch_count`. The post-processor checks
+/// whether the outputs are a YOLOv8 segmentation head.
 nuvik::alg::common::Network ReadSegmentationNetwork(const std::string& path,
                                                     std::size_t patch_count, int threads);
 
 /// Width and height in pixels of the input of a network that ReadSegmentationNetwork took.
 int InputSide(const nuvik::alg::common::AIEngineConfig& config);
 
-/// What the network's outputs are as a YOLOv8 segmentation head. Throws SetupError, naming the file
-/// and what is wrong with them.
+/// The network's outputs as a YOLOv8 segmentation head. Throws SetupError, naming the file and what
+/// is wrong with them.
 nuvik::model::SegmentationHead ReadHead(const std::string& path,
                                         const nuvik::alg::common::AIEngineConfig& config);
 
 /// Describes the classifier: "input" float32 [1, 3, 224, 224], "output" float32 with two elements.
-/// Other outputs are not computed. Throws SetupError likewise.
+/// Other outputs are not computed. Throws SetupError in the same cases.
 nuvik::alg::common::AIEngineConfig ReadFeceNetwork(const std::string& path, int threads);
 
 }  // namespace dirty_seg

@@ -16,7 +16,7 @@ namespace {
 namespace onnx = nuvik::alg::common::onnx;
 using nuvik::alg::common::OnnxMessage;
 
-// Class names of a thousand classes stay whole.
+// Enough for the names of a thousand classes.
 constexpr std::uint64_t kMostMetadataBytes = 1U << 20U;
 
 std::string ReadDimension(OnnxMessage message) {

@@ -14,9 +14,9 @@ struct DeclaredTensor {
   std::string name;
   /// "float32"; also types that the engine does not carry.
   std::string type;
-  /// One text a dimension: a number, the name of an open dimension, or "?" for one without.
+  /// One text per dimension: a number, the name of an open dimension, or "?" for one without.
   std::vector<std::string> shape;
-  /// False where the file tells no rank.
+  /// False if the file does not declare a rank.
   bool has_shape = false;
 };
 
@@ -27,13 +27,13 @@ struct OnnxDescription {
   /// Versions of the operator sets by domain.
   std::map<std::string, std::int64_t> opsets;
   std::map<std::string, std::string> metadata;
-  /// Without those that a constant of the file stands for.
+  /// Without those that have a constant in the file.
   std::vector<DeclaredTensor> inputs;
   std::vector<DeclaredTensor> outputs;
 };
 
-/// What is no ONNX file gives as much as could be read, at worst nothing; it is the engine that
-/// refuses it.
+/// For a file that is not ONNX, the result has what could be read, possibly nothing; refusing it is
+/// up to the engine.
 OnnxDescription DescribeOnnxFile(std::istream& file);
 
 /// Whether the first input's first dimension takes any number.

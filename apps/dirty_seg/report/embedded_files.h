@@ -1,4 +1,4 @@
-// Files that the build put into the program: the report's page and what it carries.
+// Files embedded in the program: the report's page and its parts.
 #pragma once
 
 #include <string_view>

@@ -30,8 +30,8 @@ constexpr std::array<const char*, 12> kScripts{
     "uplot.js",   "table-core.js", "base.js",  "masks.js",    "pan.js",   "viewer.js",
     "filters.js", "cards.js",      "times.js", "verdicts.js", "table.js", "main.js"};
 
-// The page runs and styles itself with what carries this word alone. The results were written
-// before it was drawn, so nothing in them can have it.
+// The page accepts only scripts and styles with this nonce. The results were written before it was
+// drawn, so nothing in them can contain it.
 std::string DrawNonce() {
   std::random_device device;
   std::vector<unsigned char> bytes(16);
@@ -126,7 +126,7 @@ class PageWriter {
     }
   }
 
-  // As text that the browser does not look into until it is asked for.
+  // As text that the browser does not parse until it is needed.
   void WritePicture(const std::string& id, const std::string& base64) {
     if (base64.empty()) return;
     Add(fmt::format(R"(<script type="text/plain" id="{}">{}</script>)", id, base64) + "\n");

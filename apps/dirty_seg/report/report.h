@@ -1,4 +1,4 @@
-// Results as one HTML page that needs nothing else.
+// Writes results as one self-contained HTML page.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 namespace dirty_seg {
 
 struct ReportOptions {
-  std::string title;  // empty: made of the folder's name
+  std::string title;  // empty: made from the folder's name
   int max_width = 1600;
   std::size_t max_frames = 200;
   std::string version;  // of the program
@@ -23,7 +23,7 @@ struct ReportOutcome {
 };
 
 /// Writes the page of `results` to the file `path`, which is replaced when the page is complete.
-/// `progress` may be null. Throws OutputError with the cause, and InterruptedError; nothing of the
+/// `progress` may be null. Throws OutputError with the cause, and InterruptedError; no part of the
 /// page is left then.
 ReportOutcome WriteReport(const Results& results, const ReportOptions& options,
                           const std::string& path, Progress* progress = nullptr);

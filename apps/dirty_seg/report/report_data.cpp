@@ -24,11 +24,11 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
-// Stages in the order of a frame's way. Others that a line tells come behind, by name.
+// Stages in the order in which a frame passes them. Others follow, by name.
 constexpr std::array<const char*, 7> kStages{"read",    "preprocess", "inference", "postprocess",
                                              "convert", "total",      "write"};
 
-// Numbers of the page are read by people: digits beyond these only make it larger.
+// People read the numbers of the page: more digits would only make it larger.
 double Rounded(double value, double steps) { return std::round(value * steps) / steps; }
 
 std::string ColourText(const cv::Scalar& bgr) {
@@ -57,7 +57,7 @@ ordered_json CandidatesToJson(const std::vector<StoredCandidate>& candidates) {
   return json;
 }
 
-// Never onto a whole number from beside it: the box touches the same pixels as before.
+// Never rounds a fraction to a whole number: the box touches the same pixels as before.
 double RoundedEdge(double edge) {
   const double rounded = Rounded(edge, 10.0);
   if (rounded == edge || rounded != std::floor(rounded)) return rounded;
@@ -169,7 +169,7 @@ ordered_json ReportData::ToJson(std::size_t max_frames) const {
 
 bool ReportData::HasClassifier() const {
   if (facts_ && !facts_->fece_model.empty()) return true;
-  // Results without candidates tell it by the name that only a confirmation gives.
+  // Results without candidates show it by the name that only a confirmation gives.
   const auto tells = [](const StoredFrame& frame) {
     const auto name = frame.label_names.find(kFaecesLabel);
     return !frame.candidates.empty() || !frame.confirmed.empty() ||
@@ -191,7 +191,7 @@ std::vector<std::string> ReportData::Stages() const {
   return stages;
 }
 
-// Where a line does not tell what was confirmed, as in older results, label 19 says it.
+// Where a line does not say what was confirmed, as in older results, label 19 does.
 std::vector<Kind> ReportData::KindsOf(const StoredFrame& frame) const {
   std::vector<Kind> kinds;
   for (std::size_t i = 0; i < frame.detections.size(); ++i) {
@@ -378,7 +378,7 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
   return notes;
 }
 
-// Those that failed and have no frame that did, as far as there is room.
+// Inputs that failed without a failed frame, as far as there is room.
 std::string ReportData::UnreadInputsText() const {
   constexpr std::size_t kMostNamed = 20;
   std::set<std::string> told;

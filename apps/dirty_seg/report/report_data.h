@@ -1,4 +1,4 @@
-// What a report's page says, as data.
+// The data of a report's page.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@
 
 namespace dirty_seg {
 
-/// What summary.json tells of the run; nothing where the folder has none that is whole.
+/// Facts of the run from its summary.json.
 struct RunFacts {
   bool interrupted = false;
   std::size_t inputs = 0;
@@ -27,11 +27,11 @@ struct RunFacts {
   std::string fece_model;  // empty without a classifier
   /// Source and cause of each failure.
   std::vector<std::pair<std::string, std::string>> failures;
-  std::string write_error;  // empty where all could be written
+  std::string write_error;  // empty if everything was written
 };
 
 /// Reads the summary.json beside the results. A missing key leaves its default. One that cannot be
-/// understood, as a run that is killed leaves it, is named on standard error and counts as missing.
+/// parsed, as a killed run leaves it, is reported on standard error and counts as missing.
 std::optional<RunFacts> ReadRunFacts(const std::string& folder);
 
 /// The indices of at most `most` frames that have a picture, evenly spread over those that did not
@@ -42,10 +42,10 @@ class ReportData {
  public:
   ReportData(const Results& results, std::optional<RunFacts> facts);
 
-  /// Tells that frame `index` has its place among the pictures, and what was found for it.
+  /// Adds frame `index` to those with a picture, and the picture that was found for it.
   void SetPicture(std::size_t index, const FramePicture& picture);
 
-  /// All of it; `max_frames` is what the choice of pictures was bounded by.
+  /// Everything; `max_frames` was the limit for the choice of pictures.
   nlohmann::ordered_json ToJson(std::size_t max_frames) const;
 
  private:

@@ -64,7 +64,7 @@ FramePicture PictureLoader::Load(const StoredFrame& frame) {
   const bool is_same = !frame.image_size || *frame.image_size == source.size();
   if (!source.empty() && is_same) return {PictureOrigin::kSource, source};
   if (frame.overlay.empty()) return {};
-  // Of the folder's own files alone, whatever the line says.
+  // Only from the results folder, whatever the line says.
   const fs::path overlay_path = fs::path(folder_) / fs::path(frame.overlay).filename();
   const cv::Mat overlay = ReadOrNothing(overlay_path.string());
   if (overlay.empty()) return {};
@@ -76,7 +76,7 @@ cv::Mat PictureLoader::ReadSource(const StoredFrame& frame) {
   return picture.empty() ? ReadVideo(frame.source, frame.frame) : picture;
 }
 
-// Frame after frame: a jump within a compressed video can end beside its aim.
+// Frame after frame: seeking in a compressed video can miss its target.
 cv::Mat PictureLoader::ReadVideo(const std::string& path, std::int64_t number) {
   std::error_code error;
   if (!fs::is_regular_file(path, error)) return {};

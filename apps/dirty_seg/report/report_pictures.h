@@ -19,14 +19,14 @@ struct FramePicture {
   cv::Mat pixels;  // CV_8UC3
 };
 
-/// Finds the pictures that results are of. Quickest for a video's frames in their order.
+/// Finds the pictures of results. Fastest for a video's frames in order.
 class PictureLoader {
  public:
   /// `folder` is that of the results.
   explicit PictureLoader(std::string folder) : folder_(std::move(folder)) {}
 
-  /// The frame's source, a picture or a video's frame, or where that cannot be read or has another
-  /// size by now, the overlay among the results.
+  /// The frame's source, a picture or a video's frame; if it cannot be read or now has another
+  /// size, the overlay among the results.
   FramePicture Load(const StoredFrame& frame);
 
  private:
@@ -39,13 +39,13 @@ class PictureLoader {
   std::int64_t next_frame_ = 0;  // of the video
 };
 
-/// `picture`, made smaller where it is wider than `max_width`, as JPEG in Base64.
+/// `picture`, scaled down if it is wider than `max_width`, as JPEG in Base64.
 std::string EncodePicture(const cv::Mat& picture, int max_width);
 
-/// The small picture by which a frame is found.
+/// A thumbnail as JPEG in Base64.
 std::string EncodeThumbnail(const cv::Mat& picture);
 
-/// What is in `box` (x1, y1, x2, y2) and a little around it; empty where the box lies outside.
+/// The part in `box` (x1, y1, x2, y2) with a margin; empty if the box lies outside.
 std::string EncodeCrop(const cv::Mat& picture, const std::array<float, 4>& box);
 
 }  // namespace dirty_seg

@@ -1,4 +1,4 @@
-// One thing found in a frame, as results tell it.
+// One detection in a frame.
 #pragma once
 
 #include <array>

@@ -17,10 +17,10 @@
 
 namespace dirty_seg {
 
-/// Of results.jsonl and summary.json; counts up when a key changes its meaning or goes.
+/// Of results.jsonl and summary.json; increased when a key changes its meaning or is removed.
 inline constexpr int kSchemaVersion = 1;
 
-/// A label's mask as the line tells it.
+/// A label's mask in the line.
 struct MaskRecord {
   /// Name of the mask picture in the output folder; empty when none was written.
   std::string file;
@@ -40,24 +40,24 @@ struct FrameRecord {
   /// Name of the annotated picture in the output folder; empty when none was written.
   std::string overlay;
   double read_ms = 0.0;
-  /// To make run lengths, mask pictures and overlay; neither this line nor what the disk takes.
+  /// Time to encode run lengths, mask pictures and overlay, without writing them or this line.
   double write_ms = 0.0;
 };
 
 /// Describes each label mask of `outcome`, without a file name.
 std::map<int, MaskRecord> DescribeMasks(const DirtyStatusResultData& result);
 
-/// What the detector does before the network runs, in milliseconds: the part of the total that the
-/// log gives to no other stage. Nothing unless the log tells all of these.
+/// Milliseconds that the detector takes before the network runs: the part of the total that the log
+/// gives to no other stage. Nothing unless the log has all of these.
 std::optional<double> PreprocessTime(const FrameOutcome& outcome);
 
 /// Milliseconds of each stage that is known, in the order of the stages.
 std::vector<std::pair<std::string, double>> StageTimesOf(const FrameRecord& record);
 
-/// As the program writes times: to the microsecond.
+/// Times are written rounded to the microsecond.
 double RoundToMicrosecond(double milliseconds);
 
-/// Where the picture lies in the frame, as results tell it.
+/// Where the picture lies in the frame.
 nlohmann::ordered_json FitToJson(const FrameFit& fit);
 
 /// Label to name, for each label among `present` that has one.

@@ -28,7 +28,7 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 constexpr std::int64_t kSchemaVersion = 1;
-// Of a mask: no camera has more, and a hostile file must not ask for all of the memory.
+// Limit for a mask: no camera has more, and a hostile file must not take all memory.
 constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
 constexpr std::size_t kMostText = 40;  // of a value in a message
 constexpr int kMostDepth = 16;
@@ -46,7 +46,7 @@ std::string Text(const json& value) {
 
 std::string Item(const std::string& key, std::size_t i) { return fmt::format("{}[{}]", key, i); }
 
-// Takes the values out of one line. `key` is where a value stands, for the message.
+// Reads the values of one line. `key` is the place of a value, for messages.
 class LineReader {
  public:
   LineReader(const std::string& file, std::size_t line) : file_(file), line_(line) {}
@@ -93,7 +93,7 @@ class LineReader {
   }
 
   json Parse(const std::string& text) const {
-    // A message writes a value out by recursion, so its depth is bounded.
+    // Values are printed by recursion, so their depth is limited.
     const auto check_depth = [this](int depth, json::parse_event_t, const json&) {
       if (depth > kMostDepth) Reject(fmt::format("has more than {} levels", kMostDepth));
       return true;
@@ -141,7 +141,7 @@ class LineReader {
     return value == nullptr ? "" : String(*value, parent + key);
   }
 
-  // As the bytes have it where the text has lost some.
+  // From the bytes, if the name is not valid UTF-8.
   std::string Source(const json& root) const {
     std::string text = String(Required(root, "source"), "source");
     const json* coded = Find(root, "source_bytes");
@@ -280,7 +280,7 @@ class LineReader {
     return {static_cast<int>(width), static_cast<int>(height)};
   }
 
-  // Lines from before the key tell it by the verdicts.
+  // Lines older than the key only have the verdicts.
   static std::vector<bool> ConfirmedOf(const StoredFrame& frame) {
     std::vector<bool> confirmed(frame.detections.size());
     for (const StoredCandidate& candidate : frame.candidates) {
@@ -362,7 +362,7 @@ class LineReader {
   std::size_t line_;
 };
 
-// The file of lines that `path` leads to.
+// The results file that `path` names.
 std::string FindFile(const std::string& path) {
   std::error_code error;
   if (!fs::is_directory(path, error)) return path;
@@ -375,8 +375,8 @@ std::string FindFile(const std::string& path) {
   return file.string();
 }
 
-// Whether the file's last line is the beginning of one, or the zeros that a file system puts where
-// data did not reach the disk.
+// Whether the file's last line is incomplete, or the zeros that a file system leaves where data did
+// not reach the disk.
 bool IsUnfinished(const std::ifstream& stream, const std::string& text) {
   const bool begins_as_one = text[0] == '{' || text.find_first_not_of('\0') == std::string::npos;
   return stream.eof() && begins_as_one && !json::accept(text);

@@ -16,7 +16,7 @@
 
 namespace dirty_seg {
 
-/// What the classifier was asked about a detection, and what it said.
+/// A detection that the classifier was asked about, and its verdict.
 struct StoredCandidate {
   /// Index into the frame's detections.
   std::size_t detection = 0;
@@ -26,7 +26,7 @@ struct StoredCandidate {
   std::optional<double> score;
 };
 
-/// A label's mask, still as the line tells it.
+/// A label's mask, still encoded as in the line.
 struct StoredMask {
   /// Name of the mask picture beside the results; empty when none was written.
   std::string file;
@@ -48,17 +48,17 @@ struct StoredFrame {
   std::vector<float> mask_pixel_counts;
   std::map<int, StoredMask> masks;
   std::map<int, std::string> label_names;
-  /// Parallel to `detections`: whether the classifier confirmed it. Empty where that is not told.
+  /// Parallel to `detections`: whether the classifier confirmed it. Empty if the line does not say.
   std::vector<bool> confirmed;
   std::vector<StoredCandidate> candidates;
   /// Name of an output to how many of its numbers were not finite.
   std::map<std::string, std::int64_t> non_finite;
   /// Milliseconds by stage, as `inference`.
   std::map<std::string, double> timing_ms;
-  /// Of the picture; nothing in results that do not tell it.
+  /// Of the picture; nothing in results without it.
   std::optional<cv::Size> image_size;
-  /// Where in the frame the picture lies; nothing in results that do not tell it, whose coordinates
-  /// are those of the picture.
+  /// Where in the frame the picture lies; nothing in results without it, whose coordinates are
+  /// those of the picture.
   std::optional<FrameFit> fit;
   /// Name of the annotated picture beside the results; empty when none was written.
   std::string overlay;
@@ -68,26 +68,26 @@ struct StoredFrame {
 std::array<float, 4> BoxInPicture(const Detection& detection, const StoredFrame& frame);
 
 struct Results {
-  /// The file of lines, and the folder that it lies in.
+  /// Path of results.jsonl, and of its folder.
   std::string file;
   std::string folder;
   std::vector<StoredFrame> frames;
-  /// The last line ends in the middle and is left out: its writer was killed, or is still at it.
+  /// The last line ends in the middle and is left out: its writer was killed, or is still running.
   bool ends_unfinished = false;
 };
 
 /// Reads the results.jsonl of a folder, or a file of such lines under any name.
 ///
 /// A line has `source`, and `bboxes`, `scores` and `labels` of one length. Every other key may be
-/// missing, as it is in older results; a score of null is not-a-number; unknown ones are passed
-/// over, as are empty lines. Masks stay run lengths. A last line that ends in the middle is left
+/// missing, as it is in older results; a score of null is not-a-number; unknown keys and empty
+/// lines are skipped. Masks are kept as run lengths. A last line that ends in the middle is left
 /// out with a warning on standard error. Throws SetupError, naming the file, the line, the key,
 /// what was found and what was expected; also for a line that a newer version of the format wrote.
 /// Throws InterruptedError.
 Results ReadResults(const std::string& path);
 
-/// The mask, 0 or 255. Throws SetupError, naming the file, the line and the key, for run lengths
-/// that are none. `label` is one of `frame.masks`.
+/// The mask, 0 or 255. Throws SetupError, naming the file, the line and the key, for invalid run
+/// lengths. `label` is one of `frame.masks`.
 cv::Mat DecodeMask(const Results& results, const StoredFrame& frame, int label);
 
 }  // namespace dirty_seg

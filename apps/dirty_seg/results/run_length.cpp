@@ -21,7 +21,7 @@ constexpr int kMostGroups = 12;
 // Lengths before this index are stored as they are.
 constexpr std::size_t kFirstDifference = 3;
 
-// OpenCV's own refuses a matrix without pixels.
+// cv::Mat::t refuses a matrix without pixels.
 cv::Mat Transposed(const cv::Mat& matrix) {
   if (matrix.empty()) return cv::Mat(matrix.cols, matrix.rows, matrix.type());
   return matrix.t();
@@ -59,7 +59,7 @@ void AppendNumber(std::int64_t number, std::string& text) {
   throw std::invalid_argument(fmt::format("run lengths, character {}: {}", position, what));
 }
 
-// Reads the number that begins at `position` and moves `position` behind it.
+// Reads the number that begins at `position` and moves `position` past it.
 std::int64_t ReadNumber(const std::string& text, std::size_t& position) {
   std::int64_t number = 0;
   for (int i = 0; i < kMostGroups; ++i) {

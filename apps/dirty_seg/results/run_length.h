@@ -12,7 +12,7 @@ namespace dirty_seg {
 /// their runs, which alternate between zeros and ones and begin with zeros: a mask whose first
 /// pixel is set begins with a run of length 0. From index 3 on, a length is stored as its
 /// difference from the length two before it, the last one of the same kind. A number is written in
-/// groups of five bits, lowest first. A group's bit 0x20 tells that another follows; bit 0x10 of
+/// groups of five bits, lowest first. Bit 0x20 of a group means that another follows; bit 0x10 of
 /// the last group is the number's sign. Each group plus 48 is one character, '0' to 'o'.
 struct RunLengths {
   int height = 0;
@@ -23,8 +23,8 @@ struct RunLengths {
 /// `mask` is CV_8UC1; every pixel that is not 0 is set.
 RunLengths EncodeRunLengths(const cv::Mat& mask);
 
-/// The mask, 0 or 255. Throws std::invalid_argument for a side below 0 and, naming the place in the
-/// text, for a text that is not a list of run lengths of `height` x `width` pixels.
+/// The mask, 0 or 255. Throws std::invalid_argument for a side below 0 and, naming the position,
+/// for a text that is not a list of run lengths of `height` x `width` pixels.
 cv::Mat DecodeRunLengths(const RunLengths& run_lengths);
 
 }  // namespace dirty_seg

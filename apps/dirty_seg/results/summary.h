@@ -1,4 +1,4 @@
-// What a run over many frames comes to: summary.json.
+// The summary of a run: summary.json.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@
 
 namespace dirty_seg {
 
-/// What the run was made with.
+/// Program, networks and configuration of the run.
 struct RunDescription {
   std::string program;  // with its version
   std::string model;
@@ -27,17 +27,17 @@ struct RunDescription {
 /// An input, or a frame of it, that failed.
 struct Failure {
   std::string source;
-  /// Of a video or camera, where a frame was read.
+  /// Of a video or camera, if a frame was read.
   std::optional<std::int64_t> frame;
   std::string cause;
 };
 
-/// How a run came to its end.
+/// How a run ended.
 struct RunEnd {
   bool interrupted = false;
-  /// What could not be written, and why; empty otherwise.
+  /// What could not be written, and why; empty if everything was.
   std::string write_error;
-  /// Inputs in all, those that were not taken up included; nothing where that is not known.
+  /// Total number of inputs, including those not reached; nothing if it is not known.
   std::optional<std::size_t> inputs;
 };
 
@@ -45,7 +45,7 @@ class Summary {
  public:
   explicit Summary(RunDescription description) : description_(std::move(description)) {}
 
-  /// An input came to its end; `failed` when it, or a frame of it, failed.
+  /// Counts an input; `failed` if it, or a frame of it, failed.
   void AddInput(bool failed);
 
   void AddFailure(Failure failure) { failures_.push_back(std::move(failure)); }
@@ -59,7 +59,7 @@ class Summary {
   /// Frames in which the network gave numbers that are not finite.
   std::size_t non_finite_frames() const { return non_finite_frames_; }
 
-  /// Times of the stage, in milliseconds; all 0 for one that no frame told.
+  /// Times of the stage, in milliseconds; all 0 if no frame has any.
   Distribution TimesOf(const std::string& stage) const;
 
   /// Keys in a fixed order, as docs/schema/summary.schema.json has them.

@@ -1,4 +1,4 @@
-// The detector over all frames of a source, its results to where they go.
+// Runs the detector over all frames of a source, and writes the results.
 #pragma once
 
 #include <cstddef>
@@ -28,8 +28,8 @@ class DetectionRun {
   bool has_folder() const { return writer_.has_folder(); }
 
   /// Works until the source ends, an Interruption happened, or something cannot be written, and
-  /// completes the output. An input that fails is named on standard error, and the rest is done.
-  /// `progress` may be null.
+  /// completes the output. An input that fails is reported on standard error, and the others are
+  /// still processed. `progress` may be null.
   ExitStatus Process(FrameSource& source, Progress* progress);
 
  private:

@@ -88,7 +88,7 @@ void ResultWriter::WriteFiles(const Frame& frame, const FrameRecord& record,
   for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(found);
 }
 
-// That of the input, with the frame's number behind it where the input has more than one.
+// The name of the input, followed by the frame's number if the input is not a picture.
 std::string ResultWriter::NameOf(const Frame& frame) {
   if (input_ != frame.input) {
     input_ = frame.input;

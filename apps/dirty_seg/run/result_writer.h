@@ -1,4 +1,4 @@
-// Where results go: standard output, or a folder with all that was asked for.
+// Writes results to standard output, or to a folder with all formats that were asked for.
 #pragma once
 
 #include <cstdio>
@@ -31,7 +31,7 @@ struct ResultOptions {
   bool HasNoFolder() const { return output.empty() && !save; }
 };
 
-/// What is still to be written of a frame.
+/// Files of a frame that are still to be written.
 struct FrameFiles {
   std::string name;
   std::vector<PendingFile> pictures;
@@ -52,12 +52,12 @@ class ResultWriter {
   /// For messages.
   const std::string& destination() const { return destination_; }
 
-  /// Completes `record` by its masks, the names of its files and the time, and writes it. Throws
+  /// Completes `record` with its masks, the names of its files and the time, and writes it. Throws
   /// InputError for a picture that cannot be drawn, and OutputError.
   FrameFiles WriteRecord(const Frame& frame, FrameRecord& record);
 
-  /// Writes what the record names, and the other forms. Throws InputError for a frame that does not
-  /// fit one of these, and OutputError.
+  /// Writes the files that the record names, and the other formats. Throws InputError for a frame
+  /// that one of these cannot hold, and OutputError.
   void WriteFiles(const Frame& frame, const FrameRecord& record, const FrameFiles& files);
 
   /// Completes all files and writes summary.json. Throws OutputError with the cause.

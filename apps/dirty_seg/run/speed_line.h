@@ -1,4 +1,4 @@
-// The lines in which people quote what was found and how fast.
+// Lines for people with what was found and how fast.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +13,13 @@
 namespace dirty_seg {
 
 /// "image 1/2 PATH: 1920x1080 3 stain, 1 faeces, 36.4ms", "video 1/1 (frame 5/300) PATH: ...";
-/// a number that is not known is left out. The time is the detector's.
+/// numbers that are not known are left out. The time is the detector's.
 std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
                       std::optional<std::int64_t> frames, const FrameRecord& record,
                       const Labels& labels);
 
 /// "Speed: 2.1ms preprocess, 30.0ms inference, 1.0ms postprocess, 0.5ms convert per frame": means
-/// of the run; empty when no frame told them.
+/// of the run; empty if no frame has them.
 std::string SpeedLine(const Summary& summary);
 
 }  // namespace dirty_seg

@@ -91,7 +91,7 @@ ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, int side) {
   ordered_json list = ordered_json::array();
   for (const Slot& slot : FindSlots(patches, side)) {
     const cv::Size padded = slot.letterbox.Padded();
-    // The detector packs one crop behind the other, each as long as it is.
+    // The detector packs the crops one after the other, each with its own length.
     const std::int64_t first = static_cast<std::int64_t>(list.size()) * 3 * padded.area();
     list.push_back(
         {{"slot", list.size()},
@@ -107,7 +107,7 @@ ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, int side) {
   return list;
 }
 
-// The detector has accepted the file, and told of keys without effect.
+// The detector has accepted the file, and reported keys without effect.
 ordered_json PostprocessToJson(const std::string& config) {
   std::vector<nuvik::model::PostprocessProblem> told;
   const auto options = nuvik::model::ReadPostprocessOptions(YAML::LoadFile(config), told);
@@ -142,7 +142,7 @@ ordered_json DetectionsToJson(const StagedFrame& frame, const Labels& labels) {
   return list;
 }
 
-// Whether it is a name that FileName gives.
+// Whether FileName could have made this name.
 bool IsNameOfATensor(const std::string& name) {
   constexpr std::size_t kMostName = 255;  // bytes that a file system takes
   static const std::regex kName(R"((input|output|mask)_[\w.-]*\.npy)");

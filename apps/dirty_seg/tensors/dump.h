@@ -1,4 +1,4 @@
-// A frame's tensors as files, with what it takes to make the first of them again.
+// Writes a frame's tensors as files, with what is needed to reproduce the input.
 #pragma once
 
 #include <cstdint>
@@ -24,10 +24,10 @@ struct DumpOrigin {
 };
 
 /// Writes input_NAME.npy, output_NAME.npy for each tensor of the network, mask_LABEL.npy for each
-/// label found, and dump.json, which names them all and tells the place of each patch in the input
-/// tensor. What a file's name cannot hold of a tensor's is replaced by '_'. What an earlier
-/// dump in the folder names is removed. Throws OutputError when a file cannot be written, also
-/// where another process dumps into the folder.
+/// label found, and dump.json, which names them all and gives the place of each patch in the input
+/// tensor. Characters of a tensor's name that a file name cannot have become '_'. Removes the files
+/// of an earlier dump in the folder. Throws OutputError if a file cannot be written, also if
+/// another process dumps into the folder.
 void WriteDump(const std::string& folder, const DumpOrigin& origin, const DetectorOptions& options,
                const DetectorSetup& setup, const StagedFrame& frame);
 

@@ -34,7 +34,7 @@ Value Load(const NpyArray& array, std::size_t i) {
   return value;
 }
 
-// The only type with every value of all six, 64-bit integers and doubles among them.
+// The only type that holds every value of all six, including 64-bit integers and doubles.
 long double Element(const NpyArray& array, std::size_t i) {
   switch (array.type) {
     case nuvik::alg::common::kAIUint8:
@@ -58,7 +58,7 @@ void Keep(double difference, std::size_t index, long double a, long double b,
   largest = {difference, index, static_cast<double>(a), static_cast<double>(b)};
 }
 
-// Adds what element `i` says, where the two values are not equal.
+// Counts element `i` if the two values are not equal.
 void CompareElement(std::size_t i, long double a, long double b, TensorDifference& result) {
   if (a == b || (std::isnan(a) && std::isnan(b))) return;
   ++result.differing;

@@ -1,4 +1,4 @@
-// Two sets of tensors, number by number.
+// Compares two sets of tensors, number by number.
 #pragma once
 
 #include <cstddef>
@@ -55,8 +55,8 @@ bool IsDump(const std::string& path);
 /// that cannot be read, and for a folder against a file.
 DumpComparison CompareDumps(const std::string& a, const std::string& b);
 
-/// What stands in the way of calling the two the same: tensors that only one has, shapes that
-/// differ, and with a limit values further apart than it, or not-a-number on one side alone.
+/// Reasons not to call the two the same: tensors that only one has, shapes that differ, and with a
+/// limit, values further apart than it, or not-a-number on one side only.
 std::vector<std::string> FindExcesses(const DumpComparison& comparison,
                                       const std::optional<double>& max_difference);
 

@@ -56,7 +56,7 @@ class Reporter {
   const std::string& path_;
 };
 
-// Reads the header's Python dictionary: texts, True and False, and tuples of whole numbers.
+// Parses the header's Python dictionary: strings, True and False, and tuples of integers.
 class HeaderParser {
  public:
   HeaderParser(const std::string& text, const Reporter& reporter)
@@ -179,7 +179,7 @@ const Type& FindType(const std::string& name, const Reporter& reporter) {
                               Join(kTypes, [](const Type& type) { return type.name; })));
 }
 
-// Nothing when they are more than 64 bits count.
+// Nothing if the number overflows 64 bits.
 std::optional<std::uint64_t> CountBytes(const Type& type, const std::vector<std::int64_t>& shape) {
   if (std::find(shape.begin(), shape.end(), 0) != shape.end()) return 0;
   std::uint64_t bytes = ElementBytes(type.code);
@@ -203,7 +203,7 @@ std::string ReadAll(const std::string& path, const Reporter& reporter) {
   return content;
 }
 
-// Where the data begins.
+// Returns the offset of the data.
 std::size_t CheckPrelude(const std::string& content, const Reporter& reporter) {
   const auto matches = [&content](std::size_t count) {
     return content.size() >= count &&

@@ -19,15 +19,15 @@ struct NpyArray {
   std::size_t ElementCount() const;
 };
 
-/// Writes the file, which needs no pickle to be read. The bytes are as many as type and shape ask
-/// for. Throws OutputError, naming the file and the cause, when it cannot be written, and
+/// Writes the file, which needs no pickle to be read. `bytes` has the length that type and shape
+/// require. Throws OutputError, naming the file and the cause, when it cannot be written, and
 /// SetupError for a type that no file holds.
 void WriteNpy(const std::string& path, const NpyArray& array);
 
 /// Reads a file with the six types that the engine knows, in row-major order. Throws SetupError,
-/// naming the file, what was found and what was expected: it cannot be opened; its beginning or its
-/// version is another; its header is not a dictionary of descr, fortran_order and shape; the type
-/// is another; the order is column-major; the file is shorter or longer than its header says.
+/// naming the file, what was found and what was expected: it cannot be opened; its magic or version
+/// is wrong; its header is not a dictionary of descr, fortran_order and shape; the type is not
+/// supported; the order is column-major; the file is shorter or longer than its header says.
 NpyArray ReadNpy(const std::string& path);
 
 }  // namespace dirty_seg

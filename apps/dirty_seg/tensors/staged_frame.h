@@ -35,7 +35,7 @@ struct StagedFrame {
 StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_ptr<cv::Mat>& picture,
                       LogCapture& log);
 
-/// Where in the input tensor a patch of the frame went.
+/// The place of a patch in the input tensor.
 struct Slot {
   /// Index of the patch in the configuration. A patch outside the frame takes no slot.
   std::size_t patch = 0;
