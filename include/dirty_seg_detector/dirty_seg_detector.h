@@ -30,8 +30,8 @@ using ImageMap = std::map<std::string, std::shared_ptr<cv::Mat>>;
 /// Detector of dirty regions: patches of the colour image through a segmentation network, candidate
 /// boxes through a classifier, everything back into the 1920 x 1080 frame.
 ///
-/// A picture of another size is taken, and then some results are wrong without a word: patches are
-/// cut at the picture's edges, while boxes and masks are decoded for patches cut at the frame's.
+/// A picture of another size is accepted, and then some results are silently wrong: patches are cut
+/// at the picture's edges, while boxes and masks are decoded for patches cut at the frame's.
 /// - A patch inside both is right. What no such patch shows is not searched.
 /// - A patch over an edge of one of them has its boxes and masks shifted and scaled.
 /// - A patch outside one of them takes a batch slot on one side alone: every later list of objects
@@ -48,7 +48,7 @@ class NUVIK_EXPORT DirtySegDetector {
  public:
   /// Copies `config`, loads both networks, makes their buffers, reads the YAML file.
   ///
-  /// Returns false when a network could not be loaded (said in the log, at info level). Throws
+  /// Returns false when a network could not be loaded (logged at info level). Throws
   /// YAML::Exception for a missing or malformed file, std::out_of_range for an output without a
   /// configured shape or type, std::length_error for a negative byte length, and what the
   /// post-processor's constructor throws. After false or an exception the detector must not be

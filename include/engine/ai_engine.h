@@ -56,8 +56,8 @@ struct AIBuff {
   std::int32_t used_slots = 0;
 };
 
-/// Most threads that the bundled engine takes. Where the system refuses one of so many, the runtime
-/// ends the process.
+/// Maximum number of threads of the bundled engine. If the system refuses to start one of them, the
+/// runtime ends the process.
 inline constexpr std::int32_t kAIMostThreads = 1024;
 
 /// Configuration of one network. Every map is keyed by tensor name.
@@ -84,7 +84,7 @@ struct AIEngineConfig {
   /// Threads that one inference uses, the caller's included, up to `kAIMostThreads`; 0 is one for
   /// each processor core.
   std::int32_t thread_count = 0;
-  /// Device that computes. The bundled engine knows 0 alone, the processor.
+  /// Device that computes. The bundled engine supports only 0, the processor.
   std::int32_t device_id = 0;
 };
 
