@@ -1,10 +1,11 @@
 // The host program's command line and configuration file, without a process: each is refused in the
 // documented way, or what was read is in its documented range.
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "base/errors.h"
+#include "base/version.h"
+#include "command_line/command_line.h"
 #include "commands/detect.h"
 #include "config/config_check.h"
 #include "config/host_file.h"
@@ -47,18 +48,17 @@ void CheckOptions(const dirty_seg::DetectOptions& options) {
 }
 
 void ParseWords(const std::vector<std::string>& words) {
-  CLI::App app("Finds dirty regions in pictures", "dirty_seg");
-  app.require_subcommand(1);
+  dirty_seg::Program program("dirty_seg", "Finds dirty regions in pictures",
+                             dirty_seg::NameAndVersion());
   dirty_seg::DetectOptions options;
-  dirty_seg::AddDetect(app, options);
+  dirty_seg::AddDetect(program, options);
   std::vector<const char*> argv{"dirty_seg"};
   for (const std::string& word : words) argv.push_back(word.c_str());
   try {
-    app.parse(static_cast<int>(argv.size()), argv.data());
-  } catch (const CLI::ParseError&) {
-    return;
+    const bool asks = program.Parse(static_cast<int>(argv.size()), argv.data()).has_value();
+    if (!asks) CheckOptions(options);
+  } catch (const dirty_seg::SetupError&) {
   }
-  CheckOptions(options);
 }
 
 // Whether `read` refuses the file, which it has to name.

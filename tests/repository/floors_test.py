@@ -13,7 +13,7 @@ INTERFACE, LIBRARIES, HOST = ROOT / "include", ROOT / "src", ROOT / "apps" / "di
 
 # The host program's folders, from the top floor down.
 ROOMS = (
-    "commands run bench report compare tensors forms results drawing detector config networks"
+    "commands command_line run bench report compare tensors forms results drawing detector config networks"
     " frames files console base"
 ).split()
 
@@ -81,6 +81,15 @@ class Floors(unittest.TestCase):
             if re.search(r"#include <onnxruntime", path.read_text())
         ]
         self.assertEqual(users, ["src/engine/onnx_session.cpp"])
+
+    def test_one_source_alone_includes_the_parser_of_command_lines(self) -> None:
+        users = [
+            str(path.relative_to(ROOT))
+            for root in (HOST, ROOT / "tests", ROOT / "fuzz")
+            for path in sources(root)
+            if re.search(r"#include <CLI/", path.read_text())
+        ]
+        self.assertEqual(users, ["apps/dirty_seg/command_line/command_line.cpp"])
 
     def test_the_host_program_knows_little_of_the_libraries(self) -> None:
         known = [

@@ -1,8 +1,14 @@
 #include "base/text.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace dirty_seg {
+
+std::string Join(const std::vector<std::string>& texts, std::string_view separator) {
+  return fmt::format("{}", fmt::join(texts, separator));
+}
 
 std::string Counted(std::size_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");

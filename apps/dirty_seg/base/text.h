@@ -1,8 +1,6 @@
 // Pieces of text that messages are made of.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -10,12 +8,15 @@
 
 namespace dirty_seg {
 
+/// `texts` one after the other, with `separator` between.
+std::string Join(const std::vector<std::string>& texts, std::string_view separator = ", ");
+
 /// What `text_of` makes of each of `items`, with `separator` between.
 template <typename Items, typename TextOf>
-std::string Join(const Items& items, const TextOf& text_of, std::string_view separator = ", ") {
+std::string JoinEach(const Items& items, const TextOf& text_of, std::string_view separator = ", ") {
   std::vector<std::string> texts;
   for (const auto& item : items) texts.push_back(text_of(item));
-  return fmt::format("{}", fmt::join(texts, separator));
+  return Join(texts, separator);
 }
 
 /// "1 frame", "2 frames".

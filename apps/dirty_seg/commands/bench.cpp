@@ -1,6 +1,5 @@
 #include "commands/bench.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <iterator>
@@ -11,6 +10,7 @@
 #include "base/version.h"
 #include "bench/bench.h"
 #include "bench/bench_report.h"
+#include "command_line/checks.h"
 #include "commands/options.h"
 #include "console/interruption.h"
 #include "console/messages.h"
@@ -24,44 +24,44 @@ namespace {
 // Of a camera, where nobody says how many.
 constexpr std::int64_t kCameraFrames = 100;
 
-void AddSecondSide(CLI::App& command, BenchOptions& options) {
+void AddSecondSide(Command command, BenchOptions& options) {
   constexpr const char* kNetwork = "Network, patches of side B";
-  command.add_option("--model-b", options.model_b, "Network of the other side, B")
-      ->type_name("SEG.onnx")
-      ->group(kNetwork);
-  command.add_option("--config-b", options.config_b, "Configuration of B")
-      ->type_name("CONFIG.yaml")
-      ->group(kNetwork);
+  command.AddOption("--model-b", &options.model_b, "Network of the other side, B")
+      .TypeName("SEG.onnx")
+      .Group(kNetwork);
+  command.AddOption("--config-b", &options.config_b, "Configuration of B")
+      .TypeName("CONFIG.yaml")
+      .Group(kNetwork);
   constexpr const char* kRest = "Classifier, threads of B";
-  command.add_option("--fece-model-b", options.fece_model_b, "Classifier of B")
-      ->needs(command.get_option("--fece-model"))
-      ->type_name("FECE.onnx")
-      ->group(kRest);
-  command.add_option("--threads-b", options.threads_b, "Threads of B")
-      ->check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
-      ->type_name("N")
-      ->group(kRest);
+  command.AddOption("--fece-model-b", &options.fece_model_b, "Classifier of B")
+      .Needs(command.option("--fece-model"))
+      .TypeName("FECE.onnx")
+      .Group(kRest);
+  command.AddOption("--threads-b", &options.threads_b, "Threads of B")
+      .Check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
+      .TypeName("N")
+      .Group(kRest);
 }
 
-void AddAmounts(CLI::App& command, BenchOptions& options) {
-  command.get_option("--recursive")->group("Folders within folders too");
+void AddAmounts(Command command, BenchOptions& options) {
+  command.option("--recursive").Group("Folders within folders too");
   constexpr const char* kVideo = "Of a video: every N-th, N at most";
-  command.get_option("--frame-step")->group(kVideo);
+  command.option("--frame-step").Group(kVideo);
   command
-      .add_option("--max-frames", options.max_frames,
-                  "Of a video or camera, so many at most; 100 of a camera")
-      ->check(NumberFrom<std::int64_t>(1, 1000000000, "a whole number from 1"))
-      ->type_name("N")
-      ->group(kVideo);
+      .AddOption("--max-frames", &options.max_frames,
+                 "Of a video or camera, so many at most; 100 of a camera")
+      .Check(NumberFrom<std::int64_t>(1, 1000000000, "a whole number from 1"))
+      .TypeName("N")
+      .Group(kVideo);
   constexpr const char* kRuns = "Measured runs of a frame, 10; runs before, 2";
-  command.add_option("--rounds", options.rounds, "Measured runs of each frame; 10")
-      ->check(NumberFrom(1, 1000000, "a whole number from 1"))
-      ->type_name("N")
-      ->group(kRuns);
-  command.add_option("--warmup", options.warmup, "Runs before, not measured; 2")
-      ->check(NumberFrom(0, 1000000, "a whole number from 0"))
-      ->type_name("N")
-      ->group(kRuns);
+  command.AddOption("--rounds", &options.rounds, "Measured runs of each frame; 10")
+      .Check(NumberFrom(1, 1000000, "a whole number from 1"))
+      .TypeName("N")
+      .Group(kRuns);
+  command.AddOption("--warmup", &options.warmup, "Runs before, not measured; 2")
+      .Check(NumberFrom(0, 1000000, "a whole number from 0"))
+      .TypeName("N")
+      .Group(kRuns);
 }
 
 // Read to its end, since two processes go through it.
@@ -106,15 +106,15 @@ std::string ResultText(const BenchOptions& options, const BenchPlan& plan,
 
 }  // namespace
 
-CLI::App* AddBench(CLI::App& app, BenchOptions& options) {
-  CLI::App* command = app.add_subcommand("bench", "Measure time and memory, of one side or two");
-  AddDetectorOptions(*command, options.detector);
-  AddInputOptions(*command, options.input);
-  AddSecondSide(*command, options);
-  AddAmounts(*command, options);
-  command->add_flag("--json", options.json, "Write JSON");
-  AddLogOptions(*command, options.log);
-  command->footer(
+Command AddBench(Program& program, BenchOptions& options) {
+  Command command = program.AddCommand("bench", "Measure time and memory, of one side or two");
+  AddDetectorOptions(command, options.detector);
+  AddInputOptions(command, options.input);
+  AddSecondSide(command, options);
+  AddAmounts(command, options);
+  command.AddFlag("--json", &options.json, "Write JSON");
+  AddLogOptions(command, options.log);
+  command.Footer(
       "Example:\n"
       "  dirty_seg bench --model seg.onnx --model-b int8.onnx --config c.yaml photos\n"
       "Exit status: 0 all done, 1 some inputs failed,\n"

@@ -1,11 +1,11 @@
 // The command `bench`: how long frames take, and what another network or configuration changes.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "commands/options.h"
 #include "config/detector_options.h"
 #include "detector/log_capture.h"
@@ -27,8 +27,8 @@ struct BenchOptions {
   std::optional<std::int64_t> max_frames;  // of each video or camera
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddBench(CLI::App& app, BenchOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddBench(Program& program, BenchOptions& options);
 
 /// Returns the exit status. Throws SetupError when the run cannot start.
 int RunBenchCommand(const BenchOptions& options);

@@ -1,6 +1,5 @@
 #include "commands/check.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -104,28 +103,28 @@ void DrawOverFrame(const CheckOptions& options, const ConfigCheck& check) {
 
 }  // namespace
 
-CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
-  CLI::App* command = app.add_subcommand("check", "Say what is wrong with a configuration");
-  command->add_option("CONFIG,--config", options.config, "Patches and thresholds")
-      ->required()
-      ->type_name("CONFIG.yaml");
+Command AddCheck(Program& program, CheckOptions& options) {
+  Command command = program.AddCommand("check", "Say what is wrong with a configuration");
+  command.AddOption("CONFIG,--config", &options.config, "Patches and thresholds")
+      .Required()
+      .TypeName("CONFIG.yaml");
   command
-      ->add_option("--model", options.model,
-                   "Its input decides how patches fit; without it,\nthat of host.yaml beside "
-                   "CONFIG, or 640 x 640")
-      ->type_name("SEG.onnx");
-  CLI::Option* frame = command->add_option("--frame", options.frame, "Draw the patches on this")
-                           ->type_name("PICTURE");
-  CLI::Option* output =
-      command->add_option("--output", options.output, "... into this file")->type_name("PICTURE");
-  frame->needs(output);
-  output->needs(frame);
-  AddFitOption(*command, options.fit);
-  command->add_flag("--overwrite", options.overwrite, "Replace that file if it is there")
-      ->needs(output);
-  command->add_flag("--strict", options.strict, "Warnings make the exit status 1");
-  command->add_flag("--json", options.json, "As JSON, with how each patch fits");
-  command->footer(
+      .AddOption("--model", &options.model,
+                 "Its input decides how patches fit; without it,\nthat of host.yaml beside "
+                 "CONFIG, or 640 x 640")
+      .TypeName("SEG.onnx");
+  Option frame =
+      command.AddOption("--frame", &options.frame, "Draw the patches on this").TypeName("PICTURE");
+  Option output =
+      command.AddOption("--output", &options.output, "... into this file").TypeName("PICTURE");
+  frame.Needs(output);
+  output.Needs(frame);
+  AddFitOption(command, options.fit);
+  command.AddFlag("--overwrite", &options.overwrite, "Replace that file if it is there")
+      .Needs(output);
+  command.AddFlag("--strict", &options.strict, "Warnings make the exit status 1");
+  command.AddFlag("--json", &options.json, "As JSON, with how each patch fits");
+  command.Footer(
       "Example:\n"
       "  dirty_seg check config.yaml --frame floor.jpg --output patches.jpg\n"
       "Exit status:\n"

@@ -1,9 +1,9 @@
 // The command `check`: what is wrong with a configuration file, and what it looks at.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "frames/frame_fit.h"
 
 namespace dirty_seg {
@@ -19,8 +19,8 @@ struct CheckOptions {
   bool json = false;
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddCheck(CLI::App& app, CheckOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddCheck(Program& program, CheckOptions& options);
 
 /// Returns the exit status. Throws SetupError for a file that cannot be read, and InputError for a
 /// picture that cannot be written.

@@ -1,6 +1,5 @@
 #include "commands/compare.h"
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "base/errors.h"
+#include "command_line/checks.h"
 #include "commands/options.h"
 #include "compare/results_comparison.h"
 #include "console/messages.h"
@@ -23,23 +23,23 @@ using nlohmann::ordered_json;
 
 constexpr double kMost = std::numeric_limits<double>::max();
 
-void AddLimits(CLI::App& command, CompareOptions& options) {
-  const CLI::Validator number = NumberFrom(0.0, kMost, "a number from 0");
-  command.add_option("--max-box-distance", options.limits.max_box_distance, "Of corners")
-      ->check(number)
-      ->type_name("PIXELS");
-  command.add_option("--max-score-difference", options.limits.max_score_difference, "Of scores")
-      ->check(number)
-      ->type_name("D");
-  command.add_option("--min-mask-iou", options.limits.min_mask_iou, "Of a label's masks")
-      ->check(NumberFrom(0.0, 1.0, "a number from 0 to 1"))
-      ->type_name("IOU");
-  command.add_option("--max-unmatched", options.limits.max_unmatched, "Detections without partner")
-      ->check(NumberFrom<std::size_t>(0, 1000000000, "a whole number from 0"))
-      ->type_name("N");
-  command.add_option("--max-difference", options.max_difference, "Of numbers in dumps")
-      ->check(number)
-      ->type_name("D");
+void AddLimits(Command command, CompareOptions& options) {
+  const ValueCheck number = NumberFrom(0.0, kMost, "a number from 0");
+  command.AddOption("--max-box-distance", &options.limits.max_box_distance, "Of corners")
+      .Check(number)
+      .TypeName("PIXELS");
+  command.AddOption("--max-score-difference", &options.limits.max_score_difference, "Of scores")
+      .Check(number)
+      .TypeName("D");
+  command.AddOption("--min-mask-iou", &options.limits.min_mask_iou, "Of a label's masks")
+      .Check(NumberFrom(0.0, 1.0, "a number from 0 to 1"))
+      .TypeName("IOU");
+  command.AddOption("--max-unmatched", &options.limits.max_unmatched, "Detections without partner")
+      .Check(NumberFrom<std::size_t>(0, 1000000000, "a whole number from 0"))
+      .TypeName("N");
+  command.AddOption("--max-difference", &options.max_difference, "Of numbers in dumps")
+      .Check(number)
+      .TypeName("D");
 }
 
 // The exit status: whether anything is beyond the limits.
@@ -84,14 +84,14 @@ int RunOnResults(const CompareOptions& options) {
 
 }  // namespace
 
-CLI::App* AddCompare(CLI::App& app, CompareOptions& options) {
-  CLI::App* command = app.add_subcommand("compare", "Tell how far two results or dumps differ");
-  command->add_option("A", options.a, "Results or dump of the one side")->required()->type_name("");
-  command->add_option("B", options.b, "Of the other")->required()->type_name("");
-  command->add_flag("--json", options.json, "Write JSON, with every frame or tensor in full");
-  AddQuietOption(*command, options.quiet);
-  AddLimits(*command, options);
-  command->footer(
+Command AddCompare(Program& program, CompareOptions& options) {
+  Command command = program.AddCommand("compare", "Tell how far two results or dumps differ");
+  command.AddOption("A", &options.a, "Results or dump of the one side").Required().TypeName("");
+  command.AddOption("B", &options.b, "Of the other").Required().TypeName("");
+  command.AddFlag("--json", &options.json, "Write JSON, with every frame or tensor in full");
+  AddQuietOption(command, options.quiet);
+  AddLimits(command, options);
+  command.Footer(
       "Results: folders of 'detect --output', or their .jsonl files.\n"
       "Dumps: folders of 'dump', or any .npy files.\n"
       "Example:\n"

@@ -1,10 +1,10 @@
 // The command `compare`: two results or two dumps, with numbers.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <optional>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "compare/results_limits.h"
 
 namespace dirty_seg {
@@ -18,8 +18,8 @@ struct CompareOptions {
   std::optional<double> max_difference;  // of dumps
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddCompare(CLI::App& app, CompareOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddCompare(Program& program, CompareOptions& options);
 
 /// Returns the exit status. Throws SetupError when the two cannot be compared.
 int RunCompare(const CompareOptions& options);

@@ -1,80 +1,64 @@
 #include "commands/completion.h"
 
-#include <CLI/CLI.hpp>
-#include <algorithm>
-#include <vector>
+#include <cstddef>
 
 #include "base/errors.h"
-#include "commands/options.h"
-#include "commands/value_kind.h"
+#include "base/text.h"
+#include "command_line/checks.h"
+#include "command_line/value_kind.h"
 #include "files/text_stream.h"
 
 namespace dirty_seg {
 namespace {
 
-std::vector<CLI::App*> CommandsOf(CLI::App& program) {
-  return program.get_subcommands([](const CLI::App* /*any*/) { return true; });
-}
-
-std::string CommandNames(CLI::App& program) {
-  std::string names;
-  for (const CLI::App* command : CommandsOf(program)) {
-    names += (names.empty() ? "" : " ") + command->get_name();
-  }
-  return names;
-}
-
-// Every way to write a flag.
-std::vector<std::string> Spellings(const CLI::Option& option) {
-  std::vector<std::string> words;
-  for (const std::string& name : option.get_snames()) words.push_back("-" + name);
-  for (const std::string& name : option.get_lnames()) words.push_back("--" + name);
-  return words;
-}
+std::string CommandNames(const Program& program) { return Join(program.command_names(), " "); }
 
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-  return CLI::detail::find_and_replace(std::move(text), from, to);
+  for (std::size_t at = text.find(from); at != std::string::npos;
+       at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
 }
 
 // What a positional argument of the command may be; the choices where it is one.
-std::string PositionalChoices(CLI::App& command) {
+std::string PositionalChoices(const Program& program, const Command& command) {
   std::string words;
-  for (const CLI::Option* option : command.get_options()) {
-    if (option->nonpositional()) continue;
-    const ValueKind kind = KindOf(*option);
-    if (kind == ValueKind::kChoice) words = CLI::detail::join(ChoicesOf(*option), " ");
-    if (kind == ValueKind::kCommand) words = CommandNames(*command.get_parent());
+  for (const Option& option : command.options()) {
+    if (!option.flags().empty()) continue;
+    const ValueKind kind = KindOf(option);
+    if (kind == ValueKind::kChoice) words = Join(ChoicesOf(option), " ");
+    if (kind == ValueKind::kCommand) words = CommandNames(program);
   }
   return words;
 }
 
 // ---- bash ---------------------------------------------------------------------------------------
 
-std::string BashReply(const CLI::Option& option) {
+std::string BashReply(const Option& option) {
   switch (KindOf(option)) {
     case ValueKind::kFile:
       return "_dirty_seg_files";
     case ValueKind::kFolder:
       return "_dirty_seg_folders";
     case ValueKind::kChoice:
-      return "_dirty_seg_words '" + CLI::detail::join(ChoicesOf(option), " ") + "'";
+      return "_dirty_seg_words '" + Join(ChoicesOf(option), " ") + "'";
     default:
       return "COMPREPLY=()";
   }
 }
 
 // The branch of one command: the values of its options, then its options' names.
-std::string BashCommand(CLI::App& command) {
+std::string BashCommand(const Program& program, const Command& command) {
   std::string values;
   std::string names = "-h --help";
-  for (const CLI::Option* option : FlagsOf(command)) {
-    names += " " + CLI::detail::join(Spellings(*option), " ");
-    if (KindOf(*option) == ValueKind::kNone) continue;
-    values += "        " + CLI::detail::join(Spellings(*option), " | ") + ") " +
-              BashReply(*option) + "; return ;;\n";
+  for (const Option& option : FlagsOf(command)) {
+    names += " " + Join(option.flags(), " ");
+    if (KindOf(option) == ValueKind::kNone) continue;
+    values += "        " + Join(option.flags(), " | ") + ") " + BashReply(option) + "; return ;;\n";
   }
-  const std::string choices = PositionalChoices(command);
-  std::string text = "    " + command.get_name() + ")\n";
+  const std::string choices = PositionalChoices(program, command);
+  std::string text = "    " + command.name() + ")\n";
   if (!values.empty()) text += "      case $previous in\n" + values + "      esac\n";
   text += "      if [[ $current == -* ]]; then _dirty_seg_words '" + names + "'\n";
   text += choices.empty() ? "      else _dirty_seg_files\n"
@@ -92,38 +76,38 @@ std::string ZshText(const std::string& text) {
   return quoted;
 }
 
-std::string ZshAction(const CLI::Option& option) {
+std::string ZshAction(const Option& option) {
   switch (KindOf(option)) {
     case ValueKind::kFile:
       return "_files";
     case ValueKind::kFolder:
       return "_files -/";
     case ValueKind::kChoice:
-      return "(" + CLI::detail::join(ChoicesOf(option), " ") + ")";
+      return "(" + Join(ChoicesOf(option), " ") + ")";
     default:
       return " ";
   }
 }
 
-std::string ZshCommand(CLI::App& command) {
-  std::string text = "    " + command.get_name() + ")\n      _arguments \\\n";
+std::string ZshCommand(const Program& program, const Command& command) {
+  std::string text = "    " + command.name() + ")\n      _arguments \\\n";
   text += "        '(-h --help)'{-h,--help}'[Show the usage]' \\\n";
-  for (const CLI::Option* option : FlagsOf(command)) {
-    const std::string description = "[" + ZshText(option->get_description()) + "]";
-    const bool has_value = KindOf(*option) != ValueKind::kNone;
+  for (const Option& option : FlagsOf(command)) {
+    const std::string description = "[" + ZshText(option.description()) + "]";
+    const bool has_value = KindOf(option) != ValueKind::kNone;
     const std::string value =
-        has_value ? ":" + ZshText(option->get_type_name()) + ":" + ZshAction(*option) : "";
-    for (const std::string& name : Spellings(*option)) {
+        has_value ? ":" + ZshText(option.type_name()) + ":" + ZshAction(option) : "";
+    for (const std::string& name : option.flags()) {
       text += "        '*" + name + description + value + "' \\\n";
     }
   }
-  const std::string choices = PositionalChoices(command);
+  const std::string choices = PositionalChoices(program, command);
   return text + "        '*: :" + (choices.empty() ? "_files" : "(" + choices + ")") + "' ;;\n";
 }
 
 }  // namespace
 
-std::string BashCompletion(CLI::App& program) {
+std::string BashCompletion(const Program& program) {
   const std::string commands = CommandNames(program);
   std::string text =
       "# bash completion of dirty_seg; made by 'dirty_seg completion bash'\n"
@@ -145,19 +129,19 @@ std::string BashCompletion(CLI::App& program) {
       "    return\n"
       "  fi\n"
       "  case ${COMP_WORDS[1]} in\n";
-  for (CLI::App* command : CommandsOf(program)) text += BashCommand(*command);
+  for (const Command& command : program.commands()) text += BashCommand(program, command);
   return text + "  esac\n}\ncomplete -F _dirty_seg dirty_seg\n";
 }
 
-std::string ZshCompletion(CLI::App& program) {
+std::string ZshCompletion(const Program& program) {
   std::string text =
       "#compdef dirty_seg\n"
       "# zsh completion of dirty_seg; made by 'dirty_seg completion zsh'\n"
       "_dirty_seg() {\n"
       "  if ((CURRENT == 2)); then\n"
       "    local -a commands=(\n";
-  for (const CLI::App* command : CommandsOf(program)) {
-    text += "      '" + command->get_name() + ":" + ZshText(command->get_description()) + "'\n";
+  for (const Command& command : program.commands()) {
+    text += "      '" + command.name() + ":" + ZshText(command.description()) + "'\n";
   }
   text +=
       "    )\n"
@@ -169,7 +153,7 @@ std::string ZshCompletion(CLI::App& program) {
       "  shift words\n"
       "  ((CURRENT--))\n"
       "  case $command in\n";
-  for (CLI::App* command : CommandsOf(program)) text += ZshCommand(*command);
+  for (const Command& command : program.commands()) text += ZshCommand(program, command);
   return text +
          "  esac\n}\n"
          // Run as it is loaded by name, defined when it is read by `source`.
@@ -177,14 +161,14 @@ std::string ZshCompletion(CLI::App& program) {
          "  compdef _dirty_seg dirty_seg\nfi\n";
 }
 
-CLI::App* AddCompletion(CLI::App& app, CompletionOptions& options) {
-  options.program = &app;
-  CLI::App* command = app.add_subcommand("completion", "Print what a shell completes words with");
-  command->add_option("SHELL", options.shell, "bash or zsh")
-      ->required()
-      ->check(OneOf({"bash", "zsh"}))
-      ->type_name("bash|zsh");
-  command->footer(
+Command AddCompletion(Program& program, CompletionOptions& options) {
+  options.program = &program;
+  Command command = program.AddCommand("completion", "Print what a shell completes words with");
+  command.AddOption("SHELL", &options.shell, "bash or zsh")
+      .Required()
+      .Check(OneOf({"bash", "zsh"}))
+      .TypeName("bash|zsh");
+  command.Footer(
       "Example:\n"
       "  source <(dirty_seg completion bash)\n"
       "Exit status:\n"

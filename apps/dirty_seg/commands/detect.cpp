@@ -2,11 +2,11 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <istream>
 #include <optional>
 
 #include "base/version.h"
+#include "command_line/checks.h"
 #include "commands/options.h"
 #include "console/interruption.h"
 #include "console/messages.h"
@@ -19,36 +19,35 @@
 namespace dirty_seg {
 namespace {
 
-void AddResultOptions(CLI::App& command, ResultOptions& options) {
-  CLI::Option* output =
-      command.add_option("--output", options.output, "Results folder; else JSON lines to stdout")
-          ->check(NotEmpty("a folder's name"))
-          ->type_name("DIR");
-  command.add_flag("--save", options.save, "Results folder runs/detect, runs/detect2, ...")
-      ->excludes(output);
-  command.add_flag("--overwrite", options.overwrite, "Replace what a run left in --output DIR")
-      ->needs(output);
+void AddResultOptions(Command command, ResultOptions& options) {
+  Option output =
+      command.AddOption("--output", &options.output, "Results folder; else JSON lines to stdout")
+          .Check(NotEmpty("a folder's name"))
+          .TypeName("DIR");
+  command.AddFlag("--save", &options.save, "Results folder runs/detect, runs/detect2, ...")
+      .Excludes(output);
+  command.AddFlag("--overwrite", &options.overwrite, "Replace what a run left in --output DIR")
+      .Needs(output);
   constexpr const char* kLabels = "Also COCO results, YOLO labels, outlines (lossy)";
-  command.add_flag("--coco", options.coco, "Also COCO results")->group(kLabels);
-  command.add_flag("--yolo", options.yolo, "Also YOLO labels")->group(kLabels);
-  command.add_flag("--polygons", options.polygons, "Also outlines, which are lossy")
-      ->group(kLabels);
+  command.AddFlag("--coco", &options.coco, "Also COCO results").Group(kLabels);
+  command.AddFlag("--yolo", &options.yolo, "Also YOLO labels").Group(kLabels);
+  command.AddFlag("--polygons", &options.polygons, "Also outlines, which are lossy").Group(kLabels);
   constexpr const char* kPictures = "Also what the classifier saw, annotated videos";
-  command.add_flag("--crops", options.crops, "Also what the classifier saw")
-      ->group(kPictures)
-      ->needs(command.get_option("--fece-model"));
-  command.add_flag("--video", options.video, "Also annotated videos")->group(kPictures);
+  command.AddFlag("--crops", &options.crops, "Also what the classifier saw")
+      .Group(kPictures)
+      .Needs(command.option("--fece-model"));
+  command.AddFlag("--video", &options.video, "Also annotated videos").Group(kPictures);
 }
 
 }  // namespace
 
-CLI::App* AddDetect(CLI::App& app, DetectOptions& options) {
-  CLI::App* command = app.add_subcommand("detect", "Find dirty regions in pictures and videos");
-  AddDetectorOptions(*command, options.detector);
-  AddInputOptions(*command, options.input);
-  AddResultOptions(*command, options.results);
-  AddLogOptions(*command, options.log);
-  command->footer(
+Command AddDetect(Program& program, DetectOptions& options) {
+  Command command = program.AddCommand("detect", "Find dirty regions in pictures and videos");
+  AddDetectorOptions(command, options.detector);
+  AddInputOptions(command, options.input);
+  AddResultOptions(command, options.results);
+  AddLogOptions(command, options.log);
+  command.Footer(
       "Example:\n"
       "  dirty_seg detect --model seg.onnx --config patches.yaml --save floor.jpg\n"
       "Exit status: 0 all done, 1 some inputs failed,\n"

@@ -1,8 +1,7 @@
 // The command `detect`: pictures in, JSON lines and overlay pictures out.
 #pragma once
 
-#include <CLI/App.hpp>
-
+#include "command_line/command_line.h"
 #include "commands/options.h"
 #include "config/detector_options.h"
 #include "detector/log_capture.h"
@@ -17,8 +16,8 @@ struct DetectOptions {
   LogOptions log;
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddDetect(CLI::App& app, DetectOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddDetect(Program& program, DetectOptions& options);
 
 /// Returns the exit status. Throws SetupError when the run cannot start.
 int RunDetect(const DetectOptions& options);

@@ -1,9 +1,8 @@
 #include "commands/dump.h"
 
-#include <CLI/CLI.hpp>
-
 #include "base/errors.h"
 #include "base/version.h"
+#include "command_line/checks.h"
 #include "commands/options.h"
 #include "console/messages.h"
 #include "files/run_folder.h"
@@ -13,20 +12,19 @@
 
 namespace dirty_seg {
 
-CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
-  CLI::App* command = app.add_subcommand("dump", "Write a frame's tensors as .npy files");
-  AddDetectorOptions(*command, options.detector);
-  CLI::Option* output =
-      command->add_option("--output", options.output, "For the files")->type_name("DIR");
-  command->add_flag("--overwrite", options.overwrite, "--output DIR need not be empty")
-      ->needs(output);
-  command->add_option("--frame-number", options.frame_number, "Of a video, from 0 on; 0")
-      ->check(NumberFrom<std::int64_t>(0, 1000000000, "a whole number from 0"))
-      ->type_name("N");
-  command->add_option("INPUT", options.input, "Picture, or video")->required()->type_name("");
-  AddFitOption(*command, options.fit);
-  AddLogOptions(*command, options.log);
-  command->footer(
+Command AddDump(Program& program, DumpOptions& options) {
+  Command command = program.AddCommand("dump", "Write a frame's tensors as .npy files");
+  AddDetectorOptions(command, options.detector);
+  Option output = command.AddOption("--output", &options.output, "For the files").TypeName("DIR");
+  command.AddFlag("--overwrite", &options.overwrite, "--output DIR need not be empty")
+      .Needs(output);
+  command.AddOption("--frame-number", &options.frame_number, "Of a video, from 0 on; 0")
+      .Check(NumberFrom<std::int64_t>(0, 1000000000, "a whole number from 0"))
+      .TypeName("N");
+  command.AddOption("INPUT", &options.input, "Picture, or video").Required().TypeName("");
+  AddFitOption(command, options.fit);
+  AddLogOptions(command, options.log);
+  command.Footer(
       "Without --output, the folder is runs/dump, runs/dump2, ...\n"
       "Example:\n"
       "  dirty_seg dump --model seg.onnx --config patches.yaml --output out floor.jpg\n"

@@ -1,10 +1,10 @@
 // The command `dump`: every tensor of one frame as a file.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <cstdint>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "config/detector_options.h"
 #include "detector/log_capture.h"
 #include "frames/frame_fit.h"
@@ -21,8 +21,8 @@ struct DumpOptions {
   LogOptions log;
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddDump(CLI::App& app, DumpOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddDump(Program& program, DumpOptions& options);
 
 /// Returns the exit status. Throws SetupError when the run cannot start.
 int RunDump(const DumpOptions& options);

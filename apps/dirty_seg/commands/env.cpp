@@ -1,6 +1,5 @@
 #include "commands/env.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "base/errors.h"
@@ -12,11 +11,11 @@
 
 namespace dirty_seg {
 
-CLI::App* AddEnv(CLI::App& app, EnvOptions& options) {
-  CLI::App* command = app.add_subcommand("env", "Show versions, processor, threads, log settings");
-  AddThreadsOption(*command, options.threads);
-  command->add_flag("--json", options.json, "As JSON");
-  command->footer(
+Command AddEnv(Program& program, EnvOptions& options) {
+  Command command = program.AddCommand("env", "Show versions, processor, threads, log settings");
+  AddThreadsOption(command, options.threads);
+  command.AddFlag("--json", &options.json, "As JSON");
+  command.Footer(
       "Example:\n"
       "  SPDLOG_LEVEL=debug dirty_seg env --threads 2\n"
       "Exit status:\n"
@@ -29,7 +28,7 @@ int RunEnv(const EnvOptions& options) {
   const nlohmann::ordered_json versions{{"dirty_seg", Version()},
                                         {"yaml-cpp", DIRTY_SEG_YAML_CPP_VERSION},
                                         {"spdlog", DIRTY_SEG_SPDLOG_VERSION},
-                                        {"CLI11", CLI11_VERSION}};
+                                        {"CLI11", DIRTY_SEG_CLI11_VERSION}};
   const nlohmann::ordered_json environment = EnvironmentJson(versions, options.threads);
   const std::string text =
       options.json ? ToIndentedText(environment) : EnvironmentText(environment);

@@ -1,7 +1,7 @@
 // The command `env`: what the program runs on.
 #pragma once
 
-#include <CLI/App.hpp>
+#include "command_line/command_line.h"
 
 namespace dirty_seg {
 
@@ -10,8 +10,8 @@ struct EnvOptions {
   bool json = false;
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddEnv(CLI::App& app, EnvOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddEnv(Program& program, EnvOptions& options);
 
 /// Returns the exit status.
 int RunEnv(const EnvOptions& options);

@@ -1,40 +1,28 @@
 #include "commands/help.h"
 
-#include <CLI/CLI.hpp>
-#include <vector>
-
 #include "base/errors.h"
-#include "base/nearest.h"
+#include "command_line/complaint.h"
+#include "command_line/help_page.h"
 #include "files/text_stream.h"
 
 namespace dirty_seg {
 namespace {
 
-std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App* /*any*/) { return true; });
-}
-
-const CLI::App& FindCommand(const CLI::App& app, const std::string& name) {
-  for (const CLI::App* command : CommandsOf(app)) {
-    if (command->get_name() == name) return *command;
+std::string PageOf(const Program& program, const std::string& name) {
+  for (const Command& command : program.commands()) {
+    if (command.name() == name) return HelpPage(program, command);
   }
-  throw SetupError(NoSuchCommand(app, name) + "; 'dirty_seg --help' shows the usage");
+  throw SetupError(NoSuchCommand(program, name) + "; 'dirty_seg --help' shows the usage");
 }
 
 }  // namespace
 
-std::string NoSuchCommand(const CLI::App& app, const std::string& word) {
-  std::vector<std::string> names;
-  for (const CLI::App* command : CommandsOf(app)) names.push_back(command->get_name());
-  return "'" + word + "' is no command" + DidYouMean(word, names);
-}
-
-CLI::App* AddHelp(CLI::App& app, HelpOptions& options) {
-  options.program = &app;
-  CLI::App* command = app.add_subcommand("help", "Show how a command is used");
-  command->add_option("COMMAND", options.command, "Whose usage; that of all without it")
-      ->type_name("");
-  command->footer(
+Command AddHelp(Program& program, HelpOptions& options) {
+  options.program = &program;
+  Command command = program.AddCommand("help", "Show how a command is used");
+  command.AddOption("COMMAND", &options.command, "Whose usage; that of all without it")
+      .TypeName("");
+  command.Footer(
       "Example:\n"
       "  dirty_seg help detect\n"
       "Exit status:\n"
@@ -43,11 +31,8 @@ CLI::App* AddHelp(CLI::App& app, HelpOptions& options) {
 }
 
 int RunHelp(const HelpOptions& options) {
-  const CLI::App& program = *options.program;
-  const bool is_of_program = options.command.empty();
-  const CLI::App& shown = is_of_program ? program : FindCommand(program, options.command);
-  const std::string name = program.get_name() + (is_of_program ? "" : " " + options.command);
-  PrintResult(shown.get_formatter()->make_help(&shown, name, CLI::AppFormatMode::Normal),
+  const Program& program = *options.program;
+  PrintResult(options.command.empty() ? HelpPage(program) : PageOf(program, options.command),
               "the help");
   return kAllDone;
 }

@@ -1,6 +1,5 @@
 #include "commands/init.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -10,6 +9,7 @@
 #include "base/errors.h"
 #include "base/geometry_text.h"
 #include "base/text_table.h"
+#include "command_line/checks.h"
 #include "commands/options.h"
 #include "config/patch_fit.h"
 #include "console/messages.h"
@@ -185,28 +185,27 @@ std::string ShellWord(const std::string& word) {
 
 }  // namespace
 
-CLI::App* AddInit(CLI::App& app, InitOptions& options) {
-  CLI::App* command = app.add_subcommand("init", "Write the files to start from");
-  command->add_option("SEG.onnx", options.model, "Segmentation network")->required()->type_name("");
-  command->add_option("FECE.onnx", options.fece_model, "Classifier of faeces")->type_name("");
+Command AddInit(Program& program, InitOptions& options) {
+  Command command = program.AddCommand("init", "Write the files to start from");
+  command.AddOption("SEG.onnx", &options.model, "Segmentation network").Required().TypeName("");
+  command.AddOption("FECE.onnx", &options.fece_model, "Classifier of faeces").TypeName("");
   command
-      ->add_option("--grid", options.grid,
-                   "Patches across and down, as 3x2;\nwhat suits SEG.onnx without it")
-      ->type_name("CxR");
-  command->add_option("--overlap", options.overlap, "Neighbours share so many pixels; 80")
-      ->check(NumberFrom(0, 1080, "a whole number from 0 to 1080"))
-      ->type_name("PIXELS");
+      .AddOption("--grid", &options.grid,
+                 "Patches across and down, as 3x2;\nwhat suits SEG.onnx without it")
+      .TypeName("CxR");
+  command.AddOption("--overlap", &options.overlap, "Neighbours share so many pixels; 80")
+      .Check(NumberFrom(0, 1080, "a whole number from 0 to 1080"))
+      .TypeName("PIXELS");
   command
-      ->add_option("--fece-class-ids", options.fece_class_ids,
-                   "What FECE.onnx looks at, as 0,3;\nby the classes' names without it")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
-      ->type_name("IDS");
-  command->add_option("--output", options.output, "For host.yaml and config.yaml; .")
-      ->type_name("DIR");
-  command->add_flag("--overwrite", options.overwrite, "Replace those that are there");
-  command->footer(
+      .AddOption("--fece-class-ids", &options.fece_class_ids,
+                 "What FECE.onnx looks at, as 0,3;\nby the classes' names without it")
+      .CommaSeparated()
+      .Check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
+      .TypeName("IDS");
+  command.AddOption("--output", &options.output, "For host.yaml and config.yaml; .")
+      .TypeName("DIR");
+  command.AddFlag("--overwrite", &options.overwrite, "Replace those that are there");
+  command.Footer(
       "Example:\n"
       "  dirty_seg init seg.onnx fece.onnx --fece-class-ids 0,3\n"
       "  dirty_seg detect --host host.yaml --save photographs");

@@ -1,10 +1,10 @@
 // The command `init`: the files that a new user starts from.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <string>
 #include <vector>
 
+#include "command_line/command_line.h"
 #include "config/starter.h"
 
 namespace dirty_seg {
@@ -19,8 +19,8 @@ struct InitOptions {
   bool overwrite = false;
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddInit(CLI::App& app, InitOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddInit(Program& program, InitOptions& options);
 
 /// Returns the exit status. Throws SetupError when the files cannot be made.
 int RunInit(const InitOptions& options);

@@ -1,9 +1,9 @@
 #include "commands/inspect.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "base/errors.h"
+#include "command_line/checks.h"
 #include "commands/options.h"
 #include "console/messages.h"
 #include "files/json_text.h"
@@ -59,21 +59,21 @@ std::string Written(const std::vector<NetworkReport>& reports, const std::string
 
 }  // namespace
 
-CLI::App* AddInspect(CLI::App& app, InspectOptions& options) {
-  CLI::App* command = app.add_subcommand("inspect", "Show what networks are and can serve as");
+Command AddInspect(Program& program, InspectOptions& options) {
+  Command command = program.AddCommand("inspect", "Show what networks are and can serve as");
   command
-      ->add_option("--format", options.format,
-                   "Default text; cpp and yaml are the\nAIEngineConfig alone, to paste")
-      ->check(OneOf({"text", "json", "cpp", "yaml"}))
-      ->type_name("text|json|cpp|yaml");
+      .AddOption("--format", &options.format,
+                 "Default text; cpp and yaml are the\nAIEngineConfig alone, to paste")
+      .Check(OneOf({"text", "json", "cpp", "yaml"}))
+      .TypeName("text|json|cpp|yaml");
   command
-      ->add_option("--batch", options.batch,
-                   "For a batch that the network leaves open,\none slot a patch; 1")
-      ->check(NumberFrom(1, 1024, "a whole number from 1 to 1024"))
-      ->type_name("N");
-  AddThreadsOption(*command, options.threads);
-  command->add_option("MODEL", options.models, "ONNX files")->required()->type_name("");
-  command->footer(
+      .AddOption("--batch", &options.batch,
+                 "For a batch that the network leaves open,\none slot a patch; 1")
+      .Check(NumberFrom(1, 1024, "a whole number from 1 to 1024"))
+      .TypeName("N");
+  AddThreadsOption(command, options.threads);
+  command.AddOption("MODEL", &options.models, "ONNX files").Required().TypeName("");
+  command.Footer(
       "Example:\n"
       "  dirty_seg inspect seg.onnx fece.onnx\n"
       "Exit status:\n"

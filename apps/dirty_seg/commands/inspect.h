@@ -1,9 +1,10 @@
 // The command `inspect`: what network files are, and what they can serve as.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <string>
 #include <vector>
+
+#include "command_line/command_line.h"
 
 namespace dirty_seg {
 
@@ -14,8 +15,8 @@ struct InspectOptions {
   std::vector<std::string> models;
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddInspect(CLI::App& app, InspectOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddInspect(Program& program, InspectOptions& options);
 
 /// Returns the exit status.
 int RunInspect(const InspectOptions& options);

@@ -1,6 +1,5 @@
 #include "commands/report.h"
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -9,6 +8,7 @@
 
 #include "base/errors.h"
 #include "base/version.h"
+#include "command_line/checks.h"
 #include "commands/options.h"
 #include "console/interruption.h"
 #include "console/messages.h"
@@ -50,30 +50,29 @@ void RefuseToReplaceResults(const std::string& page, const std::string& results)
 
 }  // namespace
 
-CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options) {
-  CLI::App* command = app.add_subcommand("report", "Show results as one HTML page");
+Command AddReport(Program& program, ReportCommandOptions& options) {
+  Command command = program.AddCommand("report", "Show results as one HTML page");
   command
-      ->add_option("--output", options.output,
-                   "The page; report.html beside the results,\nwhen this is not given")
-      ->type_name("PAGE.html");
-  command->add_flag("--overwrite", options.overwrite, "Replace the page if it is there");
-  AddQuietOption(*command, options.quiet);
-  command->add_option("--title", options.page.title, "Heading of the page")->type_name("TEXT");
+      .AddOption("--output", &options.output,
+                 "The page; report.html beside the results,\nwhen this is not given")
+      .TypeName("PAGE.html");
+  command.AddFlag("--overwrite", &options.overwrite, "Replace the page if it is there");
+  AddQuietOption(command, options.quiet);
+  command.AddOption("--title", &options.page.title, "Heading of the page").TypeName("TEXT");
   command
-      ->add_option("--max-width", options.page.max_width,
-                   "Wider pictures are made smaller; 1600 pixels")
-      ->check(NumberFrom(64, 16384, "a number of pixels from 64 to 16384"))
-      ->type_name("PIXELS");
+      .AddOption("--max-width", &options.page.max_width,
+                 "Wider pictures are made smaller; 1600 pixels")
+      .Check(NumberFrom(64, 16384, "a number of pixels from 64 to 16384"))
+      .TypeName("PIXELS");
   command
-      ->add_option("--max-frames", options.page.max_frames,
-                   "Frames with a picture in the page, about 0.3 MB\neach; 200, evenly spread")
-      ->check(NumberFrom(0, 100000, "a whole number from 0 to 100000"))
-      ->type_name("N");
-  command
-      ->add_option("RESULTS", options.results, "Folder of detect's results, or its results.jsonl")
-      ->required()
-      ->type_name("");
-  command->footer(
+      .AddOption("--max-frames", &options.page.max_frames,
+                 "Frames with a picture in the page, about 0.3 MB\neach; 200, evenly spread")
+      .Check(NumberFrom(0, 100000, "a whole number from 0 to 100000"))
+      .TypeName("N");
+  command.AddOption("RESULTS", &options.results, "Folder of detect's results, or its results.jsonl")
+      .Required()
+      .TypeName("");
+  command.Footer(
       "Example:\n"
       "  dirty_seg report runs/detect --title 'Kitchen, Monday'\n"
       "The page carries all it needs; pictures are read from where detect read them.\n"

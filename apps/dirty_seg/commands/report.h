@@ -1,9 +1,9 @@
 // The command `report`: results in, one HTML page out.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "report/report.h"
 
 namespace dirty_seg {
@@ -16,8 +16,8 @@ struct ReportCommandOptions {
   ReportOptions page;
 };
 
-/// Adds the command to `app`; parsing fills `options`, which outlives `app`.
-CLI::App* AddReport(CLI::App& app, ReportCommandOptions& options);
+/// Adds the command to `program`; parsing fills `options`, which outlives `program`.
+Command AddReport(Program& program, ReportCommandOptions& options);
 
 /// Returns the exit status. Throws SetupError when results cannot be read or the page not written.
 int RunReport(const ReportCommandOptions& options);

@@ -107,7 +107,7 @@ void CheckPostprocess(const YAML::Node& root, Findings& findings) {
 std::string Suggestions(const cv::Rect& patch, int side) {
   const cv::Size most(geometry::kFrameWidth - patch.x, geometry::kFrameHeight - patch.y);
   const std::vector<cv::Size> sizes = NearestWholeSizes(patch.size(), side, most);
-  return sizes.empty() ? "" : "near it, these do not: " + Join(sizes, SizeText);
+  return sizes.empty() ? "" : "near it, these do not: " + JoinEach(sizes, SizeText);
 }
 
 // If the patches cover the whole frame, the limits allow what `init` would lay out for the batch:
@@ -188,7 +188,7 @@ void CheckGaps(const Coverage& coverage, Findings& findings) {
   if (shown.empty()) return;
   shown.resize(std::min(shown.size(), kMostGaps));
   std::string text = fmt::format("{} of the frame lie in no patch: {}", Percent(coverage.gap_share),
-                                 Join(shown, RectText));
+                                 JoinEach(shown, RectText));
   if (const std::size_t more = coverage.gaps.size() - shown.size(); more > 0) {
     text += fmt::format(" and {} more", more);
   }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/errors.h"
+#include "base/text.h"
 #include "console/messages.h"
 
 namespace dirty_seg {
@@ -62,7 +63,7 @@ std::string ErrorCapture::Text() const {
     }
     if (!line.empty()) texts.push_back(line);
   }
-  return fmt::format("{}", fmt::join(texts, "; "));
+  return Join(texts, "; ");
 }
 
 }  // namespace dirty_seg

@@ -16,6 +16,7 @@
 
 #include "base/nearest.h"
 #include "base/printable.h"
+#include "base/text.h"
 #include "detector/detector_setup.h"
 #include "detector/log_capture.h"
 #include "engine/ai_engine.h"
@@ -119,7 +120,7 @@ std::string Features() {
     if (cv::checkHardwareSupport(feature)) present.push_back(name);
   }
   if (present.empty()) return "none beyond the base";
-  return fmt::format("{}", fmt::join(present, ", "));
+  return Join(present);
 }
 
 ordered_json Processor() {

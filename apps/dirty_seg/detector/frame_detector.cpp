@@ -16,7 +16,7 @@ namespace {
 
 std::string ErrorText(const FrameLog& log) {
   if (log.errors.empty()) return "the detector failed without a message";
-  return fmt::format("{}", fmt::join(log.errors, "; "));
+  return Join(log.errors, "; ");
 }
 
 }  // namespace
@@ -58,7 +58,7 @@ std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts) {
   };
   return fmt::format(
       "the network gave numbers that are not finite ({}): they are left out, so dirt may be missed",
-      Join(counts, text_of));
+      JoinEach(counts, text_of));
 }
 
 void InitDetector(const DirtySegDetectorConfig& config,

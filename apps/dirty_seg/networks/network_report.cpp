@@ -86,8 +86,8 @@ void TryRun(AIEngineConfig config) {
 // "0 stain, 1 hair", and so with other pairs.
 template <typename Map>
 std::string PairsText(const Map& pairs) {
-  return Join(pairs,
-              [](const auto& pair) { return fmt::format("{} {}", pair.first, pair.second); });
+  return JoinEach(pairs,
+                  [](const auto& pair) { return fmt::format("{} {}", pair.first, pair.second); });
 }
 
 std::string HeadText(const SegmentationHead& head) {

@@ -43,7 +43,7 @@ Network Read(const std::string& path, const OpenDimensions& open, const std::str
 
 std::string Names(const std::map<std::string, std::int32_t>& sizes) {
   if (sizes.empty()) return "none";
-  return Join(sizes, [](const auto& entry) { return fmt::format("'{}'", entry.first); });
+  return JoinEach(sizes, [](const auto& entry) { return fmt::format("'{}'", entry.first); });
 }
 
 std::int64_t ElementCount(const Shape& shape) {

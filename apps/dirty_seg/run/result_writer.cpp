@@ -7,6 +7,7 @@
 
 #include "base/errors.h"
 #include "base/stopwatch.h"
+#include "base/text.h"
 #include "drawing/overlay.h"
 #include "files/run_folder.h"
 #include "files/text_stream.h"
@@ -111,9 +112,9 @@ void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
   // One file that fails must not leave the others unfinished.
   for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
   RunEnd told = end;
-  if (told.write_error.empty()) told.write_error = fmt::format("{}", fmt::join(causes, "; "));
+  if (told.write_error.empty()) told.write_error = Join(causes, "; ");
   attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, told)); });
-  if (!causes.empty()) throw OutputError(fmt::format("{}", fmt::join(causes, "; ")));
+  if (!causes.empty()) throw OutputError(Join(causes, "; "));
 }
 
 }  // namespace dirty_seg

@@ -27,7 +27,7 @@ std::string FindingsText(const std::vector<Kind>& found, const Labels& labels) {
   std::map<Kind, std::size_t> counts;
   for (const Kind& kind : found) ++counts[kind];
   if (counts.empty()) return "(no detections)";
-  return Join(counts, [&labels](const auto& entry) {
+  return JoinEach(counts, [&labels](const auto& entry) {
     return fmt::format("{} {}", entry.second, labels.Text(entry.first));
   });
 }

@@ -176,7 +176,7 @@ const Type& FindType(const std::string& name, const Reporter& reporter) {
     if (name == type.name) return type;
   }
   reporter.Reject(fmt::format("descr is '{}'; expected one of {}", name,
-                              Join(kTypes, [](const Type& type) { return type.name; })));
+                              JoinEach(kTypes, [](const Type& type) { return type.name; })));
 }
 
 // Nothing if the number overflows 64 bits.

@@ -10,22 +10,29 @@ namespace {
 
 std::string Doubled(int number) { return std::to_string(2 * number); }
 
-TEST(Join, PutsTheSeparatorBetweenItems) {
-  EXPECT_EQ(Join(std::vector<int>{}, Doubled), "");
-  EXPECT_EQ(Join(std::vector<int>{1}, Doubled), "2");
-  EXPECT_EQ(Join(std::vector<int>{1, 2, 3}, Doubled), "2, 4, 6");
-  EXPECT_EQ(Join(std::vector<int>{1, 2}, Doubled, "; "), "2; 4");
+TEST(Join, PutsTheSeparatorBetweenOnly) {
+  EXPECT_EQ(Join({}), "");
+  EXPECT_EQ(Join({"a"}), "a");
+  EXPECT_EQ(Join({"a", "", "b"}), "a, , b");
+  EXPECT_EQ(Join({"a", "b"}, "; "), "a; b");
 }
 
-TEST(Join, TakesTheEntriesOfAMap) {
+TEST(Join, PutsTheSeparatorBetweenItems) {
+  EXPECT_EQ(JoinEach(std::vector<int>{}, Doubled), "");
+  EXPECT_EQ(JoinEach(std::vector<int>{1}, Doubled), "2");
+  EXPECT_EQ(JoinEach(std::vector<int>{1, 2, 3}, Doubled), "2, 4, 6");
+  EXPECT_EQ(JoinEach(std::vector<int>{1, 2}, Doubled, "; "), "2; 4");
+}
+
+TEST(JoinEach, TakesTheEntriesOfAMap) {
   const std::map<int, std::string> names{{0, "stain"}, {3, "hair"}};
   const auto text_of = [](const auto& entry) { return entry.second; };
-  EXPECT_EQ(Join(names, text_of), "stain, hair");
+  EXPECT_EQ(JoinEach(names, text_of), "stain, hair");
 }
 
-TEST(Join, KeepsEmptyItems) {
+TEST(JoinEach, KeepsEmptyItems) {
   const auto text_of = [](const std::string& text) { return text; };
-  EXPECT_EQ(Join(std::vector<std::string>{"", "a", ""}, text_of), ", a, ");
+  EXPECT_EQ(JoinEach(std::vector<std::string>{"", "a", ""}, text_of), ", a, ");
 }
 
 TEST(Counted, HasThePluralOfAllButOne) {

@@ -1,9 +1,10 @@
 // What an option's value is, as its type name in the help tells.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <string>
 #include <vector>
+
+#include "command_line/command_line.h"
 
 namespace dirty_seg {
 
@@ -16,15 +17,15 @@ enum class ValueKind {
   kCommand,  // one of the program's: the argument COMMAND
 };
 
-ValueKind KindOf(const CLI::Option& option);
+ValueKind KindOf(const Option& option);
 
 /// The words of a choice.
-std::vector<std::string> ChoicesOf(const CLI::Option& option);
+std::vector<std::string> ChoicesOf(const Option& option);
 
 /// Options that a person may give, without --help. Positional ones are not among them.
-std::vector<CLI::Option*> FlagsOf(CLI::App& command);
+std::vector<Option> FlagsOf(const Command& command);
 
 /// "--threads", the long name where there is one.
-std::string FlagName(const CLI::Option& option);
+std::string FlagName(const Option& option);
 
 }  // namespace dirty_seg

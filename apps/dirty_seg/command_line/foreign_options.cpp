@@ -1,4 +1,4 @@
-#include "commands/foreign_options.h"
+#include "command_line/foreign_options.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,0 +1,69 @@
+#include "command_line/complaint.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "base/nearest.h"
+#include "command_line/foreign_options.h"
+#include "command_line/value_kind.h"
+
+namespace dirty_seg {
+namespace {
+
+bool Has(const std::vector<std::string>& words, const std::string& word) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+std::vector<std::string> FlagNames(const Command& command) {
+  std::vector<std::string> names{"--help"};
+  for (const Option& option : FlagsOf(command)) names.push_back(FlagName(option));
+  return names;
+}
+
+std::string UnknownOption(const Program& program, const Command& command, const std::string& word) {
+  const std::vector<std::string> flags = FlagNames(command);
+  std::string place = Has(flags, "--config") ? PlaceOfForeignOption(word) : "";
+  if (!place.empty()) return place;
+  if (Has(flags, word)) {
+    return word + " belongs behind the command, as in '" + program.name() + " " + command.name() +
+           " " + word + "'";
+  }
+  return "The following argument was not expected: " + word +
+         DidYouMean(word.substr(0, word.find('=')), flags);
+}
+
+// A newcomer need not type what a host file says.
+std::string Missing(const Program& program, const UsageFault& fault) {
+  const bool is_in_host_file =
+      fault.text.rfind("--model ", 0) == 0 || fault.text.rfind("--config ", 0) == 0;
+  if (!is_in_host_file || !fault.is_missing) return fault.text;
+  return fault.text + "; '" + program.name() +
+         " init SEG.onnx' writes a host file that has it, for --host HOST.yaml";
+}
+
+// A word that nobody knows is the cause, also where the parser complains of what is missing for it.
+std::string Cause(const Program& program, const std::optional<Command>& command,
+                  const UsageFault& fault) {
+  for (const std::string& word : fault.left_over) {
+    if (word.size() > 1 && word[0] == '-') {
+      return UnknownOption(program, command.value_or(program), word);
+    }
+    if (!command) return NoSuchCommand(program, word);
+  }
+  return Missing(program, fault);
+}
+
+}  // namespace
+
+std::string Complaint(const Program& program, const UsageFault& fault) {
+  // The usage that helps with what was typed: that of the command, once it is known.
+  const std::optional<Command> command = program.chosen();
+  const std::string words = program.name() + (command ? " " + command->name() : "");
+  return Cause(program, command, fault) + "; '" + words + " --help' shows the usage";
+}
+
+std::string NoSuchCommand(const Program& program, const std::string& word) {
+  return "'" + word + "' is no command" + DidYouMean(word, program.command_names());
+}
+
+}  // namespace dirty_seg
