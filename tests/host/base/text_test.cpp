@@ -17,7 +17,7 @@ TEST(Join, PutsTheSeparatorBetweenOnly) {
   EXPECT_EQ(Join({"a", "b"}, "; "), "a; b");
 }
 
-TEST(Join, PutsTheSeparatorBetweenItems) {
+TEST(JoinEach, PutsTheSeparatorBetweenItems) {
   EXPECT_EQ(JoinEach(std::vector<int>{}, Doubled), "");
   EXPECT_EQ(JoinEach(std::vector<int>{1}, Doubled), "2");
   EXPECT_EQ(JoinEach(std::vector<int>{1, 2, 3}, Doubled), "2, 4, 6");
