@@ -6,11 +6,11 @@
 
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{256} << 20U;
+constexpr std::size_t kMaxBytes = std::size_t{256} << 20U;
 
 void* Allocate(std::size_t bytes, std::size_t alignment) {
   void* block = nullptr;
-  if (bytes > kMostBytes || posix_memalign(&block, alignment, bytes == 0 ? 1 : bytes) != 0) {
+  if (bytes > kMaxBytes || posix_memalign(&block, alignment, bytes == 0 ? 1 : bytes) != 0) {
     throw std::bad_alloc();
   }
   return block;

@@ -24,7 +24,7 @@ using ObjectLists = std::vector<std::vector<Object>>;
 
 constexpr const char* kPredictions = "output0";
 constexpr const char* kPrototypes = "output1";
-constexpr std::size_t kMostBytes = 1 << 18;  // of a tensor that is filled
+constexpr std::size_t kMaxBytes = 1 << 18;  // of a tensor that is filled
 
 // The shapes of a head that fits, and sometimes one number of them replaced.
 AIEngineConfig TakeConfig(Input& input) {
@@ -110,7 +110,7 @@ bool TakeBuffers(Input& input, const AIEngineConfig& config, Buffers& buffers) {
   for (const auto& [name, shape] : config.output_shapes) {
     const auto type = config.output_types.find(name);
     const auto bytes = TensorBytes(type == config.output_types.end() ? 2 : type->second, shape);
-    if (!bytes || *bytes > kMostBytes) return false;
+    if (!bytes || *bytes > kMaxBytes) return false;
     buffers[name].data->resize(*bytes);
     Fill(input, *buffers[name].data);
   }

@@ -16,7 +16,7 @@ using nuvik::alg::common::Network;
 using nuvik::alg::common::ReadNetwork;
 using Buffers = std::map<std::string, AIBuff>;
 
-constexpr std::int64_t kMostBytes = 1 << 24;
+constexpr std::int64_t kMaxBytes = 1 << 24;
 
 std::int64_t BytesOf(const std::map<std::string, std::int32_t>& sizes) {
   std::int64_t bytes = 0;
@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     config.model_path = file.path();
   }
   config.thread_count = 1;
-  if (BytesOf(config.input_sizes) + BytesOf(config.output_sizes) > kMostBytes) return 0;
+  if (BytesOf(config.input_sizes) + BytesOf(config.output_sizes) > kMaxBytes) return 0;
   AIEngine engine;
   const bool is_ready = engine.Init(config) >= 0;
   Require(status == 0 || !is_ready, "what the reader refuses, the engine refuses");

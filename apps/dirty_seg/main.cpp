@@ -70,10 +70,10 @@ int Execute(int argc, char** argv) {
 int main(int argc, char** argv) try {
   return dirty_seg::Execute(argc, argv);
 } catch (const dirty_seg::NetworkError& error) {
-  dirty_seg::TellOfEngine(error.cause());
-  dirty_seg::TellError(error.what());
+  dirty_seg::PrintEngineLine(error.cause());
+  dirty_seg::PrintError(error.what());
   return dirty_seg::kCannotRun;
 } catch (const std::exception& error) {
-  dirty_seg::TellError(error.what());
+  dirty_seg::PrintError(error.what());
   return dirty_seg::kCannotRun;
 }

@@ -28,7 +28,7 @@ void SetNonFiniteCounts(const std::vector<NonFiniteCount>& counts) {
   }
 }
 
-void NonFiniteReport::Tell(const std::vector<NonFiniteCount>& counts) {
+void NonFiniteReport::PrintMessage(const std::vector<NonFiniteCount>& counts) {
   if (++frames_ != next_told_) return;
   next_told_ *= 10;
   std::string text;

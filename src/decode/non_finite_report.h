@@ -22,7 +22,7 @@ void SetNonFiniteCounts(const std::vector<NonFiniteCount>& counts);
 class NonFiniteReport {
  public:
   /// Writes a line for the 1st, 10th, 100th ... such frame. `counts` is not empty.
-  void Tell(const std::vector<NonFiniteCount>& counts);
+  void PrintMessage(const std::vector<NonFiniteCount>& counts);
 
  private:
   std::uint64_t frames_ = 0;

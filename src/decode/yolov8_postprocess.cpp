@@ -229,7 +229,7 @@ class Yolov8Postprocess::Impl {
       are_finite &= DecodeSlot(slot, objects[slot]);
       are_finite &= AreSamplesFinite(slot);
     }
-    if (!are_finite) TellNonFinite();
+    if (!are_finite) ReportNonFinite();
     return kPostProcessOk;
   }
 
@@ -294,12 +294,12 @@ class Yolov8Postprocess::Impl {
 
   // Reads all numbers, which takes longer than to decode them: only for a frame where some were
   // noticed. None may be found where finite ones have led beyond what a float holds.
-  void TellNonFinite() {
+  void ReportNonFinite() {
     std::vector<NonFiniteCount> counts;
     predictions_.CountNonFinite(counts);
     prototypes_.CountNonFinite(counts);
     if (counts.empty()) return;
-    non_finite_report_.Tell(counts);
+    non_finite_report_.PrintMessage(counts);
     SetNonFiniteCounts(counts);
   }
 

@@ -44,8 +44,8 @@ constexpr int kGrey = 114;
 // What cv::resize scales on the calling thread; a larger target it shares out among threads that it
 // starts. A parallel region around it does not stop that for sure: the flag against nested ones is
 // one for the process.
-constexpr int kMostUnsharedPixels = 1 << 16;
-static_assert(kFeceSide * kFeceSide <= kMostUnsharedPixels);
+constexpr int kMaxUnsharedPixels = 1 << 16;
+static_assert(kFeceSide * kFeceSide <= kMaxUnsharedPixels);
 
 // Bytes of one element by data type code; codes beyond the table count as four.
 std::size_t ElementSize(std::uint32_t data_type) {
@@ -157,13 +157,13 @@ std::size_t TensorLength(const cv::Mat& image) {
 // of the whole, for pictures that are refused a line later.
 cv::Mat ResizeUnshared(const cv::Mat& image, const cv::Size& size) {
   cv::Mat resized;
-  const bool is_small = std::int64_t{size.width} * size.height <= kMostUnsharedPixels;
+  const bool is_small = std::int64_t{size.width} * size.height <= kMaxUnsharedPixels;
   if (is_small || size.empty() || image.dims > 2) {
     cv::resize(image, resized, size, 0, 0, cv::INTER_LINEAR);
     return resized;
   }
   resized.create(size, image.type());
-  const int strip_rows = std::max(kMostUnsharedPixels / size.width, 1);
+  const int strip_rows = std::max(kMaxUnsharedPixels / size.width, 1);
   const auto source_row = [&](int row) {
     return static_cast<int>(std::int64_t{row} * image.rows / size.height);
   };
@@ -274,15 +274,15 @@ cv::Mat TakeUnshared(std::map<std::string, cv::Mat>& images, const std::string& 
 }
 
 // Where the n-th image of a batch goes when all are as large as `image`.
-struct Slot {
+struct InputSlot {
   std::size_t bytes_needed;
   std::size_t bytes_available;
   float* first;  // null when the storage ends before the image does
 };
 
-Slot FindSlot(AIBuff& input, const cv::Mat& image, std::size_t n) {
+InputSlot FindSlot(AIBuff& input, const cv::Mat& image, std::size_t n) {
   const std::size_t length = TensorLength(image);
-  Slot slot{(n + 1) * length * sizeof(float), StorageSize(input), nullptr};
+  InputSlot slot{(n + 1) * length * sizeof(float), StorageSize(input), nullptr};
   if (slot.bytes_needed <= slot.bytes_available) slot.first = Floats(input) + n * length;
   return slot;
 }
@@ -421,7 +421,7 @@ bool DirtySegDetector::PreProcess(const ImageMap& images, AIBuff& input, const c
         geometry::ScaleLongerSideTo(std::max(size.width, size.height), SizeOf(source));
     const cv::Mat& square = crop_images_[name] = MakeSquare(ScaleBilinearly(source, scaled));
 
-    const Slot slot = FindSlot(input, square, count++);
+    const InputSlot slot = FindSlot(input, square, count++);
     if (slot.first == nullptr && IsColorImage(square)) {
       TESSMAR_LOG_ERROR("Input buffer too small: {} bytes needed, {} bytes available",
                         slot.bytes_needed, slot.bytes_available);
@@ -464,7 +464,7 @@ bool DirtySegDetector::PreProcessFromSingleImageCrop(const ImageMap& images, AIB
     const cv::Mat& square = crop_images_[name] = CutSquare(
         (*color)(clipped), std::max(size.width, size.height), TakeUnshared(previous, name));
 
-    const Slot slot = FindSlot(input, square, count++);
+    const InputSlot slot = FindSlot(input, square, count++);
     if (slot.first == nullptr && IsColorImage(square)) {
       TESSMAR_LOG_ERROR("Input buffer too small: {} bytes needed, {} bytes available",
                         slot.bytes_needed, slot.bytes_available);

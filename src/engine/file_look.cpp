@@ -11,8 +11,8 @@
 namespace nuvik::alg::common {
 namespace {
 
-constexpr std::size_t kMostBeginning = 512;
-constexpr std::size_t kMostQuoted = 40;
+constexpr std::size_t kMaxBeginning = 512;
+constexpr std::size_t kMaxQuoted = 40;
 
 constexpr const char* kExpected = "; expected an ONNX file";
 
@@ -43,7 +43,7 @@ constexpr std::array<Magic, 14> kMagics{{
 }};
 
 std::string Beginning(std::istream& file) {
-  std::string bytes(kMostBeginning, '\0');
+  std::string bytes(kMaxBeginning, '\0');
   file.clear();
   file.seekg(0);
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -96,8 +96,8 @@ bool IsText(std::string_view bytes) {
 std::string Quoted(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n\v\f"), text.size()));
   text = text.substr(0, text.find_first_of("\r\n\v\f"));
-  if (text.size() <= kMostQuoted) return '"' + std::string(text) + '"';
-  std::size_t end = kMostQuoted;
+  if (text.size() <= kMaxQuoted) return '"' + std::string(text) + '"';
+  std::size_t end = kMaxQuoted;
   while (IsContinuation(text[end])) --end;
   return '"' + std::string(text.substr(0, end)) + "...\"";
 }
@@ -145,7 +145,7 @@ std::string LookOfPart(std::istream& file) {
     if (!IsModelField(model.field())) return "";
   }
   const std::uint64_t needed = model.needed_end();
-  if (needed <= model.end() || needed > kMostOnnxBytes || !IsModelField(model.field())) return "";
+  if (needed <= model.end() || needed > kMaxOnnxBytes || !IsModelField(model.field())) return "";
   return "ends in the middle: it has " + std::to_string(model.end()) +
          " bytes, and its contents announce at least " + std::to_string(needed) +
          "; expected the whole ONNX file";

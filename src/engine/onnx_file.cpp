@@ -22,9 +22,9 @@ namespace {
 using Message = OnnxMessage;
 
 // Of messages in messages; the runtime's own reader stops there too.
-constexpr int kMostDepth = 100;
-constexpr std::uint64_t kMostNodes = 1000000;
-constexpr std::int64_t kMostDivisor = 65536;  // its square does not overflow
+constexpr int kMaxDepth = 100;
+constexpr std::uint64_t kMaxNodes = 1000000;
+constexpr std::int64_t kMaxDivisor = 65536;  // its square does not overflow
 constexpr std::uint64_t kWholeName = ~std::uint64_t{0};
 
 struct Operator {
@@ -56,7 +56,7 @@ struct Attribute {
   std::int64_t integer = 0;
 };
 
-// NOLINTBEGIN(misc-no-recursion): messages hold messages, as deep as kMostDepth
+// NOLINTBEGIN(misc-no-recursion): messages hold messages, as deep as kMaxDepth
 void AddGraph(Message graph, int depth, Body& body);
 
 Attribute ReadAttribute(Message message, int depth, Body& body) {
@@ -92,19 +92,19 @@ void CheckDivisors(const Node& node, const std::vector<Attribute>& attributes) {
   if (divisor.empty()) return;
   for (const Attribute& attribute : attributes) {
     if (attribute.name != divisor) continue;
-    if (attribute.integer >= 1 && attribute.integer <= kMostDivisor) continue;
+    if (attribute.integer >= 1 && attribute.integer <= kMaxDivisor) continue;
     throw SessionError(node.Text() + " has " + divisor + " " + std::to_string(attribute.integer) +
-                       "; expected 1 to " + std::to_string(kMostDivisor));
+                       "; expected 1 to " + std::to_string(kMaxDivisor));
   }
 }
 
 [[noreturn]] void RefuseNodes() {
-  throw SessionError("has more than " + std::to_string(kMostNodes) +
+  throw SessionError("has more than " + std::to_string(kMaxNodes) +
                      " nodes once its functions are put in");
 }
 
 void AddNode(Message message, int depth, Body& body) {
-  if (body.nodes.size() == kMostNodes) RefuseNodes();
+  if (body.nodes.size() == kMaxNodes) RefuseNodes();
   Node node;
   std::vector<Attribute> attributes;
   while (message.Next()) {
@@ -151,8 +151,8 @@ void AddSparseInitializer(Message message, Body& body) {
 }
 
 void AddGraph(Message graph, int depth, Body& body) {
-  if (depth > kMostDepth) {
-    throw SessionError("has graphs within graphs deeper than " + std::to_string(kMostDepth) +
+  if (depth > kMaxDepth) {
+    throw SessionError("has graphs within graphs deeper than " + std::to_string(kMaxDepth) +
                        " messages");
   }
   while (graph.Next()) {
@@ -209,14 +209,14 @@ class Functions {
     functions_[op] = std::move(function);
   }
 
-  // NOLINTBEGIN(misc-no-recursion): functions call functions, as deep as kMostDepth
+  // NOLINTBEGIN(misc-no-recursion): functions call functions, as deep as kMaxDepth
   // Checks the inputs of `nodes` and of all functions that they come to, and how many nodes that
-  // makes, as far as kMostNodes.
+  // makes, as far as kMaxNodes.
   std::uint64_t Check(const std::vector<Node>& nodes, int depth = 0) {
     std::uint64_t count = 0;
     for (const Node& node : nodes) {
       const std::uint64_t each = CheckFunctionOf(node.op, depth);
-      if (each > kMostNodes - count) RefuseNodes();
+      if (each > kMaxNodes - count) RefuseNodes();
       count += each;
       CheckInputs(node);
     }
@@ -234,9 +234,9 @@ class Functions {
   std::uint64_t CheckFunctionOf(const Operator& op, int depth) {
     const auto found = functions_.find(op);
     if (found == functions_.end()) return 1;
-    if (depth == kMostDepth) {
+    if (depth == kMaxDepth) {
       throw SessionError("function '" + op.name + "' is called more than " +
-                         std::to_string(kMostDepth) + " functions deep, or by itself");
+                         std::to_string(kMaxDepth) + " functions deep, or by itself");
     }
     Function& function = found->second;
     if (!function.count) {

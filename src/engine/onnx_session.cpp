@@ -48,10 +48,10 @@ void CheckFile(const std::string& path) {
     throw SessionError("is no regular file; expected an ONNX file");
   }
   const std::uintmax_t size = std::filesystem::file_size(path, error);
-  if (!error && size > kMostOnnxBytes) {
+  if (!error && size > kMaxOnnxBytes) {
     throw SessionError("has " + std::to_string(size) +
                        " bytes; expected an ONNX file, of at most " +
-                       std::to_string(kMostOnnxBytes));
+                       std::to_string(kMaxOnnxBytes));
   }
   errno = 0;
   std::ifstream file(path, std::ios::binary);

@@ -9,7 +9,7 @@
 namespace nuvik::alg::common {
 
 /// A message of Protocol Buffers, which an ONNX file is, is no larger.
-inline constexpr std::uint64_t kMostOnnxBytes = 2147483647;
+inline constexpr std::uint64_t kMaxOnnxBytes = 2147483647;
 
 /// One message, read field by field. What does not add up ends it: the runtime will refuse the
 /// file. `file` outlives the message, and messages within it share its position.

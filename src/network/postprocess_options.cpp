@@ -6,7 +6,7 @@
 namespace nuvik::model {
 namespace {
 
-constexpr int kMostDetections = 100000;
+constexpr int kMaxDetections = 100000;
 
 std::string ValueText(const YAML::Node& node) {
   if (node.IsScalar()) return "'" + node.Scalar() + "'";
@@ -29,7 +29,7 @@ std::vector<PostprocessKey> MakeKeys() {
        "keep a candidate when its best class score is greater"},
       {"iou_threshold", fraction, Text(fallback.iou_threshold),
        "drop a box that overlaps a better one of its class by more"},
-      {"max_detections", "an integer from 1 to " + std::to_string(kMostDetections),
+      {"max_detections", "an integer from 1 to " + std::to_string(kMaxDetections),
        Text(fallback.max_detections), "per patch, best first"},
       {"class_agnostic", "true or false", Text(fallback.class_agnostic),
        "true: boxes suppress each other across classes"},
@@ -47,9 +47,9 @@ const PostprocessKey* FindKey(const std::string& name) {
 }
 
 // Reads key by key, and notes what is wrong.
-class Reader {
+class OptionsReader {
  public:
-  Reader(const YAML::Node& mapping, std::vector<PostprocessProblem>& problems)
+  OptionsReader(const YAML::Node& mapping, std::vector<PostprocessProblem>& problems)
       : mapping_(mapping), problems_(problems) {}
 
   // Replaces `value` by the key's when the mapping has a permitted one. `is_permitted` is false for
@@ -103,11 +103,11 @@ PostprocessOptions ReadPostprocessOptions(const YAML::Node& root,
     problems.push_back({"postprocess", mapping.Mark(), "is " + ValueText(mapping), "a mapping"});
     return options;
   }
-  Reader reader(mapping, problems);
+  OptionsReader reader(mapping, problems);
   reader.ReadFraction("score_threshold", options.score_threshold);
   reader.ReadFraction("iou_threshold", options.iou_threshold);
   reader.Read(
-      "max_detections", [](int read) { return read >= 1 && read <= kMostDetections; },
+      "max_detections", [](int read) { return read >= 1 && read <= kMaxDetections; },
       options.max_detections);
   reader.Read(
       "class_agnostic", [](bool) { return true; }, options.class_agnostic);

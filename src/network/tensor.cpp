@@ -44,10 +44,10 @@ std::string TensorText(std::uint32_t data_type, const Shape& shape) {
 
 std::optional<std::size_t> TensorBytes(std::uint32_t data_type, const Shape& shape) {
   if (data_type >= kKinds.size()) return std::nullopt;
-  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
   auto bytes = static_cast<std::int64_t>(kKinds[data_type].bytes);
   for (const std::int64_t dimension : shape) {
-    if (dimension <= 0 || dimension > kMost / bytes) return std::nullopt;
+    if (dimension <= 0 || dimension > kMax / bytes) return std::nullopt;
     bytes *= dimension;
   }
   return static_cast<std::size_t>(bytes);

@@ -26,7 +26,7 @@ using testing::IsEmpty;
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kDenormal = std::numeric_limits<float>::denorm_min();
-constexpr float kMost = std::numeric_limits<float>::max();
+constexpr float kMax = std::numeric_limits<float>::max();
 
 // One slot's predictions in either layout; every number is 0 at first.
 class Slot {
@@ -324,8 +324,8 @@ TEST_P(FindCandidatesIn, AnAnchorWhoseCornersOverflowIsLeftOut) {
     for (const float sign : {1.0F, -1.0F}) {
       Slot slot = MakeSlot(1, 1, 1);
       slot.Score(0, 0) = 0.5F;
-      slot.At(centre, 0) = sign * kMost;
-      slot.At(centre + 2, 0) = kMost;
+      slot.At(centre, 0) = sign * kMax;
+      slot.At(centre + 2, 0) = kMax;
       EXPECT_THAT(slot.Find(0.25F), IsEmpty());
     }
   }

@@ -20,7 +20,7 @@ using test::FencedMemory;
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kMost = std::numeric_limits<float>::max();
+constexpr float kMax = std::numeric_limits<float>::max();
 
 // Floats right before memory that may not be touched.
 class Fenced {
@@ -70,9 +70,9 @@ TEST(LimitLogits, LeavesUsualLogitsAsTheyAre) {
 }
 
 TEST(LimitLogits, CutsHugeOnesAndTellsThoseThatAreNotFinite) {
-  std::vector<float> logits{kMost, -kMost, 1.0F};
+  std::vector<float> logits{kMax, -kMax, 1.0F};
   EXPECT_TRUE(LimitLogits(3, logits.data()));
-  EXPECT_EQ(logits, (std::vector<float>{kMost / 4, -kMost / 4, 1.0F}));
+  EXPECT_EQ(logits, (std::vector<float>{kMax / 4, -kMax / 4, 1.0F}));
   for (const float bad : {kNan, kInfinity, -kInfinity}) {
     for (std::size_t i = 0; i < 20; ++i) {
       std::vector<float> numbers(20, 2.0F);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kMost = std::numeric_limits<float>::max();
+constexpr float kMax = std::numeric_limits<float>::max();
 
 // Everything is mask, but for the pixels that feel cell (1, 1).
 const std::vector<std::string> kWithoutOneCell{"########", "#....###", "#....###", "#....###",
@@ -56,8 +56,8 @@ TEST(MaskPainter, ACellThatIsNotFiniteIsBackgroundAtTheEndOfANarrowBoxToo) {
 std::string RowWithHugeLogits(int cell) {
   Planes planes(1, 4);
   planes.Fill(0, 1.0F);
-  planes.At(0, 0, cell) = kMost;
-  planes.At(0, 0, cell + 1) = -kMost;
+  planes.At(0, 0, cell) = kMax;
+  planes.At(0, 0, cell + 1) = -kMax;
   return PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 1), 0.0F).front();
 }
 
@@ -87,13 +87,13 @@ TEST(MaskPainter, ASumThatOverflowsIsBackground) {
   Planes planes(2, 4);
   planes.Fill(0, 1.0F);
   planes.Fill(1, 1.0F);
-  planes.At(0, 1, 1) = kMost;
-  planes.At(1, 1, 1) = kMost;
+  planes.At(0, 1, 1) = kMax;
+  planes.At(1, 1, 1) = kMax;
   EXPECT_EQ(PaintEight(planes, {1.0F, 1.0F}, cv::Rect(0, 0, 8, 8), 0.0F), kWithoutOneCell);
 }
 
 TEST(MaskPainter, AHugeFiniteLogitIsMask) {
-  for (const float huge : {1e10F, 1e30F, 8e37F, 1e38F, kMost}) {
+  for (const float huge : {1e10F, 1e30F, 8e37F, 1e38F, kMax}) {
     Planes planes(1, 4);
     planes.Fill(0, huge);
     EXPECT_EQ(PaintEight(planes, {1.0F}, cv::Rect(0, 0, 8, 8), 0.0F),
@@ -103,7 +103,7 @@ TEST(MaskPainter, AHugeFiniteLogitIsMask) {
 }
 
 TEST(MaskPainter, HugeLogitsOfBothSignsSideBySideDoNotOverflow) {
-  for (const float huge : {8e37F, 1e38F, kMost}) {
+  for (const float huge : {8e37F, 1e38F, kMax}) {
     Planes planes(1, 4);
     for (int row = 0; row < 4; ++row) {
       for (int column = 0; column < 4; ++column) {

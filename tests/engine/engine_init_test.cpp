@@ -625,8 +625,8 @@ TEST(EngineInitOpenDimensions, MustNotMakeATensorLongerThanItsLengthCanTell) {
   ExpectRefused(config, Line(config,
                              "input 'images' has shape [1, 3, 13378, 13378]; expected positive "
                              "dimensions and at most 2147483647 bytes"));
-  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
-  config.input_shapes["images"] = {kMost, 3, kMost, kMost};
+  constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+  config.input_shapes["images"] = {kMax, 3, kMax, kMax};
   ExpectRefused(config, StartsWith(Line(config, "input 'images' has shape [")));
 }
 

@@ -15,7 +15,7 @@ namespace {
 using test::RejectionOf;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kMost = std::numeric_limits<float>::max();
+constexpr float kMax = std::numeric_limits<float>::max();
 
 // Which cell is the second does not matter where it has no weight.
 void ExpectSample(const PatchGeometry::Sample& sample, int first, int second, float weight) {
@@ -82,7 +82,7 @@ TEST(PatchGeometry, ClipsToThePatch) {
   EXPECT_EQ(geometry.ToPatchX(641.0F), 320.0F);
   EXPECT_EQ(geometry.ToPatchY(39.0F), 0.0F);
   EXPECT_EQ(geometry.ToPatchY(601.0F), 280.0F);
-  for (const float far : {kMost, kInfinity}) {
+  for (const float far : {kMax, kInfinity}) {
     EXPECT_EQ(geometry.ToPatchX(-far), 0.0F);
     EXPECT_EQ(geometry.ToPatchX(far), 320.0F);
     EXPECT_EQ(geometry.ToPatchY(-far), 0.0F);

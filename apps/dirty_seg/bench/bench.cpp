@@ -97,7 +97,7 @@ class Bench {
       ++result_.frames;
       if (runners_.size() > 1) result_.differences.Add(difference_);
     } catch (const InputError& error) {
-      TellError(NameOf(frame) + ": " + error.what());
+      PrintError(NameOf(frame) + ": " + error.what());
       ++result_.failed;
     }
   }
@@ -121,7 +121,7 @@ class Bench {
     Outcomes outcomes(runners_.size());
     for (int round = 0; round < plan_.rounds && !Interruption::Happened(); ++round) {
       RunRound(picture, outcomes);
-      TellProgress(round + 1 == plan_.rounds);
+      ShowProgress(round + 1 == plan_.rounds);
     }
     for (std::size_t side = 0; side < outcomes.size(); ++side) {
       for (const FrameOutcome& outcome : outcomes[side]) AddTimes(outcome, result_.sides[side]);
@@ -142,7 +142,7 @@ class Bench {
   }
 
   // Also within a frame, whose rounds can take long.
-  void TellProgress(bool is_frame_done) {
+  void ShowProgress(bool is_frame_done) {
     if (progress_ == nullptr) return;
     const auto before = static_cast<std::int64_t>(result_.frames);
     progress_->Update(before + (is_frame_done ? 1 : 0),
@@ -198,9 +198,9 @@ BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCaptur
   return bench.Take();
 }
 
-Findings FindingsOf(const FrameOutcome& outcome) {
+FrameFindings FindingsOf(const FrameOutcome& outcome) {
   const DirtyStatusResultData& result = outcome.result;
-  Findings findings{result.success, {}, result.label_masks, {}};
+  FrameFindings findings{result.success, {}, result.label_masks, {}};
   for (std::size_t i = 0; i < result.bboxes.size(); ++i) {
     Detection detection{{}, result.scores[i], result.labels[i]};
     std::copy_n(result.bboxes[i].begin(), detection.box.size(), detection.box.begin());
@@ -210,7 +210,7 @@ Findings FindingsOf(const FrameOutcome& outcome) {
   for (const FeceCandidate& candidate : *outcome.fece_candidates) {
     findings.verdicts[candidate.detection] = VerdictText(candidate.verdict);
   }
-  TellNative(findings);
+  MarkNative(findings);
   return findings;
 }
 

@@ -76,6 +76,6 @@ BenchResult RunBench(const BenchPlan& plan, const BenchInputs& inputs, LogCaptur
                      Progress* progress);
 
 /// The parts of one frame's outcome that are compared. The masks are shared.
-Findings FindingsOf(const FrameOutcome& outcome);
+FrameFindings FindingsOf(const FrameOutcome& outcome);
 
 }  // namespace dirty_seg

@@ -47,9 +47,9 @@ std::vector<std::string> KeysOf(const Command& command) {
 }
 
 // Carries what a file says over to the options of one command.
-class Reader {
+class HostOptionReader {
  public:
-  Reader(HostFile file, const Program& program, const Command& command)
+  HostOptionReader(HostFile file, const Program& program, const Command& command)
       : file_(std::move(file)), program_(program), command_(command) {
     for (const Option& option : FlagsOf(command)) {
       if (option.is_given()) given_.push_back(option);
@@ -179,7 +179,7 @@ void AddHostOption(const Program& program, Command command) {
   if (FlagsOf(command).empty()) return;
   const auto read = [&program, command](const std::string& path) {
     if (command.option("--help").is_given()) return;
-    Reader(ReadHostFile(path), program, command).Apply();
+    HostOptionReader(ReadHostFile(path), program, command).Apply();
   };
   command.AddCallback(kHost, read, "Options from a file; 'init' writes one").TypeName("HOST.yaml");
 }

@@ -136,7 +136,7 @@ int RunBenchCommand(const BenchOptions& options) {
     PrintResult(ResultText(options, plan, result), "the measurements", log.standard_output());
   }
   if (!result.interrupted) return result.failed == 0 ? kAllDone : kSomeInputFailed;
-  Tell("interrupted: frames measured: " + std::to_string(result.frames));
+  PrintMessage("interrupted: frames measured: " + std::to_string(result.frames));
   return kInterrupted;
 }
 

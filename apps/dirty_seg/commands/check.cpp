@@ -54,12 +54,12 @@ std::string ModelBeside(const std::string& config) {
   std::string model = value("model");
   if (model.empty()) return "";
   if (fs::exists(model, error)) {
-    Tell("held against '" + model + "', which '" + path + "' names");
+    PrintMessage("held against '" + model + "', which '" + path + "' names");
     return model;
   }
-  TellWarning("'" + path + "' names '" + model +
-              "', which is not there; held against an input of " +
-              SizeText({kUsualSide, kUsualSide}));
+  PrintWarning("'" + path + "' names '" + model +
+               "', which is not there; held against an input of " +
+               SizeText({kUsualSide, kUsualSide}));
   return "";
 }
 

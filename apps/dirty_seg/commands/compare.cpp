@@ -21,10 +21,10 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr double kMost = std::numeric_limits<double>::max();
+constexpr double kMax = std::numeric_limits<double>::max();
 
 void AddLimits(Command command, CompareOptions& options) {
-  const ValueCheck number = NumberFrom(0.0, kMost, "a number from 0");
+  const ValueCheck number = NumberFrom(0.0, kMax, "a number from 0");
   command.AddOption("--max-box-distance", &options.limits.max_box_distance, "Of corners")
       .Check(number)
       .TypeName("PIXELS");
@@ -53,7 +53,7 @@ int Conclude(const CompareOptions& options, const ordered_json& json, const std:
   } else {
     PrintResult(text, "the comparison");
   }
-  for (const std::string& excess : excesses) TellError(excess);
+  for (const std::string& excess : excesses) PrintError(excess);
   return excesses.empty() ? kAllDone : kSomeInputFailed;
 }
 
@@ -85,7 +85,8 @@ int RunOnResults(const CompareOptions& options) {
 }  // namespace
 
 Command AddCompare(Program& program, CompareOptions& options) {
-  Command command = program.AddCommand("compare", "Tell how far two results or dumps differ");
+  Command command =
+      program.AddCommand("compare", "PrintMessage how far two results or dumps differ");
   command.AddOption("A", &options.a, "Results or dump of the one side").Required().TypeName("");
   command.AddOption("B", &options.b, "Of the other").Required().TypeName("");
   command.AddFlag("--json", &options.json, "Write JSON, with every frame or tensor in full");

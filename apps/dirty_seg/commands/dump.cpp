@@ -52,9 +52,9 @@ int RunDump(const DumpOptions& options) {
     }
     WriteDump(folder, {NameAndVersion(), frame.source, frame.index, fit}, options.detector, setup,
               staged);
-    Tell(NameOf(frame) + ": tensors are in '" + folder + "'");
+    PrintMessage(NameOf(frame) + ": tensors are in '" + folder + "'");
   } catch (const InputError& error) {
-    TellError("'" + options.input + "': " + error.what());
+    PrintError("'" + options.input + "': " + error.what());
     return kSomeInputFailed;
   }
   return kAllDone;

@@ -92,11 +92,11 @@ std::string SeenFrom(const std::string& folder, const std::string& path) {
 
 // Of many classes, the first.
 std::string ClassList(const std::map<std::int32_t, std::string>& names) {
-  constexpr std::size_t kMost = 20;
+  constexpr std::size_t kMax = 20;
   std::string text;
   std::size_t told = 0;
   for (const auto& [id, name] : names) {
-    if (told++ == kMost) return text + " and " + std::to_string(names.size() - kMost) + " more";
+    if (told++ == kMax) return text + " and " + std::to_string(names.size() - kMax) + " more";
     text += (text.empty() ? "" : ", ") + std::to_string(id) + " " + name;
   }
   return text;
@@ -158,18 +158,19 @@ void MakeFolder(const InitOptions& options) {
   }
 }
 
-void TellClasses(const InitOptions& options, const StarterNetworks& networks) {
+void PrintClasses(const InitOptions& options, const StarterNetworks& networks) {
   if (networks.fece_model.empty() || !options.fece_class_ids.empty()) return;
-  Tell("the classifier looks at " + std::to_string(networks.fece_class_ids.size()) +
-       " of the classes, by their names; see fece-class-ids in the host file");
+  PrintMessage("the classifier looks at " + std::to_string(networks.fece_class_ids.size()) +
+               " of the classes, by their names; see fece-class-ids in the host file");
 }
 
 // Said once, also where no layout of the patches could mend it and a check has nothing to say.
-void TellShrinking(const cv::Size& patch, int side) {
+void WarnOfShrinking(const cv::Size& patch, int side) {
   const PatchFit fit = FitPatch(patch, side);
   if (fit.shrunk <= kUsualFitLimits.shrunk) return;
-  Tell("patches are shrunk to one pixel of " + Fixed(fit.shrunk, 1) +
-       " for the network's input of " + SizeText({side, side}) + "; what is smaller may be missed");
+  PrintMessage("patches are shrunk to one pixel of " + Fixed(fit.shrunk, 1) +
+               " for the network's input of " + SizeText({side, side}) +
+               "; what is smaller may be missed");
 }
 
 // In quotes where a shell would take it apart.
@@ -228,11 +229,12 @@ int RunInit(const InitOptions& options) {
   const fs::path folder(options.output);
   Write(folder, StarterHost(networks, kConfigName),
         StarterConfig(patches, "a grid of " + GridText(grid)));
-  TellClasses(options, networks);
-  TellShrinking(patches.at(0).size(), report.head->input_side);
+  PrintClasses(options, networks);
+  WarnOfShrinking(patches.at(0).size(), report.head->input_side);
   const std::string host = (folder / kHostName).lexically_normal().string();
-  Tell("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +
-       "' written; go on with: dirty_seg detect --host " + ShellWord(host) + " --save PICTURE...");
+  PrintMessage("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +
+               "' written; go on with: dirty_seg detect --host " + ShellWord(host) +
+               " --save PICTURE...");
   return kAllDone;
 }
 

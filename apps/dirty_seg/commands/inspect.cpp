@@ -88,7 +88,7 @@ int RunInspect(const InspectOptions& options) {
     reports.push_back(
         InspectNetwork(model, static_cast<std::size_t>(options.batch), options.threads));
     if (reports.back().fault.empty()) continue;
-    TellError("'" + model + "': " + reports.back().fault);
+    PrintError("'" + model + "': " + reports.back().fault);
     ++faults;
   }
   PrintResult(Written(reports, options.format), "the description");

@@ -91,12 +91,13 @@ int RunReport(const ReportCommandOptions& options) try {
   ReportOptions page = options.page;
   page.version = Version();
   const ReportOutcome outcome = Write(results, page, path);
-  Tell(std::to_string(outcome.frames) + (outcome.frames == 1 ? " frame, " : " frames, ") +
-       std::to_string(outcome.pictures) + " with " + (outcome.pictures == 1 ? "its" : "their") +
-       " picture; page of " + SizeText(outcome.bytes) + " in '" + path + "'");
+  PrintMessage(std::to_string(outcome.frames) + (outcome.frames == 1 ? " frame, " : " frames, ") +
+               std::to_string(outcome.pictures) + " with " +
+               (outcome.pictures == 1 ? "its" : "their") + " picture; page of " +
+               SizeText(outcome.bytes) + " in '" + path + "'");
   return kAllDone;
 } catch (const InterruptedError& error) {
-  Tell(std::string(error.what()) + ": no page is written");
+  PrintMessage(std::string(error.what()) + ": no page is written");
   return kInterrupted;
 }
 

@@ -26,8 +26,8 @@ std::map<int, double> CompareMasks(const std::map<int, cv::Mat>& a,
   return ious;
 }
 
-void CompareVerdicts(const Findings& a, const Findings& b, const std::vector<DetectionPair>& pairs,
-                     FrameDifference& difference) {
+void CompareVerdicts(const FrameFindings& a, const FrameFindings& b,
+                     const std::vector<DetectionPair>& pairs, FrameDifference& difference) {
   for (const DetectionPair& pair : pairs) {
     const auto in_a = a.verdicts.find(pair.a);
     const auto in_b = b.verdicts.find(pair.b);
@@ -54,13 +54,13 @@ std::size_t FrameDifference::Unmatched() const {
   return matching.class_changes.size() + matching.only_in_a.size() + matching.only_in_b.size();
 }
 
-void TellNative(Findings& findings) {
+void MarkNative(FrameFindings& findings) {
   for (std::size_t i = 0; i < findings.detections.size(); ++i) {
     if (findings.detections[i].label == kFaecesLabel) findings.verdicts.emplace(i, "native");
   }
 }
 
-FrameDifference CompareFindings(const Findings& a, const Findings& b) {
+FrameDifference CompareFindings(const FrameFindings& a, const FrameFindings& b) {
   FrameDifference difference;
   difference.success_changed = a.success != b.success;
   difference.matching = MatchDetections(a.detections, b.detections);

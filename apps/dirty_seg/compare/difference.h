@@ -15,7 +15,7 @@
 namespace dirty_seg {
 
 /// The compared parts of one result of one frame.
-struct Findings {
+struct FrameFindings {
   bool success = true;
   std::vector<Detection> detections;
   /// By label.
@@ -49,9 +49,9 @@ struct FrameDifference {
 /// For findings whose verdicts are all known: a detection of label 19 without a verdict is the
 /// network's own class 19, and gets the verdict "native", so that it does not count as equal to a
 /// confirmed one.
-void TellNative(Findings& findings);
+void MarkNative(FrameFindings& findings);
 
-FrameDifference CompareFindings(const Findings& a, const Findings& b);
+FrameDifference CompareFindings(const FrameFindings& a, const FrameFindings& b);
 
 /// Spread of values of one kind.
 struct Spread {

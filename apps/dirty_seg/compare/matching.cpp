@@ -65,7 +65,7 @@ class Rest {
       for (const std::size_t j : InB()) {
         if ((a_[i].label == b_[j].label) != same_label) continue;
         const double iou = BoxIou(a_[i], b_[j]);
-        if (iou >= kLeastOverlap) overlaps.push_back({iou, i, j});
+        if (iou >= kMinOverlap) overlaps.push_back({iou, i, j});
       }
     }
     std::stable_sort(overlaps.begin(), overlaps.end(),

@@ -10,7 +10,7 @@
 namespace dirty_seg {
 
 /// Boxes that overlap by less than this are not a pair.
-inline constexpr double kLeastOverlap = 0.5;
+inline constexpr double kMinOverlap = 0.5;
 
 /// Detection `a` of the first result and `b` of the second.
 struct DetectionPair {
@@ -34,7 +34,7 @@ struct Matching {
 
 /// Pairs the detections of one frame. Greedy: the two boxes of the same label that overlap most
 /// become a pair, then the two next best of those that are left, as long as they overlap by
-/// `kLeastOverlap`; what is left then is paired likewise across labels. Equal overlaps go by index.
+/// `kMinOverlap`; what is left then is paired likewise across labels. Equal overlaps go by index.
 Matching MatchDetections(const std::vector<Detection>& a, const std::vector<Detection>& b);
 
 /// Intersection over union of two boxes. Boxes without area overlap only with an equal one, wholly.

@@ -21,7 +21,7 @@ using Frames = std::vector<const StoredFrame*>;
 using Key = std::pair<std::string, std::int64_t>;
 using FramePair = std::pair<const StoredFrame*, const StoredFrame*>;
 
-constexpr std::size_t kMostName = 32;
+constexpr std::size_t kMaxName = 32;
 
 std::string FileName(const StoredFrame& frame) {
   return std::filesystem::path(frame.source).filename().string();
@@ -64,15 +64,15 @@ bool LieOtherwise(const StoredFrame& a, const StoredFrame& b) {
   return a.fit && b.fit && a.fit->picture == b.fit->picture && a.fit->placed != b.fit->placed;
 }
 
-void MoveIntoPicture(const FrameFit& fit, Findings& findings) {
+void MoveIntoPicture(const FrameFit& fit, FrameFindings& findings) {
   for (Detection& detection : findings.detections) {
     detection.box = BoxInPicture(detection.box, fit);
   }
   for (auto& [label, mask] : findings.masks) mask = MaskInPicture(mask, fit);
 }
 
-Findings FindingsOf(const Results& results, const StoredFrame& frame, bool in_picture) {
-  Findings findings{frame.success, frame.detections, {}, {}};
+FrameFindings FindingsOf(const Results& results, const StoredFrame& frame, bool in_picture) {
+  FrameFindings findings{frame.success, frame.detections, {}, {}};
   for (const auto& [label, mask] : frame.masks) {
     findings.masks[label] = DecodeMask(results, frame, label);
   }
@@ -80,7 +80,7 @@ Findings FindingsOf(const Results& results, const StoredFrame& frame, bool in_pi
   for (const StoredCandidate& candidate : frame.candidates) {
     findings.verdicts[candidate.detection] = candidate.verdict;
   }
-  if (!frame.confirmed.empty()) TellNative(findings);
+  if (!frame.confirmed.empty()) MarkNative(findings);
   return findings;
 }
 
@@ -156,8 +156,8 @@ std::string WorstText(const std::optional<Spread>& spread, int decimals) {
 // first.
 std::string ShortName(const StoredFrame& frame) {
   std::string name = FileName(frame);
-  if (name.size() > kMostName) {
-    std::size_t begin = name.size() - kMostName + 3;
+  if (name.size() > kMaxName) {
+    std::size_t begin = name.size() - kMaxName + 3;
     while ((static_cast<unsigned char>(name[begin]) & 0xc0U) == 0x80U) ++begin;  // whole characters
     name = "..." + name.substr(begin);
   }

@@ -22,8 +22,8 @@ namespace geometry = nuvik::geometry;
 
 using Findings = std::vector<Finding>;
 
-constexpr double kMostShared = 0.5;
-constexpr std::size_t kMostGaps = 4;
+constexpr double kMaxShared = 0.5;
+constexpr std::size_t kMaxGaps = 4;
 
 std::string Percent(double share) { return fmt::format("{:.1f} %", 100.0 * share); }
 
@@ -175,7 +175,7 @@ void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
       most = shared;
       other = i;
     }
-    if (most <= kMostShared) continue;
+    if (most <= kMaxShared) continue;
     Warn(PlaceOf(patches[j]),
          fmt::format("{} and {} share {} of the smaller one", PatchName(patches[j].index),
                      PatchName(patches[other].index), Percent(most)),
@@ -186,7 +186,7 @@ void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
 void CheckGaps(const Coverage& coverage, Findings& findings) {
   std::vector<cv::Rect> shown = coverage.gaps;
   if (shown.empty()) return;
-  shown.resize(std::min(shown.size(), kMostGaps));
+  shown.resize(std::min(shown.size(), kMaxGaps));
   std::string text = fmt::format("{} of the frame lie in no patch: {}", Percent(coverage.gap_share),
                                  JoinEach(shown, RectText));
   if (const std::size_t more = coverage.gaps.size() - shown.size(); more > 0) {
@@ -240,7 +240,7 @@ void RefuseErrors(const std::string& path, const ConfigCheck& check) {
   for (const Finding& finding : check.findings) {
     if (finding.kind != Finding::Kind::kError) continue;
     if (count == 1) RejectFile(path, finding);
-    TellError(FindingText(path, finding));
+    PrintError(FindingText(path, finding));
   }
   if (count == 0) return;
   throw SetupError(fmt::format(

@@ -31,10 +31,10 @@ PatchFit FitPatch(const cv::Size& patch, int side) {
 }
 
 std::vector<cv::Size> NearestWholeSizes(const cv::Size& patch, int side, const cv::Size& most) {
-  constexpr std::size_t kMostSizes = 2;
+  constexpr std::size_t kMaxSizes = 2;
   std::vector<cv::Size> sizes;
   // Rings of equal distance; within one, the width is changed last.
-  for (int distance = 0; distance <= 2 * kReach && sizes.size() < kMostSizes; ++distance) {
+  for (int distance = 0; distance <= 2 * kReach && sizes.size() < kMaxSizes; ++distance) {
     for (int across = 0; across <= std::min(distance, kReach); ++across) {
       const int down = distance - across;
       if (down > kReach) continue;
@@ -49,7 +49,7 @@ std::vector<cv::Size> NearestWholeSizes(const cv::Size& patch, int side, const c
       }
     }
   }
-  if (sizes.size() > kMostSizes) sizes.resize(kMostSizes);
+  if (sizes.size() > kMaxSizes) sizes.resize(kMaxSizes);
   return sizes;
 }
 

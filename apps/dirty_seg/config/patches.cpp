@@ -15,9 +15,9 @@ constexpr const char* kExample =
     "expected 'patch: {enable: true, patches: [[x, y, width, height], ...]}'";
 
 // Reads a patch list, and records what is wrong with it.
-class Reader {
+class PatchListReader {
  public:
-  explicit Reader(std::vector<Finding>& findings) : findings_(findings) {}
+  explicit PatchListReader(std::vector<Finding>& findings) : findings_(findings) {}
 
   std::vector<ListedPatch> Read(const YAML::Node& root) {
     std::vector<ListedPatch> patches;
@@ -132,7 +132,7 @@ std::string PatchName(std::size_t index) { return fmt::format("patch {} (counted
 std::string PatchKey(std::size_t index) { return fmt::format("patch.patches[{}]", index); }
 
 std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings) {
-  return Reader(findings).Read(root);
+  return PatchListReader(findings).Read(root);
 }
 
 }  // namespace dirty_seg

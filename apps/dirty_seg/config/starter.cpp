@@ -21,7 +21,7 @@ namespace {
 
 namespace geometry = nuvik::geometry;
 
-constexpr int kMostCells = 64;
+constexpr int kMaxCells = 64;
 const cv::Size kFrame(geometry::kFrameWidth, geometry::kFrameHeight);
 
 bool ReadWhole(const std::string& text, int& value) {
@@ -110,7 +110,7 @@ std::optional<Grid> ParseGrid(const std::string& text) {
     return std::nullopt;
   }
   const bool is_sane =
-      grid.columns >= 1 && grid.columns <= kMostCells && grid.rows >= 1 && grid.rows <= kMostCells;
+      grid.columns >= 1 && grid.columns <= kMaxCells && grid.rows >= 1 && grid.rows <= kMaxCells;
   return is_sane ? std::optional<Grid>(grid) : std::nullopt;
 }
 
@@ -136,10 +136,10 @@ std::vector<cv::Rect> LayOutGrid(const Grid& grid, int overlap, int side) {
 }
 
 std::vector<Grid> GridsThatFit(int slots, int overlap, int side) {
-  constexpr std::size_t kMostGrids = 3;
+  constexpr std::size_t kMaxGrids = 3;
   std::vector<std::pair<double, Grid>> ranked;  // grey share of the batch, least first
-  for (int columns = 1; columns <= std::min(slots, kMostCells); ++columns) {
-    for (int rows = 1; columns * rows <= slots && rows <= kMostCells; ++rows) {
+  for (int columns = 1; columns <= std::min(slots, kMaxCells); ++columns) {
+    for (int rows = 1; columns * rows <= slots && rows <= kMaxCells; ++rows) {
       const Grid grid{columns, rows};
       const cv::Size size = PatchSize(grid, overlap, side);
       if (size.empty()) continue;
@@ -151,7 +151,7 @@ std::vector<Grid> GridsThatFit(int slots, int overlap, int side) {
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<Grid> grids;
   for (const auto& [grey, grid] : ranked) {
-    if (grids.size() < kMostGrids) grids.push_back(grid);
+    if (grids.size() < kMaxGrids) grids.push_back(grid);
   }
   return grids;
 }
@@ -163,8 +163,8 @@ Grid UsualGrid(int side, std::optional<int> batch, int overlap) {
     return grids.empty() ? usual : grids[0];
   };
   if (batch) return first(*batch);
-  constexpr int kMostSlots = 24;
-  for (int slots = usual.count(); slots <= kMostSlots; ++slots) {
+  constexpr int kMaxSlots = 24;
+  for (int slots = usual.count(); slots <= kMaxSlots; ++slots) {
     const Grid grid = slots == usual.count() ? usual : first(slots);
     const cv::Size size = PatchSize(grid, overlap, side);
     if (!size.empty() && IsWithin(FitPatch(size, side), kUsualFitLimits)) return grid;

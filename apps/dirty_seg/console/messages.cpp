@@ -24,20 +24,20 @@ void Write(const char* beginning, const char* kind, std::string_view text) {
 
 void SetQuiet(bool is_quiet) { is_quiet_now = is_quiet; }
 
-void Tell(std::string_view text, const char* kind) {
+void PrintMessage(std::string_view text, const char* kind) {
   if (!is_quiet_now) Write("dirty_seg: ", kind, text);
 }
 
-void TellWarning(std::string_view text) { Tell(text, "warning: "); }
+void PrintWarning(std::string_view text) { PrintMessage(text, "warning: "); }
 
-void TellError(std::string_view text) { Write("dirty_seg: ", "error: ", text); }
+void PrintError(std::string_view text) { Write("dirty_seg: ", "error: ", text); }
 
-void TellOfEngine(const std::string& line) {
+void PrintEngineLine(const std::string& line) {
   RemoveStatusLine();
   std::fprintf(stderr, "%s%s\n", kEngineSpeaker.data(), line.c_str());
 }
 
-void TellPlainly(std::string_view text) {
+void PrintLine(std::string_view text) {
   if (!is_quiet_now) Write("", "", text);
 }
 

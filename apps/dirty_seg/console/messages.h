@@ -11,20 +11,20 @@ namespace dirty_seg {
 void SetQuiet(bool is_quiet);
 
 /// Prints "dirty_seg: ", `kind`, which is empty or ends in ": ", and `text`.
-void Tell(std::string_view text, const char* kind = "");
+void PrintMessage(std::string_view text, const char* kind = "");
 
-void TellWarning(std::string_view text);
+void PrintWarning(std::string_view text);
 
-void TellError(std::string_view text);
+void PrintError(std::string_view text);
 
 /// Before each line of the engine on standard error.
 inline constexpr std::string_view kEngineSpeaker = "libtessmar_ai_engine: ";
 
 /// A line of the engine's, as it would write it itself: even when quiet.
-void TellOfEngine(const std::string& line);
+void PrintEngineLine(const std::string& line);
 
 /// Prints a line without the program's name before it.
-void TellPlainly(std::string_view text);
+void PrintLine(std::string_view text);
 
 /// Replaces the last line of a terminal. Any other message takes its place; empty text removes it.
 void ShowStatusLine(std::string_view text);

@@ -70,7 +70,7 @@ void Progress::Update(std::int64_t done, std::optional<std::int64_t> of) {
     // A terminal wraps after its last column.
     ShowStatusLine(ProgressBar(state, *columns_ - 1));
   } else {
-    Tell(ProgressText(state));
+    PrintMessage(ProgressText(state));
   }
 }
 

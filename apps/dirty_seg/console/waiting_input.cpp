@@ -11,14 +11,14 @@ namespace dirty_seg {
 namespace {
 
 // A signal just before the wait begins does not interrupt it, so it is bounded.
-constexpr int kMostMilliseconds = 100;
+constexpr int kMaxMilliseconds = 100;
 
 }  // namespace
 
 WaitingInput::int_type WaitingInput::underflow() {
   pollfd waiting{descriptor_, POLLIN, 0};
   while (!Interruption::Happened()) {
-    const int ready = poll(&waiting, 1, kMostMilliseconds);
+    const int ready = poll(&waiting, 1, kMaxMilliseconds);
     const ssize_t length = ready > 0 ? read(descriptor_, buffer_.data(), buffer_.size()) : ready;
     if (length > 0) {
       setg(buffer_.data(), buffer_.data(), buffer_.data() + length);

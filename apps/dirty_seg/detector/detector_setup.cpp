@@ -29,11 +29,11 @@ DirtySegDetectorConfig MakeConfig(const DetectorOptions& options) {
   return config;
 }
 
-void TellUnknownClasses(const std::vector<int>& ids,
-                        const std::map<std::int32_t, std::string>& class_names) {
+void WarnOfUnknownClasses(const std::vector<int>& ids,
+                          const std::map<std::int32_t, std::string>& class_names) {
   for (const int id : ids) {
     if (class_names.empty() || class_names.count(id) != 0) continue;
-    TellWarning(fmt::format(
+    PrintWarning(fmt::format(
         "--fece-class-ids {}: the segmentation network names no such class, so it has no effect",
         id));
   }
@@ -72,7 +72,7 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   DirtySegDetectorConfig config = MakeConfig(options);
   const int class_count = CountClasses(network.config);
   config.dirty_seg_model_config = std::move(network.config);
-  TellUnknownClasses(options.fece_class_ids, network.class_names);
+  WarnOfUnknownClasses(options.fece_class_ids, network.class_names);
   Labels labels(std::move(network.class_names), config.fece_enable, class_count);
   return {std::move(config), Rectangles(check.patches), std::move(labels)};
 }

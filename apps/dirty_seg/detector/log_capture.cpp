@@ -43,10 +43,10 @@ std::optional<int> RankOf(const std::string& level) {
   return kRanks.at(static_cast<std::size_t>(at - kLogLevels.begin()));
 }
 
-void TellUnknownLevel(const std::string& word) {
+void WarnOfUnknownLevel(const std::string& word) {
   const std::vector<std::string> words(kLogLevels.begin(), kLogLevels.end());
-  TellWarning(fmt::format("{} is '{}', not one of {}; info is used{}", kLevel, word,
-                          fmt::join(words, ", "), DidYouMean(word, words)));
+  PrintWarning(fmt::format("{} is '{}', not one of {}; info is used{}", kLevel, word,
+                           fmt::join(words, ", "), DidYouMean(word, words)));
 }
 
 // The lowest level that the user wants to see.
@@ -55,7 +55,7 @@ int ReadLevel(const LogOptions& options) {
   const char* const word = std::getenv(kLevel);
   if (word == nullptr || *word == '\0') return kInfo;
   const std::optional<int> rank = RankOf(word);
-  if (!rank && !options.quiet) TellUnknownLevel(word);
+  if (!rank && !options.quiet) WarnOfUnknownLevel(word);
   return rank.value_or(kInfo);
 }
 
@@ -144,7 +144,7 @@ bool LogCapture::IsShown(const std::string& line) {
 void LogCapture::PassOn(const std::string& line) const {
   if (wanted_on_standard_output_) std::fprintf(output_, "%s\n", Printable(line).c_str());
   if (quiet_) return;
-  if (verbose_ || (IsNotice(line) && !wanted_on_standard_output_)) TellPlainly(line);
+  if (verbose_ || (IsNotice(line) && !wanted_on_standard_output_)) PrintLine(line);
 }
 
 }  // namespace dirty_seg

@@ -14,7 +14,7 @@ namespace dirty_seg {
 namespace {
 
 // Of the 255 bytes that a file name may have.
-constexpr std::size_t kMostStem = 180;
+constexpr std::size_t kMaxStem = 180;
 
 std::string Escaped(std::string_view bytes) {
   std::string text;
@@ -37,7 +37,7 @@ std::string PlainStem(const std::string& path) {
     const std::string_view character = rest.substr(0, length == 0 ? 1 : length);
     const bool is_plain = length > 0 && !IsControl(character);
     const std::string next = is_plain ? std::string(character) : Escaped(character);
-    if (plain.size() + next.size() > kMostStem) break;
+    if (plain.size() + next.size() > kMaxStem) break;
     plain += next;
     rest.remove_prefix(character.size());
   }

@@ -11,7 +11,7 @@
 namespace dirty_seg {
 namespace {
 
-constexpr std::size_t kLeastCorners = 3;
+constexpr std::size_t kMinCorners = 3;
 
 std::string CornerText(double x, double y, const cv::Size& picture) {
   const auto share = [](double position, int side) {
@@ -31,7 +31,7 @@ std::vector<cv::Point> LargestOutline(const cv::Mat& mask) {
   double most = 0.0;
   for (Polygon& polygon : FindPolygons(mask)) {
     const double area = cv::contourArea(polygon.outer);
-    if (polygon.outer.size() < kLeastCorners || area <= most) continue;
+    if (polygon.outer.size() < kMinCorners || area <= most) continue;
     most = area;
     largest = std::move(polygon.outer);
   }

@@ -86,20 +86,20 @@ std::optional<Frame> FrameSource::NextFrame() {
 }
 
 // Of the input in hand.
-std::optional<std::int64_t> FrameSource::MostOfInput() const {
+std::optional<std::int64_t> FrameSource::FrameLimit() const {
   if (input_->kind == InputKind::kPicture) return std::nullopt;
-  return input_->kind == InputKind::kCamera ? choice_.most_of_camera : choice_.most_of_video;
+  return input_->kind == InputKind::kCamera ? choice_.max_camera_frames : choice_.max_video_frames;
 }
 
 bool FrameSource::HasEnough() const {
-  const std::optional<std::int64_t> most = MostOfInput();
+  const std::optional<std::int64_t> most = FrameLimit();
   return most && static_cast<std::int64_t>(taken_) >= *most;
 }
 
 std::optional<std::int64_t> FrameSource::FrameCount() const {
   if (reader_ == nullptr) return std::nullopt;
   const std::optional<std::int64_t> count = reader_->Count();
-  const std::optional<std::int64_t> most = MostOfInput();
+  const std::optional<std::int64_t> most = FrameLimit();
   return count && most ? std::min(*count, *most) : count;
 }
 

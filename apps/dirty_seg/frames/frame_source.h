@@ -18,8 +18,8 @@ struct FrameChoice {
   /// Every `step`-th of a video or camera, from the first on.
   int step = 1;
   /// Maximum number of frames; without it a video ends by itself, a camera never.
-  std::optional<std::int64_t> most_of_video;
-  std::optional<std::int64_t> most_of_camera;
+  std::optional<std::int64_t> max_video_frames;
+  std::optional<std::int64_t> max_camera_frames;
 };
 
 /// Reads one input.
@@ -65,7 +65,7 @@ class FrameSource {
   std::optional<std::int64_t> FramesLeft() const;
 
  private:
-  std::optional<std::int64_t> MostOfInput() const;
+  std::optional<std::int64_t> FrameLimit() const;
   bool HasEnough() const;
 
   InputQueue inputs_;

@@ -286,7 +286,7 @@ cv::Mat ReadPicture(const std::string& path) {
   const std::string cause = said.empty() ? "" : ": " + said;
   if (picture.empty()) throw InputError("is not a picture that can be read" + cause);
   if (said.find(kCutShort) != std::string::npos) throw InputError("is cut short" + cause);
-  if (!said.empty()) TellWarning(fmt::format("'{}': {}", path, said));
+  if (!said.empty()) PrintWarning(fmt::format("'{}': {}", path, said));
   return picture;
 }
 

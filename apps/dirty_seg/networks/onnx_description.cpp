@@ -17,7 +17,7 @@ namespace onnx = nuvik::alg::common::onnx;
 using nuvik::alg::common::OnnxMessage;
 
 // Enough for the names of a thousand classes.
-constexpr std::uint64_t kMostMetadataBytes = 1U << 20U;
+constexpr std::uint64_t kMaxMetadataBytes = 1U << 20U;
 
 std::string ReadDimension(OnnxMessage message) {
   std::string text = "?";
@@ -106,7 +106,7 @@ void ReadMetadata(OnnxMessage message, OnnxDescription& description) {
   std::string text;
   while (message.Next()) {
     if (message.field() == onnx::pair::kKey) key = message.Text();
-    if (message.field() == onnx::pair::kValue) text = message.Text(kMostMetadataBytes);
+    if (message.field() == onnx::pair::kValue) text = message.Text(kMaxMetadataBytes);
   }
   description.metadata[key] = std::move(text);
 }

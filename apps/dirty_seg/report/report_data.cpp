@@ -122,7 +122,7 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
     }
     return facts;
   } catch (const nlohmann::json::exception& error) {
-    TellWarning(
+    PrintWarning(
         fmt::format("'{}' is not a summary that 'dirty_seg detect' wrote, and is left out: {}",
                     path, error.what()));
     return std::nullopt;
@@ -380,7 +380,7 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
 
 // Inputs that failed without a failed frame, as far as there is room.
 std::string ReportData::UnreadInputsText() const {
-  constexpr std::size_t kMostNamed = 20;
+  constexpr std::size_t kMaxNamed = 20;
   std::set<std::string> told;
   for (const StoredFrame& frame : results_.frames) {
     if (!frame.success) told.insert(frame.source);
@@ -388,13 +388,13 @@ std::string ReportData::UnreadInputsText() const {
   std::vector<std::string> inputs;
   std::size_t count = 0;
   for (const auto& [source, cause] : facts_->failures) {
-    if (!told.insert(source).second || ++count > kMostNamed) continue;
+    if (!told.insert(source).second || ++count > kMaxNamed) continue;
     inputs.push_back(fmt::format("'{}' ({})", source, cause));
   }
   if (inputs.empty()) return "";
   const std::string text = fmt::format(": {}", fmt::join(inputs, "; "));
-  if (count <= kMostNamed) return text;
-  return fmt::format("{}; and {} more, in {}", text, count - kMostNamed, kSummaryFile);
+  if (count <= kMaxNamed) return text;
+  return fmt::format("{}; and {} more, in {}", text, count - kMaxNamed, kSummaryFile);
 }
 
 std::size_t ReportData::CountPictures(PictureOrigin origin) const {

@@ -29,9 +29,9 @@ using nlohmann::json;
 
 constexpr std::int64_t kSchemaVersion = 1;
 // Limit for a mask: no camera has more, and a hostile file must not take all memory.
-constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
-constexpr std::size_t kMostText = 40;  // of a value in a message
-constexpr int kMostDepth = 16;
+constexpr std::int64_t kMaxPixels = std::int64_t{1} << 28;
+constexpr std::size_t kMaxText = 40;  // of a value in a message
+constexpr int kMaxDepth = 16;
 constexpr std::array<const char*, 4> kVerdicts{"confirmed", "rejected", "not_checked", "failed"};
 
 std::string Place(const std::string& file, std::size_t line) {
@@ -40,7 +40,7 @@ std::string Place(const std::string& file, std::size_t line) {
 
 std::string Text(const json& value) {
   std::string text = value.dump(-1, ' ', false, json::error_handler_t::replace);
-  if (text.size() > kMostText) text = text.substr(0, kMostText) + "...";
+  if (text.size() > kMaxText) text = text.substr(0, kMaxText) + "...";
   return text;
 }
 
@@ -95,7 +95,7 @@ class LineReader {
   json Parse(const std::string& text) const {
     // Values are printed by recursion, so their depth is limited.
     const auto check_depth = [this](int depth, json::parse_event_t, const json&) {
-      if (depth > kMostDepth) Reject(fmt::format("has more than {} levels", kMostDepth));
+      if (depth > kMaxDepth) Reject(fmt::format("has more than {} levels", kMaxDepth));
       return true;
     };
     json root;
@@ -184,11 +184,11 @@ class LineReader {
   }
 
   int Label(const json& value, const std::string& key) const {
-    constexpr std::int64_t kMost = std::numeric_limits<int>::max();
-    constexpr std::int64_t kLeast = std::numeric_limits<int>::min();
+    constexpr std::int64_t kMax = std::numeric_limits<int>::max();
+    constexpr std::int64_t kMin = std::numeric_limits<int>::min();
     const bool is_whole = value.is_number_integer();
-    const bool is_huge = value.is_number_unsigned() && value.get<std::uint64_t>() > kMost;
-    if (!is_whole || is_huge || value.get<std::int64_t>() < kLeast) {
+    const bool is_huge = value.is_number_unsigned() && value.get<std::uint64_t>() > kMax;
+    if (!is_whole || is_huge || value.get<std::int64_t>() < kMin) {
       Reject(key, value, "a class id");
     }
     return value.get<int>();
@@ -274,7 +274,7 @@ class LineReader {
     if (Array(value, key).size() != 2) Reject(key, value, expected);
     const std::int64_t height = Number(value[0], Item(key, 0));
     const std::int64_t width = Number(value[1], Item(key, 1));
-    if (height > kMostPixels || width > kMostPixels || height * width > kMostPixels) {
+    if (height > kMaxPixels || width > kMaxPixels || height * width > kMaxPixels) {
       Reject(key, value, expected);
     }
     return {static_cast<int>(width), static_cast<int>(height)};
@@ -404,8 +404,8 @@ Results ReadResults(const std::string& path) {
     if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
     results.ends_unfinished = IsUnfinished(stream, text);
     if (results.ends_unfinished) {
-      TellWarning(Place(results.file, line) +
-                  "ends in the middle, as a run that is killed leaves it, and is left out");
+      PrintWarning(Place(results.file, line) +
+                   "ends in the middle, as a run that is killed leaves it, and is left out");
       break;
     }
     results.frames.push_back(LineReader(results.file, line).Read(text));

@@ -17,7 +17,7 @@ constexpr std::int64_t kSign = 0x10;
 constexpr std::int64_t kMore = 0x20;
 constexpr std::int64_t kFirstCharacter = 48;
 // Enough for any number of 64 bits that an encoder writes in its shortest form.
-constexpr int kMostGroups = 12;
+constexpr int kMaxGroups = 12;
 // Lengths before this index are stored as they are.
 constexpr std::size_t kFirstDifference = 3;
 
@@ -62,7 +62,7 @@ void AppendNumber(std::int64_t number, std::string& text) {
 // Reads the number that begins at `position` and moves `position` past it.
 std::int64_t ReadNumber(const std::string& text, std::size_t& position) {
   std::int64_t number = 0;
-  for (int i = 0; i < kMostGroups; ++i) {
+  for (int i = 0; i < kMaxGroups; ++i) {
     if (position == text.size()) Reject("the text ends within a number", position);
     const std::int64_t group = text[position] - kFirstCharacter;
     if (group < 0 || group >= 2 * kMore) Reject("expected one of '0' to 'o'", position);

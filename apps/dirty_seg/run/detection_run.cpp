@@ -14,11 +14,11 @@ namespace dirty_seg {
 
 namespace {
 
-void TellSharedLabel(const Labels& labels) {
+void WarnOfSharedLabel(const Labels& labels) {
   if (!labels.share_faeces_label()) return;
   const std::string* name = labels.FindName(kFaecesLabel);
   const std::string own = name == nullptr ? "" : fmt::format(", '{}'", *name);
-  TellWarning(fmt::format(
+  PrintWarning(fmt::format(
       "the segmentation network has a class {0} of its own{1}; what the classifier confirms gets "
       "the label {0} too. 'confirmed' in the results tells the two apart, and a confirmed one is "
       "called '{2}'",
@@ -35,7 +35,7 @@ DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription desc
       detector_(setup.config, log),
       writer_(options, labels_, log.standard_output()),
       summary_(std::move(description)) {
-  TellSharedLabel(labels_);
+  WarnOfSharedLabel(labels_);
 }
 
 ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress) {
@@ -77,10 +77,10 @@ void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
   record.fit = FitToFrame(frame.picture->size(), fit_);
   record.outcome = Detect(frame, record);
   for (const std::string& complaint : record.outcome.complaints) {
-    TellWarning(NameOf(frame) + ": " + complaint);
+    PrintWarning(NameOf(frame) + ": " + complaint);
   }
   if (!record.outcome.non_finite.empty()) {
-    TellWarning(NameOf(frame) + ": " + NonFiniteText(record.outcome.non_finite));
+    PrintWarning(NameOf(frame) + ": " + NonFiniteText(record.outcome.non_finite));
   }
   const DirtyStatusResultData& result = record.outcome.result;
   const FrameFiles files = writer_.WriteRecord(frame, record);
@@ -90,7 +90,7 @@ void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
   lacks_files_ = false;
   if (!result.success) throw InputError(result.message);
   if (has_folder()) {
-    TellPlainly(FrameLine(frame, source.InputCount(), source.FrameCount(), record, labels_));
+    PrintLine(FrameLine(frame, source.InputCount(), source.FrameCount(), record, labels_));
   }
 }
 
@@ -116,7 +116,7 @@ void DetectionRun::EndInput() {
 }
 
 void DetectionRun::Fail(const Frame& frame, const std::string& cause) {
-  TellError(NameOf(frame) + ": " + cause);
+  PrintError(NameOf(frame) + ": " + cause);
   input_failed_ = true;
   const bool is_of_frame = frame.kind != InputKind::kPicture && frame.picture != nullptr;
   summary_.AddFailure(
@@ -129,23 +129,23 @@ bool DetectionRun::Finish(const RunEnd& end) {
   try {
     writer_.Finish(summary_, end);
   } catch (const OutputError& error) {
-    TellError(error.what());
+    PrintError(error.what());
     is_complete = false;
   }
   // An argument always gives an input, if only one that fails.
   if (summary_.inputs() == 0 && !end.interrupted) {
-    TellWarning("the list on standard input is empty");
+    PrintWarning("the list on standard input is empty");
   }
   if (!end.write_error.empty()) {
-    TellError(fmt::format("the run ends here, as nothing more can be kept: {}; {}",
-                          ProcessedText(end), KeptText()));
+    PrintError(fmt::format("the run ends here, as nothing more can be kept: {}; {}",
+                           ProcessedText(end), KeptText()));
     return is_complete;
   }
   if (!has_folder()) return is_complete;
   const std::string speed = SpeedLine(summary_);
-  if (!speed.empty()) TellPlainly(speed);
-  Tell(fmt::format("{}{}{}; results in {}", end.interrupted ? "interrupted: " : "",
-                   ProcessedText(end), NonFiniteNote(), writer_.destination()));
+  if (!speed.empty()) PrintLine(speed);
+  PrintMessage(fmt::format("{}{}{}; results in {}", end.interrupted ? "interrupted: " : "",
+                           ProcessedText(end), NonFiniteNote(), writer_.destination()));
   return is_complete;
 }
 

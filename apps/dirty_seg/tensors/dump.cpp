@@ -89,7 +89,7 @@ class TensorWriter {
 
 ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, int side) {
   ordered_json list = ordered_json::array();
-  for (const Slot& slot : FindSlots(patches, side)) {
+  for (const PatchSlot& slot : FindSlots(patches, side)) {
     const cv::Size padded = slot.letterbox.Padded();
     // The detector packs the crops one after the other, each with its own length.
     const std::int64_t first = static_cast<std::int64_t>(list.size()) * 3 * padded.area();
@@ -144,9 +144,9 @@ ordered_json DetectionsToJson(const StagedFrame& frame, const Labels& labels) {
 
 // Whether FileName could have made this name.
 bool IsNameOfATensor(const std::string& name) {
-  constexpr std::size_t kMostName = 255;  // bytes that a file system takes
+  constexpr std::size_t kMaxName = 255;  // bytes that a file system takes
   static const std::regex kName(R"((input|output|mask)_[\w.-]*\.npy)");
-  return name.size() <= kMostName && std::regex_match(name, kName);
+  return name.size() <= kMaxName && std::regex_match(name, kName);
 }
 
 // The tensors that an earlier dump in the folder names, and that dump itself.

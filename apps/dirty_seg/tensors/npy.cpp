@@ -152,14 +152,14 @@ class HeaderParser {
   }
 
   std::int64_t ParseDimension() {
-    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
     SkipBlanks();
     const std::size_t begin = position_;
     std::int64_t number = 0;
     for (; position_ < text_.size() && text_[position_] >= '0' && text_[position_] <= '9';
          ++position_) {
       const std::int64_t digit = text_[position_] - '0';
-      if (number > (kMost - digit) / 10) Reject("a number of 64 bits");
+      if (number > (kMax - digit) / 10) Reject("a number of 64 bits");
       number = number * 10 + digit;
     }
     if (position_ == begin) Reject("a dimension");

@@ -89,9 +89,9 @@ StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_pt
   }
 }
 
-std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, int side) {
+std::vector<PatchSlot> FindSlots(const std::vector<cv::Rect>& patches, int side) {
   const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
-  std::vector<Slot> slots;
+  std::vector<PatchSlot> slots;
   for (std::size_t i = 0; i < patches.size(); ++i) {
     const cv::Rect crop = geometry::ClipFarEdges(patches[i], frame);
     if (crop.width <= 0 || crop.height <= 0) continue;

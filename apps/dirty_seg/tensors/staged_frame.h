@@ -36,7 +36,7 @@ StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_pt
                       LogCapture& log);
 
 /// The place of a patch in the input tensor.
-struct Slot {
+struct PatchSlot {
   /// Index of the patch in the configuration. A patch outside the frame takes no slot.
   std::size_t patch = 0;
   /// The patch, clipped to the frame, in pixels of the frame.
@@ -47,6 +47,6 @@ struct Slot {
 };
 
 /// The slots that `patches` take, in order, in a network with an input of `side` x `side`.
-std::vector<Slot> FindSlots(const std::vector<cv::Rect>& patches, int side);
+std::vector<PatchSlot> FindSlots(const std::vector<cv::Rect>& patches, int side);
 
 }  // namespace dirty_seg

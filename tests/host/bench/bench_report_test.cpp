@@ -139,7 +139,7 @@ TEST(FindingsOf, TakesAnOutcomesDetectionsAndMasks) {
   outcome.result.scores = {0.5F};
   outcome.result.labels = {7};
   outcome.result.label_masks[7] = cv::Mat::ones(2, 3, CV_8UC1);
-  const Findings findings = FindingsOf(outcome);
+  const FrameFindings findings = FindingsOf(outcome);
   ASSERT_EQ(findings.detections.size(), 1U);
   EXPECT_THAT(findings.detections[0].box, ElementsAre(1, 2, 3, 4));
   EXPECT_EQ(findings.detections[0].score, 0.5F);

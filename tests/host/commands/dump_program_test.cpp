@@ -352,7 +352,7 @@ TEST_F(Dump, NamesAPictureThatFails) {
 
 // 64 of 100 x 33: 33 * 0.64 = 21.12 is 21, of which the border leaves 21 + 2 * 21 = 63 rows.
 TEST(FindSlots, TellsACropThatComesOutShort) {
-  const std::vector<Slot> slots =
+  const std::vector<PatchSlot> slots =
       FindSlots({{0, 0, 100, 33}, {2000, 0, 64, 64}, {0, 0, 64, 64}}, 64);
   ASSERT_EQ(slots.size(), 2U);
   EXPECT_EQ(slots[0].patch, 0U);

@@ -18,8 +18,8 @@ cv::Mat Mask(const cv::Rect& set) {
   return mask;
 }
 
-Findings MakeFindings() {
-  Findings findings;
+FrameFindings MakeFindings() {
+  FrameFindings findings;
   findings.detections = {{{0, 0, 10, 10}, 0.5F, 1}, {{20, 0, 30, 10}, 0.75F, 2}};
   findings.masks[1] = Mask({0, 0, 4, 4});
   findings.masks[2] = Mask({10, 0, 4, 4});
@@ -37,7 +37,7 @@ TEST(CompareFindings, OfTheSameIsNothing) {
 }
 
 TEST(CompareFindings, HoldsMasksOfALabelAgainstEachOther) {
-  Findings other = MakeFindings();
+  FrameFindings other = MakeFindings();
   other.masks[1] = Mask({0, 0, 4, 2});  // 8 of 16 pixels
   other.masks.erase(2);
   other.masks[3] = Mask({0, 0, 1, 1});
@@ -46,7 +46,7 @@ TEST(CompareFindings, HoldsMasksOfALabelAgainstEachOther) {
 }
 
 TEST(CompareFindings, TellsVerdictsThatChanged) {
-  Findings other = MakeFindings();
+  FrameFindings other = MakeFindings();
   other.detections[0].label = 19;  // by the classifier
   other.verdicts[0] = "rejected";
   const FrameDifference difference = CompareFindings(MakeFindings(), other);
@@ -58,13 +58,13 @@ TEST(CompareFindings, TellsVerdictsThatChanged) {
 }
 
 TEST(CompareFindings, AsksForAVerdictOnBothSides) {
-  Findings other = MakeFindings();
+  FrameFindings other = MakeFindings();
   other.verdicts.clear();
   EXPECT_TRUE(CompareFindings(MakeFindings(), other).verdict_changes.empty());
 }
 
 TEST(DifferenceTotals, AddUpFrames) {
-  Findings moved = MakeFindings();
+  FrameFindings moved = MakeFindings();
   moved.detections[0].box = {1, 0, 11, 10};
   moved.detections[0].score = 0.25F;
   moved.detections[1].label = 3;

@@ -7,7 +7,7 @@
 namespace dirty_seg {
 namespace {
 
-const cv::Size kMost(1920, 1080);
+const cv::Size kMax(1920, 1080);
 
 TEST(PatchFit, OfASquareIsWholeAndWithoutGrey) {
   const PatchFit fit = FitPatch({640, 640}, 640);
@@ -54,7 +54,7 @@ TEST(PatchFit, OfAPatchThatVanishesIsNotWhole) {
 
 TEST(NearestWholeSizes, AreWholeAndAsNearAsCanBe) {
   const cv::Size patch(640, 639);
-  const std::vector<cv::Size> sizes = NearestWholeSizes(patch, 640, kMost);
+  const std::vector<cv::Size> sizes = NearestWholeSizes(patch, 640, kMax);
   EXPECT_THAT(sizes, testing::ElementsAre(cv::Size(640, 640), cv::Size(640, 638)));
 }
 
@@ -67,13 +67,13 @@ TEST(NearestWholeSizes, StayInTheFrame) {
 }
 
 TEST(SmallestWholeSize, IsTheSizeItselfWhereThatIsWhole) {
-  EXPECT_EQ(SmallestWholeSize({640, 360}, 640, kMost), cv::Size(640, 360));
+  EXPECT_EQ(SmallestWholeSize({640, 360}, 640, kMax), cv::Size(640, 360));
 }
 
 TEST(SmallestWholeSize, IsNowhereSmaller) {
   for (int width = 500; width < 700; width += 7) {
     const cv::Size least(width, 580);
-    const cv::Size size = SmallestWholeSize(least, 640, kMost);
+    const cv::Size size = SmallestWholeSize(least, 640, kMax);
     ASSERT_FALSE(size.empty()) << width;
     EXPECT_TRUE(FitPatch(size, 640).is_whole);
     EXPECT_GE(size.width, least.width);

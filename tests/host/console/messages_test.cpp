@@ -17,10 +17,10 @@ std::string Said(const std::function<void()>& say) {
 
 TEST(Messages, AreOneLineEach) {
   EXPECT_EQ(Said([] {
-              Tell("done");
-              TellWarning("odd");
-              TellError("bad");
-              TellPlainly("as it is");
+              PrintMessage("done");
+              PrintWarning("odd");
+              PrintError("bad");
+              PrintLine("as it is");
             }),
             "dirty_seg: done\ndirty_seg: warning: odd\ndirty_seg: error: bad\nas it is\n");
 }
@@ -28,11 +28,11 @@ TEST(Messages, AreOneLineEach) {
 TEST(Messages, ThatAreNoErrorsAreSilentWhenQuiet) {
   EXPECT_EQ(Said([] {
               SetQuiet(true);
-              Tell("done");
-              TellWarning("odd");
-              TellPlainly("as it is");
+              PrintMessage("done");
+              PrintWarning("odd");
+              PrintLine("as it is");
               ShowStatusLine("half");
-              TellError("bad");
+              PrintError("bad");
               SetQuiet(false);
             }),
             "dirty_seg: error: bad\n");
@@ -42,7 +42,7 @@ TEST(Messages, TakeThePlaceOfTheStatusLine) {
   EXPECT_EQ(Said([] {
               ShowStatusLine("half");
               ShowStatusLine("most");
-              TellError("bad");
+              PrintError("bad");
               ShowStatusLine("all");
               ShowStatusLine("");
               ShowStatusLine("");
@@ -52,8 +52,8 @@ TEST(Messages, TakeThePlaceOfTheStatusLine) {
 
 TEST(Messages, ShowWhatATerminalWouldActOn) {
   EXPECT_EQ(Said([] {
-              Tell("a\nb");
-              TellPlainly("\033[31mred");
+              PrintMessage("a\nb");
+              PrintLine("\033[31mred");
               ShowStatusLine("\r");
               ShowStatusLine("");
             }),
