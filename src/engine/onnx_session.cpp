@@ -45,7 +45,7 @@ void CheckFile(const std::string& path) {
     throw SessionError("is a folder; expected an ONNX file");
   }
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    throw SessionError("is no regular file; expected an ONNX file");
+    throw SessionError("is not a regular file; expected an ONNX file");
   }
   const std::uintmax_t size = std::filesystem::file_size(path, error);
   if (!error && size > kMaxOnnxBytes) {
@@ -104,7 +104,7 @@ Ort::Session LoadSession(const std::string& path, int threads) {
     std::ifstream file(path, std::ios::binary);
     const std::string look = LookOfNoNetwork(file);
     if (!look.empty()) throw SessionError(look);
-    throw SessionError("is no usable ONNX network: " + WordsOf(error, path));
+    throw SessionError("is not a usable ONNX network: " + WordsOf(error, path));
   }
 }
 

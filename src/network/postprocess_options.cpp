@@ -77,7 +77,7 @@ class OptionsReader {
       const std::string name = entry.first.IsScalar() ? entry.first.Scalar() : "?";
       if (FindKey(name) != nullptr) continue;
       problems_.push_back(
-          {"postprocess." + name, entry.first.Mark(), "is no known key and has no effect", ""});
+          {"postprocess." + name, entry.first.Mark(), "is not a known key and has no effect", ""});
     }
   }
 

@@ -237,26 +237,28 @@ TEST(PostprocessProblems, OnlyTheFirstIsToldWhenAValueIsNotPermitted) {
 
 TEST(PostprocessUnknownKeys, AreToldInOneLineEachAndHaveNoEffect) {
   PostprocessOptions options;
-  EXPECT_THAT(StandardErrorOf([&options] {
-                options = Read(
-                    "postprocess:\n  conf: 0.9\n  iou_threshold: 0.5\n  nms: {top: 3}\n"
-                    "  Score_threshold: 0.1\n");
-              }),
-              ElementsAre("libtessmar_ai_engine: postprocess.conf in line 2 is no known key and "
-                          "has no effect",
-                          "libtessmar_ai_engine: postprocess.nms in line 4 is no known key and has "
-                          "no effect",
-                          "libtessmar_ai_engine: postprocess.Score_threshold in line 5 is no known "
-                          "key and has no effect"));
+  EXPECT_THAT(
+      StandardErrorOf([&options] {
+        options = Read(
+            "postprocess:\n  conf: 0.9\n  iou_threshold: 0.5\n  nms: {top: 3}\n"
+            "  Score_threshold: 0.1\n");
+      }),
+      ElementsAre("libtessmar_ai_engine: postprocess.conf in line 2 is not a known key and "
+                  "has no effect",
+                  "libtessmar_ai_engine: postprocess.nms in line 4 is not a known key and has "
+                  "no effect",
+                  "libtessmar_ai_engine: postprocess.Score_threshold in line 5 is no known "
+                  "key and has no effect"));
   EXPECT_EQ(options.iou_threshold, 0.5F);
   options.iou_threshold = 0.7F;
   ExpectDefaults(options);
 }
 
 TEST(PostprocessUnknownKeys, MayBeOtherThanText) {
-  EXPECT_THAT(StandardErrorOf([] { Read("postprocess: {[a, b]: 1}"); }),
-              ElementsAre("libtessmar_ai_engine: postprocess.? in line 1 is no known key and has "
-                          "no effect"));
+  EXPECT_THAT(
+      StandardErrorOf([] { Read("postprocess: {[a, b]: 1}"); }),
+      ElementsAre("libtessmar_ai_engine: postprocess.? in line 1 is not a known key and has "
+                  "no effect"));
 }
 
 TEST(PostprocessUnknownKeys, OutsideTheMappingAreNobodysConcern) {

@@ -303,7 +303,7 @@ TEST(EngineInitFile, LargerThanANetworkCanBe) {
                              "has 2147483648 bytes; expected an ONNX file, of at most "
                              "2147483647"));
   std::filesystem::resize_file(file.path(), 2147483647);
-  ExpectRefused(config, Line(config, "is no usable ONNX network: Protobuf parsing failed."));
+  ExpectRefused(config, Line(config, "is not a usable ONNX network: Protobuf parsing failed."));
 }
 
 TEST(EngineInitFile, APipeIsRefusedAndNotWaitedFor) {
@@ -320,7 +320,7 @@ TEST(EngineInitFile, APipeIsRefusedAndNotWaitedFor) {
     close(writer);  // ends a read that waits for bytes
     EXPECT_LT(status.get(), 0);
   });
-  EXPECT_THAT(lines, ElementsAre(Line(config, "is no regular file; expected an ONNX file")));
+  EXPECT_THAT(lines, ElementsAre(Line(config, "is not a regular file; expected an ONNX file")));
   unlink(pipe.c_str());
 }
 
@@ -333,7 +333,7 @@ AIEngineConfig ConfigOfFile(const std::string& path) {
 void ExpectNoNetwork(const std::string& bytes) {
   const TemporaryFile file(bytes);
   const AIEngineConfig config = ConfigOfFile(file.path());
-  ExpectRefused(config, RuntimesWordsBehind(Line(config, "is no usable ONNX network: ")));
+  ExpectRefused(config, RuntimesWordsBehind(Line(config, "is not a usable ONNX network: ")));
 }
 
 TEST(EngineInitFile, Empty) {

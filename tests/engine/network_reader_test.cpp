@@ -236,7 +236,7 @@ TEST(ReadNetworkRefusal, OfFilesThatAreNoNetwork) {
            {"", "is empty; "},
            {"no network\n", "is a text that begins with \"no network\"; "},
            {whole.substr(0, whole.size() / 2), "ends in the middle: "},
-           {std::string(300, '\xff'), "is no usable ONNX network: "}}) {
+           {std::string(300, '\xff'), "is not a usable ONNX network: "}}) {
     const TemporaryFile file(bytes);
     ExpectRefused(file.path(), StartsWith(words));
   }

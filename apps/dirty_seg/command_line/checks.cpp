@@ -10,7 +10,7 @@ namespace dirty_seg {
 ValueCheck OneOf(const std::vector<std::string>& words) {
   return [words](const std::string& text) -> std::string {
     if (std::find(words.begin(), words.end(), text) != words.end()) return "";
-    return text + " is none of " + Join(words, ", ") + DidYouMean(text, words);
+    return text + " is not one of " + Join(words, ", ") + DidYouMean(text, words);
   };
 }
 

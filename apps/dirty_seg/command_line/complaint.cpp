@@ -63,7 +63,7 @@ std::string Complaint(const Program& program, const UsageFault& fault) {
 }
 
 std::string NoSuchCommand(const Program& program, const std::string& word) {
-  return "'" + word + "' is no command" + DidYouMean(word, program.command_names());
+  return "'" + word + "' is not a command" + DidYouMean(word, program.command_names());
 }
 
 }  // namespace dirty_seg

@@ -20,7 +20,7 @@ struct UsageFault {
 /// The cause in words, with the nearest word that is known, and the help that tells the usage.
 std::string Complaint(const Program& program, const UsageFault& fault);
 
-/// "'detcet' is no command; did you mean 'detect'?"
+/// "'detcet' is not a command; did you mean 'detect'?"
 std::string NoSuchCommand(const Program& program, const std::string& word);
 
 }  // namespace dirty_seg

@@ -43,11 +43,11 @@ std::string PlaceOfForeignOption(const std::string& option) {
   const std::string name =
       WithDashes(word.substr(std::min(word.find_first_not_of('-'), word.size())));
   if (name == "classes" || name == "class") {
-    return word + " is no option: every class is looked for, and results have each one's label";
+    return word + " is not an option: every class is looked for, and results have each one's label";
   }
   const std::string key = KeyOf(name);
   if (key.empty()) return "";
-  return word + " is no option: the file that --config names sets this, as postprocess." + key;
+  return word + " is not an option: the file that --config names sets this, as postprocess." + key;
 }
 
 }  // namespace dirty_seg

@@ -84,13 +84,13 @@ class HostOptionReader {
     if (command == commands.end()) {
       Reject(section.line, IsOption(section.command)
                                ? section.command + " has no value; expected one behind it"
-                               : section.command + " is no command" +
+                               : section.command + " is not a command" +
                                      DidYouMean(section.command, program_.command_names()));
     }
     for (const HostEntry& entry : section.entries) {
       if (FindOption(*command, entry.key)) continue;
       RejectForeign(entry);
-      Reject(entry.line, entry.key + " is no option of '" + section.command + "'" +
+      Reject(entry.line, entry.key + " is not an option of '" + section.command + "'" +
                              DidYouMean(entry.key, KeysOf(*command)));
     }
   }
@@ -108,7 +108,8 @@ class HostOptionReader {
     for (const Command& command : program_.commands()) {
       for (std::string& key : KeysOf(command)) keys.push_back(std::move(key));
     }
-    Reject(entry.line, entry.key + " is no option of any command" + DidYouMean(entry.key, keys));
+    Reject(entry.line,
+           entry.key + " is not an option of any command" + DidYouMean(entry.key, keys));
   }
 
   // Of any command.

@@ -49,7 +49,7 @@ void AddAmounts(Command command, BenchOptions& options) {
   command.option("--frame-step").Group(kVideo);
   command
       .AddOption("--max-frames", &options.max_frames,
-                 "Of a video or camera, so many at most; 100 of a camera")
+                 "Most frames of a video or camera (camera: 100)")
       .Check(NumberFrom<std::int64_t>(1, 1000000000, "a whole number from 1"))
       .TypeName("N")
       .Group(kVideo);

@@ -25,19 +25,26 @@ constexpr double kMax = std::numeric_limits<double>::max();
 
 void AddLimits(Command command, CompareOptions& options) {
   const ValueCheck number = NumberFrom(0.0, kMax, "a number from 0");
-  command.AddOption("--max-box-distance", &options.limits.max_box_distance, "Of corners")
+  command
+      .AddOption("--max-box-distance", &options.limits.max_box_distance,
+                 "Largest allowed corner distance")
       .Check(number)
       .TypeName("PIXELS");
-  command.AddOption("--max-score-difference", &options.limits.max_score_difference, "Of scores")
+  command
+      .AddOption("--max-score-difference", &options.limits.max_score_difference,
+                 "Largest allowed score difference")
       .Check(number)
       .TypeName("D");
-  command.AddOption("--min-mask-iou", &options.limits.min_mask_iou, "Of a label's masks")
+  command.AddOption("--min-mask-iou", &options.limits.min_mask_iou, "Smallest allowed mask overlap")
       .Check(NumberFrom(0.0, 1.0, "a number from 0 to 1"))
       .TypeName("IOU");
-  command.AddOption("--max-unmatched", &options.limits.max_unmatched, "Detections without partner")
+  command
+      .AddOption("--max-unmatched", &options.limits.max_unmatched,
+                 "Detections allowed without a match")
       .Check(NumberFrom<std::size_t>(0, 1000000000, "a whole number from 0"))
       .TypeName("N");
-  command.AddOption("--max-difference", &options.max_difference, "Of numbers in dumps")
+  command
+      .AddOption("--max-difference", &options.max_difference, "Largest allowed difference in dumps")
       .Check(number)
       .TypeName("D");
 }
@@ -87,8 +94,8 @@ int RunOnResults(const CompareOptions& options) {
 Command AddCompare(Program& program, CompareOptions& options) {
   Command command =
       program.AddCommand("compare", "PrintMessage how far two results or dumps differ");
-  command.AddOption("A", &options.a, "Results or dump of the one side").Required().TypeName("");
-  command.AddOption("B", &options.b, "Of the other").Required().TypeName("");
+  command.AddOption("A", &options.a, "Results or dump of one side").Required().TypeName("");
+  command.AddOption("B", &options.b, "Results or dump of the other").Required().TypeName("");
   command.AddFlag("--json", &options.json, "Write JSON, with every frame or tensor in full");
   AddQuietOption(command, options.quiet);
   AddLimits(command, options);

@@ -15,10 +15,10 @@ namespace dirty_seg {
 Command AddDump(Program& program, DumpOptions& options) {
   Command command = program.AddCommand("dump", "Write a frame's tensors as .npy files");
   AddDetectorOptions(command, options.detector);
-  Option output = command.AddOption("--output", &options.output, "For the files").TypeName("DIR");
+  Option output = command.AddOption("--output", &options.output, "Output folder").TypeName("DIR");
   command.AddFlag("--overwrite", &options.overwrite, "--output DIR need not be empty")
       .Needs(output);
-  command.AddOption("--frame-number", &options.frame_number, "Of a video, from 0 on; 0")
+  command.AddOption("--frame-number", &options.frame_number, "Frame of a video, from 0 (default 0)")
       .Check(NumberFrom<std::int64_t>(0, 1000000000, "a whole number from 0"))
       .TypeName("N");
   command.AddOption("INPUT", &options.input, "Picture, or video").Required().TypeName("");

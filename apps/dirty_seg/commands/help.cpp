@@ -20,8 +20,7 @@ std::string PageOf(const Program& program, const std::string& name) {
 Command AddHelp(Program& program, HelpOptions& options) {
   options.program = &program;
   Command command = program.AddCommand("help", "Show how a command is used");
-  command.AddOption("COMMAND", &options.command, "Whose usage; that of all without it")
-      .TypeName("");
+  command.AddOption("COMMAND", &options.command, "Command to explain (default: all)").TypeName("");
   command.Footer(
       "Example:\n"
       "  dirty_seg help detect\n"

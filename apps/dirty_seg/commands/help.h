@@ -15,7 +15,7 @@ struct HelpOptions {
 /// Adds the command to `program`; parsing fills `options`, which outlives `program`.
 Command AddHelp(Program& program, HelpOptions& options);
 
-/// Returns the exit status. Throws SetupError for a word that is no command.
+/// Returns the exit status. Throws SetupError for a word that is not a command.
 int RunHelp(const HelpOptions& options);
 
 }  // namespace dirty_seg

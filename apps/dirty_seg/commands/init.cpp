@@ -194,7 +194,7 @@ Command AddInit(Program& program, InitOptions& options) {
       .AddOption("--grid", &options.grid,
                  "Patches across and down, as 3x2;\nwhat suits SEG.onnx without it")
       .TypeName("CxR");
-  command.AddOption("--overlap", &options.overlap, "Neighbours share so many pixels; 80")
+  command.AddOption("--overlap", &options.overlap, "Pixels that neighbours share (default 80)")
       .Check(NumberFrom(0, 1080, "a whole number from 0 to 1080"))
       .TypeName("PIXELS");
   command
@@ -203,8 +203,7 @@ Command AddInit(Program& program, InitOptions& options) {
       .CommaSeparated()
       .Check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
       .TypeName("IDS");
-  command.AddOption("--output", &options.output, "For host.yaml and config.yaml; .")
-      .TypeName("DIR");
+  command.AddOption("--output", &options.output, "Output folder (default .)").TypeName("DIR");
   command.AddFlag("--overwrite", &options.overwrite, "Replace those that are there");
   command.Footer(
       "Example:\n"

@@ -34,7 +34,7 @@ void AddFeceOptions(Command command, DetectorOptions& options) {
 }  // namespace
 
 void AddThreadsOption(Command command, int& threads) {
-  command.AddOption("--threads", &threads, "To compute with; 0, the default, is all cores")
+  command.AddOption("--threads", &threads, "Threads (default 0: all cores)")
       .Check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
       .TypeName("N");
 }
@@ -52,7 +52,8 @@ void AddInputOptions(Command command, InputArguments& arguments) {
       .TypeName("");
   constexpr const char* kGroup = "Folders within folders too; every N-th frame";
   command.AddFlag("--recursive", &arguments.recursive, "Folders within folders too").Group(kGroup);
-  command.AddOption("--frame-step", &arguments.frame_step, "Of a video, every N-th frame; 1")
+  command
+      .AddOption("--frame-step", &arguments.frame_step, "Every N-th frame of a video (default 1)")
       .Check(NumberFrom(1, 1000000, "a whole number from 1 to 1000000"))
       .TypeName("N")
       .Group(kGroup);
@@ -71,7 +72,7 @@ void AddDetectorOptions(Command command, DetectorOptions& options) {
 }
 
 Option AddQuietOption(Command command, bool& quiet) {
-  return command.AddFlag("-q,--quiet", &quiet, "Show errors alone");
+  return command.AddFlag("-q,--quiet", &quiet, "Only show errors");
 }
 
 void AddLogOptions(Command command, LogOptions& options) {

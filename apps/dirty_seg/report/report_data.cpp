@@ -351,7 +351,7 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
   if (non_finite > 0) {
     AddNote(fmt::format(
                 "In {} of {} the network gave numbers that are not finite. They are left out, so "
-                "dirt may be missed there: nothing found is no sign of a clean floor.",
+                "dirt may be missed there: finding nothing does not mean a clean floor.",
                 Counted(non_finite, "frame"), frames.size()),
             true, notes);
   }

@@ -35,8 +35,8 @@ TEST(NumberFrom, RefusesNotANumberAndInfinity) {
 TEST(OneOf, NamesTheWordsAndTheNearest) {
   const ValueCheck check = OneOf({"scale", "pad"});
   EXPECT_EQ(check("pad"), "");
-  EXPECT_EQ(check("padd"), "padd is none of scale, pad; did you mean 'pad'?");
-  EXPECT_EQ(check("crop it"), "crop it is none of scale, pad");
+  EXPECT_EQ(check("padd"), "padd is not one of scale, pad; did you mean 'pad'?");
+  EXPECT_EQ(check("crop it"), "crop it is not one of scale, pad");
 }
 
 TEST(NotEmpty, SaysWhatIsExpected) {

@@ -27,8 +27,8 @@ class Complaints : public testing::Test {
 
 TEST_F(Complaints, NameTheNearestCommand) {
   EXPECT_EQ(ComplaintOf({"piant", "x"}),
-            "'piant' is no command; did you mean 'paint'?; 'tool --help' shows the usage");
-  EXPECT_EQ(NoSuchCommand(program_, "xyz"), "'xyz' is no command");
+            "'piant' is not a command; did you mean 'paint'?; 'tool --help' shows the usage");
+  EXPECT_EQ(NoSuchCommand(program_, "xyz"), "'xyz' is not a command");
 }
 
 TEST_F(Complaints, NameTheNearestOptionOfTheCommand) {
@@ -63,7 +63,7 @@ TEST_F(Complaints, TellOfHostFilesWhereTheNetworkIsMissing) {
 TEST_F(Complaints, SendThresholdsToTheFileOfCommandsThatTakeOne) {
   command_.AddOption("--config", &text_, "");
   EXPECT_EQ(ComplaintOf({"run", "--iou=0.5"}),
-            "--iou is no option: the file that --config names sets this, as "
+            "--iou is not an option: the file that --config names sets this, as "
             "postprocess.iou_threshold; 'tool run --help' shows the usage");
 }
 

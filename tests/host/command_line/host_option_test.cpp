@@ -77,14 +77,15 @@ TEST_F(HostOption, LeavesTheCommandLineAlone) {
 
 TEST_F(HostOption, RefusesUnknownKeysWithTheirLine) {
   EXPECT_THAT(RefusalOf("model: a\nthraeds: 3\n"),
-              EndsWith("line 2: thraeds is no option of any command; did you mean "
+              EndsWith("line 2: thraeds is not an option of any command; did you mean "
                        "'threads'?"));
   EXPECT_THAT(RefusalOf("run:\n  strict: true\n"),
-              EndsWith("line 2: strict is no option of 'run'"));
+              EndsWith("line 2: strict is not an option of 'run'"));
   EXPECT_THAT(RefusalOf("ohter:\n  strict: true\n"),
-              EndsWith("line 1: ohter is no command; did you mean 'other'?"));
-  EXPECT_THAT(RefusalOf("host: a.yaml\n"), EndsWith("line 1: host is no option of any command"));
-  EXPECT_THAT(RefusalOf("q: true\n"), EndsWith("line 1: q is no option of any command"));
+              EndsWith("line 1: ohter is not a command; did you mean 'other'?"));
+  EXPECT_THAT(RefusalOf("host: a.yaml\n"),
+              EndsWith("line 1: host is not an option of any command"));
+  EXPECT_THAT(RefusalOf("q: true\n"), EndsWith("line 1: q is not an option of any command"));
 }
 
 TEST_F(HostOption, RefusesValuesThatTheOptionRefuses) {

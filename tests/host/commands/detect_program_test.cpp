@@ -686,7 +686,7 @@ INSTANTIATE_TEST_SUITE_P(
                                   "--fece-area-threshold", "-4"},
               "--fece-area-threshold: -4 is not a number of pixels from 0"},
         Usage{"UnknownLevel", kEnough + Arguments{"--log-level", "loud"},
-              "--log-level: loud is none of trace, debug, info, warning, warn, error, err, "
+              "--log-level: loud is not one of trace, debug, info, warning, warn, error, err, "
               "critical, off"},
         Usage{"QuietAndVerbose", kEnough + Arguments{"-q", "-v"}, "--verbose excludes --quiet"},
         Usage{"SaveAndOutput", kEnough + Arguments{"--save", "--output", "out"},

@@ -106,7 +106,7 @@ TEST_F(Fit, NamesALargerPictureThatMustNotBeScaledAndDoesTheRest) {
 
 TEST_F(Fit, KnowsTwoWords) {
   EXPECT_THAT(RefusalOf(Command() + Arguments{"--fit", "stretch", "a.png"}),
-              HasSubstr("--fit: stretch is none of scale, pad"));
+              HasSubstr("--fit: stretch is not one of scale, pad"));
 }
 
 // seg-b2-64 has the box [16, 24, 48, 40] of a red patch; in a picture of twice the frame's size it

@@ -118,7 +118,7 @@ TEST(Inspect, RefusesAnUnknownFormatWithTheNearest) {
   const ProgramResult result = RunProgram({"inspect", "--format", "yml", "x.onnx"});
   EXPECT_EQ(result.status, 2);
   EXPECT_THAT(result.errors,
-              HasSubstr("yml is none of text, json, cpp, yaml; did you mean 'yaml'?"));
+              HasSubstr("yml is not one of text, json, cpp, yaml; did you mean 'yaml'?"));
 }
 
 }  // namespace

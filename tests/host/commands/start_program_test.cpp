@@ -124,7 +124,7 @@ TEST_F(Start, RefusesANetworksNameThatYamlCannotHold) {
 TEST_F(Start, SaysInAHostFileTooWhereThresholdsAreSet) {
   const std::string host = folder_.Write("h.yaml", "model: x\nconfig: y\nconf: 0.3\n");
   EXPECT_THAT(ErrorsOf({"detect", "--host", host, "a.png"}),
-              HasSubstr("line 3: conf is no option: the file that --config names sets this, as "
+              HasSubstr("line 3: conf is not an option: the file that --config names sets this, as "
                         "postprocess.score_threshold"));
 }
 
@@ -204,13 +204,13 @@ TEST_F(Start, FileWithAnUnknownKeyIsRefusedWithTheNearest) {
   const std::string host = folder_.Write("h.yaml", "threads: 1\nmodle: seg.onnx\n");
   EXPECT_EQ(ErrorsOf({"detect", "--host", host, "x.png"}),
             "dirty_seg: error: '" + host +
-                "' line 2: modle is no option of any command; did you mean 'model'?\n");
+                "' line 2: modle is not an option of any command; did you mean 'model'?\n");
   folder_.Write("h.yaml", "detcet: {threads: 1}\n");
   EXPECT_THAT(ErrorsOf({"detect", "--host", host, "x.png"}),
-              EndsWith("line 1: detcet is no command; did you mean 'detect'?\n"));
+              EndsWith("line 1: detcet is not a command; did you mean 'detect'?\n"));
   folder_.Write("h.yaml", "detect: {treads: 1}\n");
   EXPECT_THAT(ErrorsOf({"detect", "--host", host, "x.png"}),
-              EndsWith("line 1: treads is no option of 'detect'; did you mean 'threads'?\n"));
+              EndsWith("line 1: treads is not an option of 'detect'; did you mean 'threads'?\n"));
 }
 
 TEST_F(Start, FileThatGivesACommandAValueIsRefused) {

@@ -75,11 +75,12 @@ std::set<std::string> FlagsInHelp(const std::string& command) {
 TEST(Usage, NamesTheCommandThatWasMeant) {
   const ProgramResult result = RunProgram({"detcet", "x.png"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.errors,
-            "dirty_seg: error: 'detcet' is no command; did you mean 'detect'?; 'dirty_seg --help' "
-            "shows the usage\n");
+  EXPECT_EQ(
+      result.errors,
+      "dirty_seg: error: 'detcet' is not a command; did you mean 'detect'?; 'dirty_seg --help' "
+      "shows the usage\n");
   EXPECT_EQ(RunProgram({"paint"}).errors,
-            "dirty_seg: error: 'paint' is no command; 'dirty_seg --help' shows the usage\n");
+            "dirty_seg: error: 'paint' is not a command; 'dirty_seg --help' shows the usage\n");
 }
 
 TEST(Usage, NamesTheOptionThatWasMeant) {
@@ -119,14 +120,15 @@ TEST(Usage, SaysWhereThresholdsAreSet) {
     return result.errors;
   };
   const std::string in_file =
-      " is no option: the file that --config names sets this, as postprocess.";
+      " is not an option: the file that --config names sets this, as postprocess.";
   EXPECT_EQ(answer("--conf"), "dirty_seg: error: --conf" + in_file +
                                   "score_threshold; 'dirty_seg detect --help' shows the usage\n");
   EXPECT_THAT(answer("--conf=0.5"), HasSubstr("error: --conf" + in_file + "score_threshold;"));
   EXPECT_THAT(answer("--iou"), HasSubstr("error: --iou" + in_file + "iou_threshold;"));
   EXPECT_THAT(answer("--max_det"), HasSubstr("error: --max_det" + in_file + "max_detections;"));
   EXPECT_THAT(answer("--mask-threshold"), HasSubstr(in_file + "mask_threshold;"));
-  EXPECT_THAT(answer("--classes"), HasSubstr("--classes is no option: every class is looked for"));
+  EXPECT_THAT(answer("--classes"),
+              HasSubstr("--classes is not an option: every class is looked for"));
   EXPECT_THAT(answer("--confi"), HasSubstr("did you mean '--config'?"));
   EXPECT_THAT(RunProgram({"env", "--conf"}).errors, Not(HasSubstr("postprocess")));
 }
@@ -222,9 +224,10 @@ TEST(Help, OfTheCommandHelpIsThatOfTheFlag) {
   }
   const ProgramResult slip = RunProgram({"help", "detcet"});
   EXPECT_EQ(slip.status, 2);
-  EXPECT_EQ(slip.errors,
-            "dirty_seg: error: 'detcet' is no command; did you mean 'detect'?; 'dirty_seg --help' "
-            "shows the usage\n");
+  EXPECT_EQ(
+      slip.errors,
+      "dirty_seg: error: 'detcet' is not a command; did you mean 'detect'?; 'dirty_seg --help' "
+      "shows the usage\n");
 }
 
 TEST(Help, OfEveryCommandFitsAScreenAndShowsAnExample) {
@@ -351,7 +354,7 @@ TEST_F(Completion, OfZshIsReadAndOffersCommandsAndOptions) {
 TEST(CompletionCommand, RefusesAnotherShell) {
   const ProgramResult result = RunProgram({"completion", "fish"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_THAT(result.errors, HasSubstr("fish is none of bash, zsh"));
+  EXPECT_THAT(result.errors, HasSubstr("fish is not one of bash, zsh"));
 }
 
 }  // namespace

@@ -78,7 +78,7 @@ TEST_F(Check, FindsEveryProblemInOneGo) {
           "number of pixels",
           "5 error patch 1 (counted from 0) '[1920, 0, 640, 640]' lies outside the frame; expected "
           "x < 1920, y < 1080",
-          "7 error postprocess.scor_threshold is no known key and has no effect; did you mean "
+          "7 error postprocess.scor_threshold is not a known key and has no effect; did you mean "
           "'score_threshold'?",
           "8 error postprocess.iou_threshold is 'high'; expected a number from 0 to 1",
           "9 error postprocess.max_detections is '0'; expected an integer from 1 to 100000"));

@@ -133,7 +133,7 @@ TEST(NetworkReport, WaitsForNoPipe) {
   const test::TemporaryFolder folder;
   ASSERT_EQ(mkfifo((folder / "pipe.onnx").c_str(), 0600), 0);
   EXPECT_THAT(InspectNetwork(folder / "pipe.onnx", 1, 1).fault,
-              testing::HasSubstr("is no regular file"));
+              testing::HasSubstr("is not a regular file"));
 }
 
 TEST(ConfigYaml, IsReadBackAsWritten) {

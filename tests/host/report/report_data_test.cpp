@@ -312,7 +312,7 @@ TEST(ReportData, NotesFramesWhoseNumbersWereNotFinite) {
   EXPECT_EQ(
       NotesOf(data),
       "! In 2 frames of 3 the network gave numbers that are not finite. They are left out, so "
-      "dirt may be missed there: nothing found is no sign of a clean floor.\n");
+      "dirt may be missed there: finding nothing does not mean a clean floor.\n");
   EXPECT_FALSE(data["frames"][0].contains("non_finite"));
   EXPECT_EQ(data["frames"][1]["non_finite"].dump(), R"({"output0":3})");
 }
