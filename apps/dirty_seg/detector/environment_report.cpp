@@ -111,7 +111,7 @@ int UsableCores() {
 
 // Features of this processor that OpenCV looks at when it runs.
 std::string Features() {
-  std::vector<const char*> present;
+  std::vector<std::string> present;
   const std::vector<std::pair<int, const char*>> features{
       {CV_CPU_SSE4_1, "SSE4.1"},     {CV_CPU_SSE4_2, "SSE4.2"}, {CV_CPU_AVX, "AVX"},
       {CV_CPU_AVX2, "AVX2"},         {CV_CPU_FMA3, "FMA3"},     {CV_CPU_FP16, "FP16"},
