@@ -9,8 +9,8 @@
 
 #include "bench/quiet.h"
 #include "bench/scene.h"
-#include "dirty_seg_detector/dirty_seg_detector.h"
 #include "decode/candidates.h"
+#include "dirty_seg_detector/dirty_seg_detector.h"
 
 namespace {
 

@@ -43,8 +43,9 @@ void CheckOptions(const dirty_seg::DetectOptions& options) {
   Require(
       options.detector.fece_area_threshold >= 0.0F && options.detector.fece_area_threshold <= 1e9F,
       "the area threshold is in range");
-  for (const int id : options.detector.fece_class_ids)
+  for (const int id : options.detector.fece_class_ids) {
     Require(id >= 0 && id <= 1000000, "ids are in range");
+  }
 }
 
 void ParseWords(const std::vector<std::string>& words) {

@@ -15,6 +15,7 @@ std::string Join(const std::vector<std::string>& texts, std::string_view separat
 template <typename Items, typename TextOf>
 std::string JoinEach(const Items& items, const TextOf& text_of, std::string_view separator = ", ") {
   std::vector<std::string> texts;
+  texts.reserve(items.size());
   for (const auto& item : items) texts.push_back(text_of(item));
   return Join(texts, separator);
 }

@@ -13,16 +13,12 @@ namespace {
 
 constexpr const char* kHelpOfHelp = "Show this";
 
-std::vector<Option> Wrapped(const std::set<CLI::Option*>& options) {
-  std::vector<Option> wrapped;
-  for (CLI::Option* option : options) wrapped.emplace_back(*option);
-  return wrapped;
-}
-
-std::vector<Command> Wrapped(const std::vector<CLI::App*>& commands) {
-  std::vector<Command> wrapped;
-  for (CLI::App* command : commands) wrapped.emplace_back(*command);
-  return wrapped;
+template <typename Handle, typename Pointers>
+std::vector<Handle> HandlesOf(const Pointers& pointers) {
+  std::vector<Handle> handles;
+  handles.reserve(pointers.size());
+  for (auto* pointer : pointers) handles.emplace_back(*pointer);
+  return handles;
 }
 
 }  // namespace
@@ -88,9 +84,9 @@ bool Option::has_value() const { return option_->get_expected_min() > 0; }
 
 bool Option::has_several_values() const { return option_->get_items_expected_max() > 1; }
 
-std::vector<Option> Option::needed() const { return Wrapped(option_->get_needs()); }
+std::vector<Option> Option::needed() const { return HandlesOf<Option>(option_->get_needs()); }
 
-std::vector<Option> Option::excluded() const { return Wrapped(option_->get_excludes()); }
+std::vector<Option> Option::excluded() const { return HandlesOf<Option>(option_->get_excludes()); }
 
 bool Option::is_given() const { return !option_->empty(); }
 
@@ -129,11 +125,7 @@ std::string Command::description() const { return app_->get_description(); }
 
 std::string Command::footer() const { return app_->get_footer(); }
 
-std::vector<Option> Command::options() const {
-  std::vector<Option> options;
-  for (CLI::Option* option : app_->get_options()) options.emplace_back(*option);
-  return options;
-}
+std::vector<Option> Command::options() const { return HandlesOf<Option>(app_->get_options()); }
 
 Option Command::option(const std::string& flag) const { return Option(*app_->get_option(flag)); }
 
@@ -158,7 +150,7 @@ Command Program::AddCommand(const std::string& name, const std::string& descript
 }
 
 std::vector<Command> Program::commands() const {
-  return Wrapped(app().get_subcommands([](const CLI::App* /*any*/) { return true; }));
+  return HandlesOf<Command>(app().get_subcommands([](const CLI::App* /*any*/) { return true; }));
 }
 
 std::vector<std::string> Program::command_names() const {
@@ -181,9 +173,9 @@ std::optional<std::string> Program::Parse(int argc, const char* const* argv) try
 }
 
 std::optional<Command> Program::chosen() const {
-  const std::vector<Command> chosen = Wrapped(app().get_subcommands());
+  const std::vector<CLI::App*> chosen = app().get_subcommands();
   if (chosen.empty()) return std::nullopt;
-  return chosen.front();
+  return Command(*chosen.front());
 }
 
 // ---- Values -------------------------------------------------------------------------------------

@@ -28,8 +28,8 @@ using Variable =
 /// What is wrong with a value that was typed; empty for one that can be taken.
 using ValueCheck = std::function<std::string(const std::string&)>;
 
-/// An option, a flag or an argument without one. Copies stand for the same one, which lives as long
-/// as its program.
+/// An option, a flag, or an argument without either. Copies stand for the same one, which lives as
+/// long as its program.
 class Option {
  public:
   explicit Option(CLI::Option& option) : option_(&option) {}
@@ -86,9 +86,8 @@ class Command {
 
   // ---- Declaring it: variables outlive the program ----------------------------------------------
 
-  /// Parsing sets the variable, and leaves it alone where the option is not given. `names` are
-  /// "-t",
-  /// "--threads", both with a comma between, or "INPUT" for an argument without a flag.
+  /// Parsing sets the variable, and leaves it alone where the option is not given. `names` has a
+  /// comma between any two of "-t", "--threads" and "INPUT", which is an argument's.
   Option AddOption(const std::string& names, Variable variable, const std::string& description);
   /// An option with whose value parsing calls `call`, once those added before have theirs.
   Option AddCallback(const std::string& names, const std::function<void(const std::string&)>& call,

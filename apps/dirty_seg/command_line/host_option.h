@@ -12,6 +12,8 @@ namespace dirty_seg {
 /// comes first. What stands on the command line is left alone. A relative path is one from the
 /// file's own folder. Parsing throws SetupError, naming file, line, key and the nearest known one,
 /// for a key that no command has and for a value that the option refuses.
+///
+/// (CLI11 reads its own kind of configuration file for the program, never for a command of it.)
 void AddHostOption(const Program& program, Command command);
 
 }  // namespace dirty_seg

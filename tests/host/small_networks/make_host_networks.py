@@ -1,8 +1,9 @@
 #!/usr/bin/python3
 """Makes the few-node networks that the host program's tests need beside those of all tests.
 
-    /usr/bin/python3 tests/host/small_networks/make_host_networks.py            writes *.onnx, SHA256SUMS
-    /usr/bin/python3 tests/host/small_networks/make_host_networks.py --check    compares with the files
+    /usr/bin/python3 tests/host/small_networks/make_host_networks.py    writes *.onnx, SHA256SUMS
+
+With --check it compares with the files instead.
 
     seg-fails-on-red          seg-b2-64 that fails inside the runtime when the picture of slot 0 has
                               mean(red) above 0.5
