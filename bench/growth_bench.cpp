@@ -71,8 +71,9 @@ std::vector<Candidate> Apart(std::size_t count) {
   std::vector<Candidate> candidates;
   for (std::size_t i = 0; i < count; ++i) {
     const auto place = static_cast<int>(i);
-    candidates.push_back(
-        At(static_cast<float>(place % 92) * 7, static_cast<float>(place / 92) * 7, place));
+    const int column = place % 92;
+    const int row = place / 92;
+    candidates.push_back(At(static_cast<float>(column) * 7, static_cast<float>(row) * 7, place));
   }
   return candidates;
 }

@@ -13,7 +13,7 @@ using namespace nuvik::perception::dirty_seg_detector;
 
 // Results are in a frame of 1920 x 1080: one factor for both sides, grey to the right and below.
 std::shared_ptr<cv::Mat> FitToFrame(const cv::Mat& picture, double& factor) {
-  const auto frame = std::make_shared<cv::Mat>();
+  auto frame = std::make_shared<cv::Mat>();
   factor = std::min(1920.0 / picture.cols, 1080.0 / picture.rows);
   cv::resize(
       picture, *frame,

@@ -24,7 +24,7 @@ bool AreEqual(const cv::Mat& a, const cv::Mat& b) {
 cv::Mat TakeMask(Input& input) {
   const cv::Size size{input.TakeFrom(0, 200), input.TakeFrom(0, 200)};
   cv::Mat image = cv::Mat::zeros(size + cv::Size(3, 1), CV_8UC1);
-  const cv::Mat mask = image(cv::Rect(cv::Point(2, 1), size));
+  cv::Mat mask = image(cv::Rect(cv::Point(2, 1), size));
   for (int i = 0; i < size.area() && !input.IsEmpty();) {
     const auto value = input.Take<std::uint8_t>();
     for (int left = input.TakeFrom(0, 255); left >= 0 && i < size.area(); --left, ++i) {

@@ -71,7 +71,7 @@ class Source {
 
   // A matrix of its own for each frame, since the detector's records share it. Empty at the end.
   std::shared_ptr<cv::Mat> Next() {
-    const auto frame = std::make_shared<cv::Mat>();
+    auto frame = std::make_shared<cv::Mat>();
     if (video_.isOpened()) {
       video_.read(*frame);
     } else {
@@ -93,7 +93,7 @@ class Source {
 std::shared_ptr<cv::Mat> FitToFrame(const std::shared_ptr<cv::Mat>& picture, double& factor) {
   factor = std::min(1920.0 / picture->cols, 1080.0 / picture->rows);
   if (picture->size() == cv::Size(1920, 1080)) return picture;
-  const auto frame = std::make_shared<cv::Mat>();
+  auto frame = std::make_shared<cv::Mat>();
   cv::resize(
       *picture, *frame,
       {std::max(1, cvRound(picture->cols * factor)), std::max(1, cvRound(picture->rows * factor))});

@@ -236,9 +236,11 @@ TEST(Decoder, FindsEveryObjectAroundAPowerOfTwoAndTheDefaultLimit) {
   for (const int count : {0, 1, 255, 256, 257, 299, 300, 301}) {
     SegmentationOutputs outputs = Outputs(layout);
     for (int i = 0; i < count; ++i) {
+      const int column = i % 19;
+      const int row = i / 19;
       outputs.Put(0, 524 - i,
-                  {4.0F + 8.0F * static_cast<float>(i % 19),
-                   4.0F + 8.0F * static_cast<float>(i / 19), 4, 4, i % 2, 0.5F});
+                  {4.0F + 8.0F * static_cast<float>(column), 4.0F + 8.0F * static_cast<float>(row),
+                   4, 4, i % 2, 0.5F});
     }
     const Lists objects = Decode(outputs, {{0, 0, 160, 160}});
     ASSERT_THAT(objects, SizeIs(1));

@@ -666,7 +666,7 @@ TEST_P(EngineInitType, IsRefusedByItsName) {
   config.input_shapes = {{"x", {1, 4}}};
   config.output_sizes = {{"y", 16}};
   config.output_shapes = {{"y", {1, 4}}};
-  for (const std::uint32_t code : {0, 1, 2, 3, 4, 5}) {
+  for (const std::uint32_t code : {0U, 1U, 2U, 3U, 4U, 5U}) {
     config.input_types["x"] = code;
     ExpectRefused(config,
                   AllOf(StartsWith(Line(config, "input 'x' is configured as ")),

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
 
 #include "scripted_frame.h"
@@ -142,7 +143,7 @@ int SoakLoad(int times, const char* host_path, const char* model) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   setenv("SPDLOG_STDOUT", "false", 1);
   const std::string kind = argc > 1 ? argv[1] : "";
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 0;
@@ -151,4 +152,6 @@ int main(int argc, char** argv) {
   if (rounds > 0 && argc == 5 && kind == "load") return SoakLoad(rounds, argv[3], argv[4]);
   std::fprintf(stderr, "usage: soak double FRAMES | soak network|load ROUNDS HOST MODEL\n");
   return 2;
+} catch (const std::exception& error) {
+  return Fail(error.what());
 }

@@ -117,7 +117,7 @@ std::string Features() {
       {CV_CPU_AVX2, "AVX2"},         {CV_CPU_FMA3, "FMA3"},     {CV_CPU_FP16, "FP16"},
       {CV_CPU_AVX_512F, "AVX-512F"}, {CV_CPU_NEON, "NEON"}};
   for (const auto& [feature, name] : features) {
-    if (cv::checkHardwareSupport(feature)) present.push_back(name);
+    if (cv::checkHardwareSupport(feature)) present.emplace_back(name);
   }
   if (present.empty()) return "none beyond the base";
   return Join(present);

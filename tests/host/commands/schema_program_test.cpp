@@ -70,7 +70,7 @@ class Schema : public testing::Test {
     const std::string command = std::string(DIRTY_SEG_VALIDATE) + " '" DIRTY_SEG_SCHEMAS "/" +
                                 schema + "' '" + file + "' >'" + folder_ / "validated" + "' 2>&1";
     const int status = std::system(command.c_str());
-    const std::string said = test::ReadFile(folder_ / "validated");
+    std::string said = test::ReadFile(folder_ / "validated");
     EXPECT_TRUE(WIFEXITED(status)) << said;
     EXPECT_EQ(WEXITSTATUS(status) == 0, said.find(" 0 faults\n") != std::string::npos) << said;
     return said;
