@@ -247,7 +247,7 @@ TEST(PostprocessUnknownKeys, AreToldInOneLineEachAndHaveNoEffect) {
                   "has no effect",
                   "libtessmar_ai_engine: postprocess.nms in line 4 is not a known key and has "
                   "no effect",
-                  "libtessmar_ai_engine: postprocess.Score_threshold in line 5 is no known "
+                  "libtessmar_ai_engine: postprocess.Score_threshold in line 5 is not a known "
                   "key and has no effect"));
   EXPECT_EQ(options.iou_threshold, 0.5F);
   options.iou_threshold = 0.7F;

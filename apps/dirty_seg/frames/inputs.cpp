@@ -79,7 +79,7 @@ class FolderScan {
   }
 
   std::string Expected() const {
-    const std::string pictures = fmt::format("*{}", fmt::join(kPictures, " *"));
+    std::string pictures = fmt::format("*{}", fmt::join(kPictures, " *"));
     if (!options_.videos) return pictures;
     return fmt::format("{} *{}", pictures, fmt::join(kVideos, " *"));
   }

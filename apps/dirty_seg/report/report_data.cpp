@@ -392,7 +392,7 @@ std::string ReportData::UnreadInputsText() const {
     inputs.push_back(fmt::format("'{}' ({})", source, cause));
   }
   if (inputs.empty()) return "";
-  const std::string text = fmt::format(": {}", fmt::join(inputs, "; "));
+  std::string text = fmt::format(": {}", fmt::join(inputs, "; "));
   if (count <= kMaxNamed) return text;
   return fmt::format("{}; and {} more, in {}", text, count - kMaxNamed, kSummaryFile);
 }
