@@ -14,14 +14,18 @@ echo "lint: format, Python and shell scripts are right"
 
 cmake --preset lint >/dev/null
 readonly BUILD=build/lint
-# A source that several targets compile is checked once, as the first of them compiles it.
-readonly COMMANDS=$BUILD/once
+# A source that several targets compile is checked once, as the first of them compiles it. Those that
+# the build makes, and those of the tests' own small projects, are not checked.
+readonly COMMANDS=$BUILD/once SOURCES=$BUILD/sources
 mkdir -p "$COMMANDS" "$BUILD/passed"
-/usr/bin/python3 -c '
-import json, sys
-commands = {command["file"]: command for command in reversed(json.load(sys.stdin))}
-json.dump(list(commands.values()), sys.stdout)
-' <$BUILD/compile_commands.json >$COMMANDS/compile_commands.json
+git ls-files '*.cpp' | /usr/bin/python3 -c '
+import json, pathlib, sys
+build, once = sys.argv[1:]
+tracked = {str(pathlib.Path(name.strip()).resolve()): name.strip() for name in sys.stdin}
+commands = {c["file"]: c for c in reversed(json.load(open(f"{build}/compile_commands.json")))}
+json.dump(list(commands.values()), open(f"{once}/compile_commands.json", "w"))
+print(*sorted(tracked[file] for file in commands if file in tracked), sep="\n")
+' "$BUILD" "$COMMANDS" >"$SOURCES"
 
 # A source that passed is checked again only after it, a header or a rule changed.
 check() {
@@ -41,5 +45,5 @@ check() {
 export BUILD COMMANDS
 export -f check
 # shellcheck disable=SC2016  # the inner shell has the file's name
-git ls-files -z '*.cpp' | xargs -0 -P "$(nproc)" -n 1 bash -c 'check "$1"' check
+xargs -P "$(nproc)" -n 1 bash -c 'check "$1"' check <"$SOURCES"
 echo "lint: clang-tidy has nothing to say"
