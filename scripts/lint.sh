@@ -14,8 +14,9 @@ echo "lint: format, Python and shell scripts are right"
 
 cmake --preset lint >/dev/null
 readonly BUILD=build/lint
-# A source that several targets compile is checked once, as the first of them compiles it. Those that
-# the build makes, and those of the tests' own small projects, are not checked.
+# A source that several targets compile is checked once, as the first of them compiles it. Not
+# checked are those that the build makes or that include what it makes (*.inc), and those of the
+# tests' own small projects.
 readonly COMMANDS=$BUILD/once SOURCES=$BUILD/sources
 mkdir -p "$COMMANDS" "$BUILD/passed"
 git ls-files '*.cpp' | /usr/bin/python3 -c '
@@ -24,7 +25,8 @@ build, once = sys.argv[1:]
 tracked = {str(pathlib.Path(name.strip()).resolve()): name.strip() for name in sys.stdin}
 commands = {c["file"]: c for c in reversed(json.load(open(f"{build}/compile_commands.json")))}
 json.dump(list(commands.values()), open(f"{once}/compile_commands.json", "w"))
-print(*sorted(tracked[file] for file in commands if file in tracked), sep="\n")
+known = {file: open(file).read() for file in commands if file in tracked}
+print(*sorted(tracked[file] for file, text in known.items() if ".inc\"\n" not in text), sep="\n")
 ' "$BUILD" "$COMMANDS" >"$SOURCES"
 
 # A source that passed is checked again only after it, a header or a rule changed.
