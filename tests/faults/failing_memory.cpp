@@ -106,7 +106,6 @@ void operator delete(void* block, size_t, align_val_t) noexcept { Free(block); }
 void operator delete[](void* block, size_t, align_val_t) noexcept { Free(block); }
 
 #if !FAULTS_SANITIZED
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): glibc's are reserved
 extern "C" int posix_memalign(void** block, size_t alignment, size_t bytes) {
   *block = faults::ShallFail() ? nullptr : faults::AllocateBelow(bytes, alignment);
   return *block == nullptr ? ENOMEM : 0;

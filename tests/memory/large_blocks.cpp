@@ -106,7 +106,6 @@ void* memalign(std::size_t alignment, std::size_t size) {
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) { return memalign(alignment, size); }
 
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): glibc's are reserved
 int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
   *block = memalign(alignment, size);
   return *block == nullptr ? ENOMEM : 0;
