@@ -16,7 +16,6 @@ namespace {
 using namespace bench;
 using namespace nuvik::perception::dirty_seg_detector;
 
-constexpr int kFeceSide = 224;
 constexpr std::size_t kFeceFloats = std::size_t{3} * kFeceSide * kFeceSide;
 
 // The usual calls, with memory kept between crops.

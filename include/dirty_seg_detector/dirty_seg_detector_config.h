@@ -25,6 +25,11 @@ struct CameraIntrinsics {
   double k3 = 0.0;
 };
 
+/// The classifier's tensors: float32 [1, 3, kFeceSide, kFeceSide] in, two float32 logits out.
+inline constexpr const char* kFeceInput = "input";
+inline constexpr const char* kFeceOutput = "output";
+inline constexpr int kFeceSide = 224;
+
 /// `Init` copies the record whole; the host may discard its own afterwards.
 struct DirtySegDetectorConfig {
   /// Segmentation network. Its input shapes are N, C, H, W.
@@ -51,7 +56,7 @@ struct DirtySegDetectorConfig {
   float fece_score_threshold = 0.0F;
   /// A box of this many pixels or fewer is answered negative without inference.
   float fece_area_threshold = 0.0F;
-  /// Classifier network: input "input" [1, 3, 224, 224] and output "output", two float32 logits.
+  /// Classifier network, its tensors named and shaped as above.
   alg::common::AIEngineConfig fece_model_config;
 };
 

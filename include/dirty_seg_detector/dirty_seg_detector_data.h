@@ -12,6 +12,9 @@
 
 namespace nuvik::perception::dirty_seg_detector_data {
 
+/// The label of a detection that the fece classifier confirmed.
+inline constexpr int kFeceLabel = 19;
+
 /// Intermediate record of one frame, between post-processing and conversion.
 struct DirtySegDetectorResData : public utils::DataBase {
   DirtySegDetectorResData() : DataBase("dirty_seg_detector_res_data") {}
@@ -38,7 +41,8 @@ struct DirtyStatusResultData {
   std::vector<std::vector<float>> bboxes;
   /// Confidence of each detection, parallel to `bboxes`.
   std::vector<float> scores;
-  /// Class id of each detection, parallel to `bboxes`; 19 where the fece classifier confirmed it.
+  /// Class id of each detection, parallel to `bboxes`; kFeceLabel where the classifier confirmed
+  /// it.
   std::vector<int> labels;
   /// Mask pixels inside the frame, one entry for each detection whose mask is not empty and reaches
   /// into the frame: NOT parallel to `bboxes` once a detection had no such mask.

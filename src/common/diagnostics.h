@@ -8,7 +8,7 @@ namespace nuvik {
 
 /// `text` on one line and as a terminal only shows it: a line break becomes a space, any other
 /// control character, C1 in UTF-8 among them, "\\x1b".
-inline std::string OnOneLine(const std::string& text) {
+inline std::string PrintableLine(const std::string& text) {
   constexpr const char* kDigits = "0123456789abcdef";
   std::string line;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -30,7 +30,7 @@ inline std::string OnOneLine(const std::string& text) {
 
 /// Writes one line to standard error.
 inline void PrintError(const std::string& text) {
-  std::fprintf(stderr, "libtessmar_ai_engine: %s\n", OnOneLine(text).c_str());
+  std::fprintf(stderr, "libtessmar_ai_engine: %s\n", PrintableLine(text).c_str());
 }
 
 }  // namespace nuvik

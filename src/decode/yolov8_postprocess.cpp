@@ -15,6 +15,7 @@
 #include "decode/run_options.h"
 #include "geometry/letterbox.h"
 #include "geometry/patch_geometry.h"
+#include "geometry/size_text.h"
 #include "network/segmentation_head.h"
 
 namespace nuvik::model {
@@ -45,10 +46,6 @@ std::vector<cv::Rect> ReadPatchList(const YAML::Node& root) try {
   throw std::invalid_argument(std::string("patch list: ") + error.what() +
                               "; expected patch: {enable: true or false, patches: "
                               "[[x, y, width, height], ...]}");
-}
-
-std::string SizeText(const cv::Size& size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
 // Places the sizes that the detector passes: at the file's origins, or at 0, 0 without a list

@@ -31,15 +31,12 @@ extern const std::string kTemporaryFolder = "/root/ws/tmp/";
 
 namespace {
 
+using dirty_seg_detector_data::kFeceLabel;
 using model::Object;
 
 constexpr const char* kColor = "color";
-constexpr const char* kFeceInput = "input";
-constexpr const char* kFeceOutput = "output";
-constexpr int kFeceSide = 224;
 constexpr std::size_t kFeceInputBytes = sizeof(float) * 3 * kFeceSide * kFeceSide;
 constexpr std::size_t kFeceOutputBytes = sizeof(float) * 2;
-constexpr int kFeceLabel = 19;
 constexpr int kGrey = 114;
 // What cv::resize scales on the calling thread; a larger target it shares out among threads that it
 // starts. A parallel region around it does not stop that for sure: the flag against nested ones is

@@ -128,7 +128,7 @@ int ReadNetwork(const std::string& model_path, const OpenDimensions& open, Netwo
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& cause) {
-    error = OnOneLine("'" + model_path + "': " + cause.what());
+    error = PrintableLine("'" + model_path + "': " + cause.what());
     return -1;
   }
 }

@@ -4,12 +4,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "geometry/size_text.h"
+
 namespace nuvik::geometry {
 namespace {
-
-std::string SizeText(const cv::Size& size) {
-  return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
 
 // The samples of `length` patch pixels along one axis; `to_square` gives network pixels. In double:
 // made once a patch, and then as good as exact.

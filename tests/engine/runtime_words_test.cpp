@@ -65,8 +65,8 @@ TEST(RuntimeWords, AWordBeforeThePlaceStays) {
 }
 
 TEST(ErrorLine, ShowsWhatATerminalWouldActOn) {
-  EXPECT_EQ(OnOneLine("a\nb\x1b[31mc\x7f"), "a b\\x1b[31mc\\x7f");
-  EXPECT_EQ(OnOneLine("caf\xc3\xa9 \xc2\xb7 \xc2\x9b!"), "caf\xc3\xa9 \xc2\xb7 \\xc2\\x9b!");
+  EXPECT_EQ(PrintableLine("a\nb\x1b[31mc\x7f"), "a b\\x1b[31mc\\x7f");
+  EXPECT_EQ(PrintableLine("caf\xc3\xa9 \xc2\xb7 \xc2\x9b!"), "caf\xc3\xa9 \xc2\xb7 \\xc2\\x9b!");
 }
 
 TEST(RuntimeWords, ABracketThatIsNeverClosedTakesTheRest) {

@@ -6,12 +6,11 @@
 #include <opencv2/core/types.hpp>
 #include <string>
 
+#include "geometry/size_text.h"
+
 namespace dirty_seg {
 
-/// "1920 x 1080", width first.
-inline std::string SizeText(const cv::Size& size) {
-  return fmt::format("{} x {}", size.width, size.height);
-}
+using nuvik::geometry::SizeText;
 
 /// "[x, y, width, height]".
 inline std::string RectText(const cv::Rect& rect) {

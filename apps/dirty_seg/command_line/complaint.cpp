@@ -1,5 +1,7 @@
 #include "command_line/complaint.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <optional>
 
@@ -25,8 +27,8 @@ std::string UnknownOption(const Program& program, const Command& command, const 
   std::string place = Has(flags, "--config") ? PlaceOfForeignOption(word) : "";
   if (!place.empty()) return place;
   if (Has(flags, word)) {
-    return word + " belongs behind the command, as in '" + program.name() + " " + command.name() +
-           " " + word + "'";
+    return fmt::format("{0} belongs behind the command, as in '{1} {2} {0}'", word, program.name(),
+                       command.name());
   }
   return "The following argument was not expected: " + word +
          DidYouMean(word.substr(0, word.find('=')), flags);
@@ -37,8 +39,8 @@ std::string Missing(const Program& program, const UsageFault& fault) {
   const bool is_in_host_file =
       fault.text.rfind("--model ", 0) == 0 || fault.text.rfind("--config ", 0) == 0;
   if (!is_in_host_file || !fault.is_missing) return fault.text;
-  return fault.text + "; '" + program.name() +
-         " init SEG.onnx' writes a host file that has it, for --host HOST.yaml";
+  return fmt::format("{}; '{} init SEG.onnx' writes a host file that has it, for --host HOST.yaml",
+                     fault.text, program.name());
 }
 
 // A word that nobody knows is the cause, also where the parser complains of what is missing for it.
@@ -58,12 +60,12 @@ std::string Cause(const Program& program, const std::optional<Command>& command,
 std::string Complaint(const Program& program, const UsageFault& fault) {
   // The usage that helps with what was typed: that of the command, once it is known.
   const std::optional<Command> command = program.chosen();
-  const std::string words = program.name() + (command ? " " + command->name() : "");
-  return Cause(program, command, fault) + "; '" + words + " --help' shows the usage";
+  return fmt::format("{}; '{}{} --help' shows the usage", Cause(program, command, fault),
+                     program.name(), command ? " " + command->name() : "");
 }
 
 std::string NoSuchCommand(const Program& program, const std::string& word) {
-  return "'" + word + "' is not a command" + DidYouMean(word, program.command_names());
+  return fmt::format("'{}' is not a command{}", word, DidYouMean(word, program.command_names()));
 }
 
 }  // namespace dirty_seg

@@ -1,5 +1,7 @@
 #include "command_line/host_option.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
@@ -82,25 +84,27 @@ class HostOptionReader {
         std::find_if(commands.begin(), commands.end(),
                      [&section](const Command& each) { return each.name() == section.command; });
     if (command == commands.end()) {
-      Reject(section.line, IsOption(section.command)
-                               ? section.command + " has no value; expected one behind it"
-                               : section.command + " is not a command" +
-                                     DidYouMean(section.command, program_.command_names()));
+      Reject(section.line,
+             section.command + (IsOption(section.command)
+                                    ? " has no value; expected one behind it"
+                                    : " is not a command" +
+                                          DidYouMean(section.command, program_.command_names())));
     }
     for (const HostEntry& entry : section.entries) {
       if (FindOption(*command, entry.key)) continue;
       RejectForeign(entry);
-      Reject(entry.line, entry.key + " is not an option of '" + section.command + "'" +
-                             DidYouMean(entry.key, KeysOf(*command)));
+      Reject(entry.line, fmt::format("{} is not an option of '{}'{}", entry.key, section.command,
+                                     DidYouMean(entry.key, KeysOf(*command))));
     }
   }
 
   void CheckShared(const HostEntry& entry) const {
     const std::vector<std::string> names = program_.command_names();
     if (std::find(names.begin(), names.end(), entry.key) != names.end()) {
-      Reject(entry.line, entry.key + " is '" + Join(entry.values, ", ") +
-                             "'; expected options of the command '" + entry.key +
-                             "', each on a line of its own below it, as '  threads: 2'");
+      Reject(entry.line,
+             fmt::format("{0} is '{1}'; expected options of the command '{0}', each on a "
+                         "line of its own below it, as '  threads: 2'",
+                         entry.key, Join(entry.values)));
     }
     if (IsOption(entry.key)) return;
     RejectForeign(entry);
@@ -150,7 +154,7 @@ class HostOptionReader {
     if (entry.values.size() != 1 ||
         !YAML::convert<bool>::decode(YAML::Node(entry.values[0]), is_set)) {
       Reject(entry.line,
-             entry.key + " is '" + Join(entry.values, ", ") + "'; expected true or false");
+             fmt::format("{} is '{}'; expected true or false", entry.key, Join(entry.values)));
     }
     if (is_set) option.Give({"true"});
   }
@@ -158,7 +162,7 @@ class HostOptionReader {
   void SetValues(const HostEntry& entry, Option option) const {
     if (entry.values.size() > 1 && !option.has_several_values()) {
       Reject(entry.line,
-             entry.key + " has " + std::to_string(entry.values.size()) + " values; expected one");
+             fmt::format("{} has {} values; expected one", entry.key, entry.values.size()));
     }
     std::vector<std::string> values = entry.values;
     const ValueKind kind = KindOf(option);

@@ -1,5 +1,7 @@
 #include "commands/bench.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iostream>
 #include <iterator>
@@ -136,7 +138,7 @@ int RunBenchCommand(const BenchOptions& options) {
     PrintResult(ResultText(options, plan, result), "the measurements", log.standard_output());
   }
   if (!result.interrupted) return result.failed == 0 ? kAllDone : kSomeInputFailed;
-  PrintMessage("interrupted: frames measured: " + std::to_string(result.frames));
+  PrintMessage(fmt::format("interrupted: frames measured: {}", result.frames));
   return kInterrupted;
 }
 

@@ -1,5 +1,7 @@
 #include "commands/check.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -54,12 +56,11 @@ std::string ModelBeside(const std::string& config) {
   std::string model = value("model");
   if (model.empty()) return "";
   if (fs::exists(model, error)) {
-    PrintMessage("held against '" + model + "', which '" + path + "' names");
+    PrintMessage(fmt::format("held against '{}', which '{}' names", model, path));
     return model;
   }
-  PrintWarning("'" + path + "' names '" + model +
-               "', which is not there; held against an input of " +
-               SizeText({kUsualSide, kUsualSide}));
+  PrintWarning(fmt::format("'{}' names '{}', which is not there; held against an input of {}", path,
+                           model, SizeText({kUsualSide, kUsualSide})));
   return "";
 }
 
@@ -93,7 +94,7 @@ cv::Mat ReadFrame(const std::string& path, FitMode mode) try {
   const auto picture = std::make_shared<cv::Mat>(ReadPicture(path));
   return *PlaceInFrame(picture, FitToFrame(picture->size(), mode));
 } catch (const InputError& error) {
-  throw SetupError("'" + path + "': " + error.what());
+  throw SetupError(fmt::format("'{}': {}", path, error.what()));
 }
 
 void DrawOverFrame(const CheckOptions& options, const ConfigCheck& check) {

@@ -1,5 +1,7 @@
 #include "commands/compare.h"
 
+#include <fmt/format.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <limits>
@@ -112,9 +114,10 @@ int RunCompare(const CompareOptions& options) {
   SetQuiet(options.quiet);
   const bool is_dump = IsDump(options.a);
   if (is_dump != IsDump(options.b)) {
-    throw SetupError("'" + options.a + "' and '" + options.b +
-                     "': one is a dump, the other is "
-                     "not; expected two results or two dumps");
+    throw SetupError(
+        fmt::format("'{}' and '{}': one is a dump, the other is not; expected two results or two "
+                    "dumps",
+                    options.a, options.b));
   }
   return is_dump ? RunOnDumps(options) : RunOnResults(options);
 }

@@ -1,5 +1,7 @@
 #include "commands/init.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -8,7 +10,7 @@
 
 #include "base/errors.h"
 #include "base/geometry_text.h"
-#include "base/text_table.h"
+#include "base/text.h"
 #include "command_line/checks.h"
 #include "commands/options.h"
 #include "config/patch_fit.h"
@@ -30,16 +32,12 @@ constexpr std::size_t kAnyBatch = 1;
 // As the report has it, where it can serve in its role.
 NetworkReport Inspect(const std::string& path, const char* role,
                       const Suitability NetworkReport::*as, std::size_t batch) {
-  NetworkReport report = InspectNetwork(path, batch, 1);
-  std::string fault = (report.*as).fault;
+  NetworkReport report = InspectNetwork(path, batch, 1, "--grid");
+  const std::string& fault = (report.*as).fault;
   if (fault.empty()) return report;
-  // Here it is the grid that says how large an open batch is.
-  if (const std::size_t hint = fault.find("--batch"); hint != std::string::npos) {
-    fault.replace(hint, std::strlen("--batch"), "--grid");
-  }
   const bool is_other = report.segmentation.fits() || report.classifier.fits();
-  throw SetupError("'" + path + "': cannot be the " + role + ": " + fault +
-                   (is_other ? "; it can be the " + report.Role() : ""));
+  throw SetupError(fmt::format("'{}': cannot be the {}: {}{}", path, role, fault,
+                               is_other ? "; it can be the " + report.Role() : ""));
 }
 
 // A network with a fixed batch is looked at whatever the batch, so that what is wrong with the grid
@@ -61,8 +59,8 @@ std::optional<Grid> ReadGrid(const InitOptions& options) {
   if (options.grid.empty()) return std::nullopt;
   const std::optional<Grid> grid = ParseGrid(options.grid);
   if (grid) return grid;
-  throw SetupError("--grid " + options.grid +
-                   ": expected columns x rows, each from 1 to 64, as 3x2");
+  throw SetupError(
+      fmt::format("--grid {}: expected columns x rows, each from 1 to 64, as 3x2", options.grid));
 }
 
 // Open batches take whatever the grid has, as long as the engine can hold it.
@@ -73,13 +71,11 @@ void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkRepor
     return;
   }
   if (grid.count() <= batch) return;
-  std::string fitting;
-  for (const Grid& other : GridsThatFit(batch, options.overlap, report.head->input_side)) {
-    fitting += (fitting.empty() ? "; these fit: " : ", ") + GridText(other);
-  }
-  throw SetupError("--grid " + GridText(grid) + " has " + std::to_string(grid.count()) +
-                   " patches, but the batch of '" + options.model + "' takes " +
-                   std::to_string(batch) + fitting);
+  const std::string fitting =
+      JoinEach(GridsThatFit(batch, options.overlap, report.head->input_side), GridText);
+  throw SetupError(fmt::format("--grid {} has {} patches, but the batch of '{}' takes {}{}{}",
+                               GridText(grid), grid.count(), options.model, batch,
+                               fitting.empty() ? "" : "; these fit: ", fitting));
 }
 
 // As seen from the folder that the files go to; whole where the two share nothing but the root.
@@ -93,13 +89,14 @@ std::string SeenFrom(const std::string& folder, const std::string& path) {
 // Of many classes, the first.
 std::string ClassList(const std::map<std::int32_t, std::string>& names) {
   constexpr std::size_t kMax = 20;
-  std::string text;
-  std::size_t told = 0;
+  std::vector<std::string> texts;
   for (const auto& [id, name] : names) {
-    if (told++ == kMax) return text + " and " + std::to_string(names.size() - kMax) + " more";
-    text += (text.empty() ? "" : ", ") + std::to_string(id) + " " + name;
+    if (texts.size() == kMax) {
+      return fmt::format("{} and {} more", Join(texts), names.size() - kMax);
+    }
+    texts.push_back(fmt::format("{} {}", id, name));
   }
-  return text;
+  return Join(texts);
 }
 
 // A class that nobody chose would be taken for faeces where the classifier errs.
@@ -107,28 +104,26 @@ std::vector<int> FeceClasses(const InitOptions& options, const NetworkReport& re
   const int classes = report.head->classes;
   for (const int id : options.fece_class_ids) {
     if (id < classes) continue;
-    throw SetupError("--fece-class-ids " + std::to_string(id) + ": '" + options.model + "' has " +
-                     std::to_string(classes) + " classes; expected 0 to " +
-                     std::to_string(classes - 1));
+    throw SetupError(fmt::format("--fece-class-ids {}: '{}' has {} classes; expected 0 to {}", id,
+                                 options.model, classes, classes - 1));
   }
   if (!options.fece_class_ids.empty()) return options.fece_class_ids;
   std::vector<int> ids = FeceClassesByName(report.class_names, classes);
   if (!ids.empty()) return ids;
-  throw SetupError("'" + options.model + "' " +
-                   (report.class_names.empty()
-                        ? "does not name its " + std::to_string(classes) + " classes"
-                        : "names no class like faeces: " + ClassList(report.class_names)) +
-                   "; expected --fece-class-ids with those that '" + options.fece_model +
-                   "' is to look at");
+  throw SetupError(fmt::format(
+      "'{}' {}; expected --fece-class-ids with those that '{}' is to look at", options.model,
+      report.class_names.empty() ? fmt::format("does not name its {} classes", classes)
+                                 : "names no class like faeces: " + ClassList(report.class_names),
+      options.fece_model));
 }
 
 StarterNetworks Describe(const InitOptions& options, const NetworkReport& report) {
   const auto& head = *report.head;
-  const std::string side = std::to_string(head.input_side);
   StarterNetworks networks;
   networks.model = SeenFrom(options.output, options.model);
-  networks.model_comment = "segmentation network, " + side + " x " + side + ", batch " +
-                           (HasOpenBatch(report.description) ? "open" : std::to_string(head.batch));
+  networks.model_comment = fmt::format(
+      "segmentation network, {}, batch {}", SizeText({head.input_side, head.input_side}),
+      HasOpenBatch(report.description) ? "open" : std::to_string(head.batch));
   networks.class_names = report.class_names;
   if (options.fece_model.empty()) return networks;
   networks.fece_model = SeenFrom(options.output, options.fece_model);
@@ -153,24 +148,28 @@ void MakeFolder(const InitOptions& options) {
   std::error_code error;
   fs::create_directories(options.output, error);
   if (error) {
-    throw SetupError("--output '" + options.output +
-                     "': the folder cannot be made: " + error.message());
+    throw SetupError(fmt::format("--output '{}': the folder cannot be made: {}", options.output,
+                                 error.message()));
   }
 }
 
 void PrintClasses(const InitOptions& options, const StarterNetworks& networks) {
   if (networks.fece_model.empty() || !options.fece_class_ids.empty()) return;
-  PrintMessage("the classifier looks at " + std::to_string(networks.fece_class_ids.size()) +
-               " of the classes, by their names; see fece-class-ids in the host file");
+  PrintMessage(fmt::format(
+      "the classifier looks at {} of the classes, by their names; see fece-class-ids in the host "
+      "file",
+      networks.fece_class_ids.size()));
 }
 
 // Said once, also where no layout of the patches could mend it and a check has nothing to say.
 void WarnOfShrinking(const cv::Size& patch, int side) {
   const PatchFit fit = FitPatch(patch, side);
   if (fit.shrunk <= kUsualFitLimits.shrunk) return;
-  PrintMessage("patches are shrunk to one pixel of " + Fixed(fit.shrunk, 1) +
-               " for the network's input of " + SizeText({side, side}) +
-               "; what is smaller may be missed");
+  PrintMessage(
+      fmt::format("patches are shrunk to one pixel of {:.1f} for the network's input of {}; what "
+                  "is smaller may "
+                  "be missed",
+                  fit.shrunk, SizeText({side, side})));
 }
 
 // In quotes where a shell would take it apart.
@@ -231,9 +230,9 @@ int RunInit(const InitOptions& options) {
   PrintClasses(options, networks);
   WarnOfShrinking(patches.at(0).size(), report.head->input_side);
   const std::string host = (folder / kHostName).lexically_normal().string();
-  PrintMessage("'" + host + "' and '" + (folder / kConfigName).lexically_normal().string() +
-               "' written; go on with: dirty_seg detect --host " + ShellWord(host) +
-               " --save PICTURE...");
+  PrintMessage(
+      fmt::format("'{}' and '{}' written; go on with: dirty_seg detect --host {} --save PICTURE...",
+                  host, (folder / kConfigName).lexically_normal().string(), ShellWord(host)));
   return kAllDone;
 }
 

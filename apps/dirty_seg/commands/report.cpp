@@ -1,12 +1,13 @@
 #include "commands/report.h"
 
-#include <array>
-#include <cstdio>
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <string>
 #include <system_error>
 
 #include "base/errors.h"
+#include "base/text.h"
 #include "base/version.h"
 #include "command_line/checks.h"
 #include "commands/options.h"
@@ -20,12 +21,6 @@ namespace dirty_seg {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string SizeText(std::size_t bytes) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1f MB", static_cast<double>(bytes) / 1e6);
-  return text.data();
-}
 
 // A folder as --output gets the page's own name in it.
 std::string PagePath(const std::string& output, const std::string& results_folder) {
@@ -91,10 +86,10 @@ int RunReport(const ReportCommandOptions& options) try {
   ReportOptions page = options.page;
   page.version = Version();
   const ReportOutcome outcome = Write(results, page, path);
-  PrintMessage(std::to_string(outcome.frames) + (outcome.frames == 1 ? " frame, " : " frames, ") +
-               std::to_string(outcome.pictures) + " with " +
-               (outcome.pictures == 1 ? "its" : "their") + " picture; page of " +
-               SizeText(outcome.bytes) + " in '" + path + "'");
+  PrintMessage(fmt::format("{}, {} with {} picture; page of {:.1f} MB in '{}'",
+                           Counted(outcome.frames, "frame"), outcome.pictures,
+                           outcome.pictures == 1 ? "its" : "their",
+                           static_cast<double>(outcome.bytes) / 1e6, path));
   return kAllDone;
 } catch (const InterruptedError& error) {
   PrintMessage(std::string(error.what()) + ": no page is written");

@@ -56,7 +56,7 @@ std::size_t FrameDifference::Unmatched() const {
 
 void MarkNative(FrameFindings& findings) {
   for (std::size_t i = 0; i < findings.detections.size(); ++i) {
-    if (findings.detections[i].label == kFaecesLabel) findings.verdicts.emplace(i, "native");
+    if (findings.detections[i].label == kFeceLabel) findings.verdicts.emplace(i, "native");
   }
 }
 

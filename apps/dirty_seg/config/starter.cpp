@@ -76,13 +76,14 @@ std::string QuotedScalar(const std::string& text) {
 
 // A list with at most twenty numbers per line.
 std::string Ids(const std::vector<int>& ids) {
-  constexpr std::size_t kInLine = 20;
-  std::string text;
-  for (std::size_t i = 0; i < ids.size(); ++i) {
-    if (i > 0) text += i % kInLine == 0 ? ",\n  " : ", ";
-    text += std::to_string(ids[i]);
+  constexpr std::ptrdiff_t kInLine = 20;
+  std::vector<std::string> lines;
+  for (auto id = ids.begin(); id != ids.end();) {
+    const auto end = id + std::min(kInLine, ids.end() - id);
+    lines.push_back(fmt::format("{}", fmt::join(id, end, ", ")));
+    id = end;
   }
-  return "[" + text + "]";
+  return fmt::format("[{}]", Join(lines, ",\n  "));
 }
 
 // Comment lines of at most 100 columns. A comment ends with its line, so names are put on one.

@@ -86,7 +86,7 @@ class Pairing {
     }
     const bool fits = next_ < checks_.size() && checks_[next_].box == box;
     const bool was_confirmed = fits && checks_[next_].verdict == FeceVerdict::kConfirmed;
-    if (!has_class && !(label == kFaecesLabel && was_confirmed)) return true;  // no candidate
+    if (!has_class && !(label == kFeceLabel && was_confirmed)) return true;  // no candidate
     if (!fits) return false;
     candidates_.push_back({detection, checks_[next_].verdict, checks_[next_].score});
     ++next_;

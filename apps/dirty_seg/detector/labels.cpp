@@ -20,9 +20,8 @@ Labels::Labels(std::map<std::int32_t, std::string> class_names, bool has_classif
     : names_(std::move(class_names)),
       has_classifier_(has_classifier),
       class_count_(CountClasses(names_, class_count)),
-      is_shared_(has_classifier &&
-                 (class_count > kFaecesLabel || names_.count(kFaecesLabel) != 0)) {
-  if (has_classifier_ && !is_shared_) names_[kFaecesLabel] = kFaecesName;
+      is_shared_(has_classifier && (class_count > kFeceLabel || names_.count(kFeceLabel) != 0)) {
+  if (has_classifier_ && !is_shared_) names_[kFeceLabel] = kFaecesName;
 }
 
 const std::string* Labels::FindName(int label) const {

@@ -5,10 +5,11 @@
 #include <map>
 #include <string>
 
+#include "dirty_seg_detector/dirty_seg_detector_data.h"
+
 namespace dirty_seg {
 
-/// The label that the detector gives to what its classifier confirmed.
-inline constexpr int kFaecesLabel = 19;
+using nuvik::perception::dirty_seg_detector_data::kFeceLabel;
 inline constexpr const char* kFaecesName = "faeces";
 
 /// The kind of a detection. Its label alone is ambiguous if the network has a class 19 of its own.
@@ -45,7 +46,7 @@ class Labels {
   std::string Text(const Kind& kind) const;
 
   /// Whether the label can only come from, or be joined with, a confirmation by the classifier.
-  bool IsConfirmedFaeces(int label) const { return has_classifier_ && label == kFaecesLabel; }
+  bool IsConfirmedFaeces(int label) const { return has_classifier_ && label == kFeceLabel; }
 
   /// Whether the network's own class 19 and what the classifier confirms have one label.
   bool share_faeces_label() const { return is_shared_; }

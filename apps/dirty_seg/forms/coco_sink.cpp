@@ -42,7 +42,7 @@ class CocoSink : public ResultSink {
     results_.Write("[");
     for (const auto& [label, name] : labels.names()) categories_[label] = name;
     if (!labels.share_faeces_label()) return;
-    const Kind confirmed{kFaecesLabel, true};
+    const Kind confirmed{kFeceLabel, true};
     categories_[labels.IdOf(confirmed)] = labels.Text(confirmed);
   }
 
@@ -86,7 +86,7 @@ class CocoSink : public ResultSink {
     return fmt::format(
         "{} The network has a class {} of its own, which keeps that id; what the classifier "
         "confirmed has the category {}.",
-        kDescription, kFaecesLabel, labels_.IdOf({kFaecesLabel, true}));
+        kDescription, kFeceLabel, labels_.IdOf({kFeceLabel, true}));
   }
 
   const OutputFolder& folder_;

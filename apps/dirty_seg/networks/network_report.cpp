@@ -65,12 +65,14 @@ bool HasOtherBatch(const AIEngineConfig& config, std::size_t batch) {
 }
 
 // The size chosen for an open batch may be the only problem.
-void AddBatchHint(const NetworkReport& report, std::size_t batch, std::string& fault) {
+void AddBatchHint(const NetworkReport& report, std::size_t batch, const std::string& option,
+                  std::string& fault) {
   const bool is_of_a_run = fault.rfind("fails in a trial run", 0) == 0;
   const bool is_of_the_batch =
       is_of_a_run || (!fault.empty() && HasOtherBatch(report.plain_config, batch));
   if (!is_of_the_batch || !HasOpenBatch(report.description)) return;
-  fault += fmt::format("; its batch is open, and this is with {}: try another with --batch", batch);
+  fault +=
+      fmt::format("; its batch is open, and this is with {}: try another with {}", batch, option);
 }
 
 // One run on zeros, as every start of the detector makes.
@@ -158,7 +160,8 @@ std::string NetworkReport::Role() const {
   return "neither segmentation network nor classifier";
 }
 
-NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int threads) {
+NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int threads,
+                             const std::string& batch_option) {
   NetworkReport report;
   report.path = path;
   OpenDimensions open;
@@ -182,8 +185,8 @@ NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int thr
     TryRun(network.config);
     report.segmentation.config = std::move(network.config);
   });
-  AddBatchHint(report, batch, report.fault);
-  AddBatchHint(report, batch, report.segmentation.fault);
+  AddBatchHint(report, batch, batch_option, report.fault);
+  AddBatchHint(report, batch, batch_option, report.segmentation.fault);
   report.classifier.fault = FaultOf(path, [&] {
     AIEngineConfig config = ReadFeceNetwork(path, threads);
     TryRun(config);

@@ -45,8 +45,10 @@ struct NetworkReport {
 
 /// Reads the file, and tries it in both roles, a run on zeros included. A batch that the file
 /// leaves open takes `batch`; `threads` goes into the configuration. Problems with the network are
-/// in the report. Prints nothing.
-NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int threads);
+/// in the report; those that another batch may mend name `batch_option`, which gives it. Prints
+/// nothing.
+NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int threads,
+                             const std::string& batch_option = "--batch");
 
 /// As text, about a screenful.
 std::string ReportText(const NetworkReport& report);

@@ -10,6 +10,7 @@
 
 #include "base/errors.h"
 #include "base/text.h"
+#include "dirty_seg_detector/dirty_seg_detector_config.h"
 #include "network/tensor.h"
 
 namespace dirty_seg {
@@ -22,10 +23,9 @@ using nuvik::alg::common::OpenDimensions;
 using nuvik::alg::common::ReadNetwork;
 using nuvik::alg::common::Shape;
 using nuvik::alg::common::TensorText;
-
-constexpr const char* kFeceInput = "input";
-constexpr const char* kFeceOutput = "output";
-constexpr std::int64_t kFeceSide = 224;
+using nuvik::perception::dirty_seg_detector::kFeceInput;
+using nuvik::perception::dirty_seg_detector::kFeceOutput;
+using nuvik::perception::dirty_seg_detector::kFeceSide;
 
 [[noreturn]] void Reject(const std::string& path, const std::string& what) {
   throw SetupError(fmt::format("'{}': {}", path, what));

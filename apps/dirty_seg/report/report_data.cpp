@@ -171,7 +171,7 @@ bool ReportData::HasClassifier() const {
   if (facts_ && !facts_->fece_model.empty()) return true;
   // Results without candidates show it by the name that only a confirmation gives.
   const auto tells = [](const StoredFrame& frame) {
-    const auto name = frame.label_names.find(kFaecesLabel);
+    const auto name = frame.label_names.find(kFeceLabel);
     return !frame.candidates.empty() || !frame.confirmed.empty() ||
            (name != frame.label_names.end() && name->second == kFaecesName);
   };
@@ -196,7 +196,7 @@ std::vector<Kind> ReportData::KindsOf(const StoredFrame& frame) const {
   std::vector<Kind> kinds;
   for (std::size_t i = 0; i < frame.detections.size(); ++i) {
     const int label = frame.detections[i].label;
-    kinds.push_back({label, frame.confirmed.empty() ? has_classifier_ && label == kFaecesLabel
+    kinds.push_back({label, frame.confirmed.empty() ? has_classifier_ && label == kFeceLabel
                                                     : frame.confirmed[i]});
   }
   return kinds;
@@ -215,10 +215,10 @@ Labels ReportData::MakeLabels() const {
   for (const StoredFrame& frame : results_.frames) {
     names.insert(frame.label_names.begin(), frame.label_names.end());
   }
-  if (kinds_.count({kFaecesLabel, false}) != 0) {
+  if (kinds_.count({kFeceLabel, false}) != 0) {
     return {std::move(names), has_classifier_, std::int64_t{kinds_.rbegin()->label} + 1};
   }
-  names.erase(kFaecesLabel);  // nothing is called by the network's own name of it
+  names.erase(kFeceLabel);  // nothing is called by the network's own name of it
   return {std::move(names), has_classifier_};
 }
 

@@ -16,13 +16,13 @@ namespace {
 
 void WarnOfSharedLabel(const Labels& labels) {
   if (!labels.share_faeces_label()) return;
-  const std::string* name = labels.FindName(kFaecesLabel);
+  const std::string* name = labels.FindName(kFeceLabel);
   const std::string own = name == nullptr ? "" : fmt::format(", '{}'", *name);
   PrintWarning(fmt::format(
       "the segmentation network has a class {0} of its own{1}; what the classifier confirms gets "
       "the label {0} too. 'confirmed' in the results tells the two apart, and a confirmed one is "
       "called '{2}'",
-      kFaecesLabel, own, labels.Text({kFaecesLabel, true})));
+      kFeceLabel, own, labels.Text({kFeceLabel, true})));
 }
 
 }  // namespace
