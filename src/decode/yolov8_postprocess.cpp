@@ -25,6 +25,7 @@ using alg::common::AIBuff;
 using alg::common::AIDataType;
 using alg::common::AIEngineConfig;
 using geometry::PatchGeometry;
+using geometry::SizeText;
 using BufferMap = std::map<std::string, AIBuff>;
 
 // The rectangles of the file's enabled patch list; none when there is no such list. The detector
