@@ -99,7 +99,7 @@ test_other_engine() {
     tests/scripted_engine/scripted_engine.cpp -o /tmp/engine/libtessmar_ai_engine.so \
     -Wl,-soname,libtessmar_ai_engine.so -lopencv_core -lyaml-cpp
   ln -sf /usr/include/dirty_seg include
-  quietly "$tests/other_engine_test.sh" "$PWD/tests/detector/foreign_engine" "$PWD" /usr \
+  quietly "$tests/other_engine_test.sh" "$PWD/tests/support/foreign_engine" "$PWD" /usr \
     /tmp/engine/libtessmar_ai_engine.so /tmp/other_engine
 }
 

@@ -60,7 +60,7 @@ make_root_and_test() {
   mkdir "$work/packages"
   cp "$packages"/*_"$arch".deb "$work/packages"
   (cd "$repository" &&
-    cp -r --parents tests/install tests/scripted_engine tests/detector/foreign_engine \
+    cp -r --parents tests/install tests/scripted_engine tests/support/foreign_engine \
       "$work/packages")
   mmdebstrap --quiet --variant=apt --arch="$arch" --format=null \
     --customize-hook="copy-in '$work/packages' /" "${emulation[@]}" \
