@@ -12,6 +12,7 @@ cmake_language(DEFER CALL target_precompile_headers dirty_seg_engine PRIVATE
   <algorithm> <map> <memory> <onnxruntime_cxx_api.h> <string> <vector> <yaml-cpp/yaml.h>)
 # The detector's one source takes the compiler longest.
 cmake_language(DEFER CALL target_compile_options dirty_seg_detector_objects PRIVATE -g0 -O0)
+cmake_language(DEFER CALL target_compile_options dirty_seg_geometry PRIVATE -g0)
 cmake_language(DEFER CALL target_compile_options dirty_seg_network PRIVATE -g0)
 cmake_language(DEFER CALL target_compile_options dirty_seg_decode PRIVATE -g0)
 cmake_language(DEFER CALL target_compile_options dirty_seg_engine PRIVATE -g0)
