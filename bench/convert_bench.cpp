@@ -38,8 +38,7 @@ int OrAndCount(const DirtySegDetectorResData& record, const std::vector<cv::Rect
     for (const nuvik::model::Object& object : record.patch_objects[p]) {
       cv::Mat& canvas = canvases[object.label];
       if (canvas.empty()) {
-        canvas =
-            cv::Mat::zeros(nuvik::geometry::kFrameHeight, nuvik::geometry::kFrameWidth, CV_8UC1);
+        canvas = cv::Mat::zeros(nuvik::geometry::FrameSize(), CV_8UC1);
       }
       cv::Mat target = canvas(patches[p]);
       cv::bitwise_or(target, object.mask, target);

@@ -86,7 +86,7 @@ void ReadConfiguration(const std::string& text) {
   IsRefused(file, [&] { dirty_seg::ReadHostFile(file.path()); });
   if (is_no_yaml || check.Count(dirty_seg::Finding::Kind::kError) > 0) return;
   Require(!check.patches.empty(), "there is a patch");
-  const cv::Rect frame(0, 0, nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
+  const cv::Rect frame({0, 0}, nuvik::geometry::FrameSize());
   for (const dirty_seg::ListedPatch& listed : check.patches) {
     const cv::Rect& patch = listed.rectangle;
     Require(frame.contains(patch.tl()) && patch.width > 0 && patch.height > 0,

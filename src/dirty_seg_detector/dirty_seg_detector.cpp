@@ -32,12 +32,12 @@ extern const std::string kTemporaryFolder = "/root/ws/tmp/";
 namespace {
 
 using dirty_seg_detector_data::kFeceLabel;
+using geometry::kGrey;
 using model::Object;
 
 constexpr const char* kColor = "color";
 constexpr std::size_t kFeceInputBytes = sizeof(float) * 3 * kFeceSide * kFeceSide;
 constexpr std::size_t kFeceOutputBytes = sizeof(float) * 2;
-constexpr int kGrey = 114;
 // What cv::resize scales on the calling thread; a larger target it shares out among threads that it
 // starts. A parallel region around it does not stop that for sure: the flag against nested ones is
 // one for the process.
@@ -310,8 +310,7 @@ Verdict Classify(float l0, float l1) {
 // The part of a mask, placed with its origin at `origin`, that lies left of and above the frame's
 // far edges; empty when nothing does.
 cv::Rect VisiblePart(const cv::Mat& mask, const cv::Point& origin) {
-  const cv::Rect placed = geometry::ClipFarEdges({origin, SizeOf(mask)},
-                                                 {geometry::kFrameWidth, geometry::kFrameHeight});
+  const cv::Rect placed = geometry::ClipFarEdges({origin, SizeOf(mask)}, geometry::FrameSize());
   return {0, 0, placed.width, placed.height};
 }
 
@@ -331,9 +330,7 @@ void AddMask(const cv::Mat& mask, const cv::Point& origin, int label,
   const cv::Rect part = VisiblePart(mask, origin);
   if (part.empty()) return;
   const auto [canvas, is_new] = canvases.try_emplace(label);
-  if (is_new) {
-    canvas->second = cv::Mat::zeros(geometry::kFrameHeight, geometry::kFrameWidth, CV_8UC1);
-  }
+  if (is_new) canvas->second = cv::Mat::zeros(geometry::FrameSize(), CV_8UC1);
   const cv::Mat target = canvas->second(cv::Rect(origin, part.size()));
   pixel_counts.push_back(static_cast<float>(Unite(mask(part), target)));
 }

@@ -12,6 +12,10 @@ namespace nuvik::geometry {
 /// Results are mapped into a frame of this size, whatever the size of the image.
 inline constexpr int kFrameWidth = 1920;
 inline constexpr int kFrameHeight = 1080;
+inline cv::Size FrameSize() { return {kFrameWidth, kFrameHeight}; }
+
+/// Of each channel, in what an image leaves of a square or of the frame.
+inline constexpr int kGrey = 114;
 
 /// Truncates toward zero, saturates at the type's limits and takes not-a-number to 0: what the Arm
 /// conversion instructions do, and defined everywhere.

@@ -13,6 +13,7 @@ namespace {
 TEST(Frame, Is1920By1080) {
   EXPECT_EQ(kFrameWidth, 1920);
   EXPECT_EQ(kFrameHeight, 1080);
+  EXPECT_EQ(FrameSize(), cv::Size(1920, 1080));
 }
 
 // The value is hidden from the compiler, which folds a conversion that overflows into another

@@ -209,7 +209,7 @@ std::size_t ConfigCheck::Count(Finding::Kind kind) const {
 }
 
 cv::Rect Clipped(const ListedPatch& patch) {
-  return geometry::ClipFarEdges(patch.rectangle, {geometry::kFrameWidth, geometry::kFrameHeight});
+  return geometry::ClipFarEdges(patch.rectangle, geometry::FrameSize());
 }
 
 ConfigCheck CheckConfig(const std::string& path) {

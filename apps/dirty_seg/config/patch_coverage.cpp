@@ -22,7 +22,7 @@ void SortUnique(std::vector<int>& values) {
 class CellCounts {
  public:
   explicit CellCounts(const std::vector<cv::Rect>& patches) {
-    const cv::Rect frame(0, 0, geometry::kFrameWidth, geometry::kFrameHeight);
+    const cv::Rect frame({0, 0}, geometry::FrameSize());
     xs_ = {0, frame.width};
     ys_ = {0, frame.height};
     std::vector<cv::Rect> visible;
@@ -103,7 +103,7 @@ class GapList {
 }  // namespace
 
 Coverage CoverFrame(const std::vector<cv::Rect>& patches) {
-  constexpr double kFrameArea = 1.0 * geometry::kFrameWidth * geometry::kFrameHeight;
+  const double frame_area = geometry::FrameSize().area();
   const CellCounts cells(patches);
   Coverage coverage;
   GapList gaps;
@@ -112,9 +112,9 @@ Coverage CoverFrame(const std::vector<cv::Rect>& patches) {
     for (int column = 0; column < cells.columns(); ++column) {
       const cv::Rect cell = cells.cell(row, column);
       const int count = cells.count(row, column);
-      if (count > 1) coverage.repeated_share += cell.area() / kFrameArea;
+      if (count > 1) coverage.repeated_share += cell.area() / frame_area;
       if (count == 0) {
-        coverage.gap_share += cell.area() / kFrameArea;
+        coverage.gap_share += cell.area() / frame_area;
         gap |= cell;
       } else {
         gaps.Add(gap);

@@ -15,8 +15,7 @@ namespace {
 
 namespace geometry = nuvik::geometry;
 
-constexpr int kGrey = 114;  // of the detector's own padding
-const cv::Size kFrame(geometry::kFrameWidth, geometry::kFrameHeight);
+const cv::Size kFrame = geometry::FrameSize();
 
 // A side never becomes 0, however extreme the picture.
 int ScaledSide(int side, double scale, int limit) {
@@ -63,7 +62,8 @@ std::shared_ptr<cv::Mat> PlaceInFrame(const std::shared_ptr<cv::Mat>& picture,
   if (fit.IsWholeFrame()) return picture;
   auto frame = std::make_shared<cv::Mat>();
   cv::copyMakeBorder(Scaled(*picture, fit), *frame, 0, kFrame.height - fit.placed.height, 0,
-                     kFrame.width - fit.placed.width, cv::BORDER_CONSTANT, cv::Scalar::all(kGrey));
+                     kFrame.width - fit.placed.width, cv::BORDER_CONSTANT,
+                     cv::Scalar::all(geometry::kGrey));
   return frame;
 }
 
