@@ -3,11 +3,18 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 
 namespace dirty_seg {
 
 std::string Join(const std::vector<std::string>& texts, std::string_view separator) {
   return fmt::format("{}", fmt::join(texts, separator));
+}
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
 }
 
 std::string Counted(std::size_t count, std::string_view noun) {

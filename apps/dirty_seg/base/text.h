@@ -20,6 +20,9 @@ std::string JoinEach(const Items& items, const TextOf& text_of, std::string_view
   return Join(texts, separator);
 }
 
+/// `text` with its ASCII letters in lower case.
+std::string Lower(std::string text);
+
 /// "1 frame", "2 frames".
 std::string Counted(std::size_t count, std::string_view noun);
 

@@ -12,6 +12,7 @@
 #include "base/printable.h"
 #include "base/text_table.h"
 #include "files/name_text.h"
+#include "frames/frame.h"
 
 namespace dirty_seg {
 namespace {
@@ -208,8 +209,7 @@ ResultsComparison CompareResults(const Results& a, const Results& b) {
 }
 
 std::string FrameText(const StoredFrame& frame) {
-  if (frame.frame == 0) return fmt::format("'{}'", frame.source);
-  return fmt::format("'{}' frame {}", frame.source, frame.frame);
+  return FrameText(frame.source, frame.frame == 0 ? std::nullopt : std::optional(frame.frame));
 }
 
 ordered_json ToJson(const ResultsComparison& comparison) {

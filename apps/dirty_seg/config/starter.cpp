@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <charconv>
 
 #include "base/errors.h"
@@ -22,7 +21,7 @@ namespace {
 namespace geometry = nuvik::geometry;
 
 constexpr int kMaxCells = 64;
-const cv::Size kFrame(geometry::kFrameWidth, geometry::kFrameHeight);
+const cv::Size kFrame = geometry::FrameSize();
 
 bool ReadWhole(const std::string& text, int& value) {
   const char* const end = text.data() + text.size();
@@ -49,12 +48,6 @@ cv::Size PatchSize(const Grid& grid, int overlap, int side) {
   const cv::Size most(kFrame.width - (grid.columns > 1 ? 1 : 0),
                       kFrame.height - (grid.rows > 1 ? 1 : 0));
   return SmallestWholeSize(least, side, most);
-}
-
-std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
 }
 
 // `words`, spaces up to a common column, and the comment.

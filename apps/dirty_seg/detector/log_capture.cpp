@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +16,7 @@
 #include "base/errors.h"
 #include "base/nearest.h"
 #include "base/printable.h"
+#include "base/text.h"
 #include "console/messages.h"
 #include "detector/frame_log.h"
 
@@ -132,11 +132,8 @@ std::vector<std::string> LogCapture::TakeLines() {
 
 // A line without a tag goes with the one before it.
 bool LogCapture::IsShown(const std::string& line) {
-  if (std::optional<LogEntry> entry = ReadLogEntry(line)) {
-    std::string& tag = entry->tag;
-    std::transform(tag.begin(), tag.end(), tag.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    last_is_shown_ = RankOf(tag).value_or(kInfo) >= level_;
+  if (const std::optional<LogEntry> entry = ReadLogEntry(line)) {
+    last_is_shown_ = RankOf(Lower(entry->tag)).value_or(kInfo) >= level_;
   }
   return last_is_shown_;
 }

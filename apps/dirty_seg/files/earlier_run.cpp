@@ -20,13 +20,12 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-constexpr std::size_t kMaxName = 255;  // bytes that a file system takes
 constexpr std::array<const char*, 4> kFilesOfARun{kSummaryFile, kCocoResultsFile, kCocoImagesFile,
                                                   kPolygonsFile};
 
 // Whether a run uses this name for a file directly in its folder.
 bool IsOfARun(const std::string& name) {
-  if (name.size() > kMaxName || name.find('/') != std::string::npos) return false;
+  if (name.size() > kMaxFileName || name.find('/') != std::string::npos) return false;
   return IsNameOfAResult(name) ||
          std::find(kFilesOfARun.begin(), kFilesOfARun.end(), name) != kFilesOfARun.end();
 }

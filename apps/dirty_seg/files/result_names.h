@@ -1,6 +1,7 @@
 // Names of the files in a results folder.
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
 #include <string_view>
@@ -23,6 +24,9 @@ inline constexpr const char* kPolygonsFile = "polygons.jsonl";
 
 /// Holds one text file per frame.
 inline constexpr const char* kLabelsFolder = "labels";
+
+/// Bytes that a file system takes for the name of a file.
+inline constexpr std::size_t kMaxFileName = 255;
 
 /// Whether it is a name that a run gives to pictures and videos of its own.
 bool IsNameOfAResult(const std::string& file_name);

@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <system_error>
 
 #include "base/errors.h"
+#include "files/open_failure.h"
 
 namespace dirty_seg {
 
@@ -37,10 +37,7 @@ YAML::Node LoadYaml(const std::string& path) {
   }
   errno = 0;
   std::ifstream file(path);
-  if (!file) {
-    const char* const cause = std::strerror(errno == 0 ? ENOENT : errno);
-    RejectFile(path, 0, fmt::format("cannot be opened: {}", cause));
-  }
+  if (!file) RejectFile(path, 0, OpenFailure(errno));
   try {
     return YAML::Load(file);
   } catch (const YAML::Exception& exception) {

@@ -4,10 +4,14 @@
 
 namespace dirty_seg {
 
+std::string FrameText(const std::string& source, std::optional<std::int64_t> number) {
+  if (!number) return fmt::format("'{}'", source);
+  return fmt::format("'{}' frame {}", source, *number);
+}
+
 std::string NameOf(const Frame& frame) {
   const bool is_one_of_many = frame.kind != InputKind::kPicture && frame.picture != nullptr;
-  if (!is_one_of_many) return fmt::format("'{}'", frame.source);
-  return fmt::format("'{}' frame {}", frame.source, frame.index);
+  return FrameText(frame.source, is_one_of_many ? std::optional(frame.index) : std::nullopt);
 }
 
 }  // namespace dirty_seg

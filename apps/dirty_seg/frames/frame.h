@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 
 #include "frames/inputs.h"
@@ -30,6 +31,9 @@ struct Frame {
   /// Empty, or why there is no picture.
   std::string failure;
 };
+
+/// "'floor.mp4' frame 12"; "'floor.png'" without a number.
+std::string FrameText(const std::string& source, std::optional<std::int64_t> number);
 
 /// "'floor.mp4' frame 12", as messages about the frame begin; a picture, and an input without a
 /// frame, are named by the source alone.

@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,9 +15,11 @@
 #include <utility>
 
 #include "base/errors.h"
+#include "base/text.h"
 #include "console/error_capture.h"
 #include "console/interruption.h"
 #include "console/messages.h"
+#include "files/open_failure.h"
 #include "files/result_names.h"
 
 namespace dirty_seg {
@@ -36,17 +36,10 @@ constexpr const char* kCutShort = "Premature end of JPEG file";
 constexpr const char* kDevice = "/dev/video";
 constexpr const char* kCamera = "camera:";
 
-std::string LowerExtension(const fs::path& path) {
-  std::string extension = path.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(), [](char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  });
-  return extension;
-}
-
 template <typename Extensions>
 bool HasOneOf(const Extensions& extensions, const fs::path& path) {
-  return std::find(extensions.begin(), extensions.end(), LowerExtension(path)) != extensions.end();
+  const std::string extension = Lower(path.extension().string());
+  return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
 }
 
 bool IsSameFolder(const fs::path& path, const std::string& other) {
@@ -276,7 +269,7 @@ void RequireFile(const std::string& path) {
   }
   errno = 0;
   if (std::ifstream(path, std::ios::binary).is_open()) return;
-  throw InputError(fmt::format("cannot be opened: {}", std::strerror(errno == 0 ? ENOENT : errno)));
+  throw InputError(OpenFailure(errno));
 }
 
 cv::Mat ReadPicture(const std::string& path) {

@@ -35,6 +35,12 @@ TEST(JoinEach, KeepsEmptyItems) {
   EXPECT_EQ(JoinEach(std::vector<std::string>{"", "a", ""}, text_of), ", a, ");
 }
 
+TEST(Lower, ChangesAsciiLettersOnly) {
+  EXPECT_EQ(Lower(""), "");
+  EXPECT_EQ(Lower("Floor.JPG 7Z"), "floor.jpg 7z");
+  EXPECT_EQ(Lower("\xc3\x84"), "\xc3\x84");
+}
+
 TEST(Counted, HasThePluralOfAllButOne) {
   EXPECT_EQ(Counted(0, "frame"), "0 frames");
   EXPECT_EQ(Counted(1, "frame"), "1 frame");
