@@ -5,6 +5,7 @@
 
 #include "common/diagnostics.h"
 #include "engine/non_finite.h"
+#include "network/join.h"
 
 namespace nuvik::model {
 namespace {
@@ -31,13 +32,12 @@ void SetNonFiniteCounts(const std::vector<NonFiniteCount>& counts) {
 void NonFiniteReport::PrintMessage(const std::vector<NonFiniteCount>& counts) {
   if (++frames_ != next_told_) return;
   next_told_ *= 10;
-  std::string text;
+  std::vector<std::string> texts;
   for (const NonFiniteCount& entry : counts) {
-    text += (text.empty() ? "output '" : ", output '") + entry.output + "' has " +
-            std::to_string(entry.count) + " of " + std::to_string(entry.total) +
-            " numbers that are not finite";
+    texts.push_back("output '" + entry.output + "' has " + std::to_string(entry.count) + " of " +
+                    std::to_string(entry.total) + " numbers that are not finite");
   }
-  PrintError(text + ": they are left out of the results, so dirt may be missed (frame " +
+  PrintError(Join(texts) + ": they are left out of the results, so dirt may be missed (frame " +
              std::to_string(frames_) + " of this kind; told again at " +
              std::to_string(next_told_) + ")");
 }

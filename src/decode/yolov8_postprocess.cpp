@@ -17,6 +17,7 @@
 #include "geometry/patch_geometry.h"
 #include "geometry/size_text.h"
 #include "network/segmentation_head.h"
+#include "network/tensor.h"
 
 namespace nuvik::model {
 namespace {
@@ -73,7 +74,7 @@ std::vector<cv::Rect> PlacePatches(const std::vector<cv::Rect>& listed,
 // One geometry for each batch slot that is decoded.
 std::vector<PatchGeometry> MakeSlots(const std::vector<cv::Rect>& patches,
                                      const SegmentationHead& head) {
-  const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
+  const cv::Size frame = geometry::FrameSize();
   std::vector<cv::Size> sizes;
   for (const cv::Rect& patch : patches) {
     const cv::Rect clipped = geometry::ClipFarEdges(patch, frame);
@@ -127,8 +128,11 @@ PatchBox Clip(const Candidate& candidate, const PatchGeometry& geometry) {
 class TensorReader {
  public:
   TensorReader(std::string name, AIDataType type, std::size_t slot_length, int batch)
-      : name_(std::move(name)), is_half_(type == alg::common::kAIFloat16), length_(slot_length) {
-    bytes_ = length_ * ElementBytes() * static_cast<std::size_t>(batch);
+      : name_(std::move(name)),
+        is_half_(type == alg::common::kAIFloat16),
+        element_bytes_(alg::common::ElementBytes(type)),
+        length_(slot_length) {
+    bytes_ = length_ * element_bytes_ * static_cast<std::size_t>(batch);
   }
 
   // Takes hold of the buffer for this call; tells what is wrong with it.
@@ -148,7 +152,7 @@ class TensorReader {
   }
 
   const float* Slot(std::size_t slot) {
-    std::uint8_t* first = data_ + slot * length_ * ElementBytes();
+    std::uint8_t* first = data_ + slot * length_ * element_bytes_;
     if (!is_half_) return reinterpret_cast<const float*>(first);
     const cv::Mat half(1, static_cast<int>(length_), CV_16FC1, first);
     half.convertTo(converted_, CV_32F);
@@ -160,7 +164,7 @@ class TensorReader {
     constexpr std::uint16_t kHalfExponent = 0x7c00;  // all ones in what is not finite
     for (int i = 0; i < count; ++i) {
       const std::uint8_t* number =
-          data_ + (slot * length_ + static_cast<std::size_t>(i) * step) * ElementBytes();
+          data_ + (slot * length_ + static_cast<std::size_t>(i) * step) * element_bytes_;
       const bool is_finite =
           is_half_
               ? (*reinterpret_cast<const std::uint16_t*>(number) & kHalfExponent) != kHalfExponent
@@ -173,7 +177,7 @@ class TensorReader {
   // Takes `counts` on by one entry, where the tensor has such numbers.
   void CountNonFinite(std::vector<NonFiniteCount>& counts) {
     std::size_t count = 0;
-    const std::size_t slots = bytes_ / (length_ * ElementBytes());
+    const std::size_t slots = bytes_ / (length_ * element_bytes_);
     for (std::size_t slot = 0; slot < slots; ++slot) {
       const float* numbers = Slot(slot);
       count += static_cast<std::size_t>(std::count_if(
@@ -183,10 +187,9 @@ class TensorReader {
   }
 
  private:
-  std::size_t ElementBytes() const { return is_half_ ? 2 : 4; }
-
   std::string name_;
   bool is_half_;
+  std::size_t element_bytes_;
   std::size_t length_;
   std::size_t bytes_ = 0;
   std::uint8_t* data_ = nullptr;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <variant>
 
 namespace nuvik::model {
 namespace {
@@ -21,29 +22,39 @@ std::string Text(Value value) {
   return text.str();
 }
 
+template <typename Value>
+PostprocessKey MakeKey(const char* name, const std::string& expected,
+                       Value PostprocessOptions::*member, const char* meaning) {
+  return {name, expected, Text(PostprocessOptions{}.*member), meaning, member};
+}
+
+// What a key permits, by its type.
+constexpr const char* kFraction = "a number from 0 to 1";
+bool IsPermitted(float value) { return value >= 0.0F && value <= 1.0F; }
+std::string Count() { return "an integer from 1 to " + std::to_string(kMaxDetections); }
+bool IsPermitted(int value) { return value >= 1 && value <= kMaxDetections; }
+constexpr const char* kSwitch = "true or false";
+bool IsPermitted(bool /*value*/) { return true; }
+
 std::vector<PostprocessKey> MakeKeys() {
-  const std::string fraction = "a number from 0 to 1";
-  const PostprocessOptions fallback;
+  using Options = PostprocessOptions;
   return {
-      {"score_threshold", fraction, Text(fallback.score_threshold),
-       "keep a candidate when its best class score is greater"},
-      {"iou_threshold", fraction, Text(fallback.iou_threshold),
-       "drop a box that overlaps a better one of its class by more"},
-      {"max_detections", "an integer from 1 to " + std::to_string(kMaxDetections),
-       Text(fallback.max_detections), "per patch, best first"},
-      {"class_agnostic", "true or false", Text(fallback.class_agnostic),
-       "true: boxes suppress each other across classes"},
-      {"mask_threshold", fraction, Text(fallback.mask_threshold),
-       "a pixel is mask when its probability is greater"},
+      MakeKey("score_threshold", kFraction, &Options::score_threshold,
+              "keep a candidate when its best class score is greater"),
+      MakeKey("iou_threshold", kFraction, &Options::iou_threshold,
+              "drop a box that overlaps a better one of its class by more"),
+      MakeKey("max_detections", Count(), &Options::max_detections, "per patch, best first"),
+      MakeKey("class_agnostic", kSwitch, &Options::class_agnostic,
+              "true: boxes suppress each other across classes"),
+      MakeKey("mask_threshold", kFraction, &Options::mask_threshold,
+              "a pixel is mask when its probability is greater"),
   };
 }
 
-const PostprocessKey* FindKey(const std::string& name) {
+bool IsKnown(const std::string& name) {
   const std::vector<PostprocessKey>& keys = PostprocessKeys();
-  const auto key = std::find_if(keys.begin(), keys.end(), [&name](const PostprocessKey& known) {
-    return known.name == name;
-  });
-  return key == keys.end() ? nullptr : &*key;
+  return std::any_of(keys.begin(), keys.end(),
+                     [&name](const PostprocessKey& key) { return key.name == name; });
 }
 
 // Reads key by key, and notes what is wrong.
@@ -52,36 +63,38 @@ class OptionsReader {
   OptionsReader(const YAML::Node& mapping, std::vector<PostprocessProblem>& problems)
       : mapping_(mapping), problems_(problems) {}
 
-  // Replaces `value` by the key's when the mapping has a permitted one. `is_permitted` is false for
-  // not-a-number.
-  template <typename Value, typename IsPermitted>
-  void Read(const std::string& name, IsPermitted is_permitted, Value& value) {
-    const YAML::Node node = mapping_[name];
+  // Replaces the key's member of `options` when the mapping has a permitted value.
+  void Read(const PostprocessKey& key, PostprocessOptions& options) {
+    const YAML::Node node = mapping_[key.name];
     if (!node.IsDefined()) return;
-    Value read{};
-    if (node.IsScalar() && YAML::convert<Value>::decode(node, read) && is_permitted(read)) {
-      value = read;
-      return;
-    }
+    const bool is_read = std::visit(
+        [&](const auto member) { return ReadPermitted(node, options.*member); }, key.member);
+    if (is_read) return;
     problems_.push_back(
-        {"postprocess." + name, node.Mark(), "is " + ValueText(node), FindKey(name)->expected});
-  }
-
-  void ReadFraction(const std::string& name, float& value) {
-    Read(
-        name, [](float read) { return read >= 0.0F && read <= 1.0F; }, value);
+        {"postprocess." + key.name, node.Mark(), "is " + ValueText(node), key.expected});
   }
 
   void NoteUnknownKeys() {
     for (const auto& entry : mapping_) {
       const std::string name = entry.first.IsScalar() ? entry.first.Scalar() : "?";
-      if (FindKey(name) != nullptr) continue;
+      if (IsKnown(name)) continue;
       problems_.push_back(
           {"postprocess." + name, entry.first.Mark(), "is not a known key and has no effect", ""});
     }
   }
 
  private:
+  // Not-a-number is not permitted.
+  template <typename Value>
+  static bool ReadPermitted(const YAML::Node& node, Value& value) {
+    Value read{};
+    if (!node.IsScalar() || !YAML::convert<Value>::decode(node, read) || !IsPermitted(read)) {
+      return false;
+    }
+    value = read;
+    return true;
+  }
+
   const YAML::Node mapping_;  // a node that may be written grows by what it is asked for
   std::vector<PostprocessProblem>& problems_;
 };
@@ -104,14 +117,7 @@ PostprocessOptions ReadPostprocessOptions(const YAML::Node& root,
     return options;
   }
   OptionsReader reader(mapping, problems);
-  reader.ReadFraction("score_threshold", options.score_threshold);
-  reader.ReadFraction("iou_threshold", options.iou_threshold);
-  reader.Read(
-      "max_detections", [](int read) { return read >= 1 && read <= kMaxDetections; },
-      options.max_detections);
-  reader.Read(
-      "class_agnostic", [](bool) { return true; }, options.class_agnostic);
-  reader.ReadFraction("mask_threshold", options.mask_threshold);
+  for (const PostprocessKey& key : PostprocessKeys()) reader.Read(key, options);
   reader.NoteUnknownKeys();
   return options;
 }

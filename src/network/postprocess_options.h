@@ -4,6 +4,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace nuvik::model {
@@ -25,6 +26,9 @@ struct PostprocessKey {
   /// The default as the file would have it.
   std::string fallback;
   std::string meaning;
+  /// Where the value goes.
+  std::variant<float PostprocessOptions::*, int PostprocessOptions::*, bool PostprocessOptions::*>
+      member{};
 };
 
 /// Every key, in the order of the members above.

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
+#include "network/join.h"
 #include "network/tensor.h"
 
 namespace nuvik::model {
@@ -64,11 +66,11 @@ AIDataType ReadType(const AIEngineConfig& config, const std::string& name) {
 // The one output of that rank.
 Output FindOutput(const AIEngineConfig& config, std::size_t rank, const std::string& role) {
   std::string found;
-  std::string all;
+  std::vector<std::string> all;
   for (const auto& [name, bytes] : config.output_sizes) {
     const auto shape = config.output_shapes.find(name);
     if (shape == config.output_shapes.end()) Reject("output '" + name + "' has no shape");
-    all += (all.empty() ? "'" : ", '") + name + "' " + ShapeText(shape->second);
+    all.push_back("'" + name + "' " + ShapeText(shape->second));
     if (shape->second.size() != rank) continue;
     if (!found.empty()) {
       Reject("outputs '" + found + "' and '" + name + "' both have rank " + std::to_string(rank) +
@@ -78,7 +80,7 @@ Output FindOutput(const AIEngineConfig& config, std::size_t rank, const std::str
   }
   if (found.empty()) {
     Reject("no output has rank " + std::to_string(rank) + ", the " + role + "; found " +
-           (all.empty() ? "none" : all));
+           (all.empty() ? "none" : Join(all)));
   }
   const Shape& shape = config.output_shapes.at(found);
   CheckPositive(found, shape);

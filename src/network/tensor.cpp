@@ -3,16 +3,20 @@
 #include <array>
 #include <limits>
 
+#include "network/join.h"
+
 namespace nuvik::alg::common {
 namespace {
 
 struct Kind {
   std::size_t bytes;
   std::int64_t onnx_type;
+  const char* numpy_type;
 };
 
 // In the order of AIDataType.
-constexpr std::array<Kind, 6> kKinds{{{1, 2}, {2, 10}, {4, 1}, {4, 6}, {8, 7}, {8, 11}}};
+constexpr std::array<Kind, 6> kKinds{
+    {{1, 2, "|u1"}, {2, 10, "<f2"}, {4, 1, "<f4"}, {4, 6, "<i4"}, {8, 7, "<i8"}, {8, 11, "<f8"}}};
 
 // In the order of ONNX's codes.
 constexpr std::array<const char*, 17> kOnnxNames{
@@ -30,12 +34,11 @@ std::string TypeName(std::uint32_t data_type) {
 std::size_t ElementBytes(AIDataType data_type) { return kKinds.at(data_type).bytes; }
 
 std::string ShapeText(const Shape& shape) {
-  std::string text = "[";
-  for (std::size_t i = 0; i < shape.size(); ++i) {
-    if (i > 0) text += ", ";
-    text += shape[i] < 0 ? "?" : std::to_string(shape[i]);
+  std::vector<std::string> dimensions;
+  for (const std::int64_t dimension : shape) {
+    dimensions.push_back(dimension < 0 ? "?" : std::to_string(dimension));
   }
-  return text + "]";
+  return "[" + model::Join(dimensions) + "]";
 }
 
 std::string TensorText(std::uint32_t data_type, const Shape& shape) {
@@ -68,5 +71,23 @@ std::optional<AIDataType> TypeOfOnnx(std::int64_t onnx_type) {
 }
 
 std::int64_t OnnxOfType(AIDataType data_type) { return kKinds.at(data_type).onnx_type; }
+
+std::optional<std::string> NumpyOfType(std::uint32_t data_type) {
+  if (data_type >= kKinds.size()) return std::nullopt;
+  return kKinds[data_type].numpy_type;
+}
+
+std::optional<AIDataType> TypeOfNumpy(const std::string& numpy_type) {
+  for (std::size_t i = 0; i < kKinds.size(); ++i) {
+    if (numpy_type == kKinds[i].numpy_type) return static_cast<AIDataType>(i);
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> NumpyTypes() {
+  std::vector<std::string> types;
+  for (const Kind& kind : kKinds) types.emplace_back(kind.numpy_type);
+  return types;
+}
 
 }  // namespace nuvik::alg::common

@@ -46,4 +46,12 @@ std::string OnnxTypeName(std::int64_t onnx_type);
 std::optional<AIDataType> TypeOfOnnx(std::int64_t onnx_type);
 std::int64_t OnnxOfType(AIDataType data_type);
 
+/// NumPy's name of the type with this code, "<f4": order of bytes, kind, bytes; nothing for a code
+/// without a type.
+std::optional<std::string> NumpyOfType(std::uint32_t data_type);
+
+/// The type of such a name, where the interface has it, and every name, in the order of the codes.
+std::optional<AIDataType> TypeOfNumpy(const std::string& numpy_type);
+std::vector<std::string> NumpyTypes();
+
 }  // namespace nuvik::alg::common

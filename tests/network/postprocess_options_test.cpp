@@ -6,6 +6,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace nuvik::model {
@@ -34,6 +35,21 @@ TEST(PostprocessKeys, AreThoseOfTheMappingInWords) {
     EXPECT_EQ(keys[i].fallback, expected[i].fallback);
     EXPECT_EQ(keys[i].meaning, expected[i].meaning);
   }
+}
+
+TEST(PostprocessKeys, LeadToTheirMembers) {
+  PostprocessOptions options;
+  options.score_threshold = 0.5F;
+  options.iou_threshold = 0.125F;
+  options.max_detections = 7;
+  options.class_agnostic = true;
+  options.mask_threshold = 0.0F;
+  std::vector<double> values;
+  for (const PostprocessKey& key : PostprocessKeys()) {
+    std::visit([&](const auto member) { values.push_back(static_cast<double>(options.*member)); },
+               key.member);
+  }
+  EXPECT_THAT(values, ElementsAre(0.5, 0.125, 7.0, 1.0, 0.0));
 }
 
 constexpr const char* kEverythingWrong =

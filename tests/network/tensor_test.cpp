@@ -23,6 +23,23 @@ TEST(TypeName, IsThatOfTheCode) {
   EXPECT_EQ(TypeName(4294967295), "type code 4294967295");
 }
 
+TEST(NumpyTypes, AreThoseOfTheCodes) {
+  const std::vector<std::string> expected{"|u1", "<f2", "<f4", "<i4", "<i8", "<f8"};
+  EXPECT_EQ(NumpyTypes(), expected);
+  EXPECT_EQ(NumpyOfType(kAIUint8), "|u1");
+  EXPECT_EQ(NumpyOfType(kAIFloat64), "<f8");
+  EXPECT_EQ(NumpyOfType(6), std::nullopt);
+}
+
+TEST(TypeOfNumpy, IsNothingForOtherTypesAndOrders) {
+  EXPECT_EQ(TypeOfNumpy("<f2"), kAIFloat16);
+  EXPECT_EQ(TypeOfNumpy("<i4"), kAIInt32);
+  EXPECT_EQ(TypeOfNumpy("<i8"), kAIInt64);
+  EXPECT_EQ(TypeOfNumpy(">f4"), std::nullopt);
+  EXPECT_EQ(TypeOfNumpy("f4"), std::nullopt);
+  EXPECT_EQ(TypeOfNumpy(""), std::nullopt);
+}
+
 TEST(ShapeText, ListsTheDimensions) {
   EXPECT_EQ(ShapeText({}), "[]");
   EXPECT_EQ(ShapeText({7}), "[7]");

@@ -11,6 +11,7 @@
 #include <regex>
 #include <set>
 #include <utility>
+#include <variant>
 
 #include "base/geometry_json.h"
 #include "detector/frame_detector.h"
@@ -18,6 +19,7 @@
 #include "files/json_text.h"
 #include "files/name_text.h"
 #include "files/output_file.h"
+#include "files/result_names.h"
 #include "geometry/letterbox.h"
 #include "network/postprocess_options.h"
 #include "network/tensor.h"
@@ -31,7 +33,7 @@ namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 using nuvik::alg::common::AIBuff;
 
-constexpr int kGrey = 114;
+constexpr int kDumpSchemaVersion = 1;
 constexpr const char* kDumpFile = "dump.json";
 
 // A file name that no other tensor has.
@@ -112,11 +114,9 @@ ordered_json PostprocessToJson(const std::string& config) {
   std::vector<nuvik::model::PostprocessProblem> told;
   const auto options = nuvik::model::ReadPostprocessOptions(YAML::LoadFile(config), told);
   ordered_json json;
-  json["score_threshold"] = options.score_threshold;
-  json["iou_threshold"] = options.iou_threshold;
-  json["max_detections"] = options.max_detections;
-  json["class_agnostic"] = options.class_agnostic;
-  json["mask_threshold"] = options.mask_threshold;
+  for (const nuvik::model::PostprocessKey& key : nuvik::model::PostprocessKeys()) {
+    std::visit([&](const auto member) { json[key.name] = options.*member; }, key.member);
+  }
   return json;
 }
 
@@ -144,9 +144,8 @@ ordered_json DetectionsToJson(const StagedFrame& frame, const Labels& labels) {
 
 // Whether FileName could have made this name.
 bool IsNameOfATensor(const std::string& name) {
-  constexpr std::size_t kMaxName = 255;  // bytes that a file system takes
   static const std::regex kName(R"((input|output|mask)_[\w.-]*\.npy)");
-  return name.size() <= kMaxName && std::regex_match(name, kName);
+  return name.size() <= kMaxFileName && std::regex_match(name, kName);
 }
 
 // The tensors that an earlier dump in the folder names, and that dump itself.
@@ -177,7 +176,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
 
   const auto side = static_cast<int>(frame.inputs.begin()->second.shape.at(3));
   ordered_json json;
-  json["schema_version"] = 1;
+  json["schema_version"] = kDumpSchemaVersion;
   json["program"] = origin.program;
   PutName("source", origin.source, json);
   json["frame"] = origin.frame;
@@ -191,7 +190,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
   json["preprocess"] = {{"planes", {"red", "green", "blue"}},
                         {"divisor", 255},
                         {"interpolation", "nearest"},
-                        {"border_value", kGrey}};
+                        {"border_value", nuvik::geometry::kGrey}};
   json["slots"] = SlotsToJson(setup.patches, side);
   json["detections"] = DetectionsToJson(frame, setup.labels);
   file.Write(ToIndentedText(json));

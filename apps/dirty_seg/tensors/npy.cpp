@@ -12,30 +12,25 @@
 #include <optional>
 
 #include "base/errors.h"
-#include "base/text.h"
 #include "engine/ai_engine.h"
+#include "files/open_failure.h"
 #include "files/output_file.h"
 #include "network/tensor.h"
 
 namespace dirty_seg {
 namespace {
 
-using namespace nuvik::alg::common;  // NOLINT(google-build-using-namespace): the six type codes
+using nuvik::alg::common::AIDataType;
+using nuvik::alg::common::ElementBytes;
+using nuvik::alg::common::NumpyOfType;
+using nuvik::alg::common::NumpyTypes;
+using nuvik::alg::common::TensorText;
+using nuvik::alg::common::TypeName;
+using nuvik::alg::common::TypeOfNumpy;
 
 constexpr std::size_t kPreludeBytes = 10;  // magic, version, length of the header
 constexpr std::size_t kAlignment = 64;     // of the data, so that it can be mapped
 constexpr std::array<unsigned char, 8> kMagicAndVersion{0x93, 'N', 'U', 'M', 'P', 'Y', 1, 0};
-
-struct Type {
-  const char* name;  // numpy's: order of bytes, kind, bytes
-  AIDataType code;
-};
-constexpr std::array<Type, 6> kTypes{{{"|u1", kAIUint8},
-                                      {"<f2", kAIFloat16},
-                                      {"<f4", kAIFloat32},
-                                      {"<i4", kAIInt32},
-                                      {"<i8", kAIInt64},
-                                      {"<f8", kAIFloat64}}};
 
 struct Header {
   std::optional<std::string> type;
@@ -171,18 +166,16 @@ class HeaderParser {
   std::size_t position_ = 0;
 };
 
-const Type& FindType(const std::string& name, const Reporter& reporter) {
-  for (const Type& type : kTypes) {
-    if (name == type.name) return type;
-  }
-  reporter.Reject(fmt::format("descr is '{}'; expected one of {}", name,
-                              JoinEach(kTypes, [](const Type& type) { return type.name; })));
+AIDataType FindType(const std::string& name, const Reporter& reporter) {
+  if (const std::optional<AIDataType> type = TypeOfNumpy(name)) return *type;
+  reporter.Reject(
+      fmt::format("descr is '{}'; expected one of {}", name, fmt::join(NumpyTypes(), ", ")));
 }
 
 // Nothing if the number overflows 64 bits.
-std::optional<std::uint64_t> CountBytes(const Type& type, const std::vector<std::int64_t>& shape) {
+std::optional<std::uint64_t> CountBytes(AIDataType type, const std::vector<std::int64_t>& shape) {
   if (std::find(shape.begin(), shape.end(), 0) != shape.end()) return 0;
-  std::uint64_t bytes = ElementBytes(type.code);
+  std::uint64_t bytes = ElementBytes(type);
   for (const std::int64_t dimension : shape) {
     const auto factor = static_cast<std::uint64_t>(dimension);
     if (bytes > std::numeric_limits<std::uint64_t>::max() / factor) return std::nullopt;
@@ -194,10 +187,7 @@ std::optional<std::uint64_t> CountBytes(const Type& type, const std::vector<std:
 std::string ReadAll(const std::string& path, const Reporter& reporter) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    reporter.Reject(
-        fmt::format("cannot be opened: {}", std::strerror(errno == 0 ? ENOENT : errno)));
-  }
+  if (!file) reporter.Reject(OpenFailure(errno));
   std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad()) reporter.Reject("cannot be read to its end");
   return content;
@@ -223,9 +213,9 @@ std::size_t CheckPrelude(const std::string& content, const Reporter& reporter) {
 }
 
 // As numpy.save writes it.
-std::string HeaderText(const Type& type, const std::vector<std::int64_t>& shape) {
+std::string HeaderText(const std::string& type, const std::vector<std::int64_t>& shape) {
   std::string text = fmt::format("{{'descr': '{}', 'fortran_order': False, 'shape': ({}{}), }}",
-                                 type.name, fmt::join(shape, ", "), shape.size() == 1 ? "," : "");
+                                 type, fmt::join(shape, ", "), shape.size() == 1 ? "," : "");
   const std::size_t used = (kPreludeBytes + text.size() + 1) % kAlignment;
   text.append((kAlignment - used) % kAlignment, ' ');
   return text + "\n";
@@ -241,10 +231,8 @@ std::size_t NpyArray::ElementCount() const {
 
 void WriteNpy(const std::string& path, const NpyArray& array) {
   const Reporter reporter(path);
-  const auto* type = std::find_if(kTypes.begin(), kTypes.end(), [&array](const Type& candidate) {
-    return candidate.code == array.type;
-  });
-  if (type == kTypes.end()) reporter.Reject("no file holds " + TypeName(array.type));
+  const std::optional<std::string> type = NumpyOfType(array.type);
+  if (!type) reporter.Reject("no file holds " + TypeName(array.type));
   const std::string header = HeaderText(*type, array.shape);
   WholeFile file(path);
   std::string prelude(kMagicAndVersion.begin(), kMagicAndVersion.end());
@@ -261,7 +249,7 @@ NpyArray ReadNpy(const std::string& path) {
   const std::size_t data = CheckPrelude(content, reporter);
   const std::string text = content.substr(kPreludeBytes, data - kPreludeBytes);
   const Header header = HeaderParser(text, reporter).Parse();
-  const Type& type = FindType(*header.type, reporter);
+  const AIDataType type = FindType(*header.type, reporter);
   if (*header.is_column_major) {
     reporter.Reject("is in column-major order; expected numpy.ascontiguousarray's");
   }
@@ -269,9 +257,9 @@ NpyArray ReadNpy(const std::string& path) {
   if (expected != content.size() - data) {
     reporter.Reject(fmt::format("holds {} bytes of data; expected {} for {}", content.size() - data,
                                 expected ? std::to_string(*expected) : "more than there can be",
-                                TensorText(type.code, *header.shape)));
+                                TensorText(type, *header.shape)));
   }
-  NpyArray array{type.code, *header.shape, {}};
+  NpyArray array{type, *header.shape, {}};
   array.bytes.assign(content.begin() + static_cast<std::ptrdiff_t>(data), content.end());
   return array;
 }

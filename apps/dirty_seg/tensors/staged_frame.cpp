@@ -22,9 +22,9 @@ using nuvik::perception::dirty_seg_detector_data::DirtySegDetectorResData;
 using Buffers = std::map<std::string, AIBuff>;
 
 [[noreturn]] void FailFrame(const std::string& stage, LogCapture& log) {
-  std::string causes;
-  for (const std::string& cause : ReadFrameLog(log.TakeLines()).errors) causes += "; " + cause;
-  throw InputError(stage + causes);
+  std::vector<std::string> causes = ReadFrameLog(log.TakeLines()).errors;
+  causes.insert(causes.begin(), stage);
+  throw InputError(Join(causes, "; "));
 }
 
 // Zeroed, as the detector's own are before their first frame.
@@ -90,10 +90,9 @@ StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_pt
 }
 
 std::vector<PatchSlot> FindSlots(const std::vector<cv::Rect>& patches, int side) {
-  const cv::Size frame(geometry::kFrameWidth, geometry::kFrameHeight);
   std::vector<PatchSlot> slots;
   for (std::size_t i = 0; i < patches.size(); ++i) {
-    const cv::Rect crop = geometry::ClipFarEdges(patches[i], frame);
+    const cv::Rect crop = geometry::ClipFarEdges(patches[i], geometry::FrameSize());
     if (crop.width <= 0 || crop.height <= 0) continue;
     slots.push_back({i, crop, geometry::Letterbox(crop.size(), side)});
   }
