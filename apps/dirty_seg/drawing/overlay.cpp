@@ -10,6 +10,7 @@
 #include <string>
 
 #include "detector/instance_mask.h"
+#include "drawing/colour.h"
 #include "geometry/letterbox.h"
 
 namespace dirty_seg {
@@ -19,8 +20,6 @@ using nuvik::geometry::SaturateToInt;
 
 constexpr double kOpacity = 0.4;
 constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
-const cv::Scalar kBlack(0, 0, 0);
-const cv::Scalar kWhite(255, 255, 255);
 
 // Sizes for a picture of 1080 lines, scaled to the given picture as far as text stays legible.
 struct Pen {
@@ -37,10 +36,6 @@ struct Pen {
   double font_scale;
   int margin;
 };
-
-bool IsDark(const cv::Scalar& colour) {
-  return 0.114 * colour[0] + 0.587 * colour[1] + 0.299 * colour[2] < 100.0;
-}
 
 cv::Rect Bounds(const cv::Mat& picture) { return {cv::Point(0, 0), picture.size()}; }
 
@@ -131,8 +126,8 @@ void DrawTag(const Tag& tag, const cv::Rect& place, const cv::Scalar& colour, co
   cv::rectangle(picture, place, colour, cv::FILLED);
   cv::rectangle(picture, place, kBlack, 1);
   const cv::Point origin(place.x + pen.margin, place.y + pen.margin + tag.text_size.height);
-  cv::putText(picture, tag.text, origin, kFont, tag.font_scale, IsDark(colour) ? kWhite : kBlack,
-              pen.text_line, cv::LINE_AA);
+  cv::putText(picture, tag.text, origin, kFont, tag.font_scale, TextColourOn(colour), pen.text_line,
+              cv::LINE_AA);
 }
 
 // Indices of the detections, lowest score first, so that the best is drawn on top.

@@ -4,14 +4,12 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
+#include "drawing/colour.h"
 #include "drawing/overlay.h"
 #include "geometry/letterbox.h"
 
 namespace dirty_seg {
 namespace {
-
-const cv::Scalar kBlack(0, 0, 0);
-const cv::Scalar kWhite(255, 255, 255);
 
 // Line width for a frame of 1080 lines, at least one pixel.
 int LineWidth(const cv::Mat& picture) { return std::max(1, picture.rows / 360); }
@@ -44,9 +42,8 @@ void DrawPatch(const ListedPatch& patch, cv::Mat& picture) {
   const int margin = 2 * line;
   const cv::Rect tag(outline.tl(), size + cv::Size(2 * margin, 2 * margin));
   cv::rectangle(picture, tag, colour, cv::FILLED);
-  const double light = 0.114 * colour[0] + 0.587 * colour[1] + 0.299 * colour[2];
   cv::putText(picture, text, {tag.x + margin, tag.br().y - margin}, cv::FONT_HERSHEY_SIMPLEX, scale,
-              light < 100.0 ? kWhite : kBlack, line, cv::LINE_AA);
+              TextColourOn(colour), line, cv::LINE_AA);
 }
 
 }  // namespace
