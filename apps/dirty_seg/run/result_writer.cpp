@@ -2,8 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <memory>
 #include <nlohmann/json.hpp>
-#include <utility>
 
 #include "base/errors.h"
 #include "base/stopwatch.h"
@@ -15,15 +16,31 @@
 namespace dirty_seg {
 namespace {
 
+struct Form {
+  bool ResultOptions::*is_on;
+  const char* flag;
+  std::unique_ptr<ResultSink> (*make)(const OutputFolder& folder, const Labels& labels);
+};
+
+std::unique_ptr<ResultSink> MakeCrops(const OutputFolder& folder, const Labels& /*labels*/) {
+  return MakeCropSink(folder);
+}
+
+std::unique_ptr<ResultSink> MakeVideo(const OutputFolder& folder, const Labels& /*labels*/) {
+  return MakeVideoSink(folder);
+}
+
+constexpr std::array<Form, 5> kForms{{{&ResultOptions::coco, "--coco", MakeCocoSink},
+                                      {&ResultOptions::polygons, "--polygons", MakePolygonSink},
+                                      {&ResultOptions::yolo, "--yolo", MakeYoloSink},
+                                      {&ResultOptions::crops, "--crops", MakeCrops},
+                                      {&ResultOptions::video, "--video", MakeVideo}}};
+
 void RequireNoSink(const ResultOptions& options) {
-  for (const auto& [is_on, name] :
-       {std::pair(options.coco, "--coco"), std::pair(options.polygons, "--polygons"),
-        std::pair(options.yolo, "--yolo"), std::pair(options.crops, "--crops"),
-        std::pair(options.video, "--video")}) {
-    if (is_on) {
-      throw SetupError(
-          fmt::format("{} writes into a folder; expected --output DIR or --save", name));
-    }
+  for (const Form& form : kForms) {
+    if (!(options.*form.is_on)) continue;
+    throw SetupError(
+        fmt::format("{} writes into a folder; expected --output DIR or --save", form.flag));
   }
 }
 
@@ -46,11 +63,9 @@ ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
 }
 
 void ResultWriter::AddSinks(const ResultOptions& options) {
-  if (options.coco) sinks_.push_back(MakeCocoSink(*folder_, labels_));
-  if (options.polygons) sinks_.push_back(MakePolygonSink(*folder_, labels_));
-  if (options.yolo) sinks_.push_back(MakeYoloSink(*folder_, labels_));
-  if (options.crops) sinks_.push_back(MakeCropSink(*folder_));
-  if (options.video) sinks_.push_back(MakeVideoSink(*folder_));
+  for (const Form& form : kForms) {
+    if (options.*form.is_on) sinks_.push_back(form.make(*folder_, labels_));
+  }
 }
 
 FrameFiles ResultWriter::WriteRecord(const Frame& frame, FrameRecord& record) {
