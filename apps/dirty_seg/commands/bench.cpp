@@ -40,7 +40,7 @@ void AddSecondSide(Command command, BenchOptions& options) {
       .TypeName("FECE.onnx")
       .Group(kRest);
   command.AddOption("--threads-b", &options.threads_b, "Threads of B")
-      .Check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
+      .Check(ThreadsCheck())
       .TypeName("N")
       .Group(kRest);
 }

@@ -1,6 +1,9 @@
 #include "commands/options.h"
 
+#include <fmt/format.h>
+
 #include "command_line/checks.h"
+#include "engine/ai_engine.h"
 
 namespace dirty_seg {
 namespace {
@@ -13,7 +16,7 @@ void AddFeceOptions(Command command, DetectorOptions& options) {
                          .AddOption("--fece-class-ids", &options.fece_class_ids,
                                     "Classes whose detections it looks at, as 0,3")
                          .CommaSeparated()
-                         .Check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
+                         .Check(ClassIdCheck())
                          .TypeName("IDS");
   model.Needs(class_ids);
   class_ids.Needs(model);
@@ -33,9 +36,16 @@ void AddFeceOptions(Command command, DetectorOptions& options) {
 
 }  // namespace
 
+ValueCheck ThreadsCheck() {
+  constexpr std::int32_t kMost = nuvik::alg::common::kAIMostThreads;
+  return NumberFrom(0, kMost, fmt::format("a whole number from 0 to {}", kMost));
+}
+
+ValueCheck ClassIdCheck() { return NumberFrom(0, 1000000, "a class id, a whole number from 0"); }
+
 void AddThreadsOption(Command command, int& threads) {
   command.AddOption("--threads", &threads, "Threads (default 0: all cores)")
-      .Check(NumberFrom(0, 1024, "a whole number from 0 to 1024"))
+      .Check(ThreadsCheck())
       .TypeName("N");
 }
 

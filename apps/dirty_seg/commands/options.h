@@ -11,6 +11,12 @@
 
 namespace dirty_seg {
 
+/// A number of threads that the engine takes, 0 for all cores.
+ValueCheck ThreadsCheck();
+
+/// The number of a class.
+ValueCheck ClassIdCheck();
+
 /// --threads.
 void AddThreadsOption(Command command, int& threads);
 
