@@ -64,16 +64,8 @@ class Runner {
   FrameDetector detector_;
 };
 
-void AddTime(const char* stage, std::optional<double> milliseconds, BenchSide& side) {
-  if (milliseconds) side.times[stage].push_back(*milliseconds);
-}
-
 void AddTimes(const FrameOutcome& outcome, BenchSide& side) {
-  AddTime("preprocess", PreprocessTime(outcome), side);
-  AddTime("inference", outcome.stages.inference, side);
-  AddTime("postprocess", outcome.stages.postprocess, side);
-  AddTime("convert", outcome.stages.convert, side);
-  AddTime("total", outcome.total_ms, side);
+  for (const auto& [stage, time] : DetectorTimesOf(outcome)) side.times[stage].push_back(time);
 }
 
 class Bench {

@@ -17,11 +17,12 @@
 #include "frames/frame_fit.h"
 #include "frames/frame_source.h"
 #include "frames/inputs.h"
+#include "results/stages.h"
 
 namespace dirty_seg {
 
-inline constexpr std::array<const char*, 5> kBenchStages{"preprocess", "inference", "postprocess",
-                                                         "convert", "total"};
+inline constexpr std::array<const char*, 5> kBenchStages{
+    kPreprocessStage, kInferenceStage, kPostprocessStage, kConvertStage, kTotalStage};
 
 /// Measurements of one side.
 struct BenchSide {

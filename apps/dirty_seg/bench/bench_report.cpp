@@ -10,6 +10,7 @@
 #include "base/printable.h"
 #include "base/text_table.h"
 #include "files/name_text.h"
+#include "results/stages.h"
 
 namespace dirty_seg {
 namespace {
@@ -18,6 +19,7 @@ using nlohmann::ordered_json;
 using Rows = std::vector<std::vector<std::string>>;
 
 constexpr const char* kSideNames = "AB";
+constexpr int kBenchSchemaVersion = 1;
 
 std::string SideName(std::size_t side) { return {kSideNames[side]}; }
 
@@ -30,7 +32,7 @@ std::optional<Distribution> TimesOf(const BenchSide& side, const std::string& st
 
 // Frames one after the other, without reading the pictures.
 double FramesPerSecond(const BenchSide& side) {
-  const Distribution total = Summarise(side.times.at("total"));
+  const Distribution total = Summarise(side.times.at(kTotalStage));
   return total.mean > 0.0 ? 1000.0 / total.mean : 0.0;
 }
 
@@ -145,7 +147,7 @@ std::string BenchText(const BenchPlan& plan, const BenchResult& result) {
                       plan.rounds, plan.warmup, result.sides.size() > 1 ? ", A and B in turns" : "",
                       result.interrupted ? "; cut short by an interrupt" : "");
   text += TimesTable(result) + "\n" + SidesTable(result) + NonFiniteText(result);
-  const std::optional<Medians> total = MediansOf(result, "total");
+  const std::optional<Medians> total = MediansOf(result, kTotalStage);
   if (!total) return text;
   text += fmt::format("\nB takes {} of A's time: medians {:.3f} and {:.3f} ms\n", RatioText(total),
                       total->b, total->a);
@@ -155,7 +157,7 @@ std::string BenchText(const BenchPlan& plan, const BenchResult& result) {
 ordered_json BenchToJson(const std::string& program, const BenchPlan& plan,
                          const BenchResult& result) {
   ordered_json json;
-  json["schema_version"] = 1;
+  json["schema_version"] = kBenchSchemaVersion;
   json["program"] = program;
   json["frames"] = result.frames;
   json["failed"] = result.failed;

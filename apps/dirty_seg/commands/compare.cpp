@@ -24,6 +24,7 @@ namespace {
 using nlohmann::ordered_json;
 
 constexpr double kMax = std::numeric_limits<double>::max();
+constexpr int kCompareSchemaVersion = 1;
 
 void AddLimits(Command command, CompareOptions& options) {
   const ValueCheck number = NumberFrom(0.0, kMax, "a number from 0");
@@ -55,7 +56,8 @@ void AddLimits(Command command, CompareOptions& options) {
 int Conclude(const CompareOptions& options, const ordered_json& json, const std::string& text,
              const std::vector<std::string>& excesses) {
   if (options.json) {
-    ordered_json whole{{"schema_version", 1}, {"a", options.a}, {"b", options.b}};
+    ordered_json whole{
+        {"schema_version", kCompareSchemaVersion}, {"a", options.a}, {"b", options.b}};
     whole.update(json);
     whole["beyond_limits"] = excesses;
     PrintResult(ToIndentedText(whole), "the comparison");

@@ -11,6 +11,8 @@ namespace {
 
 using nlohmann::ordered_json;
 
+constexpr int kCheckSchemaVersion = 1;
+
 ordered_json FindingToJson(const std::string& path, const Finding& finding) {
   ordered_json json;
   json["file"] = path;
@@ -40,7 +42,7 @@ ordered_json PatchToJson(const ListedPatch& patch, int side) {
 
 ordered_json ToJson(const std::string& path, const ConfigCheck& check) {
   ordered_json json;
-  json["schema_version"] = 1;
+  json["schema_version"] = kCheckSchemaVersion;
   PutName("config", path, json);
   json["network_side"] = check.side;
   json["errors"] = check.Count(Finding::Kind::kError);

@@ -1,6 +1,9 @@
 #include "detector/fece_log.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +15,9 @@
 
 namespace dirty_seg {
 namespace {
+
+// In the order of FeceVerdict.
+constexpr std::array<const char*, 4> kVerdicts{"confirmed", "rejected", "not_checked", "failed"};
 
 // The log of one candidate that the detector did not skip as too small.
 struct Check {
@@ -112,17 +118,18 @@ class Pairing {
 }  // namespace
 
 const char* VerdictText(FeceVerdict verdict) {
-  switch (verdict) {
-    case FeceVerdict::kConfirmed:
-      return "confirmed";
-    case FeceVerdict::kRejected:
-      return "rejected";
-    case FeceVerdict::kNotChecked:
-      return "not_checked";
-    case FeceVerdict::kFailed:
-      break;
-  }
-  return "failed";
+  return kVerdicts.at(static_cast<std::size_t>(verdict));
+}
+
+std::optional<FeceVerdict> VerdictOf(const std::string& text) {
+  const auto* const found = std::find(kVerdicts.begin(), kVerdicts.end(), text);
+  if (found == kVerdicts.end()) return std::nullopt;
+  return static_cast<FeceVerdict>(found - kVerdicts.begin());
+}
+
+std::string VerdictTexts() {
+  return fmt::format("{} or {}", fmt::join(kVerdicts.begin(), kVerdicts.end() - 1, ", "),
+                     kVerdicts.back());
 }
 
 std::size_t CountAnswersOfNoNumber(const FrameLog& log) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <opencv2/core.hpp>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "detector/frame_log.h"
@@ -22,6 +23,12 @@ enum class FeceVerdict {
 
 /// "confirmed", "rejected", "not_checked" or "failed".
 const char* VerdictText(FeceVerdict verdict);
+
+/// The verdict of that text; nothing for any other.
+std::optional<FeceVerdict> VerdictOf(const std::string& text);
+
+/// "confirmed, rejected, not_checked or failed".
+std::string VerdictTexts();
 
 /// A detection that is a candidate for the classifier.
 struct FeceCandidate {

@@ -31,7 +31,7 @@ ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_
   json["category_id"] = category_id;
   json["bbox"] = {box[0], box[1], box[2] - box[0], box[3] - box[1]};
   json["score"] = result.scores[detection];
-  json["segmentation"] = {{"size", {mask.height, mask.width}}, {"counts", mask.counts}};
+  json["segmentation"] = RunLengthsToJson(mask);
   return json;
 }
 

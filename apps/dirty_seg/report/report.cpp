@@ -14,6 +14,7 @@
 
 #include "base/base64.h"
 #include "console/interruption.h"
+#include "detector/fece_log.h"
 #include "files/output_file.h"
 #include "report/embedded_files.h"
 #include "report/html.h"
@@ -119,7 +120,7 @@ class PageWriter {
     WritePicture(fmt::format("picture-{}", index),
                  EncodePicture(picture.pixels, options_.max_width));
     for (const StoredCandidate& candidate : frame.candidates) {
-      if (candidate.verdict != "rejected") continue;
+      if (candidate.verdict != VerdictText(FeceVerdict::kRejected)) continue;
       WritePicture(
           fmt::format("crop-{}-{}", index, candidate.detection),
           EncodeCrop(picture.pixels, BoxInPicture(frame.detections[candidate.detection], frame)));

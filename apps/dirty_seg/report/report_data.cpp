@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -17,16 +16,13 @@
 #include "drawing/overlay.h"
 #include "files/result_names.h"
 #include "geometry/letterbox.h"
+#include "results/stages.h"
 
 namespace dirty_seg {
 namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
-
-// Stages in the order in which a frame passes them. Others follow, by name.
-constexpr std::array<const char*, 7> kStages{"read",    "preprocess", "inference", "postprocess",
-                                             "convert", "total",      "write"};
 
 // People read the numbers of the page: more digits would only make it larger.
 double Rounded(double value, double steps) { return std::round(value * steps) / steps; }
@@ -178,6 +174,7 @@ bool ReportData::HasClassifier() const {
   return std::any_of(results_.frames.begin(), results_.frames.end(), tells);
 }
 
+// Known ones in their order; others follow, by name.
 std::vector<std::string> ReportData::Stages() const {
   std::set<std::string> told;
   for (const StoredFrame& frame : results_.frames) {
@@ -244,8 +241,7 @@ ordered_json ReportData::FrameToJson(std::size_t index,
   json["frame"] = frame.frame;
   json["ok"] = frame.success;
   json["message"] = frame.message;
-  cv::Size size = frame.image_size.value_or(
-      cv::Size(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight));
+  cv::Size size = frame.image_size.value_or(nuvik::geometry::FrameSize());
   if (is_chosen && picture->second.origin != PictureOrigin::kNone) {
     size = picture->second.size;
     json["picture"] = OriginText(picture->second.origin);
@@ -270,8 +266,7 @@ ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
     const bool is_fitted = frame.fit && !frame.fit->IsWholeFrame();
     const RunLengths run_lengths =
         is_fitted ? EncodeRunLengths(MaskInPicture(decoded, *frame.fit)) : mask.run_lengths;
-    json[std::to_string(label)] = {{"size", {run_lengths.height, run_lengths.width}},
-                                   {"counts", run_lengths.counts}};
+    json[std::to_string(label)] = RunLengthsToJson(run_lengths);
   }
   return json;
 }
@@ -312,9 +307,15 @@ ordered_json ReportData::FactsToJson() const {
 
 ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
   ordered_json notes = ordered_json::array();
+  AddRunNotes(notes);
+  AddFailureNotes(notes);
+  AddPictureNotes(max_frames, notes);
+  return notes;
+}
+
+// How far the run came.
+void ReportData::AddRunNotes(ordered_json& notes) const {
   const std::vector<StoredFrame>& frames = results_.frames;
-  const auto whole = static_cast<std::size_t>(std::count_if(
-      frames.begin(), frames.end(), [](const StoredFrame& frame) { return frame.success; }));
   if (frames.empty()) AddNote("The results have no frame.", true, notes);
   if (!facts_) {
     AddNote("There is no whole summary.json: whether the run came to its end is not known.", false,
@@ -334,6 +335,12 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
         "Its frame is left out.",
         true, notes);
   }
+}
+
+// What it did not or not wholly look at.
+void ReportData::AddFailureNotes(ordered_json& notes) const {
+  const std::vector<StoredFrame>& frames = results_.frames;
+  const std::size_t whole = CountWhole();
   if (whole < frames.size()) {
     AddNote(fmt::format("{} of {} failed; they are listed under 'Failed'.",
                         Counted(frames.size() - whole, "frame"), frames.size()),
@@ -355,6 +362,11 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
                 Counted(non_finite, "frame"), frames.size()),
             true, notes);
   }
+}
+
+// What the page does not show.
+void ReportData::AddPictureNotes(std::size_t max_frames, ordered_json& notes) const {
+  const std::size_t whole = CountWhole();
   if (whole > max_frames) {
     AddNote(
         fmt::format("The page has pictures and masks of {} of {}, evenly spread, so that it opens "
@@ -375,7 +387,12 @@ ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
                         Counted(missing, "picture")),
             true, notes);
   }
-  return notes;
+}
+
+std::size_t ReportData::CountWhole() const {
+  return static_cast<std::size_t>(
+      std::count_if(results_.frames.begin(), results_.frames.end(),
+                    [](const StoredFrame& frame) { return frame.success; }));
 }
 
 // Inputs that failed without a failed frame, as far as there is room.

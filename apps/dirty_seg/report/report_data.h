@@ -66,6 +66,10 @@ class ReportData {
   nlohmann::ordered_json TimingToJson(const std::vector<std::string>& stages) const;
   nlohmann::ordered_json FactsToJson() const;
   nlohmann::ordered_json NotesToJson(std::size_t max_frames) const;
+  void AddRunNotes(nlohmann::ordered_json& notes) const;
+  void AddFailureNotes(nlohmann::ordered_json& notes) const;
+  void AddPictureNotes(std::size_t max_frames, nlohmann::ordered_json& notes) const;
+  std::size_t CountWhole() const;
   std::string UnreadInputsText() const;
   std::size_t CountPictures(PictureOrigin origin) const;
 

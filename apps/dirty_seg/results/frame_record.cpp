@@ -6,6 +6,7 @@
 
 #include "base/geometry_json.h"
 #include "files/name_text.h"
+#include "results/stages.h"
 
 namespace dirty_seg {
 namespace {
@@ -18,8 +19,7 @@ ordered_json MasksToJson(const std::map<int, MaskRecord>& masks) {
     ordered_json& entry = json[std::to_string(label)];
     if (!mask.file.empty()) entry["file"] = mask.file;
     entry["pixels"] = mask.pixels;
-    entry["rle"]["size"] = {mask.run_lengths.height, mask.run_lengths.width};
-    entry["rle"]["counts"] = mask.run_lengths.counts;
+    entry["rle"] = RunLengthsToJson(mask.run_lengths);
   }
   return json;
 }
@@ -64,19 +64,23 @@ std::optional<double> PreprocessTime(const FrameOutcome& outcome) {
   return std::max(0.0, outcome.total_ms - others);
 }
 
-std::vector<std::pair<std::string, double>> StageTimesOf(const FrameRecord& record) {
-  const FrameOutcome& outcome = record.outcome;
+std::vector<std::pair<std::string, double>> DetectorTimesOf(const FrameOutcome& outcome) {
   std::vector<std::pair<std::string, double>> times;
   const auto add = [&times](const char* stage, std::optional<double> time) {
     if (time) times.emplace_back(stage, *time);
   };
-  add("read", record.read_ms);
-  add("preprocess", PreprocessTime(outcome));
-  add("inference", outcome.stages.inference);
-  add("postprocess", outcome.stages.postprocess);
-  add("convert", outcome.stages.convert);
-  add("total", outcome.total_ms);
-  add("write", record.write_ms);
+  add(kPreprocessStage, PreprocessTime(outcome));
+  add(kInferenceStage, outcome.stages.inference);
+  add(kPostprocessStage, outcome.stages.postprocess);
+  add(kConvertStage, outcome.stages.convert);
+  add(kTotalStage, outcome.total_ms);
+  return times;
+}
+
+std::vector<std::pair<std::string, double>> StageTimesOf(const FrameRecord& record) {
+  std::vector<std::pair<std::string, double>> times = DetectorTimesOf(record.outcome);
+  times.insert(times.begin(), {kReadStage, record.read_ms});
+  times.emplace_back(kWriteStage, record.write_ms);
   return times;
 }
 

@@ -51,7 +51,11 @@ std::map<int, MaskRecord> DescribeMasks(const DirtyStatusResultData& result);
 /// gives to no other stage. Nothing unless the log has all of these.
 std::optional<double> PreprocessTime(const FrameOutcome& outcome);
 
-/// Milliseconds of each stage that is known, in the order of the stages.
+/// Milliseconds of each of the detector's stages that is known, and of their total, in the order of
+/// `kStages`.
+std::vector<std::pair<std::string, double>> DetectorTimesOf(const FrameOutcome& outcome);
+
+/// Milliseconds of each stage that is known, in the order of `kStages`.
 std::vector<std::pair<std::string, double>> StageTimesOf(const FrameRecord& record);
 
 /// Times are written rounded to the microsecond.

@@ -6,7 +6,6 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -18,8 +17,11 @@
 #include "base/errors.h"
 #include "console/interruption.h"
 #include "console/messages.h"
+#include "detector/fece_log.h"
+#include "files/open_failure.h"
 #include "files/result_names.h"
 #include "geometry/letterbox.h"
+#include "results/frame_record.h"
 
 namespace dirty_seg {
 namespace {
@@ -27,12 +29,10 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-constexpr std::int64_t kSchemaVersion = 1;
 // Limit for a mask: no camera has more, and a hostile file must not take all memory.
 constexpr std::int64_t kMaxPixels = std::int64_t{1} << 28;
 constexpr std::size_t kMaxText = 40;  // of a value in a message
 constexpr int kMaxDepth = 16;
-constexpr std::array<const char*, 4> kVerdicts{"confirmed", "rejected", "not_checked", "failed"};
 
 std::string Place(const std::string& file, std::size_t line) {
   return fmt::format("'{}' line {}: ", file, line);
@@ -284,13 +284,14 @@ class LineReader {
   static std::vector<bool> ConfirmedOf(const StoredFrame& frame) {
     std::vector<bool> confirmed(frame.detections.size());
     for (const StoredCandidate& candidate : frame.candidates) {
-      if (candidate.verdict == "confirmed") confirmed[candidate.detection] = true;
+      const bool is_confirmed = candidate.verdict == VerdictText(FeceVerdict::kConfirmed);
+      if (is_confirmed) confirmed[candidate.detection] = true;
     }
     return confirmed;
   }
 
   FrameFit Fit(const json& value, const StoredFrame& frame) const {
-    const cv::Size whole(nuvik::geometry::kFrameWidth, nuvik::geometry::kFrameHeight);
+    const cv::Size whole = nuvik::geometry::FrameSize();
     if (!frame.image_size || frame.image_size->empty()) {
       Reject("fit stands without the picture's image_size");
     }
@@ -344,10 +345,8 @@ class LineReader {
   }
 
   std::string Verdict(const json& value, const std::string& key) const {
-    for (const char* verdict : kVerdicts) {
-      if (value == verdict) return verdict;
-    }
-    Reject(key, value, "confirmed, rejected, not_checked or failed");
+    if (value.is_string() && VerdictOf(value.get<std::string>())) return value.get<std::string>();
+    Reject(key, value, VerdictTexts().c_str());
   }
 
   std::map<std::string, double> Times(const json& value) const {
@@ -395,8 +394,7 @@ Results ReadResults(const std::string& path) {
   errno = 0;
   std::ifstream stream(results.file, std::ios::binary);
   if (!stream) {
-    throw SetupError(fmt::format("'{}': cannot be opened: {}", results.file,
-                                 std::strerror(errno == 0 ? ENOENT : errno)));
+    throw SetupError(fmt::format("'{}': {}", results.file, OpenFailure(errno)));
   }
   std::string text;
   for (std::size_t line = 1; std::getline(stream, text); ++line) {

@@ -20,7 +20,7 @@ namespace dirty_seg {
 struct StoredCandidate {
   /// Index into the frame's detections.
   std::size_t detection = 0;
-  /// "confirmed", "rejected", "not_checked" or "failed".
+  /// As VerdictText has it.
   std::string verdict;
   /// Probability of faeces, where it is known.
   std::optional<double> score;

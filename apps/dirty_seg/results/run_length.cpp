@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
 
@@ -111,6 +112,10 @@ cv::Mat DecodeRunLengths(const RunLengths& run_lengths) {
   }
   if (left != 0) Reject(fmt::format("ends {} pixels early", left), position);
   return Transposed(columns);
+}
+
+nlohmann::ordered_json RunLengthsToJson(const RunLengths& run_lengths) {
+  return {{"size", {run_lengths.height, run_lengths.width}}, {"counts", run_lengths.counts}};
 }
 
 }  // namespace dirty_seg

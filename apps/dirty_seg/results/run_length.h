@@ -1,6 +1,7 @@
 // COCO's compressed run lengths of a mask.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <opencv2/core.hpp>
 #include <string>
 
@@ -26,5 +27,8 @@ RunLengths EncodeRunLengths(const cv::Mat& mask);
 /// The mask, 0 or 255. Throws std::invalid_argument for a side below 0 and, naming the position,
 /// for a text that is not a list of run lengths of `height` x `width` pixels.
 cv::Mat DecodeRunLengths(const RunLengths& run_lengths);
+
+/// {"size": [height, width], "counts": "..."}.
+nlohmann::ordered_json RunLengthsToJson(const RunLengths& run_lengths);
 
 }  // namespace dirty_seg

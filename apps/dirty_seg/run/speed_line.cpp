@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "results/stages.h"
 
 namespace dirty_seg {
 namespace {
@@ -49,7 +50,7 @@ std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
 
 std::string SpeedLine(const Summary& summary) {
   std::vector<std::string> texts;
-  for (const char* stage : {"preprocess", "inference", "postprocess", "convert"}) {
+  for (const char* stage : kDetectorStages) {
     const Distribution times = summary.TimesOf(stage);
     if (times.count == 0) return "";
     texts.push_back(fmt::format("{} {}", TimeText(times.mean), stage));

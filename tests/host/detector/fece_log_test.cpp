@@ -161,5 +161,20 @@ TEST_F(FeceLog, TellsNothingWhereItDoesNotFit) {
   EXPECT_FALSE(Read());  // of another
 }
 
+TEST(VerdictOf, ReadsEveryVerdictsText) {
+  EXPECT_STREQ(VerdictText(kConfirmed), "confirmed");
+  EXPECT_STREQ(VerdictText(kFailed), "failed");
+  EXPECT_EQ(VerdictOf("confirmed"), kConfirmed);
+  EXPECT_EQ(VerdictOf("rejected"), kRejected);
+  EXPECT_EQ(VerdictOf("not_checked"), kNotChecked);
+  EXPECT_EQ(VerdictOf("failed"), kFailed);
+  EXPECT_EQ(VerdictOf("Failed"), std::nullopt);
+  EXPECT_EQ(VerdictOf(""), std::nullopt);
+}
+
+TEST(VerdictTexts, ListsThemInOrder) {
+  EXPECT_EQ(VerdictTexts(), "confirmed, rejected, not_checked or failed");
+}
+
 }  // namespace
 }  // namespace dirty_seg

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <nlohmann/json.hpp>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -164,6 +165,10 @@ TEST(DecodeRunLengths, RefusesANegativeRun) {
   // 'O' is -1.
   EXPECT_EQ(RejectionOf({2, 2, "O"}),
             "run lengths, character 1: a run of -1 pixels where 4 are left");
+}
+
+TEST(RunLengthsToJson, HasTheHeightFirst) {
+  EXPECT_EQ(RunLengthsToJson({2, 3, "06"}).dump(), R"({"size":[2,3],"counts":"06"})");
 }
 
 }  // namespace
