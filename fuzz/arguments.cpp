@@ -84,7 +84,7 @@ void ReadConfiguration(const std::string& text) {
     dirty_seg::CheckFit(640, std::nullopt, check);
   });
   IsRefused(file, [&] { dirty_seg::ReadHostFile(file.path()); });
-  if (is_no_yaml || check.Count(dirty_seg::Finding::Kind::kError) > 0) return;
+  if (is_no_yaml || check.Count(dirty_seg::FileProblem::Kind::kError) > 0) return;
   Require(!check.patches.empty(), "there is a patch");
   const cv::Rect frame({0, 0}, nuvik::geometry::FrameSize());
   for (const dirty_seg::ListedPatch& listed : check.patches) {

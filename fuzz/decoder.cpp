@@ -61,7 +61,7 @@ int TakeLength(Input& input) {
   return input.TakeFrom(0, 15) == 15 ? input.Take<std::int16_t>() : input.Take<std::uint8_t>();
 }
 
-// A few patches and the file's root that may list them; seldom none, which stands for the frame.
+// A few patches and the file's root that may list them; seldom none, which means the frame.
 std::vector<cv::Size> TakePatches(Input& input, YAML::Node& root) {
   std::vector<cv::Size> sizes;
   YAML::Node list(YAML::NodeType::Sequence);

@@ -101,7 +101,7 @@ def decoder_seeds() -> None:
 
 
 def pipeline_start(patches: list[tuple[int, int, int, int]], fece: int) -> Bytes:
-    """The configuration: 32 x 32, classifier as told, label 0 its candidate; then patches."""
+    """The configuration: 32 x 32, classifier as given, label 0 its candidate; then patches."""
     seed = Bytes().byte(31, 1).byte(1).int(12288 * len(patches)).byte(fece, 0)
     seed.float(0.5).byte(1).byte(0, 0).byte(len(patches))
     for patch in patches:

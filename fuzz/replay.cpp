@@ -30,7 +30,7 @@ void Replay(const fs::path& path) {
   std::fprintf(stderr, "replay: %s\n", path.c_str());
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-  // A copy of its own exact length: a sanitizer sees what is read behind its end.
+  // A copy of its own exact length: a sanitizer sees what is read past its end.
   const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
   LLVMFuzzerTestOneInput(input.data(), input.size());
 }

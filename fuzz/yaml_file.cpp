@@ -35,7 +35,7 @@ AIEngineConfig Network() {
 // Whether the detector accepts the file.
 bool Initialise(DirtySegDetector& detector, const DirtySegDetectorConfig& config) {
   try {
-    Require(detector.Init(config), "Init fails by an exception alone");
+    Require(detector.Init(config), "Init fails only by an exception");
     return true;
   } catch (const YAML::Exception&) {
     Require(detector.yolov8_postprocess_ == nullptr, "a refused file leaves no post-processor");
@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   DirtySegDetector detector;
   const bool is_accepted = Initialise(detector, config);
   try {
-    std::vector<dirty_seg::Finding> findings;
+    std::vector<dirty_seg::FileProblem> findings;
     std::vector<cv::Rect> patches;
     for (const auto& patch : dirty_seg::ReadPatchList(dirty_seg::LoadYaml(file.path()), findings)) {
       patches.push_back(patch.rectangle);

@@ -23,7 +23,7 @@ rm -rf "$out"
 mkdir -p "$out"
 
 # The sides of a comparison take turns in one process, in random order.
-#   run PROGRAM REPETITIONS LEAST_SECONDS
+#   run PROGRAM REPETITIONS MIN_SECONDS
 run() {
   local repetitions=$2 seconds=$3
   [[ ${#smoke[@]} -eq 0 ]] || repetitions=1 seconds=0

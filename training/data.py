@@ -229,11 +229,11 @@ class Batch(NamedTuple):
     boxes: torch.Tensor  # [N, M, 4]
     masks: torch.Tensor  # bytes [N, M, side / 4, side / 4]
     valid: torch.Tensor  # bool [N, M]
-    ignored: torch.Tensor  # [N, K, 4], empty boxes behind the last
+    ignored: torch.Tensor  # [N, K, 4], empty boxes after the last
 
 
 def filled(parts: list[Image]) -> torch.Tensor:
-    """Arrays of different lengths on top of each other, zeros behind the shorter ones."""
+    """Arrays of different lengths on top of each other, zeros after the shorter ones."""
     longest = max(1, *(len(part) for part in parts))
     total = np.zeros((len(parts), longest, *parts[0].shape[1:]), parts[0].dtype)
     for row, part in zip(total, parts):

@@ -82,7 +82,7 @@ def trained(model: nn.Module, weights: Path, task: str) -> nn.Module:
     except (UnpicklingError, EOFError, RuntimeError, TypeError) as error:
         reason = str(error).partition("\n")[0]
         raise SystemExit(
-            f"--weights: '{weights}' is no network.pt of train.py {task}: {reason}"
+            f"--weights: '{weights}' is not a network.pt of train.py {task}: {reason}"
         ) from None
     return model
 

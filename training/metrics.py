@@ -28,7 +28,7 @@ class Tally:
 
 def match(overlaps: Array, counts: Array) -> tuple[Array, Array]:
     """Hits and ignored ones, bool [detections, thresholds], of overlaps [detections, pieces] of
-    detections in falling order of score; `counts` tells the pieces that are not to be ignored."""
+    detections in falling order of score; `counts` marks the pieces that are not to be ignored."""
     hits = np.zeros((len(overlaps), len(THRESHOLDS)), bool)
     ignored = np.zeros_like(hits)
     for column, threshold in enumerate(THRESHOLDS):
@@ -69,7 +69,7 @@ class Curve:
         self.pieces = tally.pieces
 
     def precision(self, weights: Array) -> Array | None:
-        """Average precision at each threshold; None when no piece is there."""
+        """Average precision at each threshold; None when there is no piece."""
         total = sum(weights[frame] * count for frame, count in self.pieces.items())
         if total == 0:
             return None

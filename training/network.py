@@ -196,7 +196,7 @@ class Segmenter(nn.Module):
         self.classes = Branch(levels, levels[0], classes)
         self.coefficients = Branch(levels, 32, COEFFICIENTS)
         self.prototypes = Prototypes(levels[0], levels[0])
-        self.cells = nn.Conv2d(levels[0], classes, 1)  # for training alone
+        self.cells = nn.Conv2d(levels[0], classes, 1)  # only for training
         self.set_priors()
 
     def set_priors(self) -> None:

@@ -1,4 +1,4 @@
-"""ONNX graphs as they come from the exporter: tidied, told apart, and run in torch."""
+"""ONNX graphs as they come from the exporter: tidied, classified, and run in torch."""
 
 from collections.abc import Callable
 from functools import partial
@@ -14,7 +14,7 @@ CONVOLUTIONS = ("Conv", "ConvTranspose")
 
 
 def tidied(model: onnx.ModelProto) -> onnx.ModelProto:
-    """The same graph with constants as initializers, without copies and what nobody reads."""
+    """The same graph with constants as initializers, without copies and what is never read."""
     graph = model.graph
     renamed: dict[str, str] = {}
     nodes = []
@@ -57,7 +57,7 @@ def initializers(graph: onnx.GraphProto) -> dict[str, np.ndarray]:
 
 def body_of(graph: onnx.GraphProto) -> list[onnx.NodeProto]:
     """The nodes that belong with the convolutions: those that any convolution's input depends on,
-    convolutions, and the activation behind the last ones. What decodes their results is left."""
+    convolutions, and the activation after the last ones. What decodes their results is left."""
     behind: set[str] = set()  # tensors that a convolution depends on
     made: set[str] = set()
     for node in reversed(graph.node):

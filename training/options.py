@@ -10,7 +10,7 @@ def whole(text: str, least: int) -> int:
     except ValueError:
         value = least - 1
     if value < least:
-        raise argparse.ArgumentTypeError(f"'{text}' is no whole number from {least} on")
+        raise argparse.ArgumentTypeError(f"'{text}' is not a whole number from {least} on")
     return value
 
 
@@ -30,12 +30,12 @@ def present_file(text: str) -> Path:
 
 def present_folder(text: str) -> Path:
     if not Path(text).is_dir():
-        raise argparse.ArgumentTypeError(f"there is no folder '{text}'")
+        raise argparse.ArgumentTypeError(f"there is not a folder '{text}'")
     return Path(text)
 
 
 def folder_to_fill(text: str) -> Path:
-    """It need not be there yet."""
+    """It need not exist yet."""
     if Path(text).exists() and not Path(text).is_dir():
-        raise argparse.ArgumentTypeError(f"'{text}' is no folder")
+        raise argparse.ArgumentTypeError(f"'{text}' is not a folder")
     return Path(text)

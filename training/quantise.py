@@ -213,7 +213,7 @@ def main() -> int:
     try:
         model = onnx.load(str(options.model))
     except DecodeError:
-        raise SystemExit(f"--model: '{options.model}' is no ONNX file") from None
+        raise SystemExit(f"--model: '{options.model}' is not an ONNX file") from None
     if options.form == "float16":
         model = to_float16(model)
     else:

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The whole recipe, from nothing to two measured networks, on two cores: about two and a half hours.
 #   training/recipe.sh [FOLDER]     default out/training
-# A step whose result is there is not done again; training goes on from its last checkpoint. So
+# A step whose result exists is not done again; training goes on from its last checkpoint. So
 # after an interruption the same command goes on, and after a change to the recipe a new folder is
 # needed. The host program has to be built (release).
 set -euo pipefail

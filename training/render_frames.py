@@ -34,7 +34,7 @@ STYLES = {
 
 
 class UnreadablePicture(Exception):
-    """Of a worker, for the process that waits for it: SystemExit would end the worker alone."""
+    """Of a worker, for the process that waits for it: SystemExit would end only the worker."""
 
 
 def filling(photograph: np.ndarray) -> np.ndarray:
@@ -65,7 +65,7 @@ def make(options: argparse.Namespace, photographs: list[Path], number: int) -> s
     path = photographs[number % len(photographs)]
     picture = cv2.imread(str(path), cv2.IMREAD_COLOR)
     if picture is None:
-        raise UnreadablePicture(f"'{path}' is no picture that can be read")
+        raise UnreadablePicture(f"'{path}' is not a picture that can be read")
     return enlarged(scene.paste(rng, filling(cv2.cvtColor(picture, cv2.COLOR_BGR2RGB)), content))
 
 
@@ -93,7 +93,7 @@ def parse() -> argparse.Namespace:
     parser.add_argument("--output", type=folder_to_fill, required=True)
     parser.add_argument("--frames", type=not_negative, required=True, help="frames with dirt")
     parser.add_argument(
-        "--clean", type=not_negative, default=0, help="frames without, behind those"
+        "--clean", type=not_negative, default=0, help="frames without, after those"
     )
     parser.add_argument("--seed", type=int, default=1001)
     parser.add_argument(

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Writes the ABI of both libraries anew, as the one that later changes are held against. Part of a
+# Writes the ABI of both libraries anew, as the one that later changes are compared with. Part of a
 # release that changes it; docs/RELEASING.md says when that is permitted.
 #   packaging/abi/update.sh [BUILD_FOLDER]     of the preset dev (the default) or arm64
 set -euo pipefail

@@ -29,17 +29,17 @@ void SetNonFiniteCounts(const std::vector<NonFiniteCount>& counts) {
   }
 }
 
-void NonFiniteReport::PrintMessage(const std::vector<NonFiniteCount>& counts) {
-  if (++frames_ != next_told_) return;
-  next_told_ *= 10;
+void NonFiniteReport::Print(const std::vector<NonFiniteCount>& counts) {
+  if (++frames_ != next_reported_) return;
+  next_reported_ *= 10;
   std::vector<std::string> texts;
   for (const NonFiniteCount& entry : counts) {
     texts.push_back("output '" + entry.output + "' has " + std::to_string(entry.count) + " of " +
                     std::to_string(entry.total) + " numbers that are not finite");
   }
   PrintError(Join(texts) + ": they are left out of the results, so dirt may be missed (frame " +
-             std::to_string(frames_) + " of this kind; told again at " +
-             std::to_string(next_told_) + ")");
+             std::to_string(frames_) + " of this kind; reported again at " +
+             std::to_string(next_reported_) + ")");
 }
 
 }  // namespace nuvik::model

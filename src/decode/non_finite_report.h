@@ -22,11 +22,11 @@ void SetNonFiniteCounts(const std::vector<NonFiniteCount>& counts);
 class NonFiniteReport {
  public:
   /// Writes a line for the 1st, 10th, 100th ... such frame. `counts` is not empty.
-  void PrintMessage(const std::vector<NonFiniteCount>& counts);
+  void Print(const std::vector<NonFiniteCount>& counts);
 
  private:
   std::uint64_t frames_ = 0;
-  std::uint64_t next_told_ = 1;
+  std::uint64_t next_reported_ = 1;
 };
 
 }  // namespace nuvik::model

@@ -9,7 +9,7 @@
 
 namespace nuvik::model {
 
-/// The defaults of every key stand here and nowhere else.
+/// The defaults of every key are here and nowhere else.
 struct PostprocessOptions {
   float score_threshold = 0.25F;
   float iou_threshold = 0.7F;

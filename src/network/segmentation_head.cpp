@@ -22,7 +22,7 @@ constexpr int kBoxChannels = 4;
 constexpr int kCoarsestStride = 32;
 
 [[noreturn]] void Reject(const std::string& what) {
-  throw std::invalid_argument("no YOLOv8 segmentation network: " + what);
+  throw std::invalid_argument("not a YOLOv8 segmentation network: " + what);
 }
 
 struct Output {
@@ -88,7 +88,7 @@ Output FindOutput(const AIEngineConfig& config, std::size_t rank, const std::str
 }
 
 // Anchors of a head on strides `first` to `last`, each the double of the one before; 0 when the
-// side is no multiple of the last.
+// side is not a multiple of the last.
 std::int64_t CountAnchors(std::int64_t side, std::int64_t first, std::int64_t last) {
   if (side % last != 0) return 0;
   std::int64_t anchors = 0;

@@ -1,4 +1,4 @@
-// A number that stands for bytes, and bytes and floats that are the same on every processor.
+// A digest of bytes, and bytes and floats that are the same on every processor.
 #pragma once
 
 #include <cstddef>

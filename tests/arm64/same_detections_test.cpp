@@ -26,7 +26,7 @@ struct Scene {
   std::string config;
   std::string faeces_class;
   std::string frames;    // in the folder
-  std::string expected;  // the records, a line a frame
+  std::string expected;  // the records, a line per frame
 };
 
 // GoogleTest names the scene when a test fails.
@@ -41,7 +41,7 @@ using nlohmann::json;
 // differ when its logit is at the threshold to the last bit.
 constexpr double kScoreTolerance = 1e-5;
 constexpr double kBoxTolerance = 0.01;
-constexpr double kLeastMaskOverlap = 0.999;
+constexpr double kMinMaskOverlap = 0.999;
 
 std::vector<json> Records(const std::string& text) {
   std::vector<json> records;
@@ -85,7 +85,7 @@ void ExpectSameMasks(const json& found, const json& expected) {
   for (const auto& [label, label_mask] : expected.at("label_masks").items()) {
     ASSERT_TRUE(found.at("label_masks").contains(label)) << label;
     EXPECT_GE(Overlap(MaskOf(found.at("label_masks").at(label)), MaskOf(label_mask)),
-              kLeastMaskOverlap)
+              kMinMaskOverlap)
         << "label " << label;
   }
 }

@@ -21,7 +21,7 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kLimit = 0.25F;
 
-// `numbers` with memory behind them that may not be read.
+// `numbers` followed by memory that may not be read.
 class Fenced {
  public:
   explicit Fenced(const std::vector<float>& numbers)
@@ -52,7 +52,7 @@ TEST(AreAtMost, TheLimitIsAtMostTheLimitAndNotANumberIsNot) {
 
 TEST(AreAtMost, HoldsForNone) { EXPECT_TRUE(AreAtMost(nullptr, 0, kLimit)); }
 
-// Runs of 512: what begins behind the last whole one is shorter.
+// Runs of 512: what begins after the last whole one is shorter.
 TEST(NextRunAbove, IsTheRunOfTheFirstNumberThatIsNotAtMostTheLimit) {
   for (const int count : {1, 15, 16, 511, 512, 513, 1024, 1300}) {
     for (int i = 0; i < count; ++i) {

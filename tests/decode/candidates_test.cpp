@@ -50,7 +50,7 @@ class Slot {
 
   std::vector<Candidate> Find(float threshold) const { return FindIn(values_.data(), threshold); }
 
-  // With memory that may not be read right behind the last number.
+  // With memory that may not be read right after the last number.
   std::vector<Candidate> FindBeforeAFence(float threshold) const {
     const std::size_t bytes = values_.size() * sizeof(float);
     const FencedMemory memory(bytes, FencedMemory::Flush::kEnd);

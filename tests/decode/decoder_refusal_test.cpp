@@ -85,7 +85,7 @@ TEST(DecoderConstructor, RefusesANetworkWithoutASegmentationHead) {
   AIEngineConfig config = SegmentationOutputs(Batch(1)).Config();
   config.output_sizes.erase("output1");
   EXPECT_EQ(RejectionOf([&] { Yolov8Postprocess(YAML::Node(), config, {}); }),
-            "no YOLOv8 segmentation network: no output has rank 4, the prototypes; found "
+            "not a YOLOv8 segmentation network: no output has rank 4, the prototypes; found "
             "'output0' [1, 14, 84]");
 }
 
@@ -96,7 +96,7 @@ TEST(DecoderConstructor, LooksAtTheOptionsThenAtTheNetworkThenAtThePatches) {
     return RejectionOf([&] { Yolov8Postprocess(YAML::Load(yaml), config, {}); });
   };
   EXPECT_THAT(rejection("{postprocess: 5, patch: 5}"), StartsWith("postprocess in line 1 is '5'"));
-  EXPECT_THAT(rejection("patch: 5"), StartsWith("no YOLOv8 segmentation network: "));
+  EXPECT_THAT(rejection("patch: 5"), StartsWith("not a YOLOv8 segmentation network: "));
 }
 
 TEST(DecoderConstructor, RefusesAMalformedPatchList) {

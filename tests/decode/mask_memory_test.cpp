@@ -45,7 +45,7 @@ TEST(MaskMemory, MasksOfOneFrameAreApart) {
   EXPECT_EQ(Rows(second), Filled({4, 4, 2, 2}));
 }
 
-TEST(MaskMemory, AMaskThatSomebodyHoldsIsNotTouched) {
+TEST(MaskMemory, AMaskInUseIsNotTouched) {
   MaskPainter painter;
   std::vector<cv::Mat> held;
   for (int frame = 0; frame < 5; ++frame) {
@@ -57,7 +57,7 @@ TEST(MaskMemory, AMaskThatSomebodyHoldsIsNotTouched) {
   }
 }
 
-TEST(MaskMemory, AMaskOfWhichSomebodyHoldsAPartIsNotTouched) {
+TEST(MaskMemory, AMaskOfWhichAPartIsInUseIsNotTouched) {
   MaskPainter painter;
   painter.StartFrame();
   const cv::Mat part = Fill(painter, {0, 0, 4, 4})(cv::Rect(2, 2, 4, 4));

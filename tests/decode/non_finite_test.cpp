@@ -103,7 +103,7 @@ TEST_P(NonFinite, OutputsThatAreAllNotANumberAreCountedAndSaid) {
               ElementsAre("libtessmar_ai_engine: output 'output0' has 1176 of 1176 numbers that "
                           "are not finite, output 'output1' has 2048 of 2048 numbers that are not "
                           "finite: they are left out of the results, so dirt may be missed (frame "
-                          "1 of this kind; told again at 10)"));
+                          "1 of this kind; reported again at 10)"));
   EXPECT_THAT(decoder.objects(), IsEmpty());
   EXPECT_THAT(TakeNonFiniteCounts(), ElementsAre(Pair("output0", 1176), Pair("output1", 2048)));
 }
@@ -223,12 +223,12 @@ TEST(NonFiniteReport, IsWrittenForTheFirstTenthAndHundredthSuchFrame) {
   const SegmentationOutputs broken = BrokenOutputs();
   const SegmentationOutputs sound((HeadLayout()));
   Decoder decoder(broken);
-  std::vector<int> told;
+  std::vector<int> reported;
   for (int frame = 1; frame <= 120; ++frame) {
     EXPECT_THAT(decoder.Decode(sound), IsEmpty());
-    if (!decoder.Decode(broken).empty()) told.push_back(frame);
+    if (!decoder.Decode(broken).empty()) reported.push_back(frame);
   }
-  EXPECT_THAT(told, ElementsAre(1, 10, 100));
+  EXPECT_THAT(reported, ElementsAre(1, 10, 100));
 }
 
 TEST(NonFiniteReport, EveryDecoderWritesItsOwnFirstLine) {

@@ -1,6 +1,6 @@
 """validate.py SCHEMA FILE: fails, naming the place, unless every document of FILE is of SCHEMA.
 
-A name that ends in .jsonl stands for one document a line.
+A name that ends in .jsonl has one document per line.
 """
 import json
 import pathlib

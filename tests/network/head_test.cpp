@@ -143,17 +143,17 @@ TEST(SegmentationHead, OfTheTestTensorsAgreesWithTheirLayout) {
 TEST(SegmentationHeadRejection, NoInput) {
   AIEngineConfig config = UsualConfig();
   config.input_shapes.clear();
-  EXPECT_EQ(Rejection(config), "no YOLOv8 segmentation network: it has 0 inputs; expected 1");
+  EXPECT_EQ(Rejection(config), "not a YOLOv8 segmentation network: it has 0 inputs; expected 1");
 }
 
 TEST(SegmentationHeadRejection, TwoInputs) {
   AIEngineConfig config = UsualConfig();
   config.input_shapes["depth"] = {6, 1, 640, 640};
-  EXPECT_EQ(Rejection(config), "no YOLOv8 segmentation network: it has 2 inputs; expected 1");
+  EXPECT_EQ(Rejection(config), "not a YOLOv8 segmentation network: it has 2 inputs; expected 1");
 }
 
 TEST(SegmentationHeadRejection, OfTheInputComesBeforeThatOfTheOutputs) {
-  EXPECT_EQ(Rejection({}), "no YOLOv8 segmentation network: it has 0 inputs; expected 1");
+  EXPECT_EQ(Rejection({}), "not a YOLOv8 segmentation network: it has 0 inputs; expected 1");
 }
 
 struct ShapeCase {
@@ -170,7 +170,7 @@ TEST_P(InputRejection, SaysShapeAndExpectation) {
   AIEngineConfig config = UsualConfig();
   config.input_shapes["images"] = GetParam().shape;
   EXPECT_EQ(Rejection(config),
-            std::string("no YOLOv8 segmentation network: ") + GetParam().message);
+            std::string("not a YOLOv8 segmentation network: ") + GetParam().message);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -215,7 +215,7 @@ TEST_P(PredictionsRejection, SaysShapeAndExpectation) {
   AIEngineConfig config = UsualConfig();
   config.output_shapes["output0"] = GetParam().shape;
   EXPECT_EQ(Rejection(config),
-            std::string("no YOLOv8 segmentation network: ") + GetParam().message);
+            std::string("not a YOLOv8 segmentation network: ") + GetParam().message);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -277,7 +277,7 @@ TEST_P(PrototypesRejection, SaysShapeAndExpectation) {
   AIEngineConfig config = UsualConfig();
   config.output_shapes["output1"] = GetParam().shape;
   EXPECT_EQ(Rejection(config),
-            std::string("no YOLOv8 segmentation network: ") + GetParam().message);
+            std::string("not a YOLOv8 segmentation network: ") + GetParam().message);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -316,7 +316,7 @@ TEST(SegmentationHeadRejection, TwoPredictions) {
   config.output_sizes["output2"] = 0;
   config.output_shapes["output2"] = {6, 116, 8400};
   EXPECT_EQ(Rejection(config),
-            "no YOLOv8 segmentation network: outputs 'output0' and 'output2' both have rank 3; "
+            "not a YOLOv8 segmentation network: outputs 'output0' and 'output2' both have rank 3; "
             "expected one, the predictions");
 }
 
@@ -324,30 +324,31 @@ TEST(SegmentationHeadRejection, NoOutputs) {
   AIEngineConfig config = UsualConfig();
   config.output_sizes.clear();
   EXPECT_EQ(Rejection(config),
-            "no YOLOv8 segmentation network: no output has rank 4, the prototypes; found none");
+            "not a YOLOv8 segmentation network: no output has rank 4, the prototypes; found none");
 }
 
 TEST(SegmentationHeadRejection, AnOutputWithoutAShape) {
   AIEngineConfig config = UsualConfig();
   config.output_shapes.erase("output1");
-  EXPECT_EQ(Rejection(config), "no YOLOv8 segmentation network: output 'output1' has no shape");
+  EXPECT_EQ(Rejection(config), "not a YOLOv8 segmentation network: output 'output1' has no shape");
 }
 
 TEST(SegmentationHeadRejection, TypesThatAreNoFloats) {
   AIEngineConfig config = UsualConfig();
   config.output_types["output0"] = 3;
   EXPECT_EQ(Rejection(config),
-            "no YOLOv8 segmentation network: output 'output0' is int32; expected float32 or "
+            "not a YOLOv8 segmentation network: output 'output0' is int32; expected float32 or "
             "float16");
   config = UsualConfig();
   config.output_types["output1"] = 5;
   EXPECT_EQ(Rejection(config),
-            "no YOLOv8 segmentation network: output 'output1' is float64; expected float32 or "
+            "not a YOLOv8 segmentation network: output 'output1' is float64; expected float32 or "
             "float16");
   config.output_types["output1"] = 9;
-  EXPECT_EQ(Rejection(config),
-            "no YOLOv8 segmentation network: output 'output1' is type code 9; expected float32 or "
-            "float16");
+  EXPECT_EQ(
+      Rejection(config),
+      "not a YOLOv8 segmentation network: output 'output1' is type code 9; expected float32 or "
+      "float16");
 }
 
 TEST(SegmentationHeadRejection, AnInputSideThatTheStridesDoNotDivideIsNamedAsTheFault) {

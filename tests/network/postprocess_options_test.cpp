@@ -14,7 +14,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// What `init`, `check` and completion tell of each key.
+// What `init`, `check` and completion say of each key.
 TEST(PostprocessKeys, AreThoseOfTheMappingInWords) {
   const std::vector<PostprocessKey> expected{
       {"score_threshold", "a number from 0 to 1", "0.25",

@@ -10,8 +10,8 @@ from .dirt import CLASSES, make_dirt
 from .noise import Image, Rng, Size, blur
 from .sprite import Canvas, Change, Sprite, lay, random_light
 
-# What a piece of dirt changes its pixels by, at least; what is fainter nobody sees. And how many
-# times the floor's own variety it is, for nobody sees crumbs on gravel either.
+# What a piece of dirt changes its pixels by, at least; fainter ones cannot be seen. And how many
+# times the floor's own variety it is, since crumbs on gravel cannot be seen either.
 LEAST_CHANGE, LEAST_TO_TEXTURE = 0.11, 1.6
 MOST_OVERLAP = 0.15  # share of a thing that may cover others
 TRIES = 6  # places for a thing

@@ -21,7 +21,7 @@ class NumberTest(unittest.TestCase):
             (options.not_negative, "-1"),
             (options.positive, "2.5"),
         ):
-            with self.assertRaisesRegex(ArgumentTypeError, f"'{text}' is no whole number from"):
+            with self.assertRaisesRegex(ArgumentTypeError, f"'{text}' is not a whole number from"):
                 read(text)
 
 
@@ -50,7 +50,7 @@ class CommandTest(unittest.TestCase):
     def test_a_picture_that_cannot_be_read_does_not_hang(self) -> None:
         broken = self.written("pictures/broken.jpg", b"no picture")
         self.assert_refused(
-            f"'{broken}' is no picture that can be read", "render_frames.py", "--frames", 2,
+            f"'{broken}' is not a picture that can be read", "render_frames.py", "--frames", 2,
             "--output", self.folder / "out", "--photographs", broken.parent,
         )  # fmt: skip
 
@@ -62,7 +62,7 @@ class CommandTest(unittest.TestCase):
     def test_an_output_that_is_a_file(self) -> None:
         file = self.written("file", b"")
         self.assert_refused(
-            f"'{file}' is no folder", "render_data.py", "--scenes", 1, "--output", file
+            f"'{file}' is not a folder", "render_data.py", "--scenes", 1, "--output", file
         )
 
     def test_data_without_scenes(self) -> None:
@@ -78,7 +78,7 @@ class CommandTest(unittest.TestCase):
         torch.save({"other": torch.zeros(1)}, self.folder / "other.pt")
         for weights in (self.written("text.pt", b"text"), self.folder / "other.pt"):
             self.assert_refused(
-                f"'{weights}' is no network.pt of train.py classify", "export.py", "classify",
+                f"'{weights}' is not a network.pt of train.py classify", "export.py", "classify",
                 "--weights", weights, "--output", output,
             )  # fmt: skip
         self.assertFalse(output.exists())
@@ -86,7 +86,7 @@ class CommandTest(unittest.TestCase):
     def test_a_model_that_is_none(self) -> None:
         text = self.written("text.onnx", b"text")
         self.assert_refused(
-            f"'{text}' is no ONNX file", "quantise.py", "float16", "--model", text,
+            f"'{text}' is not an ONNX file", "quantise.py", "float16", "--model", text,
             "--output", self.folder / "x.onnx",
         )  # fmt: skip
 

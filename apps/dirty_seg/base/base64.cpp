@@ -6,7 +6,7 @@
 namespace dirty_seg {
 namespace {
 
-constexpr std::size_t kBytes = 3;  // that four characters stand for
+constexpr std::size_t kBytes = 3;  // that four characters encode
 constexpr std::size_t kCharacters = 4;
 constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";

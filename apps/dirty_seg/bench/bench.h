@@ -31,7 +31,7 @@ struct BenchSide {
   std::map<std::string, std::vector<double>> times;
   /// Measured frames in which the network gave numbers that are not finite.
   std::size_t non_finite_frames = 0;
-  /// In bytes, of a process that runs this side alone; nothing if it could not be measured.
+  /// In bytes, of a process that runs only this side; nothing if it could not be measured.
   std::optional<std::int64_t> peak_memory;
 };
 
@@ -48,7 +48,7 @@ struct BenchInputs {
   InputOptions options;
   FrameChoice choice;
   FitMode fit = FitMode::kScale;
-  /// What "-" among the arguments stands for.
+  /// The list that "-" among the arguments means.
   std::string list;
 };
 

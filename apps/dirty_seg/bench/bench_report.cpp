@@ -43,7 +43,7 @@ struct Medians {
   std::optional<double> Ratio() const { return a > 0.0 ? std::optional(b / a) : std::nullopt; }
 };
 
-// Nothing for one side alone, or for a stage that was not measured.
+// Nothing for a single side, or for a stage that was not measured.
 std::optional<Medians> MediansOf(const BenchResult& result, const std::string& stage) {
   if (result.sides.size() < 2) return std::nullopt;
   const std::optional<Distribution> a = TimesOf(result.sides[0], stage);
@@ -85,7 +85,7 @@ std::string MemoryText(const BenchSide& side) {
 }
 
 std::string SidesTable(const BenchResult& result) {
-  Rows rows{{"", "frames/s", "peak memory, each alone"}};
+  Rows rows{{"", "frames/s", "peak memory, each in its own process"}};
   for (std::size_t i = 0; i < result.sides.size(); ++i) {
     rows.push_back(
         {SideName(i), Fixed(FramesPerSecond(result.sides[i]), 2), MemoryText(result.sides[i])});
@@ -151,7 +151,7 @@ std::string BenchText(const BenchPlan& plan, const BenchResult& result) {
   if (!total) return text;
   text += fmt::format("\nB takes {} of A's time: medians {:.3f} and {:.3f} ms\n", RatioText(total),
                       total->b, total->a);
-  return text + "\nresults of B held against those of A\n" + TotalsText(result.differences);
+  return text + "\nresults of B compared with those of A\n" + TotalsText(result.differences);
 }
 
 ordered_json BenchToJson(const std::string& program, const BenchPlan& plan,

@@ -1,4 +1,4 @@
-// What the values of options have to be.
+// Checks for the values of options.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace dirty_seg {
 
-/// A number from `least` to `most`, of a type that ReadNumber knows; `range` says so in words.
+/// A number from `least` to `most`, of a type that ReadNumber supports; `range` says so in words.
 template <typename Number>
 ValueCheck NumberFrom(Number least, Number most, const std::string& range) {
   return [least, most, range](const std::string& text) {
@@ -17,10 +17,10 @@ ValueCheck NumberFrom(Number least, Number most, const std::string& range) {
   };
 }
 
-/// One of `words`; the refusal names the nearest.
+/// One of `words`; the message for any other names the nearest.
 ValueCheck OneOf(const std::vector<std::string>& words);
 
-/// Any text but none, which a variable that is not set leaves.
+/// Any non-empty text; a variable that is not set leaves an empty one.
 ValueCheck NotEmpty(const std::string& expected);
 
 }  // namespace dirty_seg

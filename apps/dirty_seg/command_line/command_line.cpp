@@ -11,7 +11,7 @@
 namespace dirty_seg {
 namespace {
 
-constexpr const char* kHelpOfHelp = "Show this";
+constexpr const char* kHelpDescription = "Show this help";
 
 template <typename Handle, typename Pointers>
 std::vector<Handle> HandlesOf(const Pointers& pointers) {
@@ -134,7 +134,7 @@ Option Command::option(const std::string& flag) const { return Option(*app_->get
 Program::Program(const std::string& name, const std::string& description,
                  const std::string& version)
     : Program(std::make_unique<CLI::App>(description, name)) {
-  app().get_help_ptr()->description(kHelpOfHelp);
+  app().get_help_ptr()->description(kHelpDescription);
   app().set_version_flag("--version", version, "Show the version");
   app().require_subcommand(1);
 }
@@ -145,7 +145,7 @@ Program::~Program() = default;
 
 Command Program::AddCommand(const std::string& name, const std::string& description) {
   CLI::App* const command = app().add_subcommand(name, description);
-  command->get_help_ptr()->description(kHelpOfHelp);
+  command->get_help_ptr()->description(kHelpDescription);
   return Command(*command);
 }
 

@@ -1,6 +1,6 @@
 // Commands and their options: the one door to CLI11, whose headers no other source includes. What
-// is declared here is handed to CLI11, which parses; pages of help, completion and complaints are
-// made from what can be asked here.
+// is declared here is passed to CLI11, which parses; help pages, completion and error messages are
+// made from what can be queried here.
 #pragma once
 
 #include <cstddef>
@@ -25,11 +25,11 @@ using Variable =
                  std::optional<std::int64_t>*, std::optional<std::size_t>*, std::optional<double>*,
                  std::vector<std::string>*, std::vector<int>*>;
 
-/// What is wrong with a value that was typed; empty for one that can be taken.
+/// What is wrong with a given value; empty for a valid one.
 using ValueCheck = std::function<std::string(const std::string&)>;
 
-/// An option, a flag, or an argument without either. Copies stand for the same one, which lives as
-/// long as its program.
+/// An option, a flag, or a positional argument. Copies refer to the same one, which lives as long
+/// as its program.
 class Option {
  public:
   explicit Option(CLI::Option& option) : option_(&option) {}
@@ -37,29 +37,29 @@ class Option {
   // ---- Declaring it: each returns the option itself ---------------------------------------------
 
   Option& Required();
-  /// What the help shows for the value; it also says what the value is (value_kind.h).
+  /// What the help shows for the value; it also determines the kind of value (value_kind.h).
   Option& TypeName(const std::string& name);
   /// Options of a group share a line of the help, which `name` explains.
   Option& Group(const std::string& name);
-  /// Refused without the other.
+  /// Refused unless the other is given.
   Option& Needs(const Option& other);
-  /// Refused beside the other.
+  /// Refused if the other is given.
   Option& Excludes(const Option& other);
-  /// Every single value has to pass.
+  /// Every single value has to pass the check.
   Option& Check(const ValueCheck& check);
-  /// Several values are one word with commas in it.
+  /// Several values are given as one word, separated by commas.
   Option& CommaSeparated();
 
   // ---- What it is -------------------------------------------------------------------------------
 
-  /// "INPUT"; empty for one that has to have its flag.
+  /// "INPUT"; empty unless positional.
   std::string positional_name() const;
-  /// Every way to write it, short ones first: "-q", "--quiet"; none for an argument without.
+  /// Every way to write it, short ones first: "-q", "--quiet"; none if it is only positional.
   std::vector<std::string> flags() const;
   std::string description() const;
   /// Empty for a flag.
   std::string type_name() const;
-  /// Empty where it is of none.
+  /// Empty if it belongs to none.
   std::string group() const;
   bool is_required() const;
   bool has_value() const;
@@ -79,21 +79,21 @@ class Option {
   CLI::Option* option_;
 };
 
-/// A command of a program. Copies stand for the same one, which lives as long as its program.
+/// A command of a program. Copies refer to the same one, which lives as long as its program.
 class Command {
  public:
   explicit Command(CLI::App& app) : app_(&app) {}
 
   // ---- Declaring it: variables outlive the program ----------------------------------------------
 
-  /// Parsing sets the variable, and leaves it alone where the option is not given. `names` has a
-  /// comma between any two of "-t", "--threads" and "INPUT", which is an argument's.
+  /// Parsing sets the variable if the option is given. `names` has a comma between any two of
+  /// "-t", "--threads" and "INPUT", which is the name of a positional argument.
   Option AddOption(const std::string& names, Variable variable, const std::string& description);
-  /// An option with whose value parsing calls `call`, once those added before have theirs.
+  /// An option with whose value parsing calls `call`, after setting those added before it.
   Option AddCallback(const std::string& names, const std::function<void(const std::string&)>& call,
                      const std::string& description);
   Option AddFlag(const std::string& names, bool* is_set, const std::string& description);
-  /// Stands at the end of the help.
+  /// Shown at the end of the help.
   void Footer(const std::string& text);
   /// Called once a command line that names the command is parsed.
   void OnChosen(const std::function<void()>& call);
@@ -103,9 +103,9 @@ class Command {
   std::string name() const;
   std::string description() const;
   std::string footer() const;
-  /// In the order that they were added in; -h,--help is the first.
+  /// In the order they were added; -h,--help is the first.
   std::vector<Option> options() const;
-  /// That with the flag, which the command has to have.
+  /// The option with this flag, which has to exist.
   Option option(const std::string& flag) const;
 
  protected:
@@ -115,8 +115,7 @@ class Command {
   CLI::App* app_;
 };
 
-/// What is called: a command line names one of its commands. Its own options are -h,--help and
-/// --version.
+/// A program; its command line names one command. Its own options are -h,--help and --version.
 class Program : public Command {
  public:
   /// `version` is what --version shows.
@@ -126,14 +125,14 @@ class Program : public Command {
   Program& operator=(const Program&) = delete;
 
   Command AddCommand(const std::string& name, const std::string& description);
-  /// In the order that they were added in.
+  /// In the order they were added.
   std::vector<Command> commands() const;
   std::vector<std::string> command_names() const;
 
-  /// Parses what `main` is given, once. Returns the text to show, with its newline, where it asks
-  /// for help or the version. Throws SetupError with what is wrong and who helps.
+  /// Parses the arguments of `main`, once. Returns the text to show, with its newline, if they ask
+  /// for help or the version. Throws SetupError with what is wrong and how to get help.
   std::optional<std::string> Parse(int argc, const char* const* argv);
-  /// The command that the parsed words name; none where they do not.
+  /// The command that the parsed words name, if any.
   std::optional<Command> chosen() const;
 
  private:
@@ -142,7 +141,7 @@ class Program : public Command {
   std::unique_ptr<CLI::App> owned_;
 };
 
-/// The number that `text` gives to an option's variable; none where it gives none. A `Number` is an
+/// Parses `text` as the value of a numeric option; nothing if it is not one. A `Number` is an
 /// int, std::int64_t, std::size_t, float or double.
 template <typename Number>
 std::optional<Number> ReadNumber(const std::string& text);

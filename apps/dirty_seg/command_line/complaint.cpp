@@ -24,17 +24,17 @@ std::vector<std::string> FlagNames(const Command& command) {
 
 std::string UnknownOption(const Program& program, const Command& command, const std::string& word) {
   const std::vector<std::string> flags = FlagNames(command);
-  std::string place = Has(flags, "--config") ? PlaceOfForeignOption(word) : "";
+  std::string place = Has(flags, "--config") ? HintForForeignOption(word) : "";
   if (!place.empty()) return place;
   if (Has(flags, word)) {
-    return fmt::format("{0} belongs behind the command, as in '{1} {2} {0}'", word, program.name(),
+    return fmt::format("{0} belongs after the command, as in '{1} {2} {0}'", word, program.name(),
                        command.name());
   }
   return "The following argument was not expected: " + word +
          DidYouMean(word.substr(0, word.find('=')), flags);
 }
 
-// A newcomer need not type what a host file says.
+// A host file can replace these options.
 std::string Missing(const Program& program, const UsageFault& fault) {
   const bool is_in_host_file =
       fault.text.rfind("--model ", 0) == 0 || fault.text.rfind("--config ", 0) == 0;
@@ -43,7 +43,7 @@ std::string Missing(const Program& program, const UsageFault& fault) {
                      fault.text, program.name());
 }
 
-// A word that nobody knows is the cause, also where the parser complains of what is missing for it.
+// An unknown word is the cause, even if the parser complains of what is missing because of it.
 std::string Cause(const Program& program, const std::optional<Command>& command,
                   const UsageFault& fault) {
   for (const std::string& word : fault.left_over) {
@@ -58,7 +58,7 @@ std::string Cause(const Program& program, const std::optional<Command>& command,
 }  // namespace
 
 std::string Complaint(const Program& program, const UsageFault& fault) {
-  // The usage that helps with what was typed: that of the command, once it is known.
+  // The usage of the command, once it is known.
   const std::optional<Command> command = program.chosen();
   return fmt::format("{}; '{}{} --help' shows the usage", Cause(program, command, fault),
                      program.name(), command ? " " + command->name() : "");

@@ -1,4 +1,4 @@
-// What is said to whoever mistypes.
+// Messages for wrong usage.
 #pragma once
 
 #include <string>
@@ -11,13 +11,13 @@ namespace dirty_seg {
 /// Why parsing ended.
 struct UsageFault {
   std::string text;
-  /// Something that is required was not given.
+  /// A required option or argument is missing.
   bool is_missing = false;
-  /// Words that nothing took, as far as parsing went.
+  /// Words that parsing left over.
   std::vector<std::string> left_over;
 };
 
-/// The cause in words, with the nearest word that is known, and the help that tells the usage.
+/// The cause, with the nearest known word, and how to see the usage.
 std::string Complaint(const Program& program, const UsageFault& fault);
 
 /// "'detcet' is not a command; did you mean 'detect'?"

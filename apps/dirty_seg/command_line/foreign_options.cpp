@@ -9,7 +9,7 @@
 namespace dirty_seg {
 namespace {
 
-// Names of options, without dashes, and the key that they stand for.
+// Names of options, without dashes, and the key that they mean.
 const std::vector<std::pair<const char*, std::vector<const char*>>>& Foreign() {
   static const std::vector<std::pair<const char*, std::vector<const char*>>> foreign{
       {"score_threshold", {"conf", "conf-thres", "confidence", "score", "threshold"}},
@@ -38,7 +38,7 @@ std::string KeyOf(const std::string& name) {
 
 }  // namespace
 
-std::string PlaceOfForeignOption(const std::string& option) {
+std::string HintForForeignOption(const std::string& option) {
   const std::string word = option.substr(0, option.find('='));
   const std::string name =
       WithDashes(word.substr(std::min(word.find_first_not_of('-'), word.size())));

@@ -5,8 +5,8 @@
 
 namespace dirty_seg {
 
-/// A sentence on `option`, given as "--conf", "--conf=0.5" or "conf"; empty for one that is not
-/// known.
-std::string PlaceOfForeignOption(const std::string& option);
+/// Where to set what `option` means, given as "--conf", "--conf=0.5" or "conf"; empty for an
+/// unknown one.
+std::string HintForForeignOption(const std::string& option);
 
 }  // namespace dirty_seg

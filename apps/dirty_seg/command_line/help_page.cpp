@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kColumn = 29;
 
-// Further lines of the description stand under its first.
+// Further lines of the description are aligned with its first.
 std::string Line(const std::string& names, const std::string& description) {
   std::string line = "  " + names + "  ";
   if (line.size() < kColumn) line.resize(kColumn, ' ');
@@ -28,7 +28,7 @@ std::string WithType(const std::string& name, const Option& option) {
 
 std::string Names(const Option& option) { return WithType(Join(option.flags(), ","), option); }
 
-// "INPUT...", in brackets where it may be left out.
+// "INPUT...", in brackets if optional.
 std::string UsageOf(const Option& argument) {
   const std::string usage =
       argument.positional_name() + (argument.has_several_values() ? "..." : "");
@@ -45,7 +45,7 @@ std::string UsageLine(const Program& program, const Command& command) {
   return UsageLine(words);
 }
 
-// One that has a flag too stands among the options.
+// One that also has a flag is listed with the options.
 std::string ArgumentLines(const Command& command) {
   std::string lines;
   for (const Option& option : command.options()) {

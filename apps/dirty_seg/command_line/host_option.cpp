@@ -29,7 +29,7 @@ std::vector<Option> OptionsOf(const Command& command) {
   return options;
 }
 
-// The option behind a key; none where the command has none.
+// The option of that name, if the command has it.
 std::optional<Option> FindOption(const Command& command, const std::string& key) {
   for (const Option& option : OptionsOf(command)) {
     const std::vector<std::string> flags = option.flags();
@@ -74,7 +74,7 @@ class HostOptionReader {
   }
 
   void RejectForeign(const HostEntry& entry) const {
-    const std::string place = PlaceOfForeignOption(entry.key);
+    const std::string place = HintForForeignOption(entry.key);
     if (!place.empty()) Reject(entry.line, place);
   }
 
@@ -86,7 +86,7 @@ class HostOptionReader {
     if (command == commands.end()) {
       Reject(section.line,
              section.command + (IsOption(section.command)
-                                    ? " has no value; expected one behind it"
+                                    ? " has no value; expected one after it"
                                     : " is not a command" +
                                           DidYouMean(section.command, program_.command_names())));
     }

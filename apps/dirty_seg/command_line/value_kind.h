@@ -1,4 +1,4 @@
-// What an option's value is, as its type name in the help tells.
+// What kind of value an option has, by its type name in the help.
 #pragma once
 
 #include <string>
@@ -11,10 +11,10 @@ namespace dirty_seg {
 enum class ValueKind {
   kNone,     // a flag
   kText,     // anything else: N, IDS
-  kFile,     // a name with an ending, FILE or PICTURE: SEG.onnx
+  kFile,     // a name with an extension, FILE or PICTURE: SEG.onnx
   kFolder,   // DIR
-  kChoice,   // words with | between them: text|json
-  kCommand,  // one of the program's: the argument COMMAND
+  kChoice,   // words separated by |: text|json
+  kCommand,  // a command of the program: COMMAND
 };
 
 ValueKind KindOf(const Option& option);
@@ -22,10 +22,10 @@ ValueKind KindOf(const Option& option);
 /// The words of a choice.
 std::vector<std::string> ChoicesOf(const Option& option);
 
-/// Options that a person may give, without --help. Positional ones are not among them.
+/// All options except --help and positional ones.
 std::vector<Option> FlagsOf(const Command& command);
 
-/// "--threads", the long name where there is one.
+/// "--threads", the long name if there is one.
 std::string FlagName(const Option& option);
 
 }  // namespace dirty_seg

@@ -23,7 +23,7 @@
 namespace dirty_seg {
 namespace {
 
-// Of a camera, where nobody says how many.
+// Default for a camera.
 constexpr std::int64_t kCameraFrames = 100;
 
 void AddSecondSide(Command command, BenchOptions& options) {
@@ -46,21 +46,21 @@ void AddSecondSide(Command command, BenchOptions& options) {
 }
 
 void AddAmounts(Command command, BenchOptions& options) {
-  command.option("--recursive").Group("Folders within folders too");
-  constexpr const char* kVideo = "Of a video: every N-th, N at most";
+  command.option("--recursive").Group("Include subfolders");
+  constexpr const char* kVideo = "Every N-th video frame; maximum frames";
   command.option("--frame-step").Group(kVideo);
   command
       .AddOption("--max-frames", &options.max_frames,
-                 "Most frames of a video or camera (camera: 100)")
+                 "Maximum frames of a video or camera (camera: default 100)")
       .Check(NumberFrom<std::int64_t>(1, 1000000000, "a whole number from 1"))
       .TypeName("N")
       .Group(kVideo);
-  constexpr const char* kRuns = "Measured runs of a frame, 10; runs before, 2";
-  command.AddOption("--rounds", &options.rounds, "Measured runs of each frame; 10")
+  constexpr const char* kRuns = "Measured (default 10) and warm-up (default 2) runs";
+  command.AddOption("--rounds", &options.rounds, "Measured runs per frame (default 10)")
       .Check(NumberFrom(1, 1000000, "a whole number from 1"))
       .TypeName("N")
       .Group(kRuns);
-  command.AddOption("--warmup", &options.warmup, "Runs before, not measured; 2")
+  command.AddOption("--warmup", &options.warmup, "Warm-up runs (default 2)")
       .Check(NumberFrom(0, 1000000, "a whole number from 0"))
       .TypeName("N")
       .Group(kRuns);

@@ -138,8 +138,8 @@ int RunCheck(const CheckOptions& options) {
   const ConfigCheck check = Check(options);
   PrintResult(ResultText(options, check), "the findings");
   if (!options.frame.empty()) DrawOverFrame(options, check);
-  if (check.Count(Finding::Kind::kError) > 0) return kCannotRun;
-  const bool is_warned = check.Count(Finding::Kind::kWarning) > 0;
+  if (check.Count(FileProblem::Kind::kError) > 0) return kCannotRun;
+  const bool is_warned = check.Count(FileProblem::Kind::kWarning) > 0;
   return options.strict && is_warned ? kSomeInputFailed : kAllDone;
 }
 

@@ -96,8 +96,7 @@ int RunOnResults(const CompareOptions& options) {
 }  // namespace
 
 Command AddCompare(Program& program, CompareOptions& options) {
-  Command command =
-      program.AddCommand("compare", "PrintMessage how far two results or dumps differ");
+  Command command = program.AddCommand("compare", "Show how two results or dumps differ");
   command.AddOption("A", &options.a, "Results or dump of one side").Required().TypeName("");
   command.AddOption("B", &options.b, "Results or dump of the other").Required().TypeName("");
   command.AddFlag("--json", &options.json, "Write JSON, with every frame or tensor in full");

@@ -163,7 +163,7 @@ std::string ZshCompletion(const Program& program) {
 
 Command AddCompletion(Program& program, CompletionOptions& options) {
   options.program = &program;
-  Command command = program.AddCommand("completion", "Print what a shell completes words with");
+  Command command = program.AddCommand("completion", "Print a shell completion script");
   command.AddOption("SHELL", &options.shell, "bash or zsh")
       .Required()
       .Check(OneOf({"bash", "zsh"}))
@@ -172,7 +172,7 @@ Command AddCompletion(Program& program, CompletionOptions& options) {
       "Example:\n"
       "  source <(dirty_seg completion bash)\n"
       "Exit status:\n"
-      "  0 always, but 2 for bad usage");
+      "  0, or 2 for bad usage");
   return command;
 }
 

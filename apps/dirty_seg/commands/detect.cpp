@@ -21,12 +21,13 @@ namespace {
 
 void AddResultOptions(Command command, ResultOptions& options) {
   Option output =
-      command.AddOption("--output", &options.output, "Results folder; else JSON lines to stdout")
+      command
+          .AddOption("--output", &options.output, "Results folder (default: JSON lines to stdout)")
           .Check(NotEmpty("a folder's name"))
           .TypeName("DIR");
   command.AddFlag("--save", &options.save, "Results folder runs/detect, runs/detect2, ...")
       .Excludes(output);
-  command.AddFlag("--overwrite", &options.overwrite, "Replace what a run left in --output DIR")
+  command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier run in --output DIR")
       .Needs(output);
   constexpr const char* kLabels = "Also COCO results, YOLO labels, outlines (lossy)";
   command.AddFlag("--coco", &options.coco, "Also COCO results").Group(kLabels);

@@ -16,7 +16,7 @@ Command AddDump(Program& program, DumpOptions& options) {
   Command command = program.AddCommand("dump", "Write a frame's tensors as .npy files");
   AddDetectorOptions(command, options.detector);
   Option output = command.AddOption("--output", &options.output, "Output folder").TypeName("DIR");
-  command.AddFlag("--overwrite", &options.overwrite, "--output DIR need not be empty")
+  command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier dump in --output DIR")
       .Needs(output);
   command.AddOption("--frame-number", &options.frame_number, "Frame of a video, from 0 (default 0)")
       .Check(NumberFrom<std::int64_t>(0, 1000000000, "a whole number from 0"))

@@ -14,17 +14,17 @@ namespace dirty_seg {
 Command AddEnv(Program& program, EnvOptions& options) {
   Command command = program.AddCommand("env", "Show versions, processor, threads, log settings");
   AddThreadsOption(command, options.threads);
-  command.AddFlag("--json", &options.json, "As JSON");
+  command.AddFlag("--json", &options.json, "Write JSON");
   command.Footer(
       "Example:\n"
       "  SPDLOG_LEVEL=debug dirty_seg env --threads 2\n"
       "Exit status:\n"
-      "  0 always, but 2 for bad usage");
+      "  0, or 2 for bad usage");
   return command;
 }
 
 int RunEnv(const EnvOptions& options) {
-  // Of libraries that do not tell their own, those that the program was built with.
+  // For libraries that do not report their own, those that the program was built with.
   const nlohmann::ordered_json versions{{"dirty_seg", Version()},
                                         {"yaml-cpp", DIRTY_SEG_YAML_CPP_VERSION},
                                         {"spdlog", DIRTY_SEG_SPDLOG_VERSION},

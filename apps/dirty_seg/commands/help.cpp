@@ -25,7 +25,7 @@ Command AddHelp(Program& program, HelpOptions& options) {
       "Example:\n"
       "  dirty_seg help detect\n"
       "Exit status:\n"
-      "  0 always, but 2 for bad usage");
+      "  0, or 2 for bad usage");
   return command;
 }
 

@@ -164,7 +164,7 @@ void PrintClasses(const InitOptions& options, const StarterNetworks& networks) {
 // Said once, also where no layout of the patches could mend it and a check has nothing to say.
 void WarnOfShrinking(const cv::Size& patch, int side) {
   const PatchFit fit = FitPatch(patch, side);
-  if (fit.shrunk <= kUsualFitLimits.shrunk) return;
+  if (fit.shrunk <= kDefaultFitLimits.shrunk) return;
   PrintMessage(
       fmt::format("patches are shrunk to one pixel of {:.1f} for the network's input of {}; what "
                   "is smaller may "
@@ -219,7 +219,7 @@ int RunInit(const InitOptions& options) {
     Inspect(options.fece_model, "classifier", &NetworkReport::classifier, kAnyBatch);
   }
   const Grid grid =
-      wanted ? *wanted : UsualGrid(report.head->input_side, BatchOf(report), options.overlap);
+      wanted ? *wanted : DefaultGrid(report.head->input_side, BatchOf(report), options.overlap);
   CheckBatch(options, grid, report);
   const std::vector<cv::Rect> patches = LayOutGrid(grid, options.overlap, report.head->input_side);
   const StarterNetworks networks = Describe(options, report);

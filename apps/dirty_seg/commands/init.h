@@ -14,7 +14,7 @@ struct InitOptions {
   std::string fece_model;  // empty: no classifier
   std::vector<int> fece_class_ids;
   std::string grid;  // empty: what suits the network
-  int overlap = kUsualOverlap;
+  int overlap = kDefaultOverlap;
   std::string output = ".";
   bool overwrite = false;
 };

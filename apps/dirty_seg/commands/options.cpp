@@ -22,13 +22,13 @@ void AddFeceOptions(Command command, DetectorOptions& options) {
   class_ids.Needs(model);
   command
       .AddOption("--fece-score-threshold", &options.fece_score_threshold,
-                 "It confirms above this probability; 0.5")
+                 "Confirms above this probability (default 0.5)")
       .Check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
       .Needs(model)
       .TypeName("P");
   command
       .AddOption("--fece-area-threshold", &options.fece_area_threshold,
-                 "It looks at boxes of more pixels than this; 400")
+                 "Ignores boxes up to this area (default 400)")
       .Check(NumberFrom(0.0F, 1e9F, "a number of pixels from 0"))
       .Needs(model)
       .TypeName("PIXELS");
@@ -50,7 +50,7 @@ void AddThreadsOption(Command command, int& threads) {
 }
 
 void AddFitOption(Command command, std::string& word) {
-  command.AddOption("--fit", &word, "Scale pictures to the frame, or only pad; scale")
+  command.AddOption("--fit", &word, "Scale pictures to the frame, or pad (default scale)")
       .Check(OneOf({kFitWords.begin(), kFitWords.end()}))
       .TypeName("scale|pad");
 }
@@ -60,8 +60,8 @@ void AddInputOptions(Command command, InputArguments& arguments) {
       .AddOption("INPUT", &arguments.inputs, "Picture, folder, glob, video, camera:0, - (a list)")
       .Required()
       .TypeName("");
-  constexpr const char* kGroup = "Folders within folders too; every N-th frame";
-  command.AddFlag("--recursive", &arguments.recursive, "Folders within folders too").Group(kGroup);
+  constexpr const char* kGroup = "Include subfolders; every N-th frame (default 1)";
+  command.AddFlag("--recursive", &arguments.recursive, "Include subfolders").Group(kGroup);
   command
       .AddOption("--frame-step", &arguments.frame_step, "Every N-th frame of a video (default 1)")
       .Check(NumberFrom(1, 1000000, "a whole number from 1 to 1000000"))
@@ -86,7 +86,7 @@ Option AddQuietOption(Command command, bool& quiet) {
 }
 
 void AddLogOptions(Command command, LogOptions& options) {
-  constexpr const char* kGroup = "What is said on standard error";
+  constexpr const char* kGroup = "Messages on standard error";
   Option verbose =
       command.AddFlag("-v,--verbose", &options.verbose, "Show the detector's log").Group(kGroup);
   Option quiet = AddQuietOption(command, options.quiet).Group(kGroup);

@@ -35,7 +35,7 @@ ReportOutcome Write(const Results& results, const ReportOptions& page, const std
   return WriteReport(results, page, path, &progress);
 }
 
-// Also when told to overwrite: they could not be had again.
+// Also with --overwrite: they could not be recovered.
 void RefuseToReplaceResults(const std::string& page, const std::string& results) {
   std::error_code ignored;
   if (fs::equivalent(page, results, ignored)) {
@@ -49,19 +49,17 @@ Command AddReport(Program& program, ReportCommandOptions& options) {
   Command command = program.AddCommand("report", "Show results as one HTML page");
   command
       .AddOption("--output", &options.output,
-                 "The page; report.html beside the results,\nwhen this is not given")
+                 "Output file (default: report.html next to\nthe results)")
       .TypeName("PAGE.html");
-  command.AddFlag("--overwrite", &options.overwrite, "Replace the page if it is there");
+  command.AddFlag("--overwrite", &options.overwrite, "Replace an existing page");
   AddQuietOption(command, options.quiet);
   command.AddOption("--title", &options.page.title, "Heading of the page").TypeName("TEXT");
-  command
-      .AddOption("--max-width", &options.page.max_width,
-                 "Wider pictures are made smaller; 1600 pixels")
+  command.AddOption("--max-width", &options.page.max_width, "Maximum picture width (default 1600)")
       .Check(NumberFrom(64, 16384, "a number of pixels from 64 to 16384"))
       .TypeName("PIXELS");
   command
       .AddOption("--max-frames", &options.page.max_frames,
-                 "Frames with a picture in the page, about 0.3 MB\neach; 200, evenly spread")
+                 "Maximum frames with a picture, evenly spread,\nabout 0.3 MB each (default 200)")
       .Check(NumberFrom(0, 100000, "a whole number from 0 to 100000"))
       .TypeName("N");
   command.AddOption("RESULTS", &options.results, "Folder of detect's results, or its results.jsonl")

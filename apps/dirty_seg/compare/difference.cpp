@@ -152,7 +152,7 @@ std::string TotalsText(const DifferenceTotals& totals) {
   text += Line("fece verdicts",
                fmt::format("{} of {} changed", totals.verdict_changes, totals.verdicts));
   if (totals.success_changes != 0) {
-    text += Line("frames", fmt::format("{} failed on one side alone", totals.success_changes));
+    text += Line("frames", fmt::format("{} failed on only one side", totals.success_changes));
   }
   return text;
 }

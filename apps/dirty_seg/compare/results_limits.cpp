@@ -69,7 +69,7 @@ void FindUnpaired(const ResultsComparison& comparison, std::vector<std::string>&
   for (const ComparedFrame& frame : comparison.frames) {
     if (!frame.difference.success_changed) continue;
     excesses.push_back(
-        fmt::format("{} failed in {} alone", FrameText(*frame.a), frame.a->success ? "B" : "A"));
+        fmt::format("{} failed only in {}", FrameText(*frame.a), frame.a->success ? "B" : "A"));
   }
 }
 
@@ -82,27 +82,27 @@ bool ResultsLimits::Any() const {
 std::vector<std::string> FindExcesses(const ResultsComparison& comparison,
                                       const ResultsLimits& limits) {
   std::vector<std::string> excesses;
-  const auto tell = [&excesses](const char* option, double limit, const Worst& worst,
-                                const char* unit) {
+  const auto add = [&excesses](const char* option, double limit, const Worst& worst,
+                               const char* unit) {
     excesses.push_back(fmt::format("{} {}: {}{} in {}", option, Plain(limit), Plain(worst.value),
                                    unit, FrameText(*worst.frame->a)));
   };
   if (limits.max_box_distance) {
     const Worst worst = WorstBox(comparison);
     if (worst.value > *limits.max_box_distance) {
-      tell("--max-box-distance", *limits.max_box_distance, worst, " pixels");
+      add("--max-box-distance", *limits.max_box_distance, worst, " pixels");
     }
   }
   if (limits.max_score_difference) {
     const Worst worst = WorstScore(comparison);
     if (worst.value > *limits.max_score_difference) {
-      tell("--max-score-difference", *limits.max_score_difference, worst, "");
+      add("--max-score-difference", *limits.max_score_difference, worst, "");
     }
   }
   if (limits.min_mask_iou) {
     const Worst worst = WorstMask(comparison);
     if (worst.frame != nullptr && worst.value < *limits.min_mask_iou) {
-      tell("--min-mask-iou", *limits.min_mask_iou, worst, "");
+      add("--min-mask-iou", *limits.min_mask_iou, worst, "");
     }
   }
   const std::size_t unmatched = CountUnmatched(comparison);

@@ -21,7 +21,7 @@ struct ResultsLimits {
 };
 
 /// A message for each limit that is exceeded, with the option, the frame and the value. With any
-/// limit, frames that only one result has, or that succeeded in one alone, count too.
+/// limit, frames that only one result has, or that succeeded in only one, count too.
 std::vector<std::string> FindExcesses(const ResultsComparison& comparison,
                                       const ResultsLimits& limits);
 

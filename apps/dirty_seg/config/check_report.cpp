@@ -13,12 +13,12 @@ using nlohmann::ordered_json;
 
 constexpr int kCheckSchemaVersion = 1;
 
-ordered_json FindingToJson(const std::string& path, const Finding& finding) {
+ordered_json FileProblemToJson(const std::string& path, const FileProblem& finding) {
   ordered_json json;
   json["file"] = path;
   if (finding.line > 0) json["line"] = finding.line;
   if (!finding.key.empty()) json["key"] = finding.key;
-  json["kind"] = finding.kind == Finding::Kind::kError ? "error" : "warning";
+  json["kind"] = finding.kind == FileProblem::Kind::kError ? "error" : "warning";
   json["message"] = finding.text;
   if (!finding.advice.empty()) json["advice"] = finding.advice;
   return json;
@@ -45,10 +45,12 @@ ordered_json ToJson(const std::string& path, const ConfigCheck& check) {
   json["schema_version"] = kCheckSchemaVersion;
   PutName("config", path, json);
   json["network_side"] = check.side;
-  json["errors"] = check.Count(Finding::Kind::kError);
-  json["warnings"] = check.Count(Finding::Kind::kWarning);
+  json["errors"] = check.Count(FileProblem::Kind::kError);
+  json["warnings"] = check.Count(FileProblem::Kind::kWarning);
   ordered_json& findings = json["findings"] = ordered_json::array();
-  for (const Finding& finding : check.findings) findings.push_back(FindingToJson(path, finding));
+  for (const FileProblem& finding : check.findings) {
+    findings.push_back(FileProblemToJson(path, finding));
+  }
   ordered_json& patches = json["patches"] = ordered_json::array();
   for (const ListedPatch& patch : check.patches) patches.push_back(PatchToJson(patch, check.side));
   ordered_json& coverage = json["coverage"];

@@ -20,7 +20,7 @@ namespace {
 
 namespace geometry = nuvik::geometry;
 
-using Findings = std::vector<Finding>;
+using FileProblems = std::vector<FileProblem>;
 
 constexpr double kMaxShared = 0.5;
 constexpr std::size_t kMaxGaps = 4;
@@ -36,13 +36,13 @@ struct Place {
 Place PlaceOf(const ListedPatch& patch) { return {patch.line, PatchKey(patch.index)}; }
 
 void Warn(const Place& place, const std::string& text, const std::string& advice,
-          Findings& findings) {
-  findings.push_back({Finding::Kind::kWarning, place.line, text, advice, place.key});
+          FileProblems& findings) {
+  findings.push_back({FileProblem::Kind::kWarning, place.line, text, advice, place.key});
 }
 
 void Fail(const Place& place, const std::string& text, const std::string& advice,
-          Findings& findings) {
-  findings.push_back({Finding::Kind::kError, place.line, text, advice, place.key});
+          FileProblems& findings) {
+  findings.push_back({FileProblem::Kind::kError, place.line, text, advice, place.key});
 }
 
 // ---- Keys and values ----------------------------------------------------------------------------
@@ -54,7 +54,7 @@ std::vector<std::string> PostprocessNames() {
 }
 
 // Other programs may read the file too, so a key unlike any of ours may be theirs.
-void CheckRootKeys(const YAML::Node& root, Findings& findings) {
+void CheckRootKeys(const YAML::Node& root, FileProblems& findings) {
   if (!root.IsMap()) return;
   const std::vector<std::string> known{"patch", "postprocess"};
   for (const auto& entry : root) {
@@ -72,7 +72,7 @@ void CheckRootKeys(const YAML::Node& root, Findings& findings) {
   FindRepeatedKeys(root, "", findings);
 }
 
-void CheckPatchKeys(const YAML::Node& patch, Findings& findings) {
+void CheckPatchKeys(const YAML::Node& patch, FileProblems& findings) {
   if (!patch.IsDefined() || !patch.IsMap()) return;
   const std::vector<std::string> known{"enable", "patches"};
   for (const auto& entry : patch) {
@@ -85,7 +85,7 @@ void CheckPatchKeys(const YAML::Node& patch, Findings& findings) {
   FindRepeatedKeys(patch, "patch.", findings);
 }
 
-void CheckPostprocess(const YAML::Node& root, Findings& findings) {
+void CheckPostprocess(const YAML::Node& root, FileProblems& findings) {
   std::vector<nuvik::model::PostprocessProblem> problems;
   nuvik::model::ReadPostprocessOptions(root, problems);
   const std::string prefix = "postprocess.";
@@ -113,16 +113,17 @@ std::string Suggestions(const cv::Rect& patch, int side) {
 // If the patches cover the whole frame, the limits allow what `init` would lay out for the batch:
 // editing the file could not improve on that.
 FitLimits LimitsFor(int side, std::optional<int> batch, const Coverage& coverage) {
-  const FitLimits limits = kUsualFitLimits;
+  const FitLimits limits = kDefaultFitLimits;
   if (!batch || !coverage.gaps.empty()) return limits;
-  const std::vector<Grid> grids = GridsThatFit(*batch, kUsualOverlap, side);
+  const std::vector<Grid> grids = GridsThatFit(*batch, kDefaultOverlap, side);
   if (grids.empty()) return limits;
-  const PatchFit best = FitPatch(LayOutGrid(grids[0], kUsualOverlap, side).at(0).size(), side);
+  const PatchFit best = FitPatch(LayOutGrid(grids[0], kDefaultOverlap, side).at(0).size(), side);
   return {std::max(limits.grey, best.grey), std::max(limits.shrunk, best.shrunk),
           std::max(limits.enlarged, 1.0 / best.shrunk)};
 }
 
-void CheckPatch(const ListedPatch& patch, int side, const FitLimits& limits, Findings& findings) {
+void CheckPatch(const ListedPatch& patch, int side, const FitLimits& limits,
+                FileProblems& findings) {
   const Place place = PlaceOf(patch);
   const cv::Rect clipped = Clipped(patch);
   const std::string name = PatchName(patch.index) + " " + RectText(patch.rectangle);
@@ -162,7 +163,7 @@ void CheckPatch(const ListedPatch& patch, int side, const FitLimits& limits, Fin
 }
 
 // Warns about each patch and the earlier one that it shares most with.
-void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
+void CheckPairs(const std::vector<ListedPatch>& patches, FileProblems& findings) {
   for (std::size_t j = 1; j < patches.size(); ++j) {
     const cv::Rect second = Clipped(patches[j]);
     double most = 0.0;
@@ -183,7 +184,7 @@ void CheckPairs(const std::vector<ListedPatch>& patches, Findings& findings) {
   }
 }
 
-void CheckGaps(const Coverage& coverage, Findings& findings) {
+void CheckGaps(const Coverage& coverage, FileProblems& findings) {
   std::vector<cv::Rect> shown = coverage.gaps;
   if (shown.empty()) return;
   shown.resize(std::min(shown.size(), kMaxGaps));
@@ -195,17 +196,17 @@ void CheckGaps(const Coverage& coverage, Findings& findings) {
   Warn({}, text, "", findings);
 }
 
-void SortByLine(Findings& findings) {
+void SortByLine(FileProblems& findings) {
   std::stable_sort(findings.begin(), findings.end(),
-                   [](const Finding& a, const Finding& b) { return a.line < b.line; });
+                   [](const FileProblem& a, const FileProblem& b) { return a.line < b.line; });
 }
 
 }  // namespace
 
-std::size_t ConfigCheck::Count(Finding::Kind kind) const {
+std::size_t ConfigCheck::Count(FileProblem::Kind kind) const {
   return static_cast<std::size_t>(
       std::count_if(findings.begin(), findings.end(),
-                    [kind](const Finding& finding) { return finding.kind == kind; }));
+                    [kind](const FileProblem& finding) { return finding.kind == kind; }));
 }
 
 cv::Rect Clipped(const ListedPatch& patch) {
@@ -236,11 +237,11 @@ void CheckFit(int side, std::optional<int> batch, ConfigCheck& check) {
 }
 
 void RefuseErrors(const std::string& path, const ConfigCheck& check) {
-  const std::size_t count = check.Count(Finding::Kind::kError);
-  for (const Finding& finding : check.findings) {
-    if (finding.kind != Finding::Kind::kError) continue;
+  const std::size_t count = check.Count(FileProblem::Kind::kError);
+  for (const FileProblem& finding : check.findings) {
+    if (finding.kind != FileProblem::Kind::kError) continue;
     if (count == 1) RejectFile(path, finding);
-    PrintError(FindingText(path, finding));
+    PrintError(FileProblemText(path, finding));
   }
   if (count == 0) return;
   throw SetupError(fmt::format(
@@ -249,14 +250,14 @@ void RefuseErrors(const std::string& path, const ConfigCheck& check) {
 
 std::string CheckText(const std::string& path, const ConfigCheck& check) {
   std::string text;
-  for (const Finding& finding : check.findings) {
+  for (const FileProblem& finding : check.findings) {
     const std::string line = finding.line == 0 ? "" : fmt::format(":{}", finding.line);
-    const char* const kind = finding.kind == Finding::Kind::kError ? "error" : "warning";
+    const char* const kind = finding.kind == FileProblem::Kind::kError ? "error" : "warning";
     text += Printable(fmt::format("{}{}: {}: {}", path, line, kind, SentenceOf(finding))) + "\n";
   }
   text += fmt::format("{}: {}, {}", Printable(path),
-                      Counted(check.Count(Finding::Kind::kError), "error"),
-                      Counted(check.Count(Finding::Kind::kWarning), "warning"));
+                      Counted(check.Count(FileProblem::Kind::kError), "error"),
+                      Counted(check.Count(FileProblem::Kind::kWarning), "warning"));
   if (!check.patches.empty()) {
     const std::size_t count = check.patches.size();
     text += fmt::format("; {} {} {} of the frame, {} more than once", count,

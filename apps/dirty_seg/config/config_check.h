@@ -12,13 +12,13 @@ namespace dirty_seg {
 
 struct ConfigCheck {
   /// By line; the file as a whole first.
-  std::vector<Finding> findings;
+  std::vector<FileProblem> findings;
   /// The valid ones.
   std::vector<ListedPatch> patches;
   Coverage coverage;
   int side = 0;  // of the network's input; 0 before CheckFit
 
-  std::size_t Count(Finding::Kind kind) const;
+  std::size_t Count(FileProblem::Kind kind) const;
 };
 
 /// The patch, clipped to the frame.

@@ -39,7 +39,7 @@ std::string KeyOf(const std::string& path, const YAML::Node& key) {
 }
 
 void RejectRepeatedKeys(const std::string& path, const YAML::Node& mapping) {
-  std::vector<Finding> findings;
+  std::vector<FileProblem> findings;
   FindRepeatedKeys(mapping, "", findings);
   if (!findings.empty()) RejectFile(path, findings.front());
 }

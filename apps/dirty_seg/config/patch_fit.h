@@ -10,7 +10,7 @@ struct PatchFit {
   cv::Size scaled;       // the crop in network pixels; a side of 0 cannot be scaled at all
   cv::Size square;       // with its padding: what is written into the network's slot
   double grey = 0.0;     // share of the square that is padding, 0 to 1
-  double shrunk = 1.0;   // frame pixels to a network pixel
+  double shrunk = 1.0;   // frame pixels per network pixel
   bool is_whole = true;  // false: other than the network's square, so that rows run into each other
 };
 
@@ -18,9 +18,9 @@ struct PatchFit {
 struct FitLimits {
   double grey = 0.0;
   double shrunk = 0.0;
-  double enlarged = 0.0;  // network pixels to a frame pixel
+  double enlarged = 0.0;  // network pixels per frame pixel
 };
-inline constexpr FitLimits kUsualFitLimits{0.25, 2.0, 2.0};
+inline constexpr FitLimits kDefaultFitLimits{0.25, 2.0, 2.0};
 
 bool IsWithin(const PatchFit& fit, const FitLimits& limits);
 
@@ -33,7 +33,7 @@ PatchFit FitPatch(const cv::Size& patch, int side);
 std::vector<cv::Size> NearestWholeSizes(const cv::Size& patch, int side, const cv::Size& most);
 
 /// The smallest such size, by the sum of its sides, that is nowhere smaller than `least`; empty
-/// where there is none.
+/// if there is none.
 cv::Size SmallestWholeSize(const cv::Size& least, int side, const cv::Size& most);
 
 }  // namespace dirty_seg

@@ -17,7 +17,7 @@ constexpr const char* kExample =
 // Reads a patch list, and records what is wrong with it.
 class PatchListReader {
  public:
-  explicit PatchListReader(std::vector<Finding>& findings) : findings_(findings) {}
+  explicit PatchListReader(std::vector<FileProblem>& findings) : findings_(findings) {}
 
   std::vector<ListedPatch> Read(const YAML::Node& root) {
     std::vector<ListedPatch> patches;
@@ -31,7 +31,7 @@ class PatchListReader {
 
  private:
   void Note(int line, const std::string& key, const std::string& text, const std::string& advice) {
-    findings_.push_back({Finding::Kind::kError, line, text, advice, key});
+    findings_.push_back({FileProblem::Kind::kError, line, text, advice, key});
   }
 
   // Undefined if there is no list to read.
@@ -122,7 +122,7 @@ class PatchListReader {
     return {};
   }
 
-  std::vector<Finding>& findings_;
+  std::vector<FileProblem>& findings_;
 };
 
 }  // namespace
@@ -131,7 +131,7 @@ std::string PatchName(std::size_t index) { return fmt::format("patch {} (counted
 
 std::string PatchKey(std::size_t index) { return fmt::format("patch.patches[{}]", index); }
 
-std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings) {
+std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<FileProblem>& findings) {
   return PatchListReader(findings).Read(root);
 }
 

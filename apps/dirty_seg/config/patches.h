@@ -27,6 +27,6 @@ std::string PatchKey(std::size_t index);
 /// disabled, missing or empty. A patch may reach over the right and lower edge; the detector clips
 /// it. The detector itself takes any number and then fails frame by frame, or throws without naming
 /// the file.
-std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<Finding>& findings);
+std::vector<ListedPatch> ReadPatchList(const YAML::Node& root, std::vector<FileProblem>& findings);
 
 }  // namespace dirty_seg

@@ -150,7 +150,7 @@ std::vector<Grid> GridsThatFit(int slots, int overlap, int side) {
   return grids;
 }
 
-Grid UsualGrid(int side, std::optional<int> batch, int overlap) {
+Grid DefaultGrid(int side, std::optional<int> batch, int overlap) {
   const Grid usual;
   const auto first = [&](int slots) {
     const std::vector<Grid> grids = GridsThatFit(slots, overlap, side);
@@ -161,7 +161,7 @@ Grid UsualGrid(int side, std::optional<int> batch, int overlap) {
   for (int slots = usual.count(); slots <= kMaxSlots; ++slots) {
     const Grid grid = slots == usual.count() ? usual : first(slots);
     const cv::Size size = PatchSize(grid, overlap, side);
-    if (!size.empty() && IsWithin(FitPatch(size, side), kUsualFitLimits)) return grid;
+    if (!size.empty() && IsWithin(FitPatch(size, side), kDefaultFitLimits)) return grid;
   }
   return usual;
 }
@@ -207,7 +207,7 @@ std::string StarterHost(const StarterNetworks& networks, const std::string& conf
       "# Host file of dirty_seg: what its flags say, for every command that takes --host.\n"
       "#   dirty_seg detect --host host.yaml --save PICTURE...\n"
       "# A key at the left serves every command with such an option; one below a command's name,\n"
-      "# that command alone. The command line wins. Paths are seen from this file's folder.\n\n";
+      "# only that command. The command line wins. Relative paths start at this file's folder.\n\n";
   text += Line("model: " + QuotedScalar(networks.model), networks.model_comment);
   text += Line("config: " + QuotedScalar(config_name), "patches and thresholds");
   text += ClassComment(networks.class_names);

@@ -28,11 +28,11 @@ std::string GridText(const Grid& grid);
 std::vector<cv::Rect> LayOutGrid(const Grid& grid, int overlap, int side);
 
 /// Default overlap of neighbours, in pixels.
-inline constexpr int kUsualOverlap = 80;
+inline constexpr int kDefaultOverlap = 80;
 
 /// The default grid for a network: the first of those that fit its batch, or if the file leaves
 /// that open, 3x2 or the first of more patches that a check has no warning for.
-Grid UsualGrid(int side, std::optional<int> batch, int overlap);
+Grid DefaultGrid(int side, std::optional<int> batch, int overlap);
 
 /// Grids of at most `slots` patches, at most three of them, those first that leave the least of the
 /// batch's input grey.

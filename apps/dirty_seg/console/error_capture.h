@@ -6,7 +6,7 @@
 namespace dirty_seg {
 
 /// Takes over the process's standard error for its lifetime. Initialising an engine returns a
-/// number; the cause stands in the line that it writes there, and so do decoders of pictures. At
+/// number; the cause is in the line that it writes there, and so do decoders of pictures. At
 /// most one object at a time.
 class ErrorCapture {
  public:

@@ -17,7 +17,7 @@ namespace {
 constexpr double kSecondsBetweenBars = 0.1;
 constexpr double kSecondsBetweenLines = 60.0;
 constexpr int kWidestBar = 30;
-constexpr int kUsualColumns = 80;
+constexpr int kDefaultColumns = 80;
 
 // "1:30", or "2:01:30" from an hour on.
 std::string TimeText(double seconds) {
@@ -81,8 +81,8 @@ double SteadySeconds() {
 std::optional<int> TerminalColumns() {
   if (isatty(STDERR_FILENO) == 0) return std::nullopt;
   winsize size{};
-  const bool is_told = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return is_told ? size.ws_col : kUsualColumns;
+  const bool is_known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return is_known ? size.ws_col : kDefaultColumns;
 }
 
 }  // namespace dirty_seg

@@ -132,7 +132,7 @@ std::string VerdictTexts() {
                      kVerdicts.back());
 }
 
-std::size_t CountAnswersOfNoNumber(const FrameLog& log) {
+std::size_t CountNotANumberAnswers(const FrameLog& log) {
   return static_cast<std::size_t>(
       std::count_if(log.entries.begin(), log.entries.end(), [](const LogEntry& entry) {
         const std::optional<Answer> answer = ReadAnswer(entry);

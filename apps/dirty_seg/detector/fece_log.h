@@ -47,16 +47,16 @@ struct FeceRules {
 };
 
 /// How many of the classifier's answers were not a number; the detector takes these as negative.
-std::size_t CountAnswersOfNoNumber(const FrameLog& log);
+std::size_t CountNotANumberAnswers(const FrameLog& log);
 
 /// The candidates among the detections of `result`, in their order. `picture_size` is that of the
 /// frame's picture.
 ///
 /// The log names the pixels of each candidate but not its detection, and the result has lost the
 /// class of those that were confirmed. So detections and log are read side by side: of one that is
-/// now label 19, the next line tells whether it was a candidate. Only when the network has a class
+/// now label 19, the next line says whether it was a candidate. Only when the network has a class
 /// 19 of its own, and one of those touches the very pixels of a confirmed candidate, the two cannot
-/// be told apart, and the first is taken.
+/// be distinguished, and the first is taken.
 ///
 /// Nothing if log and detections do not match.
 std::optional<std::vector<FeceCandidate>> ReadFeceCandidates(const FrameLog& log,

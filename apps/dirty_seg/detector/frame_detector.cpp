@@ -88,7 +88,7 @@ FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& l
 FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   std::shared_ptr<DirtyStatusResultData> result;
   std::string exception_text;
-  nuvik::model::TakeNonFiniteCounts();  // of another frame that failed behind the decoder
+  nuvik::model::TakeNonFiniteCounts();  // of another frame that failed after the decoder
   const Stopwatch watch;
   try {
     if (!detector_.DoInference({{"color", picture}}, result)) result = nullptr;
@@ -115,7 +115,7 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     if (fece_rules_ && !outcome.fece_candidates) {
       outcome.complaints.emplace_back("the classifier's verdicts cannot be read from the log");
     }
-    if (const std::size_t count = CountAnswersOfNoNumber(log); count > 0) {
+    if (const std::size_t count = CountNotANumberAnswers(log); count > 0) {
       outcome.complaints.push_back("the classifier's answer is not a number for " +
                                    Counted(count, "candidate"));
     }

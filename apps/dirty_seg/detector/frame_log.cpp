@@ -8,7 +8,7 @@ namespace dirty_seg {
 namespace {
 
 struct Stage {
-  const char* beginning;  // of the message that tells its time
+  const char* beginning;  // of the message that has its time
   std::optional<double> StageTimes::*time;
 };
 constexpr std::array<Stage, 3> kStages{{

@@ -23,7 +23,7 @@ struct Polygon {
 
 /// The separate areas of a mask (CV_8UC1), as polygons. Outer outlines run through the area's own
 /// outermost pixels, those of holes through the area's pixels around the hole; straight runs are
-/// their ends alone. An area of one pixel's width has an outline without area: a polygon holds less
+/// only their ends. An area of one pixel's width has an outline without area: a polygon holds less
 /// than the mask.
 std::vector<Polygon> FindPolygons(const cv::Mat& mask);
 

@@ -9,8 +9,8 @@
 
 namespace dirty_seg {
 
-/// Colour of a label, B, G, R: always the same, told apart by colour-blind people too. Six colours
-/// in turn; a seventh is for confirmed faeces alone.
+/// Colour of a label, B, G, R: always the same, distinct for colour-blind people too. Six colours
+/// in turn; a seventh is only for confirmed faeces.
 cv::Scalar LabelColour(int label, bool is_confirmed_faeces);
 
 /// Where a tag of `size` goes: on the box's upper edge, or the next place downwards where it covers

@@ -92,7 +92,7 @@ WholeFile::WholeFile(const std::string& path, const std::string& part)
   // Another process may rename the file between opening and locking it.
   do {
     file_.emplace(part_, O_NOFOLLOW, path);
-    if (!file_->Lock()) Reject(path, "another process is at it");
+    if (!file_->Lock()) Reject(path, "another process is writing it");
   } while (!file_->IsAt(part_));
   file_->MakeEmpty();
 }
@@ -121,7 +121,7 @@ void RefuseToReplace(const std::string& path, const char* otherwise) {
   std::error_code error;
   if (fs::exists(path, error)) {
     throw SetupError(
-        fmt::format("'{}' is there already; --overwrite replaces it{}", path, otherwise));
+        fmt::format("'{}' already exists; --overwrite replaces it{}", path, otherwise));
   }
 }
 

@@ -25,7 +25,7 @@ std::string EncodePictureFile(const std::string& path, const cv::Mat& picture) {
   }
   std::vector<unsigned char> bytes;
   try {
-    // The parameter is JPEG's alone; other formats pass over it.
+    // The parameter is only JPEG's; other formats ignore it.
     cv::imencode(fs::path(path).extension().string(), picture, bytes,
                  {cv::IMWRITE_JPEG_QUALITY, kJpegQuality});
   } catch (const cv::Exception& exception) {

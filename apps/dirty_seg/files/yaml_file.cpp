@@ -13,21 +13,21 @@
 
 namespace dirty_seg {
 
-std::string SentenceOf(const Finding& finding) {
+std::string SentenceOf(const FileProblem& finding) {
   return finding.text + (finding.advice.empty() ? "" : "; " + finding.advice);
 }
 
-std::string FindingText(const std::string& path, const Finding& finding) {
+std::string FileProblemText(const std::string& path, const FileProblem& finding) {
   const std::string line = finding.line == 0 ? "" : fmt::format(" line {}", finding.line);
   return fmt::format("'{}'{}: {}", path, line, SentenceOf(finding));
 }
 
-void RejectFile(const std::string& path, const Finding& finding) {
-  throw SetupError(FindingText(path, finding));
+void RejectFile(const std::string& path, const FileProblem& finding) {
+  throw SetupError(FileProblemText(path, finding));
 }
 
 void RejectFile(const std::string& path, int line, const std::string& what) {
-  RejectFile(path, {Finding::Kind::kError, line, what, "", ""});
+  RejectFile(path, {FileProblem::Kind::kError, line, what, "", ""});
 }
 
 YAML::Node LoadYaml(const std::string& path) {
@@ -59,7 +59,7 @@ std::string NodeText(const YAML::Node& node) {
 }
 
 void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
-                      std::vector<Finding>& findings) {
+                      std::vector<FileProblem>& findings) {
   std::map<std::string, int> lines;
   for (const auto& entry : mapping) {
     if (!entry.first.IsScalar()) continue;
@@ -67,8 +67,8 @@ void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
     const auto [first, is_new] = lines.emplace(entry.first.Scalar(), line);
     if (is_new) continue;
     const std::string key = prefix + first->first;
-    findings.push_back({Finding::Kind::kError, line,
-                        fmt::format("{} stands in line {} too", key, first->second),
+    findings.push_back({FileProblem::Kind::kError, line,
+                        fmt::format("{} is also in line {}", key, first->second),
                         "expected it once", key});
   }
 }

@@ -9,7 +9,7 @@
 namespace dirty_seg {
 
 /// A problem in a file.
-struct Finding {
+struct FileProblem {
   enum class Kind { kError, kWarning };
   Kind kind = Kind::kError;
   int line = 0;  // counted from 1; 0 for the file as a whole
@@ -22,13 +22,13 @@ struct Finding {
 };
 
 /// "TEXT; ADVICE".
-std::string SentenceOf(const Finding& finding);
+std::string SentenceOf(const FileProblem& finding);
 
 /// "'PATH' line 3: TEXT; ADVICE".
-std::string FindingText(const std::string& path, const Finding& finding);
+std::string FileProblemText(const std::string& path, const FileProblem& finding);
 
 /// Throws SetupError with that text: the file cannot be used.
-[[noreturn]] void RejectFile(const std::string& path, const Finding& finding);
+[[noreturn]] void RejectFile(const std::string& path, const FileProblem& finding);
 
 /// The same for something at `line`, 0 for the file as a whole.
 [[noreturn]] void RejectFile(const std::string& path, int line, const std::string& what);
@@ -40,12 +40,12 @@ YAML::Node LoadYaml(const std::string& path);
 /// Line of a node, counted from 1; 0 if it has none.
 int LineOf(const YAML::Node& node);
 
-/// The node as it stands in the file, on one line and in quotes; "empty" for none.
+/// The node as it is written in the file, on one line and in quotes; "empty" for none.
 std::string NodeText(const YAML::Node& node);
 
 /// Adds an error for each repeated key of `mapping`: the parser silently uses the first. `prefix`
 /// goes before the key.
 void FindRepeatedKeys(const YAML::Node& mapping, const std::string& prefix,
-                      std::vector<Finding>& findings);
+                      std::vector<FileProblem>& findings);
 
 }  // namespace dirty_seg

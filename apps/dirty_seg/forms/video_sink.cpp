@@ -13,7 +13,7 @@ namespace dirty_seg {
 namespace {
 
 // For a camera that does not report its rate.
-constexpr double kUsualRate = 30.0;
+constexpr double kDefaultRate = 30.0;
 
 class VideoSink : public ResultSink {
  public:
@@ -37,7 +37,7 @@ class VideoSink : public ResultSink {
     Close();
     input_ = found.frame.input;
     size_ = found.overlay.size();
-    const double rate = found.frame.rate > 0.0 ? found.frame.rate : kUsualRate;
+    const double rate = found.frame.rate > 0.0 ? found.frame.rate : kDefaultRate;
     // The writer chooses the format by the extension.
     const std::string part = folder_.Claim(found.input_name + ".overlay.part.avi");
     path_ = folder_.Claim(found.input_name + ".overlay.avi");

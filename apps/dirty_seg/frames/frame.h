@@ -36,7 +36,7 @@ struct Frame {
 std::string FrameText(const std::string& source, std::optional<std::int64_t> number);
 
 /// "'floor.mp4' frame 12", as messages about the frame begin; a picture, and an input without a
-/// frame, are named by the source alone.
+/// frame, are named only by the source.
 std::string NameOf(const Frame& frame);
 
 }  // namespace dirty_seg

@@ -15,7 +15,7 @@ enum class InputKind {
   kPicture,
   kVideo,
   kCamera,
-  kList,  // within InputQueue alone
+  kList,  // only within InputQueue
 };
 
 /// One picture, video or camera to read, or an argument that names none.
@@ -45,7 +45,7 @@ InputKind KindOf(const std::string& path);
 std::vector<Input> ExpandInputs(const std::vector<std::string>& arguments,
                                 const InputOptions& options = {});
 
-/// The inputs one after another. The argument "-" stands for a list on a stream, one argument per
+/// The inputs one after another. The argument "-" means a list on a stream, one argument per
 /// line. Each line is read when it is needed, so that another program can write them while this one
 /// works. Lines may end in "\r\n".
 class InputQueue {

@@ -36,8 +36,8 @@ void KeepLibrariesQuiet() {
 class CaptureReader : public FrameReader {
  public:
   // Copies of a capture share one decoder.
-  CaptureReader(const cv::VideoCapture& capture, std::int64_t told_count, int frame_step)
-      : capture_(capture), told_count_(told_count), frame_step_(frame_step) {
+  CaptureReader(const cv::VideoCapture& capture, std::int64_t reported_count, int frame_step)
+      : capture_(capture), reported_count_(reported_count), frame_step_(frame_step) {
     const double rate = capture_.get(cv::CAP_PROP_FPS);
     if (rate > 0.0 && std::isfinite(rate)) rate_ = rate / frame_step;
   }
@@ -60,23 +60,23 @@ class CaptureReader : public FrameReader {
   }
 
   std::optional<std::int64_t> Count() const override {
-    if (told_count_ <= 0) return std::nullopt;
-    return (told_count_ + frame_step_ - 1) / frame_step_;
+    if (reported_count_ <= 0) return std::nullopt;
+    return (reported_count_ + frame_step_ - 1) / frame_step_;
   }
 
  private:
   bool End() const {
     if (next_ == 0) throw InputError("gives no frame that can be read");
-    const auto missing = static_cast<double>(told_count_ - next_);
-    if (missing > std::max(0.0, kCountTolerance * static_cast<double>(told_count_))) {
+    const auto missing = static_cast<double>(reported_count_ - next_);
+    if (missing > std::max(0.0, kCountTolerance * static_cast<double>(reported_count_))) {
       throw InputError(fmt::format("ends after {} of {} frames; it is cut short or damaged", next_,
-                                   told_count_));
+                                   reported_count_));
     }
     return false;
   }
 
   cv::VideoCapture capture_;
-  std::int64_t told_count_;  // 0 or less: not known
+  std::int64_t reported_count_;  // 0 or less: not known
   std::int64_t frame_step_;
   std::int64_t next_ = 0;
   double rate_ = 0.0;
@@ -109,8 +109,8 @@ cv::VideoCapture OpenCapture(const std::string& path) {
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
   const cv::VideoCapture capture = OpenCapture(path);
   // For a container without a frame count, OpenCV returns an impossible one.
-  const double told = capture.get(cv::CAP_PROP_FRAME_COUNT);
-  const auto count = told > 0.0 && told < 1e12 ? static_cast<std::int64_t>(told) : 0;
+  const double reported = capture.get(cv::CAP_PROP_FRAME_COUNT);
+  const auto count = reported > 0.0 && reported < 1e12 ? static_cast<std::int64_t>(reported) : 0;
   return std::make_unique<CaptureReader>(capture, count, frame_step);
 }
 

@@ -166,25 +166,25 @@ ordered_json ReportData::ToJson(std::size_t max_frames) const {
 bool ReportData::HasClassifier() const {
   if (facts_ && !facts_->fece_model.empty()) return true;
   // Results without candidates show it by the name that only a confirmation gives.
-  const auto tells = [](const StoredFrame& frame) {
+  const auto shows_classifier = [](const StoredFrame& frame) {
     const auto name = frame.label_names.find(kFeceLabel);
     return !frame.candidates.empty() || !frame.confirmed.empty() ||
            (name != frame.label_names.end() && name->second == kFaecesName);
   };
-  return std::any_of(results_.frames.begin(), results_.frames.end(), tells);
+  return std::any_of(results_.frames.begin(), results_.frames.end(), shows_classifier);
 }
 
 // Known ones in their order; others follow, by name.
 std::vector<std::string> ReportData::Stages() const {
-  std::set<std::string> told;
+  std::set<std::string> reported;
   for (const StoredFrame& frame : results_.frames) {
-    for (const auto& [stage, time] : frame.timing_ms) told.insert(stage);
+    for (const auto& [stage, time] : frame.timing_ms) reported.insert(stage);
   }
   std::vector<std::string> stages;
   for (const char* stage : kStages) {
-    if (told.erase(stage) != 0) stages.emplace_back(stage);
+    if (reported.erase(stage) != 0) stages.emplace_back(stage);
   }
-  stages.insert(stages.end(), told.begin(), told.end());
+  stages.insert(stages.end(), reported.begin(), reported.end());
   return stages;
 }
 
@@ -318,8 +318,8 @@ void ReportData::AddRunNotes(ordered_json& notes) const {
   const std::vector<StoredFrame>& frames = results_.frames;
   if (frames.empty()) AddNote("The results have no frame.", true, notes);
   if (!facts_) {
-    AddNote("There is no whole summary.json: whether the run came to its end is not known.", false,
-            notes);
+    AddNote("summary.json is missing or incomplete: it is not known whether the run finished.",
+            false, notes);
   } else if (facts_->interrupted) {
     AddNote(fmt::format("The run was interrupted. This is what it had done by then: {}.",
                         Counted(frames.size(), "frame")),
@@ -376,7 +376,7 @@ void ReportData::AddPictureNotes(std::size_t max_frames, ordered_json& notes) co
   }
   if (const std::size_t overlays = CountPictures(PictureOrigin::kOverlay); overlays > 0) {
     AddNote(fmt::format("The source of {} is gone or has changed: the overlay of the results "
-                        "stands in its place, whose boxes and masks are burned in and do not "
+                        "is shown instead, whose boxes and masks are burned in and do not "
                         "follow the switches.",
                         Counted(overlays, "picture")),
             true, notes);
@@ -398,14 +398,14 @@ std::size_t ReportData::CountWhole() const {
 // Inputs that failed without a failed frame, as far as there is room.
 std::string ReportData::UnreadInputsText() const {
   constexpr std::size_t kMaxNamed = 20;
-  std::set<std::string> told;
+  std::set<std::string> reported;
   for (const StoredFrame& frame : results_.frames) {
-    if (!frame.success) told.insert(frame.source);
+    if (!frame.success) reported.insert(frame.source);
   }
   std::vector<std::string> inputs;
   std::size_t count = 0;
   for (const auto& [source, cause] : facts_->failures) {
-    if (!told.insert(source).second || ++count > kMaxNamed) continue;
+    if (!reported.insert(source).second || ++count > kMaxNamed) continue;
     inputs.push_back(fmt::format("'{}' ({})", source, cause));
   }
   if (inputs.empty()) return "";

@@ -102,12 +102,12 @@ class LineReader {
     try {
       root = json::parse(text, check_depth);
     } catch (const json::parse_error& error) {
-      Reject(fmt::format("is not valid JSON near character {}; expected one object a line",
+      Reject(fmt::format("is not valid JSON near character {}; expected one object per line",
                          error.byte));
     } catch (const json::out_of_range&) {
       Reject("has a number that is too large");
     }
-    if (!root.is_object()) Reject(fmt::format("is {}; expected one object a line", Text(root)));
+    if (!root.is_object()) Reject(fmt::format("is {}; expected one object per line", Text(root)));
     return root;
   }
 
@@ -131,7 +131,7 @@ class LineReader {
   }
 
   std::string String(const json& value, const std::string& key) const {
-    if (!value.is_string()) Reject(key, value, "a text");
+    if (!value.is_string()) Reject(key, value, "a string");
     return value.get<std::string>();
   }
 
@@ -293,7 +293,7 @@ class LineReader {
   FrameFit Fit(const json& value, const StoredFrame& frame) const {
     const cv::Size whole = nuvik::geometry::FrameSize();
     if (!frame.image_size || frame.image_size->empty()) {
-      Reject("fit stands without the picture's image_size");
+      Reject("fit is given without the picture's image_size");
     }
     const json& size = Required(Object(value, "fit"), "size", "fit.");
     const cv::Size placed = Size(size, "fit.size");

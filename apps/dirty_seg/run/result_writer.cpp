@@ -126,9 +126,9 @@ void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
   };
   // One file that fails must not leave the others unfinished.
   for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
-  RunEnd told = end;
-  if (told.write_error.empty()) told.write_error = Join(causes, "; ");
-  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, told)); });
+  RunEnd reported = end;
+  if (reported.write_error.empty()) reported.write_error = Join(causes, "; ");
+  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, reported)); });
   if (!causes.empty()) throw OutputError(Join(causes, "; "));
 }
 

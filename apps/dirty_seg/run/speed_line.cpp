@@ -24,7 +24,7 @@ const char* KindText(InputKind kind) {
   return kind == InputKind::kVideo ? "video" : "camera";
 }
 
-std::string FindingsText(const std::vector<Kind>& found, const Labels& labels) {
+std::string DetectionsText(const std::vector<Kind>& found, const Labels& labels) {
   std::map<Kind, std::size_t> counts;
   for (const Kind& kind : found) ++counts[kind];
   if (counts.empty()) return "(no detections)";
@@ -44,7 +44,7 @@ std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
   }
   const cv::Size& size = record.fit.picture;
   return line + fmt::format("{}: {}x{} {}, {}", frame.source, size.width, size.height,
-                            FindingsText(KindsOf(record.outcome, labels), labels),
+                            DetectionsText(KindsOf(record.outcome, labels), labels),
                             TimeText(record.outcome.total_ms));
 }
 

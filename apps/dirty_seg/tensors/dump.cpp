@@ -111,8 +111,8 @@ ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, int side) {
 
 // The detector has accepted the file, and reported keys without effect.
 ordered_json PostprocessToJson(const std::string& config) {
-  std::vector<nuvik::model::PostprocessProblem> told;
-  const auto options = nuvik::model::ReadPostprocessOptions(YAML::LoadFile(config), told);
+  std::vector<nuvik::model::PostprocessProblem> reported;
+  const auto options = nuvik::model::ReadPostprocessOptions(YAML::LoadFile(config), reported);
   ordered_json json;
   for (const nuvik::model::PostprocessKey& key : nuvik::model::PostprocessKeys()) {
     std::visit([&](const auto member) { json[key.name] = options.*member; }, key.member);

@@ -69,7 +69,7 @@ void CompareElement(std::size_t i, long double a, long double b, TensorDifferenc
   }
   const long double difference = std::abs(a - b);
   const long double greater = std::max(std::abs(a), std::abs(b));
-  // Infinity divided by infinity is not a number, which is no less than any number.
+  // Infinity divided by infinity is not a number, which is not less than any number.
   const long double relative = std::isinf(difference) ? difference : difference / greater;
   Keep(static_cast<double>(difference), i, a, b, result.largest_absolute);
   Keep(static_cast<double>(relative), i, a, b, result.largest_relative);
@@ -158,7 +158,7 @@ std::string DifferenceText(const TensorDifference& tensor) {
   text += LargestText("absolute", tensor.largest_absolute, tensor.a.shape);
   text += LargestText("relative", tensor.largest_relative, tensor.a.shape);
   if (tensor.nan_only_in_a + tensor.nan_only_in_b > 0) {
-    text += fmt::format("  no number in A alone: {}, in B alone: {}\n", tensor.nan_only_in_a,
+    text += fmt::format("  not a number only in A: {}, only in B: {}\n", tensor.nan_only_in_a,
                         tensor.nan_only_in_b);
   }
   return text;
@@ -232,7 +232,7 @@ std::vector<std::string> FindExcesses(const DumpComparison& comparison,
     }
     const std::size_t nans = tensor.nan_only_in_a + tensor.nan_only_in_b;
     if (nans > 0) {
-      excesses.push_back(beyond + fmt::format("has no number on one side {} times", nans));
+      excesses.push_back(beyond + fmt::format("is not a number on one side {} times", nans));
     }
   }
   return excesses;

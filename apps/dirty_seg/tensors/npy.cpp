@@ -114,9 +114,9 @@ class HeaderParser {
   std::string ParseText() {
     SkipBlanks();
     const char quote = position_ < text_.size() ? text_[position_] : '\0';
-    if (quote != '\'' && quote != '"') Reject("a text");
+    if (quote != '\'' && quote != '"') Reject("a string");
     const std::size_t end = text_.find(quote, position_ + 1);
-    if (end == std::string::npos) Reject("a text");
+    if (end == std::string::npos) Reject("a string");
     std::string text = text_.substr(position_ + 1, end - position_ - 1);
     position_ = end + 1;
     return text;

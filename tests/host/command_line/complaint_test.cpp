@@ -42,7 +42,7 @@ TEST_F(Complaints, NameTheNearestOptionOfTheCommand) {
 
 TEST_F(Complaints, SendAnOptionBehindItsCommand) {
   EXPECT_EQ(ComplaintOf({"--colour", "paint"}),
-            "--colour belongs behind the command, as in 'tool paint --colour'; 'tool "
+            "--colour belongs after the command, as in 'tool paint --colour'; 'tool "
             "paint --help' shows the usage");
 }
 

@@ -28,7 +28,7 @@ class HostOption : public testing::Test {
     AddHostOption(program_, other_);
   }
 
-  // The command line's words behind "run --host FILE".
+  // The command line's words after "run --host FILE".
   void Run(const std::string& file, const std::vector<std::string>& words = {}) {
     const std::string path = folder_.Write("host.yaml", file);
     std::vector<const char*> all{"tool", "run", "--host", path.c_str()};

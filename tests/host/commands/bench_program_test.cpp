@@ -53,7 +53,7 @@ class BenchCommand : public testing::Test {
     return test::WriteVideo(folder_ / name, frames, 10.0);
   }
 
-  // Which side ran when. The log tells how many patches each run cut: two are A, one is B. Another
+  // Which side ran when. The log says how many patches each run cut: two are A, one is B. Another
   // process measures the memory, and its log is not seen.
   static std::string Order(const std::string& output) {
     std::string order;
@@ -191,7 +191,7 @@ TEST_F(BenchCommand, NamesAPictureThatFailsAndMeasuresTheRest) {
   EXPECT_TRUE(root["b"].contains("peak_memory_bytes"));
 }
 
-// Two sides that cut two patches and one; the log tells which.
+// Two sides that cut two patches and one; the log says which.
 TEST_F(BenchCommand, TakesAVideosFramesInTurnsToo) {
   const std::string clip = Clip("clip.avi", 5);
   const ProgramResult result =

@@ -105,7 +105,7 @@ TEST_F(CheckProgram, RefusesANetworkThatIsNoSegmentation) {
   const ProgramResult result =
       RunProgram({"check", config, "--model", CommonNetwork("boxes-only")});
   EXPECT_EQ(result.status, 2);
-  EXPECT_THAT(result.errors, HasSubstr("no YOLOv8 segmentation network"));
+  EXPECT_THAT(result.errors, HasSubstr("not a YOLOv8 segmentation network"));
 }
 
 TEST_F(CheckProgram, DrawsPatchesAndGaps) {
@@ -158,7 +158,7 @@ TEST_F(CheckProgram, ReplacesNoPictureUnlessTold) {
   const ProgramResult result = RunProgram({"check", config, "--frame", frame, "--output", frame});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.errors,
-            "dirty_seg: error: '" + frame + "' is there already; --overwrite replaces it\n");
+            "dirty_seg: error: '" + frame + "' already exists; --overwrite replaces it\n");
   EXPECT_EQ(test::ReadFile(frame), before);
   EXPECT_EQ(
       RunProgram({"check", config, "--frame", frame, "--output", frame, "--overwrite"}).status, 0);

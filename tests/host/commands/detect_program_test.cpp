@@ -532,8 +532,9 @@ TEST_F(Detect, RefusesATextThatIsNamedOnnx) {
 TEST_F(Detect, RefusesANetworkThatIsNoSegmentation) {
   const std::string model = CommonNetwork("boxes-only");
   const std::string errors = RefusalOf(Command(model) + Arguments{"x.png"});
-  EXPECT_THAT(errors, HasSubstr("dirty_seg: error: '" + model + "' with '" +
-                                folder_ / "config.yaml" + "': no YOLOv8 segmentation network: "));
+  EXPECT_THAT(errors,
+              HasSubstr("dirty_seg: error: '" + model + "' with '" + folder_ / "config.yaml" +
+                        "': not a YOLOv8 segmentation network: "));
 }
 
 // Neither library nor runtime keeps a file of its own, or reports to anybody.

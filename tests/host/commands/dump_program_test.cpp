@@ -1,4 +1,4 @@
-// The built program's `dump`, read back by NumPy and held against `detect`.
+// The built program's `dump`, read back by NumPy and compared with `detect`.
 //
 // Patches of seg-b2-64's two slots on a picture of 1920 x 1080: 128 x 64 pixels, which scale by a
 // half to 64 x 32 with 16 grey rows above and below, and 64 x 64 as they are.
@@ -276,7 +276,7 @@ TEST_F(Dump, IsRefusedWhereAnotherIsAtIt) {
         RunProgram(Command("dump", "out", red) + Arguments{"--overwrite"});
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.errors, "dirty_seg: error: '" + folder_ / "out/dump.json" +
-                                  "' cannot be written: another process is at it\n");
+                                  "' cannot be written: another process is writing it\n");
     EXPECT_FALSE(std::filesystem::exists(folder_ / "out/input_images.npy"));
   }
   EXPECT_EQ(RunProgram(Command("dump", "out", red)).status, 0);

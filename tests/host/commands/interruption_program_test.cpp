@@ -1,4 +1,4 @@
-// The built program when it is interrupted, and how it tells how far it is.
+// The built program when it is interrupted, and how it shows progress.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -98,7 +98,7 @@ TEST_F(ReportProgram, OverwritesAPageOnlyWhenTold) {
   const ProgramResult refused = RunProgram({"report", out_});
   EXPECT_EQ(refused.status, 2);
   EXPECT_EQ(refused.errors, "dirty_seg: error: '" + page_ +
-                                "' is there already; --overwrite replaces it, --output names "
+                                "' already exists; --overwrite replaces it, --output names "
                                 "another place\n");
   EXPECT_EQ(ReadFile(page_), "mine");
   EXPECT_EQ(RunProgram({"report", out_, "--overwrite"}).status, 0);
@@ -168,7 +168,7 @@ TEST_F(ReportProgram, RefusesWhatIsNoResults) {
 TEST_F(ReportProgram, SaysNothingWhenQuietButErrors) {
   EXPECT_EQ(RunProgram({"report", "-q", out_}).errors, "");
   EXPECT_TRUE(fs::exists(page_));
-  EXPECT_THAT(RunProgram({"report", "-q", out_}).errors, HasSubstr("is there already"));
+  EXPECT_THAT(RunProgram({"report", "-q", out_}).errors, HasSubstr("already exists"));
 }
 
 TEST_F(ReportProgram, RefusesBadNumbers) {

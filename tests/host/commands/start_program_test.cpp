@@ -264,7 +264,7 @@ TEST_F(Start, DoesNotReplaceFilesUnlessTold) {
   const ProgramResult again = Init({"--grid", "1x1"});
   EXPECT_EQ(again.status, 2);
   EXPECT_EQ(again.errors,
-            "dirty_seg: error: '" + host_ + "' is there already; --overwrite replaces it\n");
+            "dirty_seg: error: '" + host_ + "' already exists; --overwrite replaces it\n");
   EXPECT_EQ(Init({"--grid", "1x1", "--overwrite"}).status, 0);
   EXPECT_THAT(ReadFile(config_), HasSubstr("    - [0, 0, 1920, 1080]\n"));
 }

@@ -1,4 +1,4 @@
-// What the built program says to whoever mistypes, asks for help or presses the tab key.
+// The built program on wrong usage, help and completion.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -109,7 +109,7 @@ TEST(Usage, NamesInitAndHostWhereTheNetworkOrConfigurationIsMissing) {
 
 TEST(Usage, SendsAnOptionBehindItsCommand) {
   EXPECT_THAT(RunProgram({"--model", "x", "detect"}).errors,
-              HasSubstr("--model belongs behind the command, as in 'dirty_seg detect --model'"));
+              HasSubstr("--model belongs after the command, as in 'dirty_seg detect --model'"));
 }
 
 TEST(Usage, SaysWhereThresholdsAreSet) {
@@ -303,7 +303,7 @@ TEST_F(Completion, OfBashOffersExactlyWhatTheHelpNames) {
 
 TEST_F(Completion, OfZshOffersExactlyWhatTheHelpNames) {
   if (!Has("zsh")) GTEST_SKIP() << "zsh is not installed (Debian package zsh)";
-  // In the place of zsh's own, one that prints the flags it is told of.
+  // In the place of zsh's own, one that prints the flags it is given.
   const std::string ask = "compdef() { : }\n_arguments() { print -rl -- $@ }\nsource " +
                           Script("zsh") + "\nCURRENT=3\n";
   for (const std::string& command : Commands()) {

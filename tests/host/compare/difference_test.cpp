@@ -93,7 +93,7 @@ TEST(DifferenceTotals, AddUpFrames) {
             "mask IoU, label 1   mean 0.7500, worst 0.5000\n"
             "mask IoU, label 2   mean 1.0000, worst 1.0000\n"
             "fece verdicts       0 of 2 changed\n"
-            "frames              1 failed on one side alone\n");
+            "frames              1 failed on only one side\n");
 }
 
 TEST(DifferenceTotals, OfNothingHaveNoMean) {

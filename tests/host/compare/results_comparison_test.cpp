@@ -128,7 +128,7 @@ TEST_F(Limits, AreBrokenByAFrameOfOneSide) {
   a_.frames.push_back(Frame("gone.png"));
   b_.frames[0].success = false;
   EXPECT_THAT(Excesses({100.0, std::nullopt, std::nullopt, std::nullopt}),
-              ElementsAre("'gone.png' is only in A", "'a.png' failed in B alone"));
+              ElementsAre("'gone.png' is only in A", "'a.png' failed only in B"));
   EXPECT_THAT(Excesses({}), IsEmpty());
 }
 

@@ -25,9 +25,9 @@ class Check : public testing::Test {
     ConfigCheck check = CheckConfig(folder_.Write("c.yaml", yaml));
     CheckFit(side, batch, check);
     std::vector<std::string> texts;
-    for (const Finding& finding : check.findings) {
+    for (const FileProblem& finding : check.findings) {
       texts.push_back(std::to_string(finding.line) +
-                      (finding.kind == Finding::Kind::kError ? " error " : " warning ") +
+                      (finding.kind == FileProblem::Kind::kError ? " error " : " warning ") +
                       SentenceOf(finding));
     }
     return texts;
@@ -98,7 +98,7 @@ TEST_F(Check, TakesARootKeyNearOursForASlipAndAnyOtherForSomebodyElses) {
 TEST_F(Check, FindsKeysThatStandTwice) {
   EXPECT_THAT(
       Of(std::string(kWhole) + "postprocess:\n  iou_threshold: 0.5\n  iou_threshold: 0.7\n"),
-      testing::Contains("6 error postprocess.iou_threshold stands in line 5 too; expected "
+      testing::Contains("6 error postprocess.iou_threshold is also in line 5; expected "
                         "it once"));
 }
 

@@ -57,9 +57,9 @@ TEST_F(HostFileTest, MustBeAMapping) {
 
 TEST_F(HostFileTest, RefusesAKeyThatStandsTwice) {
   EXPECT_EQ(RejectionOf("model: a\nmodel: b\n"),
-            " line 2: model stands in line 1 too; expected it once");
+            " line 2: model is also in line 1; expected it once");
   EXPECT_EQ(RejectionOf("detect:\n  output: a\n  output: b\n"),
-            " line 3: output stands in line 2 too; expected it once");
+            " line 3: output is also in line 2; expected it once");
 }
 
 TEST_F(HostFileTest, RefusesAnythingButValues) {

@@ -23,7 +23,7 @@ class Patches : public testing::Test {
  protected:
   // Refused with the first finding.
   static std::vector<cv::Rect> ReadFile(const std::string& path) {
-    std::vector<Finding> findings;
+    std::vector<FileProblem> findings;
     std::vector<cv::Rect> patches;
     for (const ListedPatch& patch : ReadPatchList(LoadYaml(path), findings)) {
       patches.push_back(patch.rectangle);

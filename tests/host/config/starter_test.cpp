@@ -75,17 +75,17 @@ TEST(GridsThatFit, TakeNoMoreSlotsThanThereAre) {
   EXPECT_EQ(GridText(GridsThatFit(2, 80, 640)[0]), "2x1");
 }
 
-TEST(UsualGrid, FillsAFixedBatch) {
-  EXPECT_EQ(GridText(UsualGrid(640, 1, 80)), "1x1");
-  EXPECT_EQ(GridText(UsualGrid(640, 2, 80)), "2x1");
-  EXPECT_EQ(GridText(UsualGrid(640, 6, 80)), "3x2");
-  EXPECT_EQ(GridText(UsualGrid(320, 6, 80)), "3x2");
+TEST(DefaultGrid, FillsAFixedBatch) {
+  EXPECT_EQ(GridText(DefaultGrid(640, 1, 80)), "1x1");
+  EXPECT_EQ(GridText(DefaultGrid(640, 2, 80)), "2x1");
+  EXPECT_EQ(GridText(DefaultGrid(640, 6, 80)), "3x2");
+  EXPECT_EQ(GridText(DefaultGrid(320, 6, 80)), "3x2");
 }
 
 // 3x2 of 694 x 582 are shrunk to one pixel of 2.17 at 320, 4x2 of about 540 x 580 to one of 1.8.
-TEST(UsualGrid, OfAnOpenBatchShrinksTwofoldAtMost) {
-  EXPECT_EQ(GridText(UsualGrid(640, std::nullopt, 80)), "3x2");
-  EXPECT_EQ(GridText(UsualGrid(320, std::nullopt, 80)), "4x2");
+TEST(DefaultGrid, OfAnOpenBatchShrinksTwofoldAtMost) {
+  EXPECT_EQ(GridText(DefaultGrid(640, std::nullopt, 80)), "3x2");
+  EXPECT_EQ(GridText(DefaultGrid(320, std::nullopt, 80)), "4x2");
 }
 
 TEST(FeceClassesByName, GoesByTheNames) {
@@ -96,13 +96,13 @@ TEST(FeceClassesByName, GoesByTheNames) {
 }
 
 // Of any side and batch: 64 patches at the most, and what a network of the field has.
-TEST(StarterConfig, OfTheUsualGridIsWithoutAFinding) {
+TEST(StarterConfig, OfTheDefaultGridIsWithoutAFinding) {
   const test::TemporaryFolder folder;
   for (const int side : {224, 256, 320, 416, 512, 640, 768, 960, 1024, 1280}) {
     for (const int batch : {0, 1, 2, 3, 4, 6, 8, 12, 16}) {
       SCOPED_TRACE(std::to_string(side) + " " + std::to_string(batch));
       const auto fixed = batch == 0 ? std::nullopt : std::optional<int>(batch);
-      const Grid grid = UsualGrid(side, fixed, 80);
+      const Grid grid = DefaultGrid(side, fixed, 80);
       const std::string path =
           folder.Write("config.yaml", StarterConfig(LayOutGrid(grid, 80, side), GridText(grid)));
       ConfigCheck check = CheckConfig(path);

@@ -1,4 +1,4 @@
-// What is said on standard error.
+// Messages on standard error.
 #include "console/messages.h"
 
 #include <gtest/gtest.h>

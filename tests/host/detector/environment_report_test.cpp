@@ -1,4 +1,4 @@
-// What is told of the machine, as far as it is the same on every one.
+// What is reported of the machine, as far as it is the same on every one.
 #include "detector/environment_report.h"
 
 #include <gmock/gmock.h>

@@ -80,7 +80,7 @@ TEST_F(FeceLog, TakesAProbabilityAtTheThresholdAsRejected) {
   EXPECT_THAT(Read().value(), ElementsAre(Is(0, kRejected, 0.625F)));
 }
 
-// 20 x 20 pixels are the threshold; such a box is told at debug level alone.
+// 20 x 20 pixels are the threshold; such a box is reported only at debug level.
 TEST_F(FeceLog, KnowsTheBoxesThatAreTooSmall) {
   Found(3, {0, 0, 20, 20});
   Found(5, {0, 0, 20, 20.5});  // touches 21 rows
@@ -116,7 +116,7 @@ TEST_F(FeceLog, CountsAnswersThatAreNoNumber) {
   Answered("0.25", "0.75", 1);
   Looked("80, 0, 110, 30");
   Answered("-nan", "-nan", 0);
-  EXPECT_EQ(CountAnswersOfNoNumber(ReadFrameLog(lines_)), 2U);
+  EXPECT_EQ(CountNotANumberAnswers(ReadFrameLog(lines_)), 2U);
 }
 
 TEST_F(FeceLog, TakesTheNetworksOwnClass19ForNoCandidate) {

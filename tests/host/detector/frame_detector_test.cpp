@@ -1,4 +1,4 @@
-// The detector behind the log capture, on small networks.
+// The detector with the log capture, on small networks.
 //
 // seg-b2-64 finds one box per patch: in a patch of 64 x 64 pixels [16, 24, 48, 40], all mask,
 // class 0 with the patch's mean of red as score, class 1 with that of green, whichever is more.

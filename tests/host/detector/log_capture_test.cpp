@@ -192,12 +192,12 @@ TEST(LogCapture, ShowsTheLinesFromTheVariablesLevelOn) {
 }
 
 TEST(LogCapture, NamesALevelThatIsNoneAndTakesInfo) {
-  const std::string told =
+  const std::string reported =
       "dirty_seg: warning: SPDLOG_LEVEL is 'wran', not one of trace, debug, info, warning, warn, "
       "error, err, critical, off; info is used; did you mean 'warn'?\n";
   const std::string shown = std::string(kLevels).substr(std::string(kLevels).find("  2"));
   EXPECT_EQ(RunCapture(std::nullopt, {true, false, ""}, LogAtEveryLevel, "wran").errors,
-            told + shown);
+            reported + shown);
   EXPECT_EQ(RunCapture(std::nullopt, {false, true, ""}, LogAtEveryLevel, "wran").errors, "");
 }
 

@@ -72,7 +72,7 @@ TEST(PlainStem, HasNoByteThatATerminalOrAPageMayNotShow) {
   EXPECT_EQ(PlainStem("a\xc2\x9b\xc2\xa0.png"), "a%C2%9B\xc2\xa0");
 }
 
-// 180 bytes at most: what goes behind it may take 75.
+// 180 bytes at most: what is appended may take 75.
 TEST(PlainStem, LeavesRoomForWhatGoesBehindIt) {
   EXPECT_EQ(PlainStem(std::string(250, 'a')), std::string(180, 'a'));
   EXPECT_EQ(PlainStem(std::string(179, 'a') + "\xc3\xa9"), std::string(179, 'a'));

@@ -93,7 +93,7 @@ TEST_F(OutputFiles, OfTwoProcessesAtOnceAreTheFirstOnes) {
   WholeFile first(path_);
   first.Write("first");
   EXPECT_EQ(RejectionOf<OutputError>([&] { WriteWholeFile(path_, "second"); }),
-            "'" + path_ + "' cannot be written: another process is at it");
+            "'" + path_ + "' cannot be written: another process is writing it");
   first.Keep();
   EXPECT_EQ(ReadFile(path_), "first");
   WriteWholeFile(path_, "second");

@@ -93,7 +93,7 @@ TEST_F(Inputs, AreNotWhatAnEarlierRunWrote) {
   folder_.Write("a.png", "");
   InputOptions options;
   options.videos = true;
-  EXPECT_EQ(ExpandInputs({folder_.path()}, options).size(), 5U);  // names alone tell nothing
+  EXPECT_EQ(ExpandInputs({folder_.path()}, options).size(), 5U);  // the names say nothing
   folder_.Write("results.jsonl", "");
   EXPECT_THAT(Paths(ExpandInputs({folder_.path()}, options)), ElementsAre(folder_ / "a.png"));
   EXPECT_THAT(Paths(ExpandInputs({folder_ / written[0]}, options)),
@@ -214,7 +214,7 @@ TEST_F(Inputs, ThatAreJpegFilesCutShortAreRefused) {
 TEST_F(Inputs, ThatTheirDecoderComplainsOfAreReadWithAWarning) {
   std::string bytes = test::ReadFile(
       test::WritePicture(folder_ / "whole.jpg", test::Plain(test::kFrame, test::kRedPixel)));
-  bytes.insert(20, "stray");  // behind the first segment: two bytes begin the file, 18 are that one
+  bytes.insert(20, "stray");  // after the first segment: two bytes begin the file, 18 are that one
   const std::string path = folder_.Write("stray.jpg", bytes);
   testing::internal::CaptureStderr();
   const cv::Mat picture = ReadPicture(path);

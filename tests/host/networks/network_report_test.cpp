@@ -1,4 +1,4 @@
-// What inspecting a network tells. Numbers are those that tests/networks/make_test_networks.py
+// What inspecting a network shows. Numbers are those that tests/networks/make_test_networks.py
 // gives its networks: seg-b2-64 has 84 anchors of 4 + 2 + 32 channels.
 #include "networks/network_report.h"
 
@@ -90,9 +90,10 @@ TEST(NetworkReport, ClosesAnOpenBatch) {
 TEST(NetworkReport, OfAClassifierSaysWhyItDoesNotSegment) {
   const NetworkReport report = InspectNetwork(CommonNetwork("classifier-224"), 1, 0);
   EXPECT_EQ(report.Role(), "classifier");
-  EXPECT_EQ(report.segmentation.fault,
-            "no YOLOv8 segmentation network: no output has rank 4, the prototypes; found 'output' "
-            "[1, 2]");
+  EXPECT_EQ(
+      report.segmentation.fault,
+      "not a YOLOv8 segmentation network: no output has rank 4, the prototypes; found 'output' "
+      "[1, 2]");
   EXPECT_THAT(ReportText(report), HasSubstr("  classifies  yes\n"));
 }
 

@@ -63,7 +63,7 @@ TEST(SegmentationNetwork, OfAnotherKindIsToldAsSuchBeforeItsBatch) {
   const std::string path = CommonNetwork("classifier-224");
   EXPECT_EQ(SegmentationRejection(path, 3),
             "'" + path +
-                "': no YOLOv8 segmentation network: no output has rank 4, the prototypes; found "
+                "': not a YOLOv8 segmentation network: no output has rank 4, the prototypes; found "
                 "'output' [1, 2]");
 }
 

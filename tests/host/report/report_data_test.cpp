@@ -104,9 +104,9 @@ TEST(ReportData, TellsAScoreThatIsNoNumberAsNull) {
 }
 
 TEST(ReportData, TakesTheSizeFromThePictureElseFromTheLineElseTheFrame) {
-  StoredFrame told = Frame();
-  told.image_size = cv::Size(640, 480);
-  const Results results = ResultsOf({Frame(), told, told});
+  StoredFrame reported = Frame();
+  reported.image_size = cv::Size(640, 480);
+  const Results results = ResultsOf({Frame(), reported, reported});
   ReportData data(results, RunFacts());
   data.SetPicture(2, {PictureOrigin::kSource, test::Plain({64, 32}, test::kRedPixel)});
   const ordered_json frames = data.ToJson(kAll)["frames"];
@@ -182,9 +182,9 @@ TEST(ReportData, GivesConfirmedFaecesTheirOwnColour) {
   EXPECT_EQ(DataOf(ResultsOf({frame}))["labels"]["19"]["colour"], "#56b4e9");
   RunFacts facts;
   facts.fece_model = "fece.onnx";
-  const ordered_json told = DataOf(ResultsOf({frame}), facts);
-  EXPECT_EQ(told["labels"]["19"].dump(), R"({"name":"faeces","colour":"#cc3311"})");
-  // Results of a version that told no candidates.
+  const ordered_json reported = DataOf(ResultsOf({frame}), facts);
+  EXPECT_EQ(reported["labels"]["19"].dump(), R"({"name":"faeces","colour":"#cc3311"})");
+  // Results of a version that reported no candidates.
   frame.label_names = {{19, "faeces"}};
   EXPECT_EQ(DataOf(ResultsOf({frame}))["labels"]["19"]["colour"], "#cc3311");
 }
@@ -263,7 +263,7 @@ TEST(ReportData, HasNothingToNoteOfARunThatWentWell) {
 TEST(ReportData, NotesWhatIsMissing) {
   EXPECT_THAT(NotesOf(DataOf(ResultsOf({}))), HasSubstr("! The results have no frame."));
   EXPECT_THAT(NotesOf(DataOf(ResultsOf({Frame()}), std::nullopt)),
-              HasSubstr("There is no whole summary.json"));
+              HasSubstr("summary.json is missing or incomplete"));
 }
 
 TEST(ReportData, NotesALastLineThatEndsInTheMiddle) {

@@ -32,7 +32,7 @@ except ImportError:
 SKIPPED = 77
 HOSTILE = "\"'><img src=x onerror=alert(1)></script><script>alert(2)</script>&lt;"
 FLOOR, HOSTILE_FRAME, GONE, FAILED = range(4)
-PLAIN_FRAMES = 26  # the frames behind these
+PLAIN_FRAMES = 26  # the frames after these
 
 
 def run(*arguments: str | Path) -> None:
@@ -42,7 +42,7 @@ def run(*arguments: str | Path) -> None:
 
 
 def detect_floor(folder: Path) -> dict:
-    """The floor's line, its classifier's verdicts told where the program does not tell them."""
+    """The floor's line, its classifier's verdicts given where the program does not give them."""
     run("detect", "--model", MODELS / "dirt-seg.onnx", "--config", MODELS / "floor.yaml",
         "--fece-model", MODELS / "fece-check.onnx", "--fece-class-ids", "3",
         "--output", folder, MODELS / "floor.jpg")  # fmt: skip
@@ -560,7 +560,7 @@ class Page(unittest.TestCase):
         self.press("m")
         self.assertNotEqual(self.shown_masks(), [])
         self.open_frame_again(PLAIN_FRAMES + 2)
-        self.click("#viewer-after")  # to the last, behind which there is none
+        self.click("#viewer-after")  # to the last, after which there is none
         self.press(Keys.ARROW_LEFT)
         self.assertIn(f"Frame {PLAIN_FRAMES + 3} of 30", self.find("#viewer-facts").text)
 
@@ -688,7 +688,7 @@ class Page(unittest.TestCase):
         pressed = self.find("#viewer-list button[aria-pressed='true']")
         self.assertEqual(pressed.find_element(By.XPATH, "..").get_attribute("data-detection"), "1")
 
-    def test_shows_what_the_classifier_turned_down(self) -> None:
+    def test_shows_what_the_classifier_rejected(self) -> None:
         rejected = [
             candidate
             for candidate in self.lines[FLOOR]["fece_candidates"]

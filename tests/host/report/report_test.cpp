@@ -141,7 +141,7 @@ TEST_F(Report, CarriesPicturesOfSoManyFrames) {
   EXPECT_EQ(outcome_.pictures, 2U);
 }
 
-TEST_F(Report, CarriesCropsOfWhatWasTurnedDown) {
+TEST_F(Report, CarriesCropsOfWhatWasRejected) {
   StoredFrame frame = FrameWithPicture("a.png");
   frame.detections.resize(3, frame.detections[0]);
   frame.candidates = {{0, "confirmed", 0.9}, {1, "rejected", 0.1}, {2, "not_checked", {}}};

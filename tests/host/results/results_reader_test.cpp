@@ -19,7 +19,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kLeast = R"({"source": "a.png", "bboxes": [], "scores": [], "labels": []})";
+constexpr const char* kMinimalLine =
+    R"({"source": "a.png", "bboxes": [], "scores": [], "labels": []})";
 
 class ReadResultsTest : public testing::Test {
  protected:
@@ -57,7 +58,7 @@ TEST_F(ReadResultsTest, GivesBackANameThatIsNoUtf8) {
 
 TEST_F(ReadResultsTest, RefusesBytesThatAreNoBase64) {
   EXPECT_EQ(RefusalOfKey(R"("source_bytes": "Zg")"), "source_bytes is \"Zg\"; expected Base64");
-  EXPECT_EQ(RefusalOfKey(R"("source_bytes": 7)"), "source_bytes is 7; expected a text");
+  EXPECT_EQ(RefusalOfKey(R"("source_bytes": 7)"), "source_bytes is 7; expected a string");
 }
 
 TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
@@ -114,7 +115,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
 }
 
 TEST_F(ReadResultsTest, TakesTheLinesOfAFolder) {
-  folder_.Write("results.jsonl", std::string(kLeast) + "\n\n" + kLeast + "\r\n");
+  folder_.Write("results.jsonl", std::string(kMinimalLine) + "\n\n" + kMinimalLine + "\r\n");
   const Results results = ReadResults(folder_.path());
   EXPECT_EQ(results.file, folder_ / "results.jsonl");
   ASSERT_EQ(results.frames.size(), 2U);
@@ -131,7 +132,7 @@ TEST_F(ReadResultsTest, TakesWhatWasConfirmedFromTheVerdictsWhereNothingElseTell
 }
 
 TEST_F(ReadResultsTest, NeedsNoMoreThanSourceAndDetections) {
-  const StoredFrame frame = ReadText(kLeast).frames.at(0);
+  const StoredFrame frame = ReadText(kMinimalLine).frames.at(0);
   EXPECT_EQ(frame.source, "a.png");
   EXPECT_EQ(frame.frame, 0);
   EXPECT_TRUE(frame.success);
@@ -173,16 +174,16 @@ TEST_F(ReadResultsTest, SaysWhichFileIsMissing) {
 
 TEST_F(ReadResultsTest, RefusesALineThatIsNoObject) {
   EXPECT_EQ(RefusalOf("{\"source\": \n"),
-            "is not valid JSON near character 12; expected one object a line");
+            "is not valid JSON near character 12; expected one object per line");
   EXPECT_EQ(RefusalOf("\xff\xd8\xff"),
-            "is not valid JSON near character 1; expected one object a line");
-  EXPECT_EQ(RefusalOf("[1, 2]"), "is [1,2]; expected one object a line");
+            "is not valid JSON near character 1; expected one object per line");
+  EXPECT_EQ(RefusalOf("[1, 2]"), "is [1,2]; expected one object per line");
   EXPECT_EQ(RefusalOf("[1e999]"), "has a number that is too large");
   EXPECT_EQ(RefusalOf(std::string(100000, '[')), "has more than 16 levels");
 }
 
 TEST_F(ReadResultsTest, LeavesOutALastLineThatEndsInTheMiddle) {
-  const std::string whole = std::string(kLeast) + "\n";
+  const std::string whole = std::string(kMinimalLine) + "\n";
   for (const std::string& rest : {std::string("{\"source\": \"b.p"), std::string("{"),
                                   std::string(4096, '\0'), "{\"sou" + std::string(9, '\0')}) {
     testing::internal::CaptureStderr();
@@ -194,13 +195,14 @@ TEST_F(ReadResultsTest, LeavesOutALastLineThatEndsInTheMiddle) {
     EXPECT_EQ(results.frames.size(), 1U);
     EXPECT_TRUE(results.ends_unfinished);
   }
-  EXPECT_EQ(ReadText(whole + kLeast).frames.size(), 2U);
-  EXPECT_FALSE(ReadText(whole + kLeast).ends_unfinished);
+  EXPECT_EQ(ReadText(whole + kMinimalLine).frames.size(), 2U);
+  EXPECT_FALSE(ReadText(whole + kMinimalLine).ends_unfinished);
 }
 
 TEST_F(ReadResultsTest, CountsLinesInItsMessages) {
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { ReadText(std::string(kLeast) + "\n\n{}\n"); }),
-            "'" + folder_ / "some.jsonl" + "' line 3: source is missing");
+  EXPECT_EQ(
+      test::RejectionOf<SetupError>([&] { ReadText(std::string(kMinimalLine) + "\n\n{}\n"); }),
+      "'" + folder_ / "some.jsonl" + "' line 3: source is missing");
 }
 
 TEST_F(ReadResultsTest, TakesNullForAScoreThatIsNoNumber) {
@@ -224,7 +226,7 @@ TEST_F(ReadResultsTest, RefusesWhatIsMissing) {
 }
 
 TEST_F(ReadResultsTest, RefusesValuesOfTheWrongKind) {
-  EXPECT_EQ(RefusalOf(R"({"source": 7})"), "source is 7; expected a text");
+  EXPECT_EQ(RefusalOf(R"({"source": 7})"), "source is 7; expected a string");
   EXPECT_EQ(
       RefusalOf(R"({"source": "a", "bboxes": [[0, 1, null, 2]], "scores": [1], "labels": [0]})"),
       "bboxes[0][2] is null; expected a number");

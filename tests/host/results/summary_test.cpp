@@ -64,7 +64,7 @@ TEST(Summary, CountsWhatWasConfirmedBesideItsLabel) {
   const auto json = summary.ToJson(kLabels, {});
   EXPECT_EQ(json["detections"].dump(), R"({"3":1,"19":2})");
   EXPECT_EQ(json["confirmed_faeces"], 1);
-  record.outcome.fece_candidates.reset();  // not told of this frame
+  record.outcome.fece_candidates.reset();  // not reported of this frame
   summary.AddFrame(record);
   EXPECT_FALSE(summary.ToJson(kLabels, {}).contains("confirmed_faeces"));
 }

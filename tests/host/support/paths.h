@@ -1,4 +1,4 @@
-// Files that the build tells the tests of.
+// Files whose paths the build passes to the tests.
 #pragma once
 
 #include <string>

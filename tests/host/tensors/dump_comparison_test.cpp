@@ -1,4 +1,4 @@
-// Tensors held against each other, number by number.
+// Tensors compared number by number.
 #include "tensors/dump_comparison.h"
 
 #include <gmock/gmock.h>
@@ -125,7 +125,7 @@ TEST(FindExcesses, HoldsNumbersAgainstTheLimit) {
   EXPECT_THAT(
       FindExcesses(comparison, 0.25),
       ElementsAre("y is only in A", "z is only in B", "--max-difference 0.25: x differs by 0.5",
-                  "--max-difference 0.25: x has no number on one side 1 times"));
+                  "--max-difference 0.25: x is not a number on one side 1 times"));
   const DumpComparison close{{CompareTensors("x", Floats({1}, {1}), Floats({1}, {1.5F}))}, {}, {}};
   EXPECT_THAT(FindExcesses(close, 0.5), IsEmpty());
 }

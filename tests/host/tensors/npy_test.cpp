@@ -130,8 +130,8 @@ TEST_F(Npy, RefusesAHeaderThatIsNoDictionary) {
   EXPECT_EQ(RefusalOf(""), "header, character 0: expected '{'");
   EXPECT_EQ(RefusalOf("{}"), "header, character 2: expected a key 'descr'");
   EXPECT_EQ(RefusalOf("{'descr': '<f4'"), "header, character 15: expected '}'");
-  EXPECT_EQ(RefusalOf("{'descr': ['<f4']}"), "header, character 10: expected a text");
-  EXPECT_EQ(RefusalOf("{'descr': '<f4"), "header, character 10: expected a text");
+  EXPECT_EQ(RefusalOf("{'descr': ['<f4']}"), "header, character 10: expected a string");
+  EXPECT_EQ(RefusalOf("{'descr': '<f4"), "header, character 10: expected a string");
   EXPECT_EQ(RefusalOf("{'descr': '<f4', 'descr': '<f4'}"),
             "header, character 25: expected 'descr', 'fortran_order' and 'shape', each once");
   EXPECT_EQ(RefusalOf("{'colour': 1}"),

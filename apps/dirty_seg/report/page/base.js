@@ -58,7 +58,7 @@ const candidateOf = (frame, detection) =>
 
 const kVerdicts = {
   confirmed: 'confirmed',
-  rejected: 'turned down',
+  rejected: 'rejected',
   not_checked: 'not checked',
   failed: 'classifier failed',
 };
@@ -77,11 +77,11 @@ function pictureUrl(kind, ...indices) {
 
 // ---- What is shown ------------------------------------------------------------------------------
 
-const shown = {leastScore: 0, hiddenLabels: new Set(), boxes: true, names: true, masks: true};
+const shown = {minScore: 0, hiddenLabels: new Set(), boxes: true, names: true, masks: true};
 
 // The slider at its lowest lets all pass, also what has no score.
 const isShown = (frame, detection) =>
-  (shown.leastScore === 0 || frame.scores[detection] >= shown.leastScore) &&
+  (shown.minScore === 0 || frame.scores[detection] >= shown.minScore) &&
   !shown.hiddenLabels.has(frame.labels[detection]);
 
 const shownDetections = (frame) =>

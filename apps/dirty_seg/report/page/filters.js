@@ -91,8 +91,8 @@ function setUpFilters() {
     }
   });
   byId('score').addEventListener('input', () => {
-    shown.leastScore = Number(byId('score').value);
-    byId('score-value').textContent = shown.leastScore.toFixed(2);
+    shown.minScore = Number(byId('score').value);
+    byId('score-value').textContent = shown.minScore.toFixed(2);
     refreshSoon();
   });
   for (const layer of ['boxes', 'names', 'masks']) {

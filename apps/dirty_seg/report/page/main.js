@@ -1,7 +1,7 @@
 'use strict';
 // Puts the page together.
 
-function tellSummary() {
+function showSummary() {
   const detections = frames.reduce((sum, frame) => sum + frame.labels.length, 0);
   byId('summary').textContent = [
     plural(frames.length, 'frame'), plural(detections, 'detection'), ...data.facts,
@@ -29,7 +29,7 @@ function hideDeadLinks() {
   }
 }
 
-tellSummary();
+showSummary();
 setUpFilters();
 setUpCards();
 setUpTheme(setUpTimes());

@@ -42,7 +42,7 @@ function chartAxes() {
   ];
 }
 
-function tellReading(plot) {
+function showReading(plot) {
   const index = plot.cursor.idx;
   if (index == null || !frames[index]) {
     byId('chart-reading').textContent = '\u00a0';
@@ -82,7 +82,7 @@ function drawChart(place) {
     },
     axes: chartAxes(),
     series: [{label: 'frame'}, ...series],
-    hooks: {setCursor: [tellReading], ready: [openAtClick]},
+    hooks: {setCursor: [showReading], ready: [openAtClick]},
   }, [Array.from({length: last}, (_, i) => i + 1), ...values], place);
 }
 

@@ -1,5 +1,5 @@
 'use strict';
-// What the classifier turned down, and what failed.
+// What the classifier rejected, and what failed.
 
 function makeCrop({frame, index, candidate}) {
   const {detection, score} = candidate;
@@ -20,7 +20,7 @@ function makeCrop({frame, index, candidate}) {
 }
 
 // More than a person looks through; the table has all.
-const kMostCrops = 200;
+const kMaxCrops = 200;
 
 function setUpRejected() {
   const rejected = frames.flatMap((frame, index) => frame.candidates
@@ -32,11 +32,11 @@ function setUpRejected() {
   }
   keepFresh(() => {
     const left = rejected.filter(({frame, candidate}) => isShown(frame, candidate.detection));
-    byId('crops').replaceChildren(...left.slice(0, kMostCrops).map(makeCrop));
+    byId('crops').replaceChildren(...left.slice(0, kMaxCrops).map(makeCrop));
     byId('rejected-hint').textContent = left.length === 0
-      ? (rejected.length === 0 ? 'No candidate was turned down.' : 'None of those that are shown.')
+      ? (rejected.length === 0 ? 'No candidate was rejected.' : 'None of those that are shown.')
       : `${plural(left.length, 'candidate')} of ${rejected.length}, which keep the label of the first network.` +
-        (left.length > kMostCrops ? ` The first ${kMostCrops} stand here; the table has all.` : '');
+        (left.length > kMaxCrops ? ` The first ${kMaxCrops} are shown; the table has all.` : '');
   });
 }
 
