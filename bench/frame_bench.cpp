@@ -1,4 +1,4 @@
-// The whole frame against the network alone: the same session, on the same buffers.
+// The whole frame against only the network: the same session, on the same buffers.
 #include <benchmark/benchmark.h>
 
 #include <map>

@@ -8,12 +8,12 @@ same widths; 24 classes, 32 prototypes, about 3.3 million weights drawn from a f
 
     images [6, 3, 640, 640] -> output0 [6, 4 + 24 + 32, 8400], output1 [6, 32, 160, 160]
 
-Trunk.  Five 3x3 convolutions, each halving the picture (16, 32, 64, 128, 256 planes); behind each
+Trunk.  Five 3x3 convolutions, each halving the picture (16, 32, 64, 128, 256 planes); after each
         but the first a split block: a 1x1 convolution, half of its planes through 1, 2, 2, 1
         residual pairs of 3x3 convolutions, every intermediate result joined by a 1x1 one. At the
         end three chained 5x5 max-pools, joined.
 Neck.   Coarse planes enlarged and joined with finer ones, then fine ones halved and joined with
-        coarser ones, a split block without residuals behind each join: strides 8, 16, 32.
+        coarser ones, a split block without residuals after each join: strides 8, 16, 32.
 Head.   For each stride three branches of two 3x3 and one 1x1 convolution: box sides as weights
         over 16 distances each, class scores, prototype coefficients. From stride 8 also the
         prototypes, enlarged once.

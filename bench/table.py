@@ -66,7 +66,7 @@ def read(folder: Path) -> tuple[Medians, float]:
             medians[name] = time * NANOSECONDS[run["time_unit"]]
             if "peak_resident_MiB" in run:
                 peaks[name] = run["peak_resident_MiB"]
-    # What one object more costs, from 50 objects a patch against none.
+    # What one object more costs, from 50 objects per patch against none.
     objects = 50 * DECODED_PATCHES
     more = medians["Decode_50/ours"] - medians["Decode_0/ours"]
     medians["Decode_mask/one_object"] = more / objects
@@ -147,8 +147,8 @@ def main() -> int:
         print(f"peak resident memory of a process with frames of six patches: {peak:.0f} MiB\n")
         return 0 if print_bounds(medians, judged=not options.smoke) else 1
     except KeyError as missing:
-        told = f"{options.folder}: no measurement of {missing}; run scripts/bench.sh"
-        print(told, file=sys.stderr)
+        message = f"{options.folder}: no measurement of {missing}; run scripts/bench.sh"
+        print(message, file=sys.stderr)
         return 2
 
 

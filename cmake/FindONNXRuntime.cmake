@@ -1,7 +1,7 @@
 # Finds ONNX Runtime: an installed release if it is new enough, else what scripts/setup.sh fetched.
 #
 # An installed release is searched where ONNXRuntime_ROOT, CMAKE_PREFIX_PATH, onnxruntime_DIR and
-# pkg-config's libonnxruntime point, and in the system's folders. It is told by its files, not by
+# pkg-config's libonnxruntime point, and in the system's folders. It is known by its files, not by
 # its own CMake package: up to 1.23, the official archives carry one that names folders the
 # archives do not have, which would end the configuration.
 #
@@ -12,7 +12,7 @@
 #   ONNXRuntime_FROM_THIRD_PARTY  TRUE: the fetched one, which a package of ours has to carry along
 #   ONNXRuntime_LICENSE_FILES     texts to carry along with it; empty for an installed release
 
-# Sets OUT to the version that a library's versioned file name tells (libonnxruntime.so.1.23.2),
+# Sets OUT to the version that a library's versioned file name gives (libonnxruntime.so.1.23.2),
 # or to nothing.
 function(_onnxruntime_version_from_file LIBRARY OUT)
   get_filename_component(real_path "${LIBRARY}" REALPATH)

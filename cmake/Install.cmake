@@ -20,7 +20,7 @@ option(DIRTY_SEG_RELOCATABLE
 # Headers stand below a folder of their own: `engine` is too plain a name for /usr/include.
 set(include_dir "${CMAKE_INSTALL_INCLUDEDIR}/dirty_seg")
 set(data_dir "${CMAKE_INSTALL_DATADIR}/dirty_seg")
-# ONNX Runtime's library, for our engine alone.
+# ONNX Runtime's library, only for our engine.
 set(private_lib_dir dirty_seg_detector)
 
 # A set of targets for each, since a platform's engine may take the place of ours.

@@ -73,7 +73,7 @@ set(CPACK_DEBIAN_DETECTOR_PACKAGE_CONTROL_EXTRA
   "${debian_dir}/triggers" "${PROJECT_BINARY_DIR}/debian/shlibs")
 set(CPACK_DEBIAN_ENGINE_PACKAGE_CONTROL_EXTRA "${debian_dir}/triggers")
 
-# Debian's own documents, for the packages alone.
+# Debian's own documents, only for the packages.
 file(STRINGS "${debian_dir}/changelog" changelog_head LIMIT_COUNT 1)
 string(FIND "${changelog_head}" "(${version})" version_place)
 if(version_place EQUAL -1)

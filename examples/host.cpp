@@ -1,4 +1,4 @@
-// The smallest host: one picture in, one line a detection out.
+// The smallest host: one picture in, one line per detection out.
 //   host SEGMENTATION.onnx CONFIGURATION.yaml PICTURE
 #include <dirty_seg_detector/dirty_seg_detector.h>
 #include <engine/network_reader.h>

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the project needs on Debian 12, and only what is missing: Debian packages,
 # ONNX Runtime and the report's libraries under third_party, and for cross builds a sysroot under
-# build. Root is needed for Debian packages alone. With nothing to do it needs neither root nor
+# build. Root is needed only for Debian packages. With nothing to do it needs neither root nor
 # network.
 set -euo pipefail
 
@@ -96,15 +96,15 @@ install_packages() {
     fail "Debian packages are missing, and only root may install them." "Run as root: ${by_hand}"
   fi
   printf 'setup: installing Debian package %s\n' "${missing[@]}"
-  # An unreachable source of the machine's own may not matter here; apt-get install will tell.
+  # An unreachable source of the machine's own may not matter here; apt-get install will show.
   run_quietly apt_get -o APT::Update::Error-Mode=any update ||
-    say "warning: 'apt-get update' failed; going on with the package lists that are there" >&2
+    say "warning: 'apt-get update' failed; going on with the existing package lists" >&2
   run_quietly apt_get install --no-install-recommends "${missing[@]}" ||
     fail "'apt-get install' failed; its last lines stand above." \
       "Check the network and /etc/apt/sources.list*, then run this again, or by hand: ${by_hand}"
 }
 
-# The stamp is a copy of the lock file, written last: what stands beside it is complete and of that
+# The stamp is a copy of the lock file, written last: what is beside it is complete and of that
 # lock file.
 is_fetched() { cmp -s "$1/package-lock.json" "$1/node_modules/installed-lock.json"; }
 

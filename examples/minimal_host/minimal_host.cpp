@@ -1,4 +1,4 @@
-// The smallest complete host: frames in, one line a detection out, the detector's log in the
+// The smallest complete host: frames in, one line per detection out, the detector's log in the
 // systemd journal.
 //   minimal_host SEG.onnx CONFIG.yaml SOURCE [FECE.onnx CLASS...]
 // SOURCE is a camera (/dev/video0), a picture or a video, of any size. Detections of the classes
@@ -63,7 +63,7 @@ class Source {
     is_camera_ = std::filesystem::is_character_file(path);
     if (!is_camera_) picture_ = cv::imread(path);
     if (!picture_.empty()) return;
-    // Not told of V4L2, OpenCV would first try a camera as a file.
+    // Without V4L2 given, OpenCV would first try a camera as a file.
     if (!video_.open(path, is_camera_ ? cv::CAP_V4L2 : cv::CAP_ANY)) return;
     video_.set(cv::CAP_PROP_FRAME_WIDTH, 1920);
     video_.set(cv::CAP_PROP_FRAME_HEIGHT, 1080);
@@ -135,7 +135,7 @@ int main(int argc, char** argv) try {
     std::fprintf(stderr, "usage: minimal_host SEG.onnx CONFIG.yaml SOURCE [FECE.onnx CLASS...]\n");
     return 2;
   }
-  // The detector's log goes to the journal alone, unless the environment says otherwise.
+  // The detector's log goes only to the journal, unless the environment says otherwise.
   setenv("SPDLOG_STDOUT", "false", 0);
   setenv("SPDLOG_SYSTEMD", "true", 0);
   setenv("SPDLOG_LEVEL", "info", 0);

@@ -34,7 +34,7 @@ using ImageMap = std::map<std::string, std::shared_ptr<cv::Mat>>;
 /// at the picture's edges, while boxes and masks are decoded for patches cut at the frame's.
 /// - A patch inside both is right. What no such patch shows is not searched.
 /// - A patch over an edge of one of them has its boxes and masks shifted and scaled.
-/// - A patch outside one of them takes a batch slot on one side alone: every later list of objects
+/// - A patch outside one of them takes a batch slot on only one side: every later list of objects
 ///   is placed with the rectangle of another patch.
 /// Scale such a picture by one factor so that it fits into 1920 x 1080, pad it with grey 114 at the
 /// right and lower edge, and divide the boxes by the factor (examples/host.cpp).

@@ -31,7 +31,7 @@ struct Object {
   float score = 0.0F;
   /// Instance mask as large as the patch, CV_8UC1, 255 inside and 0 outside. May be empty for
   /// records that another decoder made. Read only: the bundled decoder takes the memory back for a
-  /// later frame once nobody holds it.
+  /// later frame once it is not in use.
   cv::Mat mask;
 };
 
@@ -44,7 +44,7 @@ enum PostProcessStatus : int {
 
 /// Turns the outputs of a YOLOv8 segmentation network into lists of objects.
 ///
-/// Two outputs are read, told apart by rank and shape, never by name: predictions
+/// Two outputs are read, recognised by rank and shape, never by name: predictions
 /// [N, 4 + classes + coefficients, anchors] or [N, anchors, 4 + classes + coefficients] with box
 /// centre and size in network pixels and class scores after the sigmoid, and prototypes
 /// [N, coefficients, H / k, W / k]; each float32 or float16.
@@ -65,11 +65,11 @@ class NUVIK_EXPORT Yolov8Postprocess {
   /// `patch_sizes` holds width and height of each predefined patch in configuration order; their
   /// origins come from `patch` / `patches` of `root`, so that a patch reaching over the right or
   /// lower edge of the 1920 x 1080 frame is decoded at its clipped size, and one wholly outside
-  /// takes no batch slot. An empty list stands for one whole frame a slot.
+  /// takes no batch slot. An empty list means one whole frame per slot.
   ///
   /// Throws std::invalid_argument, naming what is wrong and what would be right: a `postprocess`
   /// value of the wrong type or out of range; an input that is not [N, 3, S, S]; outputs that are
-  /// no YOLOv8 segmentation head; a type other than float32 and float16; more patches than batch
+  /// not a YOLOv8 segmentation head; a type other than float32 and float16; more patches than batch
   /// slots; a patch list that is none; patch sizes that disagree with the file's.
   Yolov8Postprocess(const YAML::Node& root, const alg::common::AIEngineConfig& config,
                     const std::vector<cv::Size>& patch_sizes);
@@ -82,7 +82,7 @@ class NUVIK_EXPORT Yolov8Postprocess {
   /// `objects` is empty and one line on standard error says why. A class score that is not finite
   /// counts as none; a candidate whose box or mask coefficients are not finite is dropped;
   /// prototypes that are not finite give no mask pixel. The 1st, 10th, 100th ... frame with such
-  /// numbers is told in a line on standard error; `TakeNonFiniteCounts` gives each frame's count.
+  /// numbers is reported on standard error; `TakeNonFiniteCounts` gives each frame's count.
   int PostProcess(std::map<std::string, alg::common::AIBuff>& outputs,
                   std::vector<std::vector<Object>>& objects);
 

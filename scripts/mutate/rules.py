@@ -14,7 +14,7 @@ TOKEN = re.compile(
     re.VERBOSE | re.DOTALL | re.MULTILINE,
 )
 
-# The format sets blanks around binary operators alone, so `<` and `*` of types are no matter here.
+# The format sets blanks only around binary operators, so `<` and `*` of types are no matter here.
 BINARY = {
     "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="), ">=": (">", "<"),
     "==": ("!=",), "!=": ("==",), "&&": ("||",), "||": ("&&",),
@@ -170,7 +170,7 @@ def conditions(source: str, tokens: list[Token], pairs: dict[int, int]) -> Itera
 
 
 def is_declaration(part: list[Token], source: str) -> bool:
-    """Whether two names, or a type's mark and a name, stand beside each other."""
+    """Whether two names, or a type's mark and a name, are next to each other."""
     return any(
         right.kind == "name"
         and (left.kind == "name" or (left.text in ("&", "*", ">") and source[left.end] == " "
@@ -254,7 +254,7 @@ def drops(source: str, tokens: list[Token], pairs: dict[int, int]) -> Iterator[M
 
 
 def reservations(tokens: list[Token], pairs: dict[int, int]) -> list[tuple[int, int]]:
-    """Where room is made in advance: whatever is changed there costs time alone."""
+    """Where room is made in advance: whatever is changed there costs only time."""
     return [
         (tokens[i - 2].start, tokens[pairs[i + 1]].end)
         for i, token in enumerate(tokens[:-1])

@@ -224,7 +224,7 @@ def report(outcomes: Counter[str], survivors: list[str]) -> None:
 def parse_options() -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="scripts/mutate.sh", description=__doc__)
     parser.add_argument("files", nargs="*", metavar="FILE", help="sources; all of both libraries")
-    parser.add_argument("--every", type=int, default=1, metavar="N", help="try every n-th alone")
+    parser.add_argument("--every", type=int, default=1, metavar="N", help="try only every n-th")
     parser.add_argument("--start", type=int, default=0, metavar="K", help="begin with the k-th")
     parser.add_argument("--resume", action="store_true", help="skip those that have a result")
     parser.add_argument("--survivors", action="store_true", help="only those that survived so far")

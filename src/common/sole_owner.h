@@ -6,7 +6,7 @@
 namespace nuvik {
 
 /// Whether no other matrix shares the memory of `matrix`; false for an empty one and for memory
-/// that OpenCV does not own. Once true it stays so, since nobody else can make a copy.
+/// that OpenCV does not own. Once true it stays so, since nothing else can make a copy.
 inline bool IsSoleOwner(const cv::Mat& matrix) {
   return matrix.u != nullptr && CV_XADD(&matrix.u->refcount, 0) == 1;
 }

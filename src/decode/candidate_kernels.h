@@ -14,12 +14,12 @@ inline constexpr int kScoresInWord = 64;
 bool AreAtMost(const float* numbers, int count, float limit);
 
 /// The beginning of the next run that has a number which is not at most `limit`; `count` or more
-/// where none has. Runs begin at `first` and every kScoresInRun numbers behind it; the last one of
+/// where none has. Runs begin at `first` and every kScoresInRun numbers after it; the last one of
 /// the `count` numbers may be shorter.
 int NextRunAbove(const float* numbers, int first, int count, float limit);
 
 /// Sets bit i % kScoresInWord of marks[i / kScoresInWord] where number i is above `limit`, and
-/// leaves the other bits alone. Returns whether all `count` numbers are finite.
+/// keeps the other bits. Returns whether all `count` numbers are finite.
 bool MarkAbove(const float* numbers, int count, float limit, std::uint64_t* marks);
 
 }  // namespace nuvik::model

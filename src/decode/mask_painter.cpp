@@ -75,7 +75,7 @@ cv::Mat MaskPainter::TakeBlankMask(const cv::Size& size, const cv::Rect& box) {
   if (lent.mask.size() == size && IsSoleOwner(lent.mask)) {
     Blank(lent.mask, lent.drawn);
   } else {
-    // Built aside: assigning an expression would write into memory that somebody holds.
+    // Built aside: assigning an expression would write into memory that is in use elsewhere.
     lent.mask = cv::Mat(size, CV_8UC1, cv::Scalar(0));
   }
   lent.drawn = box;

@@ -14,7 +14,7 @@ namespace nuvik::model {
 /// for a mask of 640 x 640 cost several times what drawing it does.
 class MaskPainter {
  public:
-  /// Makes the masks of the last frame available again, as far as nobody else holds them, and gives
+  /// Makes the masks of the last frame available again, unless they are in use elsewhere, and gives
   /// back what the last frame did not use.
   void StartFrame();
 
@@ -27,8 +27,8 @@ class MaskPainter {
 
   /// Returns a mask as large as the patch: 255 where the logit, coefficients times prototypes, is
   /// greater than `logit_threshold` inside `box`, else 0. The mask is not touched while
-  /// anybody holds it; it is blanked for its next use where it was drawn here, so nobody else may
-  /// draw into it. `box` is in whole patch pixels, inside
+  /// it is in use elsewhere; it is blanked for its next use where it was drawn here, so no one else
+  /// may draw into it. `box` is in whole patch pixels, inside
   /// the patch and not empty. A prototype cell whose logit is not finite is background.
   cv::Mat Paint(const Prototypes& prototypes, const float* coefficients,
                 const geometry::PatchGeometry& geometry, const cv::Rect& box,

@@ -7,9 +7,9 @@
 
 namespace nuvik::model {
 
-/// Reads the `postprocess` mapping from the file's root. An unknown key is told on standard error
-/// and left alone. Throws std::invalid_argument for the first value that is not permitted, naming
-/// the key, its line, the value and the permitted range; nothing is told then.
+/// Reads the `postprocess` mapping from the file's root. An unknown key is reported on standard
+/// error and ignored. Throws std::invalid_argument for the first value that is not permitted,
+/// naming the key, its line, the value and the permitted range; nothing is reported then.
 PostprocessOptions ReadRunOptions(const YAML::Node& root);
 
 }  // namespace nuvik::model

@@ -135,7 +135,7 @@ class TensorReader {
     bytes_ = length_ * element_bytes_ * static_cast<std::size_t>(batch);
   }
 
-  // Takes hold of the buffer for this call; tells what is wrong with it.
+  // Takes the buffer for this call; returns what is wrong with it.
   int Attach(const BufferMap& outputs) {
     const auto buffer = outputs.find(name_);
     if (buffer == outputs.end() || buffer->second.data == nullptr) {
@@ -263,7 +263,7 @@ class Yolov8Postprocess::Impl {
     candidates_.clear();
     const bool are_predictions_finite =
         FindCandidates(predictions, options_.score_threshold, candidates_);
-    // What lies in the border around the patch is no detection and suppresses none.
+    // What lies in the border around the patch is not a detection and suppresses none.
     const auto is_outside = [&](const Candidate& candidate) {
       return Clip(candidate, geometry).IsEmpty();
     };
@@ -300,7 +300,7 @@ class Yolov8Postprocess::Impl {
     predictions_.CountNonFinite(counts);
     prototypes_.CountNonFinite(counts);
     if (counts.empty()) return;
-    non_finite_report_.PrintMessage(counts);
+    non_finite_report_.Print(counts);
     SetNonFiniteCounts(counts);
   }
 
@@ -313,7 +313,7 @@ class Yolov8Postprocess::Impl {
   // Working memory, kept between frames.
   std::vector<Candidate> candidates_;
   std::vector<float> coefficients_;
-  std::vector<MaskPainter> painters_;  // one a slot: masks of one size
+  std::vector<MaskPainter> painters_;  // one per slot: masks of one size
   NonFiniteReport non_finite_report_;
 };
 

@@ -14,7 +14,7 @@ void NearestIndices(int source, int target, std::vector<int>& indices);
 
 /// Writes one pixel of three bytes for each entry of `columns`, in each of `rows.size()` rows: that
 /// of source row rows[y] and column columns[x]. Both lists ascend and are not empty. Reads nothing
-/// behind the last pixel of a row, writes nothing behind the last pixel of a target row. Steps are
+/// past the last pixel of a row, writes nothing past the last pixel of a target row. Steps are
 /// in bytes. Source and target must not overlap.
 void GatherPixels(const std::uint8_t* source, std::size_t source_step,
                   const std::vector<int>& columns, const std::vector<int>& rows,

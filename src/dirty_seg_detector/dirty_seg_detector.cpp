@@ -148,7 +148,7 @@ std::size_t TensorLength(const cv::Mat& image) {
   return image.total() * static_cast<std::size_t>(image.channels());
 }
 
-// cv::resize with bilinear weights on the calling thread alone, for what the kernel does not scale:
+// cv::resize with bilinear weights only on the calling thread, for what the kernel does not scale:
 // the classifier's crops, whose target is small, what cv::resize refuses, and what PopulateData
 // will. A larger target is scaled in strips, each out of its own rows: near what cv::resize makes
 // of the whole, for pictures that are refused a line later.
@@ -175,7 +175,7 @@ cv::Mat ResizeUnshared(const cv::Mat& image, const cv::Size& size) {
 }
 
 cv::Mat BlendColor(const cv::Mat& image, const cv::Size& size) {
-  cv::Mat scaled(size, CV_8UC3);  // first: it names a size that nobody has the memory for
+  cv::Mat scaled(size, CV_8UC3);  // first: it names a size that no machine has the memory for
   std::vector<LinearTap> columns;
   std::vector<LinearTap> rows;
   LinearColumns(image.cols, size.width, columns);
@@ -262,7 +262,7 @@ cv::Mat CutSquare(const cv::Mat& crop, int side, cv::Mat square) {
   return square;
 }
 
-// Takes the matrix of that name out, unless somebody else holds its memory too.
+// Takes the matrix of that name out, unless its memory is in use elsewhere.
 cv::Mat TakeUnshared(std::map<std::string, cv::Mat>& images, const std::string& name) {
   const auto entry = images.find(name);
   if (entry == images.end()) return {};
@@ -340,7 +340,7 @@ void AddMask(const cv::Mat& mask, const cv::Point& origin, int label,
 bool DirtySegDetector::Init(const DirtySegDetectorConfig& config) {
   config_ = std::make_shared<DirtySegDetectorConfig>(config);
 
-  // A network that does not load is told to the host by the result; the log line is information.
+  // The result tells the host of a network that does not load; the log line is information.
   dirty_seg_engine_ = std::make_shared<AIEngine>();
   if (dirty_seg_engine_->Init(config_->dirty_seg_model_config) < 0) {
     TESSMAR_LOG_INFO("Initing dirty seg detector model failed");

@@ -56,7 +56,7 @@ bool StartsWith(std::string_view text, std::string_view beginning) {
   return text.substr(0, beginning.size()) == beginning;
 }
 
-// In small letters, behind a byte order mark and white space.
+// In small letters, after a byte order mark and white space.
 std::string Markup(std::string_view text) {
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
   if (StartsWith(text, kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());

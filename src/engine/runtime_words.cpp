@@ -41,7 +41,7 @@ std::optional<Range> FindPlace(std::string_view text, std::size_t from) {
   return std::nullopt;
 }
 
-// The place behind the bracket that closes the one at `open`; the end where none does.
+// The place after the bracket that closes the one at `open`; the end if none does.
 std::size_t BehindBracket(std::string_view text, std::size_t open) {
   int depth = 0;
   for (std::size_t i = open; i < text.size(); ++i) {

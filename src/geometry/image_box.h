@@ -1,4 +1,4 @@
-// The pixels of an image that a detection's box stands for: what the classifier sees of a
+// The pixels of an image that a detection's box covers: what the classifier sees of a
 // candidate.
 #pragma once
 

@@ -45,7 +45,7 @@ struct Shape {
   int padding;  // bytes between two rows
 
   std::size_t RowStep() const { return static_cast<std::size_t>(3 * cols + padding); }
-  // The last row has no padding behind it.
+  // The last row has no padding after it.
   std::size_t InputBytes() const {
     return rows == 0 ? 0
                      : RowStep() * static_cast<std::size_t>(rows - 1) +

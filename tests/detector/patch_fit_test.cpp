@@ -1,4 +1,4 @@
-// What the host program says of a patch's size, held against the crops that the detector makes.
+// What the host program says of a patch's size, checked against the crops that the detector makes.
 #include "config/patch_fit.h"
 
 #include <gtest/gtest.h>

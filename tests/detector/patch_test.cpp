@@ -472,7 +472,7 @@ TEST_F(PatchCrop, SizeAndTypeFollowTheFrame) {
   EXPECT_TRUE(SameImage(detector.crop_images_.at("crop_0"), *ColorImage(8, 8, {1, 2, 3})));
 }
 
-TEST_F(PatchCrop, CropThatSomebodyHoldsIsNotOverwritten) {
+TEST_F(PatchCrop, CropInUseIsNotOverwritten) {
   detector.patches_ = {{0, 0, 8, 8}};
   ASSERT_TRUE(Run(ColorOnly(ColorImage(8, 8, {1, 2, 3}))));
   const cv::Mat held = detector.crop_images_.at("crop_0");

@@ -57,7 +57,7 @@ std::ptrdiff_t SlotOf(Function function) {
   return offset / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
-// A class whose one new virtual function comes behind all of Base's.
+// A class whose one new virtual function comes after all of Base's.
 template <typename Base>
 struct OneMore : Base {
   using Base::Base;

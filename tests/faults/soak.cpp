@@ -22,7 +22,7 @@ namespace {
 
 using nuvik::perception::dirty_seg_detector::DirtySegDetector;
 
-// What freed blocks leave to the allocator's mood; a leak of 1 KB a frame is told after 4000.
+// What freed blocks leave to the allocator's mood; a leak of 1 KB per frame is found after 4000.
 constexpr long kNoiseKilobytes = 4096;
 constexpr int kEngineThreads = 2;
 
@@ -123,7 +123,7 @@ int SoakNetwork(int frames, const char* host_path, const char* model) {
   const int found = host.run_frames()(model, kEngineThreads, frames, [] { network_watch->Look(); });
   if (found != frames) return Fail("a frame");
   if (watch.most_threads() != before + kEngineThreads - 1) {
-    return Fail("there are other threads than the engine was told to use");
+    return Fail("there are other threads than the engine was set to use");
   }
   return watch.IsFlat() ? 0 : Fail("the process grew");
 }

@@ -18,7 +18,7 @@ case $compiler in
   *) skip "the dump was made with GNU 12, this library with $compiler" ;;
 esac
 
-# Without it abidiff compares the names alone.
+# Without it abidiff compares only the names.
 [[ "$(readelf -S "$library")" == *.debug_info* ]] || {
   echo "abi: $library has no debug information, expected a build with -g"
   exit 1

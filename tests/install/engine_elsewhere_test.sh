@@ -1,7 +1,7 @@
 #!/bin/bash
 # Usage: engine_elsewhere_test.sh PREFIX WORK_FOLDER [CMAKE_ARGUMENT...]
 # The installed detector where the engine's library has gone to another folder, WORK_FOLDER/platform,
-# as a platform's would lie: its CMake package has to find it there, told by an argument.
+# as a platform's would lie: its CMake package has to find it there, given by an argument.
 set -euo pipefail
 prefix=$1 work=$2
 shift 2

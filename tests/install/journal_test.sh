@@ -1,6 +1,6 @@
 #!/bin/bash
 # Usage: journal_test.sh WITH_JOURNAL MINIMAL_HOST PREFIX
-# Fails unless the host's standard output holds detections alone and the journal the detector's log.
+# Fails unless the host's standard output holds only detections and the journal the detector's log.
 # EMULATOR in the environment stands before the program.
 set -euo pipefail
 with_journal=$1 host=$2 data=$3/share/dirty_seg

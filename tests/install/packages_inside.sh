@@ -1,7 +1,7 @@
 #!/bin/bash
 # Runs in a bare Debian root that has the packages and a part of the repository in /packages:
 # installs what a robot gets, uses it, puts a platform's engine before ours, adds what an integrator
-# gets, builds the example and another engine with that alone, and removes it all.
+# gets, builds the example and another engine with only that, and removes it all.
 set -euo pipefail
 cd /packages
 tests=$PWD/tests/install
@@ -77,7 +77,7 @@ test_program() {
   say "the program finds what the demo finds"
 }
 
-# By ld.so.conf, as a platform would, for every process. The copy stands for another engine.
+# By ld.so.conf, as a platform would, for every process. The copy plays the part of another engine.
 test_platform_engine() {
   local ours platform=/opt/platform/lib
   ours=$(engine_library)

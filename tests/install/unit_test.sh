@@ -1,7 +1,7 @@
 #!/bin/bash
 # Usage: unit_test.sh PREFIX MINIMAL_HOST
 # Fails unless systemd takes the example's unit as it is and calls its exposure low, and the unit
-# keeps what that figure does not count. Exit status 77 where that cannot be told.
+# keeps what that figure does not count. Exit status 77 where that cannot be found out.
 set -euo pipefail
 prefix=$1 host=$2
 readonly MOST_EXPOSURE=1.0  # of 10; systemd calls up to 2 safe

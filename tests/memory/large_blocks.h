@@ -1,4 +1,4 @@
-// Counts large requests for memory, whoever in the process makes them: this binary's malloc and its
+// Counts large requests for memory, from anywhere in the process: this binary's malloc and its
 // siblings stand before the C library's, also for operator new, OpenCV and the runtime.
 #pragma once
 

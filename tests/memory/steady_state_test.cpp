@@ -39,7 +39,7 @@ AIEngineConfig ConfigOf(const std::string& network) {
   return read.config;
 }
 
-// Keeps the compiler from leaving out a block that nobody uses.
+// Keeps the compiler from leaving out an unused block.
 void* Used(void* block) {
   asm volatile("" : "+r"(block) : : "memory");
   return block;

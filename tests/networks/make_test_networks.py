@@ -24,8 +24,8 @@ Segmentation, 2 classes ("red", "green"), 32 coefficients. For slot n
                           width / 4]; anchors = the cells of strides 8, 16 and 32 (84 at 64 x 64)
     seg-dynamic-b2-inside likewise, but runs with a batch of 2 only
     seg-b2-64-open-input  images [batch, 3, 64, 64] likewise; the outputs always have two slots
-    boxes-only            the predictions alone, as output0
-    rank2                 output0 [2, 10] alone: each of a slot's ten numbers is mean(red)
+    boxes-only            only the predictions, as output0
+    rank2                 only output0 [2, 10]: each of a slot's ten numbers is mean(red)
 
 Classifiers, input -> output [N, 2] = mean(plane 0), mean(plane 2):
     classifier-224 [1, 3, 224, 224], classifier-112 [1, 3, 112, 112],
@@ -212,7 +212,7 @@ def dynamic(only_two_slots: bool = False) -> bytes:
     if only_two_slots:
         planes = of_two_slots(graph, planes)
     size = graph.add("Shape", images, start=2, end=4)
-    others = graph.constant([-1], np.int64)  # anchor 0 is there already
+    others = graph.constant([-1], np.int64)  # anchor 0 exists already
     for stride in STRIDES:
         cells = graph.add("Div", size, graph.constant([stride] * 2, np.int64))
         others = graph.add("Add", others, graph.add("ReduceProd", cells, keepdims=1))

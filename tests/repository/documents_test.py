@@ -26,7 +26,7 @@ def files(*patterns: str) -> list[Path]:
 
 
 def found(expression: str, paths: list[Path]) -> Iterator[tuple[str, str]]:
-    """Each match's first group, and the file that it stands in."""
+    """Each match's first group, and the file that it is in."""
     for path in paths:
         for match in re.finditer(expression, path.read_text()):
             yield match[1], str(path.relative_to(ROOT))

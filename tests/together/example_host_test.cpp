@@ -36,7 +36,7 @@ TEST(ExampleHost, TellsBoxesInThePicturesOwnPixels) {
       continue;
     }
     ++spills;
-    // Half of 760, 112 to 1200, 328; the network tells boxes in steps of 8 of the frame's pixels.
+    // Half of 760, 112 to 1200, 328; the network gives boxes in steps of 8 of the frame's pixels.
     EXPECT_NEAR(box[0], 380.0F, 4.0F);
     EXPECT_NEAR(box[1], 56.0F, 4.0F);
     EXPECT_NEAR(box[2], 600.0F, 4.0F);

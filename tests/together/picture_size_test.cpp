@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::FloatNear;
 using testing::IsEmpty;
 
-// The network tells boxes in steps of 4 of its pixels, here 8 of the frame's.
+// The network gives boxes in steps of 4 of its pixels, here 8 of the frame's.
 constexpr float kStep = 8.0F;
 
 testing::Matcher<std::vector<float>> Box(float x1, float y1, float x2, float y2) {

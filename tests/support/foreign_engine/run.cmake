@@ -60,11 +60,11 @@ execute_process(COMMAND ${configure_installed} -B "${WORK}/refused"
   RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
 string(REGEX REPLACE "[ \n]+" " " output "${output}")
 if(status EQUAL 0 OR NOT output MATCHES "set DirtySegDetector_ENGINE_LIBRARY to its path")
-  message(FATAL_ERROR "Without an engine, expected an error that tells what to set:\n${output}")
+  message(FATAL_ERROR "Without an engine, expected an error that says what to set:\n${output}")
 endif()
 
 get_filename_component(engine_dir "${ENGINE_LIBRARY}" DIRECTORY)
-if(EMULATOR)  # libraries are searched in the sysroot alone
+if(EMULATOR)  # libraries are searched only in the sysroot
   set(where "-DDirtySegDetector_ENGINE_LIBRARY=${ENGINE_LIBRARY}")
 else()
   set(where "-DCMAKE_LIBRARY_PATH=${engine_dir}")
