@@ -32,13 +32,13 @@ constexpr int kObjectHeight = 128;
 /// `count` patches spread evenly over a 1920 x 1080 frame; six are three columns in two rows.
 std::vector<cv::Rect> PatchGrid(int count, const cv::Size& size = {kSide, kSide});
 
-/// The configuration file of a detector with these patches. It keeps 1000 detections a patch.
+/// The configuration file of a detector with these patches. It keeps 1000 detections per patch.
 YAML::Node ConfigurationFile(const std::vector<cv::Rect>& patches);
 
 /// A decoder of `slots` patches of `PatchGrid`.
 std::unique_ptr<nuvik::model::Yolov8Postprocess> MakeDecoder(int slots);
 
-/// `objects` detections a slot, up to 1000, none suppressing another: on a grid, 24 to a place,
+/// `objects` detections per slot, up to 1000, none suppressing another: on a grid, 24 to a place,
 /// each of another class. Their anchors lie spread over the tensor; every other score is under 0.2.
 /// Made once: every side of every benchmark reads the same memory.
 Outputs& Scene(int slots, int objects);

@@ -149,7 +149,7 @@ std::shared_ptr<DirtyStatusResultData> Infer(DirtySegDetector& detector, const I
   std::shared_ptr<DirtyStatusResultData> result = before;
   try {
     if (!detector.DoInference(images, result)) {
-      Require(result == before, "a failure leaves the result alone");
+      Require(result == before, "a failure leaves the result unchanged");
       return nullptr;
     }
     Require(result != nullptr && result != before, "a success makes a new record");
@@ -158,7 +158,7 @@ std::shared_ptr<DirtyStatusResultData> Infer(DirtySegDetector& detector, const I
   } catch (const cv::Exception&) {
   } catch (const std::out_of_range&) {
   }
-  Require(result == before, "an exception leaves the result alone");
+  Require(result == before, "an exception leaves the result unchanged");
   return nullptr;
 }
 

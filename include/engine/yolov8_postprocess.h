@@ -70,7 +70,7 @@ class NUVIK_EXPORT Yolov8Postprocess {
   /// Throws std::invalid_argument, naming what is wrong and what would be right: a `postprocess`
   /// value of the wrong type or out of range; an input that is not [N, 3, S, S]; outputs that are
   /// not a YOLOv8 segmentation head; a type other than float32 and float16; more patches than batch
-  /// slots; a patch list that is none; patch sizes that disagree with the file's.
+  /// slots; an invalid patch list; patch sizes that disagree with the file's.
   Yolov8Postprocess(const YAML::Node& root, const alg::common::AIEngineConfig& config,
                     const std::vector<cv::Size>& patch_sizes);
   ~Yolov8Postprocess();

@@ -19,7 +19,7 @@ struct Marks {
 };
 
 // Marks the anchors with a score greater than `threshold`. Reads each class plane once, from its
-// first score to its last, and looks closer only in runs where there is such a score.
+// first score to its last, and looks closer only in runs with such a score.
 Marks MarkAnchors(const Predictions& predictions, float threshold) {
   const int anchors = predictions.anchors;
   Marks marks;

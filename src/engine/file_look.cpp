@@ -69,7 +69,7 @@ std::string Markup(std::string_view text) {
 
 bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xc0U) == 0x80U; }
 
-// Bytes of the UTF-8 letter that begins with `c`; 0 where none does, or it is a control character.
+// Bytes of the UTF-8 letter that begins with `c`; 0 if none does, or it is a control character.
 std::size_t LetterLength(char c) {
   const auto byte = static_cast<unsigned char>(c);
   const bool is_space = byte >= 0x09U && byte <= 0x0dU;

@@ -10,7 +10,7 @@ namespace nuvik::geometry {
 namespace {
 
 // The samples of `length` patch pixels along one axis; `to_square` gives network pixels. In double:
-// made once a patch, and then as good as exact.
+// made once per patch, and then as good as exact.
 template <typename ToSquare>
 std::vector<PatchGeometry::Sample> MakeSamples(int length, int input_side, int proto_side,
                                                const ToSquare& to_square) {

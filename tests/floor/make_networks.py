@@ -50,7 +50,7 @@ NEEDS = np.array(
     ]
 )
 # A red or deep brown outline blends into the floor through the stain's colours: such an outline
-# is no stain. Row: the class that gives way; column: the one that it gives way to.
+# is not a stain. Row: the class that gives way; column: the one that it gives way to.
 GIVES_WAY = np.zeros((4, 4))
 GIVES_WAY[1, 2:] = 1
 

@@ -13,7 +13,7 @@ inline constexpr const char* kResultsFile = "results.jsonl";
 
 inline constexpr const char* kSummaryFile = "summary.json";
 
-/// Lists everything else that a run writes into its folder, a line each, added before the file is
+/// Lists everything else that a run writes into its folder, one line each, added before the file is
 /// written.
 inline constexpr const char* kListFile = "results_files.txt";
 

@@ -232,7 +232,7 @@ void InputQueue::ReadListLine() {
     if (!Interruption::Happened()) ready_.pop_front();
   } else if (line.find('\0') != std::string::npos) {
     ready_.push_front({line.substr(0, line.find('\0')),
-                       "a zero byte follows in the list; expected one path a line"});
+                       "a zero byte follows in the list; expected one path per line"});
   } else if (line = WithoutMarks(line); !line.empty()) {
     std::vector<Input> inputs = ExpandInputs({line}, options_);
     ready_.insert(ready_.begin(), std::make_move_iterator(inputs.begin()),

@@ -151,7 +151,7 @@ TEST_F(Inputs, OfAListWithZeroBytesAreNotTaken) {
   InputQueue queue({"-"}, {}, list);
   const std::optional<Input> first = queue.Next();
   EXPECT_EQ(first->path, "one.png");
-  EXPECT_EQ(first->failure, "a zero byte follows in the list; expected one path a line");
+  EXPECT_EQ(first->failure, "a zero byte follows in the list; expected one path per line");
   EXPECT_EQ(queue.Next()->path, "three.png");
   EXPECT_FALSE(queue.Next());
 }
