@@ -92,9 +92,7 @@ def parse() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--output", type=folder_to_fill, required=True)
     parser.add_argument("--frames", type=not_negative, required=True, help="frames with dirt")
-    parser.add_argument(
-        "--clean", type=not_negative, default=0, help="frames without, after those"
-    )
+    parser.add_argument("--clean", type=not_negative, default=0, help="frames without, after those")
     parser.add_argument("--seed", type=int, default=1001)
     parser.add_argument(
         "--styles",
