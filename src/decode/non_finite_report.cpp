@@ -33,6 +33,7 @@ void NonFiniteReport::Print(const std::vector<NonFiniteCount>& counts) {
   if (++frames_ != next_reported_) return;
   next_reported_ *= 10;
   std::vector<std::string> texts;
+  texts.reserve(counts.size());
   for (const NonFiniteCount& entry : counts) {
     texts.push_back("output '" + entry.output + "' has " + std::to_string(entry.count) + " of " +
                     std::to_string(entry.total) + " numbers that are not finite");
