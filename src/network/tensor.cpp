@@ -86,6 +86,7 @@ std::optional<AIDataType> TypeOfNumpy(const std::string& numpy_type) {
 
 std::vector<std::string> NumpyTypes() {
   std::vector<std::string> types;
+  types.reserve(kKinds.size());
   for (const Kind& kind : kKinds) types.emplace_back(kind.numpy_type);
   return types;
 }
