@@ -58,7 +58,7 @@ struct AIBuff {
 
 /// Maximum number of threads of the bundled engine. If the system refuses to start one of them, the
 /// runtime ends the process.
-inline constexpr std::int32_t kAIMostThreads = 1024;
+inline constexpr std::int32_t kAIMaxThreads = 1024;
 
 /// Configuration of one network. Every map is keyed by tensor name.
 /// `ReadNetwork` (network_reader.h) fills one from an ONNX file.
@@ -81,7 +81,7 @@ struct AIEngineConfig {
   /// `AIDataType` of each tensor. An input without an entry is float32.
   std::map<std::string, std::uint32_t> input_types;
   std::map<std::string, std::uint32_t> output_types;
-  /// Threads that one inference uses, the caller's included, up to `kAIMostThreads`; 0 is one for
+  /// Threads that one inference uses, the caller's included, up to `kAIMaxThreads`; 0 is one for
   /// each processor core.
   std::int32_t thread_count = 0;
   /// Device that computes. The bundled engine supports only 0, the processor.

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/diagnostics.h"
+#include "engine/onnx_file.h"
 #include "engine/onnx_session.h"
 #include "network/tensor.h"
 
@@ -98,19 +99,65 @@ std::map<std::int32_t, std::string> ReadClassNames(const std::string& metadata) 
   return names;
 }
 
+struct Tensors {
+  std::vector<Tensor> inputs;
+  std::vector<Tensor> outputs;
+};
+
+Tensors DescribeTensors(OnnxSession& session, const OpenDimensions& open) {
+  Tensors tensors;
+  tensors.inputs = DescribeInputs(session, open);
+  tensors.outputs = DescribeOutputs(session, tensors.inputs);
+  return tensors;
+}
+
+bool HaveOneSlot(const std::vector<Tensor>& tensors) {
+  return std::all_of(tensors.begin(), tensors.end(), [](const Tensor& tensor) {
+    return !tensor.shape.empty() && tensor.shape[0] == 1;
+  });
+}
+
+// The tensors of one slot, where the network computes one at a time.
+std::optional<Tensors> DescribeOneSlot(OnnxSession& session, OpenDimensions open) try {
+  open.batch = 1;
+  Tensors tensors = DescribeTensors(session, open);
+  if (!HaveOneSlot(tensors.inputs) || !HaveOneSlot(tensors.outputs)) return std::nullopt;
+  return tensors;
+} catch (const SessionError&) {
+  return std::nullopt;  // a batch that the file leaves open may be another size inside
+}
+
+void Repeat(std::int64_t slots, const OnnxSession& session, Tensors& tensors) {
+  const auto repeat = [slots](const std::vector<TensorInfo>& infos, std::vector<Tensor>& list) {
+    for (std::size_t i = 0; i < list.size(); ++i) {
+      list[i].shape[0] = slots;
+      list[i] = MakeTensor(infos[i], std::move(list[i].shape));
+    }
+  };
+  repeat(session.inputs(), tensors.inputs);
+  repeat(session.outputs(), tensors.outputs);
+}
+
 Network Describe(const std::string& model_path, const OpenDimensions& open) {
+  CheckModelFile(model_path);
   OnnxSession session(model_path, 1);
   Network network;
   network.class_names = ReadClassNames(session.Metadata("names"));
+  std::optional<Tensors> tensors = DescribeOneSlot(session, open);
+  network.takes_any_batch = tensors.has_value();
+  if (tensors) {
+    Repeat(open.batch, session, *tensors);
+  } else {
+    tensors = DescribeTensors(session, open);
+  }
   AIEngineConfig& config = network.config;
   config.model_path = model_path;
-  const std::vector<Tensor> inputs = DescribeInputs(session, open);
-  for (const Tensor& tensor : inputs) {
+  for (const Tensor& tensor : tensors->inputs) {
     config.input_sizes[tensor.name] = static_cast<std::int32_t>(tensor.bytes);
     config.input_shapes[tensor.name] = tensor.shape;
     config.input_types[tensor.name] = tensor.data_type;
   }
-  for (const Tensor& tensor : DescribeOutputs(session, inputs)) {
+  for (const Tensor& tensor : tensors->outputs) {
     config.output_sizes[tensor.name] = static_cast<std::int32_t>(tensor.bytes);
     config.output_shapes[tensor.name] = tensor.shape;
     config.output_types[tensor.name] = tensor.data_type;

@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -298,6 +302,32 @@ void CheckOnnxFile(std::istream& file) {
     if (model.field() == onnx::model::kFunction) functions.Add(model.message());
   }
   functions.Check(main.nodes);
+}
+
+OnnxDescription CheckModelFile(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (std::filesystem::is_directory(status)) {
+    throw SessionError("is a folder; expected an ONNX file");
+  }
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw SessionError("is not a regular file; expected an ONNX file");
+  }
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (!error && size > kMaxOnnxBytes) {
+    throw SessionError("has " + std::to_string(size) +
+                       " bytes; expected an ONNX file, of at most " +
+                       std::to_string(kMaxOnnxBytes));
+  }
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open()) {
+    const int cause = errno == 0 ? ENOENT : errno;
+    throw SessionError("cannot be opened: " + std::generic_category().message(cause));
+  }
+  CheckOnnxFile(file);
+  file.clear();
+  return DescribeOnnxFile(file);
 }
 
 }  // namespace nuvik::alg::common

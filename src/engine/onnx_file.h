@@ -2,6 +2,9 @@
 #pragma once
 
 #include <istream>
+#include <string>
+
+#include "network/onnx_description.h"
 
 namespace nuvik::alg::common {
 
@@ -11,5 +14,10 @@ namespace nuvik::alg::common {
 /// they are put in. Throws SessionError, naming the node or function, what was found and what would
 /// be right. What is no ONNX file at all passes: the runtime tells it.
 void CheckOnnxFile(std::istream& file);
+
+/// What the file at `path` declares, before the runtime gets it. Throws SessionError in plain words
+/// when it is missing, cannot be opened, is no regular file or too large, and as CheckOnnxFile
+/// does.
+OnnxDescription CheckModelFile(const std::string& path);
 
 }  // namespace nuvik::alg::common

@@ -2,17 +2,11 @@
 
 #include <onnxruntime_cxx_api.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <system_error>
 
 #include "engine/file_look.h"
-#include "engine/onnx_file.h"
 #include "engine/runtime_words.h"
-#include "network/onnx_message.h"
 
 namespace nuvik::alg::common {
 namespace {
@@ -34,32 +28,6 @@ TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
   info.data_type = TypeOfOnnx(onnx);
   info.type_name = ElementName(onnx);
   return info;
-}
-
-// Tells a missing file from a bad one in plain words before the runtime does in its own, and keeps
-// from it what it would not survive.
-void CheckFile(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(path, error);
-  if (std::filesystem::is_directory(status)) {
-    throw SessionError("is a folder; expected an ONNX file");
-  }
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    throw SessionError("is not a regular file; expected an ONNX file");
-  }
-  const std::uintmax_t size = std::filesystem::file_size(path, error);
-  if (!error && size > kMaxOnnxBytes) {
-    throw SessionError("has " + std::to_string(size) +
-                       " bytes; expected an ONNX file, of at most " +
-                       std::to_string(kMaxOnnxBytes));
-  }
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (!file.is_open()) {
-    const int cause = errno == 0 ? ENOENT : errno;
-    throw SessionError("cannot be opened: " + std::generic_category().message(cause));
-  }
-  CheckOnnxFile(file);
 }
 
 std::string WordsOf(const Ort::Exception& error) { return PlainWords(error.what()); }
@@ -90,22 +58,19 @@ Ort::SessionOptions MakeOptions(int threads) {
   options.SetInterOpNumThreads(1);
   options.SetExecutionMode(ORT_SEQUENTIAL);
   options.SetGraphOptimizationLevel(ORT_ENABLE_ALL);
-  // A spinning worker takes a whole core from the rest of the robot between two frames.
-  options.AddConfigEntry("session.intra_op.allow_spinning", "0");
-  options.AddConfigEntry("session.inter_op.allow_spinning", "0");
+  // Threads spin for the next operator, which comes at once; between two frames they would take a
+  // whole core from the rest of the robot.
+  options.AddConfigEntry("session.force_spinning_stop", "1");
   return options;
 }
 
-Ort::Session LoadSession(const std::string& path, int threads) {
-  CheckFile(path);
-  try {
-    return Ort::Session(Environment(), path.c_str(), MakeOptions(threads));
-  } catch (const Ort::Exception& error) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string look = LookOfNoNetwork(file);
-    if (!look.empty()) throw SessionError(look);
-    throw SessionError("is not a usable ONNX network: " + WordsOf(error, path));
-  }
+Ort::Session LoadSession(const std::string& path, int threads) try {
+  return Ort::Session(Environment(), path.c_str(), MakeOptions(threads));
+} catch (const Ort::Exception& error) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string look = LookOfNoNetwork(file);
+  if (!look.empty()) throw SessionError(look);
+  throw SessionError("is not a usable ONNX network: " + WordsOf(error, path));
 }
 
 Ort::Value Wrap(const Ort::MemoryInfo& memory, const BoundTensor& bound) {

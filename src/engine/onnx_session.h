@@ -27,14 +27,14 @@ struct TensorInfo {
 /// A tensor and the caller's storage of `tensor->bytes` bytes for it.
 struct BoundTensor {
   const Tensor* tensor;
-  void* data;
+  std::uint8_t* data;
 };
 
-/// One loaded network. Used by one thread at a time.
+/// One loaded network.
 class OnnxSession {
  public:
-  /// `threads` is at least 1 and counts the caller's. Throws SessionError when the file is missing
-  /// or holds no network that the runtime can execute.
+  /// `path` has passed CheckModelFile; `threads` is at least 1 and counts the caller's. Throws
+  /// SessionError when the file holds no network that the runtime can execute.
   OnnxSession(const std::string& path, int threads);
   ~OnnxSession();
   OnnxSession(const OnnxSession&) = delete;
@@ -46,7 +46,8 @@ class OnnxSession {
   /// Entry of the model's metadata, empty when there is none. Throws SessionError.
   std::string Metadata(const std::string& key) const;
 
-  /// Reads and writes the given storage, without a copy. Throws SessionError.
+  /// Reads and writes the given storage, without a copy. Several threads may call it at once, with
+  /// outputs of their own. Throws SessionError.
   void Run(const std::vector<BoundTensor>& inputs, const std::vector<BoundTensor>& outputs);
 
   /// Runs on zeros and gives the shape that each of `outputs()` then has. Throws SessionError.

@@ -47,7 +47,8 @@ static_assert(sizeof(OpenDimensions) == 24);
 
 static_assert(offsetof(Network, config) == 0);
 static_assert(offsetof(Network, class_names) == 424);
-static_assert(sizeof(Network) == 472);
+static_assert(offsetof(Network, takes_any_batch) == 472);
+static_assert(sizeof(Network) == 480);
 
 }  // namespace nuvik::alg::common
 

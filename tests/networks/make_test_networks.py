@@ -14,6 +14,7 @@ Segmentation, 2 classes ("red", "green"), 32 coefficients. For slot n
                  has the mask logit 4 everywhere.
 
     seg-b2-64             images [2, 3, 64, 64] -> output0 [2, 38, 84], output1 [2, 32, 16, 16]
+    seg-b1-64             likewise with a batch of 1
     seg-b2-64-transposed  output0 is [2, 84, 38]
     seg-b2-64-f16         both outputs are float16
     seg-b2-64-half        float16 weights and arithmetic between a float32 input and float32 outputs
@@ -122,14 +123,14 @@ def fixed_predictions(graph: Graph, planes: str, **name: str) -> str:
     return graph.add("Pad", first_anchor(graph, planes), pads, **name)
 
 
-def fixed_prototypes(graph: Graph, planes: str, **name: str) -> str:
-    shape = graph.constant(PROTOTYPES, np.int64)
+def fixed_prototypes(graph: Graph, planes: str, batch: int = BATCH, **name: str) -> str:
+    shape = graph.constant([batch, *PROTOTYPES[1:]], np.int64)
     return graph.add("Expand", prototype_values(graph, planes), shape, **name)
 
 
-def fixed_input(name: str) -> tuple[Graph, str]:
+def fixed_input(name: str, batch: int = BATCH) -> tuple[Graph, str]:
     graph = Graph(name)
-    return graph, means(graph, graph.input("images", [BATCH, 3, SIDE, SIDE]))
+    return graph, means(graph, graph.input("images", [batch, 3, SIDE, SIDE]))
 
 
 def segmentation(predictions_name: str = "output0", prototypes_name: str = "output1") -> bytes:
@@ -139,6 +140,15 @@ def segmentation(predictions_name: str = "output0", prototypes_name: str = "outp
     shapes = {predictions_name: [BATCH, ROWS, ANCHORS], prototypes_name: PROTOTYPES}
     for name in sorted(shapes):
         graph.output(name, shapes[name])
+    return graph.serialise(METADATA)
+
+
+def one_slot() -> bytes:
+    graph, planes = fixed_input("seg_b1", batch=1)
+    fixed_predictions(graph, planes, named="output0")
+    fixed_prototypes(graph, planes, batch=1, named="output1")
+    graph.output("output0", [1, ROWS, ANCHORS])
+    graph.output("output1", [1, *PROTOTYPES[1:]])
     return graph.serialise(METADATA)
 
 
@@ -305,6 +315,7 @@ def fails(comparison: str) -> bytes:
 def networks() -> dict[str, bytes]:
     files = {
         "seg-b2-64": segmentation(),
+        "seg-b1-64": one_slot(),
         "seg-b2-64-transposed": transposed(),
         "seg-b2-64-f16": half_precision(),
         "seg-b2-64-half": half_inside(),

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -24,7 +23,6 @@
 #include "files/text_stream.h"
 #include "frames/inputs.h"
 #include "networks/networks.h"
-#include "networks/onnx_description.h"
 
 namespace dirty_seg {
 namespace {
@@ -67,10 +65,10 @@ std::string ModelBeside(const std::string& config) {
 // A network that does not take the patches is refused here as a run would.
 void CheckOnNetwork(const std::string& model, ConfigCheck& check) {
   const std::size_t patches = std::max<std::size_t>(1, check.patches.size());
-  const auto head = ReadHead(model, ReadSegmentationNetwork(model, patches, 1).config);
-  std::ifstream file(model, std::ios::binary);
-  const bool is_open = HasOpenBatch(DescribeOnnxFile(file));
-  CheckFit(head.input_side, is_open ? std::nullopt : std::optional<int>(head.batch), check);
+  const auto network = ReadSegmentationNetwork(model, patches, 1);
+  const auto head = ReadHead(model, network.config);
+  CheckFit(head.input_side, network.takes_any_batch ? std::nullopt : std::optional<int>(head.batch),
+           check);
 }
 
 ConfigCheck Check(const CheckOptions& options) {

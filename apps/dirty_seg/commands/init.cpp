@@ -18,7 +18,6 @@
 #include "files/output_file.h"
 #include "networks/network_report.h"
 #include "networks/networks.h"
-#include "networks/onnx_description.h"
 
 namespace dirty_seg {
 namespace {
@@ -40,17 +39,18 @@ NetworkReport Inspect(const std::string& path, const char* role,
                                is_other ? "; it can be the " + report.Role() : ""));
 }
 
-// A network with a fixed batch is looked at whatever the batch, so that what is wrong with the grid
-// can be told.
+// A network with a fixed batch is looked at whatever the grid, so that what is wrong with the grid
+// can be said.
 NetworkReport InspectForBatch(const std::string& path, std::size_t batch) {
-  const bool is_open = HasOpenBatch(InspectNetwork(path, kAnyBatch, 1).description);
+  const auto declared = DescribeNetwork(path);
+  const bool is_fixed = !declared.inputs.empty() && !declared.inputs[0].MayHoldOneSlot();
   return Inspect(path, "segmentation network", &NetworkReport::segmentation,
-                 is_open ? batch : kAnyBatch);
+                 is_fixed ? kAnyBatch : batch);
 }
 
 // Nothing for a network that takes any batch.
 std::optional<int> BatchOf(const NetworkReport& report) {
-  if (HasOpenBatch(report.description)) return std::nullopt;
+  if (report.takes_any_batch) return std::nullopt;
   return report.head->batch;
 }
 
@@ -63,10 +63,10 @@ std::optional<Grid> ReadGrid(const InitOptions& options) {
       fmt::format("--grid {}: expected columns x rows, each from 1 to 64, as 3x2", options.grid));
 }
 
-// Open batches take whatever the grid has, as long as the engine can hold it.
+// A network that takes any batch takes whatever the grid has, as long as the engine can hold it.
 void CheckBatch(const InitOptions& options, const Grid& grid, const NetworkReport& report) {
   const int batch = report.head->batch;
-  if (HasOpenBatch(report.description)) {
+  if (report.takes_any_batch) {
     ReadSegmentationNetwork(options.model, static_cast<std::size_t>(grid.count()), 1);
     return;
   }
@@ -121,9 +121,9 @@ StarterNetworks Describe(const InitOptions& options, const NetworkReport& report
   const auto& head = *report.head;
   StarterNetworks networks;
   networks.model = SeenFrom(options.output, options.model);
-  networks.model_comment = fmt::format(
-      "segmentation network, {}, batch {}", SizeText({head.input_side, head.input_side}),
-      HasOpenBatch(report.description) ? "open" : std::to_string(head.batch));
+  networks.model_comment = fmt::format("segmentation network, {}, batch {}",
+                                       SizeText({head.input_side, head.input_side}),
+                                       report.takes_any_batch ? "any" : std::to_string(head.batch));
   networks.class_names = report.class_names;
   if (options.fece_model.empty()) return networks;
   networks.fece_model = SeenFrom(options.output, options.fece_model);

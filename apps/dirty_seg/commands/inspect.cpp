@@ -68,7 +68,7 @@ Command AddInspect(Program& program, InspectOptions& options) {
       .TypeName("text|json|cpp|yaml");
   command
       .AddOption("--batch", &options.batch,
-                 "For a batch that the network leaves open,\none slot a patch; 1")
+                 "Patches, for a network whose batch is 1 or open\n(default 1)")
       .Check(NumberFrom(1, 1024, "a whole number from 1 to 1024"))
       .TypeName("N");
   AddThreadsOption(command, options.threads);

@@ -136,7 +136,7 @@ ordered_json Threads(int threads) {
   SetThreads(threads);
   const int cores = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
   return {{"asked", threads},
-          {"network", threads == 0 ? std::min(cores, nuvik::alg::common::kAIMostThreads) : threads},
+          {"network", threads == 0 ? std::min(cores, nuvik::alg::common::kAIMaxThreads) : threads},
           {"opencv", cv::getNumThreads()},
           {"detector", 1}};
 }

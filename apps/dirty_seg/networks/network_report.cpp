@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -22,7 +20,9 @@ namespace {
 using nlohmann::ordered_json;
 using nuvik::alg::common::AIEngine;
 using nuvik::alg::common::AIEngineConfig;
+using nuvik::alg::common::DeclaredTensor;
 using nuvik::alg::common::Network;
+using nuvik::alg::common::OnnxDescription;
 using nuvik::alg::common::OpenDimensions;
 using nuvik::alg::common::ReadNetwork;
 using nuvik::model::ReadSegmentationHead;
@@ -92,8 +92,9 @@ std::string PairsText(const Map& pairs) {
                   [](const auto& pair) { return fmt::format("{} {}", pair.first, pair.second); });
 }
 
-std::string HeadText(const SegmentationHead& head) {
-  return fmt::format("batch {}, input {}, {} {}, {} anchors, {} prototypes", head.batch,
+std::string HeadText(const SegmentationHead& head, bool takes_any_batch) {
+  return fmt::format("batch {}{}, input {}, {} {}, {} anchors, {} prototypes", head.batch,
+                     takes_any_batch ? " (any number of patches)" : "",
                      SizeText({head.input_side, head.input_side}), head.classes,
                      head.classes == 1 ? "class" : "classes", head.anchors, head.coefficients);
 }
@@ -139,6 +140,7 @@ ordered_json SegmentationJson(const NetworkReport& report) {
   ordered_json json = SuitabilityJson(report.segmentation);
   if (!report.segmentation.fits() || !report.head) return json;
   json["batch"] = report.head->batch;
+  json["takes_any_batch"] = report.takes_any_batch;
   json["input_side"] = report.head->input_side;
   json["classes"] = report.head->classes;
   json["anchors"] = report.head->anchors;
@@ -173,12 +175,9 @@ NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int thr
     report.plain_config = std::move(network.config);
     report.plain_config.thread_count = threads;
     report.class_names = std::move(network.class_names);
+    report.takes_any_batch = network.takes_any_batch;
   });
-  std::error_code ignored;
-  if (std::filesystem::is_regular_file(path, ignored)) {  // a pipe would be waited for
-    std::ifstream file(path, std::ios::binary);
-    report.description = DescribeOnnxFile(file);
-  }
+  report.description = DescribeNetwork(path);
   report.segmentation.fault = FaultOf(path, [&] {
     Network network = ReadSegmentationNetwork(path, batch, threads);
     report.head = ReadSegmentationHead(network.config);
@@ -211,7 +210,7 @@ std::string ReportText(const NetworkReport& report) {
     if (key != "names" || report.class_names.empty()) AddLine("metadata", key + ": " + value, text);
   }
   AddLine("segments",
-          report.segmentation.fits() ? "yes: " + HeadText(*report.head)
+          report.segmentation.fits() ? "yes: " + HeadText(*report.head, report.takes_any_batch)
                                      : "no: " + report.segmentation.fault,
           text);
   AddLine("classifies", report.classifier.fits() ? "yes" : "no: " + report.classifier.fault, text);

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "engine/network_reader.h"
+#include "network/onnx_description.h"
 #include "network/segmentation_head.h"
-#include "networks/onnx_description.h"
 
 namespace dirty_seg {
 
@@ -23,9 +23,11 @@ struct Suitability {
 
 struct NetworkReport {
   std::string path;
-  OnnxDescription description;
+  nuvik::alg::common::OnnxDescription description;
   /// Class id to name, from the metadata.
   std::map<std::int32_t, std::string> class_names;
+  /// As `Network` has it.
+  bool takes_any_batch = false;
   /// Empty, or why the engine cannot read the file at all.
   std::string fault;
   Suitability segmentation;
@@ -43,8 +45,8 @@ struct NetworkReport {
   nuvik::alg::common::AIEngineConfig plain_config;
 };
 
-/// Reads the file, and tries it in both roles, a run on zeros included. A batch that the file
-/// leaves open takes `batch`; `threads` goes into the configuration. Problems with the network are
+/// Reads the file, and tries it in both roles, a run on zeros included. A network that takes any
+/// batch gets `batch` slots; `threads` goes into the configuration. Problems with the network are
 /// in the report; those that another batch may mend name `batch_option`, which gives it. Prints
 /// nothing.
 NetworkReport InspectNetwork(const std::string& path, std::size_t batch, int threads,

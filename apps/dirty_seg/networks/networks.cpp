@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <numeric>
@@ -83,6 +85,13 @@ void KeepOnly(const std::string& name, std::map<std::string, Value>& map) {
 }
 
 }  // namespace
+
+nuvik::alg::common::OnnxDescription DescribeNetwork(const std::string& path) {
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) return {};
+  std::ifstream file(path, std::ios::binary);
+  return nuvik::alg::common::DescribeOnnxFile(file);
+}
 
 Network ReadSegmentationNetwork(const std::string& path, std::size_t patch_count, int threads) {
   OpenDimensions open;

@@ -6,12 +6,17 @@
 
 #include "engine/ai_engine.h"
 #include "engine/network_reader.h"
+#include "network/onnx_description.h"
 #include "network/segmentation_head.h"
 
 namespace dirty_seg {
 
-/// Describes the segmentation network for `patch_count` patches; a batch that the file leaves open
-/// takes that size. `threads` is AIEngineConfig's `thread_count`.
+/// What the file at `path` declares; nothing for what is not a regular file, which would be waited
+/// for.
+nuvik::alg::common::OnnxDescription DescribeNetwork(const std::string& path);
+
+/// Describes the segmentation network for `patch_count` patches, which a network that takes any
+/// batch gets. `threads` is AIEngineConfig's `thread_count`.
 ///
 /// Throws SetupError, naming the file, the tensor, what was found and what was expected: the file
 /// cannot be read (then a NetworkError, with the engine's words); its input is not the one

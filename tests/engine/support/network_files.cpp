@@ -35,10 +35,10 @@ TemporaryFile::TemporaryFile(const std::string& bytes) {
 
 TemporaryFile::~TemporaryFile() { std::filesystem::remove(path_); }
 
-AIEngineConfig ConfigOf(const std::string& path) {
+AIEngineConfig ConfigOf(const std::string& path, std::int64_t batch) {
   alg::common::Network network;
   std::string error;
-  if (alg::common::ReadNetwork(path, {2, 64, 64}, network, error) != 0) {
+  if (alg::common::ReadNetwork(path, {batch, 64, 64}, network, error) != 0) {
     throw std::runtime_error(error);
   }
   network.config.thread_count = 1;

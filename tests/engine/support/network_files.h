@@ -29,9 +29,9 @@ class TemporaryFile {
   std::string path_;
 };
 
-/// Configuration of a test network as `ReadNetwork` gives it, one thread; open dimensions are
-/// batch 2 and 64 x 64.
-alg::common::AIEngineConfig ConfigOf(const std::string& path);
+/// Configuration of a test network as `ReadNetwork` gives it, one thread; a batch that is not fixed
+/// is `batch`, open sides are 64.
+alg::common::AIEngineConfig ConfigOf(const std::string& path, std::int64_t batch = 1);
 
 /// Zeroed buffers of the configured lengths.
 std::map<std::string, alg::common::AIBuff> MakeBuffers(

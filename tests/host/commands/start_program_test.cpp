@@ -104,6 +104,22 @@ TEST_F(Start, RefusesClassesThatTheNetworkDoesNotHave) {
   EXPECT_FALSE(std::filesystem::exists(host_));
 }
 
+TEST_F(Start, LaysOutAnyGridForANetworkOfBatchOne) {
+  const std::string model = test::CommonNetwork("seg-b1-64");
+  const ProgramResult init =
+      RunProgram({"init", model, "--grid", "3x2", "--output", folder_ / "one"});
+  ASSERT_EQ(init.status, 0) << init.errors;
+  EXPECT_THAT(test::ReadFile(folder_ / "one/host.yaml"), HasSubstr("64 x 64, batch any\n"));
+  const ProgramResult check = RunProgram({"check", folder_ / "one/config.yaml", "--model", model});
+  EXPECT_EQ(check.status, 0) << check.output;
+  EXPECT_THAT(check.output, HasSubstr("0 errors"));
+  EXPECT_THAT(check.output, HasSubstr("6 patches cover 100.0 % of the frame"));
+  const ProgramResult detect =
+      RunProgram({"detect", "--host", folder_ / "one/host.yaml", Picture(test::kRedPixel)});
+  EXPECT_EQ(detect.status, 0) << detect.errors;
+  EXPECT_EQ(json::parse(detect.output)["labels"], json::parse("[0, 0, 0, 0, 0, 0]"));
+}
+
 TEST_F(Start, TriesAnOpenBatchWithTheGridsPatches) {
   const std::string model = test::CommonNetwork("seg-dynamic-b2-inside");
   const ProgramResult result =

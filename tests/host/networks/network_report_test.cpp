@@ -25,45 +25,6 @@ using testing::HasSubstr;
 using testing::Pair;
 using testing::StartsWith;
 
-OnnxDescription Describe(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return DescribeOnnxFile(file);
-}
-
-TEST(OnnxDescription, TellsOpenDimensionsByName) {
-  const OnnxDescription description = Describe(CommonNetwork("seg-dynamic"));
-  ASSERT_EQ(description.inputs.size(), 1U);
-  EXPECT_EQ(description.inputs[0].name, "images");
-  EXPECT_EQ(DeclarationText(description.inputs[0]), "float32 [batch, 3, height, width]");
-  ASSERT_EQ(description.outputs.size(), 2U);
-  EXPECT_EQ(DeclarationText(description.outputs[0]), "float32 [batch, 38, anchors]");
-}
-
-TEST(OnnxDescription, TellsElementTypesThatTheEngineDoesNotCarry) {
-  EXPECT_EQ(DeclarationText(Describe(CommonNetwork("bool")).inputs.at(0)), "bool [1, 4]");
-  EXPECT_EQ(DeclarationText(Describe(CommonNetwork("string")).inputs.at(0)), "string [1, 4]");
-}
-
-TEST(OnnxDescription, TellsOriginOperatorsAndMetadata) {
-  const OnnxDescription description = Describe(CommonNetwork("seg-b2-64"));
-  EXPECT_EQ(description.producer, "dirty_seg");
-  EXPECT_THAT(description.opsets, ElementsAre(Pair("ai.onnx", 17)));
-  EXPECT_THAT(description.metadata,
-              ElementsAre(Pair("names", "{0: 'red', 1: 'green'}"), Pair("task", "segment")));
-}
-
-TEST(OnnxDescription, OfSomethingElseIsEmpty) {
-  std::istringstream text("");
-  const OnnxDescription description = DescribeOnnxFile(text);
-  EXPECT_TRUE(description.inputs.empty());
-  EXPECT_TRUE(description.metadata.empty());
-}
-
-TEST(OnnxDescription, SaysThatARankIsUnknown) {
-  EXPECT_EQ(DeclarationText({"x", "float32", {}, false}), "float32 of unknown rank");
-  EXPECT_EQ(DeclarationText({"x", "float32", {}, true}), "float32 []");
-}
-
 TEST(NetworkReport, OfASegmentationNetworkTellsItsHead) {
   const NetworkReport report = InspectNetwork(CommonNetwork("seg-b2-64"), 1, 3);
   EXPECT_EQ(report.fault, "");
@@ -85,6 +46,15 @@ TEST(NetworkReport, ClosesAnOpenBatch) {
   const NetworkReport report = InspectNetwork(CommonNetwork("seg-dynamic"), 3, 0);
   EXPECT_EQ(report.head->batch, 3);
   EXPECT_THAT(report.config()->input_shapes.at("images"), ElementsAre(3, 3, 640, 640));
+}
+
+TEST(NetworkReport, OfANetworkOfBatchOneSaysThatItTakesAnyNumberOfPatches) {
+  const NetworkReport report = InspectNetwork(CommonNetwork("seg-b1-64"), 6, 0);
+  EXPECT_THAT(ReportText(report), HasSubstr("  segments    yes: batch 6 (any number of patches), "
+                                            "input 64 x 64, 2 classes"));
+  const json head = json::parse(ReportJson(report).dump())["segmentation"];
+  EXPECT_EQ(head["batch"], 6);
+  EXPECT_EQ(head["takes_any_batch"], true);
 }
 
 TEST(NetworkReport, OfAClassifierSaysWhyItDoesNotSegment) {

@@ -51,6 +51,13 @@ TEST(SegmentationNetwork, TakesAnOpenBatchFromThePatches) {
   EXPECT_THAT(network.config.output_shapes.at("output0"), ElementsAre(5, 38, 8400));
 }
 
+TEST(SegmentationNetwork, OfBatchOneHasASlotForEachPatch) {
+  const Network network = ReadSegmentationNetwork(CommonNetwork("seg-b1-64"), 6, 1);
+  EXPECT_TRUE(network.takes_any_batch);
+  EXPECT_THAT(network.config.input_shapes.at("images"), ElementsAre(6, 3, 64, 64));
+  EXPECT_THAT(network.config.output_shapes.at("output1"), ElementsAre(6, 32, 16, 16));
+}
+
 TEST(SegmentationNetwork, WithFewerSlotsThanPatchesIsRefused) {
   const std::string path = CommonNetwork("seg-b2-64");
   EXPECT_EQ(SegmentationRejection(path, 3),
@@ -60,11 +67,11 @@ TEST(SegmentationNetwork, WithFewerSlotsThanPatchesIsRefused) {
 }
 
 TEST(SegmentationNetwork, OfAnotherKindIsToldAsSuchBeforeItsBatch) {
-  const std::string path = CommonNetwork("classifier-224");
+  const std::string path = CommonNetwork("boxes-only");
   EXPECT_EQ(SegmentationRejection(path, 3),
             "'" + path +
                 "': not a YOLOv8 segmentation network: no output has rank 4, the prototypes; found "
-                "'output' [1, 2]");
+                "'output0' [2, 38, 84]");
 }
 
 TEST(SegmentationNetwork, ThatCannotBeReadIsRefused) {

@@ -1,6 +1,4 @@
-#include "networks/onnx_description.h"
-
-#include <fmt/format.h>
+#include "network/onnx_description.h"
 
 #include <algorithm>
 #include <set>
@@ -10,11 +8,8 @@
 #include "network/onnx_message.h"
 #include "network/tensor.h"
 
-namespace dirty_seg {
+namespace nuvik::alg::common {
 namespace {
-
-namespace onnx = nuvik::alg::common::onnx;
-using nuvik::alg::common::OnnxMessage;
 
 // Enough for the names of a thousand classes.
 constexpr std::uint64_t kMaxMetadataBytes = 1U << 20U;
@@ -31,7 +26,7 @@ std::string ReadDimension(OnnxMessage message) {
 void ReadTensorType(OnnxMessage message, DeclaredTensor& declared) {
   while (message.Next()) {
     if (message.field() == onnx::tensor_type::kElement) {
-      declared.type = nuvik::alg::common::OnnxTypeName(message.integer());
+      declared.type = OnnxTypeName(message.integer());
     }
     if (message.field() != onnx::tensor_type::kShape) continue;
     declared.has_shape = true;
@@ -145,14 +140,23 @@ OnnxDescription DescribeOnnxFile(std::istream& file) {
   return description;
 }
 
-bool HasOpenBatch(const OnnxDescription& description) {
-  if (description.inputs.empty() || description.inputs[0].shape.empty()) return false;
-  return description.inputs[0].shape[0].find_first_not_of("0123456789") != std::string::npos;
+bool DeclaredTensor::HasOpenBatch() const {
+  return !shape.empty() && shape[0].find_first_not_of("0123456789") != std::string::npos;
+}
+
+bool DeclaredTensor::MayHoldOneSlot() const {
+  return !has_shape || (!shape.empty() && (shape[0] == "1" || HasOpenBatch()));
 }
 
 std::string DeclarationText(const DeclaredTensor& declared) {
   if (!declared.has_shape) return declared.type + " of unknown rank";
-  return fmt::format("{} [{}]", declared.type, fmt::join(declared.shape, ", "));
+  std::string text;
+  for (const std::string& size : declared.shape) text += (text.empty() ? "" : ", ") + size;
+  return declared.type + " [" + text + "]";
 }
 
-}  // namespace dirty_seg
+bool HasOpenBatch(const OnnxDescription& description) {
+  return !description.inputs.empty() && description.inputs[0].HasOpenBatch();
+}
+
+}  // namespace nuvik::alg::common

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace dirty_seg {
+namespace nuvik::alg::common {
 
 /// An input or output as the file declares it.
 struct DeclaredTensor {
@@ -18,6 +18,12 @@ struct DeclaredTensor {
   std::vector<std::string> shape;
   /// False if the file does not declare a rank.
   bool has_shape = false;
+
+  /// Whether the first dimension takes any number.
+  bool HasOpenBatch() const;
+  /// Whether the tensor, as far as the file says, has one batch slot at a time: its first dimension
+  /// is 1 or open, or there is no rank.
+  bool MayHoldOneSlot() const;
 };
 
 struct OnnxDescription {
@@ -33,7 +39,7 @@ struct OnnxDescription {
 };
 
 /// For a file that is not ONNX, the result has what could be read, possibly nothing; refusing it is
-/// up to the engine.
+/// up to the runtime.
 OnnxDescription DescribeOnnxFile(std::istream& file);
 
 /// Whether the first input's first dimension takes any number.
@@ -42,4 +48,4 @@ bool HasOpenBatch(const OnnxDescription& description);
 /// "float32 [batch, 3, 640, 640]".
 std::string DeclarationText(const DeclaredTensor& declared);
 
-}  // namespace dirty_seg
+}  // namespace nuvik::alg::common
