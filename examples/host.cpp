@@ -25,9 +25,12 @@ std::shared_ptr<cv::Mat> FitToFrame(const cv::Mat& picture, double& factor) {
 
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
-  nuvik::alg::common::Network network;  // names, shapes and lengths come from the file
+  // As many slots as the configuration has patches; names, shapes and lengths come from the file.
+  nuvik::alg::common::OpenDimensions open;
+  open.batch = 6;
+  nuvik::alg::common::Network network;
   std::string error;
-  if (ReadNetwork(argv[1], {}, network, error) != 0) {
+  if (ReadNetwork(argv[1], open, network, error) != 0) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return 2;
   }

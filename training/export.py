@@ -4,9 +4,9 @@
     export.py segment  --weights out/training/segment/network.pt  --output dirt-seg.onnx
     export.py classify --weights out/training/classify/network.pt --output fece-check.onnx
 
-Segmentation: images [6, 3, 320, 320] -> output0 [6, 4 + classes + 32, 2100], for each anchor centre
+Segmentation: images [1, 3, 320, 320] -> output0 [1, 4 + classes + 32, 2100], for each anchor centre
 x, centre y, width, height in network pixels, class scores in 0..1, coefficients; output1
-[6, 32, 80, 80], prototypes. Classifier: input [1, 3, 224, 224] -> output [1, 2], logits.
+[1, 32, 80, 80], prototypes. Classifier: input [1, 3, 224, 224] -> output [1, 2], logits.
 """
 
 import argparse
@@ -24,7 +24,7 @@ from network import Classifier, Segmenter, anchor_grid, corner_boxes
 from onnx_graph import tidied
 from options import present_file
 
-BATCH = 6
+BATCH = 1  # the library runs it once for each patch
 OPSET = 17
 VERDICTS = ("not faeces", "faeces")
 

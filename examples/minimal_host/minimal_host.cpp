@@ -21,12 +21,17 @@ namespace {
 
 using namespace nuvik::perception::dirty_seg_detector;
 
+// Of the configuration file, at most: each takes a slot of the network's batch.
+constexpr std::int64_t kPatches = 6;
+
 // Names, shapes and types come from the ONNX file. With a platform's own engine, which has no
 // ReadNetwork, a host writes them down from the network's data sheet.
-AIEngineConfig NetworkConfig(const char* model_path) {
+AIEngineConfig NetworkConfig(const char* model_path, std::int64_t slots) {
+  nuvik::alg::common::OpenDimensions open;
+  open.batch = slots;
   nuvik::alg::common::Network network;
   std::string error;
-  if (ReadNetwork(model_path, {}, network, error) != 0) {
+  if (ReadNetwork(model_path, open, network, error) != 0) {
     std::fprintf(stderr, "%s\n", error.c_str());
     std::exit(2);
   }
@@ -44,11 +49,11 @@ int ClassId(const std::string& word) {
 
 DirtySegDetectorConfig Configuration(int argc, char** argv) {
   DirtySegDetectorConfig config;
-  config.dirty_seg_model_config = NetworkConfig(argv[1]);
+  config.dirty_seg_model_config = NetworkConfig(argv[1], kPatches);
   config.yaml_config_path = argv[2];
   config.fece_enable = argc > 4;
   if (config.fece_enable) {
-    config.fece_model_config = NetworkConfig(argv[4]);
+    config.fece_model_config = NetworkConfig(argv[4], 1);
     config.fece_score_threshold = 0.5F;
     config.fece_area_threshold = 400.0F;
     for (int i = 5; i < argc; ++i) config.fece_class_ids.push_back(ClassId(argv[i]));
