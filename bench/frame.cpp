@@ -12,10 +12,14 @@ namespace bench {
 
 using namespace nuvik::perception::dirty_seg_detector;
 
-void InitDetector(DirtySegDetector& detector, int threads) {
+const char* NetworkPath(int batch) { return batch == 1 ? BENCH_NETWORK_1 : BENCH_NETWORK_6; }
+
+void InitDetector(DirtySegDetector& detector, int threads, int batch) {
+  nuvik::alg::common::OpenDimensions open;
+  open.batch = kSlots;
   nuvik::alg::common::Network network;
   std::string error;
-  if (nuvik::alg::common::ReadNetwork(BENCH_NETWORK, {}, network, error) != 0) {
+  if (nuvik::alg::common::ReadNetwork(NetworkPath(batch), open, network, error) != 0) {
     throw std::runtime_error(error);
   }
   DirtySegDetectorConfig config;

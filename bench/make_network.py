@@ -1,12 +1,14 @@
 #!/usr/bin/python3
 """Writes a segmentation network for the frame benchmark: real layers, made-up weights.
 
-    /usr/bin/python3 bench/make_network.py NETWORK.onnx
+    /usr/bin/python3 bench/make_network.py BATCH NETWORK.onnx
 
 It costs what a trained YOLOv8n segmentation network costs, since it has the same layers with the
 same widths; 24 classes, 32 prototypes, about 3.3 million weights drawn from a fixed seed:
 
-    images [6, 3, 640, 640] -> output0 [6, 4 + 24 + 32, 8400], output1 [6, 32, 160, 160]
+    images [N, 3, 640, 640] -> output0 [N, 4 + 24 + 32, 8400], output1 [N, 32, 160, 160]
+
+The weights are the same for every batch.
 
 Trunk.  Five 3x3 convolutions, each halving the picture (16, 32, 64, 128, 256 planes); after each
         but the first a split block: a 1x1 convolution, half of its planes through 1, 2, 2, 1
@@ -34,7 +36,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tools" / "onnx"))
 
 from graph_writer import Graph  # noqa: E402  (found through the path above)
 
-BATCH, SIDE = 6, 640
+SIDE = 640
 CLASSES, COEFFICIENTS, DISTANCES = 24, 32, 16
 STRIDES = [8, 16, 32]
 SEED = 1
@@ -56,7 +58,8 @@ def cells(stride: int) -> int:
 class Builder:
     """Layers on top of `Graph`; tensors are passed as (name, planes)."""
 
-    def __init__(self) -> None:
+    def __init__(self, batch: int) -> None:
+        self.batch = batch
         self.graph = Graph("frame_benchmark")
         self.random = np.random.default_rng(SEED)
         self.weights = 0
@@ -127,7 +130,7 @@ class Builder:
         for level in levels:
             hidden = self.conv(self.conv(level, width), width)
             last, _ = self.plain(hidden, planes, gain=gain, bias=np.full(planes, bias))
-            flat.append(self.graph.reshape(last, [BATCH, planes, -1]))
+            flat.append(self.graph.reshape(last, [self.batch, planes, -1]))
         return self.graph.add("Concat", *flat, axis=2)
 
     def prototypes(self, fine) -> None:
@@ -137,7 +140,7 @@ class Builder:
             "ConvTranspose", name, self.graph.constant(weights), kernel_shape=[2, 2], strides=[2, 2]
         )
         self.conv(self.conv((large, planes), 64), COEFFICIENTS, 1, named="output1")
-        self.graph.output("output1", [BATCH, COEFFICIENTS, SIDE // 4, SIDE // 4])
+        self.graph.output("output1", [self.batch, COEFFICIENTS, SIDE // 4, SIDE // 4])
 
 
 def anchor_centres() -> tuple[np.ndarray, np.ndarray]:
@@ -162,16 +165,16 @@ def object_logits() -> np.ndarray:
 
 def add_boxes(builder: Builder, levels) -> str:
     """Centre and size in network pixels: [N, 4, anchors]."""
-    graph = builder.graph
+    graph, batch = builder.graph, builder.batch
     centres, strides = anchor_centres()
     sides = builder.branch(levels, 64, 4 * DISTANCES)
     shares = graph.add(
         "Softmax",
-        graph.add("Transpose", graph.reshape(sides, [BATCH, 4, DISTANCES, -1]), perm=[0, 2, 1, 3]),
+        graph.add("Transpose", graph.reshape(sides, [batch, 4, DISTANCES, -1]), perm=[0, 2, 1, 3]),
         axis=1,
     )
     expected = graph.conv(shares, np.arange(DISTANCES)[None])
-    distances = graph.reshape(expected, [BATCH, 4, -1])
+    distances = graph.reshape(expected, [batch, 4, -1])
     near, far = graph.split(distances, [2, 2], 1)
     anchors = graph.constant(centres)
     low, high = graph.add("Sub", anchors, near), graph.add("Add", anchors, far)
@@ -180,10 +183,10 @@ def add_boxes(builder: Builder, levels) -> str:
     return graph.add("Mul", box, graph.constant(strides))
 
 
-def build() -> tuple[bytes, int]:
-    builder = Builder()
+def build(batch: int) -> tuple[bytes, int]:
+    builder = Builder(batch)
     graph = builder.graph
-    picture = graph.input("images", [BATCH, 3, SIDE, SIDE]), 3
+    picture = graph.input("images", [batch, 3, SIDE, SIDE]), 3
     levels = builder.neck(*builder.trunk(picture))
     boxes = add_boxes(builder, levels)
     logits = builder.branch(levels, 64, CLASSES, BACKGROUND_LOGIT, gain=0.1)
@@ -191,18 +194,19 @@ def build() -> tuple[bytes, int]:
     coefficients = builder.branch(levels, 32, COEFFICIENTS)
     graph.add("Concat", boxes, scores, coefficients, axis=1, named="output0")
     anchors = sum(cells(stride) ** 2 for stride in STRIDES)
-    graph.output("output0", [BATCH, 4 + CLASSES + COEFFICIENTS, anchors])
+    graph.output("output0", [batch, 4 + CLASSES + COEFFICIENTS, anchors])
     builder.prototypes(levels[0])
     return graph.serialise(), builder.weights
 
 
 def main() -> int:
-    if len(sys.argv) != 2:
-        print(f"usage: {sys.argv[0]} NETWORK.onnx", file=sys.stderr)
+    if len(sys.argv) != 3:
+        print(f"usage: {sys.argv[0]} BATCH NETWORK.onnx", file=sys.stderr)
         return 2
-    data, weights = build()
-    Path(sys.argv[1]).write_bytes(data)
-    print(f"{sys.argv[1]}: {weights} weights, {len(data)} bytes")
+    batch, path = int(sys.argv[1]), Path(sys.argv[2])
+    data, weights = build(batch)
+    path.write_bytes(data)
+    print(f"{path}: batch {batch}, {weights} weights, {len(data)} bytes")
     return 0
 
 

@@ -2,10 +2,7 @@
 // copy.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <memory>
-#include <opencv2/dnn.hpp>
-#include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -13,6 +10,7 @@
 #include "bench/pixels.h"
 #include "bench/quiet.h"
 #include "bench/scene.h"
+#include "bench/usual_way.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
 
 namespace {
@@ -21,24 +19,6 @@ using namespace bench;
 using namespace nuvik::perception::dirty_seg_detector;
 
 constexpr std::size_t kImageFloats = std::size_t{3} * kSide * kSide;
-
-cv::Mat Letterbox(const cv::Mat& crop) {
-  const double scale = static_cast<double>(kSide) / std::max(crop.cols, crop.rows);
-  cv::Mat scaled;
-  cv::resize(crop, scaled, cv::Size(), scale, scale, cv::INTER_NEAREST);
-  const int top = (kSide - scaled.rows) / 2;
-  const int left = (kSide - scaled.cols) / 2;
-  cv::Mat square;
-  cv::copyMakeBorder(scaled, square, top, kSide - scaled.rows - top, left,
-                     kSide - scaled.cols - left, cv::BORDER_CONSTANT, cv::Scalar(114, 114, 114));
-  return square;
-}
-
-cv::Mat BlobOf(const cv::Mat& frame, const std::vector<cv::Rect>& patches) {
-  std::vector<cv::Mat> squares;
-  for (const cv::Rect& patch : patches) squares.push_back(Letterbox(frame(patch)));
-  return cv::dnn::blobFromImages(squares, 1.0 / 255.0, cv::Size(kSide, kSide), cv::Scalar(), true);
-}
 
 void PatchesOurs(benchmark::State& state, const cv::Size& size) {
   const auto frame = std::make_shared<cv::Mat>(Noise({1920, 1080}));

@@ -47,7 +47,14 @@ BOUNDS = [
     Bound("Convert_50", "or_and_count", at_most=1.15),
     Bound("Frame_1threads", "network", at_most=1.03, ours="detector"),
     Bound("Frame_2threads", "network", at_most=1.03, ours="detector"),
+    Bound("Frame_batch6", "default_session", at_most=1.02),
+    Bound("Frame_batch6", "usual_way", at_most=0.80),
+    Bound("Frame_batch1", "default_session_of_batch6", at_most=0.95),
+    # Perfect scaling from one thread to two would halve the time.
+    Bound("Frame_batch1", "one_thread", at_most=round(0.5 / 0.92, 3)),
     Bound("FirstFrame", "later", at_most=1.3, ours="first"),
+    Bound("Idle", "clock", at_most=0.005, ours="batch6"),
+    Bound("Idle", "clock", at_most=0.005, ours="batch1"),
 ]
 
 Medians = dict[str, float]

@@ -41,6 +41,7 @@ run convert 15 0.05
 run growth 9 0.02
 run frame 15 0.01
 run first_frame 7 0.01
+run idle 5 0.01
 
 echo
 bench/table.py "${smoke[@]}" "$out"
