@@ -1,4 +1,6 @@
 // dirty_seg: finds dirty regions in pictures, with the detector library.
+#include <malloc.h>
+
 #include <exception>
 #include <functional>
 #include <memory>
@@ -38,6 +40,16 @@ void Add(Program& program, Command (*add)(Program&, Options&), int (*run)(const 
   AddHostOption(program, command);
 }
 
+// Every frame asks for the same large blocks again. By itself the C library gives each back to the
+// system, which clears the pages of the next one anew: a sixth of the time behind the network.
+void KeepFreedMemory() {
+#ifdef M_MMAP_THRESHOLD  // glibc
+  constexpr int kLargestKept = 64 << 20;
+  mallopt(M_MMAP_THRESHOLD, kLargestKept);
+  mallopt(M_TRIM_THRESHOLD, 4 * kLargestKept);
+#endif
+}
+
 int Execute(int argc, char** argv) {
   Program program("dirty_seg", "Finds dirty regions in pictures", NameAndVersion());
   program.Footer(
@@ -68,6 +80,7 @@ int Execute(int argc, char** argv) {
 }  // namespace dirty_seg
 
 int main(int argc, char** argv) try {
+  dirty_seg::KeepFreedMemory();
   return dirty_seg::Execute(argc, argv);
 } catch (const dirty_seg::NetworkError& error) {
   dirty_seg::PrintEngineLine(error.cause());

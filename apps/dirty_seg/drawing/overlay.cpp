@@ -39,16 +39,40 @@ struct Pen {
 
 cv::Rect Bounds(const cv::Mat& picture) { return {cv::Point(0, 0), picture.size()}; }
 
+// What each value of the three channels becomes under the colour.
+cv::Mat TintsOf(const cv::Scalar& colour) {
+  cv::Mat values(1, 256, CV_8UC3);
+  for (int value = 0; value < values.cols; ++value) {
+    values.at<cv::Vec3b>(value) = cv::Vec3b::all(static_cast<unsigned char>(value));
+  }
+  cv::Mat tints;
+  cv::addWeighted(values, 1.0 - kOpacity, cv::Mat(values.size(), values.type(), colour), kOpacity,
+                  0.0, tints);
+  return tints;
+}
+
+// The masked pixels only: a mask is a small part of the rectangle around it.
+void Tint(const cv::Mat& mask, const cv::Scalar& colour, cv::Mat& picture) {
+  const cv::Mat tints = TintsOf(colour);
+  const auto* table = tints.ptr<cv::Vec3b>();
+  for (int y = 0; y < mask.rows; ++y) {
+    const unsigned char* inside = mask.ptr(y);
+    auto* pixels = picture.ptr<cv::Vec3b>(y);
+    for (int x = 0; x < mask.cols; ++x) {
+      if (inside[x] == 0) continue;
+      cv::Vec3b& pixel = pixels[x];
+      pixel = {table[pixel[0]][0], table[pixel[1]][1], table[pixel[2]][2]};
+    }
+  }
+}
+
 void TintMask(const cv::Mat& whole_mask, const cv::Scalar& colour, const Pen& pen,
               cv::Mat& picture) {
   const cv::Rect visible = cv::boundingRect(whole_mask) & Bounds(picture);
   if (visible.empty()) return;
   const cv::Mat mask = whole_mask(visible);
   cv::Mat target = picture(visible);
-  cv::Mat tinted;
-  cv::addWeighted(target, 1.0 - kOpacity, cv::Mat(target.size(), target.type(), colour), kOpacity,
-                  0.0, tinted);
-  tinted.copyTo(target, mask);
+  Tint(mask, colour, target);
   std::vector<std::vector<cv::Point>> outlines;
   cv::findContours(mask, outlines, cv::RETR_CCOMP, cv::CHAIN_APPROX_NONE);
   cv::drawContours(target, outlines, -1, colour, pen.line);

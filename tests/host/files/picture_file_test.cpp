@@ -4,6 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <vector>
+
 #include "base/errors.h"
 #include "support/rejection.h"
 #include "support/temporary_folder.h"
@@ -17,6 +21,20 @@ TEST(PictureFile, OfAPictureThatItsFormatCannotHoldIsRefused) {
   const cv::Mat wide(1, 65501, CV_8UC3, cv::Scalar(0, 0, 0));
   EXPECT_THAT(test::RejectionOf<InputError>([&] { WritePicture(path, wide); }),
               testing::StartsWith("'" + path + "' cannot be written: "));
+}
+
+TEST(EncodeMask, WritesOneBitAPixelWhichReadsAs0And255) {
+  cv::Mat mask(1080, 1920, CV_8UC1, cv::Scalar(0));
+  mask(cv::Rect(3, 5, 601, 77)) = 255;
+  mask(cv::Rect(1000, 900, 1, 1)) = 7;  // any value but 0 is inside
+  const PendingFile file = EncodeMask("floor", 19, mask);
+  EXPECT_EQ(file.name, "floor.mask_19.png");
+  constexpr std::size_t kBitDepth = 24;  // in a PNG file's header
+  EXPECT_EQ(file.bytes.at(kBitDepth), 1);
+  const std::vector<unsigned char> bytes(file.bytes.begin(), file.bytes.end());
+  const cv::Mat read = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
+  ASSERT_EQ(read.type(), CV_8UC1);
+  EXPECT_EQ(cv::countNonZero(read != (mask != 0)), 0);
 }
 
 }  // namespace
