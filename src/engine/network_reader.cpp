@@ -140,7 +140,7 @@ void Repeat(std::int64_t slots, const OnnxSession& session, Tensors& tensors) {
 
 Network Describe(const std::string& model_path, const OpenDimensions& open) {
   CheckModelFile(model_path);
-  OnnxSession session(model_path, 1);
+  OnnxSession session(model_path, 1, SessionUse::kDescribe);
   Network network;
   network.class_names = ReadClassNames(session.Metadata("names"));
   std::optional<Tensors> tensors = DescribeOneSlot(session, open);

@@ -52,20 +52,20 @@ Ort::Env& Environment() {
   return environment;
 }
 
-Ort::SessionOptions MakeOptions(int threads) {
+Ort::SessionOptions MakeOptions(int threads, SessionUse use) {
   Ort::SessionOptions options;
   options.SetIntraOpNumThreads(threads);
   options.SetInterOpNumThreads(1);
   options.SetExecutionMode(ORT_SEQUENTIAL);
-  options.SetGraphOptimizationLevel(ORT_ENABLE_ALL);
+  options.SetGraphOptimizationLevel(use == SessionUse::kRun ? ORT_ENABLE_ALL : ORT_DISABLE_ALL);
   // Threads spin for the next operator, which comes at once; between two frames they would take a
   // whole core from the rest of the robot.
   options.AddConfigEntry("session.force_spinning_stop", "1");
   return options;
 }
 
-Ort::Session LoadSession(const std::string& path, int threads) try {
-  return Ort::Session(Environment(), path.c_str(), MakeOptions(threads));
+Ort::Session LoadSession(const std::string& path, int threads, SessionUse use) try {
+  return Ort::Session(Environment(), path.c_str(), MakeOptions(threads, use));
 } catch (const Ort::Exception& error) {
   std::ifstream file(path, std::ios::binary);
   const std::string look = LookOfNoNetwork(file);
@@ -99,7 +99,8 @@ Arguments WrapAll(const Ort::MemoryInfo& memory, const std::vector<BoundTensor>&
 
 class OnnxSession::Impl {
  public:
-  Impl(const std::string& path, int threads) : session(LoadSession(path, threads)) {
+  Impl(const std::string& path, int threads, SessionUse use)
+      : session(LoadSession(path, threads, use)) {
     Ort::AllocatorWithDefaultOptions allocator;
     for (std::size_t i = 0; i < session.GetInputCount(); ++i) {
       inputs.push_back(ReadTensorInfo(session.GetInputNameAllocated(i, allocator).get(),
@@ -117,8 +118,8 @@ class OnnxSession::Impl {
   std::vector<TensorInfo> outputs;
 };
 
-OnnxSession::OnnxSession(const std::string& path, int threads) try
-    : impl_(std::make_unique<Impl>(path, threads)) {
+OnnxSession::OnnxSession(const std::string& path, int threads, SessionUse use) try
+    : impl_(std::make_unique<Impl>(path, threads, use)) {
 } catch (const Ort::Exception& error) {
   throw SessionError(WordsOf(error));
 }

@@ -30,12 +30,15 @@ struct BoundTensor {
   std::uint8_t* data;
 };
 
+/// What a session is for: one that only describes its network is loaded in half the time, and slow.
+enum class SessionUse { kRun, kDescribe };
+
 /// One loaded network.
 class OnnxSession {
  public:
   /// `path` has passed CheckModelFile; `threads` is at least 1 and counts the caller's. Throws
   /// SessionError when the file holds no network that the runtime can execute.
-  OnnxSession(const std::string& path, int threads);
+  OnnxSession(const std::string& path, int threads, SessionUse use = SessionUse::kRun);
   ~OnnxSession();
   OnnxSession(const OnnxSession&) = delete;
   OnnxSession& operator=(const OnnxSession&) = delete;
