@@ -56,8 +56,8 @@ struct AIBuff {
   std::int32_t used_slots = 0;
 };
 
-/// Maximum number of threads of the bundled engine. If the system refuses to start one of them, the
-/// runtime ends the process.
+/// Maximum number of threads of the bundled engine. If the system refuses to start one that slots
+/// run on, `Init` fails; one that the operators share, the runtime ends the process.
 inline constexpr std::int32_t kAIMaxThreads = 1024;
 
 /// Configuration of one network. Every map is keyed by tensor name.
@@ -71,7 +71,9 @@ struct AIEngineConfig {
   /// the network's outputs are computed into buffers.
   std::map<std::string, std::int32_t> output_sizes;
   /// Dimensions of each input tensor, N, C, H, W. All positive, also where the network leaves a
-  /// dimension open.
+  /// dimension open. Where the network's own N is 1 or open for every tensor, N may be any number
+  /// of slots, the same for all: the bundled engine runs the network once for each slot, as many at
+  /// a time as there are threads.
   std::map<std::string, std::vector<std::int64_t>> input_shapes;
   /// Dimensions of each output tensor, all positive.
   std::map<std::string, std::vector<std::int64_t>> output_shapes;
@@ -82,7 +84,8 @@ struct AIEngineConfig {
   std::map<std::string, std::uint32_t> input_types;
   std::map<std::string, std::uint32_t> output_types;
   /// Threads that one inference uses, the caller's included, up to `kAIMaxThreads`; 0 is one for
-  /// each processor core.
+  /// each processor core. Results are the same to the bit whatever their number. They sleep between
+  /// inferences.
   std::int32_t thread_count = 0;
   /// Device that computes. The bundled engine supports only 0, the processor.
   std::int32_t device_id = 0;
@@ -108,7 +111,7 @@ class NUVIK_EXPORT AIEngine {
   /// truncated or no ONNX network; a configured name is unknown to the network or an input of the
   /// network is not configured; a type, rank, dimension or byte length does not fit; the thread
   /// count is out of range or the device unknown; the trial run failed; the file asks for what is
-  /// known to end the process in the runtime.
+  /// known to end the process in the runtime; a thread cannot be started.
   int Init(const AIEngineConfig& config);
 
   /// Runs the network on the buffers' own storage: reads `inputs`, overwrites `outputs` in place.
