@@ -69,8 +69,7 @@ ConfiguredTensor CheckTensor(const ConfiguredMaps& configured, const std::string
   }
   const std::optional<std::size_t> bytes = TensorBytes(type, shape->second);
   if (!bytes) {
-    Reject(where + " has shape " + ShapeText(shape->second) +
-           "; expected positive dimensions and at most 2147483647 bytes");
+    Reject(where + " has shape " + ShapeText(shape->second) + "; " + kSizeExpectation);
   }
   if (ValueOr<std::int32_t>(configured.memory_types, name, kAIHostMemory) != kAIHostMemory) {
     Reject(where + " is configured outside host memory; expected memory type 0");

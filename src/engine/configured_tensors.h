@@ -1,4 +1,4 @@
-// A configuration held against what its network says of itself.
+// Checks a configuration against what its network says of itself.
 #pragma once
 
 #include <cstddef>

@@ -42,8 +42,8 @@ Tensor MakeTensor(const TensorInfo& info, Shape shape) {
   CheckType(info);
   const std::optional<std::size_t> bytes = TensorBytes(*info.data_type, shape);
   if (!bytes) {
-    throw std::invalid_argument("tensor '" + info.name + "' has shape " + ShapeText(shape) +
-                                "; expected positive dimensions and at most 2147483647 bytes");
+    throw std::invalid_argument("tensor '" + info.name + "' has shape " + ShapeText(shape) + "; " +
+                                kSizeExpectation);
   }
   return {info.name, *info.data_type, std::move(shape), *bytes};
 }
@@ -71,7 +71,7 @@ std::vector<Tensor> DescribeOutputs(OnnxSession& session, const std::vector<Tens
   std::vector<Shape> shapes;
   bool any_open = false;
   for (const TensorInfo& info : session.outputs()) {
-    CheckType(info);  // a trial run would give no shape of what is no tensor
+    CheckType(info);  // a trial run would give no shape of what is not a tensor
     shapes.push_back(info.shape);
     any_open = any_open || IsOpen(info.shape);
   }
@@ -84,7 +84,7 @@ std::vector<Tensor> DescribeOutputs(OnnxSession& session, const std::vector<Tens
 }
 
 // The metadata is a mapping in Python's notation, which is YAML's flow style too. Names are an aid
-// for people: a text that is no such mapping is no error.
+// for people: a text that is not such a mapping is not an error.
 std::map<std::int32_t, std::string> ReadClassNames(const std::string& metadata) {
   std::map<std::int32_t, std::string> names;
   try {

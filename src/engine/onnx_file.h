@@ -12,7 +12,7 @@ namespace nuvik::alg::common {
 /// that it divides by, inputs that it needs and are left out, functions that make their own inputs
 /// or are given more than they have, that call each other too deep or that are too many nodes once
 /// they are put in. Throws SessionError, naming the node or function, what was found and what would
-/// be right. What is no ONNX file at all passes: the runtime tells it.
+/// be right. What is not an ONNX file at all passes: the runtime reports it.
 void CheckOnnxFile(std::istream& file);
 
 /// What the file at `path` declares, before the runtime gets it. Throws SessionError in plain words

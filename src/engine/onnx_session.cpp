@@ -20,7 +20,7 @@ std::string ElementName(ONNXTensorElementDataType type) {
 }
 
 TensorInfo ReadTensorInfo(const std::string& name, const Ort::TypeInfo& type) {
-  TensorInfo info{name, std::nullopt, "no tensor", {}};
+  TensorInfo info{name, std::nullopt, kNotATensor, {}};
   if (type.GetONNXType() != ONNX_TYPE_TENSOR) return info;
   const auto tensor = type.GetTensorTypeAndShapeInfo();
   info.shape = tensor.GetShape();

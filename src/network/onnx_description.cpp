@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "network/join.h"
 #include "network/onnx_fields.h"
 #include "network/onnx_message.h"
 #include "network/tensor.h"
@@ -41,7 +42,7 @@ void ReadTensorType(OnnxMessage message, DeclaredTensor& declared) {
 
 DeclaredTensor ReadTensor(OnnxMessage message) {
   DeclaredTensor declared;
-  declared.type = "no tensor";
+  declared.type = kNotATensor;
   while (message.Next()) {
     if (message.field() == onnx::value_info::kName) declared.name = message.Text();
     if (message.field() != onnx::value_info::kType) continue;
@@ -150,9 +151,7 @@ bool DeclaredTensor::MayHoldOneSlot() const {
 
 std::string DeclarationText(const DeclaredTensor& declared) {
   if (!declared.has_shape) return declared.type + " of unknown rank";
-  std::string text;
-  for (const std::string& size : declared.shape) text += (text.empty() ? "" : ", ") + size;
-  return declared.type + " [" + text + "]";
+  return declared.type + " [" + model::Join(declared.shape) + "]";
 }
 
 bool HasOpenBatch(const OnnxDescription& description) {

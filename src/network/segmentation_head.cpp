@@ -33,8 +33,7 @@ struct Output {
 
 void CheckPositive(const std::string& name, const Shape& shape) {
   if (!alg::common::TensorBytes(alg::common::kAIFloat32, shape)) {
-    Reject("'" + name + "' has shape " + ShapeText(shape) +
-           "; expected positive dimensions and at most 2147483647 bytes");
+    Reject("'" + name + "' has shape " + ShapeText(shape) + "; " + alg::common::kSizeExpectation);
   }
 }
 

@@ -38,6 +38,13 @@ std::string TensorText(std::uint32_t data_type, const Shape& shape);
 /// number exceeds what the configuration's 32-bit lengths hold.
 std::optional<std::size_t> TensorBytes(std::uint32_t data_type, const Shape& shape);
 
+/// What such a tensor should be, for messages.
+inline constexpr const char* kSizeExpectation =
+    "expected positive dimensions and at most 2147483647 bytes";
+
+/// Takes the place of an element type where there is none: a sequence, a map.
+inline constexpr const char* kNotATensor = "not a tensor";
+
 /// An element type as an ONNX file and its runtime code it (TensorProto.DataType): its name,
 /// "bfloat16", or "ONNX element type 99".
 std::string OnnxTypeName(std::int64_t onnx_type);

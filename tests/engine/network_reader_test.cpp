@@ -273,7 +273,7 @@ TEST(ReadNetworkRefusal, OfAnOutputThatIsNoTensor) {
   network.outputs = {{"y", OnnxType::kFloat, Shape{1}, true}};
   const TemporaryFile file(Serialise(network));
   ExpectRefused(file.path(),
-                "tensor 'y' is no tensor; expected uint8, float16, float32, int32, int64 or "
+                "tensor 'y' is not a tensor; expected uint8, float16, float32, int32, int64 or "
                 "float64");
 }
 

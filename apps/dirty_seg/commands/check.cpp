@@ -29,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kUsualSide = 640;
+constexpr int kDefaultSide = 640;
 
 // A file of that name may be another program's.
 HostFile ReadHostFileOrNone(const std::string& path) try {
@@ -54,11 +54,11 @@ std::string ModelBeside(const std::string& config) {
   std::string model = value("model");
   if (model.empty()) return "";
   if (fs::exists(model, error)) {
-    PrintMessage(fmt::format("held against '{}', which '{}' names", model, path));
+    PrintMessage(fmt::format("checked against '{}', which '{}' names", model, path));
     return model;
   }
-  PrintWarning(fmt::format("'{}' names '{}', which is not there; held against an input of {}", path,
-                           model, SizeText({kUsualSide, kUsualSide})));
+  PrintWarning(fmt::format("'{}' names '{}', which is not there; checked against an input of {}",
+                           path, model, SizeText({kDefaultSide, kDefaultSide})));
   return "";
 }
 
@@ -75,7 +75,7 @@ ConfigCheck Check(const CheckOptions& options) {
   ConfigCheck check = CheckConfig(options.config);
   const std::string model = options.model.empty() ? ModelBeside(options.config) : options.model;
   if (model.empty()) {
-    CheckFit(kUsualSide, std::nullopt, check);
+    CheckFit(kDefaultSide, std::nullopt, check);
   } else {
     CheckOnNetwork(model, check);
   }
@@ -119,8 +119,7 @@ Command AddCheck(Program& program, CheckOptions& options) {
   frame.Needs(output);
   output.Needs(frame);
   AddFitOption(command, options.fit);
-  command.AddFlag("--overwrite", &options.overwrite, "Replace that file if it is there")
-      .Needs(output);
+  command.AddFlag("--overwrite", &options.overwrite, "Replace an existing file").Needs(output);
   command.AddFlag("--strict", &options.strict, "Warnings make the exit status 1");
   command.AddFlag("--json", &options.json, "As JSON, with how each patch fits");
   command.Footer(

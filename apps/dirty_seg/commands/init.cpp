@@ -200,10 +200,10 @@ Command AddInit(Program& program, InitOptions& options) {
       .AddOption("--fece-class-ids", &options.fece_class_ids,
                  "What FECE.onnx looks at, as 0,3;\nby the classes' names without it")
       .CommaSeparated()
-      .Check(NumberFrom(0, 1000000, "a class id, a whole number from 0"))
+      .Check(ClassIdCheck())
       .TypeName("IDS");
   command.AddOption("--output", &options.output, "Output folder (default .)").TypeName("DIR");
-  command.AddFlag("--overwrite", &options.overwrite, "Replace those that are there");
+  command.AddFlag("--overwrite", &options.overwrite, "Replace existing files");
   command.Footer(
       "Example:\n"
       "  dirty_seg init seg.onnx fece.onnx --fece-class-ids 0,3\n"
@@ -230,9 +230,9 @@ int RunInit(const InitOptions& options) {
   PrintClasses(options, networks);
   WarnOfShrinking(patches.at(0).size(), report.head->input_side);
   const std::string host = (folder / kHostName).lexically_normal().string();
-  PrintMessage(
-      fmt::format("'{}' and '{}' written; go on with: dirty_seg detect --host {} --save PICTURE...",
-                  host, (folder / kConfigName).lexically_normal().string(), ShellWord(host)));
+  PrintMessage(fmt::format(
+      "'{}' and '{}' written; continue with: dirty_seg detect --host {} --save PICTURE...", host,
+      (folder / kConfigName).lexically_normal().string(), ShellWord(host)));
   return kAllDone;
 }
 

@@ -63,7 +63,7 @@ Command AddInspect(Program& program, InspectOptions& options) {
   Command command = program.AddCommand("inspect", "Show what networks are and can serve as");
   command
       .AddOption("--format", &options.format,
-                 "Default text; cpp and yaml are the\nAIEngineConfig alone, to paste")
+                 "Default text; cpp and yaml are only the\nAIEngineConfig, to paste")
       .Check(OneOf({"text", "json", "cpp", "yaml"}))
       .TypeName("text|json|cpp|yaml");
   command

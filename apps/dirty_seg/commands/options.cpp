@@ -37,7 +37,7 @@ void AddFeceOptions(Command command, DetectorOptions& options) {
 }  // namespace
 
 ValueCheck ThreadsCheck() {
-  constexpr std::int32_t kMost = nuvik::alg::common::kAIMostThreads;
+  constexpr std::int32_t kMost = nuvik::alg::common::kAIMaxThreads;
   return NumberFrom(0, kMost, fmt::format("a whole number from 0 to {}", kMost));
 }
 

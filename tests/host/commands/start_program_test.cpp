@@ -68,7 +68,7 @@ TEST_F(Start, QuotesAPathInTheCommandThatItTells) {
 TEST_F(Start, LeadsFromTwoNetworksToResultsWithoutAnEdit) {
   const ProgramResult init = Init({"--grid", "2x1", "--overlap", "80"});
   ASSERT_EQ(init.status, 0) << init.errors;
-  EXPECT_THAT(init.errors, HasSubstr("go on with: dirty_seg detect --host " + host_ + " --save"));
+  EXPECT_THAT(init.errors, HasSubstr("continue with: dirty_seg detect --host " + host_ + " --save"));
 
   const ProgramResult check = RunProgram({"check", "--host", host_, "--strict"});
   EXPECT_EQ(check.status, 0) << check.output << check.errors;
@@ -149,7 +149,7 @@ TEST_F(Start, ChecksWhatInitWroteWithoutAWarningAlsoAlone) {
   ASSERT_EQ(Init({}).status, 0);
   const ProgramResult alone = RunProgram({"check", config_, "--strict"});
   EXPECT_EQ(alone.status, 0) << alone.output;
-  EXPECT_THAT(alone.errors, HasSubstr("held against '" + folder_ / "seg.onnx" + "', which '" +
+  EXPECT_THAT(alone.errors, HasSubstr("checked against '" + folder_ / "seg.onnx" + "', which '" +
                                       host_ + "' names\n"));
   EXPECT_EQ(RunProgram({"check", "--host", host_, "--strict"}).status, 0);
   EXPECT_EQ(RunProgram({"check", config_, "--model", folder_ / "seg.onnx", "--strict"}).status, 0);
@@ -157,7 +157,7 @@ TEST_F(Start, ChecksWhatInitWroteWithoutAWarningAlsoAlone) {
   std::filesystem::remove(folder_ / "seg.onnx");
   EXPECT_THAT(RunProgram({"check", config_}).errors,
               HasSubstr("names '" + folder_ / "seg.onnx" +
-                        "', which is not there; held against an input of 640 x 640"));
+                        "', which is not there; checked against an input of 640 x 640"));
   folder_.Write("project/other.yaml", ReadFile(config_));
   EXPECT_EQ(RunProgram({"check", folder_ / "project/other.yaml"}).errors, "");  // not the host's
 }
