@@ -21,6 +21,12 @@ TIMES = {
     "Convert_50/ours": 10, "Convert_50/or_and_count": 10,
     "Frame_1threads/detector": 10, "Frame_1threads/network": 10,
     "Frame_2threads/detector/real_time": 10, "Frame_2threads/network/real_time": 10,
+    "Frame_batch6/ours/real_time": 10, "Frame_batch6/default_session/real_time": 10,
+    "Frame_batch6/usual_way/real_time": 13,
+    "Frame_batch1/ours/real_time": 10, "Frame_batch1/one_thread/real_time": 19,
+    "Frame_batch1/default_session_of_batch6/real_time": 11,
+    "Idle/batch6/iterations:1/manual_time": 1, "Idle/batch1/iterations:1/manual_time": 1,
+    "Idle/clock/iterations:1/manual_time": 1000,
     "FirstFrame/first/iterations:1/manual_time": 10,
     "FirstFrame/later/iterations:1/manual_time": 10,
     "GrowthPatches_1/crop": 5, "GrowthPatches_2/crop": 8,
@@ -80,7 +86,7 @@ class BenchTable(unittest.TestCase):
         self.assertTrue(self.row(done, "Convert_50").endswith("at most 1.15 x"))
 
     def test_any_missing_measurement_ends_with_2_and_its_name(self) -> None:
-        for subject in ("PopulateData/memcpy", "Decode_50", "FirstFrame/later", "GrowthPatches",
+        for subject in ("PopulateData/memcpy", "Decode_50", "Frame_batch1", "Idle", "FirstFrame/later", "GrowthPatches",
                         "GrowthObjects", "GrowthLabels", "GrowthCandidates"):  # fmt: skip
             with self.subTest(subject):
                 rest = {name: TIMES[name] for name in TIMES if not name.startswith(subject)}
