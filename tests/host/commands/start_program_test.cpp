@@ -68,7 +68,8 @@ TEST_F(Start, QuotesAPathInTheCommandThatItTells) {
 TEST_F(Start, LeadsFromTwoNetworksToResultsWithoutAnEdit) {
   const ProgramResult init = Init({"--grid", "2x1", "--overlap", "80"});
   ASSERT_EQ(init.status, 0) << init.errors;
-  EXPECT_THAT(init.errors, HasSubstr("continue with: dirty_seg detect --host " + host_ + " --save"));
+  EXPECT_THAT(init.errors,
+              HasSubstr("continue with: dirty_seg detect --host " + host_ + " --save"));
 
   const ProgramResult check = RunProgram({"check", "--host", host_, "--strict"});
   EXPECT_EQ(check.status, 0) << check.output << check.errors;
