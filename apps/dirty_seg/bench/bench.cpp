@@ -51,6 +51,7 @@ class Runner {
   FrameOutcome Run(const std::shared_ptr<cv::Mat>& picture) {
     SetThreads(threads_);  // the other side may have others
     FrameOutcome outcome = detector_.Detect(picture);
+    detector_.Show(outcome);
     if (!outcome.result.success) throw InputError(outcome.result.message);
     return outcome;
   }
@@ -81,6 +82,7 @@ class Bench {
   // `left` is the number of frames after this one, if known.
   void Measure(const Frame& frame, std::optional<std::int64_t> left) {
     try {
+      PrintDecoderWarning(frame);
       if (!frame.failure.empty()) throw InputError(frame.failure);
       left_ = left;
       const FrameFit fit = FitToFrame(frame.picture->size(), fit_);

@@ -12,6 +12,7 @@
 #include "console/messages.h"
 #include "console/progress.h"
 #include "console/waiting_input.h"
+#include "detector/detector_setup.h"
 #include "frames/frame_source.h"
 #include "frames/inputs.h"
 #include "run/detection_run.h"
@@ -66,7 +67,7 @@ int RunDetect(const DetectOptions& options) {
   DetectionRun run(SetUpDetector(detector), FitModeOf(input.fit),
                    {NameAndVersion(), detector.model, detector.config, detector.fece_model},
                    options.results, log);
-  WaitingInput standard_input(STDIN_FILENO);
+  WaitingInput standard_input(STDIN_FILENO, [&run] { return run.IsOver(); });
   std::istream list(&standard_input);
   FrameSource source(
       InputQueue(input.inputs, {input.recursive, true, options.results.output}, list),
@@ -74,7 +75,7 @@ int RunDetect(const DetectOptions& options) {
   std::optional<Progress> progress;
   if (!shows_results) progress.emplace(SteadySeconds, TerminalColumns());
   const Interruption interruption;
-  return run.Process(source, progress ? &*progress : nullptr);
+  return run.Process(source, progress ? &*progress : nullptr, UsesOneThread());
 }
 
 }  // namespace dirty_seg

@@ -1,17 +1,15 @@
 #include "console/error_capture.h"
 
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <sys/mman.h>
+#include <sys/types.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <exception>
+#include <ext/stdio_sync_filebuf.h>
+#include <iostream>
 #include <sstream>
 #include <string_view>
-#include <vector>
 
 #include "base/errors.h"
 #include "base/text.h"
@@ -20,50 +18,78 @@
 namespace dirty_seg {
 namespace {
 
-std::string ReadAll(int file) {
-  std::string text;
-  std::array<char, 4096> piece{};
-  ssize_t length = 0;
-  while ((length = pread(file, piece.data(), piece.size(), static_cast<off_t>(text.size()))) > 0) {
-    text.append(piece.data(), static_cast<std::size_t>(length));
+thread_local ErrorCapture* capture_of_thread = nullptr;
+
+// Returns whether all of it was written.
+bool WriteThrough(const char* bytes, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = write(STDERR_FILENO, bytes, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes += written;
+    size -= static_cast<std::size_t>(written);
   }
-  return text;
+  return true;
 }
 
 }  // namespace
 
-ErrorCapture::ErrorCapture() {
-  std::fflush(stderr);
-  real_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  const bool is_usable = real_ >= 0 || errno == EBADF;
-  const int memory = memfd_create("dirty_seg errors", MFD_CLOEXEC);
-  if (!is_usable || memory < 0 || dup2(memory, STDERR_FILENO) < 0) {
-    throw SetupError(std::string("standard error cannot be used: ") + std::strerror(errno));
+// What `stderr` is once it tells threads apart.
+struct ErrorStream {
+  // As a C stream calls it: returns the number of bytes taken, 0 for an error.
+  static ssize_t Write(void* /*cookie*/, const char* bytes, std::size_t size) noexcept {
+    if (capture_of_thread == nullptr) {
+      return WriteThrough(bytes, size) ? static_cast<ssize_t>(size) : 0;
+    }
+    try {
+      capture_of_thread->text_.append(bytes, size);
+    } catch (const std::exception&) {
+      return 0;
+    }
+    return static_cast<ssize_t>(size);
   }
-  if (memory != STDERR_FILENO) close(memory);
+
+  // The streams of C and C++ are variables of the GNU C library's and replaceable buffers, made for
+  // this. What is put there stays until the process ends.
+  ErrorStream() {
+    std::FILE* const stream = fopencookie(nullptr, "w", {nullptr, &Write, nullptr, nullptr});
+    if (stream == nullptr) throw SetupError("standard error cannot be captured: out of memory");
+    std::setvbuf(stream, nullptr, _IONBF, 0);
+    std::fflush(stderr);
+    stderr = stream;
+    // Never destroyed: the library flushes its streams after all else.
+    auto* const buffer = new __gnu_cxx::stdio_sync_filebuf<char>(stream);
+    std::cerr.rdbuf(buffer);
+    std::clog.rdbuf(buffer);
+  }
+};
+
+void ErrorCapture::Prepare() { static const ErrorStream stream; }
+
+ErrorCapture::ErrorCapture() {
+  Prepare();
+  capture_of_thread = this;
 }
 
-ErrorCapture::~ErrorCapture() {
-  std::fflush(stderr);
-  if (real_ < 0) {
-    close(STDERR_FILENO);  // as it was
-    return;
+ErrorCapture::~ErrorCapture() { capture_of_thread = nullptr; }
+
+std::vector<std::string> ErrorCapture::Lines() const {
+  std::istringstream text(text_);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) {
+    if (!line.empty()) lines.push_back(line);
   }
-  dup2(real_, STDERR_FILENO);
-  close(real_);
+  return lines;
 }
 
 std::string ErrorCapture::Text() const {
-  std::fflush(stderr);
-  std::istringstream lines(ReadAll(STDERR_FILENO));
-  std::vector<std::string> texts;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.compare(0, kEngineSpeaker.size(), kEngineSpeaker) == 0) {
-      line.erase(0, kEngineSpeaker.size());
-    }
-    if (!line.empty()) texts.push_back(line);
-  }
-  return Join(texts, "; ");
+  return JoinEach(
+      Lines(),
+      [](const std::string& line) {
+        const bool is_of_engine = line.compare(0, kEngineSpeaker.size(), kEngineSpeaker) == 0;
+        return is_of_engine ? line.substr(kEngineSpeaker.size()) : line;
+      },
+      "; ");
 }
 
 }  // namespace dirty_seg

@@ -2,28 +2,35 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace dirty_seg {
 
-/// Takes over the process's standard error for its lifetime. Initialising an engine returns a
-/// number; the cause is in the line that it writes there, and so do decoders of pictures. At
-/// most one object at a time.
+/// Takes what the current thread writes to `stderr`, std::cerr and std::clog, for its lifetime:
+/// decoders of pictures and the engine tell there what they return no text for. Other threads write
+/// as ever. At most one object for each thread at a time.
 class ErrorCapture {
  public:
-  /// Throws SetupError if standard error cannot be taken over (no file can be opened). A closed one
-  /// can be.
+  /// Throws SetupError if there is no memory for it.
   ErrorCapture();
-  /// Restores standard error.
   ~ErrorCapture();
   ErrorCapture(const ErrorCapture&) = delete;
   ErrorCapture& operator=(const ErrorCapture&) = delete;
 
-  /// Everything written so far: lines that are not empty, joined by "; ", without the engine's name
-  /// before each.
+  /// Puts in place what tells threads apart. The first capture does it too; it must be done before
+  /// a second thread writes. Throws SetupError as the constructor.
+  static void Prepare();
+
+  /// Everything written so far: lines that are not empty.
+  std::vector<std::string> Lines() const;
+
+  /// The lines, joined by "; ", without the engine's name before each.
   std::string Text() const;
 
  private:
-  int real_ = -1;
+  friend struct ErrorStream;
+
+  std::string text_;
 };
 
 }  // namespace dirty_seg

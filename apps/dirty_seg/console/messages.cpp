@@ -37,6 +37,11 @@ void PrintEngineLine(const std::string& line) {
   std::fprintf(stderr, "%s%s\n", kEngineSpeaker.data(), line.c_str());
 }
 
+void PrintForeignLine(const std::string& line) {
+  RemoveStatusLine();
+  std::fprintf(stderr, "%s\n", line.c_str());
+}
+
 void PrintLine(std::string_view text) {
   if (!is_quiet_now) Write("", "", text);
 }

@@ -23,6 +23,9 @@ inline constexpr std::string_view kEngineSpeaker = "libtessmar_ai_engine: ";
 /// A line of the engine's, as it would write it itself: even when quiet.
 void PrintEngineLine(const std::string& line);
 
+/// A line that a library wrote to standard error, as it is: even when quiet.
+void PrintForeignLine(const std::string& line);
+
 /// Prints a line without the program's name before it.
 void PrintLine(std::string_view text);
 

@@ -17,7 +17,7 @@ constexpr int kMaxMilliseconds = 100;
 
 WaitingInput::int_type WaitingInput::underflow() {
   pollfd waiting{descriptor_, POLLIN, 0};
-  while (!Interruption::Happened()) {
+  while (!Interruption::Happened() && !is_over_()) {
     const int ready = poll(&waiting, 1, kMaxMilliseconds);
     const ssize_t length = ready > 0 ? read(descriptor_, buffer_.data(), buffer_.size()) : ready;
     if (length > 0) {

@@ -61,6 +61,8 @@ void SetThreads(int threads) {
   if (threads > 0) cv::setNumThreads(std::min(threads, most));
 }
 
+bool UsesOneThread() { return cv::getNumThreads() == 1; }
+
 DetectorSetup SetUpDetector(const DetectorOptions& options) {
   SetThreads(options.threads);
   ConfigCheck check = CheckConfig(options.config);

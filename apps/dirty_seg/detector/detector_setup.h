@@ -23,6 +23,9 @@ struct DetectorSetup {
 /// would only complain on standard error.
 void SetThreads(int threads);
 
+/// Whether that left one.
+bool UsesOneThread();
+
 /// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns
 /// about candidate classes that the segmentation network does not name. Throws SetupError, also for
 /// everything that a check calls an error (config_check.h).

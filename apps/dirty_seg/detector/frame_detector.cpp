@@ -9,6 +9,8 @@
 #include "base/errors.h"
 #include "base/stopwatch.h"
 #include "base/text.h"
+#include "console/error_capture.h"
+#include "console/messages.h"
 #include "engine/non_finite.h"
 
 namespace dirty_seg {
@@ -88,6 +90,7 @@ FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& l
 FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   std::shared_ptr<DirtyStatusResultData> result;
   std::string exception_text;
+  const ErrorCapture errors;
   nuvik::model::TakeNonFiniteCounts();  // of another frame that failed after the decoder
   const Stopwatch watch;
   try {
@@ -101,7 +104,9 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   FrameOutcome outcome;
   outcome.total_ms = watch.Milliseconds();
   outcome.non_finite = nuvik::model::TakeNonFiniteCounts();
-  FrameLog log = ReadFrameLog(log_.TakeLines());
+  outcome.log_lines = LogCapture::TakeUnshownLines();
+  outcome.error_lines = errors.Lines();
+  FrameLog log = ReadFrameLog(outcome.log_lines);
   outcome.stages = log.times;
   if (result == nullptr) {
     outcome.result = Failed(exception_text.empty() ? ErrorText(log) : exception_text).result;
@@ -121,6 +126,11 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     }
   }
   return outcome;
+}
+
+void FrameDetector::Show(const FrameOutcome& outcome) {
+  for (const std::string& line : outcome.error_lines) PrintForeignLine(line);
+  log_.Show(outcome.log_lines);
 }
 
 }  // namespace dirty_seg

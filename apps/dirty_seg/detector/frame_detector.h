@@ -35,6 +35,9 @@ struct FrameOutcome {
   std::map<std::string, std::int64_t> non_finite;
   /// The classifier's candidates; nothing without a classifier and for a frame that failed.
   std::optional<std::vector<FeceCandidate>> fece_candidates;
+  /// What the library logged, and what was written to standard error meanwhile; not shown yet.
+  std::vector<std::string> log_lines;
+  std::vector<std::string> error_lines;
 };
 
 /// The outcome of a failed frame.
@@ -66,7 +69,12 @@ class FrameDetector {
   FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log);
 
   /// `picture` is CV_8UC3 in B, G, R order and not empty. Throws nothing but std::bad_alloc.
+  /// Prints nothing: see `Show`.
   FrameOutcome Detect(const std::shared_ptr<cv::Mat>& picture);
+
+  /// Prints the outcome's lines, as far as they are wanted. May be called from another thread than
+  /// `Detect` is, while that works.
+  void Show(const FrameOutcome& outcome);
 
  private:
   LogCapture& log_;

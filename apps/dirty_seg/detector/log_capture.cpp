@@ -119,15 +119,24 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<std::string> LogCapture::TakeLines() {
+  std::vector<std::string> lines = TakeUnshownLines();
+  Show(lines);
+  return lines;
+}
+
+std::vector<std::string> LogCapture::TakeUnshownLines() {
   std::fflush(stdout);
   std::istringstream text(TakeText());
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) lines.push_back(line);
+  return lines;
+}
+
+void LogCapture::Show(const std::vector<std::string>& lines) {
   for (const std::string& line : lines) {
     if (IsShown(line)) PassOn(line);
   }
   if (wanted_on_standard_output_) std::fflush(output_);
-  return lines;
 }
 
 // A line without a tag goes with the one before it.

@@ -38,7 +38,8 @@ bool IsLogLevel(const std::string& word);
 /// `level`, or else SPDLOG_LEVEL, only chooses which lines are passed on. The journal, where
 /// SPDLOG_SYSTEMD turns it on, is the library's own and gets them all: it has its own filter for
 /// levels (`journalctl -p`). Unless SPDLOG_STDOUT is set, and not to `false`, no line ever reaches
-/// standard output. At most one object at a time; used by one thread.
+/// standard output. At most one object at a time. One thread
+/// may take lines while another shows those taken before.
 class LogCapture {
  public:
   /// Throws SetupError if standard output cannot be taken over (it is closed).
@@ -51,10 +52,16 @@ class LogCapture {
   /// The real standard output; valid as long as this object.
   std::FILE* standard_output() const { return output_; }
 
-  /// Returns the lines since the last call, without their line breaks. Prints those from the chosen
-  /// level on: to standard output if SPDLOG_STDOUT is set, to standard error if verbose. They are
-  /// printed as the library writes them, but made printable (printable.h).
+  /// Returns the lines since the last call, without their line breaks, and shows them.
   std::vector<std::string> TakeLines();
+
+  /// The same without showing them: `Show` is for the caller to call, in the order of frames.
+  static std::vector<std::string> TakeUnshownLines();
+
+  /// Prints those of `lines` from the chosen level on: to standard output if SPDLOG_STDOUT is set,
+  /// to standard error if verbose. They are printed as the library writes them, but made printable
+  /// (printable.h).
+  void Show(const std::vector<std::string>& lines);
 
  private:
   bool IsShown(const std::string& line);

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "console/messages.h"
+
 namespace dirty_seg {
 
 std::string FrameText(const std::string& source, std::optional<std::int64_t> number) {
@@ -12,6 +14,10 @@ std::string FrameText(const std::string& source, std::optional<std::int64_t> num
 std::string NameOf(const Frame& frame) {
   const bool is_one_of_many = frame.kind != InputKind::kPicture && frame.picture != nullptr;
   return FrameText(frame.source, is_one_of_many ? std::optional(frame.index) : std::nullopt);
+}
+
+void PrintDecoderWarning(const Frame& frame) {
+  if (!frame.warning.empty()) PrintWarning(frame.warning);
 }
 
 }  // namespace dirty_seg

@@ -28,6 +28,8 @@ struct Frame {
   /// CV_8UC3 in B, G, R order.
   std::shared_ptr<cv::Mat> picture;
   double read_ms = 0.0;
+  /// What the decoder of the picture complained of, with its path; or empty. Not printed yet.
+  std::string warning;
   /// Empty, or why there is no picture.
   std::string failure;
 };
@@ -38,5 +40,8 @@ std::string FrameText(const std::string& source, std::optional<std::int64_t> num
 /// "'floor.mp4' frame 12", as messages about the frame begin; a picture, and an input without a
 /// frame, are named only by the source.
 std::string NameOf(const Frame& frame);
+
+/// Prints what the frame's decoder complained of, if anything.
+void PrintDecoderWarning(const Frame& frame);
 
 }  // namespace dirty_seg

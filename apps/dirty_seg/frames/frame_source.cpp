@@ -19,7 +19,9 @@ class PictureReader : public FrameReader {
   bool Read(Frame& frame) override {
     if (was_read_) return false;
     was_read_ = true;
-    frame.picture = std::make_shared<cv::Mat>(ReadPicture(path_));
+    DecodedPicture decoded = DecodePicture(path_);
+    frame.picture = std::make_shared<cv::Mat>(std::move(decoded.pixels));
+    frame.warning = std::move(decoded.warning);
     return true;
   }
 
@@ -50,6 +52,7 @@ Frame ReadFrame(const Input& input, std::int64_t number) {
         fmt::format("has no frame {}; expected {}", number,
                     count == 1 ? "0" : fmt::format("a number from 0 to {}", count - 1)));
   }
+  PrintDecoderWarning(frame);
   return frame;
 }
 

@@ -42,8 +42,8 @@ class FrameReader {
 /// Throws InputError with the cause.
 std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step);
 
-/// Frame `number` of the input, counted from 0. Throws InputError with the cause, also if there is
-/// no such frame.
+/// Frame `number` of the input, counted from 0; prints its decoder's warning. Throws InputError
+/// with the cause, also if there is no such frame.
 Frame ReadFrame(const Input& input, std::int64_t number);
 
 /// The frames of all inputs.

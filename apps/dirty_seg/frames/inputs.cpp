@@ -272,15 +272,20 @@ void RequireFile(const std::string& path) {
   throw InputError(OpenFailure(errno));
 }
 
-cv::Mat ReadPicture(const std::string& path) {
+DecodedPicture DecodePicture(const std::string& path) {
   RequireFile(path);
   std::string said;
   cv::Mat picture = Decode(path, said);
   const std::string cause = said.empty() ? "" : ": " + said;
   if (picture.empty()) throw InputError("is not a picture that can be read" + cause);
   if (said.find(kCutShort) != std::string::npos) throw InputError("is cut short" + cause);
-  if (!said.empty()) PrintWarning(fmt::format("'{}': {}", path, said));
-  return picture;
+  return {std::move(picture), said.empty() ? "" : fmt::format("'{}': {}", path, said)};
+}
+
+cv::Mat ReadPicture(const std::string& path) {
+  DecodedPicture picture = DecodePicture(path);
+  if (!picture.warning.empty()) PrintWarning(picture.warning);
+  return std::move(picture.pixels);
 }
 
 }  // namespace dirty_seg

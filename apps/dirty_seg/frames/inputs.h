@@ -75,8 +75,18 @@ class InputQueue {
 /// device; these are not opened, since that could block forever.
 void RequireFile(const std::string& path);
 
-/// Reads a picture as CV_8UC3 in B, G, R order. Throws InputError with the cause, also for a JPEG
-/// file that is cut short. Other messages of its decoder are printed as a warning with the path.
+/// A picture, and what its decoder complained of.
+struct DecodedPicture {
+  /// CV_8UC3 in B, G, R order, not empty.
+  cv::Mat pixels;
+  /// With the path; empty if there was nothing.
+  std::string warning;
+};
+
+/// Reads a picture. Throws InputError with the cause, also for a JPEG file that is cut short.
+DecodedPicture DecodePicture(const std::string& path);
+
+/// The same; prints the warning.
 cv::Mat ReadPicture(const std::string& path);
 
 }  // namespace dirty_seg

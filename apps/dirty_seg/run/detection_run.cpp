@@ -6,6 +6,7 @@
 
 #include "base/stopwatch.h"
 #include "base/text.h"
+#include "console/error_capture.h"
 #include "console/interruption.h"
 #include "console/messages.h"
 #include "run/speed_line.h"
@@ -38,73 +39,107 @@ DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription desc
   WarnOfSharedLabel(labels_);
 }
 
-ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress) {
-  RunEnd end;
-  std::int64_t done = 0;
-  while (!Interruption::Happened() && end.write_error.empty()) {
-    const std::optional<Frame> frame = source.NextFrame();
-    if (!frame || frame->input != input_) has_more_ = false;
-    if (!frame || Interruption::Happened()) break;
-    BeginInput(*frame);
-    try {
-      if (!frame->failure.empty()) throw InputError(frame->failure);
-      ProcessFrame(*frame, source);
-      ++done;
-    } catch (const InputError& error) {
-      Fail(*frame, error.what());
-    } catch (const OutputError& error) {
-      Fail(*frame, error.what());
-      end.write_error = error.what();
-    }
-    const std::optional<std::int64_t> count = source.FrameCount();
-    has_more_ = frame->kind != InputKind::kPicture && !input_failed_ &&
-                count != static_cast<std::int64_t>(frame->ordinal) + 1;
-    const std::optional<std::int64_t> left = source.FramesLeft();
-    if (progress != nullptr) progress->Update(done, left ? std::optional(done + *left) : left);
+ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress, bool in_turn) {
+  ErrorCapture::Prepare();
+  end_.inputs = source.InputCount();
+  Pipeline<Step> pipeline(
+      {[&] { return Read(source); }, [this](Step& step) { return Detect(step); },
+       [&](Step& step) { return Write(step, progress); }},
+      is_over_);
+  in_turn ? pipeline.RunInTurn() : pipeline.RunOverlapped();
+  end_.interrupted = Interruption::Happened();
+  if (is_exhausted_ && !end_.interrupted && end_.write_error.empty()) {
+    end_.inputs = source.InputCount();
+    has_more_ = false;
   }
   EndInput();
-  end.interrupted = Interruption::Happened();
-  end.inputs = source.InputCount();
-  const bool is_written = Finish(end) && end.write_error.empty();
-  if (end.interrupted && is_written) return kInterrupted;
+  const bool is_written = Finish() && end_.write_error.empty();
+  if (end_.interrupted && is_written) return kInterrupted;
   return is_written && summary_.failed() == 0 ? kAllDone : kSomeInputFailed;
 }
 
-void DetectionRun::ProcessFrame(const Frame& frame, const FrameSource& source) {
-  FrameRecord record;
+std::optional<DetectionRun::Step> DetectionRun::Read(FrameSource& source) {
+  if (Interruption::Happened()) return std::nullopt;
+  std::optional<Frame> frame = source.NextFrame();
+  is_exhausted_ = !frame;
+  if (!frame || Interruption::Happened()) return std::nullopt;
+  Step step{*std::move(frame),  nullptr, {}, source.InputCount(), source.FrameCount(),
+            source.FramesLeft()};
+  if (!step.frame.failure.empty()) return step;
+  try {
+    const Stopwatch watch;
+    step.record.fit = FitToFrame(step.frame.picture->size(), fit_);
+    step.whole = PlaceInFrame(step.frame.picture, step.record.fit);
+    step.record.read_ms = step.frame.read_ms + watch.Milliseconds();
+  } catch (const InputError& error) {
+    step.frame.failure = error.what();
+  }
+  return step;
+}
+
+// The detector would find nothing in the grey around a small picture, and call that a success.
+bool DetectionRun::Detect(Step& step) {
+  if (Interruption::Happened()) return false;
+  if (!step.frame.failure.empty()) return true;
+  const std::string fault = FindReachFault(patches_, step.record.fit);
+  step.record.outcome = fault.empty() ? detector_.Detect(step.whole) : Failed(fault);
+  step.whole.reset();
+  return true;
+}
+
+bool DetectionRun::Write(Step& step, Progress* progress) {
+  const Frame& frame = step.frame;
+  end_.inputs = step.inputs;
+  BeginInput(frame);
+  try {
+    PrintDecoderWarning(frame);
+    if (!frame.failure.empty()) throw InputError(frame.failure);
+    WriteFrame(step);
+    ++done_;
+  } catch (const InputError& error) {
+    Fail(frame, error.what());
+  } catch (const OutputError& error) {
+    Fail(frame, error.what());
+    end_.write_error = error.what();
+  }
+  has_more_ = frame.kind != InputKind::kPicture && !input_failed_ &&
+              step.frames != static_cast<std::int64_t>(frame.ordinal) + 1;
+  if (progress != nullptr) {
+    progress->Update(done_, step.left ? std::optional(done_ + *step.left) : std::nullopt);
+  }
+  return end_.write_error.empty();
+}
+
+void DetectionRun::WriteFrame(Step& step) {
+  const Frame& frame = step.frame;
+  FrameRecord& record = step.record;
   record.source = frame.source;
   record.frame = frame.index;
-  record.fit = FitToFrame(frame.picture->size(), fit_);
-  record.outcome = Detect(frame, record);
-  for (const std::string& complaint : record.outcome.complaints) {
-    PrintWarning(NameOf(frame) + ": " + complaint);
-  }
-  if (!record.outcome.non_finite.empty()) {
-    PrintWarning(NameOf(frame) + ": " + NonFiniteText(record.outcome.non_finite));
-  }
-  const DirtyStatusResultData& result = record.outcome.result;
+  ShowMessages(step);
   const FrameFiles files = writer_.WriteRecord(frame, record);
   summary_.AddFrame(record);
   lacks_files_ = true;
   writer_.WriteFiles(frame, record, files);
   lacks_files_ = false;
+  const DirtyStatusResultData& result = record.outcome.result;
   if (!result.success) throw InputError(result.message);
-  if (has_folder()) {
-    PrintLine(FrameLine(frame, source.InputCount(), source.FrameCount(), record, labels_));
-  }
+  if (has_folder()) PrintLine(FrameLine(frame, step.inputs, step.frames, record, labels_));
 }
 
-// The detector would find nothing in the grey around a small picture, and call that a success.
-FrameOutcome DetectionRun::Detect(const Frame& frame, FrameRecord& record) {
-  const Stopwatch watch;
-  const std::shared_ptr<cv::Mat> whole = PlaceInFrame(frame.picture, record.fit);
-  record.read_ms = frame.read_ms + watch.Milliseconds();
-  const std::string fault = FindReachFault(patches_, record.fit);
-  return fault.empty() ? detector_.Detect(whole) : Failed(fault);
+void DetectionRun::ShowMessages(const Step& step) {
+  const FrameOutcome& outcome = step.record.outcome;
+  detector_.Show(outcome);
+  for (const std::string& complaint : outcome.complaints) {
+    PrintWarning(NameOf(step.frame) + ": " + complaint);
+  }
+  if (!outcome.non_finite.empty()) {
+    PrintWarning(NameOf(step.frame) + ": " + NonFiniteText(outcome.non_finite));
+  }
 }
 
 void DetectionRun::BeginInput(const Frame& frame) {
   if (input_ == frame.input) return;
+  has_more_ = false;
   EndInput();
   input_ = frame.input;
   input_failed_ = false;
@@ -124,35 +159,35 @@ void DetectionRun::Fail(const Frame& frame, const std::string& cause) {
 }
 
 // Returns whether all could be written.
-bool DetectionRun::Finish(const RunEnd& end) {
+bool DetectionRun::Finish() {
   bool is_complete = true;
   try {
-    writer_.Finish(summary_, end);
+    writer_.Finish(summary_, end_);
   } catch (const OutputError& error) {
     PrintError(error.what());
     is_complete = false;
   }
   // An argument always gives an input, if only one that fails.
-  if (summary_.inputs() == 0 && !end.interrupted) {
+  if (summary_.inputs() == 0 && !end_.interrupted) {
     PrintWarning("the list on standard input is empty");
   }
-  if (!end.write_error.empty()) {
+  if (!end_.write_error.empty()) {
     PrintError(fmt::format("the run ends here, as nothing more can be kept: {}; {}",
-                           ProcessedText(end), KeptText()));
+                           ProcessedText(), KeptText()));
     return is_complete;
   }
   if (!has_folder()) return is_complete;
   const std::string speed = SpeedLine(summary_);
   if (!speed.empty()) PrintLine(speed);
-  PrintMessage(fmt::format("{}{}{}; results in {}", end.interrupted ? "interrupted: " : "",
-                           ProcessedText(end), NonFiniteNote(), writer_.destination()));
+  PrintMessage(fmt::format("{}{}{}; results in {}", end_.interrupted ? "interrupted: " : "",
+                           ProcessedText(), NonFiniteNote(), writer_.destination()));
   return is_complete;
 }
 
-std::string DetectionRun::ProcessedText(const RunEnd& end) const {
+std::string DetectionRun::ProcessedText() const {
   const std::size_t whole = summary_.inputs() - summary_.failed() - (has_more_ ? 1 : 0);
   const std::string text =
-      end.inputs ? fmt::format("{} of {} inputs", whole, *end.inputs) : Counted(whole, "input");
+      end_.inputs ? fmt::format("{} of {} inputs", whole, *end_.inputs) : Counted(whole, "input");
   return fmt::format("{} processed{}", text, has_more_ ? ", 1 in part" : "");
 }
 

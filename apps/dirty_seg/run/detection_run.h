@@ -1,7 +1,11 @@
 // Runs the detector over all frames of a source, and writes the results.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <opencv2/core.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +19,7 @@
 #include "frames/frame_fit.h"
 #include "frames/frame_source.h"
 #include "results/summary.h"
+#include "run/pipeline.h"
 #include "run/result_writer.h"
 
 namespace dirty_seg {
@@ -30,25 +35,53 @@ class DetectionRun {
   /// Works until the source ends, an Interruption happened, or something cannot be written, and
   /// completes the output. An input that fails is reported on standard error, and the others are
   /// still processed. `progress` may be null.
-  ExitStatus Process(FrameSource& source, Progress* progress);
+  ///
+  /// With `in_turn`, each frame is read, processed and written before the next is read. Otherwise
+  /// the next frames are read and the last ones written while one is processed: on threads of their
+  /// own, which `source` and `progress` are used by; results and messages are the same, in the same
+  /// order. Throws SetupError if a thread cannot be started.
+  ExitStatus Process(FrameSource& source, Progress* progress, bool in_turn);
+
+  /// True once no more is needed of the source, since something could not be written. For any
+  /// thread.
+  bool IsOver() const { return is_over_; }
 
  private:
-  void ProcessFrame(const Frame& frame, const FrameSource& source);
+  // A frame on its way.
+  struct Step {
+    Frame frame;
+    std::shared_ptr<cv::Mat> whole;  // the picture, placed in a frame of the detector's size
+    FrameRecord record;
+    // What the source knew when it gave the frame.
+    std::optional<std::size_t> inputs;
+    std::optional<std::int64_t> frames;  // of the input
+    std::optional<std::int64_t> left;    // of all inputs
+  };
+
+  std::optional<Step> Read(FrameSource& source);
+  bool Detect(Step& step);
+  bool Write(Step& step, Progress* progress);
+  void WriteFrame(Step& step);
+  void ShowMessages(const Step& step);
   void BeginInput(const Frame& frame);
   void EndInput();
   void Fail(const Frame& frame, const std::string& cause);
-  bool Finish(const RunEnd& end);
-  std::string ProcessedText(const RunEnd& end) const;
+  bool Finish();
+  std::string ProcessedText() const;
   std::string NonFiniteNote() const;
   std::string KeptText() const;
-  FrameOutcome Detect(const Frame& frame, FrameRecord& record);
 
+  std::atomic<bool> is_over_{false};
   std::vector<cv::Rect> patches_;
   FitMode fit_;
   Labels labels_;
+  bool is_exhausted_ = false;  // the source
   FrameDetector detector_;
+  // Of writing.
   ResultWriter writer_;
   Summary summary_;
+  RunEnd end_;
+  std::int64_t done_ = 0;             // frames
   std::optional<std::size_t> input_;  // that is being worked on
   bool input_failed_ = false;
   bool has_more_ = false;     // the input, a video or camera that did not fail

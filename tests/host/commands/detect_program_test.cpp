@@ -13,6 +13,7 @@
 #include "support/paths.h"
 #include "support/pictures.h"
 #include "support/program.h"
+#include "support/running_program.h"
 #include "support/temporary_folder.h"
 
 namespace dirty_seg {
@@ -27,6 +28,7 @@ using test::operator+;
 using test::HostNetwork;
 using test::ProgramResult;
 using test::ReadFile;
+using test::RunningProgram;
 using test::RunProgram;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -341,6 +343,49 @@ TEST_F(Detect, EndsAtTheFirstResultThatCannotBeWritten) {
                                "on device\ndirty_seg: error: the run ends here, as nothing more "
                                "can be kept: 0 of 2 inputs processed; 0 frames of results are in "
                                "standard output\n");
+}
+
+// One thread takes each frame to its end before the next; two read ahead and write behind.
+TEST_F(Detect, TellsTheSameInTheSameOrderHoweverItIsThreaded) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  std::string stray = ReadFile(Picture("red.jpg", test::kRedPixel));
+  stray.insert(20, "stray");  // after the first segment: the decoder warns of it
+  const Arguments inputs{red,
+                         folder_.Write("stray.jpg", stray),
+                         folder_ / "missing.png",
+                         folder_.Write("broken.png", "no picture"),
+                         Picture("small.png", test::kRedPixel, {8, 8}),
+                         Picture("green.png", test::kGreenPixel),
+                         red};
+  const Arguments options{"--verbose", "--output", folder_ / "out", "--overwrite", "--threads"};
+  const std::regex times(R"([0-9]+\.[0-9]+ ?ms)");
+  std::string messages;
+  json rows;
+  for (const char* threads : {"1", "2", "2"}) {
+    const ProgramResult result =
+        RunProgram(Command(CommonNetwork("seg-b2-64-nan")) + options + Arguments{threads} + inputs);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "");
+    json found = ParseLines(ReadFile(folder_ / "out/results.jsonl"));
+    for (json& row : found) row.erase("timing_ms");
+    const std::string told = std::regex_replace(result.errors, times, "N ms");
+    if (messages.empty()) {
+      messages = told;
+      rows = found;
+    }
+    EXPECT_EQ(told, messages);
+    EXPECT_EQ(found, rows);
+  }
+  EXPECT_EQ(rows.size(), 4U);
+}
+
+// The list is open and empty: no next line would ever end the wait for it.
+TEST_F(Detect, EndsWhileItWaitsForAListOnceAResultCannotBeWritten) {
+  RunningProgram program(Command() + Arguments{"-"}, "/dev/full", folder_ / "errors");
+  program.WriteInput(Picture("red.png", test::kRedPixel) + "\n");
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_THAT(test::ReadFile(folder_ / "errors"),
+              HasSubstr("the run ends here, as nothing more can be kept: 0 inputs processed; "));
 }
 
 // ---- Output folders -----------------------------------------------------------------------------

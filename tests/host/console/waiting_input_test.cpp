@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <istream>
@@ -76,6 +77,20 @@ TEST_F(WaitingInputTest, EndsWhenAnInterruptionCameBefore) {
   std::istream list(&input);
   std::string line;
   EXPECT_FALSE(std::getline(list, line));
+}
+
+TEST_F(WaitingInputTest, EndsWhenItsReaderNeedsNoMore) {
+  std::atomic<bool> is_over{false};
+  std::thread reader([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    is_over = true;
+  });
+  WaitingInput input(ends_[0], [&] { return is_over.load(); });
+  std::istream list(&input);
+  std::string line;
+  EXPECT_FALSE(std::getline(list, line));
+  EXPECT_TRUE(is_over);
+  reader.join();
 }
 
 TEST_F(WaitingInputTest, WaitsWhereReadingWouldNot) {
