@@ -7,6 +7,7 @@
 #include "engine/configured_tensors.h"
 #include "engine/onnx_file.h"
 #include "engine/onnx_session.h"
+#include "engine/run_clock.h"
 #include "engine/slot_plan.h"
 #include "engine/workers.h"
 
@@ -118,6 +119,7 @@ int AIEngine::Init(const AIEngineConfig& config) {
 
 int AIEngine::DoInference(std::map<std::string, AIBuff>& inputs,
                           std::map<std::string, AIBuff>& outputs) {
+  const RunClock clock;
   if (impl_ == nullptr) return kAINotInitialised;
   try {
     return impl_->DoInference(inputs, outputs);

@@ -14,6 +14,7 @@ nuvik::alg::common::AIEngine::DoInference
 nuvik::alg::common::AIEngine::Init
 nuvik::alg::common::AIEngine::~AIEngine
 nuvik::alg::common::ReadNetwork
+nuvik::alg::common::TakeRunTime
 nuvik::model::TakeNonFiniteCounts
 nuvik::model::Yolov8Postprocess::PostProcess
 nuvik::model::Yolov8Postprocess::Yolov8Postprocess

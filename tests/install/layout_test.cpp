@@ -8,6 +8,7 @@
 
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "engine/network_reader.h"
+#include "engine/run_time.h"
 
 #if (defined(__x86_64__) || defined(__aarch64__)) && defined(__LP64__) && defined(__GLIBCXX__)
 
@@ -49,6 +50,10 @@ static_assert(offsetof(Network, config) == 0);
 static_assert(offsetof(Network, class_names) == 424);
 static_assert(offsetof(Network, takes_any_batch) == 472);
 static_assert(sizeof(Network) == 480);
+
+static_assert(offsetof(RunTime, runs) == 0);
+static_assert(offsetof(RunTime, milliseconds) == 8);
+static_assert(sizeof(RunTime) == 16);
 
 }  // namespace nuvik::alg::common
 
