@@ -21,8 +21,9 @@
 
 namespace dirty_seg {
 
-inline constexpr std::array<const char*, 5> kBenchStages{
-    kPreprocessStage, kInferenceStage, kPostprocessStage, kConvertStage, kTotalStage};
+inline constexpr std::array<const char*, 6> kBenchStages{kPreprocessStage,  kInferenceStage,
+                                                         kPostprocessStage, kClassifyStage,
+                                                         kConvertStage,     kTotalStage};
 
 /// Measurements of one side.
 struct BenchSide {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <utility>
@@ -63,6 +64,14 @@ std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts) {
       JoinEach(counts, text_of));
 }
 
+void SeparateClassifier(const nuvik::alg::common::RunTime& runs, StageTimes& stages) {
+  if (!stages.inference || !stages.convert) return;
+  // Held within `convert`: the log's times are by another clock, which may be set meanwhile.
+  const double all_but_the_first = runs.milliseconds - *stages.inference;
+  stages.classify = runs.runs > 1 ? std::max(0.0, std::min(all_but_the_first, *stages.convert)) : 0;
+  *stages.convert -= *stages.classify;
+}
+
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
                   LogCapture& log) {
@@ -92,6 +101,7 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   std::string exception_text;
   const ErrorCapture errors;
   nuvik::model::TakeNonFiniteCounts();  // of another frame that failed after the decoder
+  nuvik::alg::common::TakeRunTime();    // of whatever else ran on this thread
   const Stopwatch watch;
   try {
     if (!detector_.DoInference({{"color", picture}}, result)) result = nullptr;
@@ -104,10 +114,12 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   FrameOutcome outcome;
   outcome.total_ms = watch.Milliseconds();
   outcome.non_finite = nuvik::model::TakeNonFiniteCounts();
+  const nuvik::alg::common::RunTime runs = nuvik::alg::common::TakeRunTime();
   outcome.log_lines = LogCapture::TakeUnshownLines();
   outcome.error_lines = errors.Lines();
   FrameLog log = ReadFrameLog(outcome.log_lines);
   outcome.stages = log.times;
+  if (fece_rules_) SeparateClassifier(runs, outcome.stages);
   if (result == nullptr) {
     outcome.result = Failed(exception_text.empty() ? ErrorText(log) : exception_text).result;
   } else {

@@ -14,6 +14,7 @@
 #include "detector/labels.h"
 #include "detector/log_capture.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
+#include "engine/run_time.h"
 
 namespace dirty_seg {
 
@@ -23,7 +24,8 @@ using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
 struct FrameOutcome {
   /// What the detector found. When it failed: `success` false, `message` the cause, the rest empty.
   DirtyStatusResultData result;
-  /// Times of the stages, from the library's log.
+  /// Times of the stages, from the library's log and the engine's runs. `classify` only with a
+  /// classifier, and then `convert` is without it.
   StageTimes stages;
   /// Milliseconds that the call took, measured from outside.
   double total_ms = 0.0;
@@ -62,6 +64,11 @@ void InitDetector(const DirtySegDetectorConfig& config,
 
 /// Message for a `FrameOutcome::non_finite` that is not empty.
 std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts);
+
+/// Takes the classifier's runs out of `convert`, in which the log has them, so that the sum stays.
+/// `runs` are all of one frame: the first is the segmentation network's, whose time is
+/// `stages.inference`. Changes nothing for a frame that failed before `convert`.
+void SeparateClassifier(const nuvik::alg::common::RunTime& runs, StageTimes& stages);
 
 class FrameDetector {
  public:

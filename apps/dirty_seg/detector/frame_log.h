@@ -7,10 +7,12 @@
 
 namespace dirty_seg {
 
-/// Milliseconds of the detector's stages; nothing for one that is not in the log.
+/// Milliseconds of the detector's stages; nothing for one that is not known.
 struct StageTimes {
   std::optional<double> inference;
   std::optional<double> postprocess;
+  /// The log has it within `convert`: see `SeparateClassifier`.
+  std::optional<double> classify;
   std::optional<double> convert;
 };
 
@@ -21,6 +23,7 @@ struct LogEntry {
 };
 
 struct FrameLog {
+  /// As the log tells them.
   StageTimes times;
   /// Messages of the error lines, in order.
   std::vector<std::string> errors;

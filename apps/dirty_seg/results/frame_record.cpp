@@ -60,7 +60,8 @@ std::map<int, MaskRecord> DescribeMasks(const DirtyStatusResultData& result) {
 std::optional<double> PreprocessTime(const FrameOutcome& outcome) {
   const StageTimes& stages = outcome.stages;
   if (!stages.inference || !stages.postprocess || !stages.convert) return std::nullopt;
-  const double others = *stages.inference + *stages.postprocess + *stages.convert;
+  const double others =
+      *stages.inference + *stages.postprocess + stages.classify.value_or(0.0) + *stages.convert;
   return std::max(0.0, outcome.total_ms - others);
 }
 
@@ -72,6 +73,7 @@ std::vector<std::pair<std::string, double>> DetectorTimesOf(const FrameOutcome& 
   add(kPreprocessStage, PreprocessTime(outcome));
   add(kInferenceStage, outcome.stages.inference);
   add(kPostprocessStage, outcome.stages.postprocess);
+  add(kClassifyStage, outcome.stages.classify);
   add(kConvertStage, outcome.stages.convert);
   add(kTotalStage, outcome.total_ms);
   return times;

@@ -47,8 +47,8 @@ struct FrameRecord {
 /// Describes each label mask of `outcome`, without a file name.
 std::map<int, MaskRecord> DescribeMasks(const DirtyStatusResultData& result);
 
-/// Milliseconds that the detector takes before the network runs: the part of the total that the log
-/// gives to no other stage. Nothing unless the log has all of these.
+/// Milliseconds that the detector takes before the network runs: the part of the total that belongs
+/// to no other stage. Nothing unless the log has all of these.
 std::optional<double> PreprocessTime(const FrameOutcome& outcome);
 
 /// Milliseconds of each of the detector's stages that is known, and of their total, in the order of

@@ -52,9 +52,10 @@ std::string SpeedLine(const Summary& summary) {
   std::vector<std::string> texts;
   for (const char* stage : kDetectorStages) {
     const Distribution times = summary.TimesOf(stage);
-    if (times.count == 0) return "";
+    if (times.count == 0) continue;
     texts.push_back(fmt::format("{} {}", TimeText(times.mean), stage));
   }
+  if (texts.empty()) return "";
   return fmt::format("Speed: {} per frame", fmt::join(texts, ", "));
 }
 

@@ -19,7 +19,8 @@ std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
                       const Labels& labels);
 
 /// "Speed: 2.1ms preprocess, 30.0ms inference, 1.0ms postprocess, 0.5ms convert per frame": means
-/// of the run; empty if no frame has them.
+/// of the run, with "0.3ms classify" before convert where there is a classifier. A stage that no
+/// frame has is left out; empty if that is every one.
 std::string SpeedLine(const Summary& summary);
 
 }  // namespace dirty_seg

@@ -67,6 +67,21 @@ TEST(BenchText, TellsTwoSidesAndTheirRatio) {
             "fece verdicts       0 of 0 changed\n");
 }
 
+TEST(BenchText, TellsTheClassifiersTimeWhereThereIsOne) {
+  Measured measured;
+  EXPECT_THAT(BenchText(measured.plan, measured.result), Not(HasSubstr("classify")));
+  measured.result.sides[0].times["classify"] = {2, 2, 2, 2};
+  measured.result.sides[1].times["classify"] = {1, 1, 1, 1};
+  EXPECT_THAT(BenchText(measured.plan, measured.result),
+              HasSubstr("           B   3.000   2.000   6.000   6.000   6.000  0.250\n"
+                        "classify   A   2.000   2.000   2.000   2.000   2.000\n"
+                        "           B   1.000   1.000   1.000   1.000   1.000  0.500\n"
+                        "total      A  25.000"));
+  const auto json = BenchToJson("p", measured.plan, measured.result);
+  EXPECT_EQ(json["b"]["timing_ms"]["classify"]["p50"], 1.0);
+  EXPECT_EQ(json["ratios"]["classify"]["b_to_a"], 0.5);
+}
+
 TEST(BenchText, SaysWhichSidesNumbersWereNotFinite) {
   Measured measured;
   EXPECT_THAT(BenchText(measured.plan, measured.result), Not(HasSubstr("not finite")));

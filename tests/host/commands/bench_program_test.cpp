@@ -20,6 +20,7 @@ using test::HostNetwork;
 using test::ProgramResult;
 using test::RunProgram;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using Arguments = std::vector<std::string>;
 
@@ -90,6 +91,17 @@ TEST_F(BenchCommand, MeasuresOneSide) {
               1e-6);
   // The picture alone has 6 MB.
   EXPECT_GT(root["a"]["peak_memory_bytes"].get<std::int64_t>(), 1920 * 1080 * 3);
+}
+
+TEST_F(BenchCommand, MeasuresTheClassifierWhereThereIsOne) {
+  const Arguments classifier{"--fece-model", CommonNetwork("classifier-224"), "--fece-class-ids",
+                             "0"};
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const json root =
+      json::parse(RunProgram(Command() + classifier + Arguments{"--json", red}).output);
+  EXPECT_GT(root["a"]["timing_ms"]["classify"]["p50"].get<double>(), 0.0);
+  EXPECT_THAT(RunProgram(Command() + classifier + Arguments{red}).output, HasSubstr("\nclassify "));
+  EXPECT_THAT(RunProgram(Command() + Arguments{red}).output, Not(HasSubstr("classify")));
 }
 
 TEST_F(BenchCommand, RunsTwoSidesInTurns) {

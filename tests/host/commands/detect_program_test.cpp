@@ -30,6 +30,7 @@ using test::ProgramResult;
 using test::ReadFile;
 using test::RunningProgram;
 using test::RunProgram;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
@@ -78,9 +79,29 @@ TEST_F(Detect, TellsTheTimeOfEveryStage) {
     ASSERT_TRUE(times.contains(stage)) << stage;
     stages += times[stage].get<double>();
   }
+  EXPECT_FALSE(times.contains("classify"));
   EXPECT_NEAR(stages, times["total"].get<double>(), 0.01);  // each rounded to a microsecond
   EXPECT_GT(times["read"].get<double>(), 0.0);
   EXPECT_GT(times["write"].get<double>(), 0.0);
+}
+
+TEST_F(Detect, TellsTheTimeOfTheClassifierToo) {
+  const std::string red = Picture("red.png", test::kRedPixel);
+  const std::string out = folder_ / "out";
+  const ProgramResult result = RunProgram(Command() + Classifier(CommonNetwork("classifier-224")) +
+                                          Arguments{"--output", out, red});
+  EXPECT_THAT(result.errors,
+              ContainsRegex("\nSpeed: [0-9.]+ms preprocess, [0-9.]+ms inference, [0-9.]+ms "
+                            "postprocess, [0-9.]+ms classify, [0-9.]+ms convert per frame\n"));
+  const json times = ParseLines(ReadFile(out + "/results.jsonl")).at(0)["timing_ms"];
+  EXPECT_GT(times["classify"].get<double>(), 0.0);
+  double stages = 0.0;
+  for (const char* stage : {"preprocess", "inference", "postprocess", "classify", "convert"}) {
+    stages += times[stage].get<double>();
+  }
+  EXPECT_NEAR(stages, times["total"].get<double>(), 0.01);
+  const json summary = json::parse(ReadFile(out + "/summary.json"));
+  EXPECT_EQ(summary["timing_ms"]["classify"]["mean"], times["classify"]);
 }
 
 TEST_F(Detect, GivesTheSameMaskAsRunLengthsAndAsAPicture) {
@@ -519,8 +540,9 @@ TEST_F(Detect, WritesTheSameWhateverLevelIsShown) {
   const Arguments command = Command() + Classifier(CommonNetwork("classifier-224"));
   const auto written = [&](const Arguments& more, const std::vector<std::string>& variables) {
     json row = ParseLines(RunProgram(command + more + Arguments{red}, variables).output).at(0);
-    EXPECT_THAT(KeysOf(row["timing_ms"]), ElementsAre("convert", "inference", "postprocess",
-                                                      "preprocess", "read", "total", "write"));
+    EXPECT_THAT(KeysOf(row["timing_ms"]),
+                ElementsAre("classify", "convert", "inference", "postprocess", "preprocess", "read",
+                            "total", "write"));
     row.erase("timing_ms");
     return row.dump();
   };

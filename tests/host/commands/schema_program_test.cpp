@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "support/paths.h"
@@ -102,6 +103,26 @@ TEST_F(Schema, OfTheSummaryFitsIt) {
   RunDetect();
   EXPECT_EQ(Validate("summary.schema.json", folder_ / "out/summary.json"),
             "1 documents, 0 faults\n");
+}
+
+// As they are without a classifier.
+TEST_F(Schema, OfTimesFitsThemWithoutTheClassifiers) {
+  RunDetect();
+  const auto without = [this](const std::string& name, const std::string& text) {
+    json changed = json::parse(text);
+    json& times = name == "bench" ? changed["a"]["timing_ms"] : changed["timing_ms"];
+    EXPECT_EQ(times.erase("classify"), 1U) << name;
+    return folder_.Write("changed.json", changed.dump());
+  };
+  const std::string lines = test::ReadFile(folder_ / "out/results.jsonl");
+  const std::string line = lines.substr(0, lines.find('\n'));
+  const std::string summary = test::ReadFile(folder_ / "out/summary.json");
+  const std::string bench = test::ReadFile(
+      Print("bench", {"--json", "--rounds", "1", Picture("red.png", test::kRedPixel)}));
+  for (const auto& [name, text] : std::map<std::string, std::string>{
+           {"results", line}, {"summary", summary}, {"bench", bench}}) {
+    EXPECT_EQ(Validate(name + ".schema.json", without(name, text)), "1 documents, 0 faults\n");
+  }
 }
 
 TEST_F(Schema, OfAllFitsNamesThatAreNoUtf8AndFailures) {

@@ -7,9 +7,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "base/errors.h"
+#include "engine/ai_engine.h"
 #include "networks/networks.h"
 #include "support/environment.h"
 #include "support/paths.h"
@@ -76,6 +80,7 @@ TEST_F(FrameDetectorTest, FindsOneBoxAPatchAndTellsEveryStage) {
   ASSERT_TRUE(outcome.stages.inference && outcome.stages.postprocess && outcome.stages.convert);
   EXPECT_GT(*outcome.stages.inference, 0.0);
   EXPECT_GT(outcome.total_ms, *outcome.stages.inference);
+  EXPECT_FALSE(outcome.stages.classify);  // there is no classifier
   EXPECT_THAT(outcome.complaints, IsEmpty());
 }
 
@@ -116,6 +121,45 @@ TEST_F(FrameDetectorTest, AsksTheClassifier) {
   cv::Mat picture = test::Plain(test::kFrame, test::kRedPixel);
   picture(cv::Rect(640, 440, 64, 64)).setTo(test::kMagentaPixel);
   EXPECT_THAT(Detect(config, picture).result.labels, ElementsAre(0, 19));
+}
+
+TEST_F(FrameDetectorTest, TellsTheClassifiersTimeApart) {
+  DirtySegDetectorConfig config = MakeConfig(CommonNetwork("seg-b2-64"));
+  UseClassifier(CommonNetwork("classifier-224"), config);
+  LogCapture log;
+  FrameDetector detector(config, log);
+  const auto red = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kRedPixel));
+  const auto black = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kBlackPixel));
+  for (int frame = 0; frame < 2; ++frame) {
+    const FrameOutcome outcome = detector.Detect(red);
+    const StageTimes logged = ReadFrameLog(outcome.log_lines).times;
+    ASSERT_TRUE(logged.convert && outcome.stages.classify && outcome.stages.convert);
+    EXPECT_GT(*outcome.stages.classify, 0.0);
+    EXPECT_GE(*outcome.stages.convert, 0.0);
+    EXPECT_NEAR(*outcome.stages.classify + *outcome.stages.convert, *logged.convert, 1e-9);
+  }
+  const FrameOutcome none = detector.Detect(black);  // without a candidate
+  EXPECT_EQ(none.stages.classify, 0.0);
+  EXPECT_EQ(none.stages.convert, ReadFrameLog(none.log_lines).times.convert);
+}
+
+TEST_F(FrameDetectorTest, LaysNoOtherRunsToTheClassifier) {
+  DirtySegDetectorConfig config = MakeConfig(CommonNetwork("seg-b2-64"));
+  UseClassifier(CommonNetwork("classifier-224"), config);
+  LogCapture log;
+  FrameDetector detector(config, log);
+  nuvik::alg::common::AIEngine other;
+  ASSERT_EQ(other.Init(config.fece_model_config), 0);
+  std::map<std::string, nuvik::alg::common::AIBuff> inputs;
+  std::map<std::string, nuvik::alg::common::AIBuff> outputs;
+  inputs["input"].data->resize(std::size_t{3} * 224 * 224 * sizeof(float));
+  outputs["output"].data->resize(2 * sizeof(float));
+  // Together longer than the segmentation network takes.
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(other.DoInference(inputs, outputs), nuvik::alg::common::kAIOk);
+  }
+  const auto black = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kBlackPixel));
+  EXPECT_EQ(detector.Detect(black).stages.classify, 0.0);
 }
 
 TEST_F(FrameDetectorTest, RepeatsAComplaintOfAFrameThatWentThrough) {
@@ -182,6 +226,40 @@ TEST_F(FrameDetectorTest, RefusesANetworkThatDoesNotLoad) {
   LogCapture log;
   EXPECT_THAT(test::RejectionOf<SetupError>([&] { FrameDetector(config, log); }),
               EndsWith("the engine could not load the networks; its message above says why"));
+}
+
+TEST(SeparateClassifier, TakesAllRunsButTheFirstOutOfConvert) {
+  StageTimes stages{12.0, 3.0, std::nullopt, 5.0};
+  SeparateClassifier({3, 15.0}, stages);
+  EXPECT_EQ(stages.inference, 12.0);
+  EXPECT_EQ(stages.postprocess, 3.0);
+  EXPECT_EQ(stages.classify, 3.0);
+  EXPECT_EQ(stages.convert, 2.0);
+}
+
+TEST(SeparateClassifier, IsNothingWithoutACandidate) {
+  StageTimes stages{12.0, 3.0, std::nullopt, 5.0};
+  SeparateClassifier({1, 12.5}, stages);
+  EXPECT_EQ(stages.classify, 0.0);
+  EXPECT_EQ(stages.convert, 5.0);
+}
+
+TEST(SeparateClassifier, StaysWithinConvertWhenTheLogsClockIsSet) {
+  StageTimes ahead{50.0, 3.0, std::nullopt, 5.0};
+  SeparateClassifier({2, 15.0}, ahead);
+  EXPECT_EQ(ahead.classify, 0.0);
+  EXPECT_EQ(ahead.convert, 5.0);
+  StageTimes back{1.0, 3.0, std::nullopt, 5.0};
+  SeparateClassifier({2, 15.0}, back);
+  EXPECT_EQ(back.classify, 5.0);
+  EXPECT_EQ(back.convert, 0.0);
+}
+
+TEST(SeparateClassifier, LeavesAFrameAloneThatFailedBefore) {
+  StageTimes stages{12.0, std::nullopt, std::nullopt, std::nullopt};
+  SeparateClassifier({1, 12.0}, stages);
+  EXPECT_FALSE(stages.classify);
+  EXPECT_FALSE(stages.convert);
 }
 
 }  // namespace

@@ -225,11 +225,12 @@ TEST(ReportData, HasAnIdForConfirmedOnesAboveTheGreatestClass) {
 
 TEST(ReportData, PutsStagesInTheOrderOfAFramesWay) {
   StoredFrame frame = Frame();
-  frame.timing_ms = {{"annotate", 1.0}, {"convert", 4.0}, {"read", 2.0}, {"inference", 3.0}};
+  frame.timing_ms = {
+      {"annotate", 1.0}, {"convert", 4.0}, {"read", 2.0}, {"inference", 3.0}, {"classify", 5.0}};
   const ordered_json data = DataOf(ResultsOf({Frame(), frame}));
-  EXPECT_EQ(data["stages"].dump(), R"(["read","inference","convert","annotate"])");
-  EXPECT_EQ(data["frames"][0]["times"].dump(), "[null,null,null,null]");
-  EXPECT_EQ(data["frames"][1]["times"].dump(), "[2.0,3.0,4.0,1.0]");
+  EXPECT_EQ(data["stages"].dump(), R"(["read","inference","classify","convert","annotate"])");
+  EXPECT_EQ(data["frames"][0]["times"].dump(), "[null,null,null,null,null]");
+  EXPECT_EQ(data["frames"][1]["times"].dump(), "[2.0,3.0,5.0,4.0,1.0]");
 }
 
 // As the run's own summary does.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace dirty_seg {
 namespace {
@@ -25,7 +26,7 @@ FrameRecord MakeRecord() {
   mask = cv::Mat::zeros(1080, 1920, CV_8UC1);
   mask(cv::Rect(0, 0, 3, 2)).setTo(255);
   record.masks = DescribeMasks(record.outcome.result);
-  record.outcome.stages = {12.0, 3.0, 1.5};
+  record.outcome.stages = {12.0, 3.0, std::nullopt, 1.5};
   record.outcome.total_ms = 20.25;
   record.read_ms = 7.1234567;
   record.write_ms = 2.0;
@@ -102,6 +103,15 @@ TEST(FrameRecord, TellsThatThereWasNoCandidateOnlyWhenThatIsKnown) {
   EXPECT_EQ(ToJson(record, kLabels)["fece_candidates"].dump(), "[]");
 }
 
+// Before the network are 20.25 - 12 - 3 - 0.75 - 1.5 = 3.
+TEST(FrameRecord, TellsTheClassifiersTimeWhereThereIsOne) {
+  FrameRecord record = MakeRecord();
+  record.outcome.stages.classify = 0.75;
+  EXPECT_EQ(ToJson(record, kLabels)["timing_ms"].dump(),
+            "{\"read\":7.123,\"preprocess\":3.0,\"inference\":12.0,\"postprocess\":3.0,"
+            "\"classify\":0.75,\"convert\":1.5,\"total\":20.25,\"write\":2.0}");
+}
+
 TEST(FrameRecord, LeavesOutTimesThatTheLogDoesNotTell) {
   FrameRecord record = MakeRecord();
   record.outcome.stages.convert.reset();
@@ -150,7 +160,7 @@ TEST(FrameRecord, NumbersReadBackToTheBit) {
 TEST(PreprocessTime, IsNeverNegative) {
   // The log's clock can be set while a frame runs.
   FrameOutcome outcome;
-  outcome.stages = {10.0, 10.0, 10.0};
+  outcome.stages = {10.0, 10.0, std::nullopt, 10.0};
   outcome.total_ms = 29.0;
   EXPECT_EQ(PreprocessTime(outcome), 0.0);
 }

@@ -75,7 +75,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   mask(cv::Rect(7, 5, 3, 2)).setTo(255);
   record.masks = DescribeMasks(record.outcome.result);
   record.masks.at(19).file = "street.mask_19.png";
-  record.outcome.stages = {12.0, 3.0, 1.5};
+  record.outcome.stages = {12.0, 3.0, 0.25, 1.5};
   record.outcome.total_ms = 20.25;
   record.fit = {{640, 480}, {1440, 1080}, 2.25};
   record.outcome.non_finite = {{"output0", 3}, {"output1", 256}};
@@ -103,6 +103,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   EXPECT_EQ(frame.label_names.at(3), "solid waste");
   EXPECT_EQ(frame.label_names.at(19), "faeces");
   EXPECT_EQ(frame.timing_ms.at("inference"), 12.0);
+  EXPECT_EQ(frame.timing_ms.at("classify"), 0.25);
   EXPECT_EQ(frame.timing_ms.at("total"), 20.25);
   EXPECT_EQ(frame.image_size, cv::Size(640, 480));
   ASSERT_TRUE(frame.fit);

@@ -101,6 +101,16 @@ TEST(Summary, TellsTheTailOfTheTimes) {
             "{\"mean\":100.5,\"p50\":100.0,\"p95\":190.0,\"p99\":198.0,\"worst\":200.0}");
 }
 
+TEST(Summary, TellsTheClassifiersTimeWhereThereIsOne) {
+  Summary summary = MakeSummary();
+  FrameRecord record = MakeRecord({}, 2.0);
+  summary.AddFrame(record);
+  EXPECT_FALSE(summary.ToJson(kLabels, {})["timing_ms"].contains("classify"));
+  record.outcome.stages.classify = 3.0;
+  summary.AddFrame(record);
+  EXPECT_EQ(summary.ToJson(kLabels, {})["timing_ms"]["classify"]["mean"], 3.0);
+}
+
 TEST(Summary, CountsAFrameThatFailedButNotItsTimes) {
   Summary summary = MakeSummary();
   FrameRecord record = MakeRecord({}, 1000.0);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 namespace dirty_seg {
 namespace {
 
@@ -53,15 +55,26 @@ TEST(FrameLine, CountsTheFramesThatAreTaken) {
 TEST(SpeedLine, TellsMeans) {
   Summary summary({});
   FrameRecord record = MakeRecord({});
-  record.outcome.stages = {30.0, 1.0, 0.5};
+  record.outcome.stages = {30.0, 1.0, std::nullopt, 0.5};
   record.outcome.total_ms = 33.6;  // 2.1 before the network
   summary.AddFrame(record);
-  record.outcome.stages = {40.0, 2.0, 0.7};
+  record.outcome.stages = {40.0, 2.0, std::nullopt, 0.7};
   record.outcome.total_ms = 47.0;  // 4.3
   summary.AddFrame(record);
   EXPECT_EQ(
       SpeedLine(summary),
       "Speed: 3.2ms preprocess, 35.0ms inference, 1.5ms postprocess, 0.6ms convert per frame");
+}
+
+TEST(SpeedLine, TellsTheClassifiersTimeWhereThereIsOne) {
+  Summary summary({});
+  FrameRecord record = MakeRecord({});
+  record.outcome.stages = {30.0, 1.0, 0.3, 0.5};
+  record.outcome.total_ms = 33.9;
+  summary.AddFrame(record);
+  EXPECT_EQ(SpeedLine(summary),
+            "Speed: 2.1ms preprocess, 30.0ms inference, 1.0ms postprocess, 0.3ms classify, "
+            "0.5ms convert per frame");
 }
 
 TEST(SpeedLine, IsEmptyWithoutTimes) {
