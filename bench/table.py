@@ -55,6 +55,10 @@ BOUNDS = [
     Bound("FirstFrame", "later", at_most=1.3, ours="first"),
     Bound("Idle", "clock", at_most=0.005, ours="batch6"),
     Bound("Idle", "clock", at_most=0.005, ours="batch1"),
+    Bound("DetectOutput", "networks", at_most=1.15),
+    Bound("DetectOutput", "networks_processor", at_most=1.30, ours="ours_processor"),
+    Bound("DetectLines", "networks", at_most=1.08),
+    Bound("Start", "bare_sessions", at_most=1.2),
 ]
 
 Medians = dict[str, float]

@@ -27,6 +27,10 @@ TIMES = {
     "Frame_batch1/default_session_of_batch6/real_time": 11,
     "Idle/batch6/iterations:1/manual_time": 1, "Idle/batch1/iterations:1/manual_time": 1,
     "Idle/clock/iterations:1/manual_time": 1000,
+    "DetectOutput/ours/real_time": 10, "DetectOutput/networks/real_time": 10,
+    "DetectOutput/ours_processor/real_time": 10, "DetectOutput/networks_processor/real_time": 10,
+    "DetectLines/ours/real_time": 10, "DetectLines/networks/real_time": 10,
+    "Start/ours/real_time": 10, "Start/bare_sessions/real_time": 10,
     "FirstFrame/first/iterations:1/manual_time": 10,
     "FirstFrame/later/iterations:1/manual_time": 10,
     "GrowthPatches_1/crop": 5, "GrowthPatches_2/crop": 8,
@@ -87,7 +91,15 @@ class BenchTable(unittest.TestCase):
 
     def test_any_missing_measurement_ends_with_2_and_its_name(self) -> None:
         subjects = (
-            *("PopulateData/memcpy", "Decode_50", "Frame_batch1", "Idle", "FirstFrame/later"),
+            *(
+                "PopulateData/memcpy",
+                "Decode_50",
+                "Frame_batch1",
+                "Idle",
+                "DetectLines",
+                "Start",
+                "FirstFrame/later",
+            ),
             *("GrowthPatches", "GrowthObjects", "GrowthLabels", "GrowthCandidates"),
         )
         for subject in subjects:

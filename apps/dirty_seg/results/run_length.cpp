@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <nlohmann/json.hpp>
+#include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <vector>
 
@@ -28,21 +30,51 @@ cv::Mat Transposed(const cv::Mat& matrix) {
   return matrix.t();
 }
 
-// Lengths of the alternating runs, zeros first. The last is never 0 unless it is the only one.
-std::vector<std::int64_t> CountRuns(const cv::Mat& mask) {
-  const cv::Mat columns = Transposed(mask);  // rows of the transpose are columns, one after another
-  const std::uint8_t* pixel = columns.ptr();
-  const std::uint8_t* const end = pixel + columns.total();
-  std::vector<std::int64_t> counts;
-  bool is_set = false;
-  while (pixel != end || counts.empty()) {
-    const std::uint8_t* const next =
-        std::find_if(pixel, end, [is_set](std::uint8_t value) { return (value != 0) != is_set; });
-    counts.push_back(next - pixel);
-    pixel = next;
-    is_set = !is_set;
+// Where the run of values like the first one ends; most runs are long, so eight at a time.
+const std::uint8_t* EndOfRun(const std::uint8_t* pixel, const std::uint8_t* end) {
+  const bool is_set = *pixel != 0;
+  const std::uint64_t alike = std::uint64_t{*pixel} * 0x0101010101010101U;
+  std::uint64_t eight = alike;
+  while (end - pixel >= 8 && (std::memcpy(&eight, pixel, 8), eight == alike)) pixel += 8;
+  return std::find_if(pixel, end, [is_set](std::uint8_t value) { return (value != 0) != is_set; });
+}
+
+// Alternating runs, zeros first.
+class Runs {
+ public:
+  void Add(bool is_set, std::int64_t length) {
+    if (length == 0) return;
+    const bool is_last_set = counts_.size() % 2 == 0;
+    if (is_set != is_last_set) counts_.push_back(0);
+    counts_.back() += length;
   }
-  return counts;
+
+  const std::vector<std::int64_t>& counts() const { return counts_; }
+
+ private:
+  std::vector<std::int64_t> counts_{0};
+};
+
+// The last length is never 0 unless it is the only one. Only what bounds the set pixels is looked
+// at column by column.
+std::vector<std::int64_t> CountRuns(const cv::Mat& mask) {
+  const cv::Rect box = cv::boundingRect(mask);
+  const cv::Mat columns = Transposed(mask(box));  // its rows are columns
+  Runs runs;
+  runs.Add(false, std::int64_t{box.x} * mask.rows);
+  for (int x = 0; x < columns.rows; ++x) {
+    runs.Add(false, box.y);
+    const std::uint8_t* pixel = columns.ptr(x);
+    const std::uint8_t* const end = pixel + columns.cols;
+    while (pixel != end) {
+      const std::uint8_t* const next = EndOfRun(pixel, end);
+      runs.Add(*pixel != 0, next - pixel);
+      pixel = next;
+    }
+    runs.Add(false, mask.rows - box.br().y);
+  }
+  runs.Add(false, std::int64_t{mask.cols - box.br().x} * mask.rows);
+  return runs.counts();
 }
 
 void AppendNumber(std::int64_t number, std::string& text) {
