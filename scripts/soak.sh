@@ -9,7 +9,8 @@ cmake --preset dev
 cmake --build --preset dev --target soak soak_host
 
 host=build/dev/lib/libsoak_host.so
-model=tests/networks/seg-b2-64.onnx
+networks=tests/networks
 build/dev/bin/soak double 20000
-build/dev/bin/soak network 2000 "$host" "$model"
-build/dev/bin/soak load 1000 "$host" "$model"
+build/dev/bin/soak network 2000 "$host" "$networks/seg-b2-64.onnx"
+build/dev/bin/soak network 2000 "$host" "$networks/seg-b1-64.onnx"
+build/dev/bin/soak load 1000 "$host" "$networks/seg-b1-64.onnx"

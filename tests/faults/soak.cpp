@@ -134,7 +134,7 @@ int SoakLoad(int times, const char* host_path, const char* model) {
     {
       const Host host(host_path);
       if (host.run_frames() == nullptr) return Fail("the host cannot be loaded");
-      if (host.run_frames()(model, 1, 1, nullptr) != 1) return Fail("a frame");
+      if (host.run_frames()(model, kEngineThreads, 1, nullptr) != 1) return Fail("a frame");
     }
     watch.Look();
   }

@@ -31,7 +31,7 @@ extern "C" __attribute__((visibility("default"))) int RunFrames(const char* mode
   const nuvik::test::MemoryFile yaml{std::string(kPatches)};
   Network network;
   std::string error;
-  if (ReadNetwork(model, {}, network, error) != 0) return 0;
+  if (ReadNetwork(model, {2, 64, 64}, network, error) != 0) return 0;
   DirtySegDetectorConfig config;
   config.dirty_seg_model_config = network.config;
   config.dirty_seg_model_config.thread_count = threads;
