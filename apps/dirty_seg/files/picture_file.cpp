@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/errors.h"
+#include "files/bilevel_png.h"
 #include "files/output_file.h"
 
 namespace dirty_seg {
@@ -18,11 +19,6 @@ using Parameters = std::vector<int>;
 
 // For pictures; formats other than JPEG ignore it.
 const Parameters kPicture{cv::IMWRITE_JPEG_QUALITY, 92};
-
-// One bit a pixel, in long runs: a tenth of the time that eight take, and smaller.
-const Parameters kMask{cv::IMWRITE_PNG_BILEVEL,     1,
-                       cv::IMWRITE_PNG_COMPRESSION, 1,
-                       cv::IMWRITE_PNG_STRATEGY,    cv::IMWRITE_PNG_STRATEGY_RLE};
 
 std::string Encode(const std::string& path, const cv::Mat& picture, const Parameters& parameters) {
   if (!cv::haveImageWriter(path)) {
@@ -49,8 +45,7 @@ void WritePicture(const std::string& path, const cv::Mat& picture) {
 }
 
 PendingFile EncodeMask(const std::string& name, int label, const cv::Mat& mask) {
-  const std::string file_name = fmt::format("{}.mask_{}.png", name, label);
-  return {file_name, Encode(file_name, mask != 0, kMask)};
+  return {fmt::format("{}.mask_{}.png", name, label), EncodeBilevelPng(mask)};
 }
 
 PendingFile EncodeOverlay(const std::string& name, const cv::Mat& overlay) {
