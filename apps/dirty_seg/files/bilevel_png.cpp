@@ -8,6 +8,7 @@
 #include <csetjmp>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <utility>
 #include <vector>
@@ -25,8 +26,9 @@ std::uint64_t NonZeroBytes(std::uint64_t eight) {
 
 // The first pixel becomes the highest bit, as PNG has it.
 std::uint8_t PackEight(const std::uint8_t* pixels) {
+  static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first pixel is the lowest byte");
   std::uint64_t eight = 0;
-  for (unsigned i = 0; i < 8; ++i) eight |= std::uint64_t{pixels[i]} << (8 * i);
+  std::memcpy(&eight, pixels, sizeof eight);
   return static_cast<std::uint8_t>((NonZeroBytes(eight) * 0x8040201008040201U) >> 56U);
 }
 
