@@ -44,7 +44,7 @@ ValueCheck ThreadsCheck() {
 ValueCheck ClassIdCheck() { return NumberFrom(0, 1000000, "a class id, a whole number from 0"); }
 
 void AddThreadsOption(Command command, int& threads) {
-  command.AddOption("--threads", &threads, "Threads; 1: one frame at a time (default 0: all cores)")
+  command.AddOption("--threads", &threads, "Threads (default 0: all cores); 1: frame by frame")
       .Check(ThreadsCheck())
       .TypeName("N");
 }
