@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures the whole host program on the demo's frames against the networks' own time.
 
-    bench/program.py [--smoke] BIN OUT.json     with the programs of the bench build in BIN
+    bench/program.py [--smoke] BUILD OUT.json     with the programs of the bench build
 
 Writes medians in the form of Google Benchmark's JSON. The sides take turns. Of a run over frames,
 its start, measured by a run over none, does not count: it is a benchmark of its own.
@@ -20,14 +20,19 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
 MODELS = ROOT / "models"
-NETWORKS = [MODELS / "dirt-seg.onnx", MODELS / "fece-check.onnx"]
-DETECTOR = [
-    *("--model", NETWORKS[0], "--config", MODELS / "demo.yaml"),
-    *("--fece-model", NETWORKS[1], "--fece-class-ids", "5"),
-]
+DEMO_NETWORK = MODELS / "dirt-seg.onnx"
+CLASSIFIER = MODELS / "fece-check.onnx"
 FRAMES = sorted((MODELS / "frames").glob("*.jpg"))
 REPETITIONS = 7
 ROUNDS = 20  # each takes every frame once
+
+
+def detector(network: Path) -> list:
+    """The options of a detector with six patches."""
+    return [
+        *("--model", network, "--config", MODELS / "demo.yaml"),
+        *("--fece-model", CLASSIFIER, "--fece-class-ids", "5"),
+    ]
 
 
 def run(command: list, **options) -> tuple[float, float]:
@@ -43,7 +48,16 @@ def run(command: list, **options) -> tuple[float, float]:
 
 def networks_time(program: Path, frames: list[Path]) -> float:
     """Milliseconds that both networks take for `frames`, one after another."""
-    command = [program, "bench", "--quiet", "--json", "--rounds", "1", *DETECTOR, *frames]
+    command = [
+        program,
+        "bench",
+        "--quiet",
+        "--json",
+        "--rounds",
+        "1",
+        *detector(DEMO_NETWORK),
+        *frames,
+    ]
     text = subprocess.run(
         [str(word) for word in command], check=True, stdout=subprocess.PIPE
     ).stdout
@@ -51,14 +65,22 @@ def networks_time(program: Path, frames: list[Path]) -> float:
     return len(frames) * (times["inference"]["mean"] + times["classify"]["mean"])
 
 
-def measure(binaries: Path, frames: list[Path], scratch: Path) -> dict[str, float]:
+def measure(build: Path, frames: list[Path], scratch: Path) -> dict[str, float]:
     """Milliseconds by benchmark, side and kind of time; each side once."""
-    program = binaries / "dirty_seg"
-    detect = [program, "detect", "--quiet", *DETECTOR]
-    folder = scratch / "out"
+    program = build / "bin" / "dirty_seg"
     quiet = {"stdout": subprocess.DEVNULL}
-    start, start_processor = run([*detect, "-"], stdin=subprocess.DEVNULL, **quiet)
-    bare, _ = run([binaries / "bare_sessions", *NETWORKS])
+
+    def start_with(network: Path) -> tuple[float, float]:
+        nothing = {"stdin": subprocess.DEVNULL, **quiet}
+        return run([program, "detect", "--quiet", *detector(network), "-"], **nothing)
+
+    def sessions_of(network: Path) -> float:
+        return run([build / "bin" / "bare_sessions", network, CLASSIFIER])[0]
+
+    large_network = build / "bench" / "network-b6.onnx"
+    start, start_processor = start_with(DEMO_NETWORK)
+    detect = [program, "detect", "--quiet", *detector(DEMO_NETWORK)]
+    folder = scratch / "out"
     output, output_processor = run([*detect, "--output", folder, "--overwrite", *frames])
     lines, _ = run([*detect, *frames], **quiet)
     networks = networks_time(program, frames)
@@ -71,22 +93,24 @@ def measure(binaries: Path, frames: list[Path], scratch: Path) -> dict[str, floa
         "DetectOutput/networks_processor/real_time": networks * cores,
         "DetectLines/ours/real_time": lines - start,
         "DetectLines/networks/real_time": networks,
-        "Start/ours/real_time": start,
-        "Start/bare_sessions/real_time": bare,
+        "Start_demo/ours/real_time": start,
+        "Start_demo/bare_sessions/real_time": sessions_of(DEMO_NETWORK),
+        "Start_large/ours/real_time": start_with(large_network)[0],
+        "Start_large/bare_sessions/real_time": sessions_of(large_network),
     }
 
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--smoke", action="store_true", help="each side once, on every frame once")
-    parser.add_argument("binaries", type=Path, metavar="BIN")
+    parser.add_argument("build", type=Path, metavar="BUILD")
     parser.add_argument("out", type=Path, metavar="OUT.json")
     options = parser.parse_args()
     repetitions, rounds = (1, 1) if options.smoke else (REPETITIONS, ROUNDS)
     times = defaultdict(list)
     with tempfile.TemporaryDirectory() as scratch:
         for _ in range(repetitions):
-            measured = measure(options.binaries, FRAMES * rounds, Path(scratch))
+            measured = measure(options.build, FRAMES * rounds, Path(scratch))
             for name, milliseconds in measured.items():
                 times[name].append(milliseconds)
     runs = [

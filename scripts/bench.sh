@@ -42,7 +42,7 @@ run growth 9 0.02
 run frame 15 0.01
 run first_frame 7 0.01
 run idle 5 0.01
-bench/program.py "${smoke[@]}" build/bench/bin "$out/program.json"
+bench/program.py "${smoke[@]}" build/bench "$out/program.json"
 
 echo
 bench/table.py "${smoke[@]}" "$out"
