@@ -14,7 +14,7 @@ INTERFACE, LIBRARIES, HOST = ROOT / "include", ROOT / "src", ROOT / "apps" / "di
 # The host program's folders, from the top floor down.
 ROOMS = (
     "commands command_line run bench report compare tensors forms results drawing detector config"
-    " networks frames files console base"
+    " networks frames files media console base"
 ).split()
 
 # What each folder of the libraries may know beside itself and the interface.
@@ -90,6 +90,15 @@ class Floors(unittest.TestCase):
             if re.search(r"#include <onnxruntime", path.read_text())
         ]
         self.assertEqual(users, ["src/engine/onnx_session.cpp"])
+
+    def test_one_source_alone_includes_the_coders_of_pictures_and_videos(self) -> None:
+        users = [
+            str(path.relative_to(ROOT))
+            for root in (LIBRARIES, HOST)
+            for path in sources(root)
+            if re.search(r"#include <opencv2/(imgcodecs|videoio)", path.read_text())
+        ]
+        self.assertEqual(users, ["apps/dirty_seg/media/media_library.cpp"])
 
     def test_one_source_alone_includes_the_parser_of_command_lines(self) -> None:
         users = [

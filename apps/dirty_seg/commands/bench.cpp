@@ -19,6 +19,7 @@
 #include "console/progress.h"
 #include "files/json_text.h"
 #include "files/text_stream.h"
+#include "media/media.h"
 
 namespace dirty_seg {
 namespace {
@@ -129,6 +130,7 @@ int RunBenchCommand(const BenchOptions& options) {
   const Interruption interruption;
   const BenchPlan plan = MakePlan(options);
   const BenchInputs inputs = MakeInputs(options);
+  LoadMedia();  // once, not in each of the processes that memory is measured in
   // Before the networks are loaded here: their threads would not be in another process.
   const auto peaks = MeasurePeakMemory(plan, inputs);
   LogCapture log(options.log);

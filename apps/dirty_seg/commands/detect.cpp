@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <future>
 #include <istream>
 #include <optional>
+#include <utility>
 
 #include "base/version.h"
 #include "command_line/checks.h"
@@ -15,6 +17,7 @@
 #include "detector/detector_setup.h"
 #include "frames/frame_source.h"
 #include "frames/inputs.h"
+#include "media/media.h"
 #include "run/detection_run.h"
 
 namespace dirty_seg {
@@ -64,7 +67,10 @@ int RunDetect(const DetectOptions& options) {
   LogCapture log(options.log);
   const DetectorOptions& detector = options.detector;
   const InputArguments& input = options.input;
-  DetectionRun run(SetUpDetector(detector), FitModeOf(input.fit),
+  DetectorSetup setup = SetUpDetector(detector);
+  // Beside the loading of the networks. The engine, which sets a variable, is started by now.
+  const std::future<void> loading = LoadMediaAhead();
+  DetectionRun run(std::move(setup), FitModeOf(input.fit),
                    {NameAndVersion(), detector.model, detector.config, detector.fece_model},
                    options.results, log);
   WaitingInput standard_input(STDIN_FILENO, [&run] { return run.IsOver(); });

@@ -3,41 +3,33 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <opencv2/imgcodecs.hpp>
-#include <vector>
 
 #include "base/errors.h"
 #include "files/bilevel_png.h"
 #include "files/output_file.h"
+#include "media/media.h"
 
 namespace dirty_seg {
 namespace {
 
 namespace fs = std::filesystem;
 
-using Parameters = std::vector<int>;
-
-// For pictures; formats other than JPEG ignore it.
-const Parameters kPicture{cv::IMWRITE_JPEG_QUALITY, 92};
-
-std::string Encode(const std::string& path, const cv::Mat& picture, const Parameters& parameters) {
-  if (!cv::haveImageWriter(path)) {
-    throw InputError(
-        fmt::format("'{}' cannot be written: expected a name that ends in .png or .jpg", path));
-  }
-  std::vector<unsigned char> bytes;
-  try {
-    cv::imencode(fs::path(path).extension().string(), picture, bytes, parameters);
-  } catch (const cv::Exception& exception) {
-    throw InputError(fmt::format("'{}' cannot be written: {}", path, exception.err));
-  }
-  return {bytes.begin(), bytes.end()};
-}
+constexpr int kJpegQuality = 92;
 
 }  // namespace
 
 std::string EncodePictureFile(const std::string& path, const cv::Mat& picture) {
-  return Encode(path, picture, kPicture);
+  const Media& media = LoadMedia();
+  if (!media.CanWrite(path)) {
+    throw InputError(
+        fmt::format("'{}' cannot be written: expected a name that ends in .png or .jpg", path));
+  }
+  try {
+    const auto bytes = media.Encode(fs::path(path).extension().string(), picture, kJpegQuality);
+    return {bytes.begin(), bytes.end()};
+  } catch (const cv::Exception& exception) {
+    throw InputError(fmt::format("'{}' cannot be written: {}", path, exception.err));
+  }
 }
 
 void WritePicture(const std::string& path, const cv::Mat& picture) {

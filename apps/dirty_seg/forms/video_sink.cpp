@@ -2,12 +2,13 @@
 #include <fmt/format.h>
 
 #include <cstdint>
-#include <opencv2/videoio.hpp>
+#include <memory>
 #include <optional>
 
 #include "base/errors.h"
 #include "forms/result_sink.h"
 #include "frames/video_reader.h"
+#include "media/media.h"
 
 namespace dirty_seg {
 namespace {
@@ -26,7 +27,7 @@ class VideoSink : public ResultSink {
       throw InputError(
           "the annotated video keeps its first frame's size, and this frame has another");
     }
-    writer_.write(found.overlay);
+    video_->Write(found.overlay);
     ++written_;
   }
 
@@ -38,17 +39,18 @@ class VideoSink : public ResultSink {
     input_ = found.frame.input;
     size_ = found.overlay.size();
     const double rate = found.frame.rate > 0.0 ? found.frame.rate : kDefaultRate;
-    // The writer chooses the format by the extension.
+    // The extension chooses the container.
     const std::string part = folder_.Claim(found.input_name + ".overlay.part.avi");
     path_ = folder_.Claim(found.input_name + ".overlay.avi");
     file_.emplace(path_, part);
-    if (!Open(rate)) throw OutputError("'" + path_ + "' cannot be written");
+    video_ = LoadMedia().CreateVideo(part, rate, size_);
+    if (video_ == nullptr) throw OutputError("'" + path_ + "' cannot be written");
   }
 
   // The writer does not report a full disk.
   void Close() {
-    if (!writer_.isOpened()) return;
-    writer_.release();
+    if (video_ == nullptr) return;
+    video_.reset();
     const bool is_whole = HasLastFrame();
     written_ = 0;
     if (is_whole) file_->Keep();
@@ -58,18 +60,11 @@ class VideoSink : public ResultSink {
         fmt::format("'{}' cannot be written whole, and is removed; is there room for it?", path_));
   }
 
-  // OpenCV's own writer is the fallback for builds without FFmpeg; it rounds the rate.
-  bool Open(double rate) {
-    const int codec = cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
-    return writer_.open(file_->part(), cv::CAP_FFMPEG, codec, rate, size_) ||
-           writer_.open(file_->part(), cv::CAP_OPENCV_MJPEG, codec, rate, size_);
-  }
-
   // The frame count in a file is only what was meant to be in it.
   bool HasLastFrame() const {
     try {
-      cv::VideoCapture video = OpenCapture(file_->part());
-      return video.set(cv::CAP_PROP_POS_FRAMES, static_cast<double>(written_ - 1)) && video.grab();
+      const std::unique_ptr<VideoInput> video = OpenVideoInput(file_->part());
+      return video->Seek(written_ - 1) && video->Grab();
     } catch (const InputError&) {
       return false;
     }
@@ -81,7 +76,7 @@ class VideoSink : public ResultSink {
   std::optional<WholeFile> file_;
   std::int64_t written_ = 0;  // frames
   cv::Size size_;
-  cv::VideoWriter writer_;
+  std::unique_ptr<VideoOutput> video_;
 };
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <opencv2/imgcodecs.hpp>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -21,6 +20,7 @@
 #include "console/messages.h"
 #include "files/open_failure.h"
 #include "files/result_names.h"
+#include "media/media.h"
 
 namespace dirty_seg {
 namespace {
@@ -169,9 +169,10 @@ std::string WithoutMarks(std::string line) {
 
 // Decoders print messages without naming the picture.
 cv::Mat Decode(const std::string& path, std::string& said) {
+  const Media& media = LoadMedia();
   const ErrorCapture errors;
   try {
-    cv::Mat picture = cv::imread(path, cv::IMREAD_COLOR);
+    cv::Mat picture = media.ReadPicture(path);
     said = errors.Text();
     return picture;
   } catch (const cv::Exception& exception) {

@@ -21,7 +21,8 @@ namespace {
 // frames missing up to this share do not count as cut short.
 constexpr double kCountTolerance = 0.02;
 
-// OpenCV and its decoders print messages without naming the input.
+// OpenCV and its decoders print messages without naming the input. The variable is read when a
+// video is first opened.
 void KeepLibrariesQuiet() {
   static const bool done = [] {
     if (std::getenv("OPENCV_LOG_LEVEL") == nullptr) {
@@ -33,25 +34,30 @@ void KeepLibrariesQuiet() {
   static_cast<void>(done);
 }
 
-class CaptureReader : public FrameReader {
+const Media& LoadQuietMedia() {
+  const Media& media = LoadMedia();  // first, as no variable may be set meanwhile
+  KeepLibrariesQuiet();
+  return media;
+}
+
+class VideoReader : public FrameReader {
  public:
-  // Copies of a capture share one decoder.
-  CaptureReader(const cv::VideoCapture& capture, std::int64_t reported_count, int frame_step)
-      : capture_(capture), reported_count_(reported_count), frame_step_(frame_step) {
-    const double rate = capture_.get(cv::CAP_PROP_FPS);
+  VideoReader(std::unique_ptr<VideoInput> video, std::int64_t reported_count, int frame_step)
+      : video_(std::move(video)), reported_count_(reported_count), frame_step_(frame_step) {
+    const double rate = video_->Rate();
     if (rate > 0.0 && std::isfinite(rate)) rate_ = rate / frame_step;
   }
 
   bool Read(Frame& frame) override {
     while (next_ % frame_step_ != 0) {
-      if (!capture_.grab()) return End();
+      if (!video_->Grab()) return End();
       ++next_;
     }
     auto picture = std::make_shared<cv::Mat>();
-    // The capture reuses its memory for the next frame.
-    cv::Mat decoded;
-    if (!capture_.read(decoded) || decoded.empty()) return End();
-    decoded.copyTo(*picture);
+    if (!video_->Grab()) return End();
+    const cv::Mat decoded = video_->Retrieve();
+    if (decoded.empty()) return End();
+    decoded.copyTo(*picture);  // its memory is used again for the next frame
     if (picture->type() != CV_8UC3) throw InputError("its frames are not colour pictures");
     frame.index = next_++;
     frame.rate = rate_;
@@ -75,7 +81,7 @@ class CaptureReader : public FrameReader {
     return false;
   }
 
-  cv::VideoCapture capture_;
+  std::unique_ptr<VideoInput> video_;
   std::int64_t reported_count_;  // 0 or less: not known
   std::int64_t frame_step_;
   std::int64_t next_ = 0;
@@ -96,33 +102,31 @@ int CameraNumber(const std::string& name) {
 
 }  // namespace
 
-cv::VideoCapture OpenCapture(const std::string& path) {
-  KeepLibrariesQuiet();
+std::unique_ptr<VideoInput> OpenVideoInput(const std::string& path) {
+  const Media& media = LoadQuietMedia();
   RequireFile(path);
-  cv::VideoCapture capture;
-  for (const int backend : {cv::CAP_FFMPEG, cv::CAP_OPENCV_MJPEG}) {
-    if (capture.open(path, backend)) return capture;
-  }
-  throw InputError("is not a video that can be read");
+  std::unique_ptr<VideoInput> video = media.OpenVideo(path);
+  if (video == nullptr) throw InputError("is not a video that can be read");
+  return video;
 }
 
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
-  const cv::VideoCapture capture = OpenCapture(path);
+  std::unique_ptr<VideoInput> video = OpenVideoInput(path);
   // For a container without a frame count, OpenCV returns an impossible one.
-  const double reported = capture.get(cv::CAP_PROP_FRAME_COUNT);
+  const double reported = video->FrameCount();
   const auto count = reported > 0.0 && reported < 1e12 ? static_cast<std::int64_t>(reported) : 0;
-  return std::make_unique<CaptureReader>(capture, count, frame_step);
+  return std::make_unique<VideoReader>(std::move(video), count, frame_step);
 }
 
 std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step) {
-  KeepLibrariesQuiet();
+  const Media& media = LoadQuietMedia();
   const int number = CameraNumber(name);
   const std::string device = fmt::format("/dev/video{}", number);
   std::error_code error;
   if (!std::filesystem::exists(device, error)) throw InputError("there is no " + device);
-  cv::VideoCapture capture;
-  if (!capture.open(number, cv::CAP_V4L2)) throw InputError("the camera gives no pictures");
-  return std::make_unique<CaptureReader>(capture, 0, frame_step);
+  std::unique_ptr<VideoInput> camera = media.OpenCamera(number);
+  if (camera == nullptr) throw InputError("the camera gives no pictures");
+  return std::make_unique<VideoReader>(std::move(camera), 0, frame_step);
 }
 
 }  // namespace dirty_seg

@@ -2,16 +2,16 @@
 #pragma once
 
 #include <memory>
-#include <opencv2/videoio.hpp>
 #include <string>
 
 #include "frames/frame_source.h"
+#include "media/media.h"
 
 namespace dirty_seg {
 
 /// Opens a video file for reading frames in order. The decoder prints nothing on standard error.
 /// Throws InputError with the cause.
-cv::VideoCapture OpenCapture(const std::string& path);
+std::unique_ptr<VideoInput> OpenVideoInput(const std::string& path);
 
 /// Opens a video file. One with fewer frames than its header says is read to its end, and then
 /// reported as cut short. Throws InputError with the cause.

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <optional>
 #include <system_error>
-#include <vector>
 
 #include "base/base64.h"
 #include "base/errors.h"
@@ -32,11 +31,11 @@ cv::Mat ReadOrNothing(const std::string& path) {
   }
 }
 
-cv::VideoCapture OpenOrNothing(const std::string& path) {
+std::unique_ptr<VideoInput> OpenOrNothing(const std::string& path) {
   try {
-    return OpenCapture(path);
+    return OpenVideoInput(path);
   } catch (const InputError&) {
-    return {};
+    return nullptr;
   }
 }
 
@@ -52,9 +51,7 @@ cv::Mat Shrunk(const cv::Mat& picture, double scale) {
 }
 
 std::string Encode(const cv::Mat& picture, int quality) {
-  std::vector<unsigned char> bytes;
-  cv::imencode(".jpg", picture, bytes, {cv::IMWRITE_JPEG_QUALITY, quality});
-  return Base64(bytes);
+  return Base64(LoadMedia().Encode(".jpg", picture, quality));
 }
 
 }  // namespace
@@ -86,10 +83,9 @@ cv::Mat PictureLoader::ReadVideo(const std::string& path, std::int64_t number) {
     next_frame_ = 0;
   }
   for (; next_frame_ <= number; ++next_frame_) {
-    if (!video_.grab()) return {};
+    if (video_ == nullptr || !video_->Grab()) return {};
   }
-  cv::Mat picture;
-  video_.retrieve(picture);
+  const cv::Mat picture = video_->Retrieve();
   return picture.type() == CV_8UC3 ? picture : cv::Mat();
 }
 

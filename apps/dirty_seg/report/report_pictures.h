@@ -3,11 +3,12 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <opencv2/core.hpp>
-#include <opencv2/videoio.hpp>
 #include <string>
 #include <utility>
 
+#include "media/media.h"
 #include "results/results_reader.h"
 
 namespace dirty_seg {
@@ -34,7 +35,7 @@ class PictureLoader {
   cv::Mat ReadVideo(const std::string& path, std::int64_t number);
 
   std::string folder_;
-  cv::VideoCapture video_;
+  std::unique_ptr<VideoInput> video_;  // nothing if it cannot be read
   std::string video_path_;
   std::int64_t next_frame_ = 0;  // of the video
 };

@@ -12,6 +12,7 @@
 #include "drawing/overlay.h"
 #include "files/run_folder.h"
 #include "files/text_stream.h"
+#include "media/media.h"
 
 namespace dirty_seg {
 namespace {
@@ -49,6 +50,9 @@ void RequireNoSink(const ResultOptions& options) {
 ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
                            std::FILE* standard_output)
     : labels_(labels), destination_("standard output"), standard_output_(standard_output) {
+  // What every frame needs. Where it fails, no folder is left behind; and no frame's time has it in
+  // it.
+  LoadMedia();
   if (options.HasNoFolder()) {
     RequireNoSink(options);
     return;
