@@ -20,7 +20,7 @@ option(DIRTY_SEG_RELOCATABLE
 # Headers stand below a folder of their own: `engine` is too plain a name for /usr/include.
 set(include_dir "${CMAKE_INSTALL_INCLUDEDIR}/dirty_seg")
 set(data_dir "${CMAKE_INSTALL_DATADIR}/dirty_seg")
-# ONNX Runtime's library, only for our engine.
+# ONNX Runtime's library, only for our engine; the program's media library.
 set(private_lib_dir dirty_seg_detector)
 
 # A set of targets for each, since a platform's engine may take the place of ours.
@@ -85,14 +85,18 @@ install(DIRECTORY
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/packaging/debian/copyright"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT notices)
 
-# The host program, its page, what shells complete its words with, a configuration to start from,
-# and what it takes to try it.
+# The host program and its media library, its page, what shells complete its words with, a
+# configuration to start from, and what it takes to try it.
 if(NOT DIRTY_SEG_ENGINE_LIBRARY)
   install(TARGETS dirty_seg COMPONENT tools)
+  install(TARGETS dirty_seg_media
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/${private_lib_dir}" COMPONENT tools)
+  file(RELATIVE_PATH bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+  set(program_rpath "\$ORIGIN/${bin_to_lib}/${private_lib_dir}")
   if(DIRTY_SEG_RELOCATABLE)
-    file(RELATIVE_PATH bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
-    set_target_properties(dirty_seg PROPERTIES INSTALL_RPATH "\$ORIGIN/${bin_to_lib}")
+    list(PREPEND program_rpath "\$ORIGIN/${bin_to_lib}")
   endif()
+  set_target_properties(dirty_seg PROPERTIES INSTALL_RPATH "${program_rpath}")
   gzip_file("${PROJECT_SOURCE_DIR}/packaging/dirty_seg.1" dirty_seg.1.gz)
   install(FILES "${PROJECT_BINARY_DIR}/dirty_seg.1.gz"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)

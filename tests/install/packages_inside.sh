@@ -60,7 +60,8 @@ test_hardening() {
   local libraries
   libraries=$(dirname "$(engine_library)")
   quietly "$tests/hardening_test.sh" readelf "$libraries"/libdirty_seg_detector.so.? \
-    "$libraries/libtessmar_ai_engine.so" /usr/bin/dirty_seg
+    "$libraries/libtessmar_ai_engine.so" "$libraries/dirty_seg_detector/libdirty_seg_media.so" \
+    /usr/bin/dirty_seg
 }
 
 test_program() {

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Usage: program_test.sh PREFIX
 # Fails unless the installed program, with the sample configuration, finds on the demo's frame what
-# found.txt lists, and its man page has the commands and options of its help, all and no other.
+# found.txt lists, says so where its media library is missing, and its man page has the commands and options of its help, all and no other.
 # EMULATOR in the environment stands before the program.
 set -euo pipefail
 prefix=$1
@@ -18,6 +18,21 @@ record = json.load(sys.stdin)
 for label, box in zip(record["labels"], record["bboxes"]):
     print("label", label, "box", *(f"{side:.0f}" for side in box))' <<<"$result" | LC_ALL=C sort) || {
   echo "program: expected what stands left (<), found what stands right (>)"
+  exit 1
+}
+
+# The same without the media library.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cp -rs "$prefix/." "$work"
+cp --remove-destination "$prefix/bin/dirty_seg" "$work/bin"
+find "$work" -name libdirty_seg_media.so -delete
+status=0
+# shellcheck disable=SC2086  # the emulator has arguments
+words=$(${EMULATOR-} "$work/bin/dirty_seg" check sample.yaml --frame demo/planks.jpg \
+  --output "$work/drawn.png" 2>&1 >/dev/null) || status=$?
+[[ $status -eq 2 && $words == *": libdirty_seg_media.so: cannot open shared object file: No such "* ]] || {
+  echo "program: without its media library, it says '$words' with exit status $status"
   exit 1
 }
 
