@@ -31,7 +31,7 @@ class MediaLibrary : public test::DetectFixture {
 
   // A folder in which the library is one that cannot be loaded.
   std::string Broken() {
-    const std::string folder = folder_.MakeFolder("lib");
+    std::string folder = folder_.MakeFolder("lib");
     folder_.Write("lib/libdirty_seg_media.so", "no library\n");
     return folder;
   }
