@@ -57,7 +57,8 @@ struct AIBuff {
 };
 
 /// Maximum number of threads of the bundled engine. If the system refuses to start one that slots
-/// run on, `Init` fails; one that the operators share, the runtime ends the process.
+/// run on, `Init` fails; one that the operators share, `Init` fails or, by a fault of the runtime,
+/// never returns.
 inline constexpr std::int32_t kAIMaxThreads = 1024;
 
 /// Configuration of one network. Every map is keyed by tensor name.

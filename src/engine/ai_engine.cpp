@@ -105,6 +105,8 @@ int AIEngine::Init(const AIEngineConfig& config) {
     const std::int64_t slots = SlotsOf(config, declared);
     try {
       impl_ = std::make_unique<Impl>(config, slots, threads);
+    } catch (const WorkerError&) {
+      throw;
     } catch (const std::exception&) {
       // A batch that the file leaves open may be another size inside.
       if (slots == 1 || !HasOpenBatch(declared)) throw;

@@ -23,9 +23,8 @@ void Workers::Start(int count) {
     try {
       threads_.emplace_back([this] { TakePieces(); });
     } catch (const std::system_error& error) {
-      throw std::runtime_error("worker thread " + std::to_string(i + 1) + " of " +
-                               std::to_string(count) +
-                               " cannot be started: " + error.code().message());
+      throw WorkerError("worker thread " + std::to_string(i + 1) + " of " + std::to_string(count) +
+                        " cannot be started: " + error.code().message());
     }
   }
 }

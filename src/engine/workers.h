@@ -6,15 +6,22 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
 namespace nuvik::alg::common {
 
+/// The system refuses a thread.
+class WorkerError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// Used by one thread at a time.
 class Workers {
  public:
-  /// Starts `count` threads. Throws std::runtime_error when the system refuses one.
+  /// Starts `count` threads. Throws WorkerError and std::bad_alloc.
   explicit Workers(int count);
   ~Workers();
   Workers(const Workers&) = delete;

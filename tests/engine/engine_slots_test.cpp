@@ -2,8 +2,12 @@
 // number of threads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <map>
 #include <random>
 #include <string>
@@ -191,6 +195,29 @@ TEST(EngineSlots, UseAsManyThreadsAsConfigured) {
     EXPECT_TRUE(test::ThreadCountBecomes(before)) << threads;
   }
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+// Ends the process.
+void InitWithMoreWorkersThanFit() {
+  const AIEngineConfig config = ConfigOf("seg-dynamic", 1000, 1000);
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const rlim_t room = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{512} << 20U);
+  const rlimit limit{room, room};
+  if (setrlimit(RLIMIT_AS, &limit) != 0) std::_Exit(2);
+  AIEngine engine;
+  std::_Exit(engine.Init(config) < 0 ? 0 : 1);
+}
+
+// Not taken for a batch that is another size inside, which would be tried in one run.
+TEST(EngineSlotsDeathTest, OfAnOpenBatchRefuseAWorkerThatCannotBeStarted) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(InitWithMoreWorkersThanFit(), testing::ExitedWithCode(0),
+              "worker thread [0-9]+ of 999 cannot be started: Resource temporarily unavailable");
+}
+
+#endif
 
 }  // namespace
 }  // namespace nuvik::alg::common

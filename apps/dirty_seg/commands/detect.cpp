@@ -17,6 +17,7 @@
 #include "detector/detector_setup.h"
 #include "frames/frame_source.h"
 #include "frames/inputs.h"
+#include "frames/video_reader.h"
 #include "media/media.h"
 #include "run/detection_run.h"
 
@@ -62,6 +63,7 @@ Command AddDetect(Program& program, DetectOptions& options) {
 
 int RunDetect(const DetectOptions& options) {
   SetQuiet(options.log.quiet);
+  KeepVideoLibrariesQuiet();
   // Before the capture takes it over. A bar would be mixed up with results on the same terminal.
   const bool shows_results = options.results.HasNoFolder() && isatty(STDOUT_FILENO) != 0;
   LogCapture log(options.log);

@@ -1,5 +1,6 @@
 #include "files/bilevel_png.h"
 
+#include <fmt/format.h>
 #include <png.h>
 #include <zlib.h>
 
@@ -44,7 +45,7 @@ void PackRow(const std::uint8_t* pixels, int count, std::uint8_t* bits) {
 // What libpng's callbacks and its way out of an error share.
 struct Writing {
   std::string bytes;
-  std::string fault;
+  std::array<char, 80> fault{};  // a request of memory must not throw through libpng
 };
 
 void Append(png_structp png, png_bytep bytes, std::size_t count) {
@@ -59,7 +60,8 @@ void Append(png_structp png, png_bytep bytes, std::size_t count) {
 }
 
 [[noreturn]] void NoteFault(png_structp png, png_const_charp text) {
-  static_cast<Writing*>(png_get_error_ptr(png))->fault = text;
+  std::array<char, 80>& fault = static_cast<Writing*>(png_get_error_ptr(png))->fault;
+  std::strncpy(fault.data(), text, fault.size() - 1);
   png_longjmp(png, 1);
 }
 
@@ -95,8 +97,9 @@ std::string EncodeBilevelPng(const cv::Mat& mask) {
   const bool is_whole = info != nullptr && Write(png, info, mask, row.data());
   png_destroy_write_struct(&png, &info);
   if (is_whole) return std::move(writing.bytes);
-  throw InputError("the mask cannot be written as PNG: " +
-                   (writing.fault.empty() ? "out of memory" : writing.fault));
+  const bool is_told = writing.fault[0] != '\0';
+  throw InputError(fmt::format("the mask cannot be written as PNG: {}",
+                               is_told ? writing.fault.data() : "out of memory"));
 }
 
 }  // namespace dirty_seg

@@ -21,22 +21,9 @@ namespace {
 // frames missing up to this share do not count as cut short.
 constexpr double kCountTolerance = 0.02;
 
-// OpenCV and its decoders print messages without naming the input. The variable is read when a
-// video is first opened.
-void KeepLibrariesQuiet() {
-  static const bool done = [] {
-    if (std::getenv("OPENCV_LOG_LEVEL") == nullptr) {
-      cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    }
-    setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);  // AV_LOG_QUIET
-    return true;
-  }();
-  static_cast<void>(done);
-}
-
 const Media& LoadQuietMedia() {
   const Media& media = LoadMedia();  // first, as no variable may be set meanwhile
-  KeepLibrariesQuiet();
+  KeepVideoLibrariesQuiet();
   return media;
 }
 
@@ -101,6 +88,19 @@ int CameraNumber(const std::string& name) {
 }
 
 }  // namespace
+
+// OpenCV and its decoders print messages without naming the input. The variable is read when a
+// video is first opened.
+void KeepVideoLibrariesQuiet() {
+  static const bool done = [] {
+    if (std::getenv("OPENCV_LOG_LEVEL") == nullptr) {
+      cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    }
+    setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);  // AV_LOG_QUIET
+    return true;
+  }();
+  static_cast<void>(done);
+}
 
 std::unique_ptr<VideoInput> OpenVideoInput(const std::string& path) {
   const Media& media = LoadQuietMedia();

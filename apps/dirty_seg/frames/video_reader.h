@@ -9,6 +9,11 @@
 
 namespace dirty_seg {
 
+/// Has OpenCV and its decoders of videos print nothing, unless the user's variables ask for it.
+/// Sets a variable of the process, once: before there are threads that read others. Opening does it
+/// too.
+void KeepVideoLibrariesQuiet();
+
 /// Opens a video file for reading frames in order. The decoder prints nothing on standard error.
 /// Throws InputError with the cause.
 std::unique_ptr<VideoInput> OpenVideoInput(const std::string& path);

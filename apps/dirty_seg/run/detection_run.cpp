@@ -26,6 +26,14 @@ void WarnOfSharedLabel(const Labels& labels) {
       kFeceLabel, own, labels.Text({kFeceLabel, true})));
 }
 
+// Of a picture that others may be in memory beside: more than one of 3840 x 2160 pixels takes.
+constexpr std::size_t kMaxBytesBesideOthers = std::size_t{32} << 20U;
+
+bool IsLarge(const Frame& frame) {
+  return frame.picture != nullptr &&
+         frame.picture->total() * frame.picture->elemSize() > kMaxBytesBesideOthers;
+}
+
 }  // namespace
 
 DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription description,
@@ -44,7 +52,8 @@ ExitStatus DetectionRun::Process(FrameSource& source, Progress* progress, bool i
   end_.inputs = source.InputCount();
   Pipeline<Step> pipeline(
       {[&] { return Read(source); }, [this](Step& step) { return Detect(step); },
-       [&](Step& step) { return Write(step, progress); }},
+       [&](Step& step) { return Write(step, progress); },
+       [](const Step& step) { return IsLarge(step.frame); }},
       is_over_);
   in_turn ? pipeline.RunInTurn() : pipeline.RunOverlapped();
   end_.interrupted = Interruption::Happened();

@@ -39,7 +39,7 @@ class DetectionRun {
   /// With `in_turn`, each frame is read, processed and written before the next is read. Otherwise
   /// the next frames are read and the last ones written while one is processed: on threads of their
   /// own, which `source` and `progress` are used by; results and messages are the same, in the same
-  /// order. Throws SetupError if a thread cannot be started.
+  /// order. Only a later input that the run itself writes is not there yet.
   ExitStatus Process(FrameSource& source, Progress* progress, bool in_turn);
 
   /// True once no more is needed of the source, since something could not be written. For any

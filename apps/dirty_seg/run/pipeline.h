@@ -1,9 +1,8 @@
 // Three steps of work on each item, which overlap.
 #pragma once
 
-#include <oneapi/tbb/concurrent_queue.h>
-
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <exception>
 #include <functional>
@@ -13,7 +12,7 @@
 #include <thread>
 #include <utility>
 
-#include "base/errors.h"
+#include "run/bounded_queue.h"
 
 namespace dirty_seg {
 
@@ -27,6 +26,8 @@ struct PipelineSteps {
   std::function<bool(Item&)> work;
   /// Returns whether to go on; if not, what was read after the item is dropped.
   std::function<bool(Item&)> write;
+  /// Whether no other item may be there beside this one, as it takes too much memory.
+  std::function<bool(const Item&)> is_alone = [](const Item&) { return false; };
 };
 
 /// Takes items through the steps until `read` has no more, `write` ends it, or one of them throws.
@@ -35,15 +36,12 @@ template <typename Item>
 class Pipeline {
  public:
   /// Items that may wait before a step: memory is bounded by them, whatever step is the slowest.
-  static constexpr std::ptrdiff_t kMaxWaiting = 2;
+  static constexpr std::size_t kMaxWaiting = 2;
 
-  /// Sets `is_over` when `write` ends it or a step throws: a `read` that waits for input looks at
-  /// that.
+  /// Sets `is_over` when nothing more is needed, since `write` ended it or `work` or `write` threw:
+  /// a `read` that waits for input looks at that.
   Pipeline(PipelineSteps<Item> steps, std::atomic<bool>& is_over)
-      : steps_(std::move(steps)), is_over_(is_over) {
-    read_.set_capacity(kMaxWaiting);
-    worked_.set_capacity(kMaxWaiting);
-  }
+      : steps_(std::move(steps)), is_over_(is_over) {}
 
   /// Takes each item through all steps before the next is read, on the caller's thread.
   void RunInTurn() {
@@ -54,18 +52,20 @@ class Pipeline {
     }
   }
 
-  /// Works on the caller's thread, reads ahead on a second and writes behind on a third. Throws
-  /// what a step threw, the first if several did, after all have ended; SetupError if a thread
-  /// cannot be started.
+  /// Works on the caller's thread, reads ahead on a second and writes behind on a third; in turn
+  /// where the system refuses a thread. Throws what a step threw, the first if several did, after
+  /// all have ended; what came through the steps before that one is written.
   void RunOverlapped() {
-    std::thread writer = Start(&Pipeline::Write);
+    std::thread writer;
     std::thread reader;
     try {
-      reader = Start(&Pipeline::Read);
-    } catch (const SetupError&) {
-      worked_.push(std::nullopt);
-      writer.join();
-      throw;
+      writer = std::thread(&Pipeline::Write, this);
+      reader = std::thread(&Pipeline::Read, this);
+    } catch (const std::system_error&) {
+      worked_.Close();
+      if (writer.joinable()) writer.join();
+      RunInTurn();
+      return;
     }
     Work();
     reader.join();
@@ -74,54 +74,69 @@ class Pipeline {
   }
 
  private:
-  using Queue = tbb::concurrent_bounded_queue<std::optional<Item>>;
+  using Queue = BoundedQueue<Item, kMaxWaiting>;
 
-  std::thread Start(void (Pipeline::*run)()) try {
-    return std::thread(run, this);
-  } catch (const std::system_error& error) {
-    throw SetupError("a thread cannot be started: " + error.code().message());
-  }
-
-  // Each step ends its queue with nothing, and takes all from the one before it even when it is
-  // over: so none waits for another for ever.
+  // Each step closes its queue, and takes all from the one before it even when it is over: so none
+  // waits for another for ever.
 
   void Read() {
-    const auto pass_next = [this] {
-      std::optional<Item> item = steps_.read();
-      const bool is_item = item.has_value();
-      if (is_item) read_.push(std::move(item));
-      return is_item;
-    };
-    while (!is_over_ && Succeeds(pass_next)) continue;
-    read_.push(std::nullopt);
+    while (!is_over_ && Succeeds([this] { return ReadOne(); })) continue;
+    read_.Close();
+  }
+
+  bool ReadOne() {
+    std::optional<Item> item = steps_.read();
+    if (!item) return false;
+    const bool is_alone = steps_.is_alone(*item);
+    if (is_alone) WaitForAll();
+    read_.Push(*std::move(item));
+    ++read_count_;
+    if (is_alone) WaitForAll();
+    return true;
   }
 
   void Work() {
-    std::optional<Item> item;
-    const auto work = [this, &item] {
-      if (steps_.work(*item)) worked_.push(std::move(item));
-      return true;
-    };
-    while (Take(read_, item)) {
-      if (!is_over_) Succeeds(work);
+    while (std::optional<Item> item = read_.Pop()) {
+      bool goes_on = false;
+      const auto work = [&] {
+        goes_on = steps_.work(*item);
+        return true;
+      };
+      if (!is_over_ && !Succeeds(work)) is_over_ = true;
+      if (goes_on) {
+        worked_.Push(*std::move(item));
+      } else {
+        item.reset();
+        CountDone();
+      }
     }
-    worked_.push(std::nullopt);
+    worked_.Close();
   }
 
+  // What was worked on is kept though a step before this one threw.
   void Write() {
-    std::optional<Item> item;
-    const auto write = [this, &item] { return steps_.write(*item); };
-    while (Take(worked_, item)) {
-      if (!is_over_ && !Succeeds(write)) is_over_ = true;
+    bool goes_on = true;
+    while (std::optional<Item> item = worked_.Pop()) {
+      goes_on = goes_on && Succeeds([&] { return steps_.write(*item); });
+      if (!goes_on) is_over_ = true;
+      item.reset();
+      CountDone();
     }
   }
 
-  static bool Take(Queue& queue, std::optional<Item>& item) {
-    queue.pop(item);
-    return item.has_value();
+  void CountDone() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++done_count_;
+    done_.notify_one();
   }
 
-  // What the step returns; false, and all is over, if it throws.
+  // Until every item that was read is done with.
+  void WaitForAll() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    done_.wait(lock, [this] { return done_count_ == read_count_; });
+  }
+
+  // What the step returns; false if it throws.
   template <typename Step>
   bool Succeeds(const Step& step) {
     try {
@@ -129,7 +144,6 @@ class Pipeline {
     } catch (...) {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (!thrown_) thrown_ = std::current_exception();
-      is_over_ = true;
       return false;
     }
   }
@@ -139,6 +153,9 @@ class Pipeline {
   Queue worked_;
   std::atomic<bool>& is_over_;
   std::mutex mutex_;
+  std::condition_variable done_;
+  std::size_t read_count_ = 0;  // by the reader alone
+  std::size_t done_count_ = 0;
   std::exception_ptr thrown_;
 };
 
