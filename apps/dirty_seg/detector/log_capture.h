@@ -38,8 +38,8 @@ bool IsLogLevel(const std::string& word);
 /// `level`, or else SPDLOG_LEVEL, only chooses which lines are passed on. The journal, where
 /// SPDLOG_SYSTEMD turns it on, is the library's own and gets them all: it has its own filter for
 /// levels (`journalctl -p`). Unless SPDLOG_STDOUT is set, and not to `false`, no line ever reaches
-/// standard output. At most one object at a time. One thread
-/// may take lines while another shows those taken before.
+/// standard output. At most one object at a time. One thread may take lines while another shows
+/// those taken before.
 class LogCapture {
  public:
   /// Throws SetupError if standard output cannot be taken over (it is closed).
