@@ -1,6 +1,7 @@
 #include "console/interruption.h"
 
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 
@@ -9,22 +10,24 @@ namespace {
 
 constexpr std::array<int, 2> kSignals{SIGINT, SIGTERM};
 
-volatile std::sig_atomic_t has_happened = 0;
+// Set by a signal handler on any thread, and looked at by others.
+std::atomic<bool> has_happened{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait");
 std::array<struct sigaction, kSignals.size()> former_actions;
 
 // Only what a signal handler may do.
 void Note(int signal) {
-  if (has_happened != 0) {
+  if (has_happened) {
     std::signal(signal, SIG_DFL);  // NOLINT(bugprone-signal-handler): is allowed in one
     std::raise(signal);            // NOLINT(bugprone-signal-handler)
   }
-  has_happened = 1;
+  has_happened = true;
 }
 
 }  // namespace
 
 Interruption::Interruption() {
-  has_happened = 0;
+  has_happened = false;
   struct sigaction action {};
   action.sa_handler = &Note;
   sigemptyset(&action.sa_mask);
@@ -38,10 +41,10 @@ Interruption::~Interruption() {
   for (std::size_t i = 0; i < kSignals.size(); ++i) {
     sigaction(kSignals[i], &former_actions[i], nullptr);
   }
-  has_happened = 0;  // to what comes after, nothing has
+  has_happened = false;  // to what comes after, nothing has
 }
 
-bool Interruption::Happened() { return has_happened != 0; }
+bool Interruption::Happened() { return has_happened; }
 
 void ThrowIfInterrupted() {
   if (Interruption::Happened()) throw InterruptedError();
