@@ -52,8 +52,8 @@ TEST(EncodeRunLengths, AFullMaskBeginsWithARunOfNoZeros) {
   EXPECT_EQ(EncodeRunLengths(Mask({"##", "##"})).counts, "04");
 }
 
-// Runs across eight pixels and columns, values beside 255, and a frame of zeros: of the 60 pixels of
-// three columns, 20 + 1 come before the first set one, 17 are set, 2 + 20 come after.
+// Runs across eight pixels and columns, values beside 255, and a frame of zeros: of the 60 pixels
+// of three columns, 20 + 1 come before the first set one, 17 are set, 2 + 20 come after.
 TEST(EncodeRunLengths, CountsLongRunsOfAnyValueWithinAFrameOfZeros) {
   cv::Mat mask = cv::Mat::zeros(20, 3, CV_8UC1);
   for (int y = 1; y < 18; ++y) mask.at<std::uint8_t>(y, 1) = y < 12 ? 255 : 1;
