@@ -2,12 +2,9 @@
 // number of threads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <random>
 #include <string>
@@ -201,11 +198,7 @@ TEST(EngineSlots, UseAsManyThreadsAsConfigured) {
 // Ends the process.
 void InitWithMoreWorkersThanFit() {
   const AIEngineConfig config = ConfigOf("seg-dynamic", 1000, 1000);
-  rlim_t pages = 0;
-  std::ifstream("/proc/self/statm") >> pages;
-  const rlim_t room = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{512} << 20U);
-  const rlimit limit{room, room};
-  if (setrlimit(RLIMIT_AS, &limit) != 0) std::_Exit(2);
+  if (!test::LeaveRoomFor(512)) std::_Exit(2);
   AIEngine engine;
   std::_Exit(engine.Init(config) < 0 ? 0 : 1);
 }

@@ -3,14 +3,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -85,11 +82,7 @@ TEST(Workers, AreAsManyAsAskedForAndGoneWithTheObject) {
 
 // With room for a few of the stacks only.
 void StartMoreThanFit() {
-  rlim_t pages = 0;
-  std::ifstream("/proc/self/statm") >> pages;
-  const rlim_t room = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{64} << 20U);
-  const rlimit limit{room, room};
-  if (setrlimit(RLIMIT_AS, &limit) != 0) std::_Exit(2);
+  if (!test::LeaveRoomFor(64)) std::_Exit(2);
   try {
     const Workers workers(1000);
   } catch (const std::runtime_error& error) {

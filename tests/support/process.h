@@ -1,6 +1,7 @@
 // What the system says of this process.
 #pragma once
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -47,6 +48,16 @@ inline long ResidentKilobytes() {
   long resident = 0;
   file >> total >> resident;
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+/// Lets the process's addresses grow by no more than that many MiB from now on. Returns whether the
+/// system agreed. Not under a sanitizer, whose own memory is beyond any limit.
+inline bool LeaveRoomFor(rlim_t mebibytes) {
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const rlim_t room = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (mebibytes << 20U);
+  const rlimit limit{room, room};
+  return setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
 }  // namespace nuvik::test
