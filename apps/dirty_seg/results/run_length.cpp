@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <nlohmann/json.hpp>
-#include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <vector>
 
@@ -55,10 +55,34 @@ class Runs {
   std::vector<std::int64_t> counts_{0};
 };
 
+// From the first to behind the last entry that is set; from 0 to 0 if none is.
+cv::Range SetRange(const cv::Mat& entries) {
+  const std::uint8_t* const begin = entries.ptr();
+  const std::uint8_t* const end = begin + entries.total();
+  const auto is_set = [](std::uint8_t value) { return value != 0; };
+  const std::uint8_t* const first = std::find_if(begin, end, is_set);
+  if (first == end) return {0, 0};
+  const auto last =
+      std::find_if(std::make_reverse_iterator(end), std::make_reverse_iterator(first), is_set);
+  return {static_cast<int>(first - begin), static_cast<int>(last.base() - begin)};
+}
+
+// Not by cv::boundingRect, which is wrong for some parts of larger matrices.
+cv::Rect BoundsOf(const cv::Mat& mask) {
+  if (mask.empty()) return {};
+  cv::Mat columns;
+  cv::Mat rows;
+  cv::reduce(mask, columns, 0, cv::REDUCE_MAX);
+  cv::reduce(mask, rows, 1, cv::REDUCE_MAX);
+  const cv::Range x = SetRange(columns);
+  const cv::Range y = SetRange(rows);
+  return {x.start, y.start, x.size(), y.size()};
+}
+
 // The last length is never 0 unless it is the only one. Only what bounds the set pixels is looked
 // at column by column.
 std::vector<std::int64_t> CountRuns(const cv::Mat& mask) {
-  const cv::Rect box = cv::boundingRect(mask);
+  const cv::Rect box = BoundsOf(mask);
   const cv::Mat columns = Transposed(mask(box));  // its rows are columns
   Runs runs;
   runs.Add(false, std::int64_t{box.x} * mask.rows);

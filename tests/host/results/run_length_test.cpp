@@ -62,6 +62,16 @@ TEST(EncodeRunLengths, CountsLongRunsOfAnyValueWithinAFrameOfZeros) {
   EXPECT_EQ(EncodeRunLengths(mask).counts, "e0a0e0@");
 }
 
+// A part that begins at an odd address: 0, 1 set, 1 not, 1 set, 9 not; the last two are told as
+// differences, 1 - 1 and 9 - 1.
+TEST(EncodeRunLengths, FindsEveryPixelOfANarrowPart) {
+  cv::Mat wider = cv::Mat::zeros(2, 15, CV_8UC1);
+  cv::Mat mask = wider(cv::Rect(2, 1, 12, 1));
+  mask.at<std::uint8_t>(0, 0) = 7;
+  mask.at<std::uint8_t>(0, 2) = 209;
+  EXPECT_EQ(EncodeRunLengths(mask).counts, "01108");
+}
+
 TEST(EncodeRunLengths, TellsHeightBeforeWidth) {
   const RunLengths lengths = EncodeRunLengths(Mask({"...", "..."}));
   EXPECT_EQ(lengths.height, 2);
