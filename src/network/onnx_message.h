@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <istream>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace nuvik::alg::common {
 
@@ -12,13 +14,10 @@ namespace nuvik::alg::common {
 inline constexpr std::uint64_t kMaxOnnxBytes = 2147483647;
 
 /// One message, read field by field. What does not add up ends it: the runtime will refuse the
-/// file. `file` outlives the message, and messages within it share its position.
+/// file.
 class OnnxMessage {
  public:
-  OnnxMessage(std::istream& file, std::uint64_t begin, std::uint64_t end)
-      : file_(file), next_(begin), end_(end) {}
-
-  /// The whole file.
+  /// The whole of `file`, which outlives the message and those within it; they move its position.
   static OnnxMessage Whole(std::istream& file);
 
   /// Goes on to the next field.
@@ -37,12 +36,17 @@ class OnnxMessage {
   std::string Text(std::uint64_t most = 1024) const;
 
  private:
+  class Window;
+
+  OnnxMessage(std::shared_ptr<Window> file, std::uint64_t begin, std::uint64_t end)
+      : file_(std::move(file)), next_(begin), end_(end) {}
+
   std::optional<std::uint64_t> ReadVarint();
   bool SetVarint();
   bool SetBytes(std::uint64_t length);
   bool SetDelimited();
 
-  std::istream& file_;
+  std::shared_ptr<Window> file_;
   std::uint64_t next_;
   std::uint64_t end_;
   std::uint64_t needed_end_ = 0;

@@ -55,13 +55,19 @@ class Runs {
   std::vector<std::int64_t> counts_{0};
 };
 
-// From the first to behind the last entry that is set; from 0 to 0 if none is.
-cv::Range SetRange(const cv::Mat& entries) {
-  const std::uint8_t* const begin = entries.ptr();
-  const std::uint8_t* const end = begin + entries.total();
+bool IsBlank(const cv::Mat& row) {
+  if (row.empty()) return true;
+  const std::uint8_t* const end = row.ptr() + row.cols;
+  return *row.ptr() == 0 && EndOfRun(row.ptr(), end) == end;
+}
+
+// From the first to behind the last pixel that is set; from 0 to 0 if none is.
+cv::Range SetRange(const cv::Mat& row) {
+  if (IsBlank(row)) return {0, 0};
+  const std::uint8_t* const begin = row.ptr();
+  const std::uint8_t* const end = begin + row.cols;
   const auto is_set = [](std::uint8_t value) { return value != 0; };
   const std::uint8_t* const first = std::find_if(begin, end, is_set);
-  if (first == end) return {0, 0};
   const auto last =
       std::find_if(std::make_reverse_iterator(end), std::make_reverse_iterator(first), is_set);
   return {static_cast<int>(first - begin), static_cast<int>(last.base() - begin)};
@@ -69,13 +75,16 @@ cv::Range SetRange(const cv::Mat& entries) {
 
 // Not by cv::boundingRect, which is wrong for some parts of larger matrices.
 cv::Rect BoundsOf(const cv::Mat& mask) {
-  if (mask.empty()) return {};
-  cv::Mat columns;
-  cv::Mat rows;
-  cv::reduce(mask, columns, 0, cv::REDUCE_MAX);
-  cv::reduce(mask, rows, 1, cv::REDUCE_MAX);
+  cv::Mat columns = cv::Mat::zeros(1, mask.cols, CV_8UC1);
+  cv::Range y(0, 0);
+  for (int i = 0; i < mask.rows; ++i) {
+    const cv::Mat row = mask.row(i);
+    if (IsBlank(row)) continue;
+    cv::bitwise_or(row, columns, columns);
+    if (y.empty()) y.start = i;
+    y.end = i + 1;
+  }
   const cv::Range x = SetRange(columns);
-  const cv::Range y = SetRange(rows);
   return {x.start, y.start, x.size(), y.size()};
 }
 
