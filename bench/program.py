@@ -25,6 +25,7 @@ CLASSIFIER = MODELS / "fece-check.onnx"
 FRAMES = sorted((MODELS / "frames").glob("*.jpg"))
 REPETITIONS = 7
 ROUNDS = 20  # each takes every frame once
+FORMS = ("coco", "yolo", "polygons", "crops")  # video: of videos only
 
 
 def detector(network: Path) -> list:
@@ -82,7 +83,11 @@ def measure(build: Path, frames: list[Path], scratch: Path) -> dict[str, float]:
     detect = [program, "detect", "--quiet", *detector(DEMO_NETWORK)]
     folder = scratch / "out"
     output, output_processor = run([*detect, "--output", folder, "--overwrite", *frames])
-    lines, _ = run([*detect, *frames], **quiet)
+    lines, lines_processor = run([*detect, *frames], **quiet)
+    forms = {
+        form: run([*detect, f"--{form}", "--output", folder, "--overwrite", *frames])[1]
+        for form in FORMS
+    }
     networks = networks_time(program, frames)
     # They keep all cores busy while they run.
     cores = len(os.sched_getaffinity(0))
@@ -93,6 +98,12 @@ def measure(build: Path, frames: list[Path], scratch: Path) -> dict[str, float]:
         "DetectOutput/networks_processor/real_time": networks * cores,
         "DetectLines/ours/real_time": lines - start,
         "DetectLines/networks/real_time": networks,
+        # Of one frame: pictures and records against lines, each form against those.
+        "Forms/folder/real_time": (output_processor - lines_processor) / len(frames),
+        **{
+            f"Forms/{form}/real_time": (processor - output_processor) / len(frames)
+            for form, processor in forms.items()
+        },
         "Start_demo/ours/real_time": start,
         "Start_demo/bare_sessions/real_time": sessions_of(DEMO_NETWORK),
         "Start_large/ours/real_time": start_with(large_network)[0],

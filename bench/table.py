@@ -117,6 +117,17 @@ def print_growth(medians: Medians, subject: str, unit: str) -> None:
     print()
 
 
+def print_forms(medians: Medians) -> None:
+    """What writing costs, in processor time of a frame. KeyError when it was not measured."""
+    forms = {name.split("/")[1]: median for name, median in medians.items() if "Forms/" in name}
+    if not forms:
+        raise KeyError("Forms")
+    print("written by detect, processor time per frame")
+    for form, median in forms.items():
+        print(f"{form:16}{text(median):>12}")
+    print()
+
+
 def check(bound: Bound, medians: Medians) -> tuple[list[str], bool]:
     """The bound's row and whether it holds."""
     ours = medians[f"{bound.benchmark}/{bound.ours}"]
@@ -156,6 +167,7 @@ def main() -> int:
         print_growth(medians, "Objects", "object")
         print_growth(medians, "Labels", "label")
         print_growth(medians, "Candidates", "candidate")
+        print_forms(medians)
         print(f"peak resident memory of a process with frames of six patches: {peak:.0f} MiB\n")
         return 0 if print_bounds(medians, judged=not options.smoke) else 1
     except KeyError as missing:
