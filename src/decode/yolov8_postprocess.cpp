@@ -10,6 +10,7 @@
 
 #include "common/diagnostics.h"
 #include "decode/candidates.h"
+#include "decode/kept_objects.h"
 #include "decode/mask_painter.h"
 #include "decode/non_finite_report.h"
 #include "decode/run_options.h"
@@ -222,6 +223,7 @@ class Yolov8Postprocess::Impl {
   int PostProcess(const BufferMap& outputs, std::vector<std::vector<Object>>& objects) {
     objects.clear();
     SetNonFiniteCounts({});
+    KeepObjects({});
     if (const int status = predictions_.Attach(outputs); status != kPostProcessOk) return status;
     if (const int status = prototypes_.Attach(outputs); status != kPostProcessOk) return status;
     objects.resize(slots_.size());
@@ -231,6 +233,7 @@ class Yolov8Postprocess::Impl {
       are_finite &= AreSamplesFinite(slot);
     }
     if (!are_finite) ReportNonFinite();
+    KeepObjects(objects);
     return kPostProcessOk;
   }
 

@@ -15,6 +15,9 @@ nuvik::alg::common::AIEngine::Init
 nuvik::alg::common::AIEngine::~AIEngine
 nuvik::alg::common::ReadNetwork
 nuvik::alg::common::TakeRunTime
+nuvik::model::DecodedObjects::DecodedObjects
+nuvik::model::DecodedObjects::Take
+nuvik::model::DecodedObjects::~DecodedObjects
 nuvik::model::TakeNonFiniteCounts
 nuvik::model::Yolov8Postprocess::PostProcess
 nuvik::model::Yolov8Postprocess::Yolov8Postprocess
