@@ -11,6 +11,8 @@ with a 95 % confidence interval by resampling frames, and false detections a cle
                figure is for patches that do not overlap
     by frame   a piece of dirt is one, whatever patches it lies across
 The host's record has one mask a label, so a detection's mask is its label's mask within its box.
+With --merge the host joins what several patches show of one thing, and its things, which have masks
+of their own, are measured by frame.
 classify: precision and recall for faeces among crops of faeces, look-alikes and other things, laid
 out on sheets of which a network that finds the fixed places of the crops hands each one on.
 """
@@ -28,6 +30,7 @@ import cv2
 import numpy as np
 
 import metrics
+import run_lengths
 from crop_sheets import FAECES_LABEL, PLACES, Sheet, make_sheets, place_network
 from data import CLASSES, SIDE, areas_of, pieces_of
 from options import present_file
@@ -47,6 +50,7 @@ class Detection(NamedTuple):
     label: int
     score: float
     box: list[float]  # x1, y1, x2, y2 in frame pixels
+    mask: Array | None = None  # of the frame; None: its label's, within the box
 
 
 def configuration(layout: list[list[int]], score: float, overlap: float) -> str:
@@ -89,6 +93,13 @@ def detect(
 def detections_of(record: dict) -> list[Detection]:
     return [
         Detection(*found) for found in zip(record["labels"], record["scores"], record["bboxes"])
+    ]
+
+
+def things_of(record: dict) -> list[Detection]:
+    return [
+        Detection(thing["label"], thing["score"], thing["bbox"], run_lengths.decode(thing["rle"]))
+        for thing in record["things"]
     ]
 
 
@@ -167,7 +178,7 @@ class Judge:
         label: int,
         pieces: list,
         found: list[Detection],
-        mask: Array | None,
+        label_mask: Array | None,
     ) -> None:
         scores = np.array([item.score for item in found])
         counts = np.array([piece.counts for piece in pieces], bool)
@@ -176,14 +187,19 @@ class Judge:
         covered = np.zeros(len(found), bool)
         shift = [unit.left, unit.top] * 2
         window = slice(unit.top, unit.top + unit.height), slice(unit.left, unit.left + unit.width)
-        part = np.zeros((unit.height, unit.width), np.uint8) if mask is None else mask[window]
+        part = (
+            np.zeros((unit.height, unit.width), np.uint8)
+            if label_mask is None
+            else label_mask[window]
+        )
         for row, item in enumerate(found):
             own = [value - offset for value, offset in zip(item.box, shift)]
             for column, piece in enumerate(pieces):
                 boxes[row, column] = box_overlap(own, piece.box)
                 if boxes[row, column] > 0:
                     area = int(piece.mask.sum())
-                    masks[row, column] = mask_overlap(part, own, piece.mask, area)
+                    mask = part if item.mask is None else item.mask[window]
+                    masks[row, column] = mask_overlap(mask, own, piece.mask, area)
                 if not piece.counts:
                     covered[row] |= covers(own, piece.box) > MOST_COVERED
         metrics.add(self.boxes[label], number, scores, boxes, counts, covered)
@@ -245,17 +261,18 @@ def segment(options: argparse.Namespace) -> dict:
     layout = LAYOUTS[options.layout]
     lines = truth_of(options.frames)
     judges = {"by frame": Judge([Unit(0, 0, 1920, 1080)])}
-    if options.layout == "tiles":
+    if options.layout == "tiles" and not options.merge:
         judges = {"by patch": Judge([Unit(*patch) for patch in layout]), **judges}
     clean, falsely = [], []
     with tempfile.TemporaryDirectory() as scratch:
         output = Path(scratch) / "found"
         config = configuration(layout, LOW_SCORE, options.overlap)
-        records = detect(options, options.model, config, options.frames / "frames", output)
+        more = ["--merge"] if options.merge else []
+        records = detect(options, options.model, config, options.frames / "frames", output, *more)
         for number, (line, record) in enumerate(zip(lines, records, strict=True)):
             if Path(record["source"]).name != line["frame"]:
                 raise SystemExit(f"{record['source']}: the truth expects {line['frame']} here")
-            found = detections_of(record)
+            found = things_of(record) if options.merge else detections_of(record)
             if line["clean"]:
                 clean.append(number)
                 falsely.append(sum(item.score > options.score for item in found))
@@ -329,6 +346,7 @@ def parse() -> argparse.Namespace:
     parser.add_argument("--frames", type=Path, required=True)
     parser.add_argument("--model", type=present_file, required=True)
     parser.add_argument("--program", type=Path, default=PROGRAM)
+    parser.add_argument("--merge", action="store_true", help="measure things")
     parser.add_argument("--layout", choices=LAYOUTS, default="tiles")
     parser.add_argument(
         "--overlap", type=float, default=0.5, help="of boxes, above which one is dropped"

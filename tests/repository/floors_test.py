@@ -13,7 +13,7 @@ INTERFACE, LIBRARIES, HOST = ROOT / "include", ROOT / "src", ROOT / "apps" / "di
 
 # The host program's folders, from the top floor down.
 ROOMS = (
-    "commands command_line run bench report compare tensors forms results drawing detector config"
+    "commands command_line run bench report compare tensors forms results drawing things detector config"
     " networks frames files media console base"
 ).split()
 

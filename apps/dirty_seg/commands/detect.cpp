@@ -34,6 +34,7 @@ void AddResultOptions(Command command, ResultOptions& options) {
       .Excludes(output);
   command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier run in --output DIR")
       .Needs(output);
+  command.AddFlag("--merge", &options.merge, "Join what patches show of one thing: 'things'");
   constexpr const char* kLabels = "Also COCO results, YOLO labels, outlines (lossy)";
   command.AddFlag("--coco", &options.coco, "Also COCO results").Group(kLabels);
   command.AddFlag("--yolo", &options.yolo, "Also YOLO labels").Group(kLabels);

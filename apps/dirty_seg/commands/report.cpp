@@ -15,6 +15,7 @@
 #include "console/messages.h"
 #include "console/progress.h"
 #include "files/output_file.h"
+#include "report/listed_things.h"
 #include "results/results_reader.h"
 
 namespace dirty_seg {
@@ -77,7 +78,7 @@ Command AddReport(Program& program, ReportCommandOptions& options) {
 int RunReport(const ReportCommandOptions& options) try {
   SetQuiet(options.quiet);
   const Interruption interruption;
-  const Results results = ReadResults(options.results);
+  const Results results = ListThings(ReadResults(options.results));
   const std::string path = PagePath(options.output, results.folder);
   RefuseToReplaceResults(path, results.file);
   if (!options.overwrite) RefuseToReplace(path, ", --output names another place");

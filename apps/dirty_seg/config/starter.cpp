@@ -224,6 +224,7 @@ std::string StarterHost(const StarterNetworks& networks, const std::string& conf
   text += Line(fmt::format("# fece-area-threshold: {:g}", defaults.fece_area_threshold),
                "it looks at boxes of more pixels than this");
   text += "\n" + Line(fmt::format("# threads: {}", defaults.threads), "0: all cores");
+  text += "\n" + Line("merge: true", "parts of one thing in several patches are one");
   text += "\n# detect:\n" + Line("#   output: found", "results, overlays and masks");
   return text;
 }

@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "console/error_capture.h"
 #include "console/messages.h"
+#include "engine/decoded_objects.h"
 #include "engine/non_finite.h"
 
 namespace dirty_seg {
@@ -91,8 +92,9 @@ void InitDetector(const DirtySegDetectorConfig& config,
   if (!cause.empty()) throw SetupError(files + cause);
 }
 
-FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log)
-    : log_(log), fece_rules_(FeceRulesOf(config)) {
+FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log,
+                             std::optional<std::vector<cv::Rect>> patches)
+    : log_(log), fece_rules_(FeceRulesOf(config)), patches_(std::move(patches)) {
   InitDetector(config, detector_, log);
 }
 
@@ -100,6 +102,8 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   std::shared_ptr<DirtyStatusResultData> result;
   std::string exception_text;
   const ErrorCapture errors;
+  std::optional<nuvik::model::DecodedObjects> decoded;
+  if (patches_) decoded.emplace();
   nuvik::model::TakeNonFiniteCounts();  // of another frame that failed after the decoder
   nuvik::alg::common::TakeRunTime();    // of whatever else ran on this thread
   const Stopwatch watch;
@@ -124,6 +128,7 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     outcome.result = Failed(exception_text.empty() ? ErrorText(log) : exception_text).result;
   } else {
     outcome.result = std::move(*result);
+    if (decoded) outcome.parts = PartsOf(decoded->Take(), *patches_);
     if (fece_rules_) {
       outcome.fece_candidates =
           ReadFeceCandidates(log, *fece_rules_, picture->size(), outcome.result);

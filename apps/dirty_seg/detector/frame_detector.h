@@ -13,6 +13,7 @@
 #include "detector/frame_log.h"
 #include "detector/labels.h"
 #include "detector/log_capture.h"
+#include "detector/part.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "engine/run_time.h"
 
@@ -37,6 +38,8 @@ struct FrameOutcome {
   std::map<std::string, std::int64_t> non_finite;
   /// The classifier's candidates; nothing without a classifier and for a frame that failed.
   std::optional<std::vector<FeceCandidate>> fece_candidates;
+  /// One for each detection; nothing unless they were asked for, and for a frame that failed.
+  std::optional<std::vector<Part>> parts;
   /// What the library logged, and what was written to standard error meanwhile; not shown yet.
   std::vector<std::string> log_lines;
   std::vector<std::string> error_lines;
@@ -72,8 +75,10 @@ void SeparateClassifier(const nuvik::alg::common::RunTime& runs, StageTimes& sta
 
 class FrameDetector {
  public:
-  /// As `InitDetector`; `log` outlives this object.
-  FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log);
+  /// As `InitDetector`; `log` outlives this object. With `patches`, which are those of the
+  /// configuration, outcomes have their parts.
+  FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log,
+                std::optional<std::vector<cv::Rect>> patches = std::nullopt);
 
   /// `picture` is CV_8UC3 in B, G, R order and not empty. Throws nothing but std::bad_alloc.
   /// Prints nothing: see `Show`.
@@ -86,6 +91,7 @@ class FrameDetector {
  private:
   LogCapture& log_;
   std::optional<FeceRules> fece_rules_;  // nothing without a classifier
+  std::optional<std::vector<cv::Rect>> patches_;
   nuvik::perception::dirty_seg_detector::DirtySegDetector detector_;
 };
 

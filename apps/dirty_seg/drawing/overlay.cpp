@@ -9,7 +9,7 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "detector/instance_mask.h"
+#include "base/mask_bounds.h"
 #include "drawing/colour.h"
 #include "geometry/letterbox.h"
 
@@ -68,7 +68,7 @@ void Tint(const cv::Mat& mask, const cv::Scalar& colour, cv::Mat& picture) {
 
 void TintMask(const cv::Mat& whole_mask, const cv::Scalar& colour, const Pen& pen,
               cv::Mat& picture) {
-  const cv::Rect visible = cv::boundingRect(whole_mask) & Bounds(picture);
+  const cv::Rect visible = MaskBounds(whole_mask) & Bounds(picture);
   if (visible.empty()) return;
   const cv::Mat mask = whole_mask(visible);
   cv::Mat target = picture(visible);
@@ -78,38 +78,8 @@ void TintMask(const cv::Mat& whole_mask, const cv::Scalar& colour, const Pen& pe
   cv::drawContours(target, outlines, -1, colour, pen.line);
 }
 
-bool Contains(const std::vector<Kind>& kinds, const Kind& kind) {
-  return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
-}
-
-// If a mask has detections of both kinds, the part in the box of a confirmed one counts as
-// confirmed.
-cv::Mat ConfirmedPart(const DirtyStatusResultData& result, const std::vector<Kind>& kinds,
-                      int label) {
-  const cv::Mat& mask = result.label_masks.at(label);
-  if (!Contains(kinds, {label, false})) return mask;
-  cv::Mat part = cv::Mat::zeros(mask.size(), mask.type());
-  for (std::size_t i = 0; i < kinds.size(); ++i) {
-    if (kinds[i] == Kind{label, true}) part |= CutInstanceMask(result, i, mask.size());
-  }
-  return part;
-}
-
-void TintMasks(const DirtyStatusResultData& result, const std::vector<Kind>& kinds, const Pen& pen,
-               cv::Mat& picture) {
-  for (const auto& [label, mask] : result.label_masks) {
-    if (!Contains(kinds, {label, true})) {
-      TintMask(mask, LabelColour(label, false), pen, picture);
-      continue;
-    }
-    const cv::Mat confirmed = ConfirmedPart(result, kinds, label);
-    TintMask(mask & ~confirmed, LabelColour(label, false), pen, picture);
-    TintMask(confirmed, LabelColour(label, true), pen, picture);
-  }
-}
-
 // Whole pixels, clamped a little outside the picture, where nothing of a line is visible.
-cv::Rect ToPixels(const std::vector<float>& bbox, const cv::Mat& picture) {
+cv::Rect ToPixels(const std::array<float, 4>& bbox, const cv::Mat& picture) {
   const auto clamp = [](float value, int limit) {
     return std::clamp(SaturateToInt(std::round(value)), -limit, 2 * limit);
   };
@@ -154,17 +124,19 @@ void DrawTag(const Tag& tag, const cv::Rect& place, const cv::Scalar& colour, co
               cv::LINE_AA);
 }
 
-// Indices of the detections, lowest score first, so that the best is drawn on top.
-std::vector<std::size_t> DrawingOrder(const std::vector<float>& scores) {
-  std::vector<std::size_t> order(scores.size());
+// Lowest score first, so that the best is drawn on top.
+std::vector<std::size_t> DrawingOrder(const std::vector<Finding>& findings) {
+  std::vector<std::size_t> order(findings.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
-  std::stable_sort(order.begin(), order.end(),
-                   [&scores](std::size_t a, std::size_t b) { return scores[a] < scores[b]; });
+  std::stable_sort(order.begin(), order.end(), [&findings](std::size_t a, std::size_t b) {
+    return findings[a].score < findings[b].score;
+  });
   return order;
 }
 
-std::string TagText(const Labels& labels, const Kind& kind, float score) {
-  return fmt::format("{}{} {:.2f}", kind.is_confirmed ? "! " : "", labels.Text(kind), score);
+std::string TagText(const Labels& labels, const Finding& finding) {
+  return fmt::format("{}{} {:.2f}", finding.kind.is_confirmed ? "! " : "",
+                     labels.Text(finding.kind), finding.score);
 }
 
 }  // namespace
@@ -200,31 +172,31 @@ cv::Rect PlaceTag(const cv::Rect& box, const cv::Size& size, const cv::Size& pic
   return first;
 }
 
-cv::Mat DrawOverlay(const cv::Mat& picture, const FrameOutcome& outcome, const Labels& labels) {
-  const DirtyStatusResultData& result = outcome.result;
-  const std::vector<Kind> kinds = KindsOf(outcome, labels);
+cv::Mat DrawOverlay(const cv::Mat& picture, const Shown& shown, const Labels& labels) {
+  const std::vector<Finding>& findings = shown.findings;
   cv::Mat overlay = picture.clone();
   const Pen pen(picture.size());
   const auto colour_of = [](const Kind& kind) {
     return LabelColour(kind.label, kind.is_confirmed);
   };
-  TintMasks(result, kinds, pen, overlay);
-  const std::vector<std::size_t> order = DrawingOrder(result.scores);
+  for (const auto& [kind, mask] : shown.masks) TintMask(mask, colour_of(kind), pen, overlay);
+  const std::vector<std::size_t> order = DrawingOrder(findings);
   std::vector<cv::Rect> outlines(order.size());
   for (const std::size_t i : order) {
-    outlines[i] = ToPixels(result.bboxes[i], picture);
-    DrawBox(outlines[i], colour_of(kinds[i]), pen, overlay);
-    if (!kinds[i].is_confirmed) continue;
+    const Kind& kind = findings[i].kind;
+    outlines[i] = ToPixels(findings[i].box, picture);
+    DrawBox(outlines[i], colour_of(kind), pen, overlay);
+    if (!kind.is_confirmed) continue;
     outlines[i] = Grown(outlines[i], 3 * pen.line);
-    DrawBox(outlines[i], colour_of(kinds[i]), pen, overlay);
+    DrawBox(outlines[i], colour_of(kind), pen, overlay);
   }
   // Tags come last, so that no box crosses one. The best choose their places first.
   std::vector<cv::Rect> taken;
   for (auto i = order.rbegin(); i != order.rend(); ++i) {
     if ((outlines[*i] & Bounds(picture)).empty()) continue;
-    const Tag tag = MakeTag(TagText(labels, kinds[*i], result.scores[*i]), pen, picture.size());
+    const Tag tag = MakeTag(TagText(labels, findings[*i]), pen, picture.size());
     taken.push_back(PlaceTag(outlines[*i], tag.size, picture.size(), taken));
-    DrawTag(tag, taken.back(), colour_of(kinds[*i]), pen, overlay);
+    DrawTag(tag, taken.back(), colour_of(findings[*i].kind), pen, overlay);
   }
   return overlay;
 }

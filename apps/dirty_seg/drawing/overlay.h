@@ -4,8 +4,8 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "detector/frame_detector.h"
 #include "detector/labels.h"
+#include "things/shown.h"
 
 namespace dirty_seg {
 
@@ -19,10 +19,10 @@ cv::Scalar LabelColour(int label, bool is_confirmed_faeces);
 cv::Rect PlaceTag(const cv::Rect& box, const cv::Size& size, const cv::Size& picture_size,
                   const std::vector<cv::Rect>& taken);
 
-/// A copy of `picture` (CV_8UC3) with each label's mask as a translucent, outlined area, a thin box
-/// and a tag with name and score for each detection. Confirmed faeces stand out: their own colour,
+/// A copy of `picture` (CV_8UC3) with each kind's mask as a translucent, outlined area, a thin box
+/// and a tag with name and score for each finding. Confirmed faeces stand out: their own colour,
 /// a double box, a mark in the tag. Line and text sizes follow the picture's. What lies outside the
 /// picture is left out.
-cv::Mat DrawOverlay(const cv::Mat& picture, const FrameOutcome& outcome, const Labels& labels);
+cv::Mat DrawOverlay(const cv::Mat& picture, const Shown& shown, const Labels& labels);
 
 }  // namespace dirty_seg

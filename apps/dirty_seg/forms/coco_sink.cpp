@@ -1,11 +1,11 @@
 // COCO's results format, and the list of images and categories that goes with it.
 #include <fmt/format.h>
 
+#include <array>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "detector/instance_mask.h"
 #include "files/json_text.h"
 #include "files/name_text.h"
 #include "files/result_names.h"
@@ -20,17 +20,19 @@ using nlohmann::ordered_json;
 constexpr const char* kDescription =
     "Detections of dirty_seg, in pixels of their picture. A detection's segmentation is the mask "
     "of all detections of its label, cut to its box.";
-ordered_json ResultOf(const FoundFrame& found, std::size_t detection, std::size_t image_id,
+constexpr const char* kThingsDescription =
+    "Things that dirty_seg found, in pixels of their picture. What several patches show of one "
+    "thing is one entry.";
+
+ordered_json ResultOf(const Finding& finding, const cv::Size& picture, std::size_t image_id,
                       std::int64_t category_id) {
-  const DirtyStatusResultData& result = found.outcome.result;
-  const std::vector<float>& box = result.bboxes[detection];
-  const RunLengths mask =
-      EncodeRunLengths(CutInstanceMask(result, detection, found.frame.picture->size()));
+  const std::array<float, 4>& box = finding.box;
+  const RunLengths mask = EncodeRunLengths(finding.WholeMask(picture));
   ordered_json json;
   json["image_id"] = image_id;
   json["category_id"] = category_id;
   json["bbox"] = {box[0], box[1], box[2] - box[0], box[3] - box[1]};
-  json["score"] = result.scores[detection];
+  json["score"] = finding.score;
   json["segmentation"] = RunLengthsToJson(mask);
   return json;
 }
@@ -48,14 +50,14 @@ class CocoSink : public ResultSink {
 
   void Write(const FoundFrame& found) override {
     const std::size_t image_id = images_.size() + 1;
-    const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
+    has_things_ = found.record.things.has_value();
     std::string text;
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-      if (!found.IsInPicture(i)) continue;
-      const std::int64_t category_id = labels_.IdOf(kinds[i]);
+    for (const Finding& finding : found.shown.findings) {
+      if (!finding.is_in_picture) continue;
+      const std::int64_t category_id = labels_.IdOf(finding.kind);
       text += (is_first_ && text.empty() ? "\n" : ",\n") +
-              ToText(ResultOf(found, i, image_id, category_id));
-      categories_[category_id] = labels_.Text(kinds[i]);
+              ToText(ResultOf(finding, found.frame.picture->size(), image_id, category_id));
+      categories_[category_id] = labels_.Text(finding.kind);
     }
     results_.Write(text);
     is_first_ = is_first_ && text.empty();
@@ -82,17 +84,19 @@ class CocoSink : public ResultSink {
 
  private:
   std::string Description() const {
-    if (!labels_.share_faeces_label()) return kDescription;
+    const char* const entries = has_things_ ? kThingsDescription : kDescription;
+    if (!labels_.share_faeces_label()) return entries;
     return fmt::format(
         "{} The network has a class {} of its own, which keeps that id; what the classifier "
         "confirmed has the category {}.",
-        kDescription, kFeceLabel, labels_.IdOf({kFeceLabel, true}));
+        entries, kFeceLabel, labels_.IdOf({kFeceLabel, true}));
   }
 
   const OutputFolder& folder_;
   const Labels& labels_;
   WholeFile results_;
   bool is_first_ = true;
+  bool has_things_ = false;
   ordered_json images_ = ordered_json::array();
   std::map<std::int64_t, std::string> categories_;
 };

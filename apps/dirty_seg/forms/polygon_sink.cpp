@@ -4,11 +4,11 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "detector/instance_mask.h"
 #include "files/json_text.h"
 #include "files/name_text.h"
 #include "files/result_names.h"
 #include "forms/result_sink.h"
+#include "things/polygon.h"
 
 namespace dirty_seg {
 namespace {
@@ -48,12 +48,25 @@ class PolygonSink : public ResultSink {
       json["label_polygons"][std::to_string(label)] = PolygonsToJson(mask);
     }
     json["label_names"] = NamesToJson(found.outcome);
+    if (found.record.things) json["things"] = ThingsToJson(found);
     file_.Write(ToText(json) + "\n");
   }
 
   void Finish() override { file_.Finish(); }
 
  private:
+  static ordered_json ThingsToJson(const FoundFrame& found) {
+    ordered_json json = ordered_json::array();
+    for (const Finding& thing : found.shown.findings) {
+      ordered_json entry{{"label", thing.kind.label}};
+      if (found.outcome.fece_candidates) entry["confirmed"] = thing.kind.is_confirmed;
+      entry["score"] = thing.score;
+      entry["polygons"] = PolygonsToJson(thing.WholeMask(found.frame.picture->size()));
+      json.push_back(std::move(entry));
+    }
+    return json;
+  }
+
   // A label's mask is that of all its detections: it has both names if some were confirmed.
   ordered_json NamesToJson(const FrameOutcome& outcome) const {
     const std::vector<Kind> all = KindsOf(outcome, labels_);

@@ -10,6 +10,7 @@
 #include "files/output_folder.h"
 #include "frames/frame.h"
 #include "results/frame_record.h"
+#include "things/shown.h"
 
 namespace dirty_seg {
 
@@ -19,16 +20,12 @@ struct FoundFrame {
   const FrameRecord& record;
   /// The record's outcome, boxes and label masks in the picture's own pixels.
   const FrameOutcome& outcome;
+  const Shown& shown;
   /// Prefix of the names of the frame's files.
   std::string name;
   /// Prefix of the names of its input's files.
   std::string input_name;
   cv::Mat overlay;
-
-  /// Whether the detection is of the picture, and not of the grey beside it.
-  bool IsInPicture(std::size_t detection) const {
-    return ReachesIntoPicture(record.outcome.result.bboxes[detection], record.fit);
-  }
 };
 
 // Every format but the record's own is in pixels of the picture, as their readers expect.
@@ -50,18 +47,19 @@ class ResultSink {
 // Each sink writes into `folder`, which outlives it, as does `labels`. Where a format has one
 // number for the class, it is `Labels::IdOf`.
 
-/// coco_results.json and coco_images.json, as COCO's tools read them. A detection's segmentation is
-/// its label's mask cut to its box.
+/// coco_results.json and coco_images.json, as COCO's tools read them: an entry for each finding.
 std::unique_ptr<ResultSink> MakeCocoSink(const OutputFolder& folder, const Labels& labels);
 
-/// polygons.jsonl: the areas of each label's mask.
+/// polygons.jsonl: the areas of each label's mask, and of each thing.
 std::unique_ptr<ResultSink> MakePolygonSink(const OutputFolder& folder, const Labels& labels);
 
-/// labels/NAME.txt: a line per detection with its class and the outline of its largest area, as
+/// labels/NAME.txt: a line per finding with its class and the outline of its largest area, as
 /// fractions of the picture's width and height; its box if it has no area.
 std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder, const Labels& labels);
 
-/// NAME.crop_DETECTION.VERDICT_SCORE.png: what the classifier saw of each candidate.
+/// NAME.crop_DETECTION.VERDICT_SCORE.png: what the classifier saw of each candidate; with things,
+/// NAME.crop_THING.VERDICT_SCORE.png, the whole thing with the verdict on its detection that
+/// decides: a confirmed one first, then the highest score.
 std::unique_ptr<ResultSink> MakeCropSink(const OutputFolder& folder);
 
 /// NAME.overlay.avi of each video and camera: Motion JPEG, at the rate of the frames taken.

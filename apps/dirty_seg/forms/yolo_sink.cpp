@@ -2,11 +2,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <opencv2/imgproc.hpp>
 
-#include "detector/instance_mask.h"
 #include "files/result_names.h"
 #include "forms/result_sink.h"
+#include "things/polygon.h"
 
 namespace dirty_seg {
 namespace {
@@ -20,7 +21,7 @@ std::string CornerText(double x, double y, const cv::Size& picture) {
   return fmt::format(" {:.6f} {:.6f}", share(x, picture.width), share(y, picture.height));
 }
 
-std::string BoxText(const std::vector<float>& box, const cv::Size& picture) {
+std::string BoxText(const std::array<float, 4>& box, const cv::Size& picture) {
   return CornerText(box[0], box[1], picture) + CornerText(box[2], box[1], picture) +
          CornerText(box[2], box[3], picture) + CornerText(box[0], box[3], picture);
 }
@@ -38,12 +39,10 @@ std::vector<cv::Point> LargestOutline(const cv::Mat& mask) {
   return largest;
 }
 
-std::string LineOf(const DirtyStatusResultData& result, std::size_t detection,
-                   std::int64_t class_id, const cv::Size& picture) {
+std::string LineOf(const Finding& finding, std::int64_t class_id, const cv::Size& picture) {
   std::string line = std::to_string(class_id);
-  const std::vector<cv::Point> outline =
-      LargestOutline(CutInstanceMask(result, detection, picture));
-  if (outline.empty()) return line + BoxText(result.bboxes[detection], picture);
+  const std::vector<cv::Point> outline = LargestOutline(finding.WholeMask(picture));
+  if (outline.empty()) return line + BoxText(finding.box, picture);
   for (const cv::Point& pixel : outline) line += CornerText(pixel.x + 0.5, pixel.y + 0.5, picture);
   return line;
 }
@@ -54,11 +53,10 @@ class YoloSink : public ResultSink {
 
   void Write(const FoundFrame& found) override {
     const cv::Size picture = found.frame.picture->size();
-    const std::vector<Kind> kinds = KindsOf(found.outcome, labels_);
     std::string text;
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-      if (!found.IsInPicture(i)) continue;
-      text += LineOf(found.outcome.result, i, labels_.IdOf(kinds[i]), picture) + "\n";
+    for (const Finding& finding : found.shown.findings) {
+      if (!finding.is_in_picture) continue;
+      text += LineOf(finding, labels_.IdOf(finding.kind), picture) + "\n";
     }
     folder_.WriteText(fmt::format("{}/{}.txt", kLabelsFolder, found.name), text);
   }

@@ -87,6 +87,14 @@ ordered_json TimesToJson(const StoredFrame& frame, const std::vector<std::string
   return json;
 }
 
+// `mask` of the frame, which `run_lengths` tell, as run lengths of the picture.
+ordered_json PictureMaskToJson(const cv::Mat& mask, const RunLengths& run_lengths,
+                               const StoredFrame& frame) {
+  const bool is_fitted = frame.fit && !frame.fit->IsWholeFrame();
+  return RunLengthsToJson(is_fitted ? EncodeRunLengths(MaskInPicture(mask, *frame.fit))
+                                    : run_lengths);
+}
+
 void AddNote(const std::string& text, bool is_warning, ordered_json& notes) {
   notes.push_back({{"text", text}, {"is_warning", is_warning}});
 }
@@ -153,6 +161,9 @@ ordered_json ReportData::ToJson(std::size_t max_frames) const {
   json["facts"] = FactsToJson();
   json["notes"] = NotesToJson(max_frames);
   json["has_classifier"] = has_classifier_;
+  json["has_things"] =
+      std::any_of(results_.frames.begin(), results_.frames.end(),
+                  [](const StoredFrame& frame) { return frame.things.has_value(); });
   json["labels"] = LabelsToJson();
   json["stages"] = stages;
   json["timing"] = TimingToJson(stages);
@@ -256,6 +267,7 @@ ordered_json ReportData::FrameToJson(std::size_t index,
   json["candidates"] = CandidatesToJson(frame.candidates);
   if (!frame.non_finite.empty()) json["non_finite"] = frame.non_finite;
   json["masks"] = is_chosen ? MasksToJson(frame) : ordered_json::object();
+  if (frame.things && is_chosen) json["thing_masks"] = ThingMasksToJson(frame);
   return json;
 }
 
@@ -263,10 +275,16 @@ ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
   ordered_json json = ordered_json::object();
   for (const auto& [label, mask] : frame.masks) {
     const cv::Mat decoded = DecodeMask(results_, frame, label);  // so that the page can rely on it
-    const bool is_fitted = frame.fit && !frame.fit->IsWholeFrame();
-    const RunLengths run_lengths =
-        is_fitted ? EncodeRunLengths(MaskInPicture(decoded, *frame.fit)) : mask.run_lengths;
-    json[std::to_string(label)] = RunLengthsToJson(run_lengths);
+    json[std::to_string(label)] = PictureMaskToJson(decoded, mask.run_lengths, frame);
+  }
+  return json;
+}
+
+ordered_json ReportData::ThingMasksToJson(const StoredFrame& frame) const {
+  ordered_json json = ordered_json::array();
+  for (std::size_t i = 0; i < frame.things->size(); ++i) {
+    const cv::Mat decoded = DecodeThing(results_, frame, i);
+    json.push_back(PictureMaskToJson(decoded, (*frame.things)[i].run_lengths, frame));
   }
   return json;
 }

@@ -40,6 +40,7 @@ std::vector<std::size_t> ChooseFrames(const std::vector<StoredFrame>& frames, st
 
 class ReportData {
  public:
+  /// `results` outlives this object; its things are listed as detections (listed_things.h).
   ReportData(const Results& results, std::optional<RunFacts> facts);
 
   /// Adds frame `index` to those with a picture, and the picture that was found for it.
@@ -63,6 +64,7 @@ class ReportData {
   nlohmann::ordered_json FrameToJson(std::size_t index,
                                      const std::vector<std::string>& stages) const;
   nlohmann::ordered_json MasksToJson(const StoredFrame& frame) const;
+  nlohmann::ordered_json ThingMasksToJson(const StoredFrame& frame) const;
   nlohmann::ordered_json TimingToJson(const std::vector<std::string>& stages) const;
   nlohmann::ordered_json FactsToJson() const;
   nlohmann::ordered_json NotesToJson(std::size_t max_frames) const;

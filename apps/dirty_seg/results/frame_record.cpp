@@ -6,6 +6,7 @@
 
 #include "base/geometry_json.h"
 #include "files/name_text.h"
+#include "geometry/letterbox.h"
 #include "results/stages.h"
 
 namespace dirty_seg {
@@ -36,6 +37,20 @@ ordered_json CandidatesToJson(const std::vector<FeceCandidate>& candidates) {
     ordered_json entry{{"detection", candidate.detection},
                        {"verdict", VerdictText(candidate.verdict)}};
     if (candidate.score) entry["score"] = *candidate.score;
+    json.push_back(std::move(entry));
+  }
+  return json;
+}
+
+ordered_json ThingsToJson(const std::vector<Thing>& things, bool has_classifier) {
+  ordered_json json = ordered_json::array();
+  for (const Thing& thing : things) {
+    ordered_json entry{{"bbox", thing.box}, {"score", thing.score}, {"label", thing.kind.label}};
+    if (has_classifier) entry["confirmed"] = thing.kind.is_confirmed;
+    entry["pixels"] = thing.pixels();
+    entry["members"] = thing.members;
+    entry["rle"] = RunLengthsToJson(
+        EncodeRunLengths(thing.mask, thing.area.tl(), nuvik::geometry::FrameSize()));
     json.push_back(std::move(entry));
   }
   return json;
@@ -123,6 +138,9 @@ ordered_json ToJson(const FrameRecord& record, const Labels& labels) {
   if (!record.outcome.non_finite.empty()) json["non_finite"] = record.outcome.non_finite;
   json["label_masks"] = MasksToJson(record.masks);
   json["label_names"] = LabelNamesToJson({result.labels.begin(), result.labels.end()}, labels);
+  if (record.things) {
+    json["things"] = ThingsToJson(*record.things, record.outcome.fece_candidates.has_value());
+  }
   if (!record.overlay.empty()) json["overlay"] = record.overlay;
   json["timing_ms"] = TimesToJson(record);
   return json;

@@ -14,6 +14,7 @@
 #include "detector/labels.h"
 #include "frames/frame_fit.h"
 #include "results/run_length.h"
+#include "things/thing.h"
 
 namespace dirty_seg {
 
@@ -37,6 +38,8 @@ struct FrameRecord {
   FrameFit fit;
   FrameOutcome outcome;
   std::map<int, MaskRecord> masks;
+  /// Nothing unless they were asked for.
+  std::optional<std::vector<Thing>> things;
   /// Name of the annotated picture in the output folder; empty when none was written.
   std::string overlay;
   double read_ms = 0.0;

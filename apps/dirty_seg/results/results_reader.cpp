@@ -72,6 +72,9 @@ class LineReader {
     if (const json* candidates = Find(root, "fece_candidates")) {
       frame.candidates = Candidates(*candidates, frame.detections.size());
     }
+    if (const json* things = Find(root, "things")) {
+      frame.things = Things(*things, frame.detections.size());
+    }
     if (const json* counts = Find(root, "non_finite")) frame.non_finite = NonFinite(*counts);
     if (Find(root, "fece_candidates") != nullptr && Find(root, "confirmed") == nullptr) {
       frame.confirmed = ConfirmedOf(frame);
@@ -234,16 +237,49 @@ class LineReader {
     }
     std::vector<Detection> detections(boxes.size());
     for (std::size_t i = 0; i < detections.size(); ++i) {
-      const std::vector<float> box = Floats(boxes[i], Item("bboxes", i));
       Detection& detection = detections[i];
-      if (box.size() != detection.box.size()) {
-        Reject(Item("bboxes", i), boxes[i], "[x1, y1, x2, y2]");
-      }
-      std::copy(box.begin(), box.end(), detection.box.begin());
+      detection.box = Box(boxes[i], Item("bboxes", i));
       detection.score = Score(scores[i], Item("scores", i));
       detection.label = Label(labels[i], Item("labels", i));
     }
     return detections;
+  }
+
+  std::array<float, 4> Box(const json& value, const std::string& key) const {
+    const std::vector<float> edges = Floats(value, key);
+    std::array<float, 4> box{};
+    if (edges.size() != box.size()) Reject(key, value, "[x1, y1, x2, y2]");
+    std::copy(edges.begin(), edges.end(), box.begin());
+    return box;
+  }
+
+  // `count` is that of the frame's detections.
+  std::vector<StoredThing> Things(const json& value, std::size_t count) const {
+    std::vector<StoredThing> things;
+    for (const json& entry : Array(value, "things")) {
+      const std::string key = Item("things", things.size()) + ".";
+      Object(entry, Item("things", things.size()));
+      StoredThing thing;
+      thing.detection.box = Box(Required(entry, "bbox", key), key + "bbox");
+      thing.detection.score = Score(Required(entry, "score", key), key + "score");
+      thing.detection.label = Label(Required(entry, "label", key), key + "label");
+      const json* confirmed = Find(entry, "confirmed");
+      if (confirmed != nullptr) thing.is_confirmed = Bool(*confirmed, key + "confirmed");
+      for (const json& member : Array(Required(entry, "members", key), key + "members")) {
+        const std::string place = Item(key + "members", thing.members.size());
+        thing.members.push_back(static_cast<std::size_t>(Number(member, place)));
+        if (thing.members.back() >= count) Reject(place, member, "the index of one of bboxes");
+      }
+      thing.run_lengths = Rle(Required(entry, "rle", key), key + "rle");
+      things.push_back(std::move(thing));
+    }
+    return things;
+  }
+
+  RunLengths Rle(const json& value, const std::string& key) const {
+    const json& rle = Object(value, key);
+    const cv::Size size = Size(Required(rle, "size", key + "."), key + ".size");
+    return {size.height, size.width, String(Required(rle, "counts", key + "."), key + ".counts")};
   }
 
   // A label as the key of an object.
@@ -260,10 +296,7 @@ class LineReader {
       mask.file = OptionalString(Object(entry, key), "file", key + ".");
       const json* pixels = Find(entry, "pixels");
       if (pixels != nullptr) mask.pixels = Number(*pixels, key + ".pixels");
-      const json& rle = Object(Required(entry, "rle", key + "."), key + ".rle");
-      const cv::Size size = Size(Required(rle, "size", key + ".rle."), key + ".rle.size");
-      mask.run_lengths = {size.height, size.width,
-                          String(Required(rle, "counts", key + ".rle."), key + ".rle.counts")};
+      mask.run_lengths = Rle(Required(entry, "rle", key + "."), key + ".rle");
     }
     return masks;
   }
@@ -304,6 +337,10 @@ class LineReader {
       const cv::Size mask_size(mask.run_lengths.width, mask.run_lengths.height);
       if (mask_size == whole) continue;
       Reject(fmt::format("label_masks.{}.rle.size is not [1080, 1920], the frame's", label));
+    }
+    for (const StoredThing& thing : frame.things.value_or(std::vector<StoredThing>{})) {
+      const cv::Size mask_size(thing.run_lengths.width, thing.run_lengths.height);
+      if (mask_size != whole) Reject("the rle.size of a thing is not [1080, 1920], the frame's");
     }
     const double scale = Double(Required(value, "scale", "fit."), "fit.scale");
     return {*frame.image_size, placed, scale};
@@ -361,6 +398,14 @@ class LineReader {
   std::size_t line_;
 };
 
+// The mask of `run_lengths`, which is `key` of the line.
+cv::Mat Decode(const Results& results, const StoredFrame& frame, const RunLengths& run_lengths,
+               const std::string& key) try {
+  return DecodeRunLengths(run_lengths);
+} catch (const std::invalid_argument& error) {
+  throw SetupError(fmt::format("{}{}.rle: {}", Place(results.file, frame.line), key, error.what()));
+}
+
 // The results file that `path` names.
 std::string FindFile(const std::string& path) {
   std::error_code error;
@@ -413,12 +458,12 @@ Results ReadResults(const std::string& path) {
 }
 
 cv::Mat DecodeMask(const Results& results, const StoredFrame& frame, int label) {
-  try {
-    return DecodeRunLengths(frame.masks.at(label).run_lengths);
-  } catch (const std::invalid_argument& error) {
-    throw SetupError(fmt::format("{}label_masks.{}.rle: {}", Place(results.file, frame.line), label,
-                                 error.what()));
-  }
+  return Decode(results, frame, frame.masks.at(label).run_lengths,
+                fmt::format("label_masks.{}", label));
+}
+
+cv::Mat DecodeThing(const Results& results, const StoredFrame& frame, std::size_t thing) {
+  return Decode(results, frame, frame.things->at(thing).run_lengths, Item("things", thing));
 }
 
 }  // namespace dirty_seg

@@ -34,6 +34,16 @@ struct StoredMask {
   RunLengths run_lengths;
 };
 
+/// A thing, its mask still encoded as in the line.
+struct StoredThing {
+  Detection detection;
+  /// Nothing if the line does not say.
+  std::optional<bool> is_confirmed;
+  /// Indices into the frame's detections.
+  std::vector<std::size_t> members;
+  RunLengths run_lengths;
+};
+
 /// One line of results.jsonl.
 struct StoredFrame {
   /// Counted from 1, for messages.
@@ -51,6 +61,8 @@ struct StoredFrame {
   /// Parallel to `detections`: whether the classifier confirmed it. Empty if the line does not say.
   std::vector<bool> confirmed;
   std::vector<StoredCandidate> candidates;
+  /// Nothing in results without them.
+  std::optional<std::vector<StoredThing>> things;
   /// Name of an output to how many of its numbers were not finite.
   std::map<std::string, std::int64_t> non_finite;
   /// Milliseconds by stage, as `inference`.
@@ -89,5 +101,8 @@ Results ReadResults(const std::string& path);
 /// The mask, 0 or 255. Throws SetupError, naming the file, the line and the key, for invalid run
 /// lengths. `label` is one of `frame.masks`.
 cv::Mat DecodeMask(const Results& results, const StoredFrame& frame, int label);
+
+/// So of `frame.things`, which has `thing`.
+cv::Mat DecodeThing(const Results& results, const StoredFrame& frame, std::size_t thing);
 
 }  // namespace dirty_seg

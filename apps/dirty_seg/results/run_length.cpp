@@ -6,10 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
+
+#include "base/mask_bounds.h"
 
 namespace dirty_seg {
 namespace {
@@ -55,46 +56,15 @@ class Runs {
   std::vector<std::int64_t> counts_{0};
 };
 
-bool IsBlank(const cv::Mat& row) {
-  if (row.empty()) return true;
-  const std::uint8_t* const end = row.ptr() + row.cols;
-  return *row.ptr() == 0 && EndOfRun(row.ptr(), end) == end;
-}
-
-// From the first to behind the last pixel that is set; from 0 to 0 if none is.
-cv::Range SetRange(const cv::Mat& row) {
-  if (IsBlank(row)) return {0, 0};
-  const std::uint8_t* const begin = row.ptr();
-  const std::uint8_t* const end = begin + row.cols;
-  const auto is_set = [](std::uint8_t value) { return value != 0; };
-  const std::uint8_t* const first = std::find_if(begin, end, is_set);
-  const auto last =
-      std::find_if(std::make_reverse_iterator(end), std::make_reverse_iterator(first), is_set);
-  return {static_cast<int>(first - begin), static_cast<int>(last.base() - begin)};
-}
-
-// Not by cv::boundingRect, which is wrong for some parts of larger matrices.
-cv::Rect BoundsOf(const cv::Mat& mask) {
-  cv::Mat columns = cv::Mat::zeros(1, mask.cols, CV_8UC1);
-  cv::Range y(0, 0);
-  for (int i = 0; i < mask.rows; ++i) {
-    const cv::Mat row = mask.row(i);
-    if (IsBlank(row)) continue;
-    cv::bitwise_or(row, columns, columns);
-    if (y.empty()) y.start = i;
-    y.end = i + 1;
-  }
-  const cv::Range x = SetRange(columns);
-  return {x.start, y.start, x.size(), y.size()};
-}
-
 // The last length is never 0 unless it is the only one. Only what bounds the set pixels is looked
 // at column by column.
-std::vector<std::int64_t> CountRuns(const cv::Mat& mask) {
-  const cv::Rect box = BoundsOf(mask);
-  const cv::Mat columns = Transposed(mask(box));  // its rows are columns
+std::vector<std::int64_t> CountRuns(const cv::Mat& part, const cv::Point& at,
+                                    const cv::Size& whole) {
+  const cv::Rect set = MaskBounds(part);
+  const cv::Mat columns = Transposed(part(set));  // its rows are columns
+  const cv::Rect box = set + at;
   Runs runs;
-  runs.Add(false, std::int64_t{box.x} * mask.rows);
+  runs.Add(false, std::int64_t{box.x} * whole.height);
   for (int x = 0; x < columns.rows; ++x) {
     runs.Add(false, box.y);
     const std::uint8_t* pixel = columns.ptr(x);
@@ -104,9 +74,9 @@ std::vector<std::int64_t> CountRuns(const cv::Mat& mask) {
       runs.Add(*pixel != 0, next - pixel);
       pixel = next;
     }
-    runs.Add(false, mask.rows - box.br().y);
+    runs.Add(false, whole.height - box.br().y);
   }
-  runs.Add(false, std::int64_t{mask.cols - box.br().x} * mask.rows);
+  runs.Add(false, std::int64_t{whole.width - box.br().x} * whole.height);
   return runs.counts();
 }
 
@@ -144,8 +114,12 @@ std::int64_t ReadNumber(const std::string& text, std::size_t& position) {
 }  // namespace
 
 RunLengths EncodeRunLengths(const cv::Mat& mask) {
-  const std::vector<std::int64_t> counts = CountRuns(mask);
-  RunLengths result{mask.rows, mask.cols, {}};
+  return EncodeRunLengths(mask, {0, 0}, mask.size());
+}
+
+RunLengths EncodeRunLengths(const cv::Mat& part, const cv::Point& at, const cv::Size& whole) {
+  const std::vector<std::int64_t> counts = CountRuns(part, at, whole);
+  RunLengths result{whole.height, whole.width, {}};
   for (std::size_t i = 0; i < counts.size(); ++i) {
     AppendNumber(i < kFirstDifference ? counts[i] : counts[i] - counts[i - 2], result.counts);
   }

@@ -24,6 +24,9 @@ struct RunLengths {
 /// `mask` is CV_8UC1; every pixel that is not 0 is set.
 RunLengths EncodeRunLengths(const cv::Mat& mask);
 
+/// Those of a mask of size `whole` that is 0 but for `part`, which lies in it at `at`.
+RunLengths EncodeRunLengths(const cv::Mat& part, const cv::Point& at, const cv::Size& whole);
+
 /// The mask, 0 or 255. Throws std::invalid_argument for a side below 0 and, naming the position,
 /// for a text that is not a list of run lengths of `height` x `width` pixels.
 cv::Mat DecodeRunLengths(const RunLengths& run_lengths);

@@ -25,6 +25,12 @@ std::size_t CountConfirmed(const std::vector<FeceCandidate>& candidates) {
       [](const FeceCandidate& candidate) { return candidate.verdict == FeceVerdict::kConfirmed; }));
 }
 
+ordered_json CountsToJson(const std::map<int, std::size_t>& counts) {
+  ordered_json json = ordered_json::object();
+  for (const auto& [label, count] : counts) json[std::to_string(label)] = count;
+  return json;
+}
+
 ordered_json FailuresToJson(const std::vector<Failure>& failures) {
   ordered_json json = ordered_json::array();
   for (const Failure& failure : failures) {
@@ -48,6 +54,7 @@ void Summary::AddFrame(const FrameRecord& record) {
   if (!record.outcome.non_finite.empty()) ++non_finite_frames_;
   if (!record.outcome.result.success) return;
   for (const int label : record.outcome.result.labels) ++detections_[label];
+  if (record.things) CountThings(*record.things);
   if (record.outcome.fece_candidates) {
     confirmed_ += CountConfirmed(*record.outcome.fece_candidates);
   } else {
@@ -57,6 +64,14 @@ void Summary::AddFrame(const FrameRecord& record) {
     std::vector<double>& times = times_[stage];
     if (times.empty()) stages_.push_back(stage);
     times.push_back(time);
+  }
+}
+
+void Summary::CountThings(const std::vector<Thing>& things) {
+  if (!things_) things_.emplace();
+  for (const Thing& thing : things) {
+    ++(*things_)[thing.kind.label];
+    if (thing.kind.is_confirmed) ++confirmed_things_;
   }
 }
 
@@ -80,15 +95,15 @@ ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
   json["non_finite_frames"] = non_finite_frames_;
   json["interrupted"] = end.interrupted;
   if (!end.write_error.empty()) json["write_error"] = end.write_error;
-  json["detections"] = ordered_json::object();
+  json["detections"] = CountsToJson(detections_);
+  const bool has_confirmed = !description_.fece_model.empty() && is_confirmed_known_;
+  if (has_confirmed) json["confirmed_faeces"] = confirmed_;
+  if (things_) {
+    json["things"] = CountsToJson(*things_);
+    if (has_confirmed) json["confirmed_things"] = confirmed_things_;
+  }
   std::set<int> present;
-  for (const auto& [label, count] : detections_) {
-    json["detections"][std::to_string(label)] = count;
-    present.insert(label);
-  }
-  if (!description_.fece_model.empty() && is_confirmed_known_) {
-    json["confirmed_faeces"] = confirmed_;
-  }
+  for (const auto& [label, count] : detections_) present.insert(label);
   json["label_names"] = LabelNamesToJson(present, labels);
   json["timing_ms"] = ordered_json::object();
   for (const std::string& stage : stages_) {

@@ -50,7 +50,7 @@ class Summary {
 
   void AddFailure(Failure failure) { failures_.push_back(std::move(failure)); }
 
-  /// Times and detections of a frame that failed are not counted.
+  /// Times, detections and things of a frame that failed are not counted.
   void AddFrame(const FrameRecord& record);
 
   std::size_t inputs() const { return inputs_; }
@@ -66,6 +66,8 @@ class Summary {
   nlohmann::ordered_json ToJson(const Labels& labels, const RunEnd& end) const;
 
  private:
+  void CountThings(const std::vector<Thing>& things);
+
   RunDescription description_;
   std::size_t inputs_ = 0;
   std::size_t failed_ = 0;
@@ -73,6 +75,8 @@ class Summary {
   std::vector<Failure> failures_;
   std::size_t non_finite_frames_ = 0;
   std::map<int, std::size_t> detections_;
+  std::optional<std::map<int, std::size_t>> things_;  // nothing unless frames had them
+  std::size_t confirmed_things_ = 0;
   std::size_t confirmed_ = 0;
   bool is_confirmed_known_ = true;
   std::vector<std::string> stages_;  // in the order in which they came

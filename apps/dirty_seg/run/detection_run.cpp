@@ -41,7 +41,7 @@ DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription desc
     : patches_(std::move(setup.patches)),
       fit_(fit),
       labels_(std::move(setup.labels)),
-      detector_(setup.config, log),
+      detector_(setup.config, log, options.merge ? std::optional(patches_) : std::nullopt),
       writer_(options, labels_, log.standard_output()),
       summary_(std::move(description)) {
   WarnOfSharedLabel(labels_);

@@ -76,6 +76,7 @@ FrameFiles ResultWriter::WriteRecord(const Frame& frame, FrameRecord& record) {
   const Stopwatch watch;
   FrameFiles files;
   record.masks = DescribeMasks(record.outcome.result);
+  if (record.outcome.parts) record.things = FindThings(record.outcome, labels_);
   if (folder_ && record.outcome.result.success) files = Encode(frame, record);
   record.write_ms = watch.Milliseconds();
   if (folder_) {
@@ -87,8 +88,11 @@ FrameFiles ResultWriter::WriteRecord(const Frame& frame, FrameRecord& record) {
 }
 
 FrameFiles ResultWriter::Encode(const Frame& frame, FrameRecord& record) {
-  FrameFiles files{NameOf(frame), {}, record.outcome, {}};
-  files.shown.result = ResultInPicture(record.outcome.result, record.fit);
+  FrameFiles files{NameOf(frame), {}, record.outcome, {}, {}};
+  files.outcome.result = ResultInPicture(record.outcome.result, record.fit);
+  files.shown = record.things
+                    ? ShowThings(*record.things, record.fit)
+                    : ShowDetections(record.outcome, files.outcome.result, record.fit, labels_);
   files.overlay = DrawOverlay(*frame.picture, files.shown, labels_);
   for (auto& [label, mask] : record.masks) {
     const cv::Mat& pixels = record.outcome.result.label_masks.at(label);
@@ -104,7 +108,8 @@ void ResultWriter::WriteFiles(const Frame& frame, const FrameRecord& record,
                               const FrameFiles& files) {
   if (files.pictures.empty()) return;
   for (const PendingFile& picture : files.pictures) folder_->Write(picture);
-  const FoundFrame found{frame, record, files.shown, files.name, input_name_, files.overlay};
+  const FoundFrame found{frame,      record,      files.outcome, files.shown,
+                         files.name, input_name_, files.overlay};
   for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(found);
 }
 

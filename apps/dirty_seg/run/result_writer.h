@@ -22,6 +22,7 @@ struct ResultOptions {
   std::string output;  // a folder; empty: standard output
   bool save = false;   // to a numbered folder
   bool overwrite = false;
+  bool merge = false;  // detections to things
   bool coco = false;
   bool polygons = false;
   bool yolo = false;
@@ -36,7 +37,8 @@ struct FrameFiles {
   std::string name;
   std::vector<PendingFile> pictures;
   /// Boxes and label masks in the picture's own pixels.
-  FrameOutcome shown;
+  FrameOutcome outcome;
+  Shown shown;
   cv::Mat overlay;
 };
 

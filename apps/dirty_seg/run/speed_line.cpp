@@ -33,6 +33,13 @@ std::string DetectionsText(const std::vector<Kind>& found, const Labels& labels)
   });
 }
 
+std::vector<Kind> ListedKinds(const FrameRecord& record, const Labels& labels) {
+  if (!record.things) return KindsOf(record.outcome, labels);
+  std::vector<Kind> kinds;
+  for (const Thing& thing : *record.things) kinds.push_back(thing.kind);
+  return kinds;
+}
+
 }  // namespace
 
 std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
@@ -44,7 +51,7 @@ std::string FrameLine(const Frame& frame, std::optional<std::size_t> inputs,
   }
   const cv::Size& size = record.fit.picture;
   return line + fmt::format("{}: {}x{} {}, {}", frame.source, size.width, size.height,
-                            DetectionsText(KindsOf(record.outcome, labels), labels),
+                            DetectionsText(ListedKinds(record, labels), labels),
                             TimeText(record.outcome.total_ms));
 }
 

@@ -236,5 +236,35 @@ TEST_F(DetectForms, OfVideosAreNamedWhenTheyAreCutShort) {
   EXPECT_EQ(json::parse(Written("coco_images.json"))["images"].size(), 100U);
 }
 
+// The boxes [16, 24, 48, 40] and [36, 32, 68, 48] are all mask and share 12 x 8 of their 512 pixels
+// each.
+TEST_F(DetectForms, OfWhatTwoPatchesShowOfOneThingAreOfOne) {
+  const Arguments command =
+      Command(test::CommonNetwork("seg-b2-64"),
+              "patch: {enable: true, patches: [[0, 0, 64, 64], [20, 8, 64, 64]]}") +
+      Arguments{"--coco", "--output", folder_ / "out", "--overwrite",
+                Picture("red.png", test::kRedPixel)};
+  const ProgramResult result = RunProgram(command + Arguments{"--merge"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors, HasSubstr("red.png: 1920x1080 1 red, "));
+  const json row = test::ParseLines(Written("results.jsonl")).at(0);
+  EXPECT_EQ(row["bboxes"].size(), 2U);
+  ASSERT_EQ(row["things"].size(), 1U);
+  EXPECT_EQ(row["things"][0]["bbox"], json({16, 24, 68, 48}));
+  EXPECT_EQ(row["things"][0]["pixels"], 928);
+  EXPECT_EQ(row["things"][0]["members"], json({0, 1}));
+  EXPECT_EQ(row["things"][0]["rle"], row["label_masks"]["0"]["rle"]);
+  EXPECT_FALSE(row["things"][0].contains("confirmed"));
+  EXPECT_EQ(json::parse(Written("coco_results.json")).size(), 1U);
+  EXPECT_EQ(json::parse(Written("summary.json"))["things"], json({{"0", 1}}));
+  EXPECT_EQ(json::parse(Written("summary.json"))["detections"], json({{"0", 2}}));
+
+  const ProgramResult plain = RunProgram(command);
+  EXPECT_THAT(plain.errors, HasSubstr("red.png: 1920x1080 2 red, "));
+  EXPECT_FALSE(test::ParseLines(Written("results.jsonl")).at(0).contains("things"));
+  EXPECT_FALSE(json::parse(Written("summary.json")).contains("things"));
+  EXPECT_EQ(json::parse(Written("coco_results.json")).size(), 2U);
+}
+
 }  // namespace
 }  // namespace dirty_seg

@@ -1,4 +1,5 @@
 // The built program's files against their published schemas, with another's validator.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -87,6 +88,16 @@ TEST_F(Schema, OfResultsFitsEveryLine) {
   const std::string text = test::ReadFile(folder_ / "out/results.jsonl");
   const json first = json::parse(text.substr(0, text.find('\n')));
   EXPECT_EQ(first["fece_candidates"][0]["verdict"], "rejected");
+}
+
+TEST_F(Schema, OfEachFormFitsThings) {
+  RunDetect({"--merge", "--polygons"});
+  for (const char* name : {"results.jsonl", "polygons.jsonl", "summary.json"}) {
+    const std::string file = folder_ / ("out/" + std::string(name));
+    const std::string schema = std::string(name).substr(0, std::string(name).find('.'));
+    EXPECT_THAT(Validate(schema + ".schema.json", file), testing::HasSubstr(" 0 faults"));
+    EXPECT_THAT(test::ReadFile(file), testing::HasSubstr("\"things\"")) << name;
+  }
 }
 
 TEST_F(Schema, OfResultsFitsNumbersThatAreNotFinite) {

@@ -138,14 +138,15 @@ TEST(StarterHost, SurvivesNamesWithASpecialMeaning) {
   EXPECT_EQ(root["config"].as<std::string>(), "config.yaml");
   EXPECT_EQ(root["fece-model"].as<std::string>(), "f.onnx");
   EXPECT_EQ(root["fece-class-ids"][1].as<int>(), 1);
-  EXPECT_EQ(root.size(), 4U);
+  EXPECT_EQ(root["merge"].as<std::string>(), "true");
+  EXPECT_EQ(root.size(), 5U);
 }
 
 TEST(StarterHost, LeavesTheClassifierInAComment) {
   StarterNetworks networks;
   networks.model = "seg.onnx";
   const YAML::Node root = YAML::Load(StarterHost(networks, "config.yaml"));
-  EXPECT_EQ(root.size(), 2U);
+  EXPECT_EQ(root.size(), 3U);
 }
 
 }  // namespace

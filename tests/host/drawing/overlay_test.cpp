@@ -30,6 +30,12 @@ FrameOutcome OneBox(int label, const std::vector<float>& bbox) {
   return outcome;
 }
 
+// Of a picture that is the whole frame, or as large as the masks.
+cv::Mat Draw(const cv::Mat& picture, const FrameOutcome& outcome, const Labels& labels) {
+  const FrameFit fit{test::kFrame, test::kFrame, 1.0};
+  return DrawOverlay(picture, ShowDetections(outcome, outcome.result, fit, labels), labels);
+}
+
 int ChangedPixels(const cv::Mat& overlay) {
   cv::Mat difference;
   cv::absdiff(overlay, Grey(overlay.size()), difference);
@@ -38,12 +44,12 @@ int ChangedPixels(const cv::Mat& overlay) {
 
 TEST(Overlay, WithoutADetectionIsThePicture) {
   const cv::Mat picture = Grey(test::kFrame);
-  EXPECT_EQ(ChangedPixels(DrawOverlay(picture, {}, kLabels)), 0);
+  EXPECT_EQ(ChangedPixels(Draw(picture, {}, kLabels)), 0);
 }
 
 TEST(Overlay, LeavesThePictureAlone) {
   const cv::Mat picture = Grey(test::kFrame);
-  const cv::Mat overlay = DrawOverlay(picture, OneBox(0, {100, 100, 300, 300}), kLabels);
+  const cv::Mat overlay = Draw(picture, OneBox(0, {100, 100, 300, 300}), kLabels);
   EXPECT_GT(ChangedPixels(overlay), 0);
   EXPECT_EQ(ChangedPixels(picture), 0);
 }
@@ -51,7 +57,7 @@ TEST(Overlay, LeavesThePictureAlone) {
 TEST(Overlay, TintsAMaskAndNothingAroundIt) {
   FrameOutcome found;
   found.result.label_masks[0] = FrameMask(cv::Rect(400, 300, 200, 100));
-  const cv::Mat overlay = DrawOverlay(Grey(test::kFrame), found, kLabels);
+  const cv::Mat overlay = Draw(Grey(test::kFrame), found, kLabels);
   // 0.6 of 128 and 0.4 of orange (0, 159, 230): 76.8, 140.4, 168.8.
   EXPECT_EQ(overlay.at<cv::Vec3b>(350, 500), cv::Vec3b(77, 140, 169));
   EXPECT_EQ(overlay.at<cv::Vec3b>(350, 380), kGrey);
@@ -61,13 +67,12 @@ TEST(Overlay, TintsAMaskAndNothingAroundIt) {
 TEST(Overlay, OutlinesAMask) {
   FrameOutcome found;
   found.result.label_masks[0] = FrameMask(cv::Rect(400, 300, 200, 100));
-  const cv::Mat overlay = DrawOverlay(Grey(test::kFrame), found, kLabels);
+  const cv::Mat overlay = Draw(Grey(test::kFrame), found, kLabels);
   EXPECT_EQ(overlay.at<cv::Vec3b>(300, 500), cv::Vec3b(0, 159, 230));
 }
 
 TEST(Overlay, DrawsAThinBoxThatLeavesItsInsideAlone) {
-  const cv::Mat overlay =
-      DrawOverlay(Grey(test::kFrame), OneBox(0, {800, 400, 1200, 800}), kLabels);
+  const cv::Mat overlay = Draw(Grey(test::kFrame), OneBox(0, {800, 400, 1200, 800}), kLabels);
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 800), cv::Vec3b(0, 159, 230));
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 1000), kGrey);
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 806), kGrey);
@@ -75,8 +80,7 @@ TEST(Overlay, DrawsAThinBoxThatLeavesItsInsideAlone) {
 }
 
 TEST(Overlay, SetsABoxOffFromItsBackground) {
-  const cv::Mat overlay =
-      DrawOverlay(Grey(test::kFrame), OneBox(0, {800, 400, 1200, 800}), kLabels);
+  const cv::Mat overlay = Draw(Grey(test::kFrame), OneBox(0, {800, 400, 1200, 800}), kLabels);
   const auto at = [&overlay](int x) { return overlay.at<cv::Vec3b>(600, x); };
   const cv::Vec3b black(0, 0, 0);
   EXPECT_TRUE(at(798) == black || at(799) == black);
@@ -84,16 +88,15 @@ TEST(Overlay, SetsABoxOffFromItsBackground) {
 }
 
 TEST(Overlay, GivesConfirmedFaecesASecondBoxAndItsOwnColour) {
-  const cv::Mat overlay =
-      DrawOverlay(Grey(test::kFrame), OneBox(19, {800, 400, 1200, 800}), kLabels);
+  const cv::Mat overlay = Draw(Grey(test::kFrame), OneBox(19, {800, 400, 1200, 800}), kLabels);
   const cv::Vec3b red(17, 51, 204);
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 800), red);
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 794), red);
 }
 
 TEST(Overlay, OfLabel19WithoutAClassifierIsLikeAnyOther) {
-  const cv::Mat overlay = DrawOverlay(Grey(test::kFrame), OneBox(19, {800, 400, 1200, 800}),
-                                      Labels({{19, "cow"}}, false));
+  const cv::Mat overlay =
+      Draw(Grey(test::kFrame), OneBox(19, {800, 400, 1200, 800}), Labels({{19, "cow"}}, false));
   EXPECT_EQ(overlay.at<cv::Vec3b>(600, 794), kGrey);
 }
 
@@ -110,7 +113,7 @@ class SharedLabel : public testing::Test {
   }
 
   cv::Vec3b At(int x, int y) const {
-    return DrawOverlay(Grey(test::kFrame), found_, Labels({{19, "cow"}}, true)).at<cv::Vec3b>(y, x);
+    return Draw(Grey(test::kFrame), found_, Labels({{19, "cow"}}, true)).at<cv::Vec3b>(y, x);
   }
 
   FrameOutcome found_;
@@ -134,7 +137,7 @@ TEST_F(SharedLabel, TintsTheMaskInTheBoxOfAConfirmedOneAsItsOwn) {
 TEST(Overlay, FitsAPictureSmallerThanTheMask) {
   FrameOutcome found = OneBox(0, {10, 10, 1800, 1000});
   found.result.label_masks[0] = FrameMask(cv::Rect(20, 20, 1500, 900));
-  const cv::Mat overlay = DrawOverlay(Grey({64, 48}), found, kLabels);
+  const cv::Mat overlay = Draw(Grey({64, 48}), found, kLabels);
   EXPECT_EQ(overlay.size(), cv::Size(64, 48));
   EXPECT_GT(ChangedPixels(overlay), 0);
 }
@@ -142,7 +145,7 @@ TEST(Overlay, FitsAPictureSmallerThanTheMask) {
 TEST(Overlay, FitsAPictureLargerThanTheMask) {
   FrameOutcome found;
   found.result.label_masks[0] = FrameMask(cv::Rect(1800, 1000, 120, 80));
-  const cv::Mat overlay = DrawOverlay(Grey({3840, 2160}), found, kLabels);
+  const cv::Mat overlay = Draw(Grey({3840, 2160}), found, kLabels);
   EXPECT_NE(overlay.at<cv::Vec3b>(1040, 1860), kGrey);
   EXPECT_EQ(overlay.at<cv::Vec3b>(1100, 1860), kGrey);
 }
@@ -150,7 +153,7 @@ TEST(Overlay, FitsAPictureLargerThanTheMask) {
 TEST(Overlay, LeavesOutWhatLiesOutsideThePicture) {
   FrameOutcome found = OneBox(0, {1000, 1000, 1200, 1200});
   found.result.label_masks[0] = FrameMask(cv::Rect(1000, 900, 100, 100));
-  EXPECT_EQ(ChangedPixels(DrawOverlay(Grey({640, 480}), found, kLabels)), 0);
+  EXPECT_EQ(ChangedPixels(Draw(Grey({640, 480}), found, kLabels)), 0);
 }
 
 TEST(Overlay, TakesNumbersThatNoPictureHas) {
@@ -158,10 +161,9 @@ TEST(Overlay, TakesNumbersThatNoPictureHas) {
   const float infinite = std::numeric_limits<float>::infinity();
   const float no_number = std::numeric_limits<float>::quiet_NaN();
   const cv::Mat picture = Grey({320, 240});
-  EXPECT_EQ(DrawOverlay(picture, OneBox(0, {-huge, -infinite, huge, infinite}), kLabels).size(),
+  EXPECT_EQ(Draw(picture, OneBox(0, {-huge, -infinite, huge, infinite}), kLabels).size(),
             picture.size());
-  EXPECT_EQ(DrawOverlay(picture, OneBox(-5, {no_number, 0, 10, 10}), kLabels).size(),
-            picture.size());
+  EXPECT_EQ(Draw(picture, OneBox(-5, {no_number, 0, 10, 10}), kLabels).size(), picture.size());
 }
 
 TEST(LabelColour, IsTheSameAfterSixAndNeverThatOfFaeces) {

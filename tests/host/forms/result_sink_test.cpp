@@ -43,7 +43,10 @@ class Sinks : public testing::Test {
     record_.fit = FitToFrame(frame_.picture->size(), mode_);
     FrameOutcome shown = record_.outcome;
     shown.result = ResultInPicture(record_.outcome.result, record_.fit);
-    sink.Write({frame_, record_, shown, name_, "street", cv::Mat(*frame_.picture)});
+    const Shown listed = record_.things
+                             ? ShowThings(*record_.things, record_.fit)
+                             : ShowDetections(record_.outcome, shown.result, record_.fit, kLabels);
+    sink.Write({frame_, record_, shown, listed, name_, "street", cv::Mat(*frame_.picture)});
   }
 
   json ReadJson(const std::string& name) { return json::parse(ReadFile(folder_ / name)); }
@@ -165,6 +168,8 @@ TEST_F(Sinks, WriteCropsNamedAfterTheVerdict) {
                                    {190.0F, 90.0F, 400.0F, 400.0F},
                                    {300.0F, 0.0F, 400.0F, 100.0F},
                                    {-9.0F, 0.0F, -1.0F, 10.0F}};
+  record_.outcome.result.labels = {0, 0, 0, 0, 0};
+  record_.outcome.result.scores = {0.5F, 0.5F, 0.5F, 0.5F, 0.5F};
   *frame_.picture = test::Plain({200, 100}, test::kRedPixel);
   frame_.picture->operator()(cv::Rect(10, 10, 20, 10)).setTo(test::kGreenPixel);
   record_.outcome.fece_candidates = {{0, FeceVerdict::kRejected, 0.314F},
@@ -179,6 +184,84 @@ TEST_F(Sinks, WriteCropsNamedAfterTheVerdict) {
   const cv::Mat crop = cv::imread(folder_ / "street.crop_1.confirmed_1.00.png");
   ASSERT_EQ(crop.size(), cv::Size(20, 10));
   EXPECT_EQ(cv::mean(crop), test::kGreenPixel);
+}
+
+class SinksOfThings : public Sinks {
+ protected:
+  // One thing of both detections: two rows of ten pixels, and one pixel below their first.
+  SinksOfThings() {
+    Thing thing;
+    thing.box = {0.0F, 0.0F, 1440.0F, 2000.0F};
+    thing.score = 0.5F;
+    thing.kind = {19, true};
+    thing.members = {0, 1};
+    thing.area = {0, 0, 10, 3};
+    thing.mask = cv::Mat::zeros(3, 10, CV_8UC1);
+    thing.mask.rowRange(0, 2).setTo(255);
+    thing.mask.at<std::uint8_t>(2, 0) = 255;
+    record_.things = {thing};
+    record_.outcome.fece_candidates = {{0, FeceVerdict::kRejected, 0.9F},
+                                       {1, FeceVerdict::kConfirmed, 0.75F}};
+  }
+};
+
+// The mask's columns: 0 zeros, 3 ones, 1077 zeros, then 2 ones and 1078 zeros nine times. As
+// differences from two before: 2 - 3, 1078 - 1077, and 0 0 until the rest.
+TEST_F(SinksOfThings, WriteOneCocoEntryEach) {
+  const auto sink = MakeCocoSink(output_, kLabels);
+  Write(*sink);
+  sink->Finish();
+  const json results = ReadJson("coco_results.json");
+  ASSERT_EQ(results.size(), 1U);
+  EXPECT_EQ(results[0]["bbox"], json({0, 0, 1440, 2000}));
+  EXPECT_EQ(results[0]["category_id"], 19);
+  const cv::Mat mask = DecodeRunLengths({1080, 1920, results[0]["segmentation"]["counts"]});
+  EXPECT_EQ(cv::countNonZero(mask), 21);
+  EXPECT_EQ(mask.at<std::uint8_t>(2, 0), 255);
+  EXPECT_EQ(ReadJson("coco_images.json")["info"]["description"],
+            "Things that dirty_seg found, in pixels of their picture. What several patches show of "
+            "one thing is one entry.");
+}
+
+TEST_F(SinksOfThings, WriteOneYoloLineEach) {
+  Write(*MakeYoloSink(output_, kLabels));
+  const std::string text = ReadFile(folder_ / "labels/street.txt");
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+  EXPECT_EQ(text.rfind("19 ", 0), 0U);
+}
+
+TEST_F(SinksOfThings, WriteTheirPolygonsBesideThoseOfTheLabels) {
+  const auto sink = MakePolygonSink(output_, kLabels);
+  Write(*sink);
+  sink->Finish();
+  const json line = json::parse(ReadFile(folder_ / "polygons.jsonl"));
+  EXPECT_EQ(line["label_polygons"].size(), 1U);
+  ASSERT_EQ(line["things"].size(), 1U);
+  EXPECT_EQ(line["things"][0]["label"], 19);
+  EXPECT_EQ(line["things"][0]["confirmed"], true);
+  EXPECT_EQ(line["things"][0]["score"], 0.5);
+  const json outer = {{0, 0}, {0, 2}, {1, 1}, {9, 1}, {9, 0}};
+  EXPECT_EQ(line["things"][0]["polygons"], json({{{"outer", outer}, {"holes", json::array()}}}));
+}
+
+TEST_F(SinksOfThings, WriteOneCropEachWithTheVerdictThatDecides) {
+  Write(*MakeCropSink(output_));
+  EXPECT_EQ(cv::imread(folder_ / "street.crop_0.confirmed_0.75.png").size(), cv::Size(1440, 1080));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "street.crop_0.rejected_0.90.png"));
+}
+
+// Each pixel of the frame is four of the picture.
+TEST_F(SinksOfThings, AreInThePicturesOwnPixels) {
+  mode_ = FitMode::kScale;
+  *frame_.picture = test::Plain({3840, 2160}, test::kRedPixel);
+  const auto sink = MakeCocoSink(output_, kLabels);
+  Write(*sink);
+  sink->Finish();
+  const json result = ReadJson("coco_results.json")[0];
+  EXPECT_EQ(result["bbox"], json({0, 0, 2880, 2160}));
+  const cv::Mat mask = DecodeRunLengths({2160, 3840, result["segmentation"]["counts"]});
+  EXPECT_EQ(cv::countNonZero(mask), 84);
+  EXPECT_EQ(cv::countNonZero(mask(cv::Rect(0, 4, 2, 2))), 4);
 }
 
 // A picture of twice the frame's size: boxes and masks are twice as large, and so are shares the

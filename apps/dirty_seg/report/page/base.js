@@ -34,6 +34,8 @@ const plural = (count, one, many = one + 's') => `${count} ${count === 1 ? one :
 
 const labelOf = (id) => data.labels[id];
 
+/// What the lists are of.
+const findingWord = data.has_things ? 'thing' : 'detection';
 /// The label among whose masks that of the label is.
 const maskLabelOf = (id) => labelOf(id).mask ?? id;
 

@@ -30,7 +30,7 @@ function makeCard(frame, index) {
   make('span', {class: 'caption'}, make('span', {class: 'file'}, fileName(nameOf(frame))), facts));
   const refresh = () => {
     drawThumbBoxes(frame, svg);
-    facts.textContent = plural(shownDetections(frame).length, 'detection');
+    facts.textContent = plural(shownDetections(frame).length, findingWord);
   };
   return {button, refresh, isOnScreen: false};
 }

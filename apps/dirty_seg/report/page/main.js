@@ -4,7 +4,7 @@
 function showSummary() {
   const detections = frames.reduce((sum, frame) => sum + frame.labels.length, 0);
   byId('summary').textContent = [
-    plural(frames.length, 'frame'), plural(detections, 'detection'), ...data.facts,
+    plural(frames.length, 'frame'), plural(detections, findingWord), ...data.facts,
   ].join(' \u00b7 ');
   byId('notes').append(...data.notes.map(({text, is_warning: isWarning}) =>
     make('p', {class: isWarning ? 'note warning' : 'note'}, text)));

@@ -19,8 +19,9 @@ function runLengths(counts) {
   return runs;
 }
 
-/// Paints the mask in `colour`, "#rrggbb", onto the canvas, pixel for pixel.
-function paintMask({size: [rows, columns], counts}, colour, canvas) {
+/// Paints the masks together in `colour`, "#rrggbb", onto the canvas, pixel for pixel; nothing else
+/// stays on it.
+function paintMasks(masks, colour, canvas) {
   const {width, height} = canvas;
   const context = canvas.getContext('2d');
   const image = context.createImageData(width, height);
@@ -29,6 +30,11 @@ function paintMask({size: [rows, columns], counts}, colour, canvas) {
   new Uint8Array(image.data.buffer).set([red, green, blue, 255]);
   const ink = pixels[0];
   pixels[0] = 0;
+  for (const mask of masks) fillMask(mask, ink, width, height, pixels);
+  context.putImageData(image, 0, 0);
+}
+
+function fillMask({size: [rows, columns], counts}, ink, width, height, pixels) {
   let at = 0;
   runLengths(counts).forEach((length, i) => {
     const end = Math.min(at + length, rows * columns);
@@ -39,7 +45,6 @@ function paintMask({size: [rows, columns], counts}, colour, canvas) {
     }
     at = end;
   });
-  context.putImageData(image, 0, 0);
 }
 
 /// Copies of one canvas onto another of its size what lies in the boxes, as the whole pixels that

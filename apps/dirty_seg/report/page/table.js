@@ -108,7 +108,7 @@ function setUpTable() {
     const page = table.getState().pagination.pageIndex;
     renderHead();
     byId('detections').tBodies[0].replaceChildren(...table.getRowModel().rows.map(bodyRow));
-    byId('table-count').textContent = `${found} of ${plural(all, 'detection')}`;
+    byId('table-count').textContent = `${found} of ${plural(all, findingWord)}`;
     for (const part of byId('table-section').querySelectorAll('.table-tools, .scroll, .pages')) {
       part.hidden = all === 0;
     }

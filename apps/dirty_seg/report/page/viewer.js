@@ -82,8 +82,9 @@ function listHint(frame, count, nameless) {
     'left out; a click here or on a box shows its name.';
 }
 
-/// A mask is of all detections of its label: of one, no more is known than what lies in its box. So
-/// where some are hidden, the mask is shown in the boxes of the others.
+/// Things have masks of their own. Otherwise a mask is of all detections of its label: of one, no
+/// more is known than what lies in its box. So where some are hidden, the mask is shown in the boxes
+/// of the others.
 function drawMasks() {
   const frame = frames[view.index];
   const detections = shownDetections(frame);
@@ -91,21 +92,30 @@ function drawMasks() {
     const mine = detections.filter((detection) => frame.labels[detection] === id);
     mask.canvas.hidden = !shown.masks || mine.length === 0;
     if (mask.canvas.hidden || mask.drawn === String(mine)) continue;
-    if (mask.whole === null) {
-      mask.whole = make('canvas', {width: mask.canvas.width, height: mask.canvas.height});
-      paintMask(frame.masks[maskLabelOf(id)], labelOf(id).colour, mask.whole);
-    }
-    const isWhole = mine.length === mask.owners;
-    copyBoxes(mask.whole, isWhole ? null : mine.map((detection) => frame.boxes[detection]), mask.canvas);
     mask.drawn = String(mine);
+    if (frame.thing_masks) {
+      paintMasks(mine.map((thing) => frame.thing_masks[thing]), labelOf(id).colour, mask.canvas);
+    } else {
+      drawLabelMask(frame, id, mine, mask);
+    }
   }
+}
+
+function drawLabelMask(frame, id, mine, mask) {
+  if (mask.whole === null) {
+    mask.whole = make('canvas', {width: mask.canvas.width, height: mask.canvas.height});
+    paintMasks([frame.masks[maskLabelOf(id)]], labelOf(id).colour, mask.whole);
+  }
+  const isWhole = mine.length === mask.owners;
+  copyBoxes(mask.whole, isWhole ? null : mine.map((detection) => frame.boxes[detection]), mask.canvas);
 }
 
 /// What shows the masks of the frame, by label. `owners` is the number of detections that a mask is
 /// of, `drawn` those that it was last drawn for.
 function makeMasks(frame) {
   const [width, height] = frame.size;
-  const ids = [...new Set(frame.labels)].filter((id) => frame.masks[maskLabelOf(id)]);
+  const ids = [...new Set(frame.labels)].filter((id) => frame.thing_masks ||
+    frame.masks[maskLabelOf(id)]);
   return new Map(ids.sort((a, b) => a - b).map((id) => [id, {
     canvas: make('canvas', {width, height, hidden: true, 'data-label': id}),
     whole: null,

@@ -1,22 +1,10 @@
-#include "detector/instance_mask.h"
+#include "things/polygon.h"
 
 #include <map>
 #include <opencv2/imgproc.hpp>
 #include <utility>
 
-#include "geometry/image_box.h"
-
 namespace dirty_seg {
-
-cv::Mat CutInstanceMask(const DirtyStatusResultData& result, std::size_t detection,
-                        const cv::Size& size) {
-  cv::Mat cut = cv::Mat::zeros(size, CV_8UC1);
-  const auto label_mask = result.label_masks.find(result.labels[detection]);
-  const auto box = nuvik::geometry::ClampToImage(result.bboxes[detection], size);
-  if (label_mask == result.label_masks.end() || !box) return cut;
-  cut(*box).setTo(255, label_mask->second(*box));
-  return cut;
-}
 
 std::vector<Polygon> FindPolygons(const cv::Mat& mask) {
   std::vector<std::vector<cv::Point>> outlines;

@@ -1,0 +1,147 @@
+#include "things/thing.h"
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+#include <opencv2/imgproc.hpp>
+#include <tuple>
+
+namespace dirty_seg {
+namespace {
+
+// From one pixel to another with kMaxBorderGap between them.
+constexpr int kReach = kMaxBorderGap + 1;
+
+cv::Rect Grown(const cv::Rect& area, int by) {
+  return {area.x - by, area.y - by, area.width + 2 * by, area.height + 2 * by};
+}
+
+cv::Mat MaskAt(const Part& part, const cv::Rect& area) { return part.mask(area - part.area.tl()); }
+
+// Whether a pixel of `a` within `in_a` and one of `b` within `in_b` are at most `reach` apart, in
+// rows and in columns.
+bool AreNear(const Part& a, const cv::Rect& in_a, const Part& b, const cv::Rect& in_b, int reach) {
+  const cv::Rect place_a = a.area & in_a;
+  const cv::Rect place_b = Grown(place_a, reach) & b.area & in_b;
+  if (place_a.empty() || place_b.empty()) return false;
+  const cv::Rect around = Grown(place_b, reach);
+  cv::Mat spread = cv::Mat::zeros(around.size(), CV_8UC1);
+  const cv::Rect source = place_a & around;
+  MaskAt(a, source).copyTo(spread(source - around.tl()));
+  const int side = 2 * reach + 1;
+  cv::dilate(spread, spread, cv::Mat::ones(side, side, CV_8UC1), {-1, -1}, 1, cv::BORDER_CONSTANT,
+             0);
+  const cv::Mat met = spread(place_b - around.tl()) & MaskAt(b, place_b);
+  return cv::countNonZero(met) != 0;
+}
+
+// Whether `b` goes on, outside the patch of `a`, where that cuts `a` off.
+bool GoesOn(const Part& a, const Part& b) {
+  const cv::Rect& patch = a.patch;
+  const cv::Rect around = Grown(patch, kReach);
+  const cv::Rect left(around.x, around.y, kReach, around.height);
+  const cv::Rect right = left + cv::Point(patch.width + kReach, 0);
+  const cv::Rect top(around.x, around.y, around.width, kReach);
+  const cv::Rect bottom = top + cv::Point(0, patch.height + kReach);
+  return AreNear(a, patch, b, left, kReach) || AreNear(a, patch, b, right, kReach) ||
+         AreNear(a, patch, b, top, kReach) || AreNear(a, patch, b, bottom, kReach);
+}
+
+bool Meet(const Part& a, const Part& b) {
+  if (a.patch_index == b.patch_index) return false;
+  if ((Grown(a.area, kReach) & b.area).empty()) return false;
+  const cv::Rect shared = a.patch & b.patch;
+  return AreNear(a, shared, b, shared, 1) || GoesOn(a, b) || GoesOn(b, a);
+}
+
+// Sets of indices that are joined one by one.
+class Groups {
+ public:
+  explicit Groups(std::size_t count) : leader_(count) {
+    std::iota(leader_.begin(), leader_.end(), std::size_t{0});
+  }
+
+  std::size_t Leader(std::size_t i) {
+    while (leader_[i] != i) i = leader_[i] = leader_[leader_[i]];
+    return i;
+  }
+
+  void Join(std::size_t a, std::size_t b) { leader_[Leader(b)] = Leader(a); }
+
+ private:
+  std::vector<std::size_t> leader_;
+};
+
+std::vector<std::vector<std::size_t>> GroupParts(const std::vector<Part>& parts,
+                                                 const std::vector<Kind>& kinds) {
+  const auto are_alike = [&](std::size_t a, std::size_t b) {
+    return kinds[a].label == kinds[b].label || parts[a].network_label == parts[b].network_label;
+  };
+  Groups groups(parts.size());
+  for (std::size_t b = 1; b < parts.size(); ++b) {
+    for (std::size_t a = 0; a < b; ++a) {
+      if (!are_alike(a, b) || groups.Leader(a) == groups.Leader(b)) continue;
+      if (Meet(parts[a], parts[b])) groups.Join(a, b);
+    }
+  }
+  std::map<std::size_t, std::vector<std::size_t>> members;
+  for (std::size_t i = 0; i < parts.size(); ++i) members[groups.Leader(i)].push_back(i);
+  std::vector<std::vector<std::size_t>> all;
+  for (auto& [leader, group] : members) all.push_back(std::move(group));
+  return all;
+}
+
+void Include(const std::vector<float>& box, std::array<float, 4>& all) {
+  for (std::size_t i = 0; i < 2; ++i) {
+    all[i] = std::min(all[i], box[i]);
+    all[i + 2] = std::max(all[i + 2], box[i + 2]);
+  }
+}
+
+void Unite(const std::vector<Part>& parts, Thing& thing) {
+  for (const std::size_t i : thing.members) thing.area |= parts[i].area;
+  thing.mask = cv::Mat::zeros(thing.area.size(), CV_8UC1);
+  for (const std::size_t i : thing.members) {
+    if (parts[i].area.empty()) continue;
+    thing.mask(parts[i].area - thing.area.tl()).setTo(255, parts[i].mask);
+  }
+}
+
+Thing MakeThing(std::vector<std::size_t> members, const FrameOutcome& outcome,
+                const std::vector<Kind>& kinds) {
+  const DirtyStatusResultData& result = outcome.result;
+  Thing thing;
+  const std::size_t first = members.front();
+  std::copy_n(result.bboxes[first].begin(), thing.box.size(), thing.box.begin());
+  thing.score = result.scores[first];
+  thing.kind = kinds[first];
+  for (const std::size_t i : members) {
+    Include(result.bboxes[i], thing.box);
+    thing.score = std::max(thing.score, result.scores[i]);
+    if (kinds[i].is_confirmed) thing.kind = kinds[i];
+  }
+  thing.members = std::move(members);
+  Unite(*outcome.parts, thing);
+  return thing;
+}
+
+bool IsBefore(const Thing& a, const Thing& b) {
+  const auto key = [](const Thing& thing) {
+    return std::tuple(-thing.score, thing.box, thing.kind, thing.members);
+  };
+  return key(a) < key(b);
+}
+
+}  // namespace
+
+std::vector<Thing> FindThings(const FrameOutcome& outcome, const Labels& labels) {
+  const std::vector<Kind> kinds = KindsOf(outcome, labels);
+  std::vector<Thing> things;
+  for (std::vector<std::size_t>& members : GroupParts(*outcome.parts, kinds)) {
+    things.push_back(MakeThing(std::move(members), outcome, kinds));
+  }
+  std::sort(things.begin(), things.end(), IsBefore);
+  return things;
+}
+
+}  // namespace dirty_seg
