@@ -14,7 +14,7 @@ build/release/bin/dirty_seg detect \
   --model models/dirt-seg.onnx --config models/demo.yaml \
   --fece-model models/fece-check.onnx --fece-class-ids 5 \
   --fece-score-threshold 0.5 --fece-area-threshold 400 \
-  --output out/demo models/frames
+  --merge --output out/demo models/frames
 build/release/bin/dirty_seg report out/demo
 
 echo
