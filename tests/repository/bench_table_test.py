@@ -38,6 +38,7 @@ TIMES = {
     "GrowthObjects_0/decode": 5, "GrowthObjects_10/decode": 8,
     "GrowthLabels_1/convert": 5, "GrowthLabels_2/convert": 8,
     "GrowthCandidates_1050/apart": 5, "GrowthCandidates_2100/apart": 8,
+    "Forms/folder/real_time": 17e6, "Forms/coco/real_time": 25e5,
 }  # fmt: skip
 
 
@@ -77,6 +78,7 @@ class BenchTable(unittest.TestCase):
         self.assertEqual(0, done.returncode, done.stderr)
         self.assertRegex(self.row(done, "Decode_mask"), r"10 ns +memcpy 10 ns +1 x .* yes$")
         self.assertRegex(self.row(done, "crop"), r"5 ns +8 ns +3 ns per patch$")
+        self.assertRegex(self.row(done, "coco"), r" 2.5 ms$")
         self.assertIn("634 MiB", done.stdout)
 
     def test_a_bound_that_does_not_hold_ends_with_1(self) -> None:
@@ -101,7 +103,7 @@ class BenchTable(unittest.TestCase):
                 "Start_demo",
                 "FirstFrame/later",
             ),
-            *("GrowthPatches", "GrowthObjects", "GrowthLabels", "GrowthCandidates"),
+            *("GrowthPatches", "GrowthObjects", "GrowthLabels", "GrowthCandidates", "Forms"),
         )
         for subject in subjects:
             with self.subTest(subject):

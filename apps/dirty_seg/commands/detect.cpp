@@ -32,9 +32,11 @@ void AddResultOptions(Command command, ResultOptions& options) {
           .TypeName("DIR");
   command.AddFlag("--save", &options.save, "Results folder runs/detect, runs/detect2, ...")
       .Excludes(output);
+  constexpr const char* kRuns = "Replace an earlier run; join what is of one thing";
   command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier run in --output DIR")
+      .Group(kRuns)
       .Needs(output);
-  command.AddFlag("--merge", &options.merge, "Join what patches show of one thing: 'things'");
+  command.AddFlag("--merge", &options.merge, "Join what patches show of one thing").Group(kRuns);
   constexpr const char* kLabels = "Also COCO results, YOLO labels, outlines (lossy)";
   command.AddFlag("--coco", &options.coco, "Also COCO results").Group(kLabels);
   command.AddFlag("--yolo", &options.yolo, "Also YOLO labels").Group(kLabels);
