@@ -379,6 +379,25 @@ class Page(unittest.TestCase):
         self.click("input[data-label='7']")
         self.assertEqual(self.inked_columns(7), [2, 3, 4, 9, 10, 11])
 
+    # Both areas again, each with a mask of its own: 9 zeros, 10 ones in runs of 2, 45 zeros; 36
+    # zeros, 12 ones, 16 zeros. Each box holds the other's pixels too.
+    def test_things_follow_the_slider_with_masks_of_their_own(self) -> None:
+        box = [0, 0, 16, 4]
+        things = [
+            {"bbox": box, "score": score, "label": 7, "pixels": pixels, "members": [member],
+             "rle": {"size": [4, 16], "counts": counts}}
+            for member, (score, pixels, counts) in enumerate(
+                ((0.9, 6, "922000[1"), (0.3, 12, "T1<`0")))
+        ]  # fmt: skip
+        self.open(self.report_of("things", [self.two_areas_line(7) | {"things": things}]))
+        self.assertIn("2 things", self.texts("header p")[0])
+        self.open_frame(0)
+        for least, columns in ((0.0, [2, 3, 4, 9, 10, 11]), (0.5, [2, 3, 4]), (0.95, [])):
+            self.set_score(least)
+            self.assertEqual(self.inked_columns(7), columns, least)
+        self.set_score(0)
+        self.assertEqual(self.inked_columns(7), [2, 3, 4, 9, 10, 11])
+
     def test_tells_a_native_class_19_from_what_was_confirmed(self) -> None:
         line = self.two_areas_line(19) | {"label_names": {"19": "cow"}, "confirmed": [False, True]}
         self.open(self.report_of("cows", [line]))

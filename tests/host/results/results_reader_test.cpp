@@ -261,6 +261,54 @@ TEST_F(ReadResultsTest, RefusesCandidatesThatAreNone) {
             "or failed");
 }
 
+// 1 pixel of 4, the last.
+constexpr const char* kThing = R"({"bbox": [0, 1, 2, 3], "score": 0.5, "label": 3, "members": [0],)"
+                               R"( "rle": {"size": [2, 2], "counts": "31"}, "confirmed": true})";
+
+TEST_F(ReadResultsTest, ReadsThings) {
+  const Results results =
+      ReadText(R"({"source": "a.png", "bboxes": [[0, 0, 2, 2]], "scores": [1], "labels": [0],)"
+               R"( "things": [)" +
+               std::string(kThing) + "]}");
+  const StoredFrame& frame = results.frames.at(0);
+  ASSERT_TRUE(frame.things);
+  const StoredThing& thing = frame.things->at(0);
+  EXPECT_THAT(thing.detection.box, ElementsAre(0.0F, 1.0F, 2.0F, 3.0F));
+  EXPECT_EQ(thing.detection.score, 0.5F);
+  EXPECT_EQ(thing.detection.label, 3);
+  EXPECT_EQ(thing.is_confirmed, true);
+  EXPECT_THAT(thing.members, ElementsAre(0U));
+  EXPECT_EQ(DecodeThing(results, frame, 0).at<std::uint8_t>(1, 1), 255);
+}
+
+TEST_F(ReadResultsTest, RefusesThingsThatAreNone) {
+  const auto refusal_of = [this](const std::string& from, const std::string& to) {
+    std::string thing = kThing;
+    return RefusalOfKey("\"things\": [" + thing.replace(thing.find(from), from.size(), to) + "]");
+  };
+  EXPECT_EQ(RefusalOfKey("\"things\": 3"), "things is 3; expected a list");
+  EXPECT_EQ(RefusalOfKey("\"things\": [3]"), "things[0] is 3; expected an object");
+  EXPECT_EQ(refusal_of("\"bbox\"", "\"box\""), "things[0].bbox is missing");
+  EXPECT_EQ(refusal_of("[0, 1, 2, 3]", "[0]"), "things[0].bbox is [0]; expected [x1, y1, x2, y2]");
+  EXPECT_EQ(refusal_of("3, \"mem", "0.5, \"mem"), "things[0].label is 0.5; expected a class id");
+  EXPECT_EQ(refusal_of("[0],", "[1],"),
+            "things[0].members[0] is 1; expected the index of one of bboxes");
+  EXPECT_EQ(refusal_of("\"counts\": \"31\"", "\"counts\": 3"),
+            "things[0].rle.counts is 3; expected a string");
+  EXPECT_EQ(refusal_of("true", "1"), "things[0].confirmed is 1; expected true or false");
+}
+
+TEST_F(ReadResultsTest, NamesThePlaceOfAThingsRunLengthsThatAreNone) {
+  std::string thing = kThing;
+  thing.replace(thing.find("31"), 2, "3");
+  const Results results = ReadText(
+      R"({"source": "a.png", "bboxes": [[0, 0, 2, 2]], "scores": [1], "labels": [0], "things": [)" +
+      thing + "]}");
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { DecodeThing(results, results.frames.at(0), 0); }),
+            "'" + results.file +
+                "' line 1: things[0].rle: run lengths, character 1: ends 1 pixels early");
+}
+
 TEST_F(ReadResultsTest, RefusesAMaskThatWouldTakeAllOfTheMemory) {
   EXPECT_EQ(
       RefusalOfKey(R"("label_masks": {"3": {"rle": {"size": [65536, 65536], "counts": ""}}})"),
