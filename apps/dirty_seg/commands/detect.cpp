@@ -41,11 +41,13 @@ void AddResultOptions(Command command, ResultOptions& options) {
   command.AddFlag("--coco", &options.coco, "Also COCO results").Group(kLabels);
   command.AddFlag("--yolo", &options.yolo, "Also YOLO labels").Group(kLabels);
   command.AddFlag("--polygons", &options.polygons, "Also outlines, which are lossy").Group(kLabels);
-  constexpr const char* kPictures = "Also what the classifier saw, annotated videos";
+  constexpr const char* kPictures = "More or fewer pictures";
   command.AddFlag("--crops", &options.crops, "Also what the classifier saw")
       .Group(kPictures)
       .Needs(command.option("--fece-model"));
   command.AddFlag("--video", &options.video, "Also annotated videos").Group(kPictures);
+  command.AddFlag("--no-overlays", &options.no_overlays, "No annotated pictures").Group(kPictures);
+  command.AddFlag("--no-masks", &options.no_masks, "No mask pictures").Group(kPictures);
 }
 
 }  // namespace

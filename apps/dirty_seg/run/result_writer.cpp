@@ -49,7 +49,10 @@ void RequireNoSink(const ResultOptions& options) {
 
 ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
                            std::FILE* standard_output)
-    : labels_(labels), destination_("standard output"), standard_output_(standard_output) {
+    : options_(options),
+      labels_(labels),
+      destination_("standard output"),
+      standard_output_(standard_output) {
   // What every frame needs. Where it fails, no folder is left behind; and no frame's time has it in
   // it.
   LoadMedia();
@@ -93,20 +96,29 @@ FrameFiles ResultWriter::Encode(const Frame& frame, FrameRecord& record) {
   files.shown = record.things
                     ? ShowThings(*record.things, record.fit)
                     : ShowDetections(record.outcome, files.outcome.result, record.fit, labels_);
-  files.overlay = DrawOverlay(*frame.picture, files.shown, labels_);
   for (auto& [label, mask] : record.masks) {
+    if (options_.no_masks) break;
     const cv::Mat& pixels = record.outcome.result.label_masks.at(label);
     files.pictures.push_back(EncodeMask(files.name, label, pixels));
     mask.file = files.pictures.back().name;
   }
+  EncodeOverlayOf(frame, files, record);
+  return files;
+}
+
+// Videos are made of overlays.
+void ResultWriter::EncodeOverlayOf(const Frame& frame, FrameFiles& files, FrameRecord& record) {
+  const bool is_for_video = options_.video && frame.kind != InputKind::kPicture;
+  if (options_.no_overlays && !is_for_video) return;
+  files.overlay = DrawOverlay(*frame.picture, files.shown, labels_);
+  if (options_.no_overlays) return;
   files.pictures.push_back(EncodeOverlay(files.name, files.overlay));
   record.overlay = files.pictures.back().name;
-  return files;
 }
 
 void ResultWriter::WriteFiles(const Frame& frame, const FrameRecord& record,
                               const FrameFiles& files) {
-  if (files.pictures.empty()) return;
+  if (files.name.empty()) return;
   for (const PendingFile& picture : files.pictures) folder_->Write(picture);
   const FoundFrame found{frame,      record,      files.outcome, files.shown,
                          files.name, input_name_, files.overlay};

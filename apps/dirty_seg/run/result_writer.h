@@ -28,18 +28,20 @@ struct ResultOptions {
   bool yolo = false;
   bool crops = false;
   bool video = false;
+  bool no_overlays = false;
+  bool no_masks = false;  // as pictures; run lengths stay
 
   bool HasNoFolder() const { return output.empty() && !save; }
 };
 
 /// Files of a frame that are still to be written.
 struct FrameFiles {
-  std::string name;
+  std::string name;  // empty if there are none, as of a frame that failed
   std::vector<PendingFile> pictures;
   /// Boxes and label masks in the picture's own pixels.
   FrameOutcome outcome;
   Shown shown;
-  cv::Mat overlay;
+  cv::Mat overlay;  // empty if nothing needs it
 };
 
 class ResultWriter {
@@ -68,8 +70,10 @@ class ResultWriter {
  private:
   void AddSinks(const ResultOptions& options);
   FrameFiles Encode(const Frame& frame, FrameRecord& record);
+  void EncodeOverlayOf(const Frame& frame, FrameFiles& files, FrameRecord& record);
   std::string NameOf(const Frame& frame);
 
+  ResultOptions options_;
   const Labels& labels_;
   std::optional<OutputFolder> folder_;
   std::string destination_;

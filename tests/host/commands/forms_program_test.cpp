@@ -236,6 +236,27 @@ TEST_F(DetectForms, OfVideosAreNamedWhenTheyAreCutShort) {
   EXPECT_EQ(json::parse(Written("coco_images.json"))["images"].size(), 100U);
 }
 
+TEST_F(DetectForms, LeaveOutPicturesThatAreNotWanted) {
+  const std::string clip =
+      test::WriteVideo(folder_ / "clip.avi", {2, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
+  const ProgramResult result =
+      RunProgram(Command() + Arguments{"-q", "--fit", "pad", "--video", "--no-overlays",
+                                       "--no-masks", "--output", folder_ / "out", clip,
+                                       Picture("red.png", test::kRedPixel)});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_ / "out")) {
+    names.push_back(entry.path().filename().string());
+  }
+  EXPECT_THAT(names, testing::UnorderedElementsAre("results.jsonl", "results_files.txt",
+                                                   "summary.json", "clip.overlay.avi"));
+  for (const json& row : test::ParseLines(Written("results.jsonl"))) {
+    EXPECT_FALSE(row.contains("overlay"));
+    EXPECT_FALSE(row["label_masks"]["0"].contains("file"));
+    EXPECT_GT(row["label_masks"]["0"]["pixels"], 0);
+  }
+}
+
 // The boxes [16, 24, 48, 40] and [36, 32, 68, 48] are all mask and share 12 x 8 of their 512 pixels
 // each.
 TEST_F(DetectForms, OfWhatTwoPatchesShowOfOneThingAreOfOne) {
