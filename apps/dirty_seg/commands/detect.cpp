@@ -55,7 +55,11 @@ void AddResultOptions(Command command, ResultOptions& options) {
 Command AddDetect(Program& program, DetectOptions& options) {
   Command command = program.AddCommand("detect", "Find dirty regions in pictures and videos");
   AddDetectorOptions(command, options.detector);
+  AddThresholdOptions(command, options.detector.thresholds);
   AddInputOptions(command, options.input);
+  for (const char* name : {"--recursive", "--frame-step", "--fit"}) {
+    command.option(name).Group("Subfolders; N-th frames; fit");
+  }
   AddResultOptions(command, options.results);
   AddLogOptions(command, options.log);
   command.Footer(
@@ -77,9 +81,10 @@ int RunDetect(const DetectOptions& options) {
   DetectorSetup setup = SetUpDetector(detector);
   // Beside the loading of the networks. The engine, which sets a variable, is started by now.
   const std::future<void> loading = LoadMediaAhead();
-  DetectionRun run(std::move(setup), FitModeOf(input.fit),
-                   {NameAndVersion(), detector.model, detector.config, detector.fece_model},
-                   options.results, log);
+  RunDescription description{NameAndVersion(), detector.model, detector.config, detector.fece_model,
+                             setup.file->options()};
+  DetectionRun run(std::move(setup), FitModeOf(input.fit), std::move(description), options.results,
+                   log);
   WaitingInput standard_input(STDIN_FILENO, [&run] { return run.IsOver(); });
   std::istream list(&standard_input);
   FrameSource source(

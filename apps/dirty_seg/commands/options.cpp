@@ -70,6 +70,31 @@ void AddInputOptions(Command command, InputArguments& arguments) {
   AddFitOption(command, arguments.fit);
 }
 
+void AddThresholdOptions(Command command, Thresholds& thresholds) {
+  constexpr const char* kGroup = "In place of CONFIG's";
+  const auto fraction = [&](const char* name, std::optional<float>& value, const char* text) {
+    command
+        .AddCallback(
+            name, [&value](const std::string& word) { value = ReadNumber<float>(word); }, text)
+        .Check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
+        .TypeName("P")
+        .Group(kGroup);
+  };
+  fraction("--conf", thresholds.score, "Score above which a detection is kept");
+  fraction("--iou", thresholds.iou, "Overlap above which a box is dropped for a better one");
+  command
+      .AddCallback(
+          "--max-det",
+          [&thresholds](const std::string& word) {
+            thresholds.max_detections = ReadNumber<int>(word);
+          },
+          "Detections per patch, at most")
+      .Check(NumberFrom(1, 100000, "a whole number from 1 to 100000"))
+      .TypeName("N")
+      .Group(kGroup);
+  fraction("--mask-threshold", thresholds.mask, "Probability above which a pixel is mask");
+}
+
 void AddDetectorOptions(Command command, DetectorOptions& options) {
   command.AddOption("--model", &options.model, "Segmentation network, YOLOv8")
       .Required()

@@ -1,15 +1,27 @@
 // Options of a detector, as the user gives them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace dirty_seg {
 
+/// What takes the place of the configuration file's.
+struct Thresholds {
+  std::optional<float> score;
+  std::optional<float> iou;
+  std::optional<int> max_detections;
+  std::optional<float> mask;
+
+  bool empty() const { return !score && !iou && !max_detections && !mask; }
+};
+
 /// Networks, patches and thresholds of one detector.
 struct DetectorOptions {
   std::string model;
   std::string config;
+  Thresholds thresholds;
   std::string fece_model;  // empty: no classifier
   std::vector<int> fece_class_ids;
   float fece_score_threshold = 0.5F;

@@ -18,7 +18,6 @@ namespace {
 
 DirtySegDetectorConfig MakeConfig(const DetectorOptions& options) {
   DirtySegDetectorConfig config;
-  config.yaml_config_path = options.config;
   config.fece_enable = !options.fece_model.empty();
   config.fece_class_ids = options.fece_class_ids;
   config.fece_score_threshold = options.fece_score_threshold;
@@ -72,11 +71,13 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   CheckFit(InputSide(network.config), std::nullopt, check);
   RefuseErrors(options.config, check);
   DirtySegDetectorConfig config = MakeConfig(options);
+  auto file = std::make_shared<const EffectiveConfig>(options.config, options.thresholds);
+  config.yaml_config_path = file->path();
   const int class_count = CountClasses(network.config);
   config.dirty_seg_model_config = std::move(network.config);
   WarnOfUnknownClasses(options.fece_class_ids, network.class_names);
   Labels labels(std::move(network.class_names), config.fece_enable, class_count);
-  return {std::move(config), Rectangles(check.patches), std::move(labels)};
+  return {std::move(config), std::move(file), Rectangles(check.patches), std::move(labels)};
 }
 
 }  // namespace dirty_seg

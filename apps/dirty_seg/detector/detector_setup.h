@@ -1,11 +1,13 @@
 // From the user's options to the detector's configuration.
 #pragma once
 
+#include <memory>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
 #include "config/detector_options.h"
+#include "config/effective_config.h"
 #include "detector/labels.h"
 #include "dirty_seg_detector/dirty_seg_detector_config.h"
 
@@ -15,6 +17,8 @@ using nuvik::perception::dirty_seg_detector::DirtySegDetectorConfig;
 
 struct DetectorSetup {
   DirtySegDetectorConfig config;
+  /// What `config` names as its file; it has to live until the detector has read it.
+  std::shared_ptr<const EffectiveConfig> file;
   std::vector<cv::Rect> patches;
   Labels labels;
 };

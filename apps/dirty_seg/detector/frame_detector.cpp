@@ -75,9 +75,10 @@ void SeparateClassifier(const nuvik::alg::common::RunTime& runs, StageTimes& sta
 
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
-                  LogCapture& log) {
-  const std::string files = fmt::format(
-      "'{}' with '{}': ", config.dirty_seg_model_config.model_path, config.yaml_config_path);
+                  LogCapture& log, const std::string& config_name) {
+  const std::string files =
+      fmt::format("'{}' with '{}': ", config.dirty_seg_model_config.model_path,
+                  config_name.empty() ? config.yaml_config_path : config_name);
   std::string cause;
   try {
     if (!detector.Init(config)) {
@@ -93,9 +94,10 @@ void InitDetector(const DirtySegDetectorConfig& config,
 }
 
 FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log,
-                             std::optional<std::vector<cv::Rect>> patches)
+                             std::optional<std::vector<cv::Rect>> patches,
+                             const std::string& config_name)
     : log_(log), fece_rules_(FeceRulesOf(config)), patches_(std::move(patches)) {
-  InitDetector(config, detector_, log);
+  InitDetector(config, detector_, log, config_name);
 }
 
 FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {

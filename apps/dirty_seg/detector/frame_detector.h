@@ -63,7 +63,7 @@ std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config);
 /// anything was logged. Throws SetupError, naming the files and the cause.
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
-                  LogCapture& log);
+                  LogCapture& log, const std::string& config_name = "");
 
 /// Message for a `FrameOutcome::non_finite` that is not empty.
 std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts);
@@ -78,7 +78,8 @@ class FrameDetector {
   /// As `InitDetector`; `log` outlives this object. With `patches`, which are those of the
   /// configuration, outcomes have their parts.
   FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log,
-                std::optional<std::vector<cv::Rect>> patches = std::nullopt);
+                std::optional<std::vector<cv::Rect>> patches = std::nullopt,
+                const std::string& config_name = "");
 
   /// `picture` is CV_8UC3 in B, G, R order and not empty. Throws nothing but std::bad_alloc.
   /// Prints nothing: see `Show`.

@@ -12,6 +12,7 @@
 
 #include "base/percentiles.h"
 #include "detector/labels.h"
+#include "network/postprocess_options.h"
 #include "results/frame_record.h"
 
 namespace dirty_seg {
@@ -21,7 +22,8 @@ struct RunDescription {
   std::string program;  // with its version
   std::string model;
   std::string config;
-  std::string fece_model;  // empty without a classifier
+  std::string fece_model;                       // empty without a classifier
+  nuvik::model::PostprocessOptions thresholds;  // in force
 };
 
 /// An input, or a frame of it, that failed.

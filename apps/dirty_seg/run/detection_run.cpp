@@ -41,7 +41,8 @@ DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription desc
     : patches_(std::move(setup.patches)),
       fit_(fit),
       labels_(std::move(setup.labels)),
-      detector_(setup.config, log, options.merge ? std::optional(patches_) : std::nullopt),
+      detector_(setup.config, log, options.merge ? std::optional(patches_) : std::nullopt,
+                description.config),
       writer_(options, labels_, log.standard_output()),
       summary_(std::move(description)) {
   WarnOfSharedLabel(labels_);

@@ -788,5 +788,49 @@ TEST(Program, ShowsAHelpThatFitsAScreen) {
   EXPECT_LE(lines, 24);
 }
 
+class DetectThresholds : public test::DetectFixture {
+ protected:
+  nlohmann::json Run(const Arguments& more) {
+    const ProgramResult result = RunProgram(
+        Command(test::CommonNetwork("seg-b2-64"),
+                std::string(test::kPatches) + "postprocess: {iou_threshold: 0.6}") +
+        Arguments{"--output", folder_ / "out", "--overwrite", Picture("red.png", test::kRedPixel)} +
+        more);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    return nlohmann::json::parse(test::ReadFile(folder_ / "out/summary.json"));
+  }
+};
+
+TEST_F(DetectThresholds, StandInTheSummary) {
+  const nlohmann::json summary = Run({});
+  EXPECT_EQ(summary["thresholds"], nlohmann::json::parse(R"({"score_threshold": 0.25,
+      "iou_threshold": 0.6, "max_detections": 300, "class_agnostic": false,
+      "mask_threshold": 0.5})"));
+  EXPECT_EQ(summary["detections"], nlohmann::json({{"0", 2}}));
+}
+
+// The network's score is 1, which is not greater than 1.
+TEST_F(DetectThresholds, OfTheCommandLineTakeThePlaceOfTheFiles) {
+  const nlohmann::json summary =
+      Run({"--conf", "1", "--iou", "0.45", "--max-det", "7", "--mask-threshold", "0.125"});
+  EXPECT_EQ(summary["thresholds"], nlohmann::json::parse(R"({"score_threshold": 1.0,
+      "iou_threshold": 0.45, "max_detections": 7, "class_agnostic": false,
+      "mask_threshold": 0.125})"));
+  EXPECT_EQ(summary["detections"], nlohmann::json::object());
+  EXPECT_EQ(summary["config"], folder_ / "config.yaml");
+}
+
+TEST_F(DetectThresholds, ThatAreNoneAreRefused) {
+  for (const Arguments& wrong : {Arguments{"--conf", "1.5"}, Arguments{"--iou", "nan"},
+                                 Arguments{"--mask-threshold", "x"}}) {
+    EXPECT_EQ(RefusalOf(Command() + wrong + Arguments{"x.png"}),
+              "dirty_seg: error: " + wrong[0] + ": " + wrong[1] +
+                  " is not a number from 0 to 1; 'dirty_seg detect --help' shows the usage\n");
+  }
+  EXPECT_EQ(RefusalOf(Command() + Arguments{"--max-det", "0", "x.png"}),
+            "dirty_seg: error: --max-det: 0 is not a whole number from 1 to 100000; 'dirty_seg "
+            "detect --help' shows the usage\n");
+}
+
 }  // namespace
 }  // namespace dirty_seg

@@ -139,10 +139,11 @@ TEST_F(Start, RefusesANetworksNameThatYamlCannotHold) {
 }
 
 TEST_F(Start, SaysInAHostFileTooWhereThresholdsAreSet) {
-  const std::string host = folder_.Write("h.yaml", "model: x\nconfig: y\nconf: 0.3\n");
-  EXPECT_THAT(ErrorsOf({"detect", "--host", host, "a.png"}),
-              HasSubstr("line 3: conf is not an option: the file that --config names sets this, as "
-                        "postprocess.score_threshold"));
+  const std::string host = folder_.Write("h.yaml", "model: x\nconfig: y\nconf-thres: 0.3\n");
+  EXPECT_THAT(
+      ErrorsOf({"detect", "--host", host, "a.png"}),
+      HasSubstr("line 3: conf-thres is not an option: the file that --config names sets this, as "
+                "postprocess.score_threshold"));
 }
 
 // Held against the network that the host file beside it names.

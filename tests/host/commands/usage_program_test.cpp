@@ -113,18 +113,19 @@ TEST(Usage, SendsAnOptionBehindItsCommand) {
 }
 
 TEST(Usage, SaysWhereThresholdsAreSet) {
-  const auto answer = [](const std::string& option) {
+  const auto answer = [](const std::string& option, const std::string& command = "bench") {
     const ProgramResult result =
-        RunProgram({"detect", "--model", "m", "--config", "c", option, "0.5", "x.png"});
+        RunProgram({command, "--model", "m", "--config", "c", option, "0.5", "x.png"});
     EXPECT_EQ(result.status, 2);
     return result.errors;
   };
   const std::string in_file =
       " is not an option: the file that --config names sets this, as postprocess.";
   EXPECT_EQ(answer("--conf"), "dirty_seg: error: --conf" + in_file +
-                                  "score_threshold; 'dirty_seg detect --help' shows the usage\n");
+                                  "score_threshold; 'dirty_seg bench --help' shows the usage\n");
   EXPECT_THAT(answer("--conf=0.5"), HasSubstr("error: --conf" + in_file + "score_threshold;"));
   EXPECT_THAT(answer("--iou"), HasSubstr("error: --iou" + in_file + "iou_threshold;"));
+  EXPECT_THAT(answer("--conf-thres", "detect"), HasSubstr(in_file + "score_threshold;"));
   EXPECT_THAT(answer("--max_det"), HasSubstr("error: --max_det" + in_file + "max_detections;"));
   EXPECT_THAT(answer("--mask-threshold"), HasSubstr(in_file + "mask_threshold;"));
   EXPECT_THAT(answer("--classes"),

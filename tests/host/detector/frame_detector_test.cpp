@@ -218,6 +218,9 @@ TEST_F(FrameDetectorTest, RefusesAPostprocessKeyWithTheFilesNames) {
   EXPECT_EQ(test::RejectionOf<SetupError>([&] { FrameDetector(config, log); }),
             "'" + model + "' with '" + config.yaml_config_path +
                 "': postprocess.score_threshold in line 2 is '2'; expected a number from 0 to 1");
+  EXPECT_THAT(
+      test::RejectionOf<SetupError>([&] { FrameDetector(config, log, std::nullopt, "mine.yaml"); }),
+      testing::StartsWith("'" + model + "' with 'mine.yaml': postprocess"));
 }
 
 TEST_F(FrameDetectorTest, RefusesANetworkThatDoesNotLoad) {

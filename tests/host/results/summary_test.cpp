@@ -17,10 +17,10 @@ FrameRecord MakeRecord(const std::vector<int>& labels, double inference_ms) {
   return record;
 }
 
-Summary MakeSummary() { return Summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", ""}); }
+Summary MakeSummary() { return Summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "", {}}); }
 
 TEST(Summary, HasItsKeysInOrder) {
-  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx"});
+  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}});
   FrameRecord record = MakeRecord({3, 19, 3}, 2.0);
   record.read_ms = 1.0;
   record.outcome.total_ms = 4.0;
@@ -42,7 +42,9 @@ TEST(Summary, HasItsKeysInOrder) {
   EXPECT_EQ(summary.ToJson(kLabels, end)
                 .dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace),
             "{\"schema_version\":1,\"program\":\"dirty_seg 9.8.7\",\"model\":\"seg.onnx\","
-            "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\",\"inputs\":2,"
+            "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\","
+            "\"thresholds\":{\"score_threshold\":0.25,\"iou_threshold\":0.7,"
+            "\"max_detections\":300,\"class_agnostic\":false,\"mask_threshold\":0.5},\"inputs\":2,"
             "\"inputs_total\":5,\"frames\":1,\"failed\":1,\"failures\":["
             "{\"source\":\"a.png\",\"cause\":\"is cut short\"},"
             "{\"source\":\"b\\ufffd.mp4\",\"source_bytes\":\"Yv8ubXA0\",\"frame\":7,"
@@ -55,7 +57,7 @@ TEST(Summary, HasItsKeysInOrder) {
 }
 
 TEST(Summary, CountsWhatWasConfirmedBesideItsLabel) {
-  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx"});
+  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}});
   EXPECT_EQ(summary.ToJson(kLabels, {})["confirmed_faeces"], 0);
   FrameRecord record = MakeRecord({19, 19, 3}, 2.0);
   record.outcome.fece_candidates = {{1, FeceVerdict::kConfirmed, 0.75F},

@@ -1,0 +1,70 @@
+#include "config/effective_config.h"
+
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <yaml-cpp/yaml.h>
+
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "base/errors.h"
+#include "files/yaml_file.h"
+
+namespace dirty_seg {
+namespace {
+
+template <typename Value>
+void Put(const std::optional<Value>& value, const char* key, YAML::Node& root) {
+  // The text that reads back as the same number.
+  if (value) root["postprocess"][key] = fmt::format("{}", *value);
+}
+
+[[noreturn]] void FailToHold(const std::string& path) {
+  throw SetupError(fmt::format("'{}': cannot be held in memory with other thresholds: {}", path,
+                               std::generic_category().message(errno)));
+}
+
+// The descriptor of a file in memory.
+int HoldInMemory(std::string_view text, const std::string& path) {
+  const int file = memfd_create("configuration", MFD_CLOEXEC);
+  if (file < 0) FailToHold(path);
+  while (!text.empty()) {
+    const ssize_t written = write(file, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) {
+      const int cause = errno;
+      close(file);
+      errno = cause;
+      FailToHold(path);
+    }
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return file;
+}
+
+}  // namespace
+
+EffectiveConfig::EffectiveConfig(const std::string& path, const Thresholds& thresholds)
+    : path_(path) {
+  YAML::Node root = LoadYaml(path);
+  Put(thresholds.score, "score_threshold", root);
+  Put(thresholds.iou, "iou_threshold", root);
+  Put(thresholds.max_detections, "max_detections", root);
+  Put(thresholds.mask, "mask_threshold", root);
+  std::vector<nuvik::model::PostprocessProblem> problems;
+  options_ = nuvik::model::ReadPostprocessOptions(root, problems);
+  if (thresholds.empty()) return;
+  YAML::Emitter emitter;
+  emitter << root;
+  file_ = HoldInMemory(emitter.c_str(), path);
+  path_ = fmt::format("/proc/self/fd/{}", file_);
+}
+
+EffectiveConfig::~EffectiveConfig() {
+  if (file_ >= 0) close(file_);
+}
+
+}  // namespace dirty_seg
