@@ -8,10 +8,10 @@
 
 namespace nuvik::model {
 
-/// While one of these lives, it keeps what `Yolov8Postprocess::PostProcess` finds on the thread that
-/// made it: a detector's record unites the masks of a label, so those of single objects are known
-/// nowhere else. Of several on a thread, the youngest keeps. Made, used and destroyed by one thread,
-/// in the order of a stack.
+/// While one of these lives, it keeps what `Yolov8Postprocess::PostProcess` finds on the thread
+/// that made it: a detector's record unites the masks of a label, so those of single objects are
+/// known nowhere else. Of several on a thread, the youngest keeps. Made, used and destroyed by one
+/// thread, in the order of a stack.
 ///
 /// An engine of another make does not have this class: the detector does without it.
 class NUVIK_EXPORT DecodedObjects {

@@ -13,8 +13,8 @@ INTERFACE, LIBRARIES, HOST = ROOT / "include", ROOT / "src", ROOT / "apps" / "di
 
 # The host program's folders, from the top floor down.
 ROOMS = (
-    "commands command_line run bench report compare tensors forms results drawing things detector config"
-    " networks frames files media console base"
+    "commands command_line run bench report compare tensors forms results drawing things detector"
+    " config networks frames files media console base"
 ).split()
 
 # What each folder of the libraries may know beside itself and the interface.

@@ -87,6 +87,7 @@ std::vector<std::vector<std::size_t>> GroupParts(const std::vector<Part>& parts,
   std::map<std::size_t, std::vector<std::size_t>> members;
   for (std::size_t i = 0; i < parts.size(); ++i) members[groups.Leader(i)].push_back(i);
   std::vector<std::vector<std::size_t>> all;
+  all.reserve(members.size());
   for (auto& [leader, group] : members) all.push_back(std::move(group));
   return all;
 }
