@@ -21,6 +21,7 @@ readonly DEVELOPER_PACKAGES=(
   git libclang-rt-14-dev lld make shellcheck systemd valgrind xz-utils zsh
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
   python3-jsonschema python3-numpy python3-onnx python3-opencv python3-selenium python3-torch
+  python3-yaml
 )
 # To make Debian packages and try them; without root, uidmap lets mmdebstrap make its folder.
 readonly PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap uidmap)
