@@ -86,7 +86,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/packaging/d
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT notices)
 
 # The host program and its media library, its page, what shells complete its words with, a
-# configuration to start from, and what it takes to try it.
+# configuration to start from, the schemas of what it reads and writes, and what it takes to try it.
 if(NOT DIRTY_SEG_ENGINE_LIBRARY)
   install(TARGETS dirty_seg COMPONENT tools)
   install(TARGETS dirty_seg_media
@@ -108,6 +108,11 @@ if(NOT DIRTY_SEG_ENGINE_LIBRARY)
   endforeach()
   install(FILES "${PROJECT_SOURCE_DIR}/packaging/sample.yaml"
     DESTINATION "${data_dir}" COMPONENT tools)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/schema" DESTINATION "${data_dir}" COMPONENT tools)
+  file(RELATIVE_PATH bin_to_schemas "/${CMAKE_INSTALL_BINDIR}" "/${data_dir}/schema")
+  set_source_files_properties("${PROJECT_SOURCE_DIR}/apps/dirty_seg/files/editor_line.cpp"
+    TARGET_DIRECTORY dirty_seg_host
+    PROPERTIES COMPILE_DEFINITIONS DIRTY_SEG_BIN_TO_SCHEMAS="${bin_to_schemas}")
   install(FILES
     "${PROJECT_SOURCE_DIR}/models/dirt-seg.onnx" "${PROJECT_SOURCE_DIR}/models/fece-check.onnx"
     "${PROJECT_SOURCE_DIR}/models/frames/planks.jpg"

@@ -62,7 +62,7 @@ string(CONCAT CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
   "${CPACK_DEBIAN_DETECTOR_PACKAGE_NAME} (= ${version}), libtessmar-ai-engine (= ${version})")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "program that finds dirty regions in pictures
 dirty_seg runs the detector on pictures and writes what it found as JSON
-lines, masks and overlays. With a sample configuration and a demo in
+lines, masks and overlays. With a sample configuration, schemas and a demo in
 /usr/share/dirty_seg.")
 
 # Control files: the loader's cache is renewed, and others learn which package a SONAME means.

@@ -1,7 +1,8 @@
 #!/bin/bash
 # Usage: program_test.sh PREFIX
 # Fails unless the installed program, with the sample configuration, finds on the demo's frame what
-# found.txt lists, says so where its media library is missing, and its man page has the commands and options of its help, all and no other.
+# found.txt lists, says so where its media library is missing, writes files to start from that name
+# the installed schemas, and its man page has the commands and options of its help, all and no other.
 # EMULATOR in the environment stands before the program.
 set -euo pipefail
 prefix=$1
@@ -35,6 +36,15 @@ words=$(${EMULATOR-} "$work/bin/dirty_seg" check sample.yaml --frame demo/planks
   echo "program: without its media library, it says '$words' with exit status $status"
   exit 1
 }
+
+"${program[@]}" init demo/dirt-seg.onnx --output "$work/made" 2>/dev/null
+for name in config host; do
+  schema=$(sed -n '1s|^# yaml-language-server: [$]schema=file://||p' "$work/made/$name.yaml")
+  [[ -f $schema && $schema -ef schema/$name.schema.json ]] || {
+    echo "program: init's $name.yaml names the schema '$schema'"
+    exit 1
+  }
+done
 
 help() { "${program[@]}" "$@" --help; }
 commands=$(help | sed -n '/^Subcommands:/,$s/^  \([a-z-]*\) .*/\1/p')

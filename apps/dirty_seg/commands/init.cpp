@@ -15,6 +15,7 @@
 #include "commands/options.h"
 #include "config/patch_fit.h"
 #include "console/messages.h"
+#include "files/editor_line.h"
 #include "files/output_file.h"
 #include "networks/network_report.h"
 #include "networks/networks.h"
@@ -205,6 +206,7 @@ Command AddInit(Program& program, InitOptions& options) {
   command.AddOption("--output", &options.output, "Output folder (default .)").TypeName("DIR");
   command.AddFlag("--overwrite", &options.overwrite, "Replace existing files");
   command.Footer(
+      "By their first line, editors with a YAML language server complete the files.\n"
       "Example:\n"
       "  dirty_seg init seg.onnx fece.onnx --fece-class-ids 0,3\n"
       "  dirty_seg detect --host host.yaml --save photographs");
@@ -225,8 +227,8 @@ int RunInit(const InitOptions& options) {
   const StarterNetworks networks = Describe(options, report);
   MakeFolder(options);
   const fs::path folder(options.output);
-  Write(folder, StarterHost(networks, kConfigName),
-        StarterConfig(patches, "a grid of " + GridText(grid)));
+  Write(folder, EditorLine("host") + StarterHost(networks, kConfigName),
+        EditorLine("config") + StarterConfig(patches, "a grid of " + GridText(grid)));
   PrintClasses(options, networks);
   WarnOfShrinking(patches.at(0).size(), report.head->input_side);
   const std::string host = (folder / kHostName).lexically_normal().string();

@@ -20,10 +20,12 @@ import json
 import os
 import random
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
+import urllib.parse
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
@@ -41,6 +43,7 @@ CORE_SCALARS = (
     (r"[-+]?\.(inf|Inf|INF)", lambda text: float(text.replace(".", "", 1))),
 )
 
+SCHEMAS = ("config", "host")
 PATCH = "patch: {enable: true, patches: [[0, 0, 640, 540]]}\n"
 
 
@@ -253,6 +256,34 @@ class ConfigTest(WrittenFiles):
             as_editors_see_it(config)["postprocess"],
         )
         self.assertEqual(faults(schema_of("host"), (self.folder / "host.yaml").read_text()), [])
+
+
+class InstalledTest(WrittenFiles):
+    """What `init` writes for editors, by a program with the schemas beside it or without."""
+
+    def first_lines(self, program: Path) -> dict[str, str]:
+        made = self.folder / "made"
+        arguments = [program, "init", NETWORK, "--overwrite", "--output", made]
+        subprocess.run(arguments, check=True, capture_output=True)
+        return {name: (made / f"{name}.yaml").read_text().split("\n")[0] for name in SCHEMAS}
+
+    def test_names_the_schemas_beside_the_program(self) -> None:
+        root = self.folder / "a tree, m\xf6ved"
+        (root / "bin").mkdir(parents=True)
+        program = shutil.copy(PROGRAM, root / "bin")
+        shutil.copytree(REPOSITORY / "docs/schema", root / "share/dirty_seg/schema")
+        self.folder.joinpath("link").symlink_to(program)
+        for started in (program, self.folder / "link"):
+            for name, line in self.first_lines(started).items():
+                with self.subTest(name, started=started):
+                    match = re.fullmatch(r"# yaml-language-server: \$schema=file://(\S+)", line)
+                    self.assertIsNotNone(match, line)
+                    path = Path(urllib.parse.unquote(match[1]))
+                    self.assertEqual(path, root / f"share/dirty_seg/schema/{name}.schema.json")
+
+    def test_names_none_where_they_are_not_installed(self) -> None:
+        for line in self.first_lines(PROGRAM).values():
+            self.assertNotIn("schema", line)
 
 
 def generated_config(source: random.Random) -> str:
