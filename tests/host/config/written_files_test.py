@@ -205,6 +205,7 @@ class ConfigTest(WrittenFiles):
             "an overlap below 0": PATCH + "postprocess: {iou_threshold: -1}\n",
             "an overlap in per cent": PATCH + "postprocess: {iou_threshold: 70}\n",
             "an endless overlap": PATCH + "postprocess: {iou_threshold: .inf}\n",
+            "a mask below 0": PATCH + "postprocess: {mask_threshold: -0.01}\n",
             "a mask above 1": PATCH + "postprocess: {mask_threshold: 1.5}\n",
             "a mask as a mapping": PATCH + "postprocess: {mask_threshold: {}}\n",
             "no detection": PATCH + "postprocess: {max_detections: 0}\n",
