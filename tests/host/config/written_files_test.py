@@ -441,8 +441,6 @@ class HostTest(WrittenFiles):
                 "an unknown command": "detcet: {threads: 1}\n",
                 "another command's option": "env: {model: seg.onnx}\n",
                 "an option of a command without any": "help: {threads: 1}\n",
-                "a command with a value": "detect: 3\n",
-                "a command with a list": "detect: [threads]\n",
                 "a configuration": PATCH,
                 "its thresholds": "postprocess: {score_threshold: 0.5}\n",
                 "one of its thresholds": "score_threshold: 0.5\n",
@@ -474,6 +472,10 @@ class HostTest(WrittenFiles):
             },
         )
 
+    def test_both_refuse_a_command_without_options_below_it(self) -> None:
+        self.assert_table(False, {name: f"{name}: 3\n" for name in self.options})
+        self.assert_table(False, {name: f"{name}: [threads]\n" for name in self.options})
+
     # Each command by itself, so that its own bounds are seen.
     def test_both_say_the_same_of_every_option(self) -> None:
         cases = [
@@ -491,11 +493,15 @@ class HostTest(WrittenFiles):
             with self.subTest(text):
                 future.result()
 
-    def values(self, command: str, option: str) -> list[str]:
-        """Both sides of each bound, or else a value of each kind."""
+    def definition(self, command: str, option: str) -> dict:
         schema = self.schema["properties"][command]["properties"][option]
         while "$ref" in schema:
             schema = self.schema["definitions"][schema["$ref"].rpartition("/")[2]]
+        return schema
+
+    def values(self, command: str, option: str) -> list[str]:
+        """Both sides of each bound, or else a value of each kind."""
+        schema = self.definition(command, option)
         values = ["word", "[a, b]", "-1", "10000000000"]
         bounds = [schema[name] for name in ("minimum", "maximum") if name in schema]
         for bound in bounds:
@@ -503,6 +509,21 @@ class HostTest(WrittenFiles):
             step = 1 if schema["type"] == "integer" else max(0.01, bound / 100)
             values += [str(bound - step), str(bound), str(bound + step)]
         return values + ([] if bounds else ["yes", *schema.get("enum", [])])
+
+    def test_has_the_defaults_of_the_help(self) -> None:
+        compared = 0
+        for command, options in self.options.items():
+            # An option, or several that share their words, with the lines up to the next.
+            for words in re.split(r"^(?=  -)", run(command, "--help").stdout, flags=re.MULTILINE):
+                named = options.intersection(re.findall(r"(?:^ |, |  )--([a-z-]+)", words))
+                said = re.findall(r"[Dd]efault (\d+(?:\.\d+)?|scale|text)", words)
+                known = [self.definition(command, option) for option in named]
+                defaults = [str(each["default"]) for each in known if "default" in each]
+                if len(named) == 1 or said:
+                    with self.subTest(command, options=named):
+                        self.assertEqual(sorted(defaults), sorted(said))
+                    compared += len(said)
+        self.assertGreater(compared, 10)
 
     def test_descriptions_name_the_bounds_and_the_default(self) -> None:
         definitions = [*self.schema["definitions"].values()]
