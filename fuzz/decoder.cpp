@@ -90,6 +90,8 @@ YAML::Node TakeOptions(Input& input) {
   options["mask_threshold"] = input.TakeFrom(0, 100) / 100.0;
   options["max_detections"] = input.TakeFrom(1, 3);
   options["class_agnostic"] = input.TakeBool();
+  if (input.TakeBool()) options["score_thresholds"][1] = input.TakeFrom(0, 100) / 100.0;
+  if (input.TakeBool()) options["classes"].push_back(input.TakeFrom(0, 2));
   return root;
 }
 
@@ -121,8 +123,17 @@ bool TakeBuffers(Input& input, const AIEngineConfig& config, Buffers& buffers) {
   return true;
 }
 
-void CheckObject(const Object& object, float score_threshold) {
-  Require(std::isfinite(object.score) && object.score > score_threshold, "the score is above");
+float ThresholdOf(int label, const YAML::Node& options) {
+  const YAML::Node own = options["score_thresholds"];
+  const bool has_own = label == 1 && own.IsDefined();
+  return (has_own ? own[1] : options["score_threshold"]).as<float>();
+}
+
+void CheckObject(const Object& object, const YAML::Node& options) {
+  Require(std::isfinite(object.score) && object.score > ThresholdOf(object.label, options),
+          "the score is above");
+  const YAML::Node classes = options["classes"];
+  Require(!classes.IsDefined() || classes[0].as<int>() == object.label, "the class is looked for");
   Require(object.x >= 0.0F && object.y >= 0.0F && object.width > 0.0F && object.height > 0.0F &&
               std::isfinite(object.x + object.width) && std::isfinite(object.y + object.height),
           "the box is finite and has an area");
@@ -154,7 +165,7 @@ void Decode(Yolov8Postprocess& postprocess, const YAML::Node& options, Buffers& 
   for (const std::vector<Object>& list : objects) {
     Require(list.size() <= options["max_detections"].as<std::size_t>(), "the list is limited");
     for (std::size_t i = 0; i < list.size(); ++i) {
-      CheckObject(list[i], options["score_threshold"].as<float>());
+      CheckObject(list[i], options);
       Require(i == 0 || list[i - 1].score >= list[i].score, "the best comes first");
     }
   }

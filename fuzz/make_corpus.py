@@ -68,10 +68,16 @@ def run_length_seeds() -> None:
     Bytes().byte(0).int(2 + 200, 2 + 200).text(b"PRk0").save("run_length", "text_short")
 
 
-def decoder_head(classes: int, coefficients: int, anchor_major: int, kind: int) -> Bytes:
+def decoder_head(
+    classes: int,
+    coefficients: int,
+    anchor_major: int,
+    kind: int,
+    class_options: tuple[int, ...] = (0, 0),
+) -> Bytes:
     """One slot at 32 x 32 with 21 anchors, prototypes at 8 x 8."""
     seed = Bytes().byte(0, 0, 4 + classes + coefficients, coefficients, 2, anchor_major)
-    return seed.byte(kind, kind, 0, 0).byte(25, 70, 50, 2, 0)
+    return seed.byte(kind, kind, 0, 0).byte(25, 70, 50, 2, 0).byte(*class_options)
 
 
 def decoder_tensors(seed: Bytes, anchor_major: int, channels: int) -> Bytes:
@@ -89,6 +95,8 @@ def decoder_seeds() -> None:
     for anchor_major in (0, 1):
         seed = decoder_head(2, 3, anchor_major, 2).byte(0, 0)  # no patch: the whole frame
         decoder_tensors(seed, anchor_major, 9).save("decoder", f"one_box_{anchor_major}")
+    seed = decoder_head(2, 3, 0, 2, class_options=(1, 95, 1, 0)).byte(0, 0)  # class 1 at 0.95; [0]
+    decoder_tensors(seed, 0, 9).save("decoder", "class_options")
     seed = decoder_head(1, 1, 0, 2).byte(1).byte(0, 200, 0, 100).short(1800, 1000).byte(1)
     decoder_tensors(seed, 0, 6).save("decoder", "clipped_patch")
     # float16 tensors of 1.0 everywhere.

@@ -27,7 +27,8 @@ struct Object {
   float height = 0.0F;
   /// Class id, from 0.
   std::int32_t label = 0;
-  /// Confidence, as the network gave it: above the score threshold, at most 1 for a usual network.
+  /// Confidence, as the network gave it: above the score threshold of its class, at most 1 for a
+  /// usual network.
   float score = 0.0F;
   /// Instance mask as large as the patch, CV_8UC1, 255 inside and 0 outside. May be empty for
   /// records that another decoder made. Read only: the bundled decoder takes the memory back for a
@@ -60,6 +61,13 @@ class NUVIK_EXPORT Yolov8Postprocess {
   ///   max_detections   300    in [1, 100000]: per patch, best first
   ///   class_agnostic   false  true: boxes suppress each other across classes
   ///   mask_threshold   0.5    in [0, 1]: a pixel is mask when its probability is greater
+  ///   score_thresholds {}     class id to a number in [0, 1], over score_threshold for that class
+  ///   classes          all    class ids: keep candidates of these classes only
+  ///
+  /// A candidate is an anchor with its best class, and stands or falls with that one: where its
+  /// score does not exceed its class's threshold, or its class is not among `classes`, no other
+  /// class of the anchor takes its place. What falls here suppresses nothing. A class id that the
+  /// network does not have has no effect.
   ///
   /// `config` gives the shapes and types of the network's one input and of its outputs.
   /// `patch_sizes` holds width and height of each predefined patch in configuration order; their

@@ -18,14 +18,15 @@ struct Marks {
   bool are_scores_finite = true;
 };
 
-// Marks the anchors with a score greater than `threshold`. Reads each class plane once, from its
-// first score to its last, and looks closer only in runs with such a score.
-Marks MarkAnchors(const Predictions& predictions, float threshold) {
+// Marks the anchors with a score greater than its class's threshold. Reads each class plane once,
+// from its first score to its last, and looks closer only in runs with such a score.
+Marks MarkAnchors(const Predictions& predictions, const std::vector<float>& thresholds) {
   const int anchors = predictions.anchors;
   Marks marks;
   marks.words.resize(static_cast<std::size_t>((anchors + kScoresInWord - 1) / kScoresInWord));
   for (int c = 0; c < predictions.classes; ++c) {
     const float* scores = &predictions.at(kFirstScore + c, 0);
+    const float threshold = thresholds[static_cast<std::size_t>(c)];
     for (int run = NextRunAbove(scores, 0, anchors, threshold); run < anchors;
          run = NextRunAbove(scores, run + kScoresInRun, anchors, threshold)) {
       const int count = std::min(kScoresInRun, anchors - run);
@@ -91,11 +92,12 @@ bool Overlaps(const Candidate& a, const Candidate& b, float iou_threshold) {
 
 // Appends the anchor's best detection, unless one of its numbers forbids it. Returns whether all
 // that were looked at are finite.
-bool AddIfSound(const Predictions& predictions, int anchor, float threshold,
+bool AddIfSound(const Predictions& predictions, int anchor, const std::vector<float>& thresholds,
                 std::vector<Candidate>& candidates) {
   Candidate candidate{};
   candidate.anchor = anchor;
   const bool are_scores_finite = SetClass(predictions, candidate);
+  const float threshold = thresholds[static_cast<std::size_t>(candidate.label)];
   if (!(candidate.score > threshold)) return are_scores_finite;
   SetBox(predictions, candidate);
   if (!IsBoxFinite(candidate) || !AreCoefficientsFinite(predictions, anchor)) return false;
@@ -105,24 +107,25 @@ bool AddIfSound(const Predictions& predictions, int anchor, float threshold,
 
 }  // namespace
 
-bool FindCandidates(const Predictions& predictions, float threshold,
+bool FindCandidates(const Predictions& predictions, const std::vector<float>& thresholds,
                     std::vector<Candidate>& candidates) {
   bool are_finite = true;
   if (predictions.anchor_step != 1) {
+    const float least = *std::min_element(thresholds.begin(), thresholds.end());
     for (int anchor = 0; anchor < predictions.anchors; ++anchor) {
       const float* scores = &predictions.at(kFirstScore, anchor);
-      if (AreAtMost(scores, predictions.classes, threshold)) continue;
-      are_finite &= AddIfSound(predictions, anchor, threshold, candidates);
+      if (AreAtMost(scores, predictions.classes, least)) continue;
+      are_finite &= AddIfSound(predictions, anchor, thresholds, candidates);
     }
     return are_finite;
   }
-  const Marks marks = MarkAnchors(predictions, threshold);
+  const Marks marks = MarkAnchors(predictions, thresholds);
   are_finite = marks.are_scores_finite;
   for (std::size_t word = 0; word < marks.words.size(); ++word) {
     int anchor = static_cast<int>(word) * kScoresInWord;
     for (std::uint64_t rest = marks.words[word]; rest != 0; rest >>= 1, ++anchor) {
       if ((rest & 1) == 0) continue;
-      are_finite &= AddIfSound(predictions, anchor, threshold, candidates);
+      are_finite &= AddIfSound(predictions, anchor, thresholds, candidates);
     }
   }
   return are_finite;

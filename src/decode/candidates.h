@@ -33,12 +33,14 @@ struct Candidate {
   int anchor;
 };
 
-/// Appends the anchors whose best class score is greater than `threshold`, in anchor order. The
-/// lowest class wins a tie. A score that is not finite counts as none; an anchor whose box or
-/// coefficients are not finite is left out. Returns whether all that it looked at is finite:
-/// the scores (one that is minus infinity may pass, as any low one), and the boxes and coefficients
-/// of anchors with a score above the threshold.
-bool FindCandidates(const Predictions& predictions, float threshold,
+/// Appends the anchors whose best class score is greater than the threshold of that class, in
+/// anchor order. Another class never takes its place, even one that is above a lower threshold of
+/// its own. `thresholds` has one for each class; infinity leaves a class out. The lowest class wins
+/// a tie. A score that is not finite counts as none; an anchor whose box or coefficients are not
+/// finite is left out. Returns whether all that it looked at is finite: the scores (minus infinity
+/// may pass, as any low one, and infinity in a class that is left out), and the boxes and
+/// coefficients of anchors whose best score is above its threshold.
+bool FindCandidates(const Predictions& predictions, const std::vector<float>& thresholds,
                     std::vector<Candidate>& candidates);
 
 /// Sorts by score, best first and equal scores in anchor order, and keeps at most `limit` of those

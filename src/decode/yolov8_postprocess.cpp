@@ -210,6 +210,7 @@ class Yolov8Postprocess::Impl {
       : options_(ReadRunOptions(root)),
         head_(ReadSegmentationHead(config)),
         slots_(MakeSlots(PlacePatches(ReadPatchList(root), patch_sizes), head_)),
+        thresholds_(ClassThresholds(options_, head_.classes)),
         mask_logit_(Logit(options_.mask_threshold)),
         predictions_(head_.predictions, head_.predictions_type,
                      Product(head_.channels(), head_.anchors), head_.batch),
@@ -264,8 +265,7 @@ class Yolov8Postprocess::Impl {
     const Predictions predictions = ReadPredictions(slot);
     const PatchGeometry& geometry = slots_[slot];
     candidates_.clear();
-    const bool are_predictions_finite =
-        FindCandidates(predictions, options_.score_threshold, candidates_);
+    const bool are_predictions_finite = FindCandidates(predictions, thresholds_, candidates_);
     // What lies in the border around the patch is not a detection and suppresses none.
     const auto is_outside = [&](const Candidate& candidate) {
       return Clip(candidate, geometry).IsEmpty();
@@ -310,6 +310,7 @@ class Yolov8Postprocess::Impl {
   PostprocessOptions options_;
   SegmentationHead head_;
   std::vector<PatchGeometry> slots_;
+  std::vector<float> thresholds_;  // of the classes
   float mask_logit_;
   TensorReader predictions_;
   TensorReader prototypes_;

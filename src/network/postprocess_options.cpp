@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 #include <variant>
 
 namespace nuvik::model {
@@ -11,7 +12,7 @@ constexpr int kMaxDetections = 100000;
 
 std::string ValueText(const YAML::Node& node) {
   if (node.IsScalar()) return "'" + node.Scalar() + "'";
-  if (node.IsSequence()) return "a sequence";
+  if (node.IsSequence()) return node.size() == 0 ? "an empty sequence" : "a sequence";
   return node.IsMap() ? "a mapping" : "nothing";
 }
 
@@ -25,7 +26,14 @@ std::string Text(Value value) {
 template <typename Value>
 PostprocessKey MakeKey(const char* name, const std::string& expected,
                        Value PostprocessOptions::*member, const char* meaning) {
-  return {name, expected, Text(PostprocessOptions{}.*member), meaning, member};
+  return {name, expected, Text(PostprocessOptions{}.*member), meaning, member, ""};
+}
+
+// One that is left out by default.
+template <typename Value>
+PostprocessKey MakeOptionalKey(const char* name, const char* expected, const char* example,
+                               Value PostprocessOptions::*member, const char* meaning) {
+  return {name, std::string(expected) + ", as " + example, "", meaning, member, example};
 }
 
 // What a key permits, by its type.
@@ -35,6 +43,11 @@ std::string Count() { return "an integer from 1 to " + std::to_string(kMaxDetect
 bool IsPermitted(int value) { return value >= 1 && value <= kMaxDetections; }
 constexpr const char* kSwitch = "true or false";
 bool IsPermitted(bool /*value*/) { return true; }
+constexpr const char* kClassId = "a class id, an integer from 0";
+
+bool ReadClassId(const YAML::Node& node, int& id) {
+  return node.IsScalar() && YAML::convert<int>::decode(node, id) && id >= 0;
+}
 
 std::vector<PostprocessKey> MakeKeys() {
   using Options = PostprocessOptions;
@@ -48,6 +61,11 @@ std::vector<PostprocessKey> MakeKeys() {
               "true: boxes suppress each other across classes"),
       MakeKey("mask_threshold", kFraction, &Options::mask_threshold,
               "a pixel is mask when its probability is greater"),
+      MakeOptionalKey("score_thresholds", "a mapping of class ids to numbers from 0 to 1",
+                      "{3: 0.4}", &Options::score_thresholds,
+                      "over score_threshold, for candidates of these classes"),
+      MakeOptionalKey("classes", "a sequence of class ids", "[0, 3]", &Options::classes,
+                      "keep candidates of these classes only"),
   };
 }
 
@@ -67,11 +85,7 @@ class OptionsReader {
   void Read(const PostprocessKey& key, PostprocessOptions& options) {
     const YAML::Node node = mapping_[key.name];
     if (!node.IsDefined()) return;
-    const bool is_read = std::visit(
-        [&](const auto member) { return ReadPermitted(node, options.*member); }, key.member);
-    if (is_read) return;
-    problems_.push_back(
-        {"postprocess." + key.name, node.Mark(), "is " + ValueText(node), key.expected});
+    std::visit([&](const auto member) { ReadValue(key, node, options.*member); }, key.member);
   }
 
   void NoteUnknownKeys() {
@@ -84,6 +98,46 @@ class OptionsReader {
   }
 
  private:
+  void Note(const std::string& name, const YAML::Node& node, const std::string& expected) {
+    problems_.push_back({"postprocess." + name, node.Mark(), "is " + ValueText(node), expected});
+  }
+
+  template <typename Value>
+  void ReadValue(const PostprocessKey& key, const YAML::Node& node, Value& value) {
+    if (!ReadPermitted(node, value)) Note(key.name, node, key.expected);
+  }
+
+  // Of a repeated class the first threshold counts, as of any repeated key.
+  void ReadValue(const PostprocessKey& key, const YAML::Node& node, std::map<int, float>& value) {
+    if (!node.IsMap()) return Note(key.name, node, key.expected);
+    const std::size_t problems = problems_.size();
+    std::map<int, float> read;
+    for (const auto& entry : node) {
+      int id = 0;
+      float threshold = 0.0F;
+      if (!ReadClassId(entry.first, id)) {
+        problems_.push_back({"postprocess." + key.name, entry.first.Mark(),
+                             "has the key " + ValueText(entry.first), kClassId});
+      } else if (!ReadPermitted(entry.second, threshold)) {
+        Note(key.name + "." + std::to_string(id), entry.second, kFraction);
+      } else {
+        read.emplace(id, threshold);
+      }
+    }
+    if (problems_.size() == problems) value = std::move(read);
+  }
+
+  void ReadValue(const PostprocessKey& key, const YAML::Node& node, std::vector<int>& value) {
+    if (!node.IsSequence() || node.size() == 0) return Note(key.name, node, key.expected);
+    const std::size_t problems = problems_.size();
+    std::vector<int> read(node.size());
+    for (std::size_t i = 0; i < read.size(); ++i) {
+      if (ReadClassId(node[i], read[i])) continue;
+      Note(key.name + "[" + std::to_string(i) + "]", node[i], kClassId);
+    }
+    if (problems_.size() == problems) value = std::move(read);
+  }
+
   // Not-a-number is not permitted.
   template <typename Value>
   static bool ReadPermitted(const YAML::Node& node, Value& value) {

@@ -3,6 +3,7 @@
 
 #include <yaml-cpp/yaml.h>
 
+#include <map>
 #include <string>
 #include <variant>
 #include <vector>
@@ -16,6 +17,10 @@ struct PostprocessOptions {
   int max_detections = 300;
   bool class_agnostic = false;
   float mask_threshold = 0.5F;
+  /// Class id to its own threshold, over `score_threshold`.
+  std::map<int, float> score_thresholds;
+  /// The class ids that are looked for; empty: every class.
+  std::vector<int> classes;
 };
 
 /// A key of the mapping, in words.
@@ -23,12 +28,15 @@ struct PostprocessKey {
   std::string name;
   /// What is permitted: "a number from 0 to 1".
   std::string expected;
-  /// The default as the file would have it.
+  /// The default as the file would have it; empty where the default is to leave the key out.
   std::string fallback;
   std::string meaning;
   /// Where the value goes.
-  std::variant<float PostprocessOptions::*, int PostprocessOptions::*, bool PostprocessOptions::*>
+  std::variant<float PostprocessOptions::*, int PostprocessOptions::*, bool PostprocessOptions::*,
+               std::map<int, float> PostprocessOptions::*, std::vector<int> PostprocessOptions::*>
       member{};
+  /// A value for a key without a `fallback`.
+  std::string example{};
 };
 
 /// Every key, in the order of the members above.

@@ -48,18 +48,26 @@ class Slot {
   float& Score(int label, int anchor) { return At(4 + label, anchor); }
   float& Coefficient(int k, int anchor) { return At(4 + classes_ + k, anchor); }
 
-  std::vector<Candidate> Find(float threshold) const { return FindIn(values_.data(), threshold); }
+  std::vector<Candidate> Find(float threshold) const { return Find(Uniform(threshold)); }
+
+  std::vector<Candidate> Find(const std::vector<float>& thresholds) const {
+    return FindIn(values_.data(), thresholds);
+  }
 
   // With memory that may not be read right after the last number.
   std::vector<Candidate> FindBeforeAFence(float threshold) const {
     const std::size_t bytes = values_.size() * sizeof(float);
     const FencedMemory memory(bytes, FencedMemory::Flush::kEnd);
     std::memcpy(memory.data(), values_.data(), bytes);
-    return FindIn(reinterpret_cast<const float*>(memory.data()), threshold);
+    return FindIn(reinterpret_cast<const float*>(memory.data()), Uniform(threshold));
   }
 
  private:
-  std::vector<Candidate> FindIn(const float* values, float threshold) const {
+  std::vector<float> Uniform(float threshold) const {
+    return std::vector<float>(static_cast<std::size_t>(classes_), threshold);
+  }
+
+  std::vector<Candidate> FindIn(const float* values, const std::vector<float>& thresholds) const {
     const auto channel_count = static_cast<std::size_t>(channels());
     const auto anchor_count = static_cast<std::size_t>(anchors_);
     const Predictions predictions{values,
@@ -69,7 +77,7 @@ class Slot {
                                   anchor_major_ ? 1 : anchor_count,
                                   anchor_major_ ? channel_count : 1};
     std::vector<Candidate> candidates;
-    FindCandidates(predictions, threshold, candidates);
+    FindCandidates(predictions, thresholds, candidates);
     return candidates;
   }
 
@@ -188,7 +196,7 @@ TEST_P(FindCandidatesIn, AppendsAndKeepsWhatWasThere) {
                                 2,
                                 GetParam().anchor_major ? 1U : 2U,
                                 GetParam().anchor_major ? 6U : 1U};
-  FindCandidates(predictions, 0.25F, candidates);
+  FindCandidates(predictions, {0.25F}, candidates);
   EXPECT_THAT(AnchorsOf(candidates), ElementsAre(77, 1));
 }
 
@@ -339,6 +347,51 @@ TEST_P(FindCandidatesIn, AnAnchorWithACoefficientThatIsNotFiniteIsLeftOut) {
       slot.Coefficient(k, 1) = bad;
       EXPECT_THAT(AnchorsOf(slot.Find(0.25F)), ElementsAre(0, 2)) << bad << " in " << k;
     }
+  }
+}
+
+TEST_P(FindCandidatesIn, EachClassHasItsOwnThreshold) {
+  Slot slot = MakeSlot(3, 1, 6);
+  slot.Score(0, 0) = 0.5F;    // not above 0.5
+  slot.Score(0, 1) = 0.75F;   // above it
+  slot.Score(1, 2) = 0.125F;  // not above 0.125
+  slot.Score(1, 3) = 0.25F;   // above it
+  slot.Score(2, 4) = 0.875F;
+  slot.Score(2, 5) = 1.0F;
+  const std::vector<Candidate> found = slot.Find({0.5F, 0.125F, 0.875F});
+  EXPECT_THAT(AnchorsOf(found), ElementsAre(1, 3, 5));
+  EXPECT_EQ(found[1].label, 1);
+}
+
+TEST_P(FindCandidatesIn, NoOtherClassTakesThePlaceOfTheBestThatFails) {
+  Slot slot = MakeSlot(2, 1, 2);
+  slot.Score(0, 0) = 0.5F;   // the best, not above 0.625
+  slot.Score(1, 0) = 0.25F;  // above 0.125, but not the best
+  slot.Score(0, 1) = 0.5F;
+  slot.Score(1, 1) = 0.5625F;  // the best, and above 0.125
+  const std::vector<Candidate> found = slot.Find({0.625F, 0.125F});
+  ASSERT_THAT(AnchorsOf(found), ElementsAre(1));
+  EXPECT_EQ(found[0].label, 1);
+}
+
+TEST_P(FindCandidatesIn, AnInfiniteThresholdLeavesAClassOut) {
+  Slot slot = MakeSlot(2, 1, 3);
+  slot.Score(0, 0) = 0.75F;
+  slot.Score(1, 1) = kMax;
+  slot.Score(0, 2) = 0.5F;
+  slot.Score(1, 2) = 0.75F;
+  EXPECT_THAT(AnchorsOf(slot.Find({0.25F, kInfinity})), ElementsAre(0));
+  EXPECT_THAT(slot.Find({kInfinity, kInfinity}), IsEmpty());
+}
+
+// A thousand anchors: whole runs and a rest, in which one class is above only its own threshold.
+TEST_P(FindCandidatesIn, ThresholdsOfClassesHoldInEveryRun) {
+  for (const int anchor : {0, 511, 512, 999}) {
+    Slot slot = MakeSlot(3, 1, 1000);
+    for (int each = 0; each < 1000; ++each) slot.Score(0, each) = 0.375F;
+    slot.Score(0, anchor) = 0.0F;
+    slot.Score(2, anchor) = 0.25F;
+    ASSERT_THAT(AnchorsOf(slot.Find({0.5F, 0.5F, 0.125F})), ElementsAre(anchor));
   }
 }
 

@@ -118,6 +118,37 @@ TEST(Decoder, ClipsBoxesToThePatch) {
   EXPECT_EQ(FilledRectangle(objects[1].mask), cv::Rect(54, 0, 10, 8));
 }
 
+// Two boxes on one another: what falls by its class suppresses nothing.
+TEST(Decoder, TakesThresholdsOfClassesBeforeItSuppresses) {
+  SegmentationOutputs outputs = Outputs(Batch(1));
+  outputs.Put(0, 0, {32, 32, 16, 16, 0, 0.75F});
+  outputs.Put(0, 1, {32, 32, 16, 16, 1, 0.5F});
+  const auto found = [&](const std::string& keys) {
+    return LabelsAndScores(DecodeOne(outputs, "{class_agnostic: true" + keys + "}"));
+  };
+  const std::pair<int, float> of_0{0, 0.75F};
+  const std::pair<int, float> of_1{1, 0.5F};
+  EXPECT_THAT(found(""), ElementsAre(of_0));
+  EXPECT_THAT(found(", score_thresholds: {0: 0.75}"), ElementsAre(of_1));
+  EXPECT_THAT(found(", score_thresholds: {0: 0.5, 1: 0.125}"), ElementsAre(of_0));
+  EXPECT_THAT(found(", score_threshold: 0.875, score_thresholds: {1: 0.125}"), ElementsAre(of_1));
+  EXPECT_THAT(found(", score_thresholds: {2: 0, 1000000: 1}"), ElementsAre(of_0));
+}
+
+TEST(Decoder, KeepsTheClassesThatAreLookedFor) {
+  SegmentationOutputs outputs = Outputs(Batch(1));
+  outputs.Put(0, 0, {32, 32, 16, 16, 0, 0.75F});
+  outputs.Put(0, 1, {32, 32, 16, 16, 1, 0.5F});
+  const auto found = [&](const std::string& keys) {
+    return LabelsAndScores(DecodeOne(outputs, "{class_agnostic: true, classes: " + keys + "}"));
+  };
+  EXPECT_THAT(found("[1]"), ElementsAre(std::pair(1, 0.5F)));
+  EXPECT_THAT(found("[0]"), ElementsAre(std::pair(0, 0.75F)));
+  EXPECT_THAT(found("[1, 0, 1]"), ElementsAre(std::pair(0, 0.75F)));
+  EXPECT_THAT(found("[2]"), IsEmpty());
+  EXPECT_THAT(found("[1], score_thresholds: {1: 0.5}"), IsEmpty());
+}
+
 TEST(Decoder, ABoxLargerThanThePatchBecomesThePatch) {
   SegmentationOutputs outputs = Outputs(Batch(1));
   outputs.Put(0, 0, {30, 30, 3e30F, 1e38F, 0, 0.5F});

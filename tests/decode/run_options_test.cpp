@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <yaml-cpp/yaml.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,7 @@ using test::RejectionOf;
 using test::StandardErrorOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
 
 PostprocessOptions Read(const std::string& text) { return ReadRunOptions(YAML::Load(text)); }
 
@@ -27,6 +29,8 @@ void ExpectDefaults(const PostprocessOptions& options) {
   EXPECT_EQ(options.max_detections, 300);
   EXPECT_FALSE(options.class_agnostic);
   EXPECT_EQ(options.mask_threshold, 0.5F);
+  EXPECT_THAT(options.score_thresholds, IsEmpty());
+  EXPECT_THAT(options.classes, IsEmpty());
 }
 
 TEST(PostprocessDefaults, HoldForAFileWithoutTheMapping) {
@@ -49,12 +53,36 @@ TEST(PostprocessDefaults, HoldForARootThatIsNoMapping) {
 TEST(PostprocessValues, AreAllRead) {
   const PostprocessOptions options = Read(
       "postprocess:\n  score_threshold: 0.125\n  iou_threshold: 0.5\n  max_detections: 7\n"
-      "  class_agnostic: true\n  mask_threshold: 0.75\n");
+      "  class_agnostic: true\n  mask_threshold: 0.75\n"
+      "  score_thresholds: {3: 0.25, 0: 1}\n  classes: [3, 0]\n");
   EXPECT_EQ(options.score_threshold, 0.125F);
   EXPECT_EQ(options.iou_threshold, 0.5F);
   EXPECT_EQ(options.max_detections, 7);
   EXPECT_TRUE(options.class_agnostic);
   EXPECT_EQ(options.mask_threshold, 0.75F);
+  EXPECT_THAT(options.score_thresholds, ElementsAre(Pair(0, 1.0F), Pair(3, 0.25F)));
+  EXPECT_THAT(options.classes, ElementsAre(3, 0));
+}
+
+TEST(PostprocessValues, ThresholdsOfNoClassAreNone) {
+  ExpectDefaults(Read("postprocess: {score_thresholds: {}}"));
+}
+
+TEST(PostprocessValues, OfARepeatedClassTheFirstCounts) {
+  EXPECT_THAT(Read("postprocess: {score_thresholds: {1: 0.5, 1: 0.75}}").score_thresholds,
+              ElementsAre(Pair(1, 0.5F)));
+}
+
+TEST(ClassThresholdsOf, TakeTheClassesOwnAndInfinityForThoseNotLookedFor) {
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  EXPECT_THAT(ClassThresholds({}, 3), ElementsAre(0.25F, 0.25F, 0.25F));
+  EXPECT_THAT(ClassThresholds(Read("postprocess: {score_thresholds: {1: 0.5, 3: 1}}"), 3),
+              ElementsAre(0.25F, 0.5F, 0.25F));
+  EXPECT_THAT(ClassThresholds(Read("postprocess: {classes: [2, 7]}"), 3),
+              ElementsAre(kInfinity, kInfinity, 0.25F));
+  EXPECT_THAT(
+      ClassThresholds(Read("postprocess: {score_thresholds: {0: 0, 1: 1}, classes: [1]}"), 2),
+      ElementsAre(kInfinity, 1.0F));
 }
 
 TEST(PostprocessValues, OneKeyLeavesTheOthersAtTheirDefaults) {
@@ -212,6 +240,71 @@ INSTANTIATE_TEST_SUITE_P(
                   "postprocess.class_agnostic in line 2 is a mapping; expected true or false"},
         Rejection{"Null", "postprocess:\n  class_agnostic: null\n",
                   "postprocess.class_agnostic in line 2 is nothing; expected true or false"}),
+    test::CaseName());
+
+INSTANTIATE_TEST_SUITE_P(
+    ScoreThresholds, PostprocessRejection,
+    testing::Values(
+        Rejection{
+            "Number", "postprocess:\n  score_thresholds: 0.4\n",
+            "postprocess.score_thresholds in line 2 is '0.4'; expected a mapping of class ids "
+            "to numbers from 0 to 1, as {3: 0.4}"},
+        Rejection{"Sequence", "postprocess: {score_thresholds: [0.4]}",
+                  "postprocess.score_thresholds in line 1 is a sequence; expected a mapping of "
+                  "class ids to numbers from 0 to 1, as {3: 0.4}"},
+        Rejection{"Null", "postprocess: {score_thresholds: }",
+                  "postprocess.score_thresholds in line 1 is nothing; expected a mapping of class "
+                  "ids to numbers from 0 to 1, as {3: 0.4}"},
+        Rejection{"Name", "postprocess:\n  score_thresholds:\n    person: 0.4\n",
+                  "postprocess.score_thresholds in line 3 has the key 'person'; expected a class "
+                  "id, an integer from 0"},
+        Rejection{"NegativeId", "postprocess: {score_thresholds: {-1: 0.4}}",
+                  "postprocess.score_thresholds in line 1 has the key '-1'; expected a class id, "
+                  "an integer from 0"},
+        Rejection{"FractionOfAnId", "postprocess: {score_thresholds: {1.5: 0.4}}",
+                  "postprocess.score_thresholds in line 1 has the key '1.5'; expected a class id, "
+                  "an integer from 0"},
+        Rejection{"SequenceForAnId", "postprocess: {score_thresholds: {[0, 1]: 0.4}}",
+                  "postprocess.score_thresholds in line 1 has the key a sequence; expected a class "
+                  "id, an integer from 0"},
+        Rejection{"AboveOne", "postprocess:\n  score_thresholds:\n    0: 0.5\n    3: 1.5\n",
+                  "postprocess.score_thresholds.3 in line 4 is '1.5'; expected a number from 0 to "
+                  "1"},
+        Rejection{"Negative", "postprocess: {score_thresholds: {3: -0.1}}",
+                  "postprocess.score_thresholds.3 in line 1 is '-0.1'; expected a number from 0 to "
+                  "1"},
+        Rejection{"NotANumber", "postprocess: {score_thresholds: {3: .nan}}",
+                  "postprocess.score_thresholds.3 in line 1 is '.nan'; expected a number from 0 to "
+                  "1"},
+        Rejection{
+            "NothingForAClass", "postprocess: {score_thresholds: {3: }}",
+            "postprocess.score_thresholds.3 in line 1 is nothing; expected a number from 0 to "
+            "1"}),
+    test::CaseName());
+
+INSTANTIATE_TEST_SUITE_P(
+    Classes, PostprocessRejection,
+    testing::Values(
+        Rejection{"Number", "postprocess:\n  classes: 3\n",
+                  "postprocess.classes in line 2 is '3'; expected a sequence of class ids, as [0, "
+                  "3]"},
+        Rejection{
+            "None", "postprocess: {classes: []}",
+            "postprocess.classes in line 1 is an empty sequence; expected a sequence of class "
+            "ids, as [0, 3]"},
+        Rejection{
+            "Mapping", "postprocess: {classes: {0: 1}}",
+            "postprocess.classes in line 1 is a mapping; expected a sequence of class ids, as "
+            "[0, 3]"},
+        Rejection{"Name", "postprocess:\n  classes:\n    - 0\n    - person\n",
+                  "postprocess.classes[1] in line 4 is 'person'; expected a class id, an integer "
+                  "from 0"},
+        Rejection{"Negative", "postprocess: {classes: [-1]}",
+                  "postprocess.classes[0] in line 1 is '-1'; expected a class id, an integer from "
+                  "0"},
+        Rejection{"Sequence", "postprocess: {classes: [[0]]}",
+                  "postprocess.classes[0] in line 1 is a sequence; expected a class id, an integer "
+                  "from 0"}),
     test::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(

@@ -69,6 +69,7 @@ void CheckOnNetwork(const std::string& model, ConfigCheck& check) {
   const auto head = ReadHead(model, network.config);
   CheckFit(head.input_side, network.takes_any_batch ? std::nullopt : std::optional<int>(head.batch),
            check);
+  CheckClasses(head.classes, check);
 }
 
 ConfigCheck Check(const CheckOptions& options) {

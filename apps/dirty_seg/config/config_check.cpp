@@ -85,9 +85,31 @@ void CheckPatchKeys(const YAML::Node& patch, FileProblems& findings) {
   FindRepeatedKeys(patch, "patch.", findings);
 }
 
-void CheckPostprocess(const YAML::Node& root, FileProblems& findings) {
+// Those that are whole numbers; the others are errors.
+std::vector<ListedClass> ListClasses(const YAML::Node& postprocess) {
+  std::vector<ListedClass> classes;
+  const auto list = [&classes](const YAML::Node& node, const std::string& key) {
+    int id = 0;
+    if (!node.IsScalar() || !YAML::convert<int>::decode(node, id)) return;
+    classes.push_back({id, LineOf(node), "postprocess." + key});
+  };
+  const YAML::Node thresholds = postprocess["score_thresholds"];
+  if (thresholds.IsDefined() && thresholds.IsMap()) {
+    for (const auto& entry : thresholds) list(entry.first, "score_thresholds");
+  }
+  const YAML::Node wanted = postprocess["classes"];
+  if (wanted.IsDefined() && wanted.IsSequence()) {
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      list(wanted[i], fmt::format("classes[{}]", i));
+    }
+  }
+  return classes;
+}
+
+void CheckPostprocess(const YAML::Node& root, ConfigCheck& check) {
+  FileProblems& findings = check.findings;
   std::vector<nuvik::model::PostprocessProblem> problems;
-  nuvik::model::ReadPostprocessOptions(root, problems);
+  check.postprocess = nuvik::model::ReadPostprocessOptions(root, problems);
   const std::string prefix = "postprocess.";
   for (const auto& problem : problems) {
     const Place place{problem.mark.is_null() ? 0 : problem.mark.line + 1, problem.key};
@@ -99,7 +121,13 @@ void CheckPostprocess(const YAML::Node& root, FileProblems& findings) {
   }
   if (!root.IsMap()) return;
   const YAML::Node mapping = root["postprocess"];
-  if (mapping.IsDefined() && mapping.IsMap()) FindRepeatedKeys(mapping, prefix, findings);
+  if (!mapping.IsDefined() || !mapping.IsMap()) return;
+  FindRepeatedKeys(mapping, prefix, findings);
+  const YAML::Node thresholds = mapping["score_thresholds"];
+  if (thresholds.IsDefined() && thresholds.IsMap()) {
+    FindRepeatedKeys(thresholds, prefix + "score_thresholds.", findings);
+  }
+  check.classes = ListClasses(mapping);
 }
 
 // ---- Patches ------------------------------------------------------------------------------------
@@ -219,7 +247,7 @@ ConfigCheck CheckConfig(const std::string& path) {
   CheckRootKeys(root, check.findings);
   check.patches = ReadPatchList(root, check.findings);
   if (root.IsMap()) CheckPatchKeys(root["patch"], check.findings);
-  CheckPostprocess(root, check.findings);
+  CheckPostprocess(root, check);
   std::vector<cv::Rect> rectangles;
   for (const ListedPatch& patch : check.patches) rectangles.push_back(Clipped(patch));
   check.coverage = CoverFrame(rectangles);
@@ -233,6 +261,17 @@ void CheckFit(int side, std::optional<int> batch, ConfigCheck& check) {
   check.side = side;
   const FitLimits limits = LimitsFor(side, batch, check.coverage);
   for (const ListedPatch& patch : check.patches) CheckPatch(patch, side, limits, check.findings);
+  SortByLine(check.findings);
+}
+
+void CheckClasses(int classes, ConfigCheck& check) {
+  for (const ListedClass& listed : check.classes) {
+    if (listed.id < classes) continue;
+    Warn({listed.line, listed.key},
+         fmt::format("{} names class {}: the network has no such class, so it has no effect",
+                     listed.key, listed.id),
+         fmt::format("expected class ids from 0 to {}", classes - 1), check.findings);
+  }
   SortByLine(check.findings);
 }
 

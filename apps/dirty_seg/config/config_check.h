@@ -7,8 +7,16 @@
 
 #include "config/patch_coverage.h"
 #include "config/patches.h"
+#include "network/postprocess_options.h"
 
 namespace dirty_seg {
+
+/// A class id that the file mentions below `postprocess`.
+struct ListedClass {
+  int id = 0;
+  int line = 0;
+  std::string key;  // "postprocess.classes[0]"
+};
 
 struct ConfigCheck {
   /// By line; the file as a whole first.
@@ -17,6 +25,9 @@ struct ConfigCheck {
   std::vector<ListedPatch> patches;
   Coverage coverage;
   int side = 0;  // of the network's input; 0 before CheckFit
+  /// What the file says of decoding; the default for what is not permitted.
+  nuvik::model::PostprocessOptions postprocess;
+  std::vector<ListedClass> classes;
 
   std::size_t Count(FileProblem::Kind kind) const;
 };
@@ -34,6 +45,9 @@ ConfigCheck CheckConfig(const std::string& path);
 /// A fixed `batch` limits the number of patches: if they cover the whole frame, there is no warning
 /// about waste that no grid of so many patches could avoid.
 void CheckFit(int side, std::optional<int> batch, ConfigCheck& check);
+
+/// Warns of class ids that a network of so many classes does not have.
+void CheckClasses(int classes, ConfigCheck& check);
 
 /// Throws SetupError if there are errors, naming file, line and what would be right. If there are
 /// several, each is printed first, on a line of its own.

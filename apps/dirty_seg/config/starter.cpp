@@ -181,7 +181,9 @@ std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::strin
   text += "postprocess:\n";
   for (const auto& key : nuvik::model::PostprocessKeys()) {
     text += fmt::format("  # {}; {}\n", key.expected, key.meaning);
-    text += fmt::format("  {}: {}\n", key.name, key.fallback);
+    const bool is_given = !key.fallback.empty();
+    text += fmt::format("  {}{}: {}\n", is_given ? "" : "# ", key.name,
+                        is_given ? key.fallback : key.example);
   }
   return text;
 }

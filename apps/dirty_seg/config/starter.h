@@ -38,7 +38,8 @@ Grid DefaultGrid(int side, std::optional<int> batch, int overlap);
 /// batch's input grey.
 std::vector<Grid> GridsThatFit(int slots, int overlap, int side);
 
-/// The configuration file: patches, and every key of `postprocess` with its default and range.
+/// The configuration file: patches, and every key of `postprocess` with its default and range,
+/// those that are left out by default as a comment.
 std::string StarterConfig(const std::vector<cv::Rect>& patches, const std::string& layout);
 
 struct StarterNetworks {

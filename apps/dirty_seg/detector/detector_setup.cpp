@@ -38,6 +38,22 @@ void WarnOfUnknownClasses(const std::vector<int>& ids,
   }
 }
 
+// 0 classes: how many there are is not known.
+void WarnOfClassesBeyond(int classes, const std::string& config,
+                         const nuvik::model::PostprocessOptions& postprocess) {
+  const auto warn = [&](const std::string& key, int id) {
+    if (classes == 0 || id < classes) return;
+    PrintWarning(fmt::format(
+        "'{}': {} names class {}: the segmentation network has no such class, so it has no effect; "
+        "expected class ids from 0 to {}",
+        config, key, id, classes - 1));
+  };
+  for (const auto& [id, threshold] : postprocess.score_thresholds) {
+    warn("postprocess.score_thresholds", id);
+  }
+  for (const int id : postprocess.classes) warn("postprocess.classes", id);
+}
+
 // 0 for outputs that are not a segmentation head; the detector refuses these with the cause.
 int CountClasses(const nuvik::alg::common::AIEngineConfig& network) try {
   return nuvik::model::ReadSegmentationHead(network).classes;
@@ -76,8 +92,10 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   const int class_count = CountClasses(network.config);
   config.dirty_seg_model_config = std::move(network.config);
   WarnOfUnknownClasses(options.fece_class_ids, network.class_names);
+  WarnOfClassesBeyond(class_count, options.config, check.postprocess);
   Labels labels(std::move(network.class_names), config.fece_enable, class_count);
-  return {std::move(config), std::move(file), Rectangles(check.patches), std::move(labels)};
+  return {std::move(config), std::move(file), Rectangles(check.patches), std::move(labels),
+          std::move(check.postprocess)};
 }
 
 }  // namespace dirty_seg

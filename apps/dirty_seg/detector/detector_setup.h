@@ -10,6 +10,7 @@
 #include "config/effective_config.h"
 #include "detector/labels.h"
 #include "dirty_seg_detector/dirty_seg_detector_config.h"
+#include "network/postprocess_options.h"
 
 namespace dirty_seg {
 
@@ -21,6 +22,8 @@ struct DetectorSetup {
   std::shared_ptr<const EffectiveConfig> file;
   std::vector<cv::Rect> patches;
   Labels labels;
+  /// What is in force.
+  nuvik::model::PostprocessOptions postprocess;
 };
 
 /// Sets OpenCV's threads for the process; 0: all cores. Never more than that: its thread library
@@ -31,7 +34,8 @@ void SetThreads(int threads);
 bool UsesOneThread();
 
 /// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns
-/// about candidate classes that the segmentation network does not name. Throws SetupError, also for
+/// about candidate classes that the segmentation network does not name, and about thresholds of
+/// classes that it does not have. Throws SetupError, also for
 /// everything that a check calls an error (config_check.h).
 DetectorSetup SetUpDetector(const DetectorOptions& options);
 

@@ -1,7 +1,6 @@
 #include "tensors/dump.h"
 
 #include <fmt/format.h>
-#include <yaml-cpp/yaml.h>
 
 #include <cctype>
 #include <cstring>
@@ -11,9 +10,9 @@
 #include <regex>
 #include <set>
 #include <utility>
-#include <variant>
 
 #include "base/geometry_json.h"
+#include "config/postprocess_json.h"
 #include "detector/frame_detector.h"
 #include "files/earlier_run.h"
 #include "files/json_text.h"
@@ -21,7 +20,6 @@
 #include "files/output_file.h"
 #include "files/result_names.h"
 #include "geometry/letterbox.h"
-#include "network/postprocess_options.h"
 #include "network/tensor.h"
 #include "results/frame_record.h"
 #include "tensors/npy.h"
@@ -109,17 +107,6 @@ ordered_json SlotsToJson(const std::vector<cv::Rect>& patches, int side) {
   return list;
 }
 
-// The detector has accepted the file, and reported keys without effect.
-ordered_json PostprocessToJson(const std::string& config) {
-  std::vector<nuvik::model::PostprocessProblem> reported;
-  const auto options = nuvik::model::ReadPostprocessOptions(YAML::LoadFile(config), reported);
-  ordered_json json;
-  for (const nuvik::model::PostprocessKey& key : nuvik::model::PostprocessKeys()) {
-    std::visit([&](const auto member) { json[key.name] = options.*member; }, key.member);
-  }
-  return json;
-}
-
 ordered_json ClassifierToJson(const DetectorOptions& options) {
   ordered_json json;
   PutName("model", options.fece_model, json);
@@ -184,7 +171,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
   json["fit"] = FitToJson(origin.fit);
   PutName("model", options.model, json);
   PutName("config", options.config, json);
-  json["postprocess"] = PostprocessToJson(options.config);
+  json["postprocess"] = PostprocessToJson(setup.postprocess);
   if (!options.fece_model.empty()) json["classifier"] = ClassifierToJson(options);
   json["tensors"] = writer.list();
   json["preprocess"] = {{"planes", {"red", "green", "blue"}},

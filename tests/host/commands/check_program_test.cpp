@@ -92,6 +92,17 @@ TEST_F(CheckProgram, TakesTheSideFromTheNetwork) {
   EXPECT_THAT(result.output, HasSubstr("is shrunk to one pixel of 10.0"));
 }
 
+TEST_F(CheckProgram, HoldsClassIdsAgainstTheNetwork) {
+  const std::string config = folder_.Write(
+      "c.yaml", std::string(kSquare) + "postprocess: {score_thresholds: {1: 0.5, 3: 0.5}}\n");
+  EXPECT_THAT(RunProgram({"check", config}).output, Not(HasSubstr("class 3")));
+  const ProgramResult result = RunProgram({"check", config, "--model", CommonNetwork("seg-b2-64")});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output,
+              HasSubstr("warning: postprocess.score_thresholds names class 3: the network has no "
+                        "such class, so it has no effect; expected class ids from 0 to 1\n"));
+}
+
 TEST_F(CheckProgram, HoldsThePatchesAgainstTheBatch) {
   const std::string config = folder_.Write(
       "c.yaml", std::string(kSquare) + "    - [0, 0, 640, 640]\n    - [0, 0, 640, 640]\n");

@@ -102,6 +102,43 @@ TEST_F(Check, FindsKeysThatStandTwice) {
                         "it once"));
 }
 
+TEST_F(Check, FindsWhatIsWrongWithThresholdsOfClasses) {
+  EXPECT_THAT(Of(std::string(kWhole) + "postprocess:\n"
+                                       "  score_thresholds:\n"
+                                       "    0: 2\n"
+                                       "    dirt: 0.5\n"
+                                       "    1: 0.25\n"
+                                       "    1: 0.5\n"
+                                       "  classes: 1\n"),
+              testing::IsSupersetOf(
+                  {"6 error postprocess.score_thresholds.0 is '2'; expected a number from 0 "
+                   "to 1",
+                   "7 error postprocess.score_thresholds has the key 'dirt'; expected a "
+                   "class id, an integer from 0",
+                   "9 error postprocess.score_thresholds.1 is also in line 8; expected it "
+                   "once",
+                   "10 error postprocess.classes is '1'; expected a sequence of class ids, "
+                   "as [0, 3]"}));
+}
+
+TEST_F(Check, WarnsOfClassesThatTheNetworkLacks) {
+  const std::string path = folder_.Write(
+      "c.yaml", std::string(kWhole) +
+                    "postprocess:\n  score_thresholds: {1: 0.5, 2: 0.5}\n  classes: [0, 1, 80]\n");
+  ConfigCheck check = CheckConfig(path);
+  EXPECT_EQ(check.findings.size(), 0U);
+  CheckClasses(2, check);
+  ASSERT_EQ(check.findings.size(), 2U);
+  EXPECT_EQ(
+      FileProblemText("c", check.findings[0]),
+      "'c' line 5: postprocess.score_thresholds names class 2: the network has no such class, "
+      "so it has no effect; expected class ids from 0 to 1");
+  EXPECT_EQ(FileProblemText("c", check.findings[1]),
+            "'c' line 6: postprocess.classes[2] names class 80: the network has no such class, so "
+            "it has no effect; expected class ids from 0 to 1");
+  EXPECT_EQ(check.Count(FileProblem::Kind::kError), 0U);
+}
+
 TEST_F(Check, WarnsOfGaps) {
   EXPECT_THAT(Of("patch: {enable: true, patches: [[0, 0, 640, 640], [640, 0, 640, 640]]}"),
               ElementsAre("0 warning 60.5 % of the frame lie in no patch: [1280, 0, 640, 640], "

@@ -127,6 +127,19 @@ TEST(StarterConfig, IsWithoutAFinding) {
   EXPECT_EQ(root["postprocess"]["class_agnostic"].as<bool>(), false);
 }
 
+// What is left out by default stands there to be uncommented.
+TEST(StarterConfig, HasKeysOfClassesAsComments) {
+  std::string text = StarterConfig({{0, 0, 1920, 1080}}, "one");
+  for (const std::string line : {"  # score_thresholds: {3: 0.4}\n", "  # classes: [0, 3]\n"}) {
+    const std::size_t at = text.find(line);
+    ASSERT_NE(at, std::string::npos) << text;
+    text.erase(at + 2, 2);
+  }
+  const YAML::Node postprocess = YAML::Load(text)["postprocess"];
+  EXPECT_EQ(postprocess["score_thresholds"][3].as<float>(), 0.4F);
+  EXPECT_EQ(postprocess["classes"][1].as<int>(), 3);
+}
+
 TEST(StarterHost, SurvivesNamesWithASpecialMeaning) {
   StarterNetworks networks;
   networks.model = "a: #b.onnx";
