@@ -16,7 +16,8 @@ const std::vector<std::pair<const char*, std::vector<const char*>>>& Foreign() {
       {"iou_threshold", {"iou", "iou-thres", "nms", "nms-threshold"}},
       {"max_detections", {"max-det"}},
       {"class_agnostic", {"agnostic", "agnostic-nms"}},
-      {"mask_threshold", {"mask"}}};
+      {"mask_threshold", {"mask"}},
+      {"classes", {"class"}}};
   return foreign;
 }
 
@@ -42,9 +43,6 @@ std::string HintForForeignOption(const std::string& option) {
   const std::string word = option.substr(0, option.find('='));
   const std::string name =
       WithDashes(word.substr(std::min(word.find_first_not_of('-'), word.size())));
-  if (name == "classes" || name == "class") {
-    return word + " is not an option: every class is looked for, and results have each one's label";
-  }
   const std::string key = KeyOf(name);
   if (key.empty()) return "";
   return word + " is not an option: the file that --config names sets this, as postprocess." + key;

@@ -71,7 +71,7 @@ void AddInputOptions(Command command, InputArguments& arguments) {
 }
 
 void AddThresholdOptions(Command command, Thresholds& thresholds) {
-  constexpr const char* kGroup = "In place of CONFIG's";
+  constexpr const char* kGroup = "For one run";
   const auto fraction = [&](const char* name, std::optional<float>& value, const char* text) {
     command
         .AddCallback(
@@ -93,6 +93,11 @@ void AddThresholdOptions(Command command, Thresholds& thresholds) {
       .TypeName("N")
       .Group(kGroup);
   fraction("--mask-threshold", thresholds.mask, "Probability above which a pixel is mask");
+  command.AddOption("--classes", &thresholds.classes, "Classes to keep, as 0,3")
+      .CommaSeparated()
+      .Check(ClassIdCheck())
+      .TypeName("IDS")
+      .Group(kGroup);
 }
 
 void AddDetectorOptions(Command command, DetectorOptions& options) {

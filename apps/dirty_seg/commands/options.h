@@ -34,7 +34,7 @@ struct InputArguments {
 /// INPUT, --recursive, --frame-step and --fit. `arguments` outlives `command`.
 void AddInputOptions(Command command, InputArguments& arguments);
 
-/// --conf, --iou, --max-det and --mask-threshold. `thresholds` outlives `command`.
+/// --conf, --iou, --max-det, --mask-threshold and --classes. `thresholds` outlives `command`.
 void AddThresholdOptions(Command command, Thresholds& thresholds);
 
 /// --model, --config, those of the classifier, and --threads. `options` outlives `command`.

@@ -13,8 +13,9 @@ struct Thresholds {
   std::optional<float> iou;
   std::optional<int> max_detections;
   std::optional<float> mask;
+  std::vector<int> classes;  // empty: the file's
 
-  bool empty() const { return !score && !iou && !max_detections && !mask; }
+  bool empty() const { return !score && !iou && !max_detections && !mask && classes.empty(); }
 };
 
 /// Networks, patches and thresholds of one detector.

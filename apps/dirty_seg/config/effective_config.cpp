@@ -54,6 +54,7 @@ EffectiveConfig::EffectiveConfig(const std::string& path, const Thresholds& thre
   Put(thresholds.iou, "iou_threshold", root);
   Put(thresholds.max_detections, "max_detections", root);
   Put(thresholds.mask, "mask_threshold", root);
+  if (!thresholds.classes.empty()) root["postprocess"]["classes"] = thresholds.classes;
   std::vector<nuvik::model::PostprocessProblem> problems;
   options_ = nuvik::model::ReadPostprocessOptions(root, problems);
   if (thresholds.empty()) return;

@@ -1,5 +1,7 @@
 #include "config/postprocess_json.h"
 
+#include <fmt/format.h>
+
 #include <nlohmann/json.hpp>
 #include <string>
 #include <variant>
@@ -14,10 +16,13 @@ ordered_json ToJson(const Value& value) {
   return value;
 }
 
+// As short as it reads back: not what a double has of a float.
+ordered_json ToJson(float value) { return ordered_json::parse(fmt::format("{}", value)); }
+
 // JSON has texts for keys.
 ordered_json ToJson(const std::map<int, float>& thresholds) {
   ordered_json json = ordered_json::object();
-  for (const auto& [id, threshold] : thresholds) json[std::to_string(id)] = threshold;
+  for (const auto& [id, threshold] : thresholds) json[std::to_string(id)] = ToJson(threshold);
   return json;
 }
 

@@ -94,8 +94,7 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   WarnOfUnknownClasses(options.fece_class_ids, network.class_names);
   WarnOfClassesBeyond(class_count, options.config, check.postprocess);
   Labels labels(std::move(network.class_names), config.fece_enable, class_count);
-  return {std::move(config), std::move(file), Rectangles(check.patches), std::move(labels),
-          std::move(check.postprocess)};
+  return {std::move(config), std::move(file), Rectangles(check.patches), std::move(labels)};
 }
 
 }  // namespace dirty_seg

@@ -22,8 +22,6 @@ struct DetectorSetup {
   std::shared_ptr<const EffectiveConfig> file;
   std::vector<cv::Rect> patches;
   Labels labels;
-  /// What is in force.
-  nuvik::model::PostprocessOptions postprocess;
 };
 
 /// Sets OpenCV's threads for the process; 0: all cores. Never more than that: its thread library
@@ -35,8 +33,8 @@ bool UsesOneThread();
 
 /// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns
 /// about candidate classes that the segmentation network does not name, and about thresholds of
-/// classes that it does not have. Throws SetupError, also for
-/// everything that a check calls an error (config_check.h).
+/// classes that it does not have. Throws SetupError, also for everything that a check calls an
+/// error (config_check.h).
 DetectorSetup SetUpDetector(const DetectorOptions& options);
 
 }  // namespace dirty_seg

@@ -1,13 +1,11 @@
 #include "results/summary.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <utility>
-#include <variant>
 
+#include "config/postprocess_json.h"
 #include "files/name_text.h"
 
 namespace dirty_seg {
@@ -26,21 +24,6 @@ std::size_t CountConfirmed(const std::vector<FeceCandidate>& candidates) {
   return static_cast<std::size_t>(std::count_if(
       candidates.begin(), candidates.end(),
       [](const FeceCandidate& candidate) { return candidate.verdict == FeceVerdict::kConfirmed; }));
-}
-
-// As short as it reads back: not what a double has of a float.
-ordered_json ValueToJson(float value) { return ordered_json::parse(fmt::format("{}", value)); }
-ordered_json ValueToJson(int value) { return value; }
-ordered_json ValueToJson(bool value) { return value; }
-
-// Under the keys of the configuration file.
-ordered_json ThresholdsToJson(const nuvik::model::PostprocessOptions& options) {
-  ordered_json json;
-  for (const nuvik::model::PostprocessKey& key : nuvik::model::PostprocessKeys()) {
-    std::visit([&](const auto member) { json[key.name] = ValueToJson(options.*member); },
-               key.member);
-  }
-  return json;
 }
 
 ordered_json CountsToJson(const std::map<int, std::size_t>& counts) {
@@ -105,7 +88,7 @@ ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
   PutName("model", description_.model, json);
   PutName("config", description_.config, json);
   if (!description_.fece_model.empty()) PutName("fece_model", description_.fece_model, json);
-  json["thresholds"] = ThresholdsToJson(description_.thresholds);
+  json["thresholds"] = PostprocessToJson(description_.thresholds);
   json["inputs"] = inputs_;
   if (end.inputs) json["inputs_total"] = *end.inputs;
   json["frames"] = frames_;

@@ -171,7 +171,7 @@ void WriteDump(const std::string& folder, const DumpOrigin& origin, const Detect
   json["fit"] = FitToJson(origin.fit);
   PutName("model", options.model, json);
   PutName("config", options.config, json);
-  json["postprocess"] = PostprocessToJson(setup.postprocess);
+  json["postprocess"] = PostprocessToJson(setup.file->options());
   if (!options.fece_model.empty()) json["classifier"] = ClassifierToJson(options);
   json["tensors"] = writer.list();
   json["preprocess"] = {{"planes", {"red", "green", "blue"}},

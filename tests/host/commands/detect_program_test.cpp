@@ -805,7 +805,7 @@ TEST_F(DetectThresholds, StandInTheSummary) {
   const nlohmann::json summary = Run({});
   EXPECT_EQ(summary["thresholds"], nlohmann::json::parse(R"({"score_threshold": 0.25,
       "iou_threshold": 0.6, "max_detections": 300, "class_agnostic": false,
-      "mask_threshold": 0.5})"));
+      "mask_threshold": 0.5, "score_thresholds": {}})"));
   EXPECT_EQ(summary["detections"], nlohmann::json({{"0", 2}}));
 }
 
@@ -815,9 +815,18 @@ TEST_F(DetectThresholds, OfTheCommandLineTakeThePlaceOfTheFiles) {
       Run({"--conf", "1", "--iou", "0.45", "--max-det", "7", "--mask-threshold", "0.125"});
   EXPECT_EQ(summary["thresholds"], nlohmann::json::parse(R"({"score_threshold": 1.0,
       "iou_threshold": 0.45, "max_detections": 7, "class_agnostic": false,
-      "mask_threshold": 0.125})"));
+      "mask_threshold": 0.125, "score_thresholds": {}})"));
   EXPECT_EQ(summary["detections"], nlohmann::json::object());
   EXPECT_EQ(summary["config"], folder_ / "config.yaml");
+}
+
+// The network finds class 0.
+TEST_F(DetectThresholds, LeaveOutClassesThatAreNotWanted) {
+  nlohmann::json summary = Run({"--classes", "0,1"});
+  EXPECT_EQ(summary["thresholds"]["classes"], nlohmann::json({0, 1}));
+  EXPECT_EQ(summary["detections"], nlohmann::json({{"0", 2}}));
+  summary = Run({"--classes", "1"});
+  EXPECT_EQ(summary["detections"], nlohmann::json::object());
 }
 
 TEST_F(DetectThresholds, ThatAreNoneAreRefused) {

@@ -128,8 +128,7 @@ TEST(Usage, SaysWhereThresholdsAreSet) {
   EXPECT_THAT(answer("--conf-thres", "detect"), HasSubstr(in_file + "score_threshold;"));
   EXPECT_THAT(answer("--max_det"), HasSubstr("error: --max_det" + in_file + "max_detections;"));
   EXPECT_THAT(answer("--mask-threshold"), HasSubstr(in_file + "mask_threshold;"));
-  EXPECT_THAT(answer("--classes"),
-              HasSubstr("--classes is not an option: every class is looked for"));
+  EXPECT_THAT(answer("--classes"), HasSubstr("error: --classes" + in_file + "classes;"));
   EXPECT_THAT(answer("--confi"), HasSubstr("did you mean '--config'?"));
   EXPECT_THAT(RunProgram({"env", "--conf"}).errors, Not(HasSubstr("postprocess")));
 }

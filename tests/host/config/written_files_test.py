@@ -141,6 +141,9 @@ class ConfigTest(WrittenFiles):
             "the count's most": PATCH + "postprocess: {max_detections: 100000}\n",
             "class_agnostic": PATCH + "postprocess: {class_agnostic: True}\n",
             "no class_agnostic": PATCH + "postprocess: {class_agnostic: n}\n",
+            "a class's threshold": PATCH + "postprocess: {score_thresholds: {3: 0.4, 0: 1}}\n",
+            "no class's threshold": PATCH + "postprocess: {score_thresholds: {}}\n",
+            "classes": PATCH + "postprocess: {classes: [0, 3]}\n",
             "another program's key": PATCH + "camera: {exposure: [1, 2]}\n",
             "another program's number": PATCH + "7: seven\n",
         }.items():
@@ -150,6 +153,15 @@ class ConfigTest(WrittenFiles):
     def test_both_refuse_wrong_files(self) -> None:
         for name, text in {
             "an empty file": "",
+            "a class's threshold above 1": PATCH + "postprocess: {score_thresholds: {3: 1.5}}\n",
+            "a word for its threshold": PATCH + "postprocess: {score_thresholds: {3: high}}\n",
+            "a word for a class": PATCH + "postprocess: {score_thresholds: {hair: 0.4}}\n",
+            "a class below 0": PATCH + "postprocess: {score_thresholds: {-1: 0.4}}\n",
+            "thresholds in a list": PATCH + "postprocess: {score_thresholds: [0.4]}\n",
+            "no class at all": PATCH + "postprocess: {classes: []}\n",
+            "a class alone": PATCH + "postprocess: {classes: 3}\n",
+            "a class by name": PATCH + "postprocess: {classes: [hair]}\n",
+            "a class to keep below 0": PATCH + "postprocess: {classes: [-1]}\n",
             "a comment alone": "# patch\n",
             "a word": "patch\n",
             "a list": "- patch\n",
@@ -254,7 +266,7 @@ class ConfigTest(WrittenFiles):
         self.assert_both(True, config)
         keys = self.schema["properties"]["postprocess"]["properties"]
         self.assertEqual(
-            {name: key["default"] for name, key in keys.items()},
+            {name: key["default"] for name, key in keys.items() if "default" in key},
             as_editors_see_it(config)["postprocess"],
         )
         self.assertEqual(faults(schema_of("host"), (self.folder / "host.yaml").read_text()), [])
@@ -343,11 +355,13 @@ def generated_config(source: random.Random) -> str:
             "max_detections": count,
             "class_agnostic": one_of(switch, ["0", "~", "maybe", "[true]"]),
             "mask_threshold": fraction(),
+            "score_thresholds": one_of([f"{{3: {fraction()}}}", "{}"], ["0.5", "[1]", "{x: 1}"]),
+            "classes": one_of(["[0]", "[3, 0x2]"], ["[]", "3", "[-1]", "[a]", "{0: 1}"]),
         }.items()
         if source.random() < 0.7
     ]
     if source.random() < 0.04:
-        postprocess.append((source.choice(["conf", "max_det", "score_thresholds"]), "0.5"))
+        postprocess.append((source.choice(["conf", "max_det", "score_threshold_s"]), "0.5"))
     root = [("patch", mapping(patch_keys, 1))]
     if source.random() < 0.03:
         root = [("patch", source.choice([" true\n", "\n", " [[0, 0, 64, 64]]\n"]))]
