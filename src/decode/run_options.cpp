@@ -20,7 +20,7 @@ std::string Place(const YAML::Mark& mark) {
 
 PostprocessOptions ReadRunOptions(const YAML::Node& root) {
   std::vector<PostprocessProblem> problems;
-  const PostprocessOptions options = ReadPostprocessOptions(root, problems);
+  PostprocessOptions options = ReadPostprocessOptions(root, problems);
   for (const PostprocessProblem& problem : problems) {
     const std::string text = problem.key + Place(problem.mark) + " " + problem.text;
     if (!problem.expected.empty()) {
