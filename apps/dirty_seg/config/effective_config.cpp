@@ -51,6 +51,8 @@ EffectiveConfig::EffectiveConfig(const std::string& path, const Thresholds& thre
     : path_(path) {
   YAML::Node root = LoadYaml(path);
   Put(thresholds.score, "score_threshold", root);
+  // It counts for every class.
+  if (thresholds.score) root["postprocess"].remove("score_thresholds");
   Put(thresholds.iou, "iou_threshold", root);
   Put(thresholds.max_detections, "max_detections", root);
   Put(thresholds.mask, "mask_threshold", root);

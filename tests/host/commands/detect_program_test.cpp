@@ -820,6 +820,15 @@ TEST_F(DetectThresholds, OfTheCommandLineTakeThePlaceOfTheFiles) {
   EXPECT_EQ(summary["config"], folder_ / "config.yaml");
 }
 
+TEST_F(DetectThresholds, OfTheCommandLineCountForEveryClass) {
+  const ProgramResult result = RunProgram(
+      Command(test::CommonNetwork("seg-b2-64"),
+              std::string(test::kPatches) + "postprocess: {score_thresholds: {0: 0.1}}") +
+      Arguments{"--conf", "1", Picture("red.png", test::kRedPixel)});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(ParseLines(result.output).at(0)["labels"], nlohmann::json::array());
+}
+
 // The network finds class 0.
 TEST_F(DetectThresholds, LeaveOutClassesThatAreNotWanted) {
   nlohmann::json summary = Run({"--classes", "0,1"});
