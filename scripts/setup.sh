@@ -12,7 +12,7 @@ readonly WEB_DIR="${REPO}/third_party/web"
 # libopencv-dev: OpenCV's CMake package is in none of the smaller -dev packages.
 readonly LIBRARY_PACKAGES=(
   libopencv-dev libyaml-cpp-dev libspdlog-dev libfmt-dev libsystemd-dev
-  libcli11-dev libpng-dev nlohmann-json3-dev
+  libcli11-dev libpng-dev nettle-dev nlohmann-json3-dev
 )
 readonly TEST_LIBRARY_PACKAGES=(libgtest-dev libgmock-dev)
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config "${LIBRARY_PACKAGES[@]}")

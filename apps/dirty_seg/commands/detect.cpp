@@ -4,7 +4,10 @@
 
 #include <future>
 #include <istream>
+#include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "base/version.h"
@@ -15,6 +18,7 @@
 #include "console/progress.h"
 #include "console/waiting_input.h"
 #include "detector/detector_setup.h"
+#include "files/checksum.h"
 #include "frames/frame_source.h"
 #include "frames/inputs.h"
 #include "frames/video_reader.h"
@@ -32,10 +36,15 @@ void AddResultOptions(Command command, ResultOptions& options) {
           .TypeName("DIR");
   command.AddFlag("--save", &options.save, "Results folder runs/detect, runs/detect2, ...")
       .Excludes(output);
-  constexpr const char* kRuns = "Replace an earlier run; join what is of one thing";
-  command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier run in --output DIR")
+  constexpr const char* kRuns = "Replace, go on with an earlier run; join parts of a thing";
+  Option overwrite =
+      command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier run in --output DIR")
+          .Group(kRuns)
+          .Needs(output);
+  command.AddFlag("--resume", &options.resume, "Go on with an interrupted run in --output DIR")
       .Group(kRuns)
-      .Needs(output);
+      .Needs(output)
+      .Excludes(overwrite);
   command.AddFlag("--merge", &options.merge, "Join what patches show of one thing").Group(kRuns);
   constexpr const char* kLabels = "Also COCO results, YOLO labels, outlines (lossy)";
   command.AddFlag("--coco", &options.coco, "Also COCO results").Group(kLabels);
@@ -48,6 +57,43 @@ void AddResultOptions(Command command, ResultOptions& options) {
   command.AddFlag("--video", &options.video, "Also annotated videos").Group(kPictures);
   command.AddFlag("--no-overlays", &options.no_overlays, "No annotated pictures").Group(kPictures);
   command.AddFlag("--no-masks", &options.no_masks, "No mask pictures").Group(kPictures);
+}
+
+using Checksums = std::map<std::string, std::string>;
+
+// Beside the loading of the networks; nothing if no summary needs them.
+std::future<Checksums> ChecksumsAhead(const DetectOptions& options) {
+  if (options.results.HasNoFolder()) return {};
+  const auto sum = [detector = options.detector] {
+    Checksums sums{{"model", ChecksumOfFile(detector.model)},
+                   {"config", ChecksumOfFile(detector.config)}};
+    if (!detector.fece_model.empty()) sums["fece_model"] = ChecksumOfFile(detector.fece_model);
+    return sums;
+  };
+  return std::async(std::launch::async | std::launch::deferred, sum);
+}
+
+// What results depend on and no file says.
+nlohmann::ordered_json OptionsToJson(const DetectOptions& options) {
+  nlohmann::ordered_json json;
+  const DetectorOptions& detector = options.detector;
+  if (!detector.fece_model.empty()) {
+    json["fece_class_ids"] = detector.fece_class_ids;
+    json["fece_score_threshold"] = detector.fece_score_threshold;
+    json["fece_area_threshold"] = detector.fece_area_threshold;
+  }
+  json["frame_step"] = options.input.frame_step;
+  json["fit"] = options.input.fit;
+  const ResultOptions& results = options.results;
+  json["merge"] = results.merge;
+  json["coco"] = results.coco;
+  json["yolo"] = results.yolo;
+  json["polygons"] = results.polygons;
+  json["crops"] = results.crops;
+  json["video"] = results.video;
+  json["no_overlays"] = results.no_overlays;
+  json["no_masks"] = results.no_masks;
+  return json;
 }
 
 }  // namespace
@@ -78,18 +124,21 @@ int RunDetect(const DetectOptions& options) {
   LogCapture log(options.log);
   const DetectorOptions& detector = options.detector;
   const InputArguments& input = options.input;
+  std::future<Checksums> checksums = ChecksumsAhead(options);
   DetectorSetup setup = SetUpDetector(detector);
   // Beside the loading of the networks. The engine, which sets a variable, is started by now.
   const std::future<void> loading = LoadMediaAhead();
-  RunDescription description{NameAndVersion(), detector.model, detector.config, detector.fece_model,
-                             setup.file->options()};
+  RunDescription description{NameAndVersion(),   detector.model,
+                             detector.config,    detector.fece_model,
+                             setup.file->options(), OptionsToJson(options),
+                             checksums.valid() ? checksums.get() : Checksums()};
   DetectionRun run(std::move(setup), FitModeOf(input.fit), std::move(description), options.results,
                    log);
   WaitingInput standard_input(STDIN_FILENO, [&run] { return run.IsOver(); });
   std::istream list(&standard_input);
   FrameSource source(
       InputQueue(input.inputs, {input.recursive, true, options.results.output}, list),
-      {input.frame_step, std::nullopt, std::nullopt});
+      {input.frame_step, std::nullopt, std::nullopt}, run.DoneInputs());
   std::optional<Progress> progress;
   if (!shows_results) progress.emplace(SteadySeconds, TerminalColumns());
   const Interruption interruption;

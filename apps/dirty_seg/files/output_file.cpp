@@ -53,8 +53,8 @@ bool OutputFile::IsAt(const std::string& path) const {
          own.st_dev == other.st_dev && own.st_ino == other.st_ino;
 }
 
-void OutputFile::MakeEmpty() {
-  if (ftruncate(descriptor_, 0) != 0) Fail(errno);
+void OutputFile::CutTo(std::int64_t bytes) {
+  if (ftruncate(descriptor_, bytes) != 0 || lseek(descriptor_, bytes, SEEK_SET) < 0) Fail(errno);
 }
 
 void OutputFile::Write(std::string_view bytes) {
@@ -94,7 +94,7 @@ WholeFile::WholeFile(const std::string& path, const std::string& part)
     file_.emplace(part_, O_NOFOLLOW, path);
     if (!file_->Lock()) Reject(path, "another process is writing it");
   } while (!file_->IsAt(part_));
-  file_->MakeEmpty();
+  file_->CutTo(0);
 }
 
 WholeFile::~WholeFile() {

@@ -1,6 +1,7 @@
 // Files that are never left half written.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,7 +28,8 @@ class OutputFile {
   bool IsAt(const std::string& path) const;
 
   /// Each throws OutputError with the cause.
-  void MakeEmpty();
+  /// Keeps the first `bytes`; what is written next follows them.
+  void CutTo(std::int64_t bytes);
   /// All of `bytes` or, where they cannot all be written, none of them.
   void Write(std::string_view bytes);
   /// Reports errors that some file systems report only when a file is closed.

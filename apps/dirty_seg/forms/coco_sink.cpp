@@ -40,7 +40,9 @@ ordered_json ResultOf(const Finding& finding, const cv::Size& picture, std::size
 class CocoSink : public ResultSink {
  public:
   CocoSink(const OutputFolder& folder, const Labels& labels)
-      : folder_(folder), labels_(labels), results_(folder.Claim(kCocoResultsFile)) {
+      : labels_(labels),
+        results_(folder.Claim(kCocoResultsFile)),
+        images_path_(folder.Claim(kCocoImagesFile)) {
     results_.Write("[");
     for (const auto& [label, name] : labels.names()) categories_[label] = name;
     if (!labels.share_faeces_label()) return;
@@ -48,7 +50,10 @@ class CocoSink : public ResultSink {
     categories_[labels.IdOf(confirmed)] = labels.Text(confirmed);
   }
 
+  void Restore(const FoundFrame& found) override { Write(found); }
+
   void Write(const FoundFrame& found) override {
+    const cv::Size picture = found.record.fit.picture;
     const std::size_t image_id = images_.size() + 1;
     has_things_ = found.record.things.has_value();
     std::string text;
@@ -56,7 +61,7 @@ class CocoSink : public ResultSink {
       if (!finding.is_in_picture) continue;
       const std::int64_t category_id = labels_.IdOf(finding.kind);
       text += (is_first_ && text.empty() ? "\n" : ",\n") +
-              ToText(ResultOf(finding, found.frame.picture->size(), image_id, category_id));
+              ToText(ResultOf(finding, picture, image_id, category_id));
       categories_[category_id] = labels_.Text(finding.kind);
     }
     results_.Write(text);
@@ -64,8 +69,8 @@ class CocoSink : public ResultSink {
     ordered_json image{{"id", image_id}};
     PutName("file_name", found.frame.source, image);
     image["frame"] = found.frame.index;
-    image["height"] = found.frame.picture->rows;
-    image["width"] = found.frame.picture->cols;
+    image["height"] = picture.height;
+    image["width"] = picture.width;
     images_.push_back(std::move(image));
   }
 
@@ -79,7 +84,7 @@ class CocoSink : public ResultSink {
     for (const auto& [id, name] : categories_) {
       json["categories"].push_back({{"id", id}, {"name", name}});
     }
-    folder_.WriteJson(kCocoImagesFile, json);
+    WriteWholeFile(images_path_, ToIndentedText(json));
   }
 
  private:
@@ -92,9 +97,9 @@ class CocoSink : public ResultSink {
         entries, kFeceLabel, labels_.IdOf({kFeceLabel, true}));
   }
 
-  const OutputFolder& folder_;
   const Labels& labels_;
   WholeFile results_;
+  std::string images_path_;
   bool is_first_ = true;
   bool has_things_ = false;
   ordered_json images_ = ordered_json::array();

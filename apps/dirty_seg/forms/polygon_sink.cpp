@@ -36,6 +36,8 @@ class PolygonSink : public ResultSink {
   PolygonSink(const OutputFolder& folder, const Labels& labels)
       : labels_(labels), file_(folder.Claim(kPolygonsFile), O_TRUNC | O_NOFOLLOW) {}
 
+  void Restore(const FoundFrame& found) override { Write(found); }
+
   void Write(const FoundFrame& found) override {
     const DirtyStatusResultData& result = found.outcome.result;
     ordered_json json;
@@ -61,7 +63,7 @@ class PolygonSink : public ResultSink {
       ordered_json entry{{"label", thing.kind.label}};
       if (found.outcome.fece_candidates) entry["confirmed"] = thing.kind.is_confirmed;
       entry["score"] = thing.score;
-      entry["polygons"] = PolygonsToJson(thing.WholeMask(found.frame.picture->size()));
+      entry["polygons"] = PolygonsToJson(thing.WholeMask(found.record.fit.picture));
       json.push_back(std::move(entry));
     }
     return json;

@@ -40,6 +40,17 @@ class ResultSink {
   /// Throws InputError for a frame that does not fit, and OutputError.
   virtual void Write(const FoundFrame& found) = 0;
 
+  /// Takes a frame of an earlier run that is gone on with: for a file of many frames, which begins
+  /// anew. The frame is without its picture, and there is no overlay. Throws as Write does.
+  virtual void Restore(const FoundFrame& /*found*/) {}
+
+  /// The same, with the picture and the overlay: of a video that is taken up again. Throws as Write
+  /// does.
+  virtual void Redraw(const FoundFrame& /*found*/) {}
+
+  /// Completes the files of the input of the last frame. Throws OutputError with the cause.
+  virtual void EndInput() {}
+
   /// Completes the files; nothing is written after that. Throws OutputError with the cause.
   virtual void Finish() {}
 };

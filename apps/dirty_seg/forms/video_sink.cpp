@@ -20,6 +20,8 @@ class VideoSink : public ResultSink {
  public:
   explicit VideoSink(const OutputFolder& folder) : folder_(folder) {}
 
+  void Redraw(const FoundFrame& found) override { Write(found); }
+
   void Write(const FoundFrame& found) override {
     if (found.frame.kind == InputKind::kPicture) return;
     if (input_ != found.frame.input) Begin(found);
@@ -31,11 +33,12 @@ class VideoSink : public ResultSink {
     ++written_;
   }
 
+  void EndInput() override { Close(); }
+
   void Finish() override { Close(); }
 
  private:
   void Begin(const FoundFrame& found) {
-    Close();
     input_ = found.frame.input;
     size_ = found.overlay.size();
     const double rate = found.frame.rate > 0.0 ? found.frame.rate : kDefaultRate;

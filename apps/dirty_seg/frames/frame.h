@@ -28,6 +28,11 @@ struct Frame {
   /// CV_8UC3 in B, G, R order.
   std::shared_ptr<cv::Mat> picture;
   double read_ms = 0.0;
+  /// Index of its input among those that an earlier run has done (DoneInput), if it is.
+  std::optional<std::size_t> earlier;
+  /// Whether the earlier run has the frame's results. For an input that is done to its end, one
+  /// frame without a picture stands for all.
+  bool is_done = false;
   /// What the decoder of the picture complained of, with its path; or empty. Not printed yet.
   std::string warning;
   /// Empty, or why there is no picture.

@@ -56,36 +56,70 @@ Frame ReadFrame(const Input& input, std::int64_t number) {
   return frame;
 }
 
-FrameSource::FrameSource(InputQueue inputs, const FrameChoice& choice)
-    : inputs_(std::move(inputs)), choice_(choice) {}
+FrameSource::FrameSource(InputQueue inputs, const FrameChoice& choice,
+                         const std::vector<DoneInput>& done)
+    : inputs_(std::move(inputs)), choice_(choice) {
+  for (std::size_t i = 0; i < done.size(); ++i) done_[done[i].path].push_back({i, done[i]});
+}
 
 std::optional<Frame> FrameSource::NextFrame() {
   while (true) {
-    if (!input_) {
-      input_ = inputs_.Next();
-      if (!input_) return std::nullopt;
-      ++next_number_;
-      taken_ = 0;
+    if (!input_ && !BeginInput()) return std::nullopt;
+    Frame frame = NewFrame();
+    if (earlier_ && earlier_->done.is_whole) {
+      frame.is_done = true;
+      EndInput();
+      return frame;
     }
-    Frame frame;
-    frame.source = input_->path;
-    frame.input = next_number_ - 1;
-    frame.kind = input_->kind;
-    const Stopwatch watch;
     try {
-      if (reader_ == nullptr) reader_ = OpenInput(*input_, choice_.step);
-      if (!HasEnough() && reader_->Read(frame)) {
-        frame.ordinal = taken_++;
-        frame.read_ms = watch.Milliseconds();
-        return frame;
-      }
+      if (ReadFrame(frame)) return frame;
     } catch (const InputError& error) {
       frame.failure = error.what();
     }
-    input_.reset();
-    reader_.reset();
+    EndInput();
     if (!frame.failure.empty()) return frame;
   }
+}
+
+// Returns whether there is one.
+bool FrameSource::BeginInput() {
+  input_ = inputs_.Next();
+  if (!input_) return false;
+  ++next_number_;
+  taken_ = 0;
+  earlier_.reset();
+  const auto done = done_.find(input_->path);
+  if (done == done_.end() || done->second.empty()) return true;
+  earlier_ = std::move(done->second.front());
+  done->second.pop_front();
+  if (input_->kind == InputKind::kCamera) taken_ = earlier_->done.frames;
+  return true;
+}
+
+void FrameSource::EndInput() {
+  input_.reset();
+  reader_.reset();
+}
+
+Frame FrameSource::NewFrame() const {
+  Frame frame;
+  frame.source = input_->path;
+  frame.input = next_number_ - 1;
+  frame.kind = input_->kind;
+  if (earlier_) frame.earlier = earlier_->index;
+  return frame;
+}
+
+// Returns whether there is one more.
+bool FrameSource::ReadFrame(Frame& frame) {
+  const Stopwatch watch;
+  if (reader_ == nullptr) reader_ = OpenInput(*input_, choice_.step);
+  if (HasEnough() || !reader_->Read(frame)) return false;
+  if (earlier_ && input_->kind == InputKind::kCamera) frame.index += earlier_->done.next_frame;
+  if (earlier_) frame.is_done = taken_ < earlier_->done.frames;
+  frame.ordinal = taken_++;
+  frame.read_ms = watch.Milliseconds();
+  return true;
 }
 
 // Of the input in hand.

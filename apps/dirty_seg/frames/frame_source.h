@@ -3,10 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <opencv2/core.hpp>
 #include <optional>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "frames/frame.h"
 #include "frames/inputs.h"
@@ -20,6 +23,16 @@ struct FrameChoice {
   /// Maximum number of frames; without it a video ends by itself, a camera never.
   std::optional<std::int64_t> max_video_frames;
   std::optional<std::int64_t> max_camera_frames;
+};
+
+/// What an earlier run has done of an input.
+struct DoneInput {
+  std::string path;
+  std::size_t frames = 0;  // taken from it
+  /// Number of the frame after the last of these.
+  std::int64_t next_frame = 0;
+  /// Whether nothing is left to do; if not, it is a video or camera.
+  bool is_whole = false;
 };
 
 /// Reads one input.
@@ -49,10 +62,13 @@ Frame ReadFrame(const Input& input, std::int64_t number);
 /// The frames of all inputs.
 class FrameSource {
  public:
-  explicit FrameSource(InputQueue inputs, const FrameChoice& choice = {});
+  /// Each of `done` is taken as one of the inputs with its path, in their order.
+  explicit FrameSource(InputQueue inputs, const FrameChoice& choice = {},
+                       const std::vector<DoneInput>& done = {});
 
   /// Nothing after the last. Each input gives its frames, and if something fails, a last frame with
-  /// `failure`.
+  /// `failure`. A video that is done in part gives all its frames again; a camera, which cannot,
+  /// goes on numbering where it was.
   std::optional<Frame> NextFrame();
 
   /// Total number of inputs; nothing while it is not known.
@@ -65,12 +81,22 @@ class FrameSource {
   std::optional<std::int64_t> FramesLeft() const;
 
  private:
+  bool BeginInput();
+  Frame NewFrame() const;
+  bool ReadFrame(Frame& frame);
+  void EndInput();
   std::optional<std::int64_t> FrameLimit() const;
   bool HasEnough() const;
 
   InputQueue inputs_;
   FrameChoice choice_;
+  struct Earlier {
+    std::size_t index;
+    DoneInput done;
+  };
+  std::unordered_map<std::string, std::deque<Earlier>> done_;  // by path; not come to yet
   std::optional<Input> input_;
+  std::optional<Earlier> earlier_;  // of the input
   std::size_t next_number_ = 0;
   std::size_t taken_ = 0;  // of the input
   std::unique_ptr<FrameReader> reader_;

@@ -109,6 +109,7 @@ std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
     const auto json = nlohmann::json::parse(file).get<nlohmann::json::object_t>();
     RunFacts facts;
     Take(json, "interrupted", facts.interrupted);
+    Take(json, "complete", facts.complete);
     Take(json, "inputs", facts.inputs);
     Take(json, "failed", facts.failed_inputs);
     Take(json, "program", facts.program);
@@ -340,6 +341,11 @@ void ReportData::AddRunNotes(ordered_json& notes) const {
             false, notes);
   } else if (facts_->interrupted) {
     AddNote(fmt::format("The run was interrupted. This is what it had done by then: {}.",
+                        Counted(frames.size(), "frame")),
+            true, notes);
+  } else if (!facts_->complete && facts_->write_error.empty()) {
+    AddNote(fmt::format("The run was killed, or is not at its end yet. This is what it had done by "
+                        "then: {}; 'dirty_seg detect --resume' goes on with it.",
                         Counted(frames.size(), "frame")),
             true, notes);
   }

@@ -19,6 +19,7 @@ namespace dirty_seg {
 /// Facts of the run from its summary.json.
 struct RunFacts {
   bool interrupted = false;
+  bool complete = true;
   std::size_t inputs = 0;
   std::size_t failed_inputs = 0;
   std::string program;

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -71,12 +70,13 @@ class LineReader {
     if (const json* names = Find(root, "label_names")) frame.label_names = Names(*names);
     if (const json* candidates = Find(root, "fece_candidates")) {
       frame.candidates = Candidates(*candidates, frame.detections.size());
+      frame.has_candidates = true;
     }
     if (const json* things = Find(root, "things")) {
       frame.things = Things(*things, frame.detections.size());
     }
     if (const json* counts = Find(root, "non_finite")) frame.non_finite = NonFinite(*counts);
-    if (Find(root, "fece_candidates") != nullptr && Find(root, "confirmed") == nullptr) {
+    if (frame.has_candidates && Find(root, "confirmed") == nullptr) {
       frame.confirmed = ConfirmedOf(frame);
     }
     if (const json* times = Find(root, "timing_ms")) frame.timing_ms = Times(*times);
@@ -432,28 +432,45 @@ std::array<float, 4> BoxInPicture(const Detection& detection, const StoredFrame&
   return frame.fit ? BoxInPicture(detection.box, *frame.fit) : detection.box;
 }
 
-Results ReadResults(const std::string& path) {
-  Results results;
-  results.file = FindFile(path);
-  results.folder = fs::path(results.file).parent_path().string();
+ResultsFile::ResultsFile(const std::string& path) : path_(FindFile(path)) {
   errno = 0;
-  std::ifstream stream(results.file, std::ios::binary);
-  if (!stream) {
-    throw SetupError(fmt::format("'{}': {}", results.file, OpenFailure(errno)));
-  }
+  stream_.open(path_, std::ios::binary);
+  if (!stream_) throw SetupError(fmt::format("'{}': {}", path_, OpenFailure(errno)));
+}
+
+std::optional<StoredFrame> ResultsFile::Next() {
   std::string text;
-  for (std::size_t line = 1; std::getline(stream, text); ++line) {
+  while (std::getline(stream_, text)) {
     ThrowIfInterrupted();
-    if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
-    results.ends_unfinished = IsUnfinished(stream, text);
-    if (results.ends_unfinished) {
-      PrintWarning(Place(results.file, line) +
-                   "ends in the middle, as a run that is killed leaves it, and is left out");
-      break;
+    ++line_;
+    const auto bytes = static_cast<std::int64_t>(text.size()) + (stream_.eof() ? 0 : 1);
+    if (text.find_first_not_of(" \t\r") == std::string::npos) {
+      offset_ += bytes;
+      continue;
     }
-    results.frames.push_back(LineReader(results.file, line).Read(text));
+    ends_unfinished_ = IsUnfinished(stream_, text);
+    if (ends_unfinished_) return std::nullopt;
+    StoredFrame frame = LineReader(path_, line_).Read(text);
+    offset_ += bytes;
+    return frame;
   }
-  if (stream.bad()) throw SetupError(fmt::format("'{}': cannot be read to its end", results.file));
+  if (stream_.bad()) throw SetupError(fmt::format("'{}': cannot be read to its end", path_));
+  return std::nullopt;
+}
+
+Results ReadResults(const std::string& path) {
+  ResultsFile file(path);
+  Results results;
+  results.file = file.path();
+  results.folder = fs::path(results.file).parent_path().string();
+  while (std::optional<StoredFrame> frame = file.Next()) {
+    results.frames.push_back(*std::move(frame));
+  }
+  results.ends_unfinished = file.ends_unfinished();
+  if (results.ends_unfinished) {
+    PrintWarning(Place(results.file, file.line()) +
+                 "ends in the middle, as a run that is killed leaves it, and is left out");
+  }
   return results;
 }
 

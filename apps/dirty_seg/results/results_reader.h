@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
 #include <map>
 #include <opencv2/core.hpp>
 #include <optional>
@@ -61,6 +62,8 @@ struct StoredFrame {
   /// Parallel to `detections`: whether the classifier confirmed it. Empty if the line does not say.
   std::vector<bool> confirmed;
   std::vector<StoredCandidate> candidates;
+  /// Whether the line says which they are, if only that there are none.
+  bool has_candidates = false;
   /// Nothing in results without them.
   std::optional<std::vector<StoredThing>> things;
   /// Name of an output to how many of its numbers were not finite.
@@ -86,6 +89,36 @@ struct Results {
   std::vector<StoredFrame> frames;
   /// The last line ends in the middle and is left out: its writer was killed, or is still running.
   bool ends_unfinished = false;
+};
+
+/// A file of results, read line by line.
+class ResultsFile {
+ public:
+  /// The results.jsonl of a folder, or a file of such lines under any name. Throws SetupError with
+  /// the cause.
+  explicit ResultsFile(const std::string& path);
+
+  const std::string& path() const { return path_; }
+
+  /// The frame of the next line; nothing after the last, and where the last ends in the middle.
+  /// Throws as ReadResults does.
+  std::optional<StoredFrame> Next();
+
+  /// Lines that were read.
+  std::size_t line() const { return line_; }
+
+  /// Bytes up to the end of the line that Next gave last.
+  std::int64_t offset() const { return offset_; }
+
+  /// As Results::ends_unfinished.
+  bool ends_unfinished() const { return ends_unfinished_; }
+
+ private:
+  std::string path_;
+  std::ifstream stream_;
+  std::size_t line_ = 0;
+  std::int64_t offset_ = 0;
+  bool ends_unfinished_ = false;
 };
 
 /// Reads the results.jsonl of a folder, or a file of such lines under any name.

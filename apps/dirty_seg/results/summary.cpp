@@ -45,6 +45,18 @@ ordered_json FailuresToJson(const std::vector<Failure>& failures) {
 
 }  // namespace
 
+ordered_json DescriptionToJson(const RunDescription& description) {
+  ordered_json json;
+  json["program"] = description.program;
+  PutName("model", description.model, json);
+  PutName("config", description.config, json);
+  if (!description.fece_model.empty()) PutName("fece_model", description.fece_model, json);
+  json["checksums"] = description.checksums;
+  json["options"] = description.options;
+  json["thresholds"] = PostprocessToJson(description.thresholds);
+  return json;
+}
+
 void Summary::AddInput(bool failed) {
   ++inputs_;
   if (failed) ++failed_;
@@ -84,11 +96,7 @@ Distribution Summary::TimesOf(const std::string& stage) const {
 ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
   ordered_json json;
   json["schema_version"] = kSchemaVersion;
-  json["program"] = description_.program;
-  PutName("model", description_.model, json);
-  PutName("config", description_.config, json);
-  if (!description_.fece_model.empty()) PutName("fece_model", description_.fece_model, json);
-  json["thresholds"] = PostprocessToJson(description_.thresholds);
+  json.update(DescriptionToJson(description_));
   json["inputs"] = inputs_;
   if (end.inputs) json["inputs_total"] = *end.inputs;
   json["frames"] = frames_;
@@ -96,6 +104,7 @@ ordered_json Summary::ToJson(const Labels& labels, const RunEnd& end) const {
   json["failures"] = FailuresToJson(failures_);
   json["non_finite_frames"] = non_finite_frames_;
   json["interrupted"] = end.interrupted;
+  json["complete"] = end.complete;
   if (!end.write_error.empty()) json["write_error"] = end.write_error;
   json["detections"] = CountsToJson(detections_);
   const bool has_confirmed = !description_.fece_model.empty() && is_confirmed_known_;

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <nlohmann/json_fwd.hpp>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -24,7 +24,14 @@ struct RunDescription {
   std::string config;
   std::string fece_model;                       // empty without a classifier
   nuvik::model::PostprocessOptions thresholds;  // in force
+  /// What else results depend on, under the options' names.
+  nlohmann::ordered_json options = nlohmann::ordered_json::object();
+  /// Of the files, as ChecksumOfFile has it, under their keys.
+  std::map<std::string, std::string> checksums;
 };
+
+/// The first keys of summary.json, from `program` on.
+nlohmann::ordered_json DescriptionToJson(const RunDescription& description);
 
 /// An input, or a frame of it, that failed.
 struct Failure {
@@ -34,9 +41,15 @@ struct Failure {
   std::string cause;
 };
 
+inline bool operator==(const Failure& a, const Failure& b) {
+  return a.source == b.source && a.frame == b.frame && a.cause == b.cause;
+}
+
 /// How a run ended.
 struct RunEnd {
   bool interrupted = false;
+  /// Whether every input was taken to its end and everything written.
+  bool complete = false;
   /// What could not be written, and why; empty if everything was.
   std::string write_error;
   /// Total number of inputs, including those not reached; nothing if it is not known.

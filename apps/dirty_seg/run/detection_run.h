@@ -7,6 +7,7 @@
 #include <memory>
 #include <opencv2/core.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,11 @@ class DetectionRun {
  public:
   /// `log` outlives this object. Throws SetupError with the cause.
   DetectionRun(DetectorSetup setup, FitMode fit, RunDescription description,
-               const ResultOptions& options, LogCapture& log);
+               const ResultOptions& options, LogCapture& log,
+               Progress::Clock clock = SteadySeconds);
+
+  /// What an earlier run has done, whose folder is gone on with.
+  std::vector<DoneInput> DoneInputs() const;
 
   bool has_folder() const { return writer_.has_folder(); }
 
@@ -59,9 +64,14 @@ class DetectionRun {
   };
 
   std::optional<Step> Read(FrameSource& source);
+  void Place(Step& step) const;
   bool Detect(Step& step);
   bool Write(Step& step, Progress* progress);
   void WriteFrame(Step& step);
+  void Restore();
+  void TakeUp(std::size_t index);
+  Summary Reported() const;
+  void KeepSummary();
   void ShowMessages(const Step& step);
   void BeginInput(const Frame& frame);
   void EndInput();
@@ -80,10 +90,16 @@ class DetectionRun {
   // Of writing.
   ResultWriter writer_;
   Summary summary_;
+  EarlierResults earlier_;
+  std::set<std::size_t> earlier_left_;  // inputs of `earlier_` that were not come to
+  Progress::Clock clock_;
+  double next_summary_;  // seconds on the clock
   RunEnd end_;
   std::int64_t done_ = 0;             // frames
   std::optional<std::size_t> input_;  // that is being worked on
   bool input_failed_ = false;
+  bool has_lines_ = false;           // the input, in results.jsonl
+  bool fails_beyond_lines_ = false;  // the input, in a way that these do not tell
   bool has_more_ = false;     // the input, a video or camera that did not fail
   bool lacks_files_ = false;  // the last frame that is recorded
 };

@@ -5,14 +5,18 @@
 #include <array>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "base/errors.h"
 #include "base/stopwatch.h"
 #include "base/text.h"
 #include "drawing/overlay.h"
+#include "files/json_text.h"
+#include "files/output_file.h"
 #include "files/run_folder.h"
 #include "files/text_stream.h"
 #include "media/media.h"
+#include "results/stored_record.h"
 
 namespace dirty_seg {
 namespace {
@@ -48,7 +52,7 @@ void RequireNoSink(const ResultOptions& options) {
 }  // namespace
 
 ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
-                           std::FILE* standard_output)
+                           std::FILE* standard_output, const RunDescription& description)
     : options_(options),
       labels_(labels),
       destination_("standard output"),
@@ -60,18 +64,72 @@ ResultWriter::ResultWriter(const ResultOptions& options, const Labels& labels,
     RequireNoSink(options);
     return;
   }
-  if (options.save) {
-    folder_.emplace(MakeNumberedRunFolder("detect"), true);
-  } else {
-    folder_.emplace(options.output, options.overwrite);
-  }
+  OpenFolder(description);
   destination_ = fmt::format("'{}'", folder_->results_path());
-  AddSinks(options);
+  AddSinks();
 }
 
-void ResultWriter::AddSinks(const ResultOptions& options) {
+// Before a sink empties a file: a folder that is refused stays as it was.
+void ResultWriter::OpenFolder(const RunDescription& description) {
+  if (options_.save) {
+    folder_.emplace(MakeNumberedRunFolder("detect"), FolderUse::kReplace);
+  } else {
+    const FolderUse use = options_.resume      ? FolderUse::kGoOn
+                          : options_.overwrite ? FolderUse::kReplace
+                                               : FolderUse::kNew;
+    folder_.emplace(options_.output, use);
+  }
+  if (folder_->has_earlier()) resumption_.emplace(folder_->path(), description);
+}
+
+void ResultWriter::AddSinks() {
+  summary_path_ = folder_->Claim(kSummaryFile);
   for (const Form& form : kForms) {
-    if (options.*form.is_on) sinks_.push_back(form.make(*folder_, labels_));
+    if (options_.*form.is_on) sinks_.push_back(form.make(*folder_, labels_));
+  }
+}
+
+EarlierResults ResultWriter::Restore(Summary& summary) {
+  if (!resumption_) return {};
+  EarlierResults earlier = resumption_->Read(
+      options_.video, [&](const StoredFrame& stored, EarlierInput& input) {
+        RestoreFrame(stored, input, summary);
+      });
+  folder_->CutResults(earlier.bytes);
+  return earlier;
+}
+
+void ResultWriter::RestoreFrame(const StoredFrame& stored, EarlierInput& input, Summary& summary) {
+  FrameRecord record = RecordOf(stored, folder_->results_path());
+  summary.AddFrame(record);
+  if (!stored.success) return;
+  if (input.name.empty()) input.name = names_.Take(stored.source);
+  if (!options_.coco && !options_.polygons) return;
+  AddMasks(stored, folder_->results_path(), record);
+  Frame frame;
+  frame.source = stored.source;
+  frame.index = stored.frame;
+  const FrameFiles files = Describe(input.name, record);
+  for (const std::unique_ptr<ResultSink>& sink : sinks_) {
+    sink->Restore(Found(frame, record, files));
+  }
+}
+
+void ResultWriter::TakeName(std::size_t input, const std::string& name) {
+  if (name.empty()) return;
+  input_ = input;
+  input_name_ = name;
+}
+
+void ResultWriter::Redraw(const Frame& frame, const EarlierResults& earlier) {
+  const auto stored = earlier.last_video.find(frame.index);
+  if (stored == earlier.last_video.end() || !stored->second.success) return;
+  FrameRecord record = RecordOf(stored->second, folder_->results_path());
+  AddMasks(stored->second, folder_->results_path(), record);
+  FrameFiles files = Describe(NameOf(frame), record);
+  files.overlay = DrawOverlay(*frame.picture, files.shown, labels_);
+  for (const std::unique_ptr<ResultSink>& sink : sinks_) {
+    sink->Redraw(Found(frame, record, files));
   }
 }
 
@@ -91,11 +149,7 @@ FrameFiles ResultWriter::WriteRecord(const Frame& frame, FrameRecord& record) {
 }
 
 FrameFiles ResultWriter::Encode(const Frame& frame, FrameRecord& record) {
-  FrameFiles files{NameOf(frame), {}, record.outcome, {}, {}};
-  files.outcome.result = ResultInPicture(record.outcome.result, record.fit);
-  files.shown = record.things
-                    ? ShowThings(*record.things, record.fit)
-                    : ShowDetections(record.outcome, files.outcome.result, record.fit, labels_);
+  FrameFiles files = Describe(NameOf(frame), record);
   for (auto& [label, mask] : record.masks) {
     if (options_.no_masks) break;
     const cv::Mat& pixels = record.outcome.result.label_masks.at(label);
@@ -104,6 +158,20 @@ FrameFiles ResultWriter::Encode(const Frame& frame, FrameRecord& record) {
   }
   EncodeOverlayOf(frame, files, record);
   return files;
+}
+
+FrameFiles ResultWriter::Describe(std::string name, const FrameRecord& record) const {
+  FrameFiles files{std::move(name), {}, record.outcome, {}, {}};
+  files.outcome.result = ResultInPicture(record.outcome.result, record.fit);
+  files.shown = record.things
+                    ? ShowThings(*record.things, record.fit)
+                    : ShowDetections(record.outcome, files.outcome.result, record.fit, labels_);
+  return files;
+}
+
+FoundFrame ResultWriter::Found(const Frame& frame, const FrameRecord& record,
+                               const FrameFiles& files) const {
+  return {frame, record, files.outcome, files.shown, files.name, input_name_, files.overlay};
 }
 
 // Videos are made of overlays.
@@ -120,9 +188,7 @@ void ResultWriter::WriteFiles(const Frame& frame, const FrameRecord& record,
                               const FrameFiles& files) {
   if (files.name.empty()) return;
   for (const PendingFile& picture : files.pictures) folder_->Write(picture);
-  const FoundFrame found{frame,      record,      files.outcome, files.shown,
-                         files.name, input_name_, files.overlay};
-  for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(found);
+  for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->Write(Found(frame, record, files));
 }
 
 // The name of the input, followed by the frame's number if the input is not a picture.
@@ -133,6 +199,15 @@ std::string ResultWriter::NameOf(const Frame& frame) {
   }
   if (frame.kind == InputKind::kPicture) return input_name_;
   return fmt::format("{}{}{:06}", input_name_, kFrameMark, frame.index);
+}
+
+void ResultWriter::EndInput() {
+  for (const std::unique_ptr<ResultSink>& sink : sinks_) sink->EndInput();
+}
+
+void ResultWriter::WriteSummary(const Summary& summary, const RunEnd& end) {
+  if (!folder_) return;
+  WriteWholeFile(summary_path_, ToIndentedText(summary.ToJson(labels_, end)));
 }
 
 void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
@@ -149,7 +224,8 @@ void ResultWriter::Finish(const Summary& summary, const RunEnd& end) {
   for (const std::unique_ptr<ResultSink>& sink : sinks_) attempt([&sink] { sink->Finish(); });
   RunEnd reported = end;
   if (reported.write_error.empty()) reported.write_error = Join(causes, "; ");
-  attempt([&] { folder_->WriteJson(kSummaryFile, summary.ToJson(labels_, reported)); });
+  reported.complete = end.complete && causes.empty();
+  attempt([&] { WriteSummary(summary, reported); });
   if (!causes.empty()) throw OutputError(Join(causes, "; "));
 }
 

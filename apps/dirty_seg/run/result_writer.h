@@ -15,6 +15,7 @@
 #include "frames/frame.h"
 #include "results/frame_record.h"
 #include "results/summary.h"
+#include "run/resumption.h"
 
 namespace dirty_seg {
 
@@ -22,6 +23,7 @@ struct ResultOptions {
   std::string output;  // a folder; empty: standard output
   bool save = false;   // to a numbered folder
   bool overwrite = false;
+  bool resume = false;  // an earlier run in the folder
   bool merge = false;  // detections to things
   bool coco = false;
   bool polygons = false;
@@ -46,8 +48,10 @@ struct FrameFiles {
 
 class ResultWriter {
  public:
-  /// `labels` outlives this object, as does `standard_output`. Throws SetupError with the cause.
-  ResultWriter(const ResultOptions& options, const Labels& labels, std::FILE* standard_output);
+  /// `labels` outlives this object, as does `standard_output`. Throws SetupError with the cause,
+  /// also where the folder is to be gone on with and its run was not made as `description` says.
+  ResultWriter(const ResultOptions& options, const Labels& labels, std::FILE* standard_output,
+               const RunDescription& description);
 
   ResultWriter(const ResultWriter&) = delete;
   ResultWriter& operator=(const ResultWriter&) = delete;
@@ -55,6 +59,18 @@ class ResultWriter {
   bool has_folder() const { return folder_.has_value(); }
   /// For messages.
   const std::string& destination() const { return destination_; }
+
+  /// What an earlier run has done, if the folder is gone on with: counts it in `summary`, and gives
+  /// it to the other formats. Once, before anything is written. Throws SetupError for results that
+  /// cannot be read, and OutputError.
+  EarlierResults Restore(Summary& summary);
+
+  /// Names the files of input number `input` as an earlier run did.
+  void TakeName(std::size_t input, const std::string& name);
+
+  /// Gives a frame of `earlier` to the formats that need its picture. Throws InputError for a frame
+  /// that one of these cannot hold, and OutputError.
+  void Redraw(const Frame& frame, const EarlierResults& earlier);
 
   /// Completes `record` with its masks, the names of its files and the time, and writes it. Throws
   /// InputError for a picture that cannot be drawn, and OutputError.
@@ -64,11 +80,21 @@ class ResultWriter {
   /// that one of these cannot hold, and OutputError.
   void WriteFiles(const Frame& frame, const FrameRecord& record, const FrameFiles& files);
 
+  /// Completes the files of the input that the last frames were of. Throws OutputError.
+  void EndInput();
+
+  /// Writes summary.json, if there is a folder. Throws OutputError with the cause.
+  void WriteSummary(const Summary& summary, const RunEnd& end);
+
   /// Completes all files and writes summary.json. Throws OutputError with the cause.
   void Finish(const Summary& summary, const RunEnd& end);
 
  private:
-  void AddSinks(const ResultOptions& options);
+  void OpenFolder(const RunDescription& description);
+  void AddSinks();
+  void RestoreFrame(const StoredFrame& stored, EarlierInput& input, Summary& summary);
+  FrameFiles Describe(std::string name, const FrameRecord& record) const;
+  FoundFrame Found(const Frame& frame, const FrameRecord& record, const FrameFiles& files) const;
   FrameFiles Encode(const Frame& frame, FrameRecord& record);
   void EncodeOverlayOf(const Frame& frame, FrameFiles& files, FrameRecord& record);
   std::string NameOf(const Frame& frame);
@@ -76,6 +102,8 @@ class ResultWriter {
   ResultOptions options_;
   const Labels& labels_;
   std::optional<OutputFolder> folder_;
+  std::string summary_path_;
+  std::optional<Resumption> resumption_;
   std::string destination_;
   std::FILE* standard_output_;
   std::vector<std::unique_ptr<ResultSink>> sinks_;

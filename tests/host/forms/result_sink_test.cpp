@@ -52,7 +52,7 @@ class Sinks : public testing::Test {
   json ReadJson(const std::string& name) { return json::parse(ReadFile(folder_ / name)); }
 
   test::TemporaryFolder folder_;
-  OutputFolder output_{folder_.path(), false};
+  OutputFolder output_{folder_.path(), FolderUse::kNew};
   Frame frame_;
   FitMode mode_ = FitMode::kPad;
   FrameRecord record_;
