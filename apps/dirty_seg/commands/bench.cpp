@@ -77,7 +77,9 @@ BenchInputs MakeInputs(const BenchOptions& options) {
   const InputArguments& input = options.input;
   return {input.inputs,
           {input.recursive, true, ""},
-          {input.frame_step, options.max_frames, options.max_frames.value_or(kCameraFrames)},
+          {{input.frame_step, std::nullopt},
+           options.max_frames,
+           options.max_frames.value_or(kCameraFrames)},
           FitModeOf(input.fit),
           ReadList(input.inputs)};
 }

@@ -36,7 +36,7 @@ void AddResultOptions(Command command, ResultOptions& options) {
           .TypeName("DIR");
   command.AddFlag("--save", &options.save, "Results folder runs/detect, runs/detect2, ...")
       .Excludes(output);
-  constexpr const char* kRuns = "Replace, go on with an earlier run; join parts of a thing";
+  constexpr const char* kRuns = "Replace a run, go on with one; join parts";
   Option overwrite =
       command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier run in --output DIR")
           .Group(kRuns)
@@ -83,6 +83,7 @@ nlohmann::ordered_json OptionsToJson(const DetectOptions& options) {
     json["fece_area_threshold"] = detector.fece_area_threshold;
   }
   json["frame_step"] = options.input.frame_step;
+  if (options.input.every) json["every"] = *options.input.every;
   json["fit"] = options.input.fit;
   const ResultOptions& results = options.results;
   json["merge"] = results.merge;
@@ -103,8 +104,9 @@ Command AddDetect(Program& program, DetectOptions& options) {
   AddDetectorOptions(command, options.detector);
   AddThresholdOptions(command, options.detector.thresholds);
   AddInputOptions(command, options.input);
-  for (const char* name : {"--recursive", "--frame-step", "--fit"}) {
-    command.option(name).Group("Subfolders; N-th frames; fit");
+  AddEveryOption(command, options.input);
+  for (const char* name : {"--recursive", "--frame-step", "--every", "--fit"}) {
+    command.option(name).Group("Folders; frames");
   }
   AddResultOptions(command, options.results);
   AddLogOptions(command, options.log);
@@ -128,9 +130,12 @@ int RunDetect(const DetectOptions& options) {
   DetectorSetup setup = SetUpDetector(detector);
   // Beside the loading of the networks. The engine, which sets a variable, is started by now.
   const std::future<void> loading = LoadMediaAhead();
-  RunDescription description{NameAndVersion(),   detector.model,
-                             detector.config,    detector.fece_model,
-                             setup.file->options(), OptionsToJson(options),
+  RunDescription description{NameAndVersion(),
+                             detector.model,
+                             detector.config,
+                             detector.fece_model,
+                             setup.file->options(),
+                             OptionsToJson(options),
                              checksums.valid() ? checksums.get() : Checksums()};
   DetectionRun run(std::move(setup), FitModeOf(input.fit), std::move(description), options.results,
                    log);
@@ -138,7 +143,7 @@ int RunDetect(const DetectOptions& options) {
   std::istream list(&standard_input);
   FrameSource source(
       InputQueue(input.inputs, {input.recursive, true, options.results.output}, list),
-      {input.frame_step, std::nullopt, std::nullopt}, run.DoneInputs());
+      {{input.frame_step, input.every}, std::nullopt, std::nullopt}, run.DoneInputs());
   std::optional<Progress> progress;
   if (!shows_results) progress.emplace(SteadySeconds, TerminalColumns());
   const Interruption interruption;

@@ -70,6 +70,17 @@ void AddInputOptions(Command command, InputArguments& arguments) {
   AddFitOption(command, arguments.fit);
 }
 
+void AddEveryOption(Command command, InputArguments& arguments) {
+  command
+      .AddCallback(
+          "--every",
+          [&arguments](const std::string& word) { arguments.every = ReadNumber<float>(word); },
+          "One frame in so many seconds of a camera or video")
+      .Check(NumberFrom(0.001F, 86400.0F, "a number of seconds from 0.001 to 86400"))
+      .TypeName("SECONDS")
+      .Excludes(command.option("--frame-step"));
+}
+
 void AddThresholdOptions(Command command, Thresholds& thresholds) {
   constexpr const char* kGroup = "For one run";
   const auto fraction = [&](const char* name, std::optional<float>& value, const char* text) {

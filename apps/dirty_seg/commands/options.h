@@ -1,6 +1,7 @@
 // Options that several commands share.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,11 +29,15 @@ struct InputArguments {
   std::vector<std::string> inputs;
   bool recursive = false;
   int frame_step = 1;
+  std::optional<float> every;  // seconds, in place of `frame_step`
   std::string fit = kFitWords[0];
 };
 
 /// INPUT, --recursive, --frame-step and --fit. `arguments` outlives `command`.
 void AddInputOptions(Command command, InputArguments& arguments);
+
+/// --every. `arguments` outlives `command`, which has the options above.
+void AddEveryOption(Command command, InputArguments& arguments);
 
 /// --conf, --iou, --max-det, --mask-threshold and --classes. `thresholds` outlives `command`.
 void AddThresholdOptions(Command command, Thresholds& thresholds);

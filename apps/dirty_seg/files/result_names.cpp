@@ -37,7 +37,7 @@ bool IsFree(const std::string& name, const std::set<std::string>& taken) {
 
 bool IsNameOfAResult(const std::string& file_name) {
   static const std::regex kName(
-      R"(.+\.(overlay\.(jpg|(part\.)?avi)|mask_\d+\.png|crop_\d+\..+\.png))");
+      R"(.+\.(overlay\.(jpg|(part\.)?(avi|mp4))|mask_\d+\.png|crop_\d+\..+\.png))");
   return std::regex_match(file_name, kName);
 }
 

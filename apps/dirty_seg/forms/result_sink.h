@@ -73,7 +73,8 @@ std::unique_ptr<ResultSink> MakeYoloSink(const OutputFolder& folder, const Label
 /// decides: a confirmed one first, then the highest score.
 std::unique_ptr<ResultSink> MakeCropSink(const OutputFolder& folder);
 
-/// NAME.overlay.avi of each video and camera: Motion JPEG, at the rate of the frames taken.
+/// NAME.overlay.mp4 of each video and camera, at the rate of the frames taken: MPEG-4, or Motion
+/// JPEG in NAME.overlay.avi where OpenCV has no codec for that. Says what it wrote.
 std::unique_ptr<ResultSink> MakeVideoSink(const OutputFolder& folder);
 
 }  // namespace dirty_seg

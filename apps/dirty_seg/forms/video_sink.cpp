@@ -1,11 +1,16 @@
 // Annotated videos.
 #include <fmt/format.h>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "base/errors.h"
+#include "base/text.h"
+#include "console/messages.h"
 #include "forms/result_sink.h"
 #include "frames/video_reader.h"
 #include "media/media.h"
@@ -15,6 +20,14 @@ namespace {
 
 // For a camera that does not report its rate.
 constexpr double kDefaultRate = 30.0;
+
+struct Format {
+  const char* extension;
+  const char* codec;
+};
+
+// The first that can be written is.
+constexpr std::array<Format, 2> kFormats{{{".mp4", "MPEG-4"}, {".avi", "Motion JPEG"}}};
 
 class VideoSink : public ResultSink {
  public:
@@ -42,32 +55,44 @@ class VideoSink : public ResultSink {
     input_ = found.frame.input;
     size_ = found.overlay.size();
     const double rate = found.frame.rate > 0.0 ? found.frame.rate : kDefaultRate;
+    for (const Format& format : kFormats) {
+      if (Open(found.input_name + ".overlay", format, rate)) return;
+    }
+    throw OutputError("'" + path_ + "' cannot be written");
+  }
+
+  bool Open(const std::string& name, const Format& format, double rate) {
     // The extension chooses the container.
-    const std::string part = folder_.Claim(found.input_name + ".overlay.part.avi");
-    path_ = folder_.Claim(found.input_name + ".overlay.avi");
+    const std::string part = folder_.Claim(name + ".part" + format.extension);
+    path_ = folder_.Claim(name + format.extension);
+    codec_ = format.codec;
     file_.emplace(path_, part);
     video_ = LoadMedia().CreateVideo(part, rate, size_);
-    if (video_ == nullptr) throw OutputError("'" + path_ + "' cannot be written");
+    if (video_ == nullptr) file_.reset();
+    return video_ != nullptr;
   }
 
   // The writer does not report a full disk.
   void Close() {
     if (video_ == nullptr) return;
     video_.reset();
-    const bool is_whole = HasLastFrame();
-    written_ = 0;
+    const std::int64_t written = std::exchange(written_, 0);
+    const bool is_whole = HasFrame(written - 1);
     if (is_whole) file_->Keep();
     file_.reset();
-    if (is_whole) return;
-    throw OutputError(
-        fmt::format("'{}' cannot be written whole, and is removed; is there room for it?", path_));
+    if (!is_whole) {
+      throw OutputError(fmt::format(
+          "'{}' cannot be written whole, and is removed; is there room for it?", path_));
+    }
+    PrintMessage(fmt::format("annotated video '{}': {}, {}", path_,
+                             Counted(static_cast<std::size_t>(written), "frame"), codec_));
   }
 
   // The frame count in a file is only what was meant to be in it.
-  bool HasLastFrame() const {
+  bool HasFrame(std::int64_t number) const {
     try {
       const std::unique_ptr<VideoInput> video = OpenVideoInput(file_->part());
-      return video->Seek(written_ - 1) && video->Grab();
+      return video->Seek(number) && video->Grab();
     } catch (const InputError&) {
       return false;
     }
@@ -76,6 +101,7 @@ class VideoSink : public ResultSink {
   const OutputFolder& folder_;
   std::optional<std::size_t> input_;
   std::string path_;
+  const char* codec_ = "";
   std::optional<WholeFile> file_;
   std::int64_t written_ = 0;  // frames
   cv::Size size_;

@@ -34,15 +34,15 @@ class PictureReader : public FrameReader {
 
 }  // namespace
 
-std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step) {
+std::unique_ptr<FrameReader> OpenInput(const Input& input, const Sampling& sampling) {
   if (!input.failure.empty()) throw InputError(input.failure);
   if (input.kind == InputKind::kPicture) return std::make_unique<PictureReader>(input.path);
-  if (input.kind == InputKind::kCamera) return OpenCamera(input.path, frame_step);
-  return OpenVideo(input.path, frame_step);
+  if (input.kind == InputKind::kCamera) return OpenCamera(input.path, sampling);
+  return OpenVideo(input.path, sampling);
 }
 
 Frame ReadFrame(const Input& input, std::int64_t number) {
-  const std::unique_ptr<FrameReader> reader = OpenInput(input, 1);
+  const std::unique_ptr<FrameReader> reader = OpenInput(input);
   Frame frame;
   frame.source = input.path;
   frame.kind = input.kind;
@@ -113,7 +113,7 @@ Frame FrameSource::NewFrame() const {
 // Returns whether there is one more.
 bool FrameSource::ReadFrame(Frame& frame) {
   const Stopwatch watch;
-  if (reader_ == nullptr) reader_ = OpenInput(*input_, choice_.step);
+  if (reader_ == nullptr) reader_ = OpenInput(*input_, choice_.sampling);
   if (HasEnough() || !reader_->Read(frame)) return false;
   if (earlier_ && input_->kind == InputKind::kCamera) frame.index += earlier_->done.next_frame;
   if (earlier_) frame.is_done = taken_ < earlier_->done.frames;

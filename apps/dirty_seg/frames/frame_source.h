@@ -16,10 +16,17 @@
 
 namespace dirty_seg {
 
+/// Which frames of a video or camera are looked at, from the first on.
+struct Sampling {
+  /// Every `step`-th.
+  int step = 1;
+  /// In place of `step`: one in so many seconds, by a video's rate and by the clock for a camera.
+  std::optional<double> seconds;
+};
+
 /// Which frames of an input are taken.
 struct FrameChoice {
-  /// Every `step`-th of a video or camera, from the first on.
-  int step = 1;
+  Sampling sampling;
   /// Maximum number of frames; without it a video ends by itself, a camera never.
   std::optional<std::int64_t> max_video_frames;
   std::optional<std::int64_t> max_camera_frames;
@@ -51,9 +58,8 @@ class FrameReader {
   virtual std::optional<std::int64_t> Count() const = 0;
 };
 
-/// Opens the input. Takes every `frame_step`-th frame of a video or camera, from the first on.
-/// Throws InputError with the cause.
-std::unique_ptr<FrameReader> OpenInput(const Input& input, int frame_step);
+/// Opens the input. Throws InputError with the cause.
+std::unique_ptr<FrameReader> OpenInput(const Input& input, const Sampling& sampling = {});
 
 /// Frame `number` of the input, counted from 0; prints its decoder's warning. Throws InputError
 /// with the cause, also if there is no such frame.

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <opencv2/core/utils/logger.hpp>
 #include <system_error>
 #include <utility>
@@ -27,34 +28,61 @@ const Media& LoadQuietMedia() {
   return media;
 }
 
+// Positive, or 0 where it is not known.
+double RateOf(const VideoInput& video) {
+  const double rate = video.Rate();
+  return rate > 0.0 && std::isfinite(rate) ? rate : 0.0;
+}
+
+// Tells of each frame, as it comes, whether it is taken.
+using Choice = std::function<bool(std::int64_t number)>;
+
+Choice EveryNth(std::int64_t step) {
+  return [step](std::int64_t number) { return number % step == 0; };
+}
+
+Choice EverySeconds(double seconds, std::function<double()> clock) {
+  const double begin = clock();
+  return [seconds, clock = std::move(clock), begin, due = 0.0](std::int64_t /*number*/) mutable {
+    const double passed = std::floor((clock() - begin) / seconds);
+    if (passed < due) return false;
+    due = passed + 1.0;
+    return true;
+  };
+}
+
+struct Plan {
+  Choice is_taken;
+  std::int64_t count;  // of the frames that are taken; 0 or less: not known
+  double rate;         // of these
+};
+
 class VideoReader : public FrameReader {
  public:
-  VideoReader(std::unique_ptr<VideoInput> video, std::int64_t reported_count, int frame_step)
-      : video_(std::move(video)), reported_count_(reported_count), frame_step_(frame_step) {
-    const double rate = video_->Rate();
-    if (rate > 0.0 && std::isfinite(rate)) rate_ = rate / frame_step;
-  }
+  // `reported_count` is 0 or less where it is not known.
+  VideoReader(std::unique_ptr<VideoInput> video, std::int64_t reported_count, Plan plan)
+      : video_(std::move(video)), reported_count_(reported_count), plan_(std::move(plan)) {}
 
   bool Read(Frame& frame) override {
-    while (next_ % frame_step_ != 0) {
+    do {
       if (!video_->Grab()) return End();
-      ++next_;
+    } while (!plan_.is_taken(next_++));
+    const cv::Mat decoded = video_->Retrieve();
+    if (decoded.empty()) {
+      --next_;
+      return End();
     }
     auto picture = std::make_shared<cv::Mat>();
-    if (!video_->Grab()) return End();
-    const cv::Mat decoded = video_->Retrieve();
-    if (decoded.empty()) return End();
     decoded.copyTo(*picture);  // its memory is used again for the next frame
     if (picture->type() != CV_8UC3) throw InputError("its frames are not colour pictures");
-    frame.index = next_++;
-    frame.rate = rate_;
+    frame.index = next_ - 1;
+    frame.rate = plan_.rate;
     frame.picture = std::move(picture);
     return true;
   }
 
   std::optional<std::int64_t> Count() const override {
-    if (reported_count_ <= 0) return std::nullopt;
-    return (reported_count_ + frame_step_ - 1) / frame_step_;
+    return plan_.count > 0 ? std::optional(plan_.count) : std::nullopt;
   }
 
  private:
@@ -69,11 +97,18 @@ class VideoReader : public FrameReader {
   }
 
   std::unique_ptr<VideoInput> video_;
-  std::int64_t reported_count_;  // 0 or less: not known
-  std::int64_t frame_step_;
-  std::int64_t next_ = 0;
-  double rate_ = 0.0;
+  std::int64_t reported_count_;
+  Plan plan_;
+  std::int64_t next_ = 0;  // number of the frame
 };
+
+std::int64_t StepOf(const Sampling& sampling, double rate) {
+  if (!sampling.seconds) return sampling.step;
+  if (rate == 0.0) {
+    throw InputError("does not say how many frames it has a second; expected --frame-step for it");
+  }
+  return std::max<std::int64_t>(1, std::llround(*sampling.seconds * rate));
+}
 
 // The number after the last character that is not a digit.
 int CameraNumber(const std::string& name) {
@@ -110,15 +145,19 @@ std::unique_ptr<VideoInput> OpenVideoInput(const std::string& path) {
   return video;
 }
 
-std::unique_ptr<FrameReader> OpenVideo(const std::string& path, int frame_step) {
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path, const Sampling& sampling) {
   std::unique_ptr<VideoInput> video = OpenVideoInput(path);
   // For a container without a frame count, OpenCV returns an impossible one.
   const double reported = video->FrameCount();
   const auto count = reported > 0.0 && reported < 1e12 ? static_cast<std::int64_t>(reported) : 0;
-  return std::make_unique<VideoReader>(std::move(video), count, frame_step);
+  const double rate = RateOf(*video);
+  const std::int64_t step = StepOf(sampling, rate);
+  return std::make_unique<VideoReader>(
+      std::move(video), count,
+      Plan{EveryNth(step), (count + step - 1) / step, rate / static_cast<double>(step)});
 }
 
-std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step) {
+std::unique_ptr<FrameReader> OpenCamera(const std::string& name, const Sampling& sampling) {
   const Media& media = LoadQuietMedia();
   const int number = CameraNumber(name);
   const std::string device = fmt::format("/dev/video{}", number);
@@ -126,7 +165,16 @@ std::unique_ptr<FrameReader> OpenCamera(const std::string& name, int frame_step)
   if (!std::filesystem::exists(device, error)) throw InputError("there is no " + device);
   std::unique_ptr<VideoInput> camera = media.OpenCamera(number);
   if (camera == nullptr) throw InputError("the camera gives no pictures");
-  return std::make_unique<VideoReader>(std::move(camera), 0, frame_step);
+  return ReadCamera(std::move(camera), sampling);
+}
+
+// All its frames are grabbed: those that wait in its queue would be old when they are wanted.
+std::unique_ptr<FrameReader> ReadCamera(std::unique_ptr<VideoInput> camera,
+                                        const Sampling& sampling, std::function<double()> clock) {
+  Plan plan = sampling.seconds ? Plan{EverySeconds(*sampling.seconds, std::move(clock)), 0,
+                                      1.0 / *sampling.seconds}
+                               : Plan{EveryNth(sampling.step), 0, RateOf(*camera) / sampling.step};
+  return std::make_unique<VideoReader>(std::move(camera), 0, std::move(plan));
 }
 
 }  // namespace dirty_seg

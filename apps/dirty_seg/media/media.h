@@ -74,8 +74,8 @@ class Media {
   /// The camera /dev/video`number`; nothing if it gives no pictures.
   virtual std::unique_ptr<VideoInput> OpenCamera(int number) const = 0;
 
-  /// A video of Motion JPEG at `rate` frames a second, in the container of the extension; nothing
-  /// if it cannot be begun.
+  /// A video at `rate` frames a second, by the extension: .mp4 of MPEG-4, .avi of Motion JPEG.
+  /// Nothing if it cannot be begun, as where the codec is missing.
   virtual std::unique_ptr<VideoOutput> CreateVideo(const std::string& path, double rate,
                                                    const cv::Size& size) const = 0;
 };

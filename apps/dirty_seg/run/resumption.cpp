@@ -67,17 +67,17 @@ void RequireSame(const std::string& folder, const json& before, const json& now,
   if (!old_group.is_object()) RejectSummary(folder, fmt::format("has no {}", group));
   const std::optional<std::string> key = FindDifference(old_group, now[group]);
   if (!key) return;
-  Reject(folder, fmt::format("{} was {} in that run, and is {} now; {}",
-                             fmt::format(what, OptionOf(*key), *key),
-                             Shown(old_group.value(*key, json())),
-                             Shown(now[group].value(*key, json())), kExpected));
+  Reject(folder,
+         fmt::format("{} was {} in that run, and is {} now; {}",
+                     fmt::format(what, OptionOf(*key), *key), Shown(old_group.value(*key, json())),
+                     Shown(now[group].value(*key, json())), kExpected));
 }
 
 void RequireSameRun(const std::string& folder, const json& before, const json& now) {
   if (before.value("program", json()) != now["program"]) {
-    Reject(folder, fmt::format("it was made by {}, and this is {}; {}",
-                               Shown(before.value("program", json())), Shown(now["program"]),
-                               kExpected));
+    Reject(folder,
+           fmt::format("it was made by {}, and this is {}; {}",
+                       Shown(before.value("program", json())), Shown(now["program"]), kExpected));
   }
   RequireSame(folder, before, now, "checksums", "the SHA-256 of {}");
   RequireSame(folder, before, now, "options", "{}");

@@ -92,7 +92,7 @@ TEST_F(DetectForms, AreVideosOfVideos) {
   const std::string clip = test::WriteVideo(
       folder_ / "clip.avi", {6, test::Plain(test::kFrame, test::kGreenPixel)}, 10.0);
   Run({"--video", "--frame-step", "2", clip});
-  const test::VideoContent video = test::ReadVideo(folder_ / "out/clip.overlay.avi");
+  const test::VideoContent video = test::ReadVideo(folder_ / "out/clip.overlay.mp4");
   EXPECT_EQ(video.rate, 5.0);
   ASSERT_EQ(video.frames.size(), 3U);
   ASSERT_EQ(video.frames[0].size(), test::kFrame);
@@ -218,21 +218,25 @@ TEST_F(DetectForms, EndInAWholeLineWhenThereIsNoRoomForTheNext) {
 }
 
 TEST_F(DetectForms, OfVideosAreNamedWhenTheyAreCutShort) {
-  const std::string clip =
-      test::WriteVideo(folder_ / "clip.avi", {100, test::Plain({320, 240}, test::kRedPixel)}, 10.0);
+  std::vector<cv::Mat> frames(100);
+  for (cv::Mat& frame : frames) {  // of noise, which takes room
+    frame.create(240, 320, CV_8UC3);
+    cv::randu(frame, cv::Scalar(0, 0, 0), cv::Scalar(60, 60, 255));
+  }
+  const std::string clip = test::WriteVideo(folder_ / "clip.avi", frames, 10.0);
   const test::FileSizeLimit limit(100000);  // of the files, the annotated video alone is larger
   const ProgramResult result =
       RunProgram(Command() + Arguments{"-q", "--fit", "pad", "--video", "--coco", "--output",
                                        folder_ / "out", clip});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.errors,
-              EndsWith("dirty_seg: error: '" + folder_ / "out/clip.overlay.avi" +
+              EndsWith("dirty_seg: error: '" + folder_ / "out/clip.overlay.mp4" +
                        "' cannot be written whole, and is removed; is there room for it?\n"));
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/clip.overlay.avi"));
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/clip.overlay.part.avi"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/clip.overlay.mp4"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out/clip.overlay.part.mp4"));
   EXPECT_EQ(json::parse(Written("summary.json"))["frames"], 100);
   EXPECT_THAT(json::parse(Written("summary.json"))["write_error"],
-              HasSubstr("clip.overlay.avi' cannot be written whole"));
+              HasSubstr("clip.overlay.mp4' cannot be written whole"));
   EXPECT_EQ(json::parse(Written("coco_images.json"))["images"].size(), 100U);
 }
 
@@ -249,7 +253,7 @@ TEST_F(DetectForms, LeaveOutPicturesThatAreNotWanted) {
     names.push_back(entry.path().filename().string());
   }
   EXPECT_THAT(names, testing::UnorderedElementsAre("results.jsonl", "results_files.txt",
-                                                   "summary.json", "clip.overlay.avi"));
+                                                   "summary.json", "clip.overlay.mp4"));
   for (const json& row : test::ParseLines(Written("results.jsonl"))) {
     EXPECT_FALSE(row.contains("overlay"));
     EXPECT_FALSE(row["label_masks"]["0"].contains("file"));

@@ -74,7 +74,7 @@ TEST_F(Interrupted, WithinAVideoItLeavesWholeFiles) {
               HasSubstr("interrupted: 0 of 4 inputs processed, 1 in part; results in "));
   EXPECT_EQ(Summary()["failures"], json::parse(R"([{"source": "missing.png",
     "cause": "cannot be opened: No such file or directory"}])"));
-  EXPECT_EQ(test::ReadVideo(folder_ / "out/long.overlay.avi").frames.size(), rows.size());
+  EXPECT_EQ(test::ReadVideo(folder_ / "out/long.overlay.mp4").frames.size(), rows.size());
   EXPECT_EQ(json::parse(ReadFile(folder_ / "out/coco_images.json"))["images"].size(), rows.size());
   EXPECT_EQ(json::parse(ReadFile(folder_ / "out/coco_results.json"))[0]["image_id"], 1);
 }

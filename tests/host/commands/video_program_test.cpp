@@ -149,7 +149,7 @@ TEST_F(DetectInputs, FitAVideoOfAnotherSizeAndKeepItsSizeInTheAnnotatedOne) {
     EXPECT_EQ(row["fit"], json::parse(R"({"scale": 4.5, "size": [1080, 1440]})"));
     EXPECT_EQ(row["labels"].size(), 2U);
   }
-  EXPECT_EQ(test::ReadVideo(folder_ / "out/small.overlay.avi").frames.at(0).size(),
+  EXPECT_EQ(test::ReadVideo(folder_ / "out/small.overlay.mp4").frames.at(0).size(),
             cv::Size(320, 240));
 }
 

@@ -314,7 +314,7 @@ TEST_F(Sinks, WriteOneVideoAnInput) {
   frame_.input = 1;
   for (int i = 0; i < 3; ++i) Write(*sink);
   sink->Finish();
-  const test::VideoContent video = test::ReadVideo(folder_ / "street.overlay.avi");
+  const test::VideoContent video = test::ReadVideo(folder_ / "street.overlay.mp4");
   EXPECT_EQ(video.rate, 12.5);
   ASSERT_EQ(video.frames.size(), 3U);
   EXPECT_EQ(video.frames[0].size(), cv::Size(200, 100));

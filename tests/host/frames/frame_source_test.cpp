@@ -33,7 +33,7 @@ class FrameSourceTest : public testing::Test {
 
   FrameSource Open(const std::vector<std::string>& arguments, int frame_step = 1,
                    std::optional<std::int64_t> most = std::nullopt) {
-    return FrameSource(InputQueue(arguments, {}, no_list_), {frame_step, most, std::nullopt});
+    return FrameSource(InputQueue(arguments, {}, no_list_), {{frame_step, {}}, most, std::nullopt});
   }
 
   static std::vector<Frame> ReadAll(FrameSource source) {

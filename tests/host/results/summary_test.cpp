@@ -10,6 +10,9 @@ namespace {
 
 const Labels kLabels({{0, "spill"}, {3, "solid waste"}}, true);
 
+const nlohmann::ordered_json kOptions{{"fit", "pad"}, {"merge", true}};
+const std::map<std::string, std::string> kChecksums{{"model", "00ff"}};
+
 FrameRecord MakeRecord(const std::vector<int>& labels, double inference_ms) {
   FrameRecord record;
   record.outcome.result.labels = labels;
@@ -17,10 +20,10 @@ FrameRecord MakeRecord(const std::vector<int>& labels, double inference_ms) {
   return record;
 }
 
-Summary MakeSummary() { return Summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "", {}}); }
+Summary MakeSummary() { return Summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "", {}, kOptions, kChecksums}); }
 
 TEST(Summary, HasItsKeysInOrder) {
-  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}});
+  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}, kOptions, kChecksums});
   FrameRecord record = MakeRecord({3, 19, 3}, 2.0);
   record.read_ms = 1.0;
   record.outcome.total_ms = 4.0;
@@ -43,6 +46,7 @@ TEST(Summary, HasItsKeysInOrder) {
                 .dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace),
             "{\"schema_version\":1,\"program\":\"dirty_seg 9.8.7\",\"model\":\"seg.onnx\","
             "\"config\":\"config.yaml\",\"fece_model\":\"fece.onnx\","
+            "\"checksums\":{\"model\":\"00ff\"},\"options\":{\"fit\":\"pad\",\"merge\":true},"
             "\"thresholds\":{\"score_threshold\":0.25,\"iou_threshold\":0.7,"
             "\"max_detections\":300,\"class_agnostic\":false,\"mask_threshold\":0.5,\"score_"
             "thresholds\":{}},\"inputs\":2,"
@@ -50,6 +54,7 @@ TEST(Summary, HasItsKeysInOrder) {
             "{\"source\":\"a.png\",\"cause\":\"is cut short\"},"
             "{\"source\":\"b\\ufffd.mp4\",\"source_bytes\":\"Yv8ubXA0\",\"frame\":7,"
             "\"cause\":\"PreProcess error\"}],\"non_finite_frames\":0,\"interrupted\":true,"
+            "\"complete\":false,"
             "\"write_error\":\"full\",\"detections\":{\"3\":2,\"19\":1},"
             "\"label_names\":{\"3\":\"solid waste\",\"19\":\"faeces\"},"
             "\"timing_ms\":{\"read\":" +
@@ -58,7 +63,7 @@ TEST(Summary, HasItsKeysInOrder) {
 }
 
 TEST(Summary, CountsWhatWasConfirmedBesideItsLabel) {
-  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}});
+  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}, kOptions, kChecksums});
   EXPECT_EQ(summary.ToJson(kLabels, {})["confirmed_faeces"], 0);
   FrameRecord record = MakeRecord({19, 19, 3}, 2.0);
   record.outcome.fece_candidates = {{1, FeceVerdict::kConfirmed, 0.75F},
