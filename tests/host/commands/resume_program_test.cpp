@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "support/detect_fixture.h"
+#include "support/running_program.h"
 #include "support/videos.h"
 
 namespace dirty_seg {
@@ -131,6 +133,25 @@ TEST_F(Resume, KeepsTheFailuresThatNoLineTells) {
   EXPECT_EQ(RunProgram(Again({clip, a_, b_})).status, 1);
   EXPECT_EQ(Summary()["failures"], failures);
   EXPECT_EQ(Summary()["failed"], 1);
+}
+
+TEST_F(Resume, KeepsTheseOfARunThatWasKilled) {
+  const std::string clip = test::WriteVideo(
+      folder_ / "clip.avi",
+      std::vector<cv::Mat>(40, test::Plain({320, 240}, test::kRedPixel)), 10.0);
+  const std::string data = ReadFile(clip);
+  folder_.Write("clip.avi", data.substr(0, data.size() / 2));
+  test::RunningProgram program(Into({"-"}), folder_ / "output", folder_ / "errors");
+  program.WriteInput(clip + "\n" + a_ + "\n" + b_ + "\n");
+  ASSERT_TRUE(test::WaitUntil([this] {
+    return ReadFile(folder_ / "out/results.jsonl").find("b.png\"") != std::string::npos;
+  }));
+  program.Signal(SIGKILL);
+  program.Wait();
+  std::filesystem::remove(clip);
+  EXPECT_EQ(RunProgram(Again({clip, a_, b_})).status, 1);
+  ASSERT_EQ(Summary()["failures"].size(), 1U);
+  EXPECT_THAT(Summary()["failures"][0]["cause"], HasSubstr(" of 40 frames; it is cut short"));
 }
 
 // ---- refused ------------------------------------------------------------------------------------
