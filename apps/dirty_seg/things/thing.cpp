@@ -9,18 +9,28 @@
 namespace dirty_seg {
 namespace {
 
-// From one pixel to another with kMaxBorderGap between them.
+// From a border to the farthest pixel that counts as at it.
 constexpr int kReach = kMaxBorderGap + 1;
 
-cv::Rect Grown(const cv::Rect& area, int by) {
-  return {area.x - by, area.y - by, area.width + 2 * by, area.height + 2 * by};
+// What lies at most so far apart, in columns and in rows, is near.
+struct Reach {
+  int x;
+  int y;
+};
+constexpr Reach kTouching{1, 1};
+// From a mask that is at a border to one that is at its other side.
+constexpr Reach kAcross{2 * kReach - 1, kReach};
+constexpr Reach kAcrossDown{kAcross.y, kAcross.x};
+
+cv::Rect Grown(const cv::Rect& area, const Reach& by) {
+  return {area.x - by.x, area.y - by.y, area.width + 2 * by.x, area.height + 2 * by.y};
 }
 
 cv::Mat MaskAt(const Part& part, const cv::Rect& area) { return part.mask(area - part.area.tl()); }
 
-// Whether a pixel of `a` within `in_a` and one of `b` within `in_b` are at most `reach` apart, in
-// rows and in columns.
-bool AreNear(const Part& a, const cv::Rect& in_a, const Part& b, const cv::Rect& in_b, int reach) {
+// Whether a pixel of `a` within `in_a` and one of `b` within `in_b` are near.
+bool AreNear(const Part& a, const cv::Rect& in_a, const Part& b, const cv::Rect& in_b,
+             const Reach& reach) {
   const cv::Rect place_a = a.area & in_a;
   const cv::Rect place_b = Grown(place_a, reach) & b.area & in_b;
   if (place_a.empty() || place_b.empty()) return false;
@@ -28,9 +38,8 @@ bool AreNear(const Part& a, const cv::Rect& in_a, const Part& b, const cv::Rect&
   cv::Mat spread = cv::Mat::zeros(around.size(), CV_8UC1);
   const cv::Rect source = place_a & around;
   MaskAt(a, source).copyTo(spread(source - around.tl()));
-  const int side = 2 * reach + 1;
-  cv::dilate(spread, spread, cv::Mat::ones(side, side, CV_8UC1), {-1, -1}, 1, cv::BORDER_CONSTANT,
-             0);
+  cv::dilate(spread, spread, cv::Mat::ones(2 * reach.y + 1, 2 * reach.x + 1, CV_8UC1), {-1, -1}, 1,
+             cv::BORDER_CONSTANT, 0);
   const cv::Mat met = spread(place_b - around.tl()) & MaskAt(b, place_b);
   return cv::countNonZero(met) != 0;
 }
@@ -38,20 +47,27 @@ bool AreNear(const Part& a, const cv::Rect& in_a, const Part& b, const cv::Rect&
 // Whether `b` goes on, outside the patch of `a`, where that cuts `a` off.
 bool GoesOn(const Part& a, const Part& b) {
   const cv::Rect& patch = a.patch;
-  const cv::Rect around = Grown(patch, kReach);
-  const cv::Rect left(around.x, around.y, kReach, around.height);
-  const cv::Rect right = left + cv::Point(patch.width + kReach, 0);
-  const cv::Rect top(around.x, around.y, around.width, kReach);
-  const cv::Rect bottom = top + cv::Point(0, patch.height + kReach);
-  return AreNear(a, patch, b, left, kReach) || AreNear(a, patch, b, right, kReach) ||
-         AreNear(a, patch, b, top, kReach) || AreNear(a, patch, b, bottom, kReach);
+  const cv::Rect outside = Grown(patch, {kReach, kReach});
+  // Inside the patch along its left and its upper border, and outside along them.
+  const cv::Rect in_left(patch.x, patch.y, kReach, patch.height);
+  const cv::Rect in_top(patch.x, patch.y, patch.width, kReach);
+  const cv::Rect left(outside.x, outside.y, kReach, outside.height);
+  const cv::Rect top(outside.x, outside.y, outside.width, kReach);
+  const cv::Point to_right(patch.width - kReach, 0);
+  const cv::Point to_bottom(0, patch.height - kReach);
+  const cv::Point across(2 * kReach, 0);
+  const cv::Point down(0, 2 * kReach);
+  return AreNear(a, in_left, b, left, kAcross) ||
+         AreNear(a, in_left + to_right, b, left + to_right + across, kAcross) ||
+         AreNear(a, in_top, b, top, kAcrossDown) ||
+         AreNear(a, in_top + to_bottom, b, top + to_bottom + down, kAcrossDown);
 }
 
 bool Meet(const Part& a, const Part& b) {
   if (a.patch_index == b.patch_index) return false;
-  if ((Grown(a.area, kReach) & b.area).empty()) return false;
+  if ((Grown(a.area, {kAcross.x, kAcross.x}) & b.area).empty()) return false;
   const cv::Rect shared = a.patch & b.patch;
-  return AreNear(a, shared, b, shared, 1) || GoesOn(a, b) || GoesOn(b, a);
+  return AreNear(a, shared, b, shared, kTouching) || GoesOn(a, b) || GoesOn(b, a);
 }
 
 // Sets of indices that are joined one by one.

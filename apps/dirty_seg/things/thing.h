@@ -13,7 +13,8 @@
 
 namespace dirty_seg {
 
-/// A gap of so many pixels between two masks, along a border of a patch, counts as none.
+/// A gap of so many pixels between a mask and a border of a patch counts as none: a network's masks
+/// seldom reach a border to the pixel.
 inline constexpr int kMaxBorderGap = 2;
 
 struct Thing {

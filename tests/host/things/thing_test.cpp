@@ -92,16 +92,29 @@ TEST(Things, AStainAcrossABorderIsOne) {
   EXPECT_EQ(things[0].mask.at<std::uint8_t>(2, 40), 0);  // y 102 is above the right part
 }
 
-// Of 638 and 639 neither is set, then 637 neither.
-TEST(Things, AGapOfTwoPixelsAlongABorderIsNone) {
-  EXPECT_THAT(MembersOf({{kLeft, {{600, 100, 38, 20}}}, {kRight, {{640, 100, 30, 20}}}}),
-              ElementsAre(ElementsAre(0U, 1U)));
-  EXPECT_THAT(MembersOf({{kLeft, {{600, 100, 39, 20}}}, {kRight, {{641, 100, 30, 20}}}}),
-              ElementsAre(ElementsAre(0U, 1U)));
-  EXPECT_THAT(MembersOf({{kLeft, {{600, 100, 37, 20}}}, {kRight, {{640, 100, 30, 20}}}}),
-              SizeIs(2));
-  EXPECT_THAT(MembersOf({{kLeft, {{600, 100, 38, 20}}}, {kRight, {{641, 100, 30, 20}}}}),
-              SizeIs(2));
+// Of 638 and 639 neither is set, and of 640 and 641; then 637 neither, and 642.
+TEST(Things, AGapOfTwoPixelsToABorderIsNone) {
+  const auto across = [](int last, int first) {
+    return MembersOf({{kLeft, {{600, 100, last - 599, 20}}}, {kRight, {{first, 100, 30, 20}}}});
+  };
+  EXPECT_THAT(across(637, 640), SizeIs(1));
+  EXPECT_THAT(across(639, 642), SizeIs(1));
+  EXPECT_THAT(across(637, 642), ElementsAre(ElementsAre(0U, 1U)));
+  EXPECT_THAT(across(636, 640), SizeIs(2));
+  EXPECT_THAT(across(639, 643), SizeIs(2));
+  const auto down = [](int last, int first) {
+    return MembersOf({{kLeft, {{100, 400, 20, last - 399}}}, {kBelow, {{100, first, 20, 30}}}});
+  };
+  EXPECT_THAT(down(537, 542), SizeIs(1));
+  EXPECT_THAT(down(536, 540), SizeIs(2));
+  EXPECT_THAT(down(539, 543), SizeIs(2));
+}
+
+// The other patch's pixels are right of the border at 640, and left of that at 400.
+TEST(Things, AGapToABorderWithinAnotherPatchIsNone) {
+  EXPECT_THAT(MembersOf({{kLeft, {{600, 100, 38, 20}}}, {kOver, {{642, 100, 30, 20}}}}), SizeIs(1));
+  EXPECT_THAT(MembersOf({{kLeft, {{360, 100, 38, 20}}}, {kOver, {{402, 100, 30, 20}}}}), SizeIs(1));
+  EXPECT_THAT(MembersOf({{kLeft, {{360, 100, 37, 20}}}, {kOver, {{402, 100, 30, 20}}}}), SizeIs(2));
 }
 
 TEST(Things, ThatTouchABorderInOtherPlacesAreTwo) {
