@@ -1,5 +1,6 @@
 // The host program's command line and configuration file, without a process: each is refused in the
 // documented way, or what was read is in its documented range.
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,13 @@ void CheckOptions(const dirty_seg::DetectOptions& options) {
   Require(!options.input.inputs.empty(), "there is an input");
   Require(options.input.frame_step >= 1 && options.input.frame_step <= 1000000,
           "the frame step is in range");
+  const std::optional<float>& every = options.input.every;
+  Require(!every || (*every >= 0.001F && *every <= 86400.0F && options.input.frame_step == 1),
+          "the period is in range, and in place of a frame step");
   Require(options.results.output.empty() || !options.results.save, "there is one folder at most");
+  Require(
+      !options.results.resume || (!options.results.overwrite && !options.results.output.empty()),
+      "what is gone on with is a folder that is not replaced");
   Require(!options.log.quiet || !options.log.verbose, "quiet and verbose exclude each other");
   Require(options.detector.threads >= 0 && options.detector.threads <= 1024,
           "threads are in range");

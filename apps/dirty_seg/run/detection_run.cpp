@@ -39,8 +39,7 @@ bool IsLarge(const Frame& frame) {
 }  // namespace
 
 DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription description,
-                           const ResultOptions& options, LogCapture& log,
-                           Progress::Clock clock)
+                           const ResultOptions& options, LogCapture& log, Progress::Clock clock)
     : patches_(std::move(setup.patches)),
       fit_(fit),
       labels_(std::move(setup.labels)),

@@ -100,8 +100,8 @@ class DetectionRun {
   bool input_failed_ = false;
   bool has_lines_ = false;           // the input, in results.jsonl
   bool fails_beyond_lines_ = false;  // the input, in a way that these do not tell
-  bool has_more_ = false;     // the input, a video or camera that did not fail
-  bool lacks_files_ = false;  // the last frame that is recorded
+  bool has_more_ = false;            // the input, a video or camera that did not fail
+  bool lacks_files_ = false;         // the last frame that is recorded
 };
 
 }  // namespace dirty_seg

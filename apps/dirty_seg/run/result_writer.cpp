@@ -91,12 +91,23 @@ void ResultWriter::AddSinks() {
 
 EarlierResults ResultWriter::Restore(Summary& summary) {
   if (!resumption_) return {};
-  EarlierResults earlier = resumption_->Read(
-      options_.video, [&](const StoredFrame& stored, EarlierInput& input) {
+  EarlierResults earlier =
+      resumption_->Read(options_.video, [&](const StoredFrame& stored, EarlierInput& input) {
         RestoreFrame(stored, input, summary);
       });
+  RequireRedrawable(earlier);
   folder_->CutResults(earlier.bytes);
   return earlier;
+}
+
+// A video is read again for its annotated one; what a camera showed is gone.
+void ResultWriter::RequireRedrawable(const EarlierResults& earlier) const {
+  if (!options_.video || earlier.inputs.empty()) return;
+  const EarlierInput& last = earlier.inputs.back();
+  if (last.is_whole || KindOf(last.source) != InputKind::kCamera) return;
+  throw SetupError(fmt::format(
+      "--resume '{}': --video cannot draw again what '{}' showed; expected another --output folder",
+      folder_->path(), last.source));
 }
 
 void ResultWriter::RestoreFrame(const StoredFrame& stored, EarlierInput& input, Summary& summary) {

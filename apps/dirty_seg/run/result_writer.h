@@ -24,7 +24,7 @@ struct ResultOptions {
   bool save = false;   // to a numbered folder
   bool overwrite = false;
   bool resume = false;  // an earlier run in the folder
-  bool merge = false;  // detections to things
+  bool merge = false;   // detections to things
   bool coco = false;
   bool polygons = false;
   bool yolo = false;
@@ -92,6 +92,7 @@ class ResultWriter {
  private:
   void OpenFolder(const RunDescription& description);
   void AddSinks();
+  void RequireRedrawable(const EarlierResults& earlier) const;
   void RestoreFrame(const StoredFrame& stored, EarlierInput& input, Summary& summary);
   FrameFiles Describe(std::string name, const FrameRecord& record) const;
   FoundFrame Found(const Frame& frame, const FrameRecord& record, const FrameFiles& files) const;

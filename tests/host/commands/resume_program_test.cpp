@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -69,9 +70,8 @@ TEST_F(Resume, DoesNotReadPicturesThatAreDone) {
   std::filesystem::remove(a_);
   const ProgramResult result = RunProgram(Again({a_, b_, c_}));
   EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.errors,
-              HasSubstr("going on with '" + folder_ / "out/results.jsonl" +
-                        "', which has 2 frames of 2 inputs\n"));
+  EXPECT_THAT(result.errors, HasSubstr("going on with '" + folder_ / "out/results.jsonl" +
+                                       "', which has 2 frames of 2 inputs\n"));
   EXPECT_THAT(result.errors, HasSubstr("3 of 3 inputs processed"));
   const std::vector<json> rows = Rows();
   ASSERT_EQ(rows.size(), 3U);
@@ -120,9 +120,9 @@ TEST_F(Resume, KeepsWhatIsThereOfInputsThatAreNotGivenAgain) {
 }
 
 TEST_F(Resume, KeepsTheFailuresThatNoLineTells) {
-  const std::string clip = test::WriteVideo(
-      folder_ / "clip.avi",
-      std::vector<cv::Mat>(40, test::Plain({320, 240}, test::kRedPixel)), 10.0);
+  const std::string clip =
+      test::WriteVideo(folder_ / "clip.avi",
+                       std::vector<cv::Mat>(40, test::Plain({320, 240}, test::kRedPixel)), 10.0);
   const std::string data = ReadFile(clip);
   folder_.Write("clip.avi", data.substr(0, data.size() / 2));
   ASSERT_EQ(RunProgram(Into({clip, a_, b_})).status, 1);
@@ -136,9 +136,9 @@ TEST_F(Resume, KeepsTheFailuresThatNoLineTells) {
 }
 
 TEST_F(Resume, KeepsTheseOfARunThatWasKilled) {
-  const std::string clip = test::WriteVideo(
-      folder_ / "clip.avi",
-      std::vector<cv::Mat>(40, test::Plain({320, 240}, test::kRedPixel)), 10.0);
+  const std::string clip =
+      test::WriteVideo(folder_ / "clip.avi",
+                       std::vector<cv::Mat>(40, test::Plain({320, 240}, test::kRedPixel)), 10.0);
   const std::string data = ReadFile(clip);
   folder_.Write("clip.avi", data.substr(0, data.size() / 2));
   test::RunningProgram program(Into({"-"}), folder_ / "output", folder_ / "errors");
@@ -172,10 +172,10 @@ TEST_F(Resume, NamesWhatIsNotAsInThatRun) {
   Arguments other = Again({"--frame-step", "2", a_});
   other[2] = test::CommonNetwork("seg-b2-64-half");
   EXPECT_THAT(RefusalOf(other), HasSubstr(begin + "the SHA-256 of --model was \""));
-  EXPECT_THAT(RefusalOf(Again({"--frame-step", "2", "--fece-model",
-                               test::CommonNetwork("classifier-224"), "--fece-class-ids", "0",
-                               a_})),
-              HasSubstr(begin + "the SHA-256 of --fece-model was not given in that run"));
+  EXPECT_THAT(
+      RefusalOf(Again({"--frame-step", "2", "--fece-model", test::CommonNetwork("classifier-224"),
+                       "--fece-class-ids", "0", a_})),
+      HasSubstr(begin + "the SHA-256 of --fece-model was not given in that run"));
   Arguments config = Again({"--frame-step", "2", a_});
   folder_.Write("config.yaml", std::string(test::kPatches) + "# changed\n");
   EXPECT_THAT(RefusalOf(config), HasSubstr(begin + "the SHA-256 of --config was \""));
@@ -187,7 +187,8 @@ TEST_F(Resume, NamesTheVersionOfThatRun) {
   json summary = Summary();
   summary["program"] = "dirty_seg 0.1.0";
   folder_.Write("out/summary.json", summary.dump());
-  EXPECT_THAT(RefusalOf(Again({a_})), HasSubstr("it was made by \"dirty_seg 0.1.0\", and this is "));
+  EXPECT_THAT(RefusalOf(Again({a_})),
+              HasSubstr("it was made by \"dirty_seg 0.1.0\", and this is "));
 }
 
 TEST_F(Resume, RefusesAFolderWhoseRunIsNotKnown) {
@@ -217,11 +218,26 @@ TEST_F(Resume, RefusesAFolderWhoseRunIsNotKnown) {
   }
 }
 
+TEST_F(Resume, RefusesToDrawACamerasVideoAgain) {
+  ASSERT_EQ(RunProgram(Into({"--video", a_, a_})).status, 0);
+  std::string lines;
+  for (json row : Rows()) {
+    row["source"] = "camera:99";
+    row["frame"] = std::count(lines.begin(), lines.end(), '\n');
+    lines += row.dump() + "\n";
+  }
+  folder_.Write("out/results.jsonl", lines);
+  CutResults(2);
+  EXPECT_EQ(RefusalOf(Again({"--video", "camera:99"})),
+            "dirty_seg: error: --resume '" + folder_ / "out" +
+                "': --video cannot draw again what 'camera:99' showed; expected another --output "
+                "folder\n");
+}
+
 TEST_F(Resume, NamesALineThatIsNoResult) {
   ASSERT_EQ(RunProgram(Into({a_, b_})).status, 0);
   folder_.Write("out/results.jsonl", "{}\n" + ReadFile(folder_ / "out/results.jsonl"));
-  EXPECT_THAT(RefusalOf(Again({a_, b_})),
-              EndsWith("/results.jsonl' line 1: source is missing\n"));
+  EXPECT_THAT(RefusalOf(Again({a_, b_})), EndsWith("/results.jsonl' line 1: source is missing\n"));
 }
 
 TEST_F(Resume, GoesWithAFolderAndWithoutOverwrite) {

@@ -282,6 +282,17 @@ TEST(ReportData, NotesAnInterruptedRun) {
             "! The run was interrupted. This is what it had done by then: 2 frames.\n");
 }
 
+TEST(ReportData, NotesARunThatIsNotAtItsEnd) {
+  RunFacts facts;
+  facts.complete = false;
+  EXPECT_EQ(NotesOf(DataOf(ResultsOf({Frame()}), facts)),
+            "! The run was killed, or is not at its end yet. This is what it had done by then: "
+            "1 frame; 'dirty_seg detect --resume' goes on with it.\n");
+  facts.write_error = "the disk is full";
+  EXPECT_EQ(NotesOf(DataOf(ResultsOf({Frame()}), facts)),
+            "! The run ended early, or without all its files: the disk is full.\n");
+}
+
 TEST(ReportData, NotesFailedFramesAndInputs) {
   RunFacts facts;
   facts.inputs = 9;
