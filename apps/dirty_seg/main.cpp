@@ -21,6 +21,7 @@
 #include "commands/help.h"
 #include "commands/init.h"
 #include "commands/inspect.h"
+#include "commands/rename_tensors.h"
 #include "commands/report.h"
 #include "console/messages.h"
 #include "files/text_stream.h"
@@ -55,8 +56,7 @@ int Execute(int argc, char** argv) {
   program.Footer(
       "Example:\n"
       "  dirty_seg init seg.onnx fece.onnx --fece-class-ids 0,3\n"
-      "  dirty_seg detect --host host.yaml --save photographs\n"
-      "  dirty_seg report runs/detect");
+      "  dirty_seg detect --host host.yaml --save photographs");
   Action action;
   Add(program, AddBench, RunBenchCommand, action);
   Add(program, AddCheck, RunCheck, action);
@@ -68,6 +68,7 @@ int Execute(int argc, char** argv) {
   Add(program, AddHelp, RunHelp, action);
   Add(program, AddInit, RunInit, action);
   Add(program, AddInspect, RunInspect, action);
+  Add(program, AddRenameTensors, RunRenameTensors, action);
   Add(program, AddReport, RunReport, action);
   if (const std::optional<std::string> text = program.Parse(argc, argv)) {
     PrintResult(*text, "the help");

@@ -28,6 +28,8 @@ constexpr std::uint64_t kNode = 1;
 constexpr std::uint64_t kInitializer = 5;
 constexpr std::uint64_t kInput = 11;
 constexpr std::uint64_t kOutput = 12;
+constexpr std::uint64_t kValueInfo = 13;
+constexpr std::uint64_t kAnnotation = 14;
 constexpr std::uint64_t kSparseInitializer = 15;
 }  // namespace graph
 
@@ -52,6 +54,7 @@ constexpr std::uint64_t kOverload = 8;
 namespace attribute {
 constexpr std::uint64_t kName = 1;
 constexpr std::uint64_t kInteger = 3;
+constexpr std::uint64_t kTensor = 5;
 constexpr std::uint64_t kGraph = 6;
 constexpr std::uint64_t kGraphs = 11;
 }  // namespace attribute
@@ -59,10 +62,17 @@ constexpr std::uint64_t kGraphs = 11;
 // Constants: initializers.
 namespace tensor {
 constexpr std::uint64_t kName = 8;
-}
+constexpr std::uint64_t kExternalData = 13;
+}  // namespace tensor
 namespace sparse_tensor {
 constexpr std::uint64_t kValues = 1;
 }
+
+// Which tensors have a quantised one's scale and zero point.
+namespace annotation {
+constexpr std::uint64_t kTensor = 1;
+constexpr std::uint64_t kQuantParameter = 2;
+}  // namespace annotation
 
 // What inputs and outputs are declared as.
 namespace value_info {

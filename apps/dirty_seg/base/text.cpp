@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 
 namespace dirty_seg {
 
@@ -26,6 +27,16 @@ std::string OneLine(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return c < 0x20U; }, ' ');
   return text;
+}
+
+std::string ShellWord(const std::string& word) {
+  const bool is_plain = std::all_of(word.begin(), word.end(), [](unsigned char c) {
+    return std::isalnum(c) != 0 || std::strchr("/._-+=", c) != nullptr;
+  });
+  if (is_plain) return word;
+  std::string quoted = "'";
+  for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 }  // namespace dirty_seg

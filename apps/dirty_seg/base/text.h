@@ -29,4 +29,7 @@ std::string Counted(std::size_t count, std::string_view noun);
 /// `text` without line breaks at its end, and with a space for any other control character.
 std::string OneLine(std::string text);
 
+/// `word` as it is typed for a shell: in quotes where that would take it apart.
+std::string ShellWord(const std::string& word);
+
 }  // namespace dirty_seg

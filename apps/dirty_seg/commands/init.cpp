@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <filesystem>
 #include <utility>
 
@@ -171,17 +169,6 @@ void WarnOfShrinking(const cv::Size& patch, int side) {
                   "is smaller may "
                   "be missed",
                   fit.shrunk, SizeText({side, side})));
-}
-
-// In quotes where a shell would take it apart.
-std::string ShellWord(const std::string& word) {
-  const bool is_plain = std::all_of(word.begin(), word.end(), [](unsigned char c) {
-    return std::isalnum(c) != 0 || std::strchr("/._-+", c) != nullptr;
-  });
-  if (is_plain) return word;
-  std::string quoted = "'";
-  for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
 }
 
 }  // namespace

@@ -52,15 +52,44 @@ std::int64_t ElementCount(const Shape& shape) {
   return std::accumulate(shape.begin(), shape.end(), std::int64_t{1}, std::multiplies<>());
 }
 
+// The name of the one tensor; empty where there is another number of them.
+std::string Only(const std::map<std::string, std::int32_t>& sizes) {
+  return sizes.size() == 1 ? sizes.begin()->first : "";
+}
+
+bool IsFeceInput(std::uint32_t type, const Shape& shape) {
+  return type == kAIFloat32 && shape == Shape{1, 3, kFeceSide, kFeceSide};
+}
+
+bool IsFeceOutput(std::uint32_t type, const Shape& shape) {
+  return type == kAIFloat32 && ElementCount(shape) == 2;
+}
+
+// The command that makes a classifier of the file; empty where more than names is in the way.
+std::string RenamingHint(const std::string& path, const AIEngineConfig& config) {
+  const std::string input = Only(config.input_sizes);
+  const bool has_output = config.output_sizes.count(kFeceOutput) != 0;
+  const std::string output = has_output ? kFeceOutput : Only(config.output_sizes);
+  if (input.empty() || !IsFeceInput(config.input_types.at(input), config.input_shapes.at(input)) ||
+      output.empty() ||
+      !IsFeceOutput(config.output_types.at(output), config.output_shapes.at(output))) {
+    return "";
+  }
+  std::string command = fmt::format("dirty_seg rename-tensors {} renamed.onnx", ShellWord(path));
+  if (input != kFeceInput) command += " " + ShellWord(fmt::format("{}={}", input, kFeceInput));
+  if (!has_output) command += " " + ShellWord(fmt::format("{}={}", output, kFeceOutput));
+  return "; this makes such a file: " + command;
+}
+
 void CheckFeceInput(const std::string& path, const AIEngineConfig& config) {
   if (config.input_sizes.size() != 1 || config.input_sizes.count(kFeceInput) == 0) {
-    Reject(path, fmt::format("has inputs {}; expected the one input '{}'",
-                             Names(config.input_sizes), kFeceInput));
+    Reject(path, fmt::format("has inputs {}; expected the one input '{}'{}",
+                             Names(config.input_sizes), kFeceInput, RenamingHint(path, config)));
   }
   const std::uint32_t type = config.input_types.at(kFeceInput);
   const Shape& shape = config.input_shapes.at(kFeceInput);
   const Shape expected{1, 3, kFeceSide, kFeceSide};
-  if (type != kAIFloat32 || shape != expected) {
+  if (!IsFeceInput(type, shape)) {
     Reject(path, fmt::format("input '{}' is {}; expected {}", kFeceInput, TensorText(type, shape),
                              TensorText(kAIFloat32, expected)));
   }
@@ -68,12 +97,12 @@ void CheckFeceInput(const std::string& path, const AIEngineConfig& config) {
 
 void CheckFeceOutput(const std::string& path, const AIEngineConfig& config) {
   if (config.output_sizes.count(kFeceOutput) == 0) {
-    Reject(path, fmt::format("has outputs {}; expected one named '{}'", Names(config.output_sizes),
-                             kFeceOutput));
+    Reject(path, fmt::format("has outputs {}; expected one named '{}'{}",
+                             Names(config.output_sizes), kFeceOutput, RenamingHint(path, config)));
   }
   const std::uint32_t type = config.output_types.at(kFeceOutput);
   const Shape& shape = config.output_shapes.at(kFeceOutput);
-  if (type != kAIFloat32 || ElementCount(shape) != 2) {
+  if (!IsFeceOutput(type, shape)) {
     Reject(path, fmt::format("output '{}' is {}; expected two elements, {}", kFeceOutput,
                              TensorText(type, shape), TensorText(kAIFloat32, {1, 2})));
   }

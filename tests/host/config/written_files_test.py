@@ -561,7 +561,7 @@ class HostTest(WrittenFiles):
 def options_by_command() -> dict[str, set[str]]:
     """What a host file may say, from the words that the shell completes."""
     script = run("completion", "bash").stdout
-    commands = re.findall(r"^    ([a-z]+)\)\n(.*?)^      fi ;;$", script, re.MULTILINE | re.DOTALL)
+    commands = re.findall(r"^    ([a-z-]+)\)\n(.*?)^      fi ;;$", script, re.MULTILINE | re.DOTALL)
     return {
         command: set(re.findall(r"(?<= --)[a-z-]+", re.search(r"'(-h[^']*)'", body)[1]))
         - {"help", "host"}

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "base/errors.h"
+#include "networks/tensor_names.h"
 #include "support/paths.h"
 #include "support/rejection.h"
+#include "support/temporary_folder.h"
 
 namespace dirty_seg {
 namespace {
@@ -132,10 +134,34 @@ TEST(FeceNetwork, OfAnotherSizeIsRefused) {
 TEST(FeceNetwork, WithOtherNamesIsRefused) {
   const std::string other_input = HostNetwork("classifier-other-input");
   EXPECT_EQ(FeceRejection(other_input),
-            "'" + other_input + "': has inputs 'picture'; expected the one input 'input'");
+            "'" + other_input +
+                "': has inputs 'picture'; expected the one input 'input'; this makes such a file: "
+                "dirty_seg rename-tensors " +
+                other_input + " renamed.onnx picture=input");
   const std::string other_output = HostNetwork("classifier-other-output");
   EXPECT_EQ(FeceRejection(other_output),
-            "'" + other_output + "': has outputs 'verdict'; expected one named 'output'");
+            "'" + other_output +
+                "': has outputs 'verdict'; expected one named 'output'; this makes such a file: "
+                "dirty_seg rename-tensors " +
+                other_output + " renamed.onnx verdict=output");
+}
+
+// One command for both names; none where more than names is in the way.
+TEST(FeceNetwork, ThatNamesAloneSpoilIsToldHowToRenameThem) {
+  const test::TemporaryFolder folder;
+  const std::string path = folder / "two words.onnx";
+  RenameTensors(HostNetwork("classifier-other-input"), path,
+                {{"picture", "data"}, {"output", "prob"}});
+  EXPECT_EQ(FeceRejection(path),
+            "'" + path +
+                "': has inputs 'data'; expected the one input 'input'; this makes such a file: "
+                "dirty_seg rename-tensors '" +
+                path + "' renamed.onnx data=input prob=output");
+  RenameTensors(CommonNetwork("classifier-112"), path, {{"input", "data"}});
+  EXPECT_EQ(FeceRejection(path),
+            "'" + path + "': has inputs 'data'; expected the one input 'input'");
+  RenameTensors(HostNetwork("classifier-three"), path, {{"output", "prob"}});
+  EXPECT_EQ(FeceRejection(path), "'" + path + "': has outputs 'prob'; expected one named 'output'");
 }
 
 TEST(FeceNetwork, WithAnotherNumberOfClassesIsRefused) {
