@@ -8,7 +8,9 @@
 #include "base/version.h"
 #include "command_line/command_line.h"
 #include "commands/detect.h"
+#include "config/class_names.h"
 #include "config/config_check.h"
+#include "config/effective_config.h"
 #include "config/host_file.h"
 #include "geometry/letterbox.h"
 #include "input.h"
@@ -50,8 +52,14 @@ void CheckOptions(const dirty_seg::DetectOptions& options) {
   Require(
       options.detector.fece_area_threshold >= 0.0F && options.detector.fece_area_threshold <= 1e9F,
       "the area threshold is in range");
-  for (const int id : options.detector.fece_class_ids) {
-    Require(id >= 0 && id <= 1000000, "ids are in range");
+  const dirty_seg::Thresholds& thresholds = options.detector.thresholds;
+  for (const auto& fraction : {thresholds.score, thresholds.iou, thresholds.mask}) {
+    Require(!fraction || (*fraction >= 0.0F && *fraction <= 1.0F), "thresholds are fractions");
+  }
+  const int most = thresholds.max_detections.value_or(1);
+  Require(most >= 1 && most <= 100000, "the number of detections is in range");
+  for (const auto* ids : {&options.detector.fece_class_ids, &thresholds.classes}) {
+    for (const int id : *ids) Require(id >= 0 && id <= 1000000, "ids are in range");
   }
 }
 
@@ -82,6 +90,24 @@ bool IsRefused(const nuvik::test::MemoryFile& file, const Read& read) {
   }
 }
 
+void CheckNames(const std::map<std::int32_t, std::string>& names) {
+  Require(!names.empty(), "there are names");
+  Require(names.begin()->first >= 0 && names.rbegin()->first <= 1000000, "ids are in range");
+  for (const auto& [id, name] : names) Require(!name.empty(), "no name is empty");
+}
+
+// The command line's values in place of the file's make a file that says what is in force.
+void OverrideConfiguration(const std::string& path) {
+  const dirty_seg::EffectiveConfig file(path, {0.75F, std::nullopt, 7, std::nullopt, {1}});
+  const dirty_seg::ConfigCheck check = dirty_seg::CheckConfig(file.path());
+  Require(check.Count(dirty_seg::FileProblem::Kind::kError) == 0, "it is permitted");
+  for (const auto& options : {check.postprocess, file.options()}) {
+    Require(options.score_threshold == 0.75F && options.max_detections == 7 &&
+                options.score_thresholds.empty() && options.classes == std::vector<int>{1},
+            "it has the values");
+  }
+}
+
 // What has no error can be run: every patch shows something of the frame.
 void ReadConfiguration(const std::string& text) {
   const nuvik::test::MemoryFile file(text);
@@ -91,8 +117,10 @@ void ReadConfiguration(const std::string& text) {
     dirty_seg::CheckFit(640, std::nullopt, check);
   });
   IsRefused(file, [&] { dirty_seg::ReadHostFile(file.path()); });
+  IsRefused(file, [&] { CheckNames(dirty_seg::ReadClassNames(file.path())); });
   if (is_no_yaml || check.Count(dirty_seg::FileProblem::Kind::kError) > 0) return;
   Require(!check.patches.empty(), "there is a patch");
+  OverrideConfiguration(file.path());
   const cv::Rect frame({0, 0}, nuvik::geometry::FrameSize());
   for (const dirty_seg::ListedPatch& listed : check.patches) {
     const cv::Rect& patch = listed.rectangle;

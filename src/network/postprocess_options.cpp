@@ -8,8 +8,6 @@
 namespace nuvik::model {
 namespace {
 
-constexpr int kMaxDetections = 100000;
-
 std::string ValueText(const YAML::Node& node) {
   if (node.IsScalar()) return "'" + node.Scalar() + "'";
   if (node.IsSequence()) return node.size() == 0 ? "an empty sequence" : "a sequence";

@@ -10,6 +10,9 @@
 
 namespace nuvik::model {
 
+/// The most that `max_detections` permits.
+inline constexpr int kMaxDetections = 100000;
+
 /// The defaults of every key are here and nowhere else.
 struct PostprocessOptions {
   float score_threshold = 0.25F;

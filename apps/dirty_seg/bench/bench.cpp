@@ -41,12 +41,15 @@ std::shared_ptr<cv::Mat> ReadFirst(const BenchInputs& inputs) {
 class Runner {
  public:
   Runner(const DetectorOptions& options, LogCapture& log)
-      : Runner(options.threads, SetUpDetector(options), log) {}
+      : Runner(options, SetUpDetector(options), log) {}
 
   void CheckReach(const FrameFit& fit) const {
     const std::string fault = FindReachFault(patches_, fit);
     if (!fault.empty()) throw InputError(fault);
   }
+
+  // In force.
+  const nuvik::model::PostprocessOptions& thresholds() const { return thresholds_; }
 
   FrameOutcome Run(const std::shared_ptr<cv::Mat>& picture) {
     SetThreads(threads_);  // the other side may have others
@@ -57,11 +60,15 @@ class Runner {
   }
 
  private:
-  Runner(int threads, const DetectorSetup& setup, LogCapture& log)
-      : threads_(threads), patches_(setup.patches), detector_(setup.config, log) {}
+  Runner(const DetectorOptions& options, const DetectorSetup& setup, LogCapture& log)
+      : threads_(options.threads),
+        patches_(setup.patches),
+        thresholds_(setup.file->options()),
+        detector_(setup.config, log, std::nullopt, options.config) {}
 
   int threads_;
   std::vector<cv::Rect> patches_;
+  nuvik::model::PostprocessOptions thresholds_;
   FrameDetector detector_;
 };
 
@@ -75,7 +82,7 @@ class Bench {
       : plan_(plan), fit_(fit), progress_(progress) {
     for (const DetectorOptions& options : plan.sides) {
       runners_.push_back(std::make_unique<Runner>(options, log));
-      result_.sides.push_back({options, {}, 0, std::nullopt});
+      result_.sides.push_back({options, runners_.back()->thresholds(), {}, 0, std::nullopt});
     }
   }
 

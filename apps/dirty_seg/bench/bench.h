@@ -17,6 +17,7 @@
 #include "frames/frame_fit.h"
 #include "frames/frame_source.h"
 #include "frames/inputs.h"
+#include "network/postprocess_options.h"
 #include "results/stages.h"
 
 namespace dirty_seg {
@@ -28,6 +29,7 @@ inline constexpr std::array<const char*, 6> kBenchStages{kPreprocessStage,  kInf
 /// Measurements of one side.
 struct BenchSide {
   DetectorOptions options;
+  nuvik::model::PostprocessOptions thresholds;  // in force
   /// Milliseconds of every measured run, by stage.
   std::map<std::string, std::vector<double>> times;
   /// Measured frames in which the network gave numbers that are not finite.

@@ -9,6 +9,7 @@
 #include "base/percentiles.h"
 #include "base/printable.h"
 #include "base/text_table.h"
+#include "config/postprocess_json.h"
 #include "files/name_text.h"
 #include "results/stages.h"
 
@@ -113,6 +114,7 @@ ordered_json SideToJson(const BenchSide& side) {
   PutName("config", side.options.config, json);
   if (!side.options.fece_model.empty()) PutName("fece_model", side.options.fece_model, json);
   json["threads"] = side.options.threads;
+  if (!side.options.thresholds.empty()) json["thresholds"] = PostprocessToJson(side.thresholds);
   ordered_json& times = json["timing_ms"] = ordered_json::object();
   for (const char* stage : kBenchStages) {
     if (const auto all = TimesOf(side, stage)) times[stage] = DistributionToJson(*all);

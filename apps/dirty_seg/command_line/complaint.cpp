@@ -24,7 +24,7 @@ std::vector<std::string> FlagNames(const Command& command) {
 
 std::string UnknownOption(const Program& program, const Command& command, const std::string& word) {
   const std::vector<std::string> flags = FlagNames(command);
-  std::string place = Has(flags, "--config") ? HintForForeignOption(word) : "";
+  std::string place = Has(flags, "--config") ? HintForForeignOption(word, flags) : "";
   if (!place.empty()) return place;
   if (Has(flags, word)) {
     return fmt::format("{0} belongs after the command, as in '{1} {2} {0}'", word, program.name(),

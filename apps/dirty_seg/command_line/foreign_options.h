@@ -2,11 +2,12 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace dirty_seg {
 
-/// Where to set what `option` means, given as "--conf", "--conf=0.5" or "conf"; empty for an
-/// unknown one.
-std::string HintForForeignOption(const std::string& option);
+/// Where to set what `option` means, given as "--conf-thres", "--conf-thres=0.5" or "conf-thres";
+/// empty for an unknown one. `flags` are those of the command, with dashes.
+std::string HintForForeignOption(const std::string& option, const std::vector<std::string>& flags);
 
 }  // namespace dirty_seg

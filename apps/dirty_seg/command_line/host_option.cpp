@@ -48,6 +48,12 @@ std::vector<std::string> KeysOf(const Command& command) {
   return keys;
 }
 
+std::vector<std::string> FlagNames(const Command& command) {
+  std::vector<std::string> names;
+  for (const std::string& key : KeysOf(command)) names.push_back("--" + key);
+  return names;
+}
+
 // Carries what a file says over to the options of one command.
 class HostOptionReader {
  public:
@@ -73,8 +79,8 @@ class HostOptionReader {
     RejectFile(file_.path, line, what);
   }
 
-  void RejectForeign(const HostEntry& entry) const {
-    const std::string place = HintForForeignOption(entry.key);
+  void RejectForeign(const HostEntry& entry, const Command& command) const {
+    const std::string place = HintForForeignOption(entry.key, FlagNames(command));
     if (!place.empty()) Reject(entry.line, place);
   }
 
@@ -92,7 +98,7 @@ class HostOptionReader {
     }
     for (const HostEntry& entry : section.entries) {
       if (FindOption(*command, entry.key)) continue;
-      RejectForeign(entry);
+      RejectForeign(entry, *command);
       Reject(entry.line, fmt::format("{} is not an option of '{}'{}", entry.key, section.command,
                                      DidYouMean(entry.key, KeysOf(*command))));
     }
@@ -107,7 +113,7 @@ class HostOptionReader {
                          entry.key, Join(entry.values)));
     }
     if (IsOption(entry.key)) return;
-    RejectForeign(entry);
+    RejectForeign(entry, command_);
     std::vector<std::string> keys;
     for (const Command& command : program_.commands()) {
       for (std::string& key : KeysOf(command)) keys.push_back(std::move(key));

@@ -102,7 +102,7 @@ nlohmann::ordered_json OptionsToJson(const DetectOptions& options) {
 Command AddDetect(Program& program, DetectOptions& options) {
   Command command = program.AddCommand("detect", "Find dirty regions in pictures and videos");
   AddDetectorOptions(command, options.detector);
-  AddThresholdOptions(command, options.detector.thresholds);
+  AddNamesOption(command, options.detector.names);
   AddInputOptions(command, options.input);
   AddEveryOption(command, options.input);
   for (const char* name : {"--recursive", "--frame-step", "--every", "--fit"}) {

@@ -15,6 +15,7 @@ namespace dirty_seg {
 Command AddDump(Program& program, DumpOptions& options) {
   Command command = program.AddCommand("dump", "Write a frame's tensors as .npy files");
   AddDetectorOptions(command, options.detector);
+  AddNamesOption(command, options.detector.names);
   Option output = command.AddOption("--output", &options.output, "Output folder").TypeName("DIR");
   command.AddFlag("--overwrite", &options.overwrite, "Replace an earlier dump in --output DIR")
       .Needs(output);
@@ -42,7 +43,8 @@ int RunDump(const DumpOptions& options) {
     const FrameFit fit = FitToFrame(frame.picture->size(), FitModeOf(options.fit));
     const std::string fault = FindReachFault(setup.patches, fit);
     if (!fault.empty()) throw InputError(fault);
-    const StagedFrame staged = RunStages(setup.config, PlaceInFrame(frame.picture, fit), log);
+    const StagedFrame staged =
+        RunStages(setup.config, options.detector.config, PlaceInFrame(frame.picture, fit), log);
     log.TakeLines();  // to where they are wanted
     std::string folder = options.output;
     if (folder.empty()) {

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include "command_line/checks.h"
+#include "config/class_names.h"
 #include "engine/ai_engine.h"
+#include "network/postprocess_options.h"
 
 namespace dirty_seg {
 namespace {
@@ -20,18 +22,52 @@ void AddFeceOptions(Command command, DetectorOptions& options) {
                          .TypeName("IDS");
   model.Needs(class_ids);
   class_ids.Needs(model);
+  constexpr const char* kLimits = "Defaults 0.5 and 400";
   command
       .AddOption("--fece-score-threshold", &options.fece_score_threshold,
                  "Confirms above this probability (default 0.5)")
       .Check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
       .Needs(model)
-      .TypeName("P");
+      .TypeName("P")
+      .Group(kLimits);
   command
       .AddOption("--fece-area-threshold", &options.fece_area_threshold,
                  "Ignores boxes up to this area (default 400)")
       .Check(NumberFrom(0.0F, 1e9F, "a number of pixels from 0"))
       .Needs(model)
-      .TypeName("PIXELS");
+      .TypeName("PIXELS")
+      .Group(kLimits);
+}
+
+void AddThresholdOptions(Command command, Thresholds& thresholds) {
+  constexpr const char* kGroup = "For one run";
+  const auto fraction = [&](const char* name, std::optional<float>& value, const char* text) {
+    command
+        .AddCallback(
+            name, [&value](const std::string& word) { value = ReadNumber<float>(word); }, text)
+        .Check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
+        .TypeName("P")
+        .Group(kGroup);
+  };
+  fraction("--conf", thresholds.score, "Score above which a detection is kept");
+  fraction("--iou", thresholds.iou, "Overlap above which a box is dropped for a better one");
+  constexpr int kMost = nuvik::model::kMaxDetections;
+  command
+      .AddCallback(
+          "--max-det",
+          [&thresholds](const std::string& word) {
+            thresholds.max_detections = ReadNumber<int>(word);
+          },
+          "Detections per patch, at most")
+      .Check(NumberFrom(1, kMost, fmt::format("a whole number from 1 to {}", kMost)))
+      .TypeName("N")
+      .Group(kGroup);
+  fraction("--mask-threshold", thresholds.mask, "Probability above which a pixel is mask");
+  command.AddOption("--classes", &thresholds.classes, "Classes to keep, as 0,3")
+      .CommaSeparated()
+      .Check(ClassIdCheck())
+      .TypeName("IDS")
+      .Group(kGroup);
 }
 
 }  // namespace
@@ -41,7 +77,9 @@ ValueCheck ThreadsCheck() {
   return NumberFrom(0, kMost, fmt::format("a whole number from 0 to {}", kMost));
 }
 
-ValueCheck ClassIdCheck() { return NumberFrom(0, 1000000, "a class id, a whole number from 0"); }
+ValueCheck ClassIdCheck() {
+  return NumberFrom(0, kMaxClassId, "a class id, a whole number from 0");
+}
 
 void AddThreadsOption(Command command, int& threads) {
   command.AddOption("--threads", &threads, "Threads (default 0: all cores); 1: frame by frame")
@@ -81,36 +119,6 @@ void AddEveryOption(Command command, InputArguments& arguments) {
       .Excludes(command.option("--frame-step"));
 }
 
-void AddThresholdOptions(Command command, Thresholds& thresholds) {
-  constexpr const char* kGroup = "For one run";
-  const auto fraction = [&](const char* name, std::optional<float>& value, const char* text) {
-    command
-        .AddCallback(
-            name, [&value](const std::string& word) { value = ReadNumber<float>(word); }, text)
-        .Check(NumberFrom(0.0F, 1.0F, "a number from 0 to 1"))
-        .TypeName("P")
-        .Group(kGroup);
-  };
-  fraction("--conf", thresholds.score, "Score above which a detection is kept");
-  fraction("--iou", thresholds.iou, "Overlap above which a box is dropped for a better one");
-  command
-      .AddCallback(
-          "--max-det",
-          [&thresholds](const std::string& word) {
-            thresholds.max_detections = ReadNumber<int>(word);
-          },
-          "Detections per patch, at most")
-      .Check(NumberFrom(1, 100000, "a whole number from 1 to 100000"))
-      .TypeName("N")
-      .Group(kGroup);
-  fraction("--mask-threshold", thresholds.mask, "Probability above which a pixel is mask");
-  command.AddOption("--classes", &thresholds.classes, "Classes to keep, as 0,3")
-      .CommaSeparated()
-      .Check(ClassIdCheck())
-      .TypeName("IDS")
-      .Group(kGroup);
-}
-
 void AddDetectorOptions(Command command, DetectorOptions& options) {
   command.AddOption("--model", &options.model, "Segmentation network, YOLOv8")
       .Required()
@@ -120,6 +128,13 @@ void AddDetectorOptions(Command command, DetectorOptions& options) {
       .TypeName("CONFIG.yaml");
   AddFeceOptions(command, options);
   AddThreadsOption(command, options.threads);
+  AddThresholdOptions(command, options.thresholds);
+}
+
+void AddNamesOption(Command command, std::string& names) {
+  command.AddOption("--names", &names, "Names of classes, over those of the network")
+      .Check(NotEmpty("a file's name"))
+      .TypeName("FILE");
 }
 
 Option AddQuietOption(Command command, bool& quiet) {

@@ -39,11 +39,12 @@ void AddInputOptions(Command command, InputArguments& arguments);
 /// --every. `arguments` outlives `command`, which has the options above.
 void AddEveryOption(Command command, InputArguments& arguments);
 
-/// --conf, --iou, --max-det, --mask-threshold and --classes. `thresholds` outlives `command`.
-void AddThresholdOptions(Command command, Thresholds& thresholds);
-
-/// --model, --config, those of the classifier, and --threads. `options` outlives `command`.
+/// --model, --config, those of the classifier, --threads, and --conf, --iou, --max-det,
+/// --mask-threshold and --classes. `options` outlives `command`.
 void AddDetectorOptions(Command command, DetectorOptions& options);
+
+/// --names, for a command that shows classes by name. `names` outlives `command`.
+void AddNamesOption(Command command, std::string& names);
 
 /// -v, -q and --log-level. `options` outlives `command`.
 void AddLogOptions(Command command, LogOptions& options);

@@ -23,6 +23,7 @@ struct DetectorOptions {
   std::string model;
   std::string config;
   Thresholds thresholds;
+  std::string names;       // file of class names; empty: those of the network
   std::string fece_model;  // empty: no classifier
   std::vector<int> fece_class_ids;
   float fece_score_threshold = 0.5F;

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "config/class_names.h"
 #include "config/config_check.h"
 #include "console/messages.h"
 #include "network/segmentation_head.h"
@@ -39,19 +40,45 @@ void WarnOfUnknownClasses(const std::vector<int>& ids,
 }
 
 // 0 classes: how many there are is not known.
-void WarnOfClassesBeyond(int classes, const std::string& config,
+void WarnOfClassesBeyond(int classes, const DetectorOptions& options,
                          const nuvik::model::PostprocessOptions& postprocess) {
+  const std::string in_file = fmt::format("'{}': postprocess.", options.config);
   const auto warn = [&](const std::string& key, int id) {
     if (classes == 0 || id < classes) return;
     PrintWarning(fmt::format(
-        "'{}': {} names class {}: the segmentation network has no such class, so it has no effect; "
+        "{} names class {}: the segmentation network has no such class, so it has no effect; "
         "expected class ids from 0 to {}",
-        config, key, id, classes - 1));
+        key, id, classes - 1));
   };
   for (const auto& [id, threshold] : postprocess.score_thresholds) {
-    warn("postprocess.score_thresholds", id);
+    warn(in_file + "score_thresholds", id);
   }
-  for (const int id : postprocess.classes) warn("postprocess.classes", id);
+  const bool is_of_run = !options.thresholds.classes.empty();
+  for (const int id : postprocess.classes) warn(is_of_run ? "--classes" : in_file + "classes", id);
+}
+
+// The classifier would look at detections that there cannot be.
+void WarnOfClassesLeftOut(const std::vector<int>& fece_ids, const std::vector<int>& classes) {
+  for (const int id : fece_ids) {
+    if (classes.empty() || std::find(classes.begin(), classes.end(), id) != classes.end()) continue;
+    PrintWarning(fmt::format(
+        "--fece-class-ids {}: the class is not among those that are kept, so it has no effect",
+        id));
+  }
+}
+
+// Names of the classes that there can be. 0 classes: how many there are is not known.
+std::map<std::int32_t, std::string> NamesWithin(int classes, const std::string& path,
+                                                std::map<std::int32_t, std::string> names) {
+  const auto beyond = classes == 0 ? names.end() : names.lower_bound(classes);
+  for (auto each = beyond; each != names.end(); ++each) {
+    PrintWarning(fmt::format(
+        "'{}' names class {}: the segmentation network has no such class, so it has no effect; "
+        "expected class ids from 0 to {}",
+        path, each->first, classes - 1));
+  }
+  names.erase(beyond, names.end());
+  return names;
 }
 
 // 0 for outputs that are not a segmentation head; the detector refuses these with the cause.
@@ -82,6 +109,8 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   SetThreads(options.threads);
   ConfigCheck check = CheckConfig(options.config);
   RefuseErrors(options.config, check);
+  std::map<std::int32_t, std::string> names;
+  if (!options.names.empty()) names = ReadClassNames(options.names);
   nuvik::alg::common::Network network =
       ReadSegmentationNetwork(options.model, check.patches.size(), options.threads);
   CheckFit(InputSide(network.config), std::nullopt, check);
@@ -92,7 +121,9 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   const int class_count = CountClasses(network.config);
   config.dirty_seg_model_config = std::move(network.config);
   WarnOfUnknownClasses(options.fece_class_ids, network.class_names);
-  WarnOfClassesBeyond(class_count, options.config, check.postprocess);
+  WarnOfClassesBeyond(class_count, options, file->options());
+  WarnOfClassesLeftOut(options.fece_class_ids, file->options().classes);
+  if (!names.empty()) network.class_names = NamesWithin(class_count, options.names, names);
   Labels labels(std::move(network.class_names), config.fece_enable, class_count);
   return {std::move(config), std::move(file), Rectangles(check.patches), std::move(labels)};
 }

@@ -31,10 +31,10 @@ void SetThreads(int threads);
 /// Whether that left one.
 bool UsesOneThread();
 
-/// Reads the configuration file and both networks, and sets OpenCV's threads for the process. Warns
-/// about candidate classes that the segmentation network does not name, and about thresholds of
-/// classes that it does not have. Throws SetupError, also for everything that a check calls an
-/// error (config_check.h).
+/// Reads the configuration file, the file of names and both networks, and sets OpenCV's threads for
+/// the process. Warns about candidate classes that the segmentation network does not name or that
+/// are not kept, and about thresholds and names of classes that it does not have. Throws
+/// SetupError, also for everything that a check calls an error (config_check.h).
 DetectorSetup SetUpDetector(const DetectorOptions& options);
 
 }  // namespace dirty_seg

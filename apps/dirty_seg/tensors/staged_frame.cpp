@@ -67,10 +67,10 @@ StagedFrame RunInitialised(DirtySegDetector& detector, AIEngine& engine,
 
 }  // namespace
 
-StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_ptr<cv::Mat>& picture,
-                      LogCapture& log) {
+StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::string& config_name,
+                      const std::shared_ptr<cv::Mat>& picture, LogCapture& log) {
   DirtySegDetector detector;
-  InitDetector(config, detector, log);
+  InitDetector(config, detector, log, config_name);
   AIEngine engine;
   const AIEngineConfig& network = config.dirty_seg_model_config;
   if (engine.Init(network) < 0) {

@@ -32,8 +32,8 @@ struct StagedFrame {
 /// between the detector's preparation and its post-processing. `picture` is CV_8UC3 and the whole
 /// frame; `log` was made before anything logged. Throws SetupError when a network or the
 /// configuration cannot be used, InputError when the frame cannot.
-StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::shared_ptr<cv::Mat>& picture,
-                      LogCapture& log);
+StagedFrame RunStages(const DirtySegDetectorConfig& config, const std::string& config_name,
+                      const std::shared_ptr<cv::Mat>& picture, LogCapture& log);
 
 /// The place of a patch in the input tensor.
 struct PatchSlot {

@@ -167,9 +167,10 @@ TEST_F(Schema, OfBenchFitsOneSideAndTwo) {
   const std::string red = Picture("red.png", test::kRedPixel);
   EXPECT_EQ(Validate("bench.schema.json", Print("bench", {"--json", "--rounds", "2", red})),
             "1 documents, 0 faults\n");
-  const std::string both = Print("bench", {"--json", "--rounds", "1", "--threads-b", "1",
-                                           "--model-b", test::CommonNetwork("seg-b2-64-quantised"),
-                                           red, Picture("black.png", test::kBlackPixel)});
+  const std::string both =
+      Print("bench", {"--json", "--rounds", "1", "--threads-b", "1", "--classes", "0,1",
+                      "--model-b", test::CommonNetwork("seg-b2-64-quantised"), red,
+                      Picture("black.png", test::kBlackPixel)});
   EXPECT_EQ(Validate("bench.schema.json", both), "1 documents, 0 faults\n");
   json changed = json::parse(test::ReadFile(both));
   changed.erase("interrupted");

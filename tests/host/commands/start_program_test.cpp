@@ -142,8 +142,9 @@ TEST_F(Start, SaysInAHostFileTooWhereThresholdsAreSet) {
   const std::string host = folder_.Write("h.yaml", "model: x\nconfig: y\nconf-thres: 0.3\n");
   EXPECT_THAT(
       ErrorsOf({"detect", "--host", host, "a.png"}),
-      HasSubstr("line 3: conf-thres is not an option: the file that --config names sets this, as "
-                "postprocess.score_threshold"));
+      HasSubstr(
+          "line 3: conf-thres is not an option: conf sets this for one run, and the file that "
+          "--config names for every run, as postprocess.score_threshold"));
 }
 
 // Held against the network that the host file beside it names.

@@ -113,23 +113,41 @@ TEST(Usage, SendsAnOptionBehindItsCommand) {
 }
 
 TEST(Usage, SaysWhereThresholdsAreSet) {
-  const auto answer = [](const std::string& option, const std::string& command = "bench") {
+  const auto answer = [](const std::string& option) {
     const ProgramResult result =
-        RunProgram({command, "--model", "m", "--config", "c", option, "0.5", "x.png"});
+        RunProgram({"detect", "--model", "m", "--config", "c", option, "0.5", "x.png"});
     EXPECT_EQ(result.status, 2);
     return result.errors;
   };
+  const auto both = [](const std::string& option) {
+    return " is not an option: " + option +
+           " sets this for one run, and the file that --config names for every run, as "
+           "postprocess.";
+  };
   const std::string in_file =
       " is not an option: the file that --config names sets this, as postprocess.";
-  EXPECT_EQ(answer("--conf"), "dirty_seg: error: --conf" + in_file +
-                                  "score_threshold; 'dirty_seg bench --help' shows the usage\n");
-  EXPECT_THAT(answer("--conf=0.5"), HasSubstr("error: --conf" + in_file + "score_threshold;"));
-  EXPECT_THAT(answer("--iou"), HasSubstr("error: --iou" + in_file + "iou_threshold;"));
-  EXPECT_THAT(answer("--conf-thres", "detect"), HasSubstr(in_file + "score_threshold;"));
-  EXPECT_THAT(answer("--max_det"), HasSubstr("error: --max_det" + in_file + "max_detections;"));
-  EXPECT_THAT(answer("--mask-threshold"), HasSubstr(in_file + "mask_threshold;"));
-  EXPECT_THAT(answer("--classes"), HasSubstr("error: --classes" + in_file + "classes;"));
+  EXPECT_EQ(answer("--conf-thres"),
+            "dirty_seg: error: --conf-thres" + both("--conf") +
+                "score_threshold; 'dirty_seg detect --help' shows the usage\n");
+  EXPECT_THAT(answer("--conf_thres=0.5"),
+              HasSubstr("error: --conf_thres" + both("--conf") + "score_threshold;"));
+  EXPECT_THAT(answer("--nms"), HasSubstr("error: --nms" + both("--iou") + "iou_threshold;"));
+  EXPECT_THAT(answer("--max_det"),
+              HasSubstr("error: --max_det" + both("--max-det") + "max_detections;"));
+  EXPECT_THAT(answer("--mask"), HasSubstr(both("--mask-threshold") + "mask_threshold;"));
+  EXPECT_THAT(answer("--class"), HasSubstr(both("--classes") + "classes;"));
+  EXPECT_THAT(answer("--agnostic-nms"), HasSubstr(in_file + "class_agnostic;"));
+  EXPECT_THAT(answer("--score-thresholds"), HasSubstr(in_file + "score_thresholds;"));
   EXPECT_THAT(answer("--confi"), HasSubstr("did you mean '--config'?"));
+}
+
+// A command has its own options.
+TEST(Usage, NamesAnOptionForAThresholdOnlyWhereThereIsOne) {
+  EXPECT_THAT(RunProgram({"bench", "--nms", "0.5"}).errors, HasSubstr("--iou sets this"));
+  EXPECT_THAT(RunProgram({"dump", "--nms", "0.5"}).errors, HasSubstr("--iou sets this"));
+  EXPECT_THAT(RunProgram({"check", "c", "--iou=1"}).errors,
+              HasSubstr("error: --iou is not an option: the file that --config names sets this, as "
+                        "postprocess.iou_threshold;"));
   EXPECT_THAT(RunProgram({"env", "--conf"}).errors, Not(HasSubstr("postprocess")));
 }
 
