@@ -39,6 +39,10 @@ struct FeceCandidate {
   std::optional<float> score;
 };
 
+inline bool IsConfirmed(const FeceCandidate& candidate) {
+  return candidate.verdict == FeceVerdict::kConfirmed;
+}
+
 /// The rules by which the detector chooses and judges candidates.
 struct FeceRules {
   std::vector<int> class_ids;

@@ -27,7 +27,7 @@ constexpr const char* kThingsDescription =
 ordered_json ResultOf(const Finding& finding, const cv::Size& picture, std::size_t image_id,
                       std::int64_t category_id) {
   const std::array<float, 4>& box = finding.box;
-  const RunLengths mask = EncodeRunLengths(finding.WholeMask(picture));
+  const RunLengths mask = EncodeRunLengths(finding.mask, finding.area.tl(), picture);
   ordered_json json;
   json["image_id"] = image_id;
   json["category_id"] = category_id;

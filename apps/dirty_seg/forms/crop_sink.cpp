@@ -1,11 +1,9 @@
 // What the classifier saw, for a person to look at.
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <utility>
-
 #include "forms/result_sink.h"
 #include "geometry/image_box.h"
+#include "things/deciding_candidate.h"
 
 namespace dirty_seg {
 namespace {
@@ -13,27 +11,6 @@ namespace {
 std::string NameOf(const FeceCandidate& candidate, std::size_t number) {
   const std::string score = candidate.score ? fmt::format("_{:.2f}", *candidate.score) : "";
   return fmt::format(".crop_{}.{}{}.png", number, VerdictText(candidate.verdict), score);
-}
-
-// Whether `a` says more of a thing than `b` does.
-bool Decides(const FeceCandidate& a, const FeceCandidate& b) {
-  const auto key = [](const FeceCandidate& candidate) {
-    return std::pair(candidate.verdict == FeceVerdict::kConfirmed, candidate.score);
-  };
-  return key(a) > key(b);
-}
-
-// Of a finding's candidates; null if it has none.
-const FeceCandidate* DecidingCandidate(const std::vector<FeceCandidate>& candidates,
-                                       const Finding& finding) {
-  const FeceCandidate* deciding = nullptr;
-  for (const FeceCandidate& candidate : candidates) {
-    const auto& members = finding.members;
-    const bool is_member =
-        std::find(members.begin(), members.end(), candidate.detection) != members.end();
-    if (is_member && (deciding == nullptr || Decides(candidate, *deciding))) deciding = &candidate;
-  }
-  return deciding;
 }
 
 class CropSink : public ResultSink {
@@ -45,7 +22,8 @@ class CropSink : public ResultSink {
     const cv::Mat& picture = *found.frame.picture;
     const std::vector<Finding>& findings = found.shown.findings;
     for (std::size_t i = 0; i < findings.size(); ++i) {
-      const auto* candidate = DecidingCandidate(*found.outcome.fece_candidates, findings[i]);
+      const auto* candidate =
+          FindDecidingCandidate(*found.outcome.fece_candidates, findings[i].members);
       if (candidate == nullptr) continue;
       const std::vector<float> edges(findings[i].box.begin(), findings[i].box.end());
       const auto box = nuvik::geometry::ClampToImage(edges, picture.size());

@@ -1,31 +1,14 @@
 #include "report/listed_things.h"
 
-#include <algorithm>
-#include <utility>
-
-#include "detector/fece_log.h"
+#include "things/deciding_candidate.h"
 
 namespace dirty_seg {
 namespace {
 
-// Whether `a` says more of a thing than `b` does.
-bool Decides(const StoredCandidate& a, const StoredCandidate& b) {
-  const auto key = [](const StoredCandidate& candidate) {
-    return std::pair(candidate.verdict == VerdictText(FeceVerdict::kConfirmed), candidate.score);
-  };
-  return key(a) > key(b);
-}
-
 std::vector<StoredCandidate> DecidingCandidates(const StoredFrame& frame) {
   std::vector<StoredCandidate> deciding;
   for (std::size_t i = 0; i < frame.things->size(); ++i) {
-    const std::vector<std::size_t>& members = (*frame.things)[i].members;
-    const StoredCandidate* best = nullptr;
-    for (const StoredCandidate& candidate : frame.candidates) {
-      const bool is_member =
-          std::find(members.begin(), members.end(), candidate.detection) != members.end();
-      if (is_member && (best == nullptr || Decides(candidate, *best))) best = &candidate;
-    }
+    const auto* best = FindDecidingCandidate(frame.candidates, (*frame.things)[i].members);
     if (best != nullptr) deciding.push_back({i, best->verdict, best->score});
   }
   return deciding;

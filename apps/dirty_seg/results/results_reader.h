@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "detector/fece_log.h"
 #include "frames/frame_fit.h"
 #include "results/detection.h"
 #include "results/run_length.h"
@@ -26,6 +27,10 @@ struct StoredCandidate {
   /// Probability of faeces, where it is known.
   std::optional<double> score;
 };
+
+inline bool IsConfirmed(const StoredCandidate& candidate) {
+  return candidate.verdict == VerdictText(FeceVerdict::kConfirmed);
+}
 
 /// A label's mask, still encoded as in the line.
 struct StoredMask {

@@ -125,6 +125,21 @@ TEST(DecodeRunLengths, ReadsWhatIsWrittenByHand) {
   ExpectEqual(DecodeRunLengths({16, 1, "`0"}), Column({16}));
 }
 
+TEST(EncodeRunLengths, OfAPartAreThoseOfTheWholeMask) {
+  const cv::Mat part = Mask({".#.", "##."});
+  for (const cv::Point& at : {cv::Point(0, 0), cv::Point(2, 1), cv::Point(4, 3)}) {
+    cv::Mat whole = cv::Mat::zeros(5, 7, CV_8UC1);
+    part.copyTo(whole(cv::Rect(at, part.size())));
+    const RunLengths lengths = EncodeRunLengths(part, at, whole.size());
+    EXPECT_EQ(lengths.counts, EncodeRunLengths(whole).counts) << at;
+    EXPECT_EQ(cv::Size(lengths.width, lengths.height), whole.size());
+  }
+}
+
+TEST(EncodeRunLengths, OfAPartWithoutPixelsAreOneRunOfZeros) {
+  EXPECT_EQ(EncodeRunLengths(cv::Mat(), {0, 0}, {3, 2}).counts, "6");
+}
+
 TEST(DecodeRunLengths, GivesBackWhatWasEncoded) {
   const unsigned seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
