@@ -68,6 +68,7 @@ std::future<Checksums> ChecksumsAhead(const DetectOptions& options) {
     Checksums sums{{"model", ChecksumOfFile(detector.model)},
                    {"config", ChecksumOfFile(detector.config)}};
     if (!detector.fece_model.empty()) sums["fece_model"] = ChecksumOfFile(detector.fece_model);
+    if (!detector.names.empty()) sums["names"] = ChecksumOfFile(detector.names);
     return sums;
   };
   return std::async(std::launch::async | std::launch::deferred, sum);

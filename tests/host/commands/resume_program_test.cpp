@@ -176,6 +176,9 @@ TEST_F(Resume, NamesWhatIsNotAsInThatRun) {
       RefusalOf(Again({"--frame-step", "2", "--fece-model", test::CommonNetwork("classifier-224"),
                        "--fece-class-ids", "0", a_})),
       HasSubstr(begin + "the SHA-256 of --fece-model was not given in that run"));
+  EXPECT_THAT(RefusalOf(Again({"--frame-step", "2", "--names",
+                               folder_.Write("names.txt", "spill\nwaste\n"), a_})),
+              HasSubstr(begin + "the SHA-256 of --names was not given in that run"));
   Arguments config = Again({"--frame-step", "2", a_});
   folder_.Write("config.yaml", std::string(test::kPatches) + "# changed\n");
   EXPECT_THAT(RefusalOf(config), HasSubstr(begin + "the SHA-256 of --config was \""));
