@@ -139,6 +139,48 @@ def pipeline_seeds() -> None:
     pipeline_start([], 0).byte(31).save("pipeline", "nothing")
 
 
+def things_start(patches: list[tuple[int, int, int, int]], at_end: int = 0) -> Bytes:
+    """The order of the second look, and patches of x, y, width and height."""
+    seed = Bytes().byte(1, at_end, len(patches) - 1)
+    for x, y, width, height in patches:
+        seed.byte(x, y, width - 1, height - 1)
+    return seed
+
+
+def things_detection(
+    seed: Bytes, patch: int, runs: list[tuple[int, int]], class_index: int = 0, confirmed: int = 0
+) -> None:
+    """A detection of the patch, with runs of (value, pixels) as its mask."""
+    seed.byte(class_index, confirmed, 1, 0).byte(patch, 0)
+    for value, pixels in runs:
+        seed.byte(value, pixels - 1)
+
+
+def things_seeds() -> None:
+    """Patches of 8 x 8; 64 pixels are a whole mask."""
+    side_by_side = [(0, 0, 8, 8), (8, 0, 8, 8)]
+    for name, confirmed in (("across_a_border", 0), ("confirmed", 1)):
+        seed = things_start(side_by_side)
+        things_detection(seed, 0, [(255, 64)])
+        things_detection(seed, 1, [(0, 2), (255, 1), (0, 61)], 1, confirmed)
+        things_detection(seed, 1, [(255, 64)], 0, confirmed)
+        seed.save("things", name)
+    seed = things_start([(0, 0, 8, 8), (4, 4, 8, 8)])
+    things_detection(seed, 0, [(0, 56), (255, 8)])
+    things_detection(seed, 1, [(0, 8), (255, 8), (0, 48)])
+    seed.save("things", "overlapping_patches")
+    seed = things_start([(20, 20, 24, 24), (31, 31, 24, 24)], at_end=1)
+    for patch in (0, 1):
+        things_detection(seed, patch, [(255, 64)] * 9)
+    seed.save("things", "over_the_frames_end")
+    seed = things_start([(0, 0, 2, 2), (6, 0, 2, 2), (0, 6, 2, 2), (6, 6, 2, 2)])
+    for patch in range(4):
+        things_detection(seed, patch, [(255, 4)])
+    seed.save("things", "equal_but_for_their_place")
+    seed = things_start(side_by_side)
+    seed.byte(0, 0, 0, 0).byte(0, 7).byte(0, 0, 0, 0).byte(1, 7).save("things", "without_masks")
+
+
 def network(
     nodes: list[NodeProto],
     shape: list[int],
@@ -322,5 +364,6 @@ if __name__ == "__main__":
     model_seeds()
     model_regressions()
     run_length_seeds()
+    things_seeds()
     decoder_seeds()
     pipeline_seeds()

@@ -20,15 +20,20 @@ bool AreEqual(const cv::Mat& a, const cv::Mat& b) {
          (a.empty() || cv::countNonZero(a != b) == 0);
 }
 
+// Where the mask lies in a wider image, and how much larger that is.
+constexpr int kLeft = 2;
+constexpr int kTop = 1;
+const cv::Size kAround(3, 1);
+
 // Runs of pixels, as real masks have them; the mask is a part of a wider image.
 cv::Mat TakeMask(Input& input) {
   const cv::Size size{input.TakeFrom(0, 200), input.TakeFrom(0, 200)};
-  cv::Mat image = cv::Mat::zeros(size + cv::Size(3, 1), CV_8UC1);
-  cv::Mat mask = image(cv::Rect(cv::Point(2, 1), size));
+  cv::Mat image = cv::Mat::zeros(size + kAround, CV_8UC1);
+  cv::Mat mask = image(cv::Rect(cv::Point(kLeft, kTop), size));
   for (int i = 0; i < size.area() && !input.IsEmpty();) {
     const auto value = input.Take<std::uint8_t>();
     for (int left = input.TakeFrom(0, 255); left >= 0 && i < size.area(); --left, ++i) {
-      image.at<std::uint8_t>(1 + i % size.height, 2 + i / size.height) = value;
+      image.at<std::uint8_t>(kTop + i % size.height, kLeft + i / size.height) = value;
     }
   }
   return mask;
@@ -40,6 +45,15 @@ void ThereAndBack(const cv::Mat& mask) {
   cv::Mat set = mask.clone();
   if (!mask.empty()) cv::compare(mask, 0, set, cv::CMP_NE);
   Require(AreEqual(DecodeRunLengths(coded), set), "the mask comes back");
+}
+
+// As a part of a larger mask and as that mask.
+void AsAPart(const cv::Mat& mask) {
+  cv::Mat whole = cv::Mat::zeros(mask.size() + kAround, CV_8UC1);
+  const cv::Point at(kLeft, kTop);
+  if (!mask.empty()) mask.copyTo(whole(cv::Rect(at, mask.size())));
+  Require(EncodeRunLengths(mask, at, whole.size()).counts == EncodeRunLengths(whole).counts,
+          "a part is coded as the whole mask");
 }
 
 void BackAndThere(Input& input) {
@@ -62,7 +76,9 @@ void BackAndThere(Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   if (input.TakeBool()) {
-    ThereAndBack(TakeMask(input));
+    const cv::Mat mask = TakeMask(input);
+    ThereAndBack(mask);
+    AsAPart(mask);
   } else {
     BackAndThere(input);
   }

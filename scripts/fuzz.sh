@@ -12,7 +12,7 @@ seconds=${1-20}
 }
 targets=("${@:2}")
 [[ ${#targets[@]} -gt 0 ]] ||
-  targets=(yaml_file pipeline decoder model_file arguments run_length)
+  targets=(yaml_file pipeline decoder model_file arguments things run_length)
 
 scripts/setup.sh
 cmake --preset fuzz

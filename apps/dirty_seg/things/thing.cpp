@@ -1,6 +1,7 @@
 #include "things/thing.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <numeric>
 #include <opencv2/imgproc.hpp>
@@ -142,11 +143,20 @@ Thing MakeThing(std::vector<std::size_t> members, const FrameOutcome& outcome,
   return thing;
 }
 
+// Of masks that are as large, each with memory of its own.
+int Compare(const cv::Mat& a, const cv::Mat& b) {
+  return a.empty() ? 0 : std::memcmp(a.data, b.data, a.total());
+}
+
+// The members come last: their indices depend on an order that means nothing.
 bool IsBefore(const Thing& a, const Thing& b) {
   const auto key = [](const Thing& thing) {
-    return std::tuple(-thing.score, thing.box, thing.kind, thing.members);
+    const cv::Rect& area = thing.area;
+    return std::tuple(-thing.score, thing.box, thing.kind, area.x, area.y, area.width, area.height);
   };
-  return key(a) < key(b);
+  if (key(a) != key(b)) return key(a) < key(b);
+  const int order = Compare(a.mask, b.mask);
+  return order != 0 ? order < 0 : a.members < b.members;
 }
 
 }  // namespace

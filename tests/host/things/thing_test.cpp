@@ -220,5 +220,18 @@ TEST(Things, DoNotDependOnTheOrderOfDetections) {
   }
 }
 
+// The corners of a box, and the middles of its sides.
+TEST(Things, OfOneScoreAndBoxDoNotDependOnTheOrderEither) {
+  const Drawn corners{kLeft, {{450, 100, 4, 4}, {546, 196, 4, 4}}};
+  const Drawn sides{kOver,
+                    {{500, 100, 4, 4}, {500, 196, 4, 4}, {450, 150, 4, 4}, {546, 150, 4, 4}}};
+  const auto things = FindThings(OutcomeOf({corners, sides}), kLabels);
+  const auto turned = FindThings(OutcomeOf({sides, corners}), kLabels);
+  ASSERT_THAT(things, SizeIs(2));
+  ASSERT_THAT(turned, SizeIs(2));
+  ASSERT_EQ(things[0].box, things[1].box);
+  for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ(things[i].pixels(), turned[i].pixels());
+}
+
 }  // namespace
 }  // namespace dirty_seg
