@@ -115,16 +115,32 @@ std::vector<cv::Point> PixelsOf(const cv::Mat& mask, const cv::Rect& area) {
   return pixels;
 }
 
-// Pixel by pixel: next to each other where both patches look, or one patch's with that of another
-// beyond its border, with a gap of at most kMaxBorderGap.
+bool IsGap(int pixels) { return pixels >= 0 && pixels <= dirty_seg::kMaxBorderGap; }
+
+// Whether `inside` is at a border of the patch, `outside` at its other side, and both along it in
+// about one place.
+bool AreAcross(const cv::Rect& patch, const cv::Point& inside, const cv::Point& outside) {
+  const cv::Point last = patch.br() - cv::Point(1, 1);
+  const cv::Point apart(std::abs(inside.x - outside.x), std::abs(inside.y - outside.y));
+  constexpr int kAlong = dirty_seg::kMaxBorderGap + 1;
+  const bool is_left = IsGap(inside.x - patch.x) && IsGap(patch.x - 1 - outside.x);
+  const bool is_right = IsGap(last.x - inside.x) && IsGap(outside.x - last.x - 1);
+  const bool is_above = IsGap(inside.y - patch.y) && IsGap(patch.y - 1 - outside.y);
+  const bool is_below = IsGap(last.y - inside.y) && IsGap(outside.y - last.y - 1);
+  return ((is_left || is_right) && apart.y <= kAlong) ||
+         ((is_above || is_below) && apart.x <= kAlong);
+}
+
+// Pixel by pixel: next to each other where both patches look, or across a patch's border.
 bool Meet(const Part& a, const Part& b) {
   if (a.patch_index == b.patch_index) return false;
   for (const cv::Point& p : PixelsOf(a.mask, a.area)) {
     for (const cv::Point& q : PixelsOf(b.mask, b.area)) {
-      const int apart = std::max(std::abs(p.x - q.x), std::abs(p.y - q.y));
       // Each pixel lies in its own patch.
       const bool is_shared = a.patch.contains(q) && b.patch.contains(p);
-      if (apart <= (is_shared ? 1 : dirty_seg::kMaxBorderGap + 1)) return true;
+      const bool are_next = std::abs(p.x - q.x) <= 1 && std::abs(p.y - q.y) <= 1;
+      if (is_shared && are_next) return true;
+      if (AreAcross(a.patch, p, q) || AreAcross(b.patch, q, p)) return true;
     }
   }
   return false;

@@ -117,6 +117,13 @@ TEST(Things, AGapToABorderWithinAnotherPatchIsNone) {
   EXPECT_THAT(MembersOf({{kLeft, {{360, 100, 37, 20}}}, {kOver, {{402, 100, 30, 20}}}}), SizeIs(2));
 }
 
+TEST(Things, MeetWhateverTheirMasksSetPixelsTo) {
+  FrameOutcome outcome = OutcomeOf({{kLeft, {{600, 100, 40, 20}}}, {kRight, {{640, 100, 30, 20}}}});
+  outcome.parts->at(0).mask /= 16;
+  outcome.parts->at(1).mask /= 255;
+  EXPECT_THAT(FindThings(outcome, kLabels), SizeIs(1));
+}
+
 TEST(Things, ThatTouchABorderInOtherPlacesAreTwo) {
   EXPECT_THAT(MembersOf({{kLeft, {{600, 100, 40, 20}}}, {kRight, {{640, 123, 30, 20}}}}),
               SizeIs(2));
