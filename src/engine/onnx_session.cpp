@@ -2,11 +2,11 @@
 
 #include <onnxruntime_cxx_api.h>
 
-#include <cstdlib>
 #include <fstream>
 
 #include "engine/file_look.h"
 #include "engine/runtime_words.h"
+#include "network/telemetry.h"
 
 namespace nuvik::alg::common {
 namespace {
@@ -44,9 +44,7 @@ std::string WordsOf(const Ort::Exception& error, const std::string& path) {
 // exceptions and are told once.
 Ort::Env& Environment() {
   static Ort::Env environment = [] {
-    // A robot's engine reports to nobody. The runtime reads this while the environment is made; its
-    // own switch comes too late.
-    setenv("ORT_DISABLE_TELEMETRY", "1", 1);
+    SwitchTelemetryOff();  // the runtime's own switch comes too late
     return Ort::Env(ORT_LOGGING_LEVEL_FATAL, "tessmar_ai_engine");
   }();
   return environment;

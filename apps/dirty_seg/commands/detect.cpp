@@ -2,12 +2,14 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <future>
 #include <istream>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "base/version.h"
@@ -57,6 +59,15 @@ void AddResultOptions(Command command, ResultOptions& options) {
   command.AddFlag("--video", &options.video, "Also annotated videos").Group(kPictures);
   command.AddFlag("--no-overlays", &options.no_overlays, "No annotated pictures").Group(kPictures);
   command.AddFlag("--no-masks", &options.no_masks, "No mask pictures").Group(kPictures);
+}
+
+// A missing network is refused at once, and not only when the libraries are loaded.
+bool HasNetworks(const DetectorOptions& options) {
+  const auto is_file = [](const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(path, ignored);
+  };
+  return is_file(options.model) && (options.fece_model.empty() || is_file(options.fece_model));
 }
 
 using Checksums = std::map<std::string, std::string>;
@@ -127,10 +138,11 @@ int RunDetect(const DetectOptions& options) {
   LogCapture log(options.log);
   const DetectorOptions& detector = options.detector;
   const InputArguments& input = options.input;
+  ConfigCheck check = PrepareDetector(detector);
+  // Beside the networks.
+  const std::future<void> loading = HasNetworks(detector) ? LoadMediaAhead() : std::future<void>();
   std::future<Checksums> checksums = ChecksumsAhead(options);
-  DetectorSetup setup = SetUpDetector(detector);
-  // Beside the loading of the networks. The engine, which sets a variable, is started by now.
-  const std::future<void> loading = LoadMediaAhead();
+  DetectorSetup setup = SetUpDetector(detector, std::move(check));
   RunDescription description{NameAndVersion(),
                              detector.model,
                              detector.config,

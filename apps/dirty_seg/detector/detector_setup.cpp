@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "config/class_names.h"
-#include "config/config_check.h"
 #include "console/messages.h"
 #include "network/segmentation_head.h"
+#include "network/telemetry.h"
 #include "networks/networks.h"
 
 namespace dirty_seg {
@@ -105,10 +105,15 @@ void SetThreads(int threads) {
 
 bool UsesOneThread() { return cv::getNumThreads() == 1; }
 
-DetectorSetup SetUpDetector(const DetectorOptions& options) {
+ConfigCheck PrepareDetector(const DetectorOptions& options) {
+  nuvik::alg::common::SwitchTelemetryOff();
   SetThreads(options.threads);
   ConfigCheck check = CheckConfig(options.config);
   RefuseErrors(options.config, check);
+  return check;
+}
+
+DetectorSetup SetUpDetector(const DetectorOptions& options, ConfigCheck check) {
   std::map<std::int32_t, std::string> names;
   if (!options.names.empty()) names = ReadClassNames(options.names);
   nuvik::alg::common::Network network =
@@ -126,6 +131,10 @@ DetectorSetup SetUpDetector(const DetectorOptions& options) {
   if (!names.empty()) network.class_names = NamesWithin(class_count, options.names, names);
   Labels labels(std::move(network.class_names), config.fece_enable, class_count);
   return {std::move(config), std::move(file), Rectangles(check.patches), std::move(labels)};
+}
+
+DetectorSetup SetUpDetector(const DetectorOptions& options) {
+  return SetUpDetector(options, PrepareDetector(options));
 }
 
 }  // namespace dirty_seg

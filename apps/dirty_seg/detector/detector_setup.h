@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "config/config_check.h"
 #include "config/detector_options.h"
 #include "config/effective_config.h"
 #include "detector/labels.h"
@@ -31,10 +32,18 @@ void SetThreads(int threads);
 /// Whether that left one.
 bool UsesOneThread();
 
-/// Reads the configuration file, the file of names and both networks, and sets OpenCV's threads for
-/// the process. Warns about candidate classes that the segmentation network does not name or that
-/// are not kept, and about thresholds and names of classes that it does not have. Throws
-/// SetupError, also for everything that a check calls an error (config_check.h).
+/// The first half of setting up: reads the configuration file, and sets OpenCV's threads and the
+/// engine's environment variable, both of the whole process; so it comes before libraries are loaded
+/// on another thread. Throws SetupError, also for everything that a check calls an error
+/// (config_check.h).
+ConfigCheck PrepareDetector(const DetectorOptions& options);
+
+/// The second half: reads the file of names and both networks. `check` is what `PrepareDetector`
+/// gave. Warns about candidate classes that the segmentation network does not name or that are not
+/// kept, and about thresholds and names of classes that it does not have. Throws SetupError.
+DetectorSetup SetUpDetector(const DetectorOptions& options, ConfigCheck check);
+
+/// Both halves.
 DetectorSetup SetUpDetector(const DetectorOptions& options);
 
 }  // namespace dirty_seg

@@ -85,7 +85,8 @@ class Media {
 const Media& LoadMedia();
 
 /// Loads it on a thread of its own; the destructor of what is returned waits for the end. Libraries
-/// read the environment while they are loaded: nothing may set a variable meanwhile.
+/// read the environment while they are loaded: nothing may set a variable meanwhile. Whoever starts
+/// a thread or loads a library meanwhile waits for the end, too: the C library has one lock for it.
 std::future<void> LoadMediaAhead();
 
 }  // namespace dirty_seg

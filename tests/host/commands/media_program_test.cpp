@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
 
 #include "support/detect_fixture.h"
 
@@ -16,6 +17,7 @@ using test::ProgramResult;
 using test::RunProgram;
 using test::operator+;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr const char* kBeginning =
@@ -27,6 +29,14 @@ class MediaLibrary : public test::DetectFixture {
  protected:
   static ProgramResult RunWith(const std::string& library_folder, const Arguments& arguments) {
     return RunProgram(arguments, {"LD_LIBRARY_PATH=" + library_folder});
+  }
+
+  // By what the dynamic loader tells of a run that is refused.
+  static bool IsLoadedBy(const Arguments& arguments) {
+    const ProgramResult result = RunProgram(arguments + Arguments{"x.png"}, {"LD_DEBUG=files"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.errors, HasSubstr("libtessmar_ai_engine.so"));
+    return result.errors.find("libdirty_seg_media.so") != std::string::npos;
   }
 
   // A folder in which the library is one that cannot be loaded.
@@ -72,6 +82,17 @@ TEST_F(MediaLibrary, ThatCannotBeLoadedEndsADetectBeforeItHasAFolder) {
   EXPECT_EQ(result.status, 2);
   EXPECT_THAT(result.errors, StartsWith(kBeginning));
   EXPECT_FALSE(std::filesystem::exists(folder_ / "out"));
+}
+
+// Otherwise the start waits for one after the other.
+TEST_F(MediaLibrary, IsLoadedBeforeTheNetworksAreKnownToBeUsable) {
+  EXPECT_TRUE(IsLoadedBy(Command(folder_.Write("seg.onnx", "no network\n"))));
+}
+
+TEST_F(MediaLibrary, IsNotLoadedForWhatIsRefusedAtOnce) {
+  EXPECT_FALSE(IsLoadedBy(Command(folder_ / "none.onnx")));
+  EXPECT_FALSE(IsLoadedBy(Command() + Classifier(folder_ / "none.onnx")));
+  EXPECT_FALSE(IsLoadedBy(Command(test::CommonNetwork("seg-b2-64"), "patch: 3\n")));
 }
 
 TEST_F(MediaLibrary, OfAnotherVersionIsRefused) {
