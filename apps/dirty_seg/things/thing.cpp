@@ -38,7 +38,8 @@ bool AreNear(const Part& a, const cv::Rect& in_a, const Part& b, const cv::Rect&
   const cv::Rect around = Grown(place_b, reach);
   cv::Mat spread = cv::Mat::zeros(around.size(), CV_8UC1);
   const cv::Rect source = place_a & around;
-  spread(source - around.tl()).setTo(255, MaskAt(a, source));  // and so all bits of what is set
+  // 255, which any value of the other mask has a bit of.
+  spread(source - around.tl()).setTo(255, MaskAt(a, source));
   cv::dilate(spread, spread, cv::Mat::ones(2 * reach.y + 1, 2 * reach.x + 1, CV_8UC1), {-1, -1}, 1,
              cv::BORDER_CONSTANT, 0);
   const cv::Mat met = spread(place_b - around.tl()) & MaskAt(b, place_b);

@@ -124,6 +124,16 @@ TEST(Things, MeetWhateverTheirMasksSetPixelsTo) {
   EXPECT_THAT(FindThings(outcome, kLabels), SizeIs(1));
 }
 
+// A part's mask is set where it is not 0.
+TEST(Things, OfMasksWithOtherValuesMeetAlike) {
+  FrameOutcome outcome = OutcomeOf({{kLeft, {{600, 100, 40, 20}}}, {kRight, {{640, 100, 30, 20}}}});
+  outcome.parts->at(0).mask.setTo(1);
+  outcome.parts->at(1).mask.setTo(2);
+  const auto things = FindThings(outcome, kLabels);
+  ASSERT_THAT(things, SizeIs(1));
+  EXPECT_EQ(cv::countNonZero(things[0].mask == 255), 40 * 20 + 30 * 20);
+}
+
 TEST(Things, ThatTouchABorderInOtherPlacesAreTwo) {
   EXPECT_THAT(MembersOf({{kLeft, {{600, 100, 40, 20}}}, {kRight, {{640, 123, 30, 20}}}}),
               SizeIs(2));
