@@ -149,15 +149,16 @@ int Compare(const cv::Mat& a, const cv::Mat& b) {
   return a.empty() ? 0 : std::memcmp(a.data, b.data, a.total());
 }
 
-// The members come last: their indices depend on an order that means nothing.
+// The members come last, and of them their number first: their indices depend on an order that
+// means nothing.
 bool IsBefore(const Thing& a, const Thing& b) {
   const auto key = [](const Thing& thing) {
     const cv::Rect& area = thing.area;
     return std::tuple(-thing.score, thing.box, thing.kind, area.x, area.y, area.width, area.height);
   };
   if (key(a) != key(b)) return key(a) < key(b);
-  const int order = Compare(a.mask, b.mask);
-  return order != 0 ? order < 0 : a.members < b.members;
+  if (const int order = Compare(a.mask, b.mask); order != 0) return order < 0;
+  return std::tuple(a.members.size(), a.members) < std::tuple(b.members.size(), b.members);
 }
 
 }  // namespace

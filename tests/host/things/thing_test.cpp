@@ -250,5 +250,15 @@ TEST(Things, OfOneScoreAndBoxDoNotDependOnTheOrderEither) {
   for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ(things[i].pixels(), turned[i].pixels());
 }
 
+// Of two equal things, one is of two detections.
+TEST(Things, ThatLookAlikeStandInTheOrderOfTheirNumberOfDetections) {
+  const std::vector<cv::Rect> pixels{{600, 100, 40, 20}};
+  const Drawn alone{kLeft, pixels, 3, 0.5F, true};
+  const Drawn one{kLeft, pixels, 0, 0.5F, true};
+  const Drawn other{kOver, pixels, 0, 0.5F};
+  EXPECT_THAT(MembersOf({alone, one, other}), ElementsAre(ElementsAre(0U), ElementsAre(1U, 2U)));
+  EXPECT_THAT(MembersOf({one, other, alone}), ElementsAre(ElementsAre(2U), ElementsAre(0U, 1U)));
+}
+
 }  // namespace
 }  // namespace dirty_seg
