@@ -33,8 +33,8 @@ void SetThreads(int threads);
 bool UsesOneThread();
 
 /// The first half of setting up: reads the configuration file, and sets OpenCV's threads and the
-/// engine's environment variable, both of the whole process; so it comes before libraries are loaded
-/// on another thread. Throws SetupError, also for everything that a check calls an error
+/// engine's environment variable, both of the whole process; so it comes before libraries are
+/// loaded on another thread. Throws SetupError, also for everything that a check calls an error
 /// (config_check.h).
 ConfigCheck PrepareDetector(const DetectorOptions& options);
 

@@ -171,9 +171,11 @@ std::unique_ptr<FrameReader> OpenCamera(const std::string& name, const Sampling&
 // All its frames are grabbed: those that wait in its queue would be old when they are wanted.
 std::unique_ptr<FrameReader> ReadCamera(std::unique_ptr<VideoInput> camera,
                                         const Sampling& sampling, std::function<double()> clock) {
-  Plan plan = sampling.seconds ? Plan{EverySeconds(*sampling.seconds, std::move(clock)), 0,
-                                      1.0 / *sampling.seconds}
-                               : Plan{EveryNth(sampling.step), 0, RateOf(*camera) / sampling.step};
+  Plan plan{EveryNth(sampling.step), 0, RateOf(*camera) / sampling.step};
+  if (sampling.seconds) {
+    plan.is_taken = EverySeconds(*sampling.seconds, std::move(clock));
+    plan.rate = 1.0 / *sampling.seconds;
+  }
   return std::make_unique<VideoReader>(std::move(camera), 0, std::move(plan));
 }
 

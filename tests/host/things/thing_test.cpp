@@ -117,14 +117,6 @@ TEST(Things, AGapToABorderWithinAnotherPatchIsNone) {
   EXPECT_THAT(MembersOf({{kLeft, {{360, 100, 37, 20}}}, {kOver, {{402, 100, 30, 20}}}}), SizeIs(2));
 }
 
-TEST(Things, MeetWhateverTheirMasksSetPixelsTo) {
-  FrameOutcome outcome = OutcomeOf({{kLeft, {{600, 100, 40, 20}}}, {kRight, {{640, 100, 30, 20}}}});
-  outcome.parts->at(0).mask /= 16;
-  outcome.parts->at(1).mask /= 255;
-  EXPECT_THAT(FindThings(outcome, kLabels), SizeIs(1));
-}
-
-// A part's mask is set where it is not 0.
 TEST(Things, OfMasksWithOtherValuesMeetAlike) {
   FrameOutcome outcome = OutcomeOf({{kLeft, {{600, 100, 40, 20}}}, {kRight, {{640, 100, 30, 20}}}});
   outcome.parts->at(0).mask.setTo(1);
