@@ -22,8 +22,7 @@ using testing::ElementsAre;
 // Gives a frame at each of the moments, and then none.
 class FakeCamera : public VideoInput {
  public:
-  FakeCamera(std::vector<double> moments, double& now)
-      : moments_(std::move(moments)), now_(now) {}
+  FakeCamera(std::vector<double> moments, double& now) : moments_(std::move(moments)), now_(now) {}
 
   double FrameCount() const override { return 0.0; }
   double Rate() const override { return 30.0; }

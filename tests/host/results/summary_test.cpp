@@ -20,10 +20,13 @@ FrameRecord MakeRecord(const std::vector<int>& labels, double inference_ms) {
   return record;
 }
 
-Summary MakeSummary() { return Summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "", {}, kOptions, kChecksums}); }
+Summary MakeSummary() {
+  return Summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "", {}, kOptions, kChecksums});
+}
 
 TEST(Summary, HasItsKeysInOrder) {
-  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}, kOptions, kChecksums});
+  Summary summary(
+      {"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}, kOptions, kChecksums});
   FrameRecord record = MakeRecord({3, 19, 3}, 2.0);
   record.read_ms = 1.0;
   record.outcome.total_ms = 4.0;
@@ -63,7 +66,8 @@ TEST(Summary, HasItsKeysInOrder) {
 }
 
 TEST(Summary, CountsWhatWasConfirmedBesideItsLabel) {
-  Summary summary({"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}, kOptions, kChecksums});
+  Summary summary(
+      {"dirty_seg 9.8.7", "seg.onnx", "config.yaml", "fece.onnx", {}, kOptions, kChecksums});
   EXPECT_EQ(summary.ToJson(kLabels, {})["confirmed_faeces"], 0);
   FrameRecord record = MakeRecord({19, 19, 3}, 2.0);
   record.outcome.fece_candidates = {{1, FeceVerdict::kConfirmed, 0.75F},
