@@ -568,6 +568,126 @@ class Page(unittest.TestCase):
         pressed = self.find("#viewer-list li:has(button[aria-pressed='true'])")
         self.assertEqual(pressed.get_attribute("data-detection"), "5")
 
+    # ---- Zoom -----------------------------------------------------------------------------------
+
+    def zoom(self) -> float:
+        """Of the picture that is seen, times the size at which all of it is."""
+        return self.js("return view.scale / wholeScale()")
+
+    def centre_of(self, selector: str) -> list[float]:
+        box = self.place(selector)
+        return [(box["left"] + box["right"]) / 2, (box["top"] + box["bottom"]) / 2]
+
+    def wheel(self, notches: int, x: float, y: float) -> None:
+        for _ in range(abs(notches)):
+            self.browser.execute_cdp_cmd(
+                "Input.dispatchMouseEvent",
+                {"type": "mouseWheel", "x": x, "y": y, "deltaX": 0,
+                 "deltaY": -120 if notches > 0 else 120},
+            )  # fmt: skip
+        self.settle()
+
+    def touch(self, kind: str, *points: tuple[float, float]) -> None:
+        touches = [{"x": x, "y": y, "id": i} for i, (x, y) in enumerate(points)]
+        self.browser.execute_cdp_cmd(
+            "Input.dispatchTouchEvent", {"type": "touch" + kind, "touchPoints": touches}
+        )
+        self.settle()
+
+    def test_wheel_zooms_towards_the_pointer(self) -> None:
+        self.open_frame(FLOOR)
+        self.assertEqual((self.zoom(), self.find("#zoom-level").text), (1, "1.0\u00d7"))
+        # One in the middle: a picture does not move off the edges of its place.
+        boxes = np.array(self.lines[FLOOR]["bboxes"])
+        off = np.abs(boxes[:, :2] + boxes[:, 2:] - [1920, 1080]).max(axis=1)
+        box = f"#picture g.box[data-detection='{off.argmin()}'] rect.line"
+        x, y = self.centre_of(box)
+        self.assertGreater(np.abs(np.array([x, y]) - self.centre_of("#stage")).max(), 20)
+        width = self.place(box)["width"]
+        self.wheel(6, x, y)
+        # exp(6 * 120 * 0.0015)
+        self.assertAlmostEqual(self.zoom(), 2.945, delta=0.01)
+        self.assertEqual(self.find("#zoom-level").text, "2.9\u00d7")
+        np.testing.assert_allclose(self.centre_of(box), [x, y], atol=3)
+        self.assertAlmostEqual(self.place(box)["width"] / width, 2.945, delta=0.05)
+        self.wheel(4, x, y)
+        np.testing.assert_allclose(self.centre_of(box), [x, y], atol=3)
+        self.wheel(-4, x, y)
+        np.testing.assert_allclose(self.centre_of(box), [x, y], atol=3)
+
+    def test_zoom_has_its_limits(self) -> None:
+        self.open_frame(FLOOR)
+        middle = self.centre_of("#stage")
+        self.wheel(20, *middle)
+        self.assertAlmostEqual(self.zoom(), 16)
+        self.wheel(-40, *middle)
+        self.assertAlmostEqual(self.zoom(), 1)
+        self.assertEqual(self.scrolled(), [0, 0])
+
+    def test_all_that_is_drawn_stays_on_a_zoomed_picture(self) -> None:
+        self.open_frame(FLOOR)
+        self.wheel(8, *self.centre_of("#stage"))
+        picture = self.place("#picture")
+        for layer in ("img", "svg", "canvas"):
+            place = self.place("#picture " + layer)
+            self.assertEqual([place[edge] for edge in picture], list(picture.values()), layer)
+        scale = picture["width"] / 1920
+        for detection, box in enumerate(self.lines[FLOOR]["bboxes"]):
+            place = self.place(f"#picture g.box[data-detection='{detection}'] rect.line")
+            self.assertAlmostEqual(place["left"], picture["left"] + box[0] * scale, delta=2)
+            self.assertAlmostEqual(place["bottom"], picture["top"] + box[3] * scale, delta=2)
+        size = self.js("return document.querySelector('#picture text').getBoundingClientRect()")
+        self.assertLess(size["height"], 30)  # of the screen: letters do not grow
+
+    def test_keys_zoom_and_show_the_whole_again(self) -> None:
+        self.open_frame(FLOOR)
+        self.press("+", "=")
+        self.assertAlmostEqual(self.zoom(), 1.25 * 1.25)
+        self.press("-")
+        self.assertAlmostEqual(self.zoom(), 1.25)
+        before = self.scrolled()
+        self.press(Keys.ARROW_RIGHT)
+        self.assertGreater(self.scrolled()[0], before[0])
+        self.press("0")
+        self.assertAlmostEqual(self.zoom(), 1)
+        self.press("z", "0")
+        self.assertEqual(self.find("#viewer-zoom").get_attribute("aria-pressed"), "false")
+        self.assertAlmostEqual(self.zoom(), 1)
+        self.assertIn("+ and - to zoom", self.find(".keys").text)
+
+    def test_a_double_click_shows_the_whole_again(self) -> None:
+        self.open_frame(FLOOR)
+        self.press("+", "+")
+        ActionChains(self.browser).double_click(self.find("#stage")).perform()
+        self.settle()
+        self.assertAlmostEqual(self.zoom(), 1)
+
+    def test_zoom_stays_for_the_next_frame_and_goes_with_the_viewer(self) -> None:
+        self.open_frame(HOSTILE_FRAME)
+        self.press("+", ".")
+        self.assertAlmostEqual(self.zoom(), 1.25)
+        self.open_frame_again(FLOOR)
+        self.assertAlmostEqual(self.zoom(), 1)
+
+    def test_two_fingers_zoom_and_one_moves(self) -> None:
+        self.open_frame(FLOOR)
+        x, y = self.centre_of("#stage")
+        share = self.js("return shareAt(arguments[0])", [x, y])
+        self.touch("Start", (x - 50, y), (x + 50, y))
+        self.touch("Move", (x - 100, y), (x + 100, y))
+        self.touch("Move", (x - 150, y), (x + 150, y))
+        self.touch("End")
+        self.assertAlmostEqual(self.zoom(), 3, delta=0.01)
+        np.testing.assert_allclose(
+            self.js("return shareAt(arguments[0])", [x, y]), share, atol=0.002
+        )
+        before = self.scrolled()
+        self.touch("Start", (x, y))
+        self.touch("Move", (x - 30, y - 20))
+        self.touch("End")
+        np.testing.assert_allclose(self.scrolled(), [before[0] + 30, before[1] + 20], atol=1)
+        self.assertEqual(self.all("#viewer-list button[aria-pressed='true']"), [])
+
     def test_keys_work_wherever_the_focus_was(self) -> None:
         self.open_frame(FLOOR)
         self.js("document.querySelector('#viewer-list li:nth-child(3) button').focus()")

@@ -3,9 +3,6 @@
 
 const kPanShare = 0.1;  // of the place, at one press of a key
 
-const hasRoomToPan = (stage) =>
-  stage.scrollWidth > stage.clientWidth || stage.scrollHeight > stage.clientHeight;
-
 /// Moves what is seen by steps to the right and down. Returns whether the picture is larger than
 /// its place in that direction; at its edge it stays where it is.
 function panBySteps(right, down) {
@@ -17,45 +14,22 @@ function panBySteps(right, down) {
   return true;
 }
 
-/// The part of the picture in the middle of its place, as shares of its width and height.
-function panCentre() {
-  const stage = byId('stage').getBoundingClientRect();
+/// The part of the picture at a point of the window, as shares of its width and height.
+function shareAt([x, y]) {
   const picture = byId('picture').getBoundingClientRect();
-  const share = (from, to, begin, length) => ((from + to) / 2 - begin) / Math.max(1, length);
-  return [
-    share(stage.left, stage.right, picture.left, picture.width),
-    share(stage.top, stage.bottom, picture.top, picture.height),
-  ];
+  return [(x - picture.left) / Math.max(1, picture.width),
+    (y - picture.top) / Math.max(1, picture.height)];
 }
 
-function panTo([x, y]) {
-  const stage = byId('stage');
-  const picture = byId('picture');
-  stage.scrollTo(x * picture.offsetWidth - stage.clientWidth / 2,
-    y * picture.offsetHeight - stage.clientHeight / 2);
+/// The middle of the picture's place in the window.
+function middleOfStage() {
+  const stage = byId('stage').getBoundingClientRect();
+  return [(stage.left + stage.right) / 2, (stage.top + stage.bottom) / 2];
 }
 
-/// With a mouse; fingers move what scrolls as they are used to. A click that ends no drag goes to
-/// `onClick`.
-function setUpDragging(onClick) {
-  const stage = byId('stage');
-  let last = null;
-  let way = 0;
-  stage.addEventListener('pointerdown', (event) => {
-    way = 0;
-    if (event.pointerType !== 'mouse' || event.button !== 0 || !hasRoomToPan(stage)) return;
-    last = event;
-    stage.setPointerCapture(event.pointerId);
-  });
-  stage.addEventListener('pointermove', (event) => {
-    if (last === null) return;
-    const [x, y] = [last.clientX - event.clientX, last.clientY - event.clientY];
-    stage.scrollBy(x, y);
-    way += Math.abs(x) + Math.abs(y);
-    last = event;
-  });
-  for (const end of ['pointerup', 'pointercancel']) {
-    stage.addEventListener(end, () => { last = null; });
-  }
-  stage.addEventListener('click', (event) => { if (way < 4) onClick(event); });
+/// Moves that part of the picture to a point of the window, as far as the picture reaches.
+function panTo([x, y], [toX, toY] = middleOfStage()) {
+  const picture = byId('picture').getBoundingClientRect();
+  byId('stage').scrollBy(picture.left + x * picture.width - toX,
+    picture.top + y * picture.height - toY);
 }

@@ -2,7 +2,9 @@
 // One frame at full size, with boxes and masks drawn over it from the data.
 
 const viewer = byId('viewer');
-const view = {index: 0, marked: null, isFull: false, scale: 1, masks: new Map(), svg: null};
+const view = {
+  index: 0, marked: null, isFull: false, zoom: 1, scale: 1, masks: new Map(), svg: null,
+};
 
 const kHalo = 'rgb(0 0 0 / 75%)';
 
@@ -195,13 +197,22 @@ function refreshViewer() {
   drawList();
 }
 
-/// Sizes the picture to the room there is, or to its own pixels.
+/// The scale at which the whole picture is seen. Scroll bars, which go then, are no part of the room.
+function wholeScale() {
+  const [width, height] = frames[view.index].size;
+  const stage = byId('stage');
+  return Math.min(stage.offsetWidth / width, stage.offsetHeight / height);
+}
+
+/// Sizes the picture to the room there is, zoomed, or to its own pixels.
 function layOut() {
   const frame = frames[view.index];
   if (!viewer.open || !frame.ok) return;
   const [width, height] = frame.size;
-  const stage = byId('stage');
-  view.scale = view.isFull ? 1 : Math.min(stage.clientWidth / width, stage.clientHeight / height);
+  const whole = wholeScale();
+  view.scale = view.isFull ? 1 : whole * view.zoom;
+  byId('viewer-zoom').setAttribute('aria-pressed', String(view.isFull));
+  byId('zoom-level').textContent = `${(view.scale / whole).toFixed(1)}\u00d7`;
   byId('picture').style.width = Math.max(1, Math.floor(width * view.scale)) + 'px';
   byId('picture').style.height = Math.max(1, Math.floor(height * view.scale)) + 'px';
   drawBoxes();
@@ -271,19 +282,41 @@ function moveTo(index) {
 }
 
 function openViewer(index, marked = null) {
+  view.zoom = 1;
   byId('viewer-filters').append(byId('filters'));
   viewer.showModal();
   byId('stage').focus();
   showFrame(index, marked);
 }
 
-function toggleFullSize() {
-  const centre = panCentre();
-  view.isFull = !view.isFull;
-  byId('viewer-zoom').setAttribute('aria-pressed', String(view.isFull));
+/// Changes the scale while the held part of the picture stays at that point of the window.
+function changeScale(change, point = middleOfStage(), held = shareAt(point)) {
+  change();
   layOut();
-  panTo(centre);
+  panTo(held, point);
+}
+
+function toggleFullSize() {
+  changeScale(() => {
+    view.isFull = !view.isFull;
+    view.zoom = 1;
+  });
   revealMarked();
+}
+
+const kMostZoom = 16;  // 1 is the whole picture
+const kKeyZoom = 1.25;
+
+function zoomBy(factor, point, held) {
+  if (view.svg === null) return;
+  changeScale(() => {
+    view.zoom = Math.max(1, Math.min(kMostZoom, view.scale / wholeScale() * factor));
+    view.isFull = false;
+  }, point, held);
+}
+
+function showWhole() {
+  zoomBy(0);
 }
 
 const moveBack = () => moveTo(neighbour(-1));
@@ -299,6 +332,10 @@ const kKeys = {
   Home: () => moveTo(neighbour(1, -1)),
   End: () => moveTo(neighbour(-1, frames.length)),
   z: toggleFullSize,
+  '+': () => zoomBy(kKeyZoom),
+  '=': () => zoomBy(kKeyZoom),  // the key of + without shift
+  '-': () => zoomBy(1 / kKeyZoom),
+  0: showWhole,
   b: () => byId('show-boxes').click(),
   n: () => byId('show-names').click(),
   m: () => byId('show-masks').click(),
@@ -318,7 +355,7 @@ function setUpViewer() {
   byId('viewer-zoom').addEventListener('click', toggleFullSize);
   byId('viewer-close').addEventListener('click', () => viewer.close());
   viewer.addEventListener('keydown', onKey);
-  setUpDragging(markAtClick);
+  setUpGestures(markAtClick);
   viewer.addEventListener('close', () => byId('filters-place').append(byId('filters')));
   new ResizeObserver(layOut).observe(byId('stage'));
   keepFresh(refreshViewer);
