@@ -27,10 +27,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::array<const char*, 2> kStyles{"uplot.css", "report.css"};
-constexpr std::array<const char*, 13> kScripts{
-    "uplot.js",  "table-core.js", "base.js",  "masks.js", "pan.js",      "gestures.js",
-    "viewer.js", "filters.js",    "cards.js", "times.js", "verdicts.js", "table.js",
-    "main.js"};
+constexpr std::array<const char*, 14> kScripts{
+    "uplot.js",    "table-core.js", "base.js",    "masks.js",     "pan.js",
+    "gestures.js", "viewer.js",     "filters.js", "over_time.js", "cards.js",
+    "times.js",    "verdicts.js",   "table.js",   "main.js"};
 
 // The page accepts only scripts and styles with this nonce. The results were written before it was
 // drawn, so nothing in them can contain it.

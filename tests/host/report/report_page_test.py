@@ -9,6 +9,7 @@ where there is no browser to test with.
 
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -31,6 +32,7 @@ except ImportError:
 
 SKIPPED = 77
 HOSTILE = "\"'><img src=x onerror=alert(1)></script><script>alert(2)</script>&lt;"
+HOSTILE_CLIP = "<img src=x onerror=alert(4)>.avi"
 FLOOR, HOSTILE_FRAME, GONE, FAILED = range(4)
 PLAIN_FRAMES = 26  # the frames after these
 
@@ -687,6 +689,146 @@ class Page(unittest.TestCase):
         self.touch("End")
         np.testing.assert_allclose(self.scrolled(), [before[0] + 30, before[1] + 20], atol=1)
         self.assertEqual(self.all("#viewer-list button[aria-pressed='true']"), [])
+
+    # ---- Over time ------------------------------------------------------------------------------
+
+    # Of label 1 as many in a frame, and after them one of label 50 with score 0.2.
+    CLIP_COUNTS = (1, 3, 0, 2, 4, 0, 0, 2)
+    CLIP_FAILED = 5
+
+    def clip_lines(self) -> list[dict]:
+        lines = [plain_line(self.folder / "still.png", 0)]
+        for number, count in enumerate(self.CLIP_COUNTS):
+            line = plain_line(self.folder / HOSTILE_CLIP, 0) | {
+                "frame": number, "bboxes": [[20, 20, 120, 90]] * (count + 1),
+                "scores": [0.9] * count + [0.2], "labels": [1] * count + [50]}  # fmt: skip
+            if number == self.CLIP_FAILED:
+                line |= {
+                    "success": False,
+                    "message": "no",
+                    "bboxes": [],
+                    "scores": [],
+                    "labels": [],
+                }
+            lines.append(line)
+        return lines
+
+    def bars(self, label: int) -> dict[int, tuple[float, float]]:
+        """By number of the frame: where the label's part of its bar begins, and its height."""
+        d = self.js(
+            "return document.querySelector("
+            "`#over-time-bars path[data-label='${arguments[0]}']`)?.getAttribute('d') ?? ''",
+            label,
+        )
+        parts = re.findall(r"M(\d+) (\d+)v-(\d+)h1v(\d+)z", d)
+        return {int(x): (int(top), int(height)) for x, top, height, _ in parts}
+
+    def at_frame(self, number: int) -> tuple[int, int]:
+        """The middle of that frame's bar."""
+        place = self.place("#over-time-bars svg")
+        x = place["left"] + place["width"] * (number + 0.5) / len(self.CLIP_COUNTS)
+        return round(x), round((place["top"] + place["bottom"]) / 2)
+
+    def mouse(self, kind: str, x: int, y: int) -> None:
+        held = 0 if kind == "Released" else 1
+        self.browser.execute_cdp_cmd(
+            "Input.dispatchMouseEvent",
+            {"type": "mouse" + kind, "x": x, "y": y, "button": "left", "buttons": held,
+             "clickCount": 1},
+        )  # fmt: skip
+        self.settle()
+
+    def open_clip(self) -> None:
+        page = self.folder / "clip" / "report.html"
+        self.open(page if page.exists() else self.report_of("clip", self.clip_lines()))
+
+    def test_a_chart_shows_what_a_video_has_over_its_frames(self) -> None:
+        self.open_clip()
+        self.open_frame(1)
+        self.assertTrue(self.find("#over-time").is_displayed())
+        self.assertEqual(self.find("#over-time-most").text, "5 detections at most")
+        ones = {i: (5, count) for i, count in enumerate(self.CLIP_COUNTS) if count > 0}
+        self.assertEqual(self.bars(1), ones)
+        last = {i: (5 - count, 1) for i, count in enumerate(self.CLIP_COUNTS) if i != 5}
+        self.assertEqual(self.bars(50), last)
+        failed = self.find("#over-time-bars .failed").get_attribute("d")
+        self.assertEqual(failed, "M5 0v5h1v-5z")
+        self.assertEqual(
+            self.texts("#over-time-reading"), [f"Frame 0: 2 detections (stain 1, {HOSTILE} 1)"]
+        )
+
+    def test_the_chart_over_time_follows_slider_and_switches(self) -> None:
+        self.open_clip()
+        self.open_frame(2)
+        self.set_score(0.5)
+        self.assertEqual((self.bars(50), len(self.bars(1))), ({}, 5))
+        self.assertEqual(self.texts("#over-time-reading"), ["Frame 1: 3 detections (stain 3)"])
+        self.assertEqual(self.find("#over-time-most").text, "4 detections at most")
+        self.set_score(0)
+        self.click("input[data-label='1']")
+        self.assertEqual((len(self.bars(50)), self.bars(1)), (7, {}))
+
+    def test_the_chart_over_time_goes_to_what_is_pointed_at(self) -> None:
+        self.open_clip()
+        self.open_frame(1)
+        self.mouse("Moved", *self.at_frame(4))
+        self.assertTrue(self.texts("#over-time-reading")[0].startswith("Frame 4: 5 detections"))
+        self.mouse("Pressed", *self.at_frame(4))
+        self.assertIn("Frame 6 of 9", self.find("#viewer-facts").text)
+        self.mouse("Moved", *self.at_frame(7))
+        self.assertIn("Frame 9 of 9", self.find("#viewer-facts").text)
+        self.mouse("Moved", *self.at_frame(5))
+        self.assertIn("This frame failed", self.find("#picture").text)
+        self.mouse("Released", *self.at_frame(5))
+        self.browser.execute_cdp_cmd(
+            "Input.dispatchMouseEvent",
+            dict(zip(("type", "x", "y"), ("mouseMoved", *self.at_frame(2)))),
+        )
+        self.assertIn("Frame 7 of 9", self.find("#viewer-facts").text)
+        here = self.centre_of("#over-time-here")[0]
+        self.assertAlmostEqual(here, self.at_frame(5)[0], delta=1.5)
+
+    def test_the_chart_over_time_is_a_slider_for_keys(self) -> None:
+        self.open_clip()
+        self.open_frame(1)
+        self.press("+", "+")  # where the arrow keys move the picture elsewhere
+        before = self.scrolled()
+        chart = self.find("#over-time-chart")
+        self.js("arguments[0].focus()", chart)
+        for key, number in (
+            (Keys.ARROW_RIGHT, 1), (Keys.END, 7), (Keys.ARROW_RIGHT, 7), (Keys.PAGE_DOWN, 6),
+            (Keys.ARROW_LEFT, 5), (Keys.HOME, 0), (Keys.ARROW_LEFT, 0),
+        ):  # fmt: skip
+            self.press(key)
+            if key == Keys.ARROW_RIGHT:
+                self.assertEqual(self.scrolled(), before)
+            self.assertEqual(chart.get_attribute("aria-valuenow"), str(number + 1))
+            self.assertIn(f"Frame {number + 2} of 9", self.find("#viewer-facts").text)
+        self.assertEqual(chart.get_attribute("aria-valuemax"), "8")
+        self.assertTrue(chart.get_attribute("aria-valuetext").startswith("Frame 0: 2 detections"))
+
+    def test_pictures_have_no_chart_over_time(self) -> None:
+        self.open_frame(HOSTILE_FRAME)  # whose file several lines have
+        self.assertFalse(self.find("#over-time").is_displayed())
+        self.open_clip()
+        self.open_frame(1)
+        self.press(Keys.HOME)
+        self.open_frame_again(0)
+        self.assertFalse(self.find("#over-time").is_displayed())
+
+    def test_a_long_video_has_the_fullest_frame_of_each_bar(self) -> None:
+        lines = []
+        for number in range(1500):
+            count = 7 if number == 1001 else 1
+            lines.append(
+                plain_line(Path("gone.avi"), 0) | {
+                    "frame": number, "bboxes": [[0, 0, 9, 9]] * count, "scores": [0.5] * count,
+                    "labels": [1] * count})  # fmt: skip
+        self.open(self.report_of("long", lines))
+        self.open_frame(0)
+        bars = self.bars(1)
+        # 2.5 frames a bar: frame 1001 is within the 400th, from 0.
+        self.assertEqual((len(bars), bars[400], bars[399]), (600, (7, 7), (7, 1)))
 
     def test_keys_work_wherever_the_focus_was(self) -> None:
         self.open_frame(FLOOR)

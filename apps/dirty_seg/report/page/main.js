@@ -37,6 +37,7 @@ setUpRejected();
 setUpFailed();
 setUpTable();
 setUpViewer();
+setUpOverTime();
 hideDeadLinks();
 byId('filters').addEventListener('submit', (event) => event.preventDefault());
 document.documentElement.dataset.ready = 'yes';

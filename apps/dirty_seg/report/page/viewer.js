@@ -262,6 +262,7 @@ function showFrame(index, marked = null) {
   byId('viewer-after').disabled = neighbour(1) === index;
   // A button that is switched off keeps the keys from all others.
   if (document.activeElement.disabled) byId('stage').focus();
+  followOverTime(frame);
   layOut();
   refreshViewer();
   if (marked === null) return;
