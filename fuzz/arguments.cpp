@@ -98,12 +98,15 @@ void CheckNames(const std::map<std::int32_t, std::string>& names) {
 
 // The command line's values in place of the file's make a file that says what is in force.
 void OverrideConfiguration(const std::string& path) {
-  const dirty_seg::EffectiveConfig file(path, {0.75F, std::nullopt, 7, std::nullopt, {1}});
+  dirty_seg::DetectorOptions options;
+  options.config = path;
+  options.thresholds = {0.75F, std::nullopt, 7, std::nullopt, {1}};
+  const dirty_seg::EffectiveConfig file(options);
   const dirty_seg::ConfigCheck check = dirty_seg::CheckConfig(file.path());
   Require(check.Count(dirty_seg::FileProblem::Kind::kError) == 0, "it is permitted");
-  for (const auto& options : {check.postprocess, file.options()}) {
-    Require(options.score_threshold == 0.75F && options.max_detections == 7 &&
-                options.score_thresholds.empty() && options.classes == std::vector<int>{1},
+  for (const auto& values : {check.postprocess, file.options()}) {
+    Require(values.score_threshold == 0.75F && values.max_detections == 7 &&
+                values.score_thresholds.empty() && values.classes == std::vector<int>{1},
             "it has the values");
   }
 }

@@ -1,7 +1,6 @@
 // The engine's one way of saying what went wrong.
 #pragma once
 
-#include <cstdio>
 #include <string>
 
 namespace nuvik {
@@ -28,9 +27,8 @@ inline std::string PrintableLine(const std::string& text) {
   return line;
 }
 
-/// Writes one line to standard error.
-inline void PrintError(const std::string& text) {
-  std::fprintf(stderr, "libtessmar_ai_engine: %s\n", PrintableLine(text).c_str());
-}
+/// Writes one line to standard error, as the engine's. A module that is linked with another
+/// definition of it has that one called instead.
+void PrintError(const std::string& text);
 
 }  // namespace nuvik

@@ -34,6 +34,10 @@ class Logger {
   std::int32_t level = spdlog::level::info;
 };
 
+/// Builds what `Instance` holds, from the environment as told above. A module that is linked with
+/// another definition of it has that one called instead.
+Logger BuildLogger(const std::string& name);
+
 /// A level that the library logs at, with the format of what stands before the message.
 struct Severity {
   spdlog::level::level_enum level;

@@ -13,17 +13,23 @@ class SetupError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The engine cannot read a network file. `what()` is a sentence that leads to the engine's own
-/// words, which are printed before it.
+/// The engine cannot read or load a network file. `what()` is a sentence that leads to the engine's
+/// own words, which are printed before it.
 class NetworkError : public SetupError {
  public:
-  NetworkError(const std::string& text, std::string cause)
-      : SetupError(text), cause_(std::move(cause)) {}
+  NetworkError(std::string text, std::string cause)
+      : SetupError(text + "; the engine's message above says why"),
+        text_(std::move(text)),
+        cause_(std::move(cause)) {}
+
+  /// The sentence alone.
+  const std::string& text() const { return text_; }
 
   /// The engine's words, on one line.
   const std::string& cause() const { return cause_; }
 
  private:
+  std::string text_;
   std::string cause_;
 };
 

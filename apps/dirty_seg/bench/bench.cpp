@@ -54,7 +54,7 @@ class Runner {
   FrameOutcome Run(const std::shared_ptr<cv::Mat>& picture) {
     SetThreads(threads_);  // the other side may have others
     FrameOutcome outcome = detector_.Detect(picture);
-    detector_.Show(outcome);
+    log_.Show(outcome.lines);
     if (!outcome.result.success) throw InputError(outcome.result.message);
     return outcome;
   }
@@ -64,11 +64,13 @@ class Runner {
       : threads_(options.threads),
         patches_(setup.patches),
         thresholds_(setup.file->options()),
+        log_(log),
         detector_(setup.config, log, std::nullopt, options.config) {}
 
   int threads_;
   std::vector<cv::Rect> patches_;
   nuvik::model::PostprocessOptions thresholds_;
+  LogCapture& log_;
   FrameDetector detector_;
 };
 

@@ -72,10 +72,10 @@ void MoveIntoPicture(const FrameFit& fit, FrameFindings& findings) {
   for (auto& [label, mask] : findings.masks) mask = MaskInPicture(mask, fit);
 }
 
-FrameFindings FindingsOf(const Results& results, const StoredFrame& frame, bool in_picture) {
+FrameFindings FindingsOf(const StoredFrame& frame, bool in_picture) {
   FrameFindings findings{frame.success, frame.detections, {}, {}};
   for (const auto& [label, mask] : frame.masks) {
-    findings.masks[label] = DecodeMask(results, frame, label);
+    findings.masks[label] = DecodeMask(frame, label);
   }
   if (in_picture) MoveIntoPicture(*frame.fit, findings);
   for (const StoredCandidate& candidate : frame.candidates) {
@@ -202,7 +202,7 @@ ResultsComparison CompareResults(const Results& a, const Results& b) {
     const bool in_picture = LieOtherwise(*in_a, *in_b);
     comparison.frames.push_back(
         {in_a, in_b,
-         CompareFindings(FindingsOf(a, *in_a, in_picture), FindingsOf(b, *in_b, in_picture))});
+         CompareFindings(FindingsOf(*in_a, in_picture), FindingsOf(*in_b, in_picture))});
     comparison.all.Add(comparison.frames.back().difference);
   }
   return comparison;

@@ -241,8 +241,9 @@ cv::Rect Clipped(const ListedPatch& patch) {
   return geometry::ClipFarEdges(patch.rectangle, geometry::FrameSize());
 }
 
-ConfigCheck CheckConfig(const std::string& path) {
-  const YAML::Node root = LoadYaml(path);
+ConfigCheck CheckConfig(const std::string& path) { return CheckConfig(LoadYaml(path)); }
+
+ConfigCheck CheckConfig(const YAML::Node& root) {
   ConfigCheck check;
   CheckRootKeys(root, check.findings);
   check.patches = ReadPatchList(root, check.findings);

@@ -1,6 +1,8 @@
 // Checks a configuration file before a frame is processed.
 #pragma once
 
+#include <yaml-cpp/yaml.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,6 +41,9 @@ cv::Rect Clipped(const ListedPatch& patch);
 /// detector would refuse or fail on. Warnings: gaps, patches that overlap too much. Throws
 /// SetupError for a file that cannot be opened or is not YAML.
 ConfigCheck CheckConfig(const std::string& path);
+
+/// The same for the root of a configuration that was read already.
+ConfigCheck CheckConfig(const YAML::Node& root);
 
 /// Checks how the patches fit the network's square input of `side` pixels. Error: a patch of which
 /// nothing is left. Warnings: patches that are clipped, come out short of the square, or waste it.

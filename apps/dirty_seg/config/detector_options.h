@@ -21,7 +21,9 @@ struct Thresholds {
 /// Networks, patches and thresholds of one detector.
 struct DetectorOptions {
   std::string model;
+  /// The configuration's file, or where it is a text, what messages call it.
   std::string config;
+  std::optional<std::string> config_text;
   Thresholds thresholds;
   std::string names;       // file of class names; empty: those of the network
   std::string fece_model;  // empty: no classifier

@@ -23,12 +23,12 @@ void Put(const std::optional<Value>& value, const char* key, YAML::Node& root) {
 }
 
 [[noreturn]] void FailToHold(const std::string& path) {
-  throw SetupError(fmt::format("'{}': cannot be held in memory with other thresholds: {}", path,
+  throw SetupError(fmt::format("'{}': cannot be held in memory: {}", path,
                                std::generic_category().message(errno)));
 }
 
 // The descriptor of a file in memory.
-int HoldInMemory(std::string_view text, const std::string& path) {
+int WriteToMemory(std::string_view text, const std::string& path) {
   const int file = memfd_create("configuration", MFD_CLOEXEC);
   if (file < 0) FailToHold(path);
   while (!text.empty()) {
@@ -47,9 +47,14 @@ int HoldInMemory(std::string_view text, const std::string& path) {
 
 }  // namespace
 
-EffectiveConfig::EffectiveConfig(const std::string& path, const Thresholds& thresholds)
-    : path_(path) {
-  YAML::Node root = LoadYaml(path);
+YAML::Node LoadConfig(const DetectorOptions& options) {
+  return options.config_text ? ParseYaml(*options.config_text, options.config)
+                             : LoadYaml(options.config);
+}
+
+EffectiveConfig::EffectiveConfig(const DetectorOptions& options) : path_(options.config) {
+  const Thresholds& thresholds = options.thresholds;
+  YAML::Node root = LoadConfig(options);
   Put(thresholds.score, "score_threshold", root);
   // It counts for every class.
   if (thresholds.score) root["postprocess"].remove("score_thresholds");
@@ -59,10 +64,17 @@ EffectiveConfig::EffectiveConfig(const std::string& path, const Thresholds& thre
   if (!thresholds.classes.empty()) root["postprocess"]["classes"] = thresholds.classes;
   std::vector<nuvik::model::PostprocessProblem> problems;
   options_ = nuvik::model::ReadPostprocessOptions(root, problems);
-  if (thresholds.empty()) return;
+  if (thresholds.empty()) {
+    if (options.config_text) HoldInMemory(*options.config_text, options.config);
+    return;
+  }
   YAML::Emitter emitter;
   emitter << root;
-  file_ = HoldInMemory(emitter.c_str(), path);
+  HoldInMemory(emitter.c_str(), options.config);
+}
+
+void EffectiveConfig::HoldInMemory(std::string_view text, const std::string& name) {
+  file_ = WriteToMemory(text, name);
   path_ = fmt::format("/proc/self/fd/{}", file_);
 }
 

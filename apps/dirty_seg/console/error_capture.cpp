@@ -9,11 +9,9 @@
 #include <ext/stdio_sync_filebuf.h>
 #include <iostream>
 #include <sstream>
-#include <string_view>
 
 #include "base/errors.h"
-#include "base/text.h"
-#include "console/messages.h"
+#include "console/engine_text.h"
 
 namespace dirty_seg {
 namespace {
@@ -82,14 +80,6 @@ std::vector<std::string> ErrorCapture::Lines() const {
   return lines;
 }
 
-std::string ErrorCapture::Text() const {
-  return JoinEach(
-      Lines(),
-      [](const std::string& line) {
-        const bool is_of_engine = line.compare(0, kEngineSpeaker.size(), kEngineSpeaker) == 0;
-        return is_of_engine ? line.substr(kEngineSpeaker.size()) : line;
-      },
-      "; ");
-}
+std::string ErrorCapture::Text() const { return EngineText(Lines()); }
 
 }  // namespace dirty_seg

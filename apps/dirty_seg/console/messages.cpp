@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "base/printable.h"
+#include "console/engine_text.h"
 
 namespace dirty_seg {
 namespace {

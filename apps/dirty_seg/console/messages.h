@@ -17,9 +17,6 @@ void PrintWarning(std::string_view text);
 
 void PrintError(std::string_view text);
 
-/// Before each line of the engine on standard error.
-inline constexpr std::string_view kEngineSpeaker = "libtessmar_ai_engine: ";
-
 /// A line of the engine's, as it would write it itself: even when quiet.
 void PrintEngineLine(const std::string& line);
 

@@ -108,7 +108,7 @@ bool UsesOneThread() { return cv::getNumThreads() == 1; }
 ConfigCheck PrepareDetector(const DetectorOptions& options) {
   nuvik::alg::common::SwitchTelemetryOff();
   SetThreads(options.threads);
-  ConfigCheck check = CheckConfig(options.config);
+  ConfigCheck check = CheckConfig(LoadConfig(options));
   RefuseErrors(options.config, check);
   return check;
 }
@@ -121,7 +121,7 @@ DetectorSetup SetUpDetector(const DetectorOptions& options, ConfigCheck check) {
   CheckFit(InputSide(network.config), std::nullopt, check);
   RefuseErrors(options.config, check);
   DirtySegDetectorConfig config = MakeConfig(options);
-  auto file = std::make_shared<const EffectiveConfig>(options.config, options.thresholds);
+  auto file = std::make_shared<const EffectiveConfig>(options);
   config.yaml_config_path = file->path();
   const int class_count = CountClasses(network.config);
   config.dirty_seg_model_config = std::move(network.config);

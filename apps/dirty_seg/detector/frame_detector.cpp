@@ -10,8 +10,7 @@
 #include "base/errors.h"
 #include "base/stopwatch.h"
 #include "base/text.h"
-#include "console/error_capture.h"
-#include "console/messages.h"
+#include "console/engine_text.h"
 #include "engine/decoded_objects.h"
 #include "engine/non_finite.h"
 
@@ -75,55 +74,59 @@ void SeparateClassifier(const nuvik::alg::common::RunTime& runs, StageTimes& sta
 
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
-                  LogCapture& log, const std::string& config_name) {
+                  CallRecorder& recorder, const std::string& config_name) {
   const std::string files =
       fmt::format("'{}' with '{}': ", config.dirty_seg_model_config.model_path,
                   config_name.empty() ? config.yaml_config_path : config_name);
-  std::string cause;
-  try {
-    if (!detector.Init(config)) {
-      cause = "the engine could not load the networks; its message above says why";
+  bool is_loaded = false;
+  std::string fault;
+  CallLines lines = recorder.Record([&] {
+    try {
+      is_loaded = detector.Init(config);
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& exception) {
+      fault = OneLine(exception.what());
     }
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& exception) {
-    cause = OneLine(exception.what());
-  }
-  log.TakeLines();
-  if (!cause.empty()) throw SetupError(files + cause);
+  });
+  const bool is_refused = !is_loaded && fault.empty();
+  const std::string cause = is_refused ? EngineText(lines.errors) : "";
+  if (is_refused) lines.errors.clear();  // they go with the exception
+  recorder.Show(lines);
+  if (is_refused) throw NetworkError(files + "the engine could not load the networks", cause);
+  if (!fault.empty()) throw SetupError(files + fault);
 }
 
-FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log,
+FrameDetector::FrameDetector(const DirtySegDetectorConfig& config, CallRecorder& recorder,
                              std::optional<std::vector<cv::Rect>> patches,
                              const std::string& config_name)
-    : log_(log), fece_rules_(FeceRulesOf(config)), patches_(std::move(patches)) {
-  InitDetector(config, detector_, log, config_name);
+    : recorder_(recorder), fece_rules_(FeceRulesOf(config)), patches_(std::move(patches)) {
+  InitDetector(config, detector_, recorder, config_name);
 }
 
 FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
   std::shared_ptr<DirtyStatusResultData> result;
   std::string exception_text;
-  const ErrorCapture errors;
   std::optional<nuvik::model::DecodedObjects> decoded;
   if (patches_) decoded.emplace();
   nuvik::model::TakeNonFiniteCounts();  // of another frame that failed after the decoder
   nuvik::alg::common::TakeRunTime();    // of whatever else ran on this thread
-  const Stopwatch watch;
-  try {
-    if (!detector_.DoInference({{"color", picture}}, result)) result = nullptr;
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& exception) {
-    result = nullptr;
-    exception_text = OneLine(exception.what());
-  }
   FrameOutcome outcome;
-  outcome.total_ms = watch.Milliseconds();
+  outcome.lines = recorder_.Record([&] {
+    const Stopwatch watch;
+    try {
+      if (!detector_.DoInference({{"color", picture}}, result)) result = nullptr;
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& exception) {
+      result = nullptr;
+      exception_text = OneLine(exception.what());
+    }
+    outcome.total_ms = watch.Milliseconds();
+  });
   outcome.non_finite = nuvik::model::TakeNonFiniteCounts();
   const nuvik::alg::common::RunTime runs = nuvik::alg::common::TakeRunTime();
-  outcome.log_lines = LogCapture::TakeUnshownLines();
-  outcome.error_lines = errors.Lines();
-  FrameLog log = ReadFrameLog(outcome.log_lines);
+  FrameLog log = ReadFrameLog(outcome.lines.log);
   outcome.stages = log.times;
   if (fece_rules_) SeparateClassifier(runs, outcome.stages);
   if (result == nullptr) {
@@ -145,11 +148,6 @@ FrameOutcome FrameDetector::Detect(const std::shared_ptr<cv::Mat>& picture) {
     }
   }
   return outcome;
-}
-
-void FrameDetector::Show(const FrameOutcome& outcome) {
-  for (const std::string& line : outcome.error_lines) PrintForeignLine(line);
-  log_.Show(outcome.log_lines);
 }
 
 }  // namespace dirty_seg

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "detector/call_recorder.h"
 #include "detector/fece_log.h"
 #include "detector/frame_log.h"
 #include "detector/labels.h"
-#include "detector/log_capture.h"
 #include "detector/part.h"
 #include "dirty_seg_detector/dirty_seg_detector.h"
 #include "engine/run_time.h"
@@ -40,9 +40,7 @@ struct FrameOutcome {
   std::optional<std::vector<FeceCandidate>> fece_candidates;
   /// One for each detection; nothing unless they were asked for, and for a frame that failed.
   std::optional<std::vector<Part>> parts;
-  /// What the library logged, and what was written to standard error meanwhile; not shown yet.
-  std::vector<std::string> log_lines;
-  std::vector<std::string> error_lines;
+  CallLines lines;
 };
 
 /// The outcome of a failed frame.
@@ -59,11 +57,12 @@ std::vector<Kind> KindsOf(const FrameOutcome& outcome, const Labels& labels);
 /// classifier.
 std::optional<FeceRules> FeceRulesOf(const DirtySegDetectorConfig& config);
 
-/// Initialises `detector` with both networks and the configuration file. `log` was made before
-/// anything was logged. Throws SetupError, naming the files and the cause.
+/// Initialises `detector` with both networks and the configuration file, which messages call
+/// `config_name` unless that is empty. Throws SetupError, naming the files and the cause; a
+/// NetworkError for a network that the engine does not load.
 void InitDetector(const DirtySegDetectorConfig& config,
                   nuvik::perception::dirty_seg_detector::DirtySegDetector& detector,
-                  LogCapture& log, const std::string& config_name = "");
+                  CallRecorder& recorder, const std::string& config_name = "");
 
 /// Message for a `FrameOutcome::non_finite` that is not empty.
 std::string NonFiniteText(const std::map<std::string, std::int64_t>& counts);
@@ -75,22 +74,18 @@ void SeparateClassifier(const nuvik::alg::common::RunTime& runs, StageTimes& sta
 
 class FrameDetector {
  public:
-  /// As `InitDetector`; `log` outlives this object. With `patches`, which are those of the
+  /// As `InitDetector`; `recorder` outlives this object. With `patches`, which are those of the
   /// configuration, outcomes have their parts.
-  FrameDetector(const DirtySegDetectorConfig& config, LogCapture& log,
+  FrameDetector(const DirtySegDetectorConfig& config, CallRecorder& recorder,
                 std::optional<std::vector<cv::Rect>> patches = std::nullopt,
                 const std::string& config_name = "");
 
   /// `picture` is CV_8UC3 in B, G, R order and not empty. Throws nothing but std::bad_alloc.
-  /// Prints nothing: see `Show`.
+  /// Shows nothing: the outcome's lines are for the caller to pass to `CallRecorder::Show`.
   FrameOutcome Detect(const std::shared_ptr<cv::Mat>& picture);
 
-  /// Prints the outcome's lines, as far as they are wanted. May be called from another thread than
-  /// `Detect` is, while that works.
-  void Show(const FrameOutcome& outcome);
-
  private:
-  LogCapture& log_;
+  CallRecorder& recorder_;
   std::optional<FeceRules> fece_rules_;  // nothing without a classifier
   std::optional<std::vector<cv::Rect>> patches_;
   nuvik::perception::dirty_seg_detector::DirtySegDetector detector_;

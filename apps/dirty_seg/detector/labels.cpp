@@ -15,13 +15,13 @@ std::int64_t CountClasses(const std::map<std::int32_t, std::string>& names, std:
 
 }  // namespace
 
-Labels::Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier,
-               std::int64_t class_count)
-    : names_(std::move(class_names)),
-      has_classifier_(has_classifier),
-      class_count_(CountClasses(names_, class_count)),
-      is_shared_(has_classifier && (class_count > kFeceLabel || names_.count(kFeceLabel) != 0)) {
-  if (has_classifier_ && !is_shared_) names_[kFeceLabel] = kFaecesName;
+Labels::Labels(LabelSources sources)
+    : sources_(std::move(sources)),
+      names_(sources_.class_names),
+      class_count_(CountClasses(names_, sources_.class_count)),
+      is_shared_(sources_.has_classifier &&
+                 (sources_.class_count > kFeceLabel || names_.count(kFeceLabel) != 0)) {
+  if (sources_.has_classifier && !is_shared_) names_[kFeceLabel] = kFaecesName;
 }
 
 const std::string* Labels::FindName(int label) const {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "dirty_seg_detector/dirty_seg_detector_data.h"
 
@@ -28,12 +29,25 @@ inline bool operator<(const Kind& a, const Kind& b) {
   return a.label != b.label ? a.label < b.label : !a.is_confirmed && b.is_confirmed;
 }
 
+/// What the names of labels depend on.
+struct LabelSources {
+  /// As the segmentation network has them.
+  std::map<std::int32_t, std::string> class_names;
+  bool has_classifier = false;
+  /// 0 if it is not known.
+  std::int64_t class_count = 0;
+};
+
 class Labels {
  public:
-  /// `class_names` as the segmentation network has them; `class_count` is 0 if it is not known.
   /// With a classifier, 19 is faeces unless the network has a class 19 of its own.
+  explicit Labels(LabelSources sources);
   Labels(std::map<std::int32_t, std::string> class_names, bool has_classifier,
-         std::int64_t class_count = 0);
+         std::int64_t class_count = 0)
+      : Labels(LabelSources{std::move(class_names), has_classifier, class_count}) {}
+
+  /// What it was made from.
+  const LabelSources& sources() const { return sources_; }
 
   /// All labels that have a name.
   const std::map<std::int32_t, std::string>& names() const { return names_; }
@@ -46,7 +60,7 @@ class Labels {
   std::string Text(const Kind& kind) const;
 
   /// Whether the label can only come from, or be joined with, a confirmation by the classifier.
-  bool IsConfirmedFaeces(int label) const { return has_classifier_ && label == kFeceLabel; }
+  bool IsConfirmedFaeces(int label) const { return sources_.has_classifier && label == kFeceLabel; }
 
   /// Whether the network's own class 19 and what the classifier confirms have one label.
   bool share_faeces_label() const { return is_shared_; }
@@ -55,8 +69,8 @@ class Labels {
   std::int64_t IdOf(const Kind& kind) const;
 
  private:
+  LabelSources sources_;
   std::map<std::int32_t, std::string> names_;
-  bool has_classifier_;
   std::int64_t class_count_;
   bool is_shared_;
 };

@@ -17,6 +17,7 @@
 #include "base/nearest.h"
 #include "base/printable.h"
 #include "base/text.h"
+#include "console/error_capture.h"
 #include "console/messages.h"
 #include "detector/frame_log.h"
 
@@ -130,6 +131,17 @@ std::vector<std::string> LogCapture::TakeUnshownLines() {
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) lines.push_back(line);
   return lines;
+}
+
+CallLines LogCapture::Record(const std::function<void()>& call) {
+  const ErrorCapture errors;
+  call();
+  return {TakeUnshownLines(), errors.Lines()};
+}
+
+void LogCapture::Show(const CallLines& lines) {
+  for (const std::string& line : lines.errors) PrintForeignLine(line);
+  Show(lines.log);
 }
 
 void LogCapture::Show(const std::vector<std::string>& lines) {

@@ -3,8 +3,11 @@
 
 #include <array>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include "detector/call_recorder.h"
 
 namespace dirty_seg {
 
@@ -40,14 +43,12 @@ bool IsLogLevel(const std::string& word);
 /// levels (`journalctl -p`). Unless SPDLOG_STDOUT is set, and not to `false`, no line ever reaches
 /// standard output. At most one object at a time. One thread may take lines while another shows
 /// those taken before.
-class LogCapture {
+class LogCapture : public CallRecorder {
  public:
   /// Throws SetupError if standard output cannot be taken over (it is closed).
   explicit LogCapture(const LogOptions& options = {});
   /// Restores standard output.
-  ~LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
+  ~LogCapture() override;
 
   /// The real standard output; valid as long as this object.
   std::FILE* standard_output() const { return output_; }
@@ -55,8 +56,11 @@ class LogCapture {
   /// Returns the lines since the last call, without their line breaks, and shows them.
   std::vector<std::string> TakeLines();
 
-  /// The same without showing them: `Show` is for the caller to call, in the order of frames.
-  static std::vector<std::string> TakeUnshownLines();
+  /// The log's lines are those since they were last taken.
+  CallLines Record(const std::function<void()>& call) override;
+
+  /// Prints the errors, and as below of the log.
+  void Show(const CallLines& lines) override;
 
   /// Prints those of `lines` from the chosen level on: to standard output if SPDLOG_STDOUT is set,
   /// to standard error if verbose. They are printed as the library writes them, but made printable
@@ -64,6 +68,7 @@ class LogCapture {
   void Show(const std::vector<std::string>& lines);
 
  private:
+  static std::vector<std::string> TakeUnshownLines();
   bool IsShown(const std::string& line);
   void PassOn(const std::string& line) const;
 

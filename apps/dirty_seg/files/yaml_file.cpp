@@ -30,6 +30,19 @@ void RejectFile(const std::string& path, int line, const std::string& what) {
   RejectFile(path, {FileProblem::Kind::kError, line, what, "", ""});
 }
 
+namespace {
+
+// `source` is what YAML::Load takes.
+template <typename Source>
+YAML::Node Parse(Source& source, const std::string& name) try {
+  return YAML::Load(source);
+} catch (const YAML::Exception& exception) {
+  const int line = exception.mark.is_null() ? 0 : exception.mark.line + 1;
+  RejectFile(name, line, "is not valid YAML: " + exception.msg);
+}
+
+}  // namespace
+
 YAML::Node LoadYaml(const std::string& path) {
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
@@ -38,13 +51,10 @@ YAML::Node LoadYaml(const std::string& path) {
   errno = 0;
   std::ifstream file(path);
   if (!file) RejectFile(path, 0, OpenFailure(errno));
-  try {
-    return YAML::Load(file);
-  } catch (const YAML::Exception& exception) {
-    const int line = exception.mark.is_null() ? 0 : exception.mark.line + 1;
-    RejectFile(path, line, "is not valid YAML: " + exception.msg);
-  }
+  return Parse(file, path);
 }
+
+YAML::Node ParseYaml(const std::string& text, const std::string& name) { return Parse(text, name); }
 
 int LineOf(const YAML::Node& node) {
   const YAML::Mark mark = node.Mark();

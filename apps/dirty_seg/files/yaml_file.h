@@ -37,6 +37,9 @@ std::string FileProblemText(const std::string& path, const FileProblem& finding)
 /// YAML.
 YAML::Node LoadYaml(const std::string& path);
 
+/// The same for a text, which messages call `name`.
+YAML::Node ParseYaml(const std::string& text, const std::string& name);
+
 /// Line of a node, counted from 1; 0 if it has none.
 int LineOf(const YAML::Node& node);
 

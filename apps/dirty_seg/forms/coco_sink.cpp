@@ -1,7 +1,6 @@
 // COCO's results format, and the list of images and categories that goes with it.
 #include <fmt/format.h>
 
-#include <array>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -9,8 +8,8 @@
 #include "files/json_text.h"
 #include "files/name_text.h"
 #include "files/result_names.h"
+#include "forms/coco.h"
 #include "forms/result_sink.h"
-#include "results/run_length.h"
 
 namespace dirty_seg {
 namespace {
@@ -23,19 +22,6 @@ constexpr const char* kDescription =
 constexpr const char* kThingsDescription =
     "Things that dirty_seg found, in pixels of their picture. What several patches show of one "
     "thing is one entry.";
-
-ordered_json ResultOf(const Finding& finding, const cv::Size& picture, std::size_t image_id,
-                      std::int64_t category_id) {
-  const std::array<float, 4>& box = finding.box;
-  const RunLengths mask = EncodeRunLengths(finding.mask, finding.area.tl(), picture);
-  ordered_json json;
-  json["image_id"] = image_id;
-  json["category_id"] = category_id;
-  json["bbox"] = {box[0], box[1], box[2] - box[0], box[3] - box[1]};
-  json["score"] = finding.score;
-  json["segmentation"] = RunLengthsToJson(mask);
-  return json;
-}
 
 class CocoSink : public ResultSink {
  public:
@@ -61,7 +47,7 @@ class CocoSink : public ResultSink {
       if (!finding.is_in_picture) continue;
       const std::int64_t category_id = labels_.IdOf(finding.kind);
       text += (is_first_ && text.empty() ? "\n" : ",\n") +
-              ToText(ResultOf(finding, picture, image_id, category_id));
+              ToText(CocoResult(finding, picture, image_id, category_id));
       categories_[category_id] = labels_.Text(finding.kind);
     }
     results_.Write(text);

@@ -37,10 +37,7 @@ Network Read(const std::string& path, const OpenDimensions& open, const std::str
   Network network;
   std::string cause;
   if (ReadNetwork(path, open, network, cause) == 0) return network;
-  throw NetworkError(
-      fmt::format("'{}': cannot be used as the {}; the engine's message above says why", path,
-                  role),
-      cause);
+  throw NetworkError(fmt::format("'{}': cannot be used as the {}", path, role), cause);
 }
 
 std::string Names(const std::map<std::string, std::int32_t>& sizes) {

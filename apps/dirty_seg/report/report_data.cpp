@@ -275,7 +275,7 @@ ordered_json ReportData::FrameToJson(std::size_t index,
 ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
   ordered_json json = ordered_json::object();
   for (const auto& [label, mask] : frame.masks) {
-    const cv::Mat decoded = DecodeMask(results_, frame, label);  // so that the page can rely on it
+    const cv::Mat decoded = DecodeMask(frame, label);  // so that the page can rely on it
     json[std::to_string(label)] = PictureMaskToJson(decoded, mask.run_lengths, frame);
   }
   return json;
@@ -284,7 +284,7 @@ ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
 ordered_json ReportData::ThingMasksToJson(const StoredFrame& frame) const {
   ordered_json json = ordered_json::array();
   for (std::size_t i = 0; i < frame.things->size(); ++i) {
-    const cv::Mat decoded = DecodeThing(results_, frame, i);
+    const cv::Mat decoded = DecodeThing(frame, i);
     json.push_back(PictureMaskToJson(decoded, (*frame.things)[i].run_lengths, frame));
   }
   return json;

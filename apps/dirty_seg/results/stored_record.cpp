@@ -1,7 +1,5 @@
 #include "results/stored_record.h"
 
-#include <fmt/format.h>
-
 #include "base/errors.h"
 #include "base/mask_bounds.h"
 #include "results/stages.h"
@@ -61,9 +59,9 @@ double TimeOf(const StoredFrame& frame, const char* stage) {
 
 }  // namespace
 
-FrameRecord RecordOf(const StoredFrame& frame, const std::string& file) {
+FrameRecord RecordOf(const StoredFrame& frame) {
   if (!frame.fit) {
-    throw SetupError(fmt::format("'{}' line {}: fit is missing", file, frame.line));
+    throw SetupError(LinePlace(frame.file, frame.line) + "fit is missing");
   }
   FrameRecord record;
   record.source = frame.source;
@@ -80,16 +78,14 @@ FrameRecord RecordOf(const StoredFrame& frame, const std::string& file) {
   return record;
 }
 
-void AddMasks(const StoredFrame& frame, const std::string& file, FrameRecord& record) {
-  Results place;
-  place.file = file;
+void AddMasks(const StoredFrame& frame, FrameRecord& record) {
   for (const auto& [label, mask] : frame.masks) {
-    record.outcome.result.label_masks[label] = DecodeMask(place, frame, label);
+    record.outcome.result.label_masks[label] = DecodeMask(frame, label);
   }
   if (!record.things) return;
   for (std::size_t i = 0; i < record.things->size(); ++i) {
     Thing& thing = record.things->at(i);
-    const cv::Mat whole = DecodeThing(place, frame, i);
+    const cv::Mat whole = DecodeThing(frame, i);
     thing.area = MaskBounds(whole);
     thing.mask = whole(thing.area).clone();
   }

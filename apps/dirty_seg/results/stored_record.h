@@ -4,16 +4,16 @@
 #include <string>
 
 #include "results/frame_record.h"
-#include "results/results_reader.h"
+#include "results/stored_frame.h"
 
 namespace dirty_seg {
 
 /// The record of a line that this version wrote, without masks and names of files: times are those
-/// of the line, rounded. `file` is for messages. Throws SetupError for a line without `fit`.
-FrameRecord RecordOf(const StoredFrame& frame, const std::string& file);
+/// of the line, rounded. Throws SetupError for a line without `fit`.
+FrameRecord RecordOf(const StoredFrame& frame);
 
 /// Adds the masks of labels and things to a record that was made of `frame`. Throws SetupError for
 /// run lengths that are not valid.
-void AddMasks(const StoredFrame& frame, const std::string& file, FrameRecord& record);
+void AddMasks(const StoredFrame& frame, FrameRecord& record);
 
 }  // namespace dirty_seg

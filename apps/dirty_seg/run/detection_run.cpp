@@ -43,6 +43,7 @@ DetectionRun::DetectionRun(DetectorSetup setup, FitMode fit, RunDescription desc
     : patches_(std::move(setup.patches)),
       fit_(fit),
       labels_(std::move(setup.labels)),
+      log_(log),
       detector_(setup.config, log, options.merge ? std::optional(patches_) : std::nullopt,
                 description.config),
       writer_(options, labels_, log.standard_output(), description),
@@ -184,7 +185,7 @@ void DetectionRun::KeepSummary() {
 
 void DetectionRun::ShowMessages(const Step& step) {
   const FrameOutcome& outcome = step.record.outcome;
-  detector_.Show(outcome);
+  log_.Show(outcome.lines);
   for (const std::string& complaint : outcome.complaints) {
     PrintWarning(NameOf(step.frame) + ": " + complaint);
   }

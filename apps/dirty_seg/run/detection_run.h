@@ -86,6 +86,7 @@ class DetectionRun {
   FitMode fit_;
   Labels labels_;
   bool is_exhausted_ = false;  // the source
+  LogCapture& log_;
   FrameDetector detector_;
   // Of writing.
   ResultWriter writer_;

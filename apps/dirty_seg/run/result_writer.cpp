@@ -111,12 +111,12 @@ void ResultWriter::RequireRedrawable(const EarlierResults& earlier) const {
 }
 
 void ResultWriter::RestoreFrame(const StoredFrame& stored, EarlierInput& input, Summary& summary) {
-  FrameRecord record = RecordOf(stored, folder_->results_path());
+  FrameRecord record = RecordOf(stored);
   summary.AddFrame(record);
   if (!stored.success) return;
   if (input.name.empty()) input.name = names_.Take(stored.source);
   if (!options_.coco && !options_.polygons) return;
-  AddMasks(stored, folder_->results_path(), record);
+  AddMasks(stored, record);
   Frame frame;
   frame.source = stored.source;
   frame.index = stored.frame;
@@ -135,8 +135,8 @@ void ResultWriter::TakeName(std::size_t input, const std::string& name) {
 void ResultWriter::Redraw(const Frame& frame, const EarlierResults& earlier) {
   const auto stored = earlier.last_video.find(frame.index);
   if (stored == earlier.last_video.end() || !stored->second.success) return;
-  FrameRecord record = RecordOf(stored->second, folder_->results_path());
-  AddMasks(stored->second, folder_->results_path(), record);
+  FrameRecord record = RecordOf(stored->second);
+  AddMasks(stored->second, record);
   FrameFiles files = Describe(NameOf(frame), record);
   files.overlay = DrawOverlay(*frame.picture, files.shown, labels_);
   for (const std::unique_ptr<ResultSink>& sink : sinks_) {

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "base/errors.h"
+#include "detector/log_capture.h"
 #include "engine/ai_engine.h"
 #include "networks/networks.h"
 #include "support/environment.h"
@@ -132,7 +133,7 @@ TEST_F(FrameDetectorTest, TellsTheClassifiersTimeApart) {
   const auto black = std::make_shared<cv::Mat>(test::Plain(test::kFrame, test::kBlackPixel));
   for (int frame = 0; frame < 2; ++frame) {
     const FrameOutcome outcome = detector.Detect(red);
-    const StageTimes logged = ReadFrameLog(outcome.log_lines).times;
+    const StageTimes logged = ReadFrameLog(outcome.lines.log).times;
     ASSERT_TRUE(logged.convert && outcome.stages.classify && outcome.stages.convert);
     EXPECT_GT(*outcome.stages.classify, 0.0);
     EXPECT_GE(*outcome.stages.convert, 0.0);
@@ -140,7 +141,7 @@ TEST_F(FrameDetectorTest, TellsTheClassifiersTimeApart) {
   }
   const FrameOutcome none = detector.Detect(black);  // without a candidate
   EXPECT_EQ(none.stages.classify, 0.0);
-  EXPECT_EQ(none.stages.convert, ReadFrameLog(none.log_lines).times.convert);
+  EXPECT_EQ(none.stages.convert, ReadFrameLog(none.lines.log).times.convert);
 }
 
 TEST_F(FrameDetectorTest, LaysNoOtherRunsToTheClassifier) {
@@ -227,8 +228,9 @@ TEST_F(FrameDetectorTest, RefusesANetworkThatDoesNotLoad) {
   DirtySegDetectorConfig config = MakeConfig(CommonNetwork("seg-b2-64"));
   config.dirty_seg_model_config.model_path = folder_ / "gone.onnx";
   LogCapture log;
-  EXPECT_THAT(test::RejectionOf<SetupError>([&] { FrameDetector(config, log); }),
-              EndsWith("the engine could not load the networks; its message above says why"));
+  EXPECT_THAT(
+      test::RejectionOf<SetupError>([&] { FrameDetector(config, log); }),
+      EndsWith("the engine could not load the networks; the engine's message above says why"));
 }
 
 TEST(SeparateClassifier, TakesAllRunsButTheFirstOutOfConvert) {

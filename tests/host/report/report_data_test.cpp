@@ -146,6 +146,7 @@ TEST(ReportData, HasMasksOfTheChosenFramesAlone) {
 
 TEST(ReportData, RefusesAMaskThatThePageCouldNotDecode) {
   StoredFrame frame = Frame();
+  frame.file = "results.jsonl";
   frame.line = 4;
   frame.masks[7].run_lengths = {2, 3, "139"};
   const Results results = ResultsOf({frame});

@@ -97,7 +97,7 @@ TEST_F(ReadResultsTest, GivesBackWhatARecordHeld) {
   EXPECT_THAT(frame.mask_pixel_counts, ElementsAre(6.0F));
   EXPECT_EQ(frame.masks.at(19).file, "street.mask_19.png");
   EXPECT_EQ(frame.masks.at(19).pixels, 6);
-  const cv::Mat decoded = DecodeMask(results, frame, 19);
+  const cv::Mat decoded = DecodeMask(frame, 19);
   ASSERT_EQ(decoded.size(), mask.size());
   EXPECT_EQ(cv::countNonZero(decoded != mask), 0);
   EXPECT_EQ(frame.label_names.at(3), "solid waste");
@@ -278,7 +278,7 @@ TEST_F(ReadResultsTest, ReadsThings) {
   EXPECT_EQ(thing.detection.label, 3);
   EXPECT_EQ(thing.is_confirmed, true);
   EXPECT_THAT(thing.members, ElementsAre(0U));
-  EXPECT_EQ(DecodeThing(results, frame, 0).at<std::uint8_t>(1, 1), 255);
+  EXPECT_EQ(DecodeThing(frame, 0).at<std::uint8_t>(1, 1), 255);
 }
 
 TEST_F(ReadResultsTest, RefusesThingsThatAreNone) {
@@ -304,7 +304,7 @@ TEST_F(ReadResultsTest, NamesThePlaceOfAThingsRunLengthsThatAreNone) {
   const Results results = ReadText(
       R"({"source": "a.png", "bboxes": [[0, 0, 2, 2]], "scores": [1], "labels": [0], "things": [)" +
       thing + "]}");
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { DecodeThing(results, results.frames.at(0), 0); }),
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { DecodeThing(results.frames.at(0), 0); }),
             "'" + results.file +
                 "' line 1: things[0].rle: run lengths, character 1: ends 1 pixels early");
 }
@@ -330,7 +330,7 @@ TEST_F(ReadResultsTest, NamesThePlaceOfRunLengthsThatAreNone) {
   const Results results =
       ReadText(R"({"source": "a", "bboxes": [], "scores": [], "labels": [], "label_masks": )"
                R"({"3": {"rle": {"size": [2, 2], "counts": "5"}}}})");
-  EXPECT_EQ(test::RejectionOf<SetupError>([&] { DecodeMask(results, results.frames[0], 3); }),
+  EXPECT_EQ(test::RejectionOf<SetupError>([&] { DecodeMask(results.frames[0], 3); }),
             "'" + folder_ / "some.jsonl" +
                 "' line 1: label_masks.3.rle: run lengths, character 1: a run of 5 pixels where 4 "
                 "are left");
