@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # Installs what the project needs on Debian 12, and only what is missing: Debian packages,
-# ONNX Runtime and the report's libraries under third_party, and for cross builds a sysroot under
-# build. Root is needed only for Debian packages. With nothing to do it needs neither root nor
+# ONNX Runtime, the report's libraries and what the Python package is built and tested with under
+# third_party, and for cross builds a sysroot under build. Root is needed only for Debian packages. With nothing to do it needs neither root nor
 # network.
 set -euo pipefail
 
 REPO="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 readonly ORT_DIR="${REPO}/third_party/onnxruntime"
 readonly WEB_DIR="${REPO}/third_party/web"
+# A virtual environment of Debian's Python, and what is in it.
+readonly VENV_DIR="${REPO}/third_party/python/venv"
+readonly REQUIREMENTS="${REPO}/python/requirements.txt"
 
 # libopencv-dev: OpenCV's CMake package is in none of the smaller -dev packages.
 readonly LIBRARY_PACKAGES=(
@@ -20,8 +23,8 @@ readonly DEVELOPER_PACKAGES=(
   abigail-tools binutils black chromium chromium-driver clang clang-format clang-tidy flake8 gcovr
   git libclang-rt-14-dev lld make shellcheck systemd valgrind xz-utils zsh
   "${TEST_LIBRARY_PACKAGES[@]}" libbenchmark-dev
-  python3-jsonschema python3-numpy python3-onnx python3-opencv python3-selenium python3-torch
-  python3-yaml
+  python3-dev python3-jsonschema python3-numpy python3-onnx python3-opencv python3-selenium
+  python3-torch python3-venv python3-yaml
 )
 # To make Debian packages and try them; without root, uidmap lets mmdebstrap make its folder.
 readonly PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap uidmap)
@@ -137,6 +140,26 @@ fetch() {
   exec {lock}<&-
 }
 
+venv_is_made() { cmp -s "${REQUIREMENTS}" "${VENV_DIR}/installed-requirements.txt"; }
+
+# The stamp, written last, is a copy of the lock file, as above.
+make_venv() {
+  exec {lock}<"${REQUIREMENTS}"
+  flock "${lock}"
+  if ! venv_is_made; then
+    say "making a virtual environment in ${VENV_DIR#"${REPO}/"} (about 800 MB)"
+    rm -rf "${VENV_DIR}"
+    mkdir -p "${VENV_DIR%/*}"
+    run_quietly /usr/bin/python3 -m venv "${VENV_DIR}" &&
+      run_quietly "${VENV_DIR}/bin/pip" install --disable-pip-version-check --only-binary :all: \
+        --require-hashes --requirement "${REQUIREMENTS}" ||
+      fail "'pip install' of python/requirements.txt failed; its last lines stand above." \
+        "Check the network and pip's settings ('pip config list'), then run this again."
+    cp "${REQUIREMENTS}" "${VENV_DIR}/installed-requirements.txt"
+  fi
+  exec {lock}<&-
+}
+
 # Also for making packages: a record of what its libraries come from.
 arm64_sysroot_is_made() {
   cmp -s <(echo "${ARM64_SYSROOT_PACKAGES[*]}") "${ARM64_STAMP}" &&
@@ -212,6 +235,7 @@ main() {
   install_packages "${packages[@]}"
   is_fetched "${ORT_DIR}" || fetch "${ORT_DIR}" "ONNX Runtime (about 260 MB)" prune_ort
   is_fetched "${WEB_DIR}" || fetch "${WEB_DIR}" "the report's libraries (4 MB)" keep_all
+  [[ ${#developer[@]} -eq 0 ]] || venv_is_made || make_venv
   [[ ${arm64} == no ]] || arm64_sysroot_is_made || make_arm64_sysroot
 }
 
