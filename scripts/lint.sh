@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Holds all sources and scripts to their style: clang-format, black, flake8, shellcheck, clang-tidy,
-# each by its configuration in the repository's root. Builds nothing.
+# each by its configuration in the repository's root, and the Python package to ruff and mypy by its
+# own. Builds nothing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,6 +10,8 @@ scripts/setup.sh
 git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 git ls-files -z '*.py' | xargs -0 black --check --quiet --diff
 git ls-files -z '*.py' | xargs -0 flake8
+third_party/python/venv/bin/ruff check --quiet python
+(cd python && ../third_party/python/venv/bin/mypy --config-file pyproject.toml src/dirty_seg)
 git grep -lz '^#!.*sh$' | xargs -0 shellcheck
 echo "lint: format, Python and shell scripts are right"
 

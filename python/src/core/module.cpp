@@ -87,8 +87,8 @@ Mask MaskOf(const ResultPointer& result, const cv::Mat& mask) {
               OwnerOf(result), {static_cast<std::int64_t>(mask.step[0]), 1});
 }
 
-nb::dict LabelMasksOf(const ResultPointer& result) {
-  nb::dict masks;
+nb::typed<nb::dict, int, Mask> LabelMasksOf(const ResultPointer& result) {
+  nb::typed<nb::dict, int, Mask> masks;
   for (const auto& [label, mask] : result->record.outcome.result.label_masks) {
     masks[nb::int_(label)] = MaskOf(result, mask);
   }
@@ -398,8 +398,10 @@ NB_MODULE(_core, module) {
   module.attr("max_class_id") = kMaxClassId;
   module.attr("max_detections") = nuvik::model::kMaxDetections;
   module.attr("max_threads") = nuvik::alg::common::kAIMaxThreads;
-  module.attr("frame_size") =
-      Size(nuvik::geometry::FrameSize().height, nuvik::geometry::FrameSize().width);
+  module.def("frame_size", [] {
+    const cv::Size size = nuvik::geometry::FrameSize();
+    return Size(size.height, size.width);
+  });
   nb::module_::import_("atexit").attr("register")(nb::cpp_function([] { Calls().WaitForAll(); }));
 }
 

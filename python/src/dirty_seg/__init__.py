@@ -8,13 +8,19 @@
         print(name, score, box)
 """
 
-from dirty_seg import _core
+import dirty_seg._core as _core
 from dirty_seg._detector import Detector
-from dirty_seg._errors import DirtySegError, FrameError, SetupError, SetupWarning, UsageError
+from dirty_seg._errors import (
+    DirtySegError,
+    FrameError,
+    SetupError,
+    SetupWarning,
+    UsageError,
+)
 from dirty_seg._result import Candidate, Plot, Result, Thing
 
 #: Height and width of the detector's frame, in pixels.
-FRAME_SIZE: tuple[int, int] = _core.frame_size
+FRAME_SIZE: tuple[int, int] = _core.frame_size()
 __version__: str = _core.version
 
 __all__ = [

@@ -5,12 +5,15 @@ from __future__ import annotations
 import logging
 import os
 import warnings
+from collections import deque
 from collections.abc import Iterable, Iterator, Mapping, Sequence
 from concurrent.futures import Future, ThreadPoolExecutor
 from types import TracebackType
 from typing import Any, Literal, Union
 
-from dirty_seg import _core
+import numpy as np
+
+import dirty_seg._core as _core
 from dirty_seg._configuration import Configuration, name_and_text
 from dirty_seg._errors import FrameError, SetupWarning, in_python_words
 from dirty_seg._result import ByteArray, Result
@@ -84,20 +87,28 @@ class Detector:
         options = _core.Options()
         options.model = os.fspath(model)
         options.config, options.config_text = name_and_text(config)
-        options.threads = _in_range("threads", threads, 0, _core.max_threads)
+        options.threads = _in_range(
+            "threads", _whole("threads", threads), 0, _core.max_threads
+        )
         options.names = "" if names is None else os.fspath(names)
         options.score = _in_range("score_threshold", score_threshold, 0, 1)
         options.iou = _in_range("iou_threshold", iou_threshold, 0, 1)
         options.mask = _in_range("mask_threshold", mask_threshold, 0, 1)
-        options.max_detections = _in_range(
-            "max_detections", max_detections, 1, _core.max_detections
-        )
+        if max_detections is not None:
+            options.max_detections = _in_range(
+                "max_detections",
+                _whole("max_detections", max_detections),
+                1,
+                _core.max_detections,
+            )
         options.classes = _class_ids("classes", classes)
         options.fece_class_ids = _class_ids("fece_class_ids", fece_class_ids)
         if fece_model is not None:
             options.fece_model = os.fspath(fece_model)
         elif options.fece_class_ids:
-            raise ValueError("fece_class_ids is given without fece_model, so it has no effect")
+            raise ValueError(
+                "fece_class_ids is given without fece_model, so it has no effect"
+            )
         options.fece_score_threshold = _in_range(
             "fece_score_threshold", fece_score_threshold, 0, 1
         )
@@ -145,16 +156,15 @@ class Detector:
         the caller works on a result, the next frame is detected. No result is kept. A failure is
         raised in its picture's turn and ends the stream.
         """
+        waiting: deque[Future[Result]] = deque()
         with ThreadPoolExecutor(1, "dirty_seg") as worker:
-            waiting: Future[Result] | None = None
             for image in images:
-                following = worker.submit(self, image)
+                waiting.append(worker.submit(self, image))
                 del image
-                if waiting is not None:
-                    yield _take(waiting)
-                waiting = following
-            if waiting is not None:
-                yield _take(waiting)
+                if len(waiting) > 1:
+                    yield waiting.popleft().result()
+            while waiting:
+                yield waiting.popleft().result()
 
     def close(self) -> None:
         """Releases the networks, once calls of other threads are done. Results stay valid."""
@@ -175,10 +185,6 @@ class Detector:
         raise TypeError("a detector cannot be pickled; make one in each process")
 
 
-def _take(future: Future[Result]) -> Result:
-    return future.result()
-
-
 def _log(core: _core.FrameResult) -> None:
     for complaint in core.complaints:
         _LOGGER.warning("%s", complaint)
@@ -190,33 +196,33 @@ def _log(core: _core.FrameResult) -> None:
 
 def _one_of(name: str, value: str, words: tuple[str, ...]) -> str:
     if value not in words:
-        raise ValueError(f"{name} is {value!r}; expected one of {', '.join(map(repr, words))}")
+        raise ValueError(
+            f"{name} is {value!r}; expected one of {', '.join(map(repr, words))}"
+        )
     return value
 
 
 def _in_range(name: str, value: Any, low: float, high: float) -> Any:
     if value is None:
         return None
-    if isinstance(value, bool) or not isinstance(value, (int, float)):
-        if not hasattr(value, "item"):
-            raise TypeError(f"{name} is {value!r}; expected a number")
+    if isinstance(value, np.generic):
         value = value.item()
+    if isinstance(value, bool) or not isinstance(value, (int, float)):
+        raise TypeError(f"{name} is {value!r}; expected a number")
     if not low <= value <= high:
         bound = f"from {low} to {high}" if high != float("inf") else f"from {low}"
         raise ValueError(f"{name} is {value!r}; expected a number {bound}")
     return value
 
 
-def _class_ids(name: str, ids: Sequence[int]) -> list[int]:
-    if isinstance(ids, (str, bytes)):
-        raise TypeError(f"{name} is {ids!r}; expected a list of class ids")
-    return [_whole(name, i) for i in ids]
-
-
 def _whole(name: str, value: Any) -> int:
     if isinstance(value, bool) or not hasattr(value, "__index__"):
-        raise TypeError(f"{name} has {value!r}; expected a list of class ids")
-    number = int(value)
-    if not 0 <= number <= _core.max_class_id:
-        raise ValueError(f"{name} has {number}; expected class ids from 0 to {_core.max_class_id}")
-    return number
+        raise TypeError(f"{name} is {value!r}; expected a whole number")
+    return int(value)
+
+
+def _class_ids(name: str, ids: Sequence[int]) -> list[int]:
+    if isinstance(ids, (str, bytes)) or not hasattr(ids, "__iter__"):
+        raise TypeError(f"{name} is {ids!r}; expected a list of class ids")
+    entry = f"an entry of {name}"
+    return [_in_range(entry, _whole(entry, i), 0, _core.max_class_id) for i in ids]

@@ -3,8 +3,14 @@
 import re
 
 # Options of the host program that the shared messages name, which are parameters here.
-_OPTION = re.compile(r"(?<![\w/'-])--(fece-class-ids|classes|names|fit|conf|iou|max-det) ?")
-_PARAMETERS = {"conf": "score_threshold", "iou": "iou_threshold", "max-det": "max_detections"}
+_OPTION = re.compile(
+    r"(?<![\w/'-])--(fece-class-ids|classes|names|fit|conf|iou|max-det) ?"
+)
+_PARAMETERS = {
+    "conf": "score_threshold",
+    "iou": "iou_threshold",
+    "max-det": "max_detections",
+}
 
 
 class DirtySegError(Exception):
@@ -12,7 +18,7 @@ class DirtySegError(Exception):
 
 
 class SetupError(DirtySegError):
-    """A detector cannot be made: the text names the file, what is wrong in it, and what is right."""
+    """A detector cannot be made: the text names the file, what is wrong, and what is right."""
 
 
 class FrameError(DirtySegError):

@@ -13,7 +13,7 @@ from typing import TYPE_CHECKING, Any, cast
 import numpy as np
 import numpy.typing as npt
 
-from dirty_seg import _core
+import dirty_seg._core as _core
 
 if TYPE_CHECKING:
     import supervision
@@ -73,7 +73,9 @@ class Plot(np.ndarray[Any, np.dtype[np.uint8]]):
 
 def _png(picture: ByteArray) -> bytes:
     height, width = picture.shape[:2]
-    rows = np.zeros((height, 1 + width * 3), np.uint8)  # each begins with its filter: none
+    rows = np.zeros(
+        (height, 1 + width * 3), np.uint8
+    )  # each begins with its filter: none
     rows[:, 1:] = picture[:, :, ::-1].reshape(height, width * 3)
 
     def chunk(kind: bytes, data: bytes) -> bytes:
@@ -82,7 +84,12 @@ def _png(picture: ByteArray) -> bytes:
 
     header = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
     pixels = zlib.compress(rows.tobytes(), 1)
-    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", pixels) + chunk(b"IEND", b"")
+    return (
+        b"\x89PNG\r\n\x1a\n"
+        + chunk(b"IHDR", header)
+        + chunk(b"IDAT", pixels)
+        + chunk(b"IEND", b"")
+    )
 
 
 class Result:
@@ -101,22 +108,22 @@ class Result:
     @property
     def boxes(self) -> FloatArray:
         """float32 [n, 4]: x1, y1, x2, y2 of each detection; not clipped to the frame."""
-        return cast(FloatArray, self._core.boxes)
+        return self._core.boxes
 
     @property
     def image_boxes(self) -> FloatArray:
         """float32 [n, 4]: the boxes in pixels of the picture, clipped to it; a new array."""
-        return cast(FloatArray, self._core.image_boxes)
+        return self._core.image_boxes
 
     @property
     def scores(self) -> FloatArray:
         """float32 [n]: confidence of each detection, 0 to 1."""
-        return cast(FloatArray, self._core.scores)
+        return self._core.scores
 
     @property
     def labels(self) -> IntArray:
         """int32 [n]: class id of each detection; 19 where the classifier confirmed it."""
-        return cast(IntArray, self._core.labels)
+        return self._core.labels
 
     @property
     def names(self) -> tuple[str, ...]:
@@ -139,12 +146,12 @@ class Result:
 
         Not parallel to ``boxes`` once a detection has no pixel inside the frame.
         """
-        return cast(FloatArray, self._core.mask_pixel_counts)
+        return self._core.mask_pixel_counts
 
     @property
     def label_masks(self) -> Mapping[int, ByteArray]:
         """Label to the union of its masks: uint8 [1080, 1920], not 0 inside."""
-        return MappingProxyType(cast("dict[int, ByteArray]", self._core.label_masks))
+        return MappingProxyType(self._core.label_masks)
 
     @property
     def things(self) -> tuple[Thing, ...]:
@@ -155,7 +162,9 @@ class Result:
         """
         things = self._core.things
         if things is None:
-            raise AttributeError("things were not asked for; expected Detector(merge=True)")
+            raise AttributeError(
+                "things were not asked for; expected Detector(merge=True)"
+            )
         return tuple(_thing(fields) for fields in things)
 
     @property
@@ -167,7 +176,9 @@ class Result:
     def timing_ms(self) -> Mapping[str, float]:
         """Milliseconds by stage: preprocess, inference, postprocess, classify, convert, total."""
         times = self._core.timing_ms
-        return MappingProxyType({stage: times[stage] for stage in _STAGES if stage in times})
+        return MappingProxyType(
+            {stage: times[stage] for stage in _STAGES if stage in times}
+        )
 
     @property
     def non_finite(self) -> Mapping[str, int]:
@@ -199,10 +210,16 @@ class Result:
 
     def __repr__(self) -> str:
         counts: dict[str, int] = {}
-        shown = [thing.name for thing in self.things] if self.has_things else list(self.names)
+        shown = (
+            [thing.name for thing in self.things]
+            if self.has_things
+            else list(self.names)
+        )
         for name in shown:
             counts[name] = counts.get(name, 0) + 1
-        found = ", ".join(f"{count} {name}" for name, count in counts.items()) or "nothing"
+        found = (
+            ", ".join(f"{count} {name}" for name, count in counts.items()) or "nothing"
+        )
         return f"<Result: {found}; {len(self)} detections>"
 
     def to_json(self, source: str = "", frame: int = 0) -> str:
@@ -238,7 +255,9 @@ class Result:
                 "to_supervision needs supervision 0.28 or newer: pip install 'supervision>=0.28'"
             ) from error
         entries = self.to_coco()
-        boxes = np.array([entry["bbox"] for entry in entries], np.float32).reshape(-1, 4)
+        boxes = np.array([entry["bbox"] for entry in entries], np.float32).reshape(
+            -1, 4
+        )
         boxes[:, 2:] += boxes[:, :2]
         masks = None
         if entries:
@@ -252,7 +271,11 @@ class Result:
             mask=masks,
             confidence=np.array([entry["score"] for entry in entries], np.float32),
             class_id=classes,
-            data={"class_name": np.array([names.get(i, f"class {i}") for i in classes.tolist()], str)},
+            data={
+                "class_name": np.array(
+                    [names.get(i, f"class {i}") for i in classes.tolist()], str
+                )
+            },
         )
 
     def plot(self, image: ByteArray | None = None) -> Plot:
@@ -267,7 +290,9 @@ class Result:
         """
         picture = self._image if image is None else image
         if picture is None:
-            raise ValueError("the result has no picture, as pickles have none; expected plot(image)")
+            raise ValueError(
+                "the result has no picture, as pickles have none; expected plot(image)"
+            )
         return cast(Plot, np.asarray(self._core.draw(picture)).view(Plot))
 
     def __reduce__(self) -> tuple[Any, ...]:
@@ -281,9 +306,19 @@ _STAGES = ("preprocess", "inference", "postprocess", "classify", "convert", "tot
 def _thing(fields: tuple[Any, ...]) -> Thing:
     box, score, label, name, confirmed, members, pixels, area, mask = fields
     return Thing(
-        tuple(box), score, label, name, confirmed, tuple(members), pixels, tuple(area), mask
+        tuple(box),
+        score,
+        label,
+        name,
+        confirmed,
+        tuple(members),
+        pixels,
+        tuple(area),
+        mask,
     )
 
 
-def _restore(line: str, labels: tuple[dict[int, str], bool, int], complaints: list[str]) -> Result:
+def _restore(
+    line: str, labels: tuple[dict[int, str], bool, int], complaints: list[str]
+) -> Result:
     return Result(_core.FrameResult.from_line(line, _core.Labels(*labels), complaints))
