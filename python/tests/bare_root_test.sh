@@ -33,7 +33,7 @@ needs=$("$bin/pip" list --format freeze |
 "$bin/pip" --disable-pip-version-check download --quiet --no-deps --only-binary :all: \
   --dest "$work/demo/wheels" $needs
 /usr/bin/python3 "$repository/training/render_frames.py" \
-  --count 6 --seed 977 --output "$work/demo/frames"
+  --frames 4 --clean 1 --seed 977 --output "$work/demo/frames" >/dev/null
 
 mmdebstrap --quiet --variant=apt --include=python3,python3-venv --format=null \
   --customize-hook="copy-in '$work/demo' /" \
