@@ -38,6 +38,7 @@ wheel=$(echo "$OUT"/*.whl)
   PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$BUILD/installed:$PWD \
     DIRTY_SEG_PROGRAM=$PWD/../../build/release/bin/dirty_seg \
     "$BIN/python" -m pytest -q -p no:cacheprovider -c ../pyproject.toml .
+  PYTHONPATH=$BUILD/installed "$BIN/python" ../bench.py
 )
 
 if [ "$tries_root" = yes ]; then

@@ -12,7 +12,17 @@ import numpy as np
 import numpy.typing as npt
 import pytest
 
+from hypothesis import settings
+
 import dirty_seg
+
+# More of them for longer runs.
+settings.register_profile(
+    "tests",
+    max_examples=int(os.environ.get("DIRTY_SEG_EXAMPLES", "100")),
+    deadline=None,
+)
+settings.load_profile("tests")
 
 REPOSITORY = Path(__file__).resolve().parents[2]
 NETWORKS = REPOSITORY / "tests" / "networks"

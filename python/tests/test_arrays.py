@@ -175,7 +175,7 @@ def test_arrays_of_any_kind_are_frames_or_refused(
             small(array)
 
 
-@settings(REUSES_DETECTOR, max_examples=25)
+@settings(REUSES_DETECTOR, max_examples=max(25, settings().max_examples // 20))
 @given(height=SIDES, width=SIDES)
 def test_pictures_of_any_size_are_frames(
     height: int, width: int, small: dirty_seg.Detector
