@@ -13,10 +13,11 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else ROOT / "build" / "dev"
-DOCUMENTS = ["*.md", "docs/*.md", "models/*.md", "training/*.md", "tests/**/*.md"]
-SCRIPTS = ["scripts/*.sh", "packaging/**/*.sh", "training/*.sh", ".ci/run"]
+DOCUMENTS = ["*.md", "docs/*.md", "models/*.md", "training/*.md", "tests/**/*.md", "python/*.md"]
+SCRIPTS = ["scripts/*.sh", "packaging/**/*.sh", "python/tests/*.sh", "training/*.sh", ".ci/run"]
 FOLDERS = (
-    "apps|bench|cmake|docs|examples|fuzz|include|models|packaging|scripts|src|tests|tools|training"
+    "apps|bench|cmake|docs|examples|fuzz|include|models|packaging|python|scripts|src|tests|tools"
+    "|training"
 )
 SOURCE = r"(?:cmake|cpp|h|js|map|py|sh)"
 
