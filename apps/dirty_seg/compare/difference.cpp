@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <numeric>
 
@@ -38,6 +39,11 @@ void CompareVerdicts(const FrameFindings& a, const FrameFindings& b,
   }
 }
 
+// As told with so many digits after the point.
+bool IsNothing(double difference, int decimals) {
+  return difference < 0.5 * std::pow(10.0, -decimals);
+}
+
 double Mean(const std::vector<double>& values) {
   return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
 }
@@ -68,6 +74,26 @@ FrameDifference CompareFindings(const FrameFindings& a, const FrameFindings& b) 
   CompareVerdicts(a, b, difference.matching.matched, difference);
   CompareVerdicts(a, b, difference.matching.class_changes, difference);
   return difference;
+}
+
+bool HasMoved(const DetectionPair& pair) {
+  return !IsNothing(pair.box_distance, kDistanceDecimals);
+}
+
+bool HasOtherScore(const DetectionPair& pair) {
+  return !IsNothing(pair.score_difference, kScoreDecimals);
+}
+
+bool AreOtherMasks(double iou) { return !IsNothing(1.0 - iou, kOverlapDecimals); }
+
+bool IsChanged(const FrameDifference& difference) {
+  const std::vector<DetectionPair>& matched = difference.matching.matched;
+  return difference.success_changed || difference.Unmatched() > 0 ||
+         !difference.verdict_changes.empty() ||
+         std::any_of(matched.begin(), matched.end(), HasMoved) ||
+         std::any_of(matched.begin(), matched.end(), HasOtherScore) ||
+         std::any_of(difference.mask_ious.begin(), difference.mask_ious.end(),
+                     [](const auto& entry) { return AreOtherMasks(entry.second); });
 }
 
 std::optional<Spread> SpreadToGreatest(const std::vector<double>& values) {
@@ -143,11 +169,14 @@ std::string TotalsText(const DifferenceTotals& totals) {
       Line("detections",
            fmt::format("{} matched, {} only in A, {} only in B, {} of another class",
                        totals.matched, totals.only_in_a, totals.only_in_b, totals.class_changes));
-  text += Line("box distance", SpreadText(SpreadToGreatest(totals.box_distances), 2) +
-                                   (totals.box_distances.empty() ? "" : " pixels"));
-  text += Line("score difference", SpreadText(SpreadToGreatest(totals.score_differences), 4));
+  text +=
+      Line("box distance", SpreadText(SpreadToGreatest(totals.box_distances), kDistanceDecimals) +
+                               (totals.box_distances.empty() ? "" : " pixels"));
+  text += Line("score difference",
+               SpreadText(SpreadToGreatest(totals.score_differences), kScoreDecimals));
   for (const auto& [label, ious] : totals.mask_ious) {
-    text += Line(fmt::format("mask IoU, label {}", label), SpreadText(SpreadToLeast(ious), 4));
+    text += Line(fmt::format("mask IoU, label {}", label),
+                 SpreadText(SpreadToLeast(ious), kOverlapDecimals));
   }
   text += Line("fece verdicts",
                fmt::format("{} of {} changed", totals.verdict_changes, totals.verdicts));

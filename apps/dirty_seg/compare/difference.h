@@ -14,6 +14,12 @@
 
 namespace dirty_seg {
 
+/// Digits after the point that differences are told with. What is no difference in these counts as
+/// none.
+inline constexpr int kDistanceDecimals = 2;
+inline constexpr int kScoreDecimals = 4;
+inline constexpr int kOverlapDecimals = 4;
+
 /// The compared parts of one result of one frame.
 struct FrameFindings {
   bool success = true;
@@ -52,6 +58,17 @@ struct FrameDifference {
 void MarkNative(FrameFindings& findings);
 
 FrameDifference CompareFindings(const FrameFindings& a, const FrameFindings& b);
+
+/// Whether the box of a matched detection lies elsewhere, and whether its score is another.
+bool HasMoved(const DetectionPair& pair);
+bool HasOtherScore(const DetectionPair& pair);
+
+/// Whether masks that overlap so are not the same.
+bool AreOtherMasks(double iou);
+
+/// Whether the two results of the frame differ in anything that is compared: success, detections
+/// without a partner of their label, boxes, scores, masks or verdicts.
+bool IsChanged(const FrameDifference& difference);
 
 /// Spread of values of one kind.
 struct Spread {

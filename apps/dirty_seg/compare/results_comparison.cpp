@@ -11,6 +11,7 @@
 
 #include "base/printable.h"
 #include "base/text_table.h"
+#include "console/interruption.h"
 #include "files/name_text.h"
 #include "frames/frame.h"
 
@@ -172,9 +173,9 @@ std::vector<std::string> TableRow(const ComparedFrame& frame) {
           std::to_string(totals.only_in_a),
           std::to_string(totals.only_in_b),
           std::to_string(totals.class_changes),
-          WorstText(SpreadToGreatest(totals.box_distances), 2),
-          WorstText(SpreadToGreatest(totals.score_differences), 4),
-          WorstText(SpreadToLeast(totals.AllMaskIous()), 4),
+          WorstText(SpreadToGreatest(totals.box_distances), kDistanceDecimals),
+          WorstText(SpreadToGreatest(totals.score_differences), kScoreDecimals),
+          WorstText(SpreadToLeast(totals.AllMaskIous()), kOverlapDecimals),
           std::to_string(totals.verdict_changes)};
 }
 
@@ -199,6 +200,7 @@ ResultsComparison CompareResults(const Results& a, const Results& b) {
   std::sort(pairs.begin(), pairs.end(),
             [](const FramePair& x, const FramePair& y) { return x.first < y.first; });
   for (const auto& [in_a, in_b] : pairs) {
+    ThrowIfInterrupted();
     const bool in_picture = LieOtherwise(*in_a, *in_b);
     comparison.frames.push_back(
         {in_a, in_b,

@@ -27,7 +27,7 @@ struct ResultsComparison {
 
 /// Two frames are the same when their sources and numbers are, or else when the file names of their
 /// sources and their numbers are; the first of several goes first. Both outlive the comparison.
-/// Throws SetupError for a mask that cannot be decoded.
+/// Throws SetupError for a mask that cannot be decoded, and InterruptedError.
 ResultsComparison CompareResults(const Results& a, const Results& b);
 ResultsComparison CompareResults(Results&& a, Results&& b) = delete;
 

@@ -63,6 +63,51 @@ TEST(CompareFindings, AsksForAVerdictOnBothSides) {
   EXPECT_TRUE(CompareFindings(MakeFindings(), other).verdict_changes.empty());
 }
 
+// Differences of the very least size that is told, and half of it.
+TEST(IsChanged, GoesByTheDigitsThatAreTold) {
+  const auto is_changed = [](float shift, float score, int pixels) {
+    FrameFindings plain;
+    plain.detections = {{{0, 0, 10, 10}, 0.5F, 1}};
+    plain.masks[1] = cv::Mat::zeros(200, 200, CV_8UC1);
+    plain.masks[1](cv::Rect(0, 0, 200, 199)).setTo(255);
+    FrameFindings findings;
+    findings.detections = {{{shift, 0, 10, 10}, 0.5F + score, 1}};
+    findings.masks[1] = plain.masks[1].clone();
+    findings.masks[1](cv::Rect(0, 199, 200, 1)).colRange(0, pixels).setTo(255);
+    return IsChanged(CompareFindings(plain, findings));
+  };
+  EXPECT_FALSE(is_changed(0, 0, 0));
+  EXPECT_FALSE(is_changed(0.004F, 0.00004F, 1));  // 1 of 39801 pixels: 0.00003
+  EXPECT_TRUE(is_changed(0.006F, 0, 0));
+  EXPECT_TRUE(is_changed(0, 0.00006F, 0));
+  EXPECT_TRUE(is_changed(0, 0, 3));  // 0.00008
+}
+
+TEST(IsChanged, GoesByLabelsDetectionsVerdictsAndSuccess) {
+  const auto is_changed = [](const FrameFindings& other) {
+    return IsChanged(CompareFindings(MakeFindings(), other));
+  };
+  EXPECT_FALSE(is_changed(MakeFindings()));
+  FrameFindings other = MakeFindings();
+  other.success = false;
+  EXPECT_TRUE(is_changed(other));
+  other = MakeFindings();
+  other.detections[1].label = 3;
+  EXPECT_TRUE(is_changed(other));
+  other = MakeFindings();
+  other.detections.pop_back();
+  EXPECT_TRUE(is_changed(other));
+  other = MakeFindings();
+  other.detections.push_back({{50, 50, 60, 60}, 0.5F, 1});
+  EXPECT_TRUE(is_changed(other));
+  other = MakeFindings();
+  other.verdicts[0] = "rejected";
+  EXPECT_TRUE(is_changed(other));
+  other = MakeFindings();
+  other.masks.erase(2);
+  EXPECT_TRUE(is_changed(other));
+}
+
 TEST(DifferenceTotals, AddUpFrames) {
   FrameFindings moved = MakeFindings();
   moved.detections[0].box = {1, 0, 11, 10};
