@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -15,7 +16,9 @@
 #include "console/messages.h"
 #include "console/progress.h"
 #include "files/output_file.h"
+#include "report/changes.h"
 #include "report/listed_things.h"
+#include "report/run_facts.h"
 #include "results/results_reader.h"
 
 namespace dirty_seg {
@@ -44,6 +47,13 @@ void RefuseToReplaceResults(const std::string& page, const std::string& results)
   }
 }
 
+std::optional<OtherRun> ReadOther(const std::string& path) {
+  if (path.empty()) return std::nullopt;
+  OtherRun other{path, ListThings(ReadResults(path)), std::nullopt};
+  other.facts = ReadRunFacts(other.results.folder);
+  return other;
+}
+
 }  // namespace
 
 Command AddReport(Program& program, ReportCommandOptions& options) {
@@ -63,6 +73,10 @@ Command AddReport(Program& program, ReportCommandOptions& options) {
                  "Maximum frames with a picture, evenly spread,\nabout 0.3 MB each (default 200)")
       .Check(NumberFrom(0, 100000, "a whole number from 0 to 100000"))
       .TypeName("N");
+  command
+      .AddOption("--against", &options.against,
+                 "Results of another run over the same frames,\nto show what changed")
+      .TypeName("PATH");
   command.AddOption("RESULTS", &options.results, "Folder of detect's results, or its results.jsonl")
       .Required()
       .TypeName("");
@@ -79,11 +93,14 @@ int RunReport(const ReportCommandOptions& options) try {
   SetQuiet(options.quiet);
   const Interruption interruption;
   const Results results = ListThings(ReadResults(options.results));
+  const std::optional<OtherRun> other = ReadOther(options.against);
   const std::string path = PagePath(options.output, results.folder);
   RefuseToReplaceResults(path, results.file);
+  if (other) RefuseToReplaceResults(path, other->results.file);
   if (!options.overwrite) RefuseToReplace(path, ", --output names another place");
   ReportOptions page = options.page;
   page.version = Version();
+  page.against = other ? &*other : nullptr;
   const ReportOutcome outcome = Write(results, page, path);
   PrintMessage(fmt::format("{}, {} with {} picture; page of {:.1f} MB in '{}'",
                            Counted(outcome.frames, "frame"), outcome.pictures,

@@ -10,7 +10,8 @@ namespace dirty_seg {
 
 struct ReportCommandOptions {
   std::string results;
-  std::string output;  // empty: report.html in the results' folder
+  std::string against;  // empty: the page compares with nothing
+  std::string output;   // empty: report.html in the results' folder
   bool overwrite = false;
   bool quiet = false;
   ReportOptions page;

@@ -27,10 +27,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::array<const char*, 2> kStyles{"uplot.css", "report.css"};
-constexpr std::array<const char*, 14> kScripts{
-    "uplot.js",    "table-core.js", "base.js",    "masks.js",     "pan.js",
-    "gestures.js", "viewer.js",     "filters.js", "over_time.js", "cards.js",
-    "times.js",    "verdicts.js",   "table.js",   "main.js"};
+constexpr std::array<const char*, 15> kScripts{
+    "uplot.js", "table-core.js", "base.js",     "changes.js", "masks.js",
+    "pan.js",   "gestures.js",   "viewer.js",   "filters.js", "over_time.js",
+    "cards.js", "times.js",      "verdicts.js", "table.js",   "main.js"};
 
 // The page accepts only scripts and styles with this nonce. The results were written before it was
 // drawn, so nothing in them can contain it.
@@ -57,7 +57,7 @@ class PageWriter {
         options_(options),
         file_(file),
         progress_(progress),
-        data_(results, ReadRunFacts(results.folder)),
+        data_(results, ReadRunFacts(results.folder), options.against),
         nonce_(DrawNonce()),
         title_(EscapeHtml(TitleOf(results, options))) {}
 
@@ -102,7 +102,7 @@ class PageWriter {
 
   void WritePictures() {
     PictureLoader loader(results_.folder);
-    const std::vector<std::size_t> chosen = ChooseFrames(results_.frames, options_.max_frames);
+    const std::vector<std::size_t> chosen = data_.ChooseFrames(options_.max_frames);
     for (std::size_t i = 0; i < chosen.size(); ++i) {
       ThrowIfInterrupted();
       WriteFrame(chosen[i], loader);

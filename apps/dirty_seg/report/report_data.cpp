@@ -4,38 +4,24 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "base/base64.h"
 #include "base/percentiles.h"
 #include "base/text.h"
-#include "console/messages.h"
 #include "drawing/overlay.h"
 #include "files/result_names.h"
-#include "geometry/letterbox.h"
+#include "report/listed_detections.h"
 #include "results/stages.h"
 
 namespace dirty_seg {
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::ordered_json;
-
-// People read the numbers of the page: more digits would only make it larger.
-double Rounded(double value, double steps) { return std::round(value * steps) / steps; }
 
 std::string ColourText(const cv::Scalar& bgr) {
   return fmt::format("#{:02x}{:02x}{:02x}", static_cast<unsigned>(bgr[2]),
                      static_cast<unsigned>(bgr[1]), static_cast<unsigned>(bgr[0]));
-}
-
-template <typename T>
-void Take(const nlohmann::json::object_t& json, const char* key, T& value) {
-  const auto entry = json.find(key);
-  if (entry != json.end() && !entry->second.is_null()) value = entry->second.get<T>();
 }
 
 const char* OriginText(PictureOrigin origin) {
@@ -51,27 +37,6 @@ ordered_json CandidatesToJson(const std::vector<StoredCandidate>& candidates) {
     if (candidate.score) entry["score"] = Rounded(*candidate.score, 1e4);
   }
   return json;
-}
-
-// Never rounds a fraction to a whole number: the box touches the same pixels as before.
-double RoundedEdge(double edge) {
-  const double rounded = Rounded(edge, 10.0);
-  if (rounded == edge || rounded != std::floor(rounded)) return rounded;
-  return rounded + (edge > rounded ? 0.1 : -0.1);
-}
-
-void AddDetections(const StoredFrame& frame, ordered_json& json) {
-  ordered_json boxes = ordered_json::array();
-  ordered_json scores = ordered_json::array();
-  for (const Detection& detection : frame.detections) {
-    ordered_json& box = boxes.emplace_back();
-    for (const float edge : BoxInPicture(detection, frame)) {
-      box.push_back(RoundedEdge(static_cast<double>(edge)));
-    }
-    scores.push_back(Rounded(static_cast<double>(detection.score), 1e4));
-  }
-  json["boxes"] = std::move(boxes);
-  json["scores"] = std::move(scores);
 }
 
 ordered_json TimesToJson(const StoredFrame& frame, const std::vector<std::string>& stages) {
@@ -95,62 +60,47 @@ ordered_json PictureMaskToJson(const cv::Mat& mask, const RunLengths& run_length
                                     : run_lengths);
 }
 
+std::vector<std::size_t> SpreadEvenly(const std::vector<std::size_t>& all, std::size_t most) {
+  if (all.size() <= most) return all;
+  std::vector<std::size_t> chosen(most);
+  for (std::size_t i = 0; i < most; ++i) chosen[i] = all[i * all.size() / most];
+  return chosen;
+}
+
 void AddNote(const std::string& text, bool is_warning, ordered_json& notes) {
   notes.push_back({{"text", text}, {"is_warning", is_warning}});
 }
 
 }  // namespace
 
-std::optional<RunFacts> ReadRunFacts(const std::string& folder) {
-  const std::string path = (fs::path(folder) / kSummaryFile).string();
-  std::ifstream file(path, std::ios::binary);
-  if (!file.is_open()) return std::nullopt;
-  try {
-    const auto json = nlohmann::json::parse(file).get<nlohmann::json::object_t>();
-    RunFacts facts;
-    Take(json, "interrupted", facts.interrupted);
-    Take(json, "complete", facts.complete);
-    Take(json, "inputs", facts.inputs);
-    Take(json, "failed", facts.failed_inputs);
-    Take(json, "program", facts.program);
-    Take(json, "model", facts.model);
-    Take(json, "config", facts.config);
-    Take(json, "fece_model", facts.fece_model);
-    Take(json, "write_error", facts.write_error);
-    std::vector<nlohmann::json> failures;
-    Take(json, "failures", failures);
-    for (const nlohmann::json& failure : failures) {
-      const auto bytes = BytesOfBase64(failure.value("source_bytes", ""));
-      const bool has_bytes = bytes && !bytes->empty();
-      facts.failures.emplace_back(has_bytes ? *bytes : failure.at("source").get<std::string>(),
-                                  failure.at("cause").get<std::string>());
-    }
-    return facts;
-  } catch (const nlohmann::json::exception& error) {
-    PrintWarning(
-        fmt::format("'{}' is not a summary that 'dirty_seg detect' wrote, and is left out: {}",
-                    path, error.what()));
-    return std::nullopt;
-  }
-}
-
-std::vector<std::size_t> ChooseFrames(const std::vector<StoredFrame>& frames, std::size_t most) {
-  std::vector<std::size_t> whole;
+std::vector<std::size_t> ChooseFrames(const std::vector<StoredFrame>& frames, std::size_t most,
+                                      const std::set<std::size_t>& first) {
+  std::vector<std::size_t> before;
+  std::vector<std::size_t> after;
   for (std::size_t i = 0; i < frames.size(); ++i) {
-    if (frames[i].success) whole.push_back(i);
+    if (frames[i].success) (first.count(i) != 0 ? before : after).push_back(i);
   }
-  if (whole.size() <= most) return whole;
-  std::vector<std::size_t> chosen(most);
-  for (std::size_t i = 0; i < most; ++i) chosen[i] = whole[i * whole.size() / most];
+  std::vector<std::size_t> chosen = SpreadEvenly(before, most);
+  const std::vector<std::size_t> rest = SpreadEvenly(after, most - chosen.size());
+  chosen.insert(chosen.end(), rest.begin(), rest.end());
+  std::sort(chosen.begin(), chosen.end());
   return chosen;
 }
 
-ReportData::ReportData(const Results& results, std::optional<RunFacts> facts)
+ReportData::ReportData(const Results& results, std::optional<RunFacts> facts, const OtherRun* other)
     : results_(results),
       facts_(std::move(facts)),
-      has_classifier_(HasClassifier()),
+      changes_(other == nullptr ? std::nullopt
+                                : std::optional<Changes>(std::in_place, results, *other)),
+      has_classifier_(HasClassifier(results, facts_)),
+      other_has_classifier_(other != nullptr && HasClassifier(other->results, other->facts)),
       kinds_(FindKinds()),
       labels_(MakeLabels()) {}
+
+std::vector<std::size_t> ReportData::ChooseFrames(std::size_t most) const {
+  return dirty_seg::ChooseFrames(results_.frames, most,
+                                 changes_ ? changes_->changed() : std::set<std::size_t>());
+}
 
 void ReportData::SetPicture(std::size_t index, const FramePicture& picture) {
   pictures_[index] = {picture.origin, picture.pixels.size()};
@@ -159,12 +109,13 @@ void ReportData::SetPicture(std::size_t index, const FramePicture& picture) {
 ordered_json ReportData::ToJson(std::size_t max_frames) const {
   const std::vector<std::string> stages = Stages();
   ordered_json json;
-  json["facts"] = FactsToJson();
+  json["facts"] = facts_ ? FactTexts(*facts_) : std::vector<std::string>();
   json["notes"] = NotesToJson(max_frames);
   json["has_classifier"] = has_classifier_;
   json["has_things"] =
       std::any_of(results_.frames.begin(), results_.frames.end(),
                   [](const StoredFrame& frame) { return frame.things.has_value(); });
+  if (changes_) json["against"] = changes_->ToJson();
   json["labels"] = LabelsToJson();
   json["stages"] = stages;
   json["timing"] = TimingToJson(stages);
@@ -173,17 +124,6 @@ ordered_json ReportData::ToJson(std::size_t max_frames) const {
     json["frames"].push_back(FrameToJson(i, stages));
   }
   return json;
-}
-
-bool ReportData::HasClassifier() const {
-  if (facts_ && !facts_->fece_model.empty()) return true;
-  // Results without candidates show it by the name that only a confirmation gives.
-  const auto shows_classifier = [](const StoredFrame& frame) {
-    const auto name = frame.label_names.find(kFeceLabel);
-    return !frame.candidates.empty() || !frame.confirmed.empty() ||
-           (name != frame.label_names.end() && name->second == kFaecesName);
-  };
-  return std::any_of(results_.frames.begin(), results_.frames.end(), shows_classifier);
 }
 
 // Known ones in their order; others follow, by name.
@@ -200,21 +140,22 @@ std::vector<std::string> ReportData::Stages() const {
   return stages;
 }
 
-// Where a line does not say what was confirmed, as in older results, label 19 does.
-std::vector<Kind> ReportData::KindsOf(const StoredFrame& frame) const {
-  std::vector<Kind> kinds;
-  for (std::size_t i = 0; i < frame.detections.size(); ++i) {
-    const int label = frame.detections[i].label;
-    kinds.push_back({label, frame.confirmed.empty() ? has_classifier_ && label == kFeceLabel
-                                                    : frame.confirmed[i]});
+// Those of the other run that the page compares with.
+std::vector<const StoredFrame*> ReportData::OtherFrames() const {
+  std::vector<const StoredFrame*> others;
+  for (std::size_t i = 0; changes_ && i < results_.frames.size(); ++i) {
+    if (const StoredFrame* other = changes_->OtherOf(i); other != nullptr) others.push_back(other);
   }
-  return kinds;
+  return others;
 }
 
 std::set<Kind> ReportData::FindKinds() const {
   std::set<Kind> kinds;
   for (const StoredFrame& frame : results_.frames) {
-    for (const Kind& kind : KindsOf(frame)) kinds.insert(kind);
+    for (const Kind& kind : KindsOf(frame, has_classifier_)) kinds.insert(kind);
+  }
+  for (const StoredFrame* frame : OtherFrames()) {
+    for (const Kind& kind : KindsOf(*frame, other_has_classifier_)) kinds.insert(kind);
   }
   return kinds;
 }
@@ -224,11 +165,15 @@ Labels ReportData::MakeLabels() const {
   for (const StoredFrame& frame : results_.frames) {
     names.insert(frame.label_names.begin(), frame.label_names.end());
   }
+  for (const StoredFrame* frame : OtherFrames()) {
+    names.insert(frame->label_names.begin(), frame->label_names.end());
+  }
+  const bool has_any_classifier = has_classifier_ || other_has_classifier_;
   if (kinds_.count({kFeceLabel, false}) != 0) {
-    return {std::move(names), has_classifier_, std::int64_t{kinds_.rbegin()->label} + 1};
+    return {std::move(names), has_any_classifier, std::int64_t{kinds_.rbegin()->label} + 1};
   }
   names.erase(kFeceLabel);  // nothing is called by the network's own name of it
-  return {std::move(names), has_classifier_};
+  return {std::move(names), has_any_classifier};
 }
 
 ordered_json ReportData::LabelsToJson() const {
@@ -253,7 +198,7 @@ ordered_json ReportData::FrameToJson(std::size_t index,
   json["frame"] = frame.frame;
   json["ok"] = frame.success;
   json["message"] = frame.message;
-  cv::Size size = frame.image_size.value_or(nuvik::geometry::FrameSize());
+  cv::Size size = ReportedSize(frame);
   if (is_chosen && picture->second.origin != PictureOrigin::kNone) {
     size = picture->second.size;
     json["picture"] = OriginText(picture->second.origin);
@@ -261,15 +206,31 @@ ordered_json ReportData::FrameToJson(std::size_t index,
     json["without"] = "its picture could not be read";
   }
   json["size"] = {size.width, size.height};
-  AddDetections(frame, json);
-  json["labels"] = ordered_json::array();
-  for (const Kind& kind : KindsOf(frame)) json["labels"].push_back(labels_.IdOf(kind));
+  AddDetections(frame, ReportedSize(frame), json);
+  json["labels"] = IdsToJson(KindsOf(frame, has_classifier_));
   json["times"] = TimesToJson(frame, stages);
   json["candidates"] = CandidatesToJson(frame.candidates);
   if (!frame.non_finite.empty()) json["non_finite"] = frame.non_finite;
   json["masks"] = is_chosen ? MasksToJson(frame) : ordered_json::object();
   if (frame.things && is_chosen) json["thing_masks"] = ThingMasksToJson(frame);
+  if (changes_) AddChanges(index, json);
   return json;
+}
+
+ordered_json ReportData::IdsToJson(const std::vector<Kind>& kinds) const {
+  ordered_json json = ordered_json::array();
+  for (const Kind& kind : kinds) json.push_back(labels_.IdOf(kind));
+  return json;
+}
+
+// What the other run has in the frame, and what of it is different.
+void ReportData::AddChanges(std::size_t index, ordered_json& json) const {
+  if (const StoredFrame* other = changes_->OtherOf(index); other != nullptr) {
+    ordered_json& entry = json["other"];
+    AddDetections(*other, ReportedSize(results_.frames[index]), entry);
+    entry["labels"] = IdsToJson(KindsOf(*other, other_has_classifier_));
+  }
+  if (changes_->changed().count(index) != 0) json["change"] = changes_->FrameToJson(index);
 }
 
 ordered_json ReportData::MasksToJson(const StoredFrame& frame) const {
@@ -311,22 +272,12 @@ ordered_json ReportData::TimingToJson(const std::vector<std::string>& stages) co
   return json;
 }
 
-ordered_json ReportData::FactsToJson() const {
-  ordered_json json = ordered_json::array();
-  if (!facts_) return json;
-  const auto add = [&json](const std::string& what, const std::string& value) {
-    if (!value.empty()) json.push_back(what + fs::path(value).filename().string());
-  };
-  add("network ", facts_->model);
-  add("configuration ", facts_->config);
-  add("classifier ", facts_->fece_model);
-  if (!facts_->program.empty()) json.push_back("found by " + facts_->program);
-  return json;
-}
-
 ordered_json ReportData::NotesToJson(std::size_t max_frames) const {
   ordered_json notes = ordered_json::array();
   AddRunNotes(notes);
+  if (changes_) {
+    for (const auto& [text, is_warning] : changes_->Notes()) AddNote(text, is_warning, notes);
+  }
   AddFailureNotes(notes);
   AddPictureNotes(max_frames, notes);
   return notes;
@@ -393,9 +344,9 @@ void ReportData::AddPictureNotes(std::size_t max_frames, ordered_json& notes) co
   const std::size_t whole = CountWhole();
   if (whole > max_frames) {
     AddNote(
-        fmt::format("The page has pictures and masks of {} of {}, evenly spread, so that it opens "
-                    "quickly; --max-frames sets how many. All numbers are of all frames.",
-                    Counted(max_frames, "frame"), whole),
+        fmt::format("The page has pictures and masks of {} of {}, {}evenly spread, so that it "
+                    "opens quickly; --max-frames sets how many. All numbers are of all frames.",
+                    Counted(max_frames, "frame"), whole, changes_ ? "changed ones first, " : ""),
         false, notes);
   }
   if (const std::size_t overlays = CountPictures(PictureOrigin::kOverlay); overlays > 0) {

@@ -79,7 +79,10 @@ function pictureUrl(kind, ...indices) {
 
 // ---- What is shown ------------------------------------------------------------------------------
 
-const shown = {minScore: 0, hiddenLabels: new Set(), boxes: true, names: true, masks: true};
+const shown = {
+  minScore: 0, hiddenLabels: new Set(), boxes: true, names: true, masks: true, others: true,
+  changedOnly: false,
+};
 
 // The slider at its lowest lets all pass, also what has no score.
 const isShown = (frame, detection) =>

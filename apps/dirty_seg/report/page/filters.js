@@ -23,7 +23,7 @@ function makeLabelSwitch(id) {
 
 function countLabels() {
   const counts = new Map(labelIds.map((id) => [id, {shown: 0, all: 0, frames: 0}]));
-  for (const frame of frames) {
+  for (const frame of frames.filter(isFrameShown)) {
     const seen = new Set();
     frame.labels.forEach((id, detection) => {
       const count = counts.get(id);
@@ -62,7 +62,7 @@ function makeCountRow(id) {
 
 // What would do nothing is not shown.
 function hideIdleFilters() {
-  byId('filters').hidden = !frames.some((frame) => frame.labels.length > 0);
+  byId('filters').hidden = labelIds.length === 0 && against === null;
   byId('counts-hint').hidden = labelIds.length > 0;
   byId('counts').parentElement.hidden = labelIds.length === 0;
 }

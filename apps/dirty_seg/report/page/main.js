@@ -30,6 +30,7 @@ function hideDeadLinks() {
 }
 
 showSummary();
+setUpChanges();
 setUpFilters();
 setUpCards();
 setUpTheme(setUpTimes());

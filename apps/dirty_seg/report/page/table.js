@@ -13,6 +13,10 @@ const kColumns = [
   {id: 'height', title: 'Height', accessorFn: (row) => row.box[3] - row.box[1], class: 'number extent'},
 ];
 
+if (against !== null) {
+  kColumns.push({id: 'change', title: 'Change', accessorFn: (row) => changeOf(row.frame, row.detection), class: 'change'});
+}
+
 const kPageSize = 25;
 
 function detectionRows() {
@@ -26,7 +30,7 @@ function detectionRows() {
 function matches({original}) {
   const {frame, detection, candidate} = original;
   const verdict = byId('verdict').value;
-  if (!isShown(frame, detection)) return false;
+  if (!isFrameShown(frame) || !isShown(frame, detection)) return false;
   if (verdict && (!candidate || candidate.verdict !== verdict)) return false;
   const text = byId('find').value.trim().toLowerCase();
   return !text || frame.source.toLowerCase().includes(text) || nameOf(frame).toLowerCase().includes(text) ||
@@ -45,6 +49,7 @@ function cellContent(column, row) {
   if (column === 'label') return [swatch(labelOf(label).colour), ' ', value];
   if (column === 'score') return [value.toFixed(2)];
   if (column === 'verdict') return [verdictText(candidate)];
+  if (column === 'change') return [value];
   return [column === 'frame' ? String(value) : value.toFixed(0)];
 }
 

@@ -31,7 +31,7 @@ function setUpRejected() {
     return;
   }
   keepFresh(() => {
-    const left = rejected.filter(({frame, candidate}) => isShown(frame, candidate.detection));
+    const left = rejected.filter(({frame, candidate}) => isFrameShown(frame) && isShown(frame, candidate.detection));
     byId('crops').replaceChildren(...left.slice(0, kMaxCrops).map(makeCrop));
     byId('rejected-hint').textContent = left.length === 0
       ? (rejected.length === 0 ? 'No candidate was rejected.' : 'None of those that are shown.')
@@ -44,5 +44,6 @@ function setUpFailed() {
   const failed = frames.filter((frame) => !frame.ok);
   byId('failed').hidden = failed.length === 0;
   byId('failed').querySelector('ul').append(...failed.map((frame) =>
-    make('li', {title: frame.source}, make('span', {class: 'file'}, nameOf(frame)), ': ', frame.message)));
+    make('li', {title: frame.source}, make('span', {class: 'file'}, nameOf(frame)), ': ', frame.message,
+      ...(frame.change ? [` (${changeTexts(frame.change)[0]})`] : []))));
 }

@@ -34,20 +34,21 @@ function findPlace([left, top, right, bottom], width, height, [frameWidth, frame
     other.left < place.right && place.top < other.bottom && other.top < place.bottom));
 }
 
-/// Nothing where the names in `taken` leave no room for this one, which joins them otherwise.
-function makeTag(frame, detection, taken) {
+/// Nothing where the names in `taken` leave no room for this one, which joins them otherwise. `found`
+/// is the frame, or what the other run found in it.
+function makeTag(frame, found, detection, attributes, taken) {
   const pixel = 1 / view.scale;
   const size = (view.scale < 0.3 ? 11 : 13) * pixel;
-  const {name} = labelOf(frame.labels[detection]);
-  const text = `${name.length > 40 ? name.slice(0, 39) + '\u2026' : name} ${frame.scores[detection].toFixed(2)}`;
+  const {name} = labelOf(found.labels[detection]);
+  const text = `${name.length > 40 ? name.slice(0, 39) + '\u2026' : name} ${found.scores[detection].toFixed(2)}`;
   // Letters are about 0.62 of their height wide.
   const width = text.length * 0.62 * size;
-  const place = findPlace(frame.boxes[detection], width, size * 1.4, frame.size, taken);
+  const place = findPlace(found.boxes[detection], width, size * 1.4, frame.size, taken);
   if (place === undefined) return [];
   taken.push(place);
-  const reachesOut = frame.boxes[detection][0] + width > frame.size[0];
+  const reachesOut = found.boxes[detection][0] + width > frame.size[0];
   return [makeSvg('text', {
-    'data-detection': detection, x: reachesOut ? place.right : place.left + 2 * pixel, y: place.bottom - size * 0.35,
+    ...attributes, x: reachesOut ? place.right : place.left + 2 * pixel, y: place.bottom - size * 0.35,
     'text-anchor': reachesOut ? 'end' : 'start', 'font-size': size, fill: '#fff', stroke: '#000',
     'stroke-width': 3 * pixel, 'paint-order': 'stroke', 'stroke-linejoin': 'round',
   }, text)];
@@ -58,6 +59,22 @@ function makeBox(frame, detection) {
   return makeSvg('g', {class: 'box', 'data-detection': detection},
     ...(shown.boxes ? makeOutline(frame.boxes[detection], colour, detection === view.marked) : []));
 }
+
+/// Dashed, in the colour of its label. Below this run's boxes, so that one that both have is seen once.
+function makeOtherBox(frame, other) {
+  const [left, top, right, bottom] = otherOf(frame).boxes[other];
+  const pixel = 1 / view.scale;
+  const place = {x: left, y: top, width: Math.max(0, right - left), height: Math.max(0, bottom - top), fill: 'none'};
+  return makeSvg('g', {class: 'other-box', 'data-other': other},
+    makeSvg('rect', {...place, class: 'halo', stroke: kHalo, 'stroke-width': 4 * pixel}),
+    makeSvg('rect', {
+      ...place, class: 'dashes', stroke: labelOf(otherOf(frame).labels[other]).colour,
+      'stroke-width': 2 * pixel, 'stroke-dasharray': `${8 * pixel} ${5 * pixel}`,
+    }));
+}
+
+const makeOtherTag = (frame, other, taken) =>
+  makeTag(frame, otherOf(frame), other, {'data-other': other, 'font-style': 'italic'}, taken);
 
 /// The marked one before all, then the best.
 function drawingOrder(frame) {
@@ -70,9 +87,13 @@ function drawBoxes() {
   const frame = frames[view.index];
   const order = drawingOrder(frame);
   const taken = [];
-  const tags = shown.names ? order.flatMap((detection) => makeTag(frame, detection, taken)) : [];
+  const tags = shown.names ? order.flatMap((detection) => makeTag(frame, frame, detection, {'data-detection': detection}, taken)) : [];
   const boxes = order.map((detection) => makeBox(frame, detection));
-  view.svg.replaceChildren(...boxes.reverse(), ...tags);
+  const others = shownOthers(frame);
+  const otherTags = shown.names ? others.filter((other) => hasOwnName(frame, other))
+    .flatMap((other) => makeOtherTag(frame, other, taken)) : [];
+  view.svg.replaceChildren(...others.map((other) => makeOtherBox(frame, other)), ...boxes.reverse(),
+    ...tags, ...otherTags);
   byId('viewer-hint').textContent = listHint(frame, boxes.length, boxes.length - tags.length);
 }
 
@@ -128,7 +149,7 @@ function makeMasks(frame) {
 
 function makeListItem(frame, detection) {
   const {name, colour} = labelOf(frame.labels[detection]);
-  const verdict = verdictText(candidateOf(frame, detection));
+  const remarks = [verdictText(candidateOf(frame, detection)), changeOf(frame, detection)].filter(Boolean);
   const button = make('button', {
     type: 'button', 'aria-pressed': String(detection === view.marked),
     onclick: () => {
@@ -136,7 +157,7 @@ function makeListItem(frame, detection) {
       revealMarked();
     },
   }, swatch(colour),
-  make('span', {class: 'name', title: name}, name, verdict ? make('span', {class: 'verdict'}, verdict) : ''),
+  make('span', {class: 'name', title: name}, name, ...remarks.map((remark) => make('span', {class: 'verdict'}, remark))),
   make('span', {class: 'number'}, frame.scores[detection].toFixed(2)));
   return make('li', {'data-detection': detection}, button);
 }
@@ -149,6 +170,7 @@ function drawList() {
   const focused = list.contains(document.activeElement) ? document.activeElement : null;
   const order = shownDetections(frame).sort((a, b) => frame.scores[b] - frame.scores[a]);
   list.replaceChildren(...order.map((detection) => makeListItem(frame, detection)));
+  drawVanished(frame);
   if (focused === null) return;
   const again = listItem(focused.parentElement.dataset.detection);
   (again === null ? byId('stage') : again.firstElementChild).focus();
@@ -188,6 +210,15 @@ function markAtClick(event) {
   const detection = detectionAt((event.clientX - place.left) / view.scale,
     (event.clientY - place.top) / view.scale);
   mark(detection === view.marked ? null : detection);
+}
+
+/// The buttons lead where there is a frame.
+function refreshWays() {
+  if (!viewer.open) return;
+  byId('viewer-before').disabled = neighbour(-1) === view.index;
+  byId('viewer-after').disabled = neighbour(1) === view.index;
+  // A button that is switched off keeps the keys from all others.
+  if (document.activeElement.disabled) byId('stage').focus();
 }
 
 function refreshViewer() {
@@ -236,6 +267,7 @@ function fillFailure(frame) {
   byId('picture').classList.add('failed');
   byId('picture').replaceChildren(make('p', {}, 'This frame failed: ' + frame.message));
   byId('viewer-list').replaceChildren();
+  drawVanished(frame);
   byId('viewer-hint').textContent = '';
 }
 
@@ -245,6 +277,7 @@ function factsOf(frame) {
   if (frame.picture === 'overlay') facts.push('the source is gone: this is the overlay, with its marks burned in');
   if (frame.ok && !frame.picture) facts.push(frame.without || 'its picture is not in this page');
   if (frame.non_finite) facts.push('the network gave numbers that are not finite: dirt may be missed');
+  if (frame.change) facts.push(...changeTexts(frame.change));
   return facts.join(' \u00b7 ');
 }
 
@@ -258,10 +291,7 @@ function showFrame(index, marked = null) {
   byId('viewer-facts').textContent = factsOf(frame);
   if (frame.ok) fillPicture(frame);
   else fillFailure(frame);
-  byId('viewer-before').disabled = neighbour(-1) === index;
-  byId('viewer-after').disabled = neighbour(1) === index;
-  // A button that is switched off keeps the keys from all others.
-  if (document.activeElement.disabled) byId('stage').focus();
+  refreshWays();
   followOverTime(frame);
   layOut();
   refreshViewer();
@@ -273,7 +303,7 @@ function showFrame(index, marked = null) {
 /// The next frame in that direction that has a picture; the frame itself where there is none.
 function neighbour(step, from = view.index) {
   for (let index = from + step; index >= 0 && index < frames.length; index += step) {
-    if (frames[index].picture) return index;
+    if (frames[index].picture && isFrameShown(frames[index])) return index;
   }
   return view.index;
 }
@@ -337,6 +367,10 @@ const kKeys = {
   '=': () => zoomBy(kKeyZoom),  // the key of + without shift
   '-': () => zoomBy(1 / kKeyZoom),
   0: showWhole,
+  ...(against === null ? {} : {
+    o: () => byId('show-others').click(),
+    c: () => byId('changed-only').click(),
+  }),
   b: () => byId('show-boxes').click(),
   n: () => byId('show-names').click(),
   m: () => byId('show-masks').click(),
@@ -360,4 +394,5 @@ function setUpViewer() {
   viewer.addEventListener('close', () => byId('filters-place').append(byId('filters')));
   new ResizeObserver(layOut).observe(byId('stage'));
   keepFresh(refreshViewer);
+  keepFresh(refreshWays);
 }
