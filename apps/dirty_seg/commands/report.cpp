@@ -76,6 +76,7 @@ Command AddReport(Program& program, ReportCommandOptions& options) {
   command
       .AddOption("--against", &options.against,
                  "Results of another run over the same frames,\nto show what changed")
+      .Check(NotEmpty("a folder of results, or a file of them"))
       .TypeName("PATH");
   command.AddOption("RESULTS", &options.results, "Folder of detect's results, or its results.jsonl")
       .Required()

@@ -10,7 +10,7 @@ namespace dirty_seg {
 
 struct ReportCommandOptions {
   std::string results;
-  std::string against;  // empty: the page compares with nothing
+  std::string against;  // empty: the page compares with no other run
   std::string output;   // empty: report.html in the results' folder
   bool overwrite = false;
   bool quiet = false;

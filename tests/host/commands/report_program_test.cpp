@@ -165,6 +165,57 @@ TEST_F(ReportProgram, RefusesWhatIsNoResults) {
   EXPECT_FALSE(fs::exists(folder_ / "report.html"));
 }
 
+TEST_F(ReportProgram, ComparesWithAnotherRun) {
+  nlohmann::json line = nlohmann::json::parse(ReadFile(out_ + "/results.jsonl"));
+  line["bboxes"][0][0] = 20;
+  folder_.MakeFolder("before");
+  folder_.Write("before/results.jsonl", line.dump() + "\n");
+  const ProgramResult result = RunProgram({"report", out_, "--against", folder_ / "before"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  const std::string page = ReadFile(page_);
+  EXPECT_THAT(page, HasSubstr(R"("moved":[[0,0,4.0]])"));
+  EXPECT_THAT(page, HasSubstr("Compared with '" + (folder_ / "before") + "': 1 of 1 frame "));
+  const std::string host = folder_.Write("host.yaml", "report: {against: before/results.jsonl}\n");
+  EXPECT_EQ(RunProgram({"report", "--overwrite", out_, "--host", host}).status, 0);
+  EXPECT_THAT(ReadFile(page_), HasSubstr(R"("moved":[[0,0,4.0]])"));
+}
+
+TEST_F(ReportProgram, TellsThatItIsComparedWithItself) {
+  EXPECT_EQ(RunProgram({"report", out_, "--against", out_ + "/results.jsonl"}).status, 0);
+  EXPECT_THAT(ReadFile(page_), HasSubstr("none of 1 frame changed."));
+  EXPECT_THAT(ReadFile(page_), HasSubstr("The other run is this run itself: nothing can differ."));
+}
+
+TEST_F(ReportProgram, RefusesAnotherRunThatIsNone) {
+  const auto refusal = [this](const std::string& other) {
+    const ProgramResult result = RunProgram({"report", out_, "--against", other});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_FALSE(fs::exists(page_));
+    EXPECT_FALSE(fs::exists(page_ + ".part"));
+    return result.errors;
+  };
+  EXPECT_THAT(refusal(folder_ / "none"), HasSubstr("'" + (folder_ / "none") + "'"));
+  EXPECT_THAT(refusal(folder_.MakeFolder("bare")), HasSubstr("the folder has no results.jsonl"));
+  EXPECT_THAT(refusal(folder_.Write("empty.jsonl", "")), HasSubstr("empty.jsonl' has no frame"));
+  EXPECT_THAT(refusal(folder_ / "red.png"), HasSubstr("red.png' line 1"));
+  const std::string line = ReadFile(out_ + "/results.jsonl");
+  EXPECT_THAT(refusal(folder_.Write("broken.jsonl", "{\"source\"\n" + line)),
+              HasSubstr("broken.jsonl' line 1"));
+  nlohmann::json other = nlohmann::json::parse(line);
+  other["source"] = "blue.png";
+  EXPECT_THAT(refusal(folder_.Write("blue.jsonl", other.dump() + "\n")),
+              HasSubstr("blue.jsonl' have no frame in common; expected two runs over the same"));
+  EXPECT_THAT(refusal(""), HasSubstr("''"));
+}
+
+TEST_F(ReportProgram, ReplacesNoResultsOfTheOtherRun) {
+  const std::string other = folder_.Write("other.jsonl", ReadFile(out_ + "/results.jsonl"));
+  const ProgramResult result =
+      RunProgram({"report", out_, "--overwrite", "--against", other, "--output", other});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("has the results; expected another file for the page"));
+}
+
 TEST_F(ReportProgram, SaysNothingWhenQuietButErrors) {
   EXPECT_EQ(RunProgram({"report", "-q", out_}).errors, "");
   EXPECT_TRUE(fs::exists(page_));

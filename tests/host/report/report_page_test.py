@@ -1174,13 +1174,180 @@ class Page(unittest.TestCase):
         )
         self.assertEqual(outside, [])
 
+    # ---- Against another run --------------------------------------------------------------------
+
+    def changed_page(self) -> Path:
+        """The page of six frames, made once: the same, one of each change, and a new one."""
+        page = self.folder / "changes" / "report.html"
+        if page.exists():
+            return page
+        names = {"1": "stain", "50": "paint", "7": "oil"}
+        here = []
+        for i in range(6):
+            picture = self.folder / f"plain{i}.png"
+            cv2.imwrite(str(picture), np.full((180, 320, 3), 120, np.uint8))
+            here.append(plain_line(picture, 9) | {"label_names": names})
+        there = [dict(line) for line in here[:5]] + [here[5] | {"source": "gone.png"}]
+        there[1] |= {"bboxes": [here[1]["bboxes"][0], [160, 70, 310, 170]]}  # by 10 pixels
+        there[2] |= {"bboxes": [[200, 10, 230, 40], here[2]["bboxes"][1]], "labels": [7, 50]}
+        there[3] |= {"labels": [7, 50], "scores": [0.18, 0.5]}
+        there[4] |= {"success": False, "bboxes": [], "scores": [], "labels": []}
+        return self.report_of("changes", here, self.results_of("before", there))
+
+    def dashed(self) -> list[int]:
+        return self.js(
+            "return [...document.querySelectorAll('#picture g.other-box')]"
+            ".map((group) => Number(group.dataset.other))"
+        )
+
+    def shown_cards(self) -> list[str]:
+        return self.js(
+            "return [...document.querySelectorAll('.card')].filter((e) => !e.hidden)"
+            ".map((e) => e.dataset.frame)"
+        )
+
+    def test_tells_what_changed_in_each_frame(self) -> None:
+        self.open(self.changed_page())
+        notes = self.texts("#notes p")
+        self.assertRegex(notes[1], "'.*/before': 5 of 6 frames changed, 1 of which only this run")
+        self.assertRegex(notes[2], "The other run has 1 frame that this one has not: 'gone.png'")
+        changes = [
+            self.texts(f".card[data-frame='{i}'] .changes") for i in range(len(self.all(".card")))
+        ]
+        self.assertEqual(
+            changes,
+            [[], ["1 moved"], ["1 appeared \u00b7 1 vanished"],
+             ["1 label changed \u00b7 1 score changed"],
+             ["failed only in the other run \u00b7 2 appeared"], ["only in this run"]],
+        )  # fmt: skip
+        self.open_frame(3)
+        self.assertIn("1 label changed", self.find("#viewer-facts").text)
+        self.assertEqual(self.texts("#viewer-list .verdict"), ["score was 0.5000", "was oil"])
+
+    def test_lists_the_most_changed_frame_first(self) -> None:
+        self.open(self.changed_page())
+        files = self.texts("#changed tbody td.file")
+        self.assertEqual(files, [f"plain{i}.png" for i in (4, 5, 2, 3, 1)])
+        row = self.texts("#changed tbody tr:last-child td.number")
+        self.assertEqual(row, ["", "", "", "", "1, 10 px", "", ""])
+        self.click("#changed tbody tr:last-child button")
+        self.assertEqual(self.texts("#viewer-name"), ["plain1.png"])
+
+    def test_changed_frames_alone(self) -> None:
+        self.open(self.changed_page())
+        self.assertEqual(self.shown_cards(), ["0", "1", "2", "3", "4", "5"])
+        self.assertEqual(self.count_of(1), [6, 6, 6])
+        self.click("#changed-only")
+        self.assertEqual(self.shown_cards(), ["1", "2", "3", "4", "5"])
+        self.assertEqual(self.count_of(1), [5, 5, 5])
+        self.assertEqual(self.find("#table-count").text, "10 of 12 detections")
+        self.open_frame(1)
+        self.press(Keys.HOME)
+        self.assertEqual(self.texts("#viewer-name"), ["plain1.png"])
+        self.assertFalse(self.find("#viewer-before").is_enabled())
+        self.press("c")
+        self.assertTrue(self.find("#viewer-before").is_enabled())
+        self.press(Keys.ARROW_LEFT)
+        self.assertEqual(self.texts("#viewer-name"), ["plain0.png"])
+
+    def test_table_tells_and_sorts_changes(self) -> None:
+        self.open(self.changed_page())
+        cells = self.texts("#detections td.change")
+        self.assertEqual(
+            cells,
+            ["", "", "", "moved 10 px", "appeared", "", "was oil", "score was 0.5000",
+             "appeared", "appeared", "", ""],
+        )  # fmt: skip
+        self.click("#detections th [data-column='change']")
+        self.click("#detections th [data-column='change']")
+        self.assertEqual(self.texts("#detections td.change")[0], "was oil")
+
+    def test_draws_the_other_runs_boxes_dashed(self) -> None:
+        self.open(self.changed_page())
+        self.open_frame(2)
+        self.assertEqual((self.shown_boxes(), self.dashed()), (2, [0, 1]))
+        dashes = self.js(
+            "const box = document.querySelector('g.other-box[data-other=\"0\"] rect.dashes');"
+            "const {x, y, width, height} = box.getBBox();"
+            "const {strokeDasharray, stroke} = getComputedStyle(box);"
+            "return {place: [x, y, x + width, y + height], strokeDasharray,"
+            "        isColour: stroke === getComputedStyle("
+            "          document.querySelector('#labels [data-label=\"7\"] ~ .swatch')).color}"
+        )
+        self.assertEqual(dashes["place"], [200, 10, 230, 40])
+        self.assertNotEqual(dashes["strokeDasharray"], "none")
+        self.assertTrue(dashes["isColour"])
+        # Below this run's, which hide those that are the same.
+        kinds = self.js(
+            "return [...document.querySelectorAll('#picture svg > g')].map((e) => e.classList[0])"
+        )
+        self.assertEqual(kinds, ["other-box"] * 2 + ["box"] * 2)
+        names = self.texts("#picture svg text")
+        self.assertEqual(names, ["paint 0.75", "stain 0.18", "oil 0.18"])
+        self.assertEqual(self.texts("#vanished-list .name"), ["oil"])
+        self.press("o")
+        self.assertEqual((self.shown_boxes(), self.dashed()), (2, []))
+        self.press("o")
+        self.set_score(0.5)
+        self.assertEqual(self.dashed(), [1])
+        self.assertFalse(self.find("#vanished").is_displayed())
+        self.set_score(0)
+        self.click("input[data-label='7']")
+        self.assertEqual(self.dashed(), [1])
+        self.click("#viewer-close")
+        self.open_frame(0)
+        self.assertEqual(self.texts("#picture svg text"), ["paint 0.75", "stain 0.18"])
+        self.assertFalse(self.find("#vanished").is_displayed())
+
+    def test_thumbnails_show_the_others_boxes_that_lie_apart(self) -> None:
+        self.open(self.changed_page())
+        counts = [len(self.all(f".card[data-frame='{i}'] path.other")) for i in range(6)]
+        self.assertEqual(counts, [0, 1, 1, 1, 0, 0])
+        self.click("#show-others")
+        self.assertEqual(len(self.all(".card path.other")), 0)
+
+    def test_the_same_run_has_no_changed_frame(self) -> None:
+        line = self.lines[HOSTILE_FRAME]
+        self.open(self.report_of("same", [line], self.results_of("same-before", [line])))
+        self.assertIn("none of 1 frame changed", "\n".join(self.texts("#notes p")))
+        self.assertIn("Nothing changed against", self.find("#changes .hint").text)
+        self.assertEqual(self.shown_ids("changed"), [])
+        self.click("#changed-only")
+        self.assertEqual(self.shown_cards(), [])
+        self.assertEqual(self.find("#frames-hint").text, "No frame changed.")
+
+    def test_another_run_with_hostile_names(self) -> None:
+        line = self.lines[HOSTILE_FRAME]
+        there = line | {"labels": [1, 7], "label_names": {"7": HOSTILE}}
+        self.open(self.report_of("hostile", [line], self.results_of("<img src=x>", [there])))
+        self.assertEqual(self.all("img[src='x']"), [])
+        self.assertIn("<img src=x>': 1 of 1 frame", self.texts("#notes p")[1])
+        self.assertIn("<img src=x>'", self.find("#changes .hint").text)
+
+    def test_fits_a_narrow_screen_with_another_run(self) -> None:
+        self.open(self.changed_page(), 390, 844)
+        self.assertEqual(self.js("return document.documentElement.scrollWidth"), 390)
+
+    def test_has_nothing_of_another_run_without_one(self) -> None:
+        ids = "changes", "changed-only", "show-others", "vanished"
+        found = [name for name in ids if self.all("#" + name)]
+        self.assertEqual(found + self.all("td.change, .changes, nav a[href='#changes']"), [])
+        self.open_frame(FLOOR)
+        self.press("o", "c")
+        self.assertEqual(self.dashed(), [])
+        self.assertNotIn("other run", self.find(".keys").text)
+
     # ---- Little and much ------------------------------------------------------------------------
 
-    def report_of(self, name: str, lines: list[dict]) -> Path:
+    def results_of(self, name: str, lines: list[dict]) -> Path:
         folder = self.folder / name
         folder.mkdir()
         (folder / "results.jsonl").write_text("".join(json.dumps(line) + "\n" for line in lines))
-        run("report", folder)
+        return folder
+
+    def report_of(self, name: str, lines: list[dict], other: Path | None = None) -> Path:
+        folder = self.results_of(name, lines)
+        run("report", folder, *(["--against", other] if other else []))
         return folder / "report.html"
 
     def shown_ids(self, *ids: str) -> list[str]:

@@ -92,7 +92,7 @@ TEST_F(Report, RunsAndStylesItselfWithOneWordAlone) {
   EXPECT_EQ(nonce.size(), 24U);
   EXPECT_THAT(policy, HasSubstr("default-src 'none'; img-src data:; style-src 'nonce-" + nonce));
   EXPECT_THAT(policy, Not(HasSubstr("unsafe")));
-  EXPECT_EQ(CountOf("<script nonce=\"" + nonce + "\">", page), 14U);
+  EXPECT_EQ(CountOf("<script nonce=\"" + nonce + "\">", page), 15U);
   EXPECT_EQ(CountOf("<style nonce=\"" + nonce + "\">", page), 2U);
   EXPECT_NE(Between("script-src 'nonce-", "'", Page()), nonce);
 }
