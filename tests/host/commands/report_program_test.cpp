@@ -205,7 +205,7 @@ TEST_F(ReportProgram, RefusesAnotherRunThatIsNone) {
   other["source"] = "blue.png";
   EXPECT_THAT(refusal(folder_.Write("blue.jsonl", other.dump() + "\n")),
               HasSubstr("blue.jsonl' have no frame in common; expected two runs over the same"));
-  EXPECT_THAT(refusal(""), HasSubstr("''"));
+  EXPECT_THAT(refusal(""), HasSubstr("--against: the text is empty; expected a folder of results"));
 }
 
 TEST_F(ReportProgram, ReplacesNoResultsOfTheOtherRun) {
