@@ -180,6 +180,19 @@ TEST_F(ReportProgram, ComparesWithAnotherRun) {
   EXPECT_THAT(ReadFile(page_), HasSubstr(R"("moved":[[0,0,4.0]])"));
 }
 
+TEST_F(ReportProgram, ComparesThingsWhereBothRunsListThem) {
+  nlohmann::json line = nlohmann::json::parse(ReadFile(out_ + "/results.jsonl"));
+  line["things"] = nlohmann::json::parse(
+      R"([{"bbox": [10, 10, 30, 30], "score": 0.5, "label": 0, "pixels": 0, "members": [0],
+           "rle": {"size": [1080, 1920], "counts": "PPYo1"}}])");
+  folder_.Write("out/results.jsonl", line.dump() + "\n");
+  line["things"][0]["bbox"] = {10, 10, 30, 32};
+  const std::string other = folder_.Write("other.jsonl", line.dump() + "\n");
+  const ProgramResult result = RunProgram({"report", out_, "--against", other});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(ReadFile(page_), HasSubstr(R"("change":{"moved":[[0,0,2.0]]})"));
+}
+
 TEST_F(ReportProgram, TellsThatItIsComparedWithItself) {
   EXPECT_EQ(RunProgram({"report", out_, "--against", out_ + "/results.jsonl"}).status, 0);
   EXPECT_THAT(ReadFile(page_), HasSubstr("none of 1 frame changed."));
