@@ -1306,6 +1306,25 @@ class Page(unittest.TestCase):
         self.click("#show-others")
         self.assertEqual(len(self.all(".card path.other")), 0)
 
+    def test_rejected_and_failed_ones_of_changed_frames(self) -> None:
+        rejected = [{"detection": 0, "verdict": "rejected", "score": 0.1}]
+        here = [
+            plain_line(self.folder / f"hall{i}.png", 0) | {"fece_candidates": rejected}
+            for i in range(3)
+        ]
+        there = [here[0], here[1] | {"scores": [0.9, 0.75]}, here[2]]
+        here[2] = self.lines[FAILED] | {"source": here[2]["source"]}
+        self.open(self.report_of("hall", here, self.results_of("hall-before", there)))
+        self.assertEqual(len(self.all("#crops li")), 2)
+        self.click("#changed-only")
+        crops = self.js(
+            "return [...document.querySelectorAll('#crops li')].map((e) => e.dataset.frame)"
+        )
+        self.assertEqual(crops, ["1"])
+        self.assertEqual(
+            self.texts("#failed li"), [f"hall2.png: {HOSTILE} (failed only in this run)"]
+        )
+
     def test_the_same_run_has_no_changed_frame(self) -> None:
         line = self.lines[HOSTILE_FRAME]
         self.open(self.report_of("same", [line], self.results_of("same-before", [line])))
