@@ -94,8 +94,9 @@ AnyArray ArrayOf(nb::handle object) {
     throw std::invalid_argument(fmt::format("the frame is {}; {}", text.c_str(), kExpected));
   }
   const std::string hint = object.is_none() ? "; a picture that cannot be read is None" : "";
-  const std::string text = fmt::format("the frame is of type {}; {}{}",
-                                       nb::str(object.type().attr("__name__")).c_str(), kExpected, hint);
+  const std::string text =
+      fmt::format("the frame is of type {}; {}{}", nb::str(object.type().attr("__name__")).c_str(),
+                  kExpected, hint);
   throw nb::type_error(text.c_str());
 }
 
