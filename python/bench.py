@@ -41,9 +41,7 @@ def call_ratios(merge: bool, calls: int) -> list[float]:
 
 def import_seconds(module: str) -> float:
     code = f"import time; t = time.perf_counter(); import {module}; print(time.perf_counter() - t)"
-    printed = subprocess.run(
-        [sys.executable, "-c", code], capture_output=True, check=True
-    ).stdout
+    printed = subprocess.run([sys.executable, "-c", code], capture_output=True, check=True).stdout
     return float(printed)
 
 

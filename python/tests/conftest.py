@@ -80,9 +80,7 @@ def lines_of(program: Path) -> Callable[..., list[dict[str, Any]]]:
     return run
 
 
-def plain(
-    colour: tuple[int, int, int], height: int = 1080, width: int = 1920
-) -> ByteArray:
+def plain(colour: tuple[int, int, int], height: int = 1080, width: int = 1920) -> ByteArray:
     """A picture of one colour, B, G, R."""
     return np.full((height, width, 3), colour, np.uint8)
 

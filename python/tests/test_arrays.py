@@ -14,20 +14,14 @@ REUSES_DETECTOR = settings(
 
 
 def same(a: dirty_seg.Result, b: dirty_seg.Result) -> bool:
-    return (
-        a.boxes.tobytes() == b.boxes.tobytes()
-        and a.scores.tobytes() == b.scores.tobytes()
-    )
+    return a.boxes.tobytes() == b.boxes.tobytes() and a.scores.tobytes() == b.scores.tobytes()
 
 
 def test_read_only_arrays_are_frames(small: dirty_seg.Detector) -> None:
     picture = plain(RED)
     picture.setflags(write=False)
     assert len(small(picture)) == 2
-    assert (
-        len(small(np.frombuffer(plain(RED).tobytes(), np.uint8).reshape(1080, 1920, 3)))
-        == 2
-    )
+    assert len(small(np.frombuffer(plain(RED).tobytes(), np.uint8).reshape(1080, 1920, 3))) == 2
 
 
 def test_rows_may_be_padded(small: dirty_seg.Detector) -> None:
@@ -89,9 +83,7 @@ def test_what_is_no_picture_is_refused_with_what_it_is(
 def test_what_is_no_array_is_refused_with_its_type(
     value: object, small: dirty_seg.Detector
 ) -> None:
-    with pytest.raises(
-        TypeError, match=f"^the frame is of type {type(value).__name__}; "
-    ):
+    with pytest.raises(TypeError, match=f"^the frame is of type {type(value).__name__}; "):
         small(value)  # type: ignore[arg-type]
 
 
@@ -115,28 +107,20 @@ def test_other_types_are_refused(array: ByteArray, small: dirty_seg.Detector) ->
 
 def test_a_picture_larger_than_the_frame_is_refused_where_it_is_not_scaled() -> None:
     patches = {"patch": {"enable": True, "patches": [[0, 0, 64, 64]]}}
-    with dirty_seg.Detector(
-        NETWORKS / "seg-b1-64.onnx", patches, fit="pad"
-    ) as detector:
+    with dirty_seg.Detector(NETWORKS / "seg-b1-64.onnx", patches, fit="pad") as detector:
         with pytest.raises(ValueError, match="^the frame is .*larger than .*fit=scale"):
             detector(plain(RED, 1081, 1920))
 
 
 def test_a_picture_that_no_patch_reaches_is_a_frame_error() -> None:
     patches = {"patch": {"enable": True, "patches": [[640, 640, 64, 64]]}}
-    with dirty_seg.Detector(
-        NETWORKS / "seg-b1-64.onnx", patches, fit="pad"
-    ) as detector:
-        with pytest.raises(
-            dirty_seg.FrameError, match="no patch reaches into the picture"
-        ):
+    with dirty_seg.Detector(NETWORKS / "seg-b1-64.onnx", patches, fit="pad") as detector:
+        with pytest.raises(dirty_seg.FrameError, match="no patch reaches into the picture"):
             detector(plain(RED, 100, 100))
 
 
 SIDES = st.integers(0, 5000)
-DTYPES = st.sampled_from(
-    ["u1", "i1", "u2", "f4", "f8", "?", "c8", "S1", "O", "M8[s]", ">i4"]
-)
+DTYPES = st.sampled_from(["u1", "i1", "u2", "f4", "f8", "?", "c8", "S1", "O", "M8[s]", ">i4"])
 
 
 @REUSES_DETECTOR
@@ -159,14 +143,9 @@ def test_arrays_of_any_kind_are_frames_or_refused(
     axes = data.draw(st.permutations(range(array.ndim)))
     array = array.transpose(axes)
     steps = [data.draw(st.sampled_from([1, 2, -1, -2])) for _ in shape]
-    array = np.asarray(
-        array[tuple(slice(None, None, step) for step in steps)], array.dtype
-    )
+    array = np.asarray(array[tuple(slice(None, None, step) for step in steps)], array.dtype)
     is_frame = (
-        array.dtype == np.uint8
-        and array.ndim == 3
-        and array.shape[2] == 3
-        and array.size > 0
+        array.dtype == np.uint8 and array.ndim == 3 and array.shape[2] == 3 and array.size > 0
     )
     if is_frame:
         assert same(small(array), small(np.ascontiguousarray(array)))

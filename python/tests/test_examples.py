@@ -13,9 +13,7 @@ from conftest import MODELS, REPOSITORY
 
 TEXT = (REPOSITORY / "docs" / "PYTHON.md").read_text()
 EXAMPLES = dict(
-    re.findall(
-        r"^## (\d)\. [^\n]*\n.*?^```python\n(.*?)^```$", TEXT, re.MULTILINE | re.DOTALL
-    )
+    re.findall(r"^## (\d)\. [^\n]*\n.*?^```python\n(.*?)^```$", TEXT, re.MULTILINE | re.DOTALL)
 )
 OUTPUTS = dict(
     re.findall(

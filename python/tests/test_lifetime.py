@@ -31,9 +31,7 @@ import dirty_seg
 def run(script: str, **variables: str) -> subprocess.CompletedProcess[str]:
     """Runs a script in an interpreter of its own; it has NETWORK and PATCHES."""
     network = str(NETWORKS / "seg-b2-64.onnx")
-    head = (
-        f"import dirty_seg, numpy as np\nNETWORK = {network!r}\nPATCHES = {PATCHES!r}\n"
-    )
+    head = f"import dirty_seg, numpy as np\nNETWORK = {network!r}\nPATCHES = {PATCHES!r}\n"
     return subprocess.run(
         [sys.executable, "-c", head + textwrap.dedent(script)],
         capture_output=True,
@@ -126,9 +124,7 @@ def test_a_detector_cannot_be_pickled(small: dirty_seg.Detector) -> None:
 
 
 def test_a_frame_that_fails_leaves_the_detector_working() -> None:
-    with dirty_seg.Detector(
-        SMALL_NETWORKS / "seg-fails-on-red.onnx", PATCHES
-    ) as detector:
+    with dirty_seg.Detector(SMALL_NETWORKS / "seg-fails-on-red.onnx", PATCHES) as detector:
         for _ in range(3):
             with pytest.raises(dirty_seg.FrameError, match="inference status is 5"):
                 detector(plain(RED))
@@ -140,9 +136,7 @@ def test_threads_take_turns_on_one_detector(small: dirty_seg.Detector) -> None:
     expected = [small(picture).to_json().split("timing")[0] for picture in pictures]
     with ThreadPoolExecutor(8) as pool:
         found = list(pool.map(lambda i: small(pictures[i % 3]).to_json(), range(120)))
-    assert [line.split("timing")[0] for line in found] == [
-        expected[i % 3] for i in range(120)
-    ]
+    assert [line.split("timing")[0] for line in found] == [expected[i % 3] for i in range(120)]
 
 
 def test_detectors_work_side_by_side(floor: ByteArray) -> None:
@@ -155,9 +149,7 @@ def test_detectors_work_side_by_side(floor: ByteArray) -> None:
     assert len({line for each in found for line in each}) == 1
 
 
-def test_other_threads_run_during_a_call(
-    demo: dirty_seg.Detector, floor: ByteArray
-) -> None:
+def test_other_threads_run_during_a_call(demo: dirty_seg.Detector, floor: ByteArray) -> None:
     counted = 0
     is_over = threading.Event()
 
@@ -230,9 +222,7 @@ def test_a_stream_reads_one_frame_ahead_and_keeps_no_result(
 
 
 def test_a_streams_failure_is_raised_in_its_turn() -> None:
-    with dirty_seg.Detector(
-        SMALL_NETWORKS / "seg-fails-on-red.onnx", PATCHES
-    ) as detector:
+    with dirty_seg.Detector(SMALL_NETWORKS / "seg-fails-on-red.onnx", PATCHES) as detector:
         stream = detector.stream([plain(GREEN), plain(RED), plain(GREEN)])
         assert next(stream).labels.tolist() == [1, 1]
         with pytest.raises(dirty_seg.FrameError):
@@ -347,10 +337,7 @@ def test_the_log_goes_to_pythons_logger() -> None:
 def test_the_journal_is_told_not_to_be_had() -> None:
     result = run("dirty_seg.Detector(NETWORK, PATCHES)", SPDLOG_SYSTEMD="true")
     assert result.returncode == 0
-    assert (
-        "SetupWarning: SPDLOG_SYSTEMD is true, but this package cannot write"
-        in result.stderr
-    )
+    assert "SetupWarning: SPDLOG_SYSTEMD is true, but this package cannot write" in result.stderr
 
 
 @pytest.mark.parametrize("level", ["trace", "critical", "off", "nonsense", ""])

@@ -69,11 +69,7 @@ def test_a_result_has_what_the_network_says(small: dirty_seg.Detector) -> None:
 def test_nothing_found_is_empty_arrays(small: dirty_seg.Detector) -> None:
     result = small(plain((0, 0, 0)))
     assert result.boxes.shape == (0, 4) and result.scores.shape == (0,)
-    assert (
-        result.things == ()
-        and dict(result.label_masks) == {}
-        and result.to_coco() == []
-    )
+    assert result.things == () and dict(result.label_masks) == {} and result.to_coco() == []
     assert len(result.to_supervision()) == 0
     assert repr(result) == "<Result: nothing; 0 detections>"
 
@@ -85,11 +81,7 @@ def test_what_goes_on_in_the_next_patch_is_one_thing() -> None:
         result = detector(plain(RED))
     (thing,) = result.things
     assert thing.box == (16, 24, 72, 40)
-    assert (
-        thing.members == (0, 1)
-        and thing.pixels == 56 * 16
-        and thing.area == (16, 24, 56, 16)
-    )
+    assert thing.members == (0, 1) and thing.pixels == 56 * 16 and thing.area == (16, 24, 56, 16)
     assert thing.mask.shape == (16, 56) and (thing.mask == 255).all()
     assert (thing.label, thing.name, thing.confirmed, thing.score) == (
         0,
@@ -101,9 +93,7 @@ def test_what_goes_on_in_the_next_patch_is_one_thing() -> None:
 
 def test_things_are_not_there_unless_asked_for() -> None:
     patches = {"patch": {"enable": True, "patches": [[0, 0, 64, 64], [64, 0, 64, 64]]}}
-    with dirty_seg.Detector(
-        NETWORKS / "seg-b2-64.onnx", patches, merge=False
-    ) as detector:
+    with dirty_seg.Detector(NETWORKS / "seg-b2-64.onnx", patches, merge=False) as detector:
         result = detector(two_patches())
     assert not result.has_things
     with pytest.raises(AttributeError, match=r"expected Detector\(merge=True\)"):
@@ -204,9 +194,7 @@ def test_bits_do_not_depend_on_threads(
     threads: int, demo: dirty_seg.Detector, floor: ByteArray
 ) -> None:
     with dirty_seg.Detector(**DEMO, threads=threads) as detector:
-        assert comparable(detector(floor).to_json()) == comparable(
-            demo(floor).to_json()
-        )
+        assert comparable(detector(floor).to_json()) == comparable(demo(floor).to_json())
 
 
 def test_coco_entries_equal_the_programs(
@@ -217,33 +205,25 @@ def test_coco_entries_equal_the_programs(
     tmp_path: Path,
 ) -> None:
     frame = tmp_path / "frame.png"
-    picture = np.ascontiguousarray(
-        floor[:, :1500]
-    )  # boxes and masks in pixels of the picture
+    picture = np.ascontiguousarray(floor[:, :1500])  # boxes and masks in pixels of the picture
     cv2.imwrite(str(frame), picture)
     lines_of(*PROGRAM_DEMO, "--merge", "--coco", "--output", tmp_path / "out", frame)
     written = json.loads((tmp_path / "out" / "coco_results.json").read_text())
     assert demo(picture).to_coco() == written
 
 
-def test_masks_of_coco_are_those_of_things(
-    demo: dirty_seg.Detector, floor: ByteArray
-) -> None:
+def test_masks_of_coco_are_those_of_things(demo: dirty_seg.Detector, floor: ByteArray) -> None:
     result = demo(floor)
     assert len(result.things) > 5
     for thing, entry in zip(result.things, result.to_coco(), strict=True):
         whole = np.zeros((1080, 1920), np.uint8)
         x, y, width, height = thing.area
         whole[y : y + height, x : x + width] = thing.mask
-        np.testing.assert_array_equal(
-            coco_mask.decode(entry["segmentation"]), whole != 0
-        )
+        np.testing.assert_array_equal(coco_mask.decode(entry["segmentation"]), whole != 0)
         assert thing.pixels == int((whole != 0).sum())
 
 
-def test_supervision_has_the_same_things(
-    demo: dirty_seg.Detector, floor: ByteArray
-) -> None:
+def test_supervision_has_the_same_things(demo: dirty_seg.Detector, floor: ByteArray) -> None:
     result = demo(floor)
     detections = result.to_supervision()
     assert isinstance(detections.mask, supervision.CompactMask)
@@ -251,9 +231,7 @@ def test_supervision_has_the_same_things(
         detections.xyxy, np.array([thing.box for thing in result.things], np.float32)
     )
     assert detections.mask.area.tolist() == [thing.pixels for thing in result.things]
-    assert detections.data["class_name"].tolist() == [
-        thing.name for thing in result.things
-    ]
+    assert detections.data["class_name"].tolist() == [thing.name for thing in result.things]
 
 
 def test_a_plot_is_the_programs_overlay(
@@ -284,9 +262,7 @@ def test_a_notebook_shows_a_plot(small: dirty_seg.Detector) -> None:
 
 def test_a_plot_needs_the_frames_picture(small: dirty_seg.Detector) -> None:
     result = small(two_patches())
-    with pytest.raises(
-        ValueError, match=r"expected that of the result, \[1080, 1920, 3\]"
-    ):
+    with pytest.raises(ValueError, match=r"expected that of the result, \[1080, 1920, 3\]"):
         result.plot(plain(RED, 10, 10))
     restored = pickle.loads(pickle.dumps(result))
     with pytest.raises(ValueError, match="has no picture"):

@@ -63,14 +63,9 @@ def test_names_come_from_the_network_or_a_file(tmp_path: Path) -> None:
 
 
 def test_every_fault_of_a_configuration_is_named() -> None:
-    text = refusal(
-        NETWORK, {**PATCHES, "postprocess": {"iou_threshold": 3, "max_detections": 0}}
-    )
+    text = refusal(NETWORK, {**PATCHES, "postprocess": {"iou_threshold": 3, "max_detections": 0}})
     assert "postprocess.iou_threshold is '3'; expected a number from 0 to 1" in text
-    assert (
-        "postprocess.max_detections is '0'; expected an integer from 1 to 100000"
-        in text
-    )
+    assert "postprocess.max_detections is '0'; expected an integer from 1 to 100000" in text
 
 
 @pytest.mark.parametrize(
@@ -198,9 +193,7 @@ def test_what_has_no_effect_is_warned_of() -> None:
         ).close()
     texts = [str(warning.message) for warning in caught]
     assert any(text.startswith("fece_class_ids=7: ") for text in texts)
-    assert any(
-        text.startswith("classes= names class 9") or "classes" in text for text in texts
-    )
+    assert any(text.startswith("classes= names class 9") or "classes" in text for text in texts)
     assert caught[0].filename == __file__
 
 
@@ -230,9 +223,7 @@ KEYS = st.sampled_from(
 )
 def test_any_configuration_works_or_is_refused(patch: Any, postprocess: Any) -> None:
     try:
-        dirty_seg.Detector(
-            NETWORK, {"patch": patch, "postprocess": postprocess}
-        ).close()
+        dirty_seg.Detector(NETWORK, {"patch": patch, "postprocess": postprocess}).close()
     except dirty_seg.SetupError as error:
         assert str(error).startswith("'")
 

@@ -22,9 +22,7 @@ def test_the_stub_is_that_of_the_module(tmp_path: Path) -> None:
     made = tmp_path / "_core.pyi"
     result = run("nanobind.stubgen", "-q", "-m", "dirty_seg._core", "-o", made)
     assert result.returncode == 0, result.stderr
-    assert (
-        made.read_text() == (PYTHON / "src" / "dirty_seg" / "_core.pyi").read_text()
-    ), (
+    assert made.read_text() == (PYTHON / "src" / "dirty_seg" / "_core.pyi").read_text(), (
         "make it anew: python -m nanobind.stubgen -m dirty_seg._core "
         "-o python/src/dirty_seg/_core.pyi"
     )
@@ -55,9 +53,7 @@ def test_everything_public_has_a_docstring() -> None:
             continue
         assert item.__doc__, name
         for member, value in vars(item).items():
-            if member.startswith("_") or not (
-                callable(value) or isinstance(value, property)
-            ):
+            if member.startswith("_") or not (callable(value) or isinstance(value, property)):
                 continue
             if not value.__doc__:
                 missing.append(f"{name}.{member}")

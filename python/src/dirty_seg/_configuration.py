@@ -24,9 +24,7 @@ def to_yaml(value: Any) -> str:
     if isinstance(value, Mapping):
         items = (f"{_scalar(key)}: {to_yaml(entry)}" for key, entry in value.items())
         return "{" + ", ".join(items) + "}"
-    is_array = (
-        hasattr(value, "tolist") and not hasattr(value, "items") and value.ndim > 0
-    )
+    is_array = hasattr(value, "tolist") and not hasattr(value, "items") and value.ndim > 0
     if is_array:
         value = value.tolist()
     if isinstance(value, Sequence) and not isinstance(value, (str, bytes)):

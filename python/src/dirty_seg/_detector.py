@@ -87,9 +87,7 @@ class Detector:
         options = _core.Options()
         options.model = os.fspath(model)
         options.config, options.config_text = name_and_text(config)
-        options.threads = _in_range(
-            "threads", _whole("threads", threads), 0, _core.max_threads
-        )
+        options.threads = _in_range("threads", _whole("threads", threads), 0, _core.max_threads)
         options.names = "" if names is None else os.fspath(names)
         options.score = _in_range("score_threshold", score_threshold, 0, 1)
         options.iou = _in_range("iou_threshold", iou_threshold, 0, 1)
@@ -106,12 +104,8 @@ class Detector:
         if fece_model is not None:
             options.fece_model = os.fspath(fece_model)
         elif options.fece_class_ids:
-            raise ValueError(
-                "fece_class_ids is given without fece_model, so it has no effect"
-            )
-        options.fece_score_threshold = _in_range(
-            "fece_score_threshold", fece_score_threshold, 0, 1
-        )
+            raise ValueError("fece_class_ids is given without fece_model, so it has no effect")
+        options.fece_score_threshold = _in_range("fece_score_threshold", fece_score_threshold, 0, 1)
         options.fece_area_threshold = _in_range(
             "fece_area_threshold", fece_area_threshold, 0, float("inf")
         )
@@ -196,9 +190,7 @@ def _log(core: _core.FrameResult) -> None:
 
 def _one_of(name: str, value: str, words: tuple[str, ...]) -> str:
     if value not in words:
-        raise ValueError(
-            f"{name} is {value!r}; expected one of {', '.join(map(repr, words))}"
-        )
+        raise ValueError(f"{name} is {value!r}; expected one of {', '.join(map(repr, words))}")
     return value
 
 

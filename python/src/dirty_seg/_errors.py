@@ -3,9 +3,7 @@
 import re
 
 # Options of the host program that the shared messages name, which are parameters here.
-_OPTION = re.compile(
-    r"(?<![\w/'-])--(fece-class-ids|classes|names|fit|conf|iou|max-det) ?"
-)
+_OPTION = re.compile(r"(?<![\w/'-])--(fece-class-ids|classes|names|fit|conf|iou|max-det) ?")
 _PARAMETERS = {
     "conf": "score_threshold",
     "iou": "iou_threshold",

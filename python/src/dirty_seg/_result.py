@@ -73,9 +73,7 @@ class Plot(np.ndarray[Any, np.dtype[np.uint8]]):
 
 def _png(picture: ByteArray) -> bytes:
     height, width = picture.shape[:2]
-    rows = np.zeros(
-        (height, 1 + width * 3), np.uint8
-    )  # each begins with its filter: none
+    rows = np.zeros((height, 1 + width * 3), np.uint8)  # each begins with its filter: none
     rows[:, 1:] = picture[:, :, ::-1].reshape(height, width * 3)
 
     def chunk(kind: bytes, data: bytes) -> bytes:
@@ -85,10 +83,7 @@ def _png(picture: ByteArray) -> bytes:
     header = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
     pixels = zlib.compress(rows.tobytes(), 1)
     return (
-        b"\x89PNG\r\n\x1a\n"
-        + chunk(b"IHDR", header)
-        + chunk(b"IDAT", pixels)
-        + chunk(b"IEND", b"")
+        b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", pixels) + chunk(b"IEND", b"")
     )
 
 
@@ -162,9 +157,7 @@ class Result:
         """
         things = self._core.things
         if things is None:
-            raise AttributeError(
-                "things were not asked for; expected Detector(merge=True)"
-            )
+            raise AttributeError("things were not asked for; expected Detector(merge=True)")
         return tuple(_thing(fields) for fields in things)
 
     @property
@@ -176,9 +169,7 @@ class Result:
     def timing_ms(self) -> Mapping[str, float]:
         """Milliseconds by stage: preprocess, inference, postprocess, classify, convert, total."""
         times = self._core.timing_ms
-        return MappingProxyType(
-            {stage: times[stage] for stage in _STAGES if stage in times}
-        )
+        return MappingProxyType({stage: times[stage] for stage in _STAGES if stage in times})
 
     @property
     def non_finite(self) -> Mapping[str, int]:
@@ -210,16 +201,10 @@ class Result:
 
     def __repr__(self) -> str:
         counts: dict[str, int] = {}
-        shown = (
-            [thing.name for thing in self.things]
-            if self.has_things
-            else list(self.names)
-        )
+        shown = [thing.name for thing in self.things] if self.has_things else list(self.names)
         for name in shown:
             counts[name] = counts.get(name, 0) + 1
-        found = (
-            ", ".join(f"{count} {name}" for name, count in counts.items()) or "nothing"
-        )
+        found = ", ".join(f"{count} {name}" for name, count in counts.items()) or "nothing"
         return f"<Result: {found}; {len(self)} detections>"
 
     def to_json(self, source: str = "", frame: int = 0) -> str:
@@ -255,9 +240,7 @@ class Result:
                 "to_supervision needs supervision 0.28 or newer: pip install 'supervision>=0.28'"
             ) from error
         entries = self.to_coco()
-        boxes = np.array([entry["bbox"] for entry in entries], np.float32).reshape(
-            -1, 4
-        )
+        boxes = np.array([entry["bbox"] for entry in entries], np.float32).reshape(-1, 4)
         boxes[:, 2:] += boxes[:, :2]
         masks = None
         if entries:
@@ -272,9 +255,7 @@ class Result:
             confidence=np.array([entry["score"] for entry in entries], np.float32),
             class_id=classes,
             data={
-                "class_name": np.array(
-                    [names.get(i, f"class {i}") for i in classes.tolist()], str
-                )
+                "class_name": np.array([names.get(i, f"class {i}") for i in classes.tolist()], str)
             },
         )
 
@@ -318,7 +299,5 @@ def _thing(fields: tuple[Any, ...]) -> Thing:
     )
 
 
-def _restore(
-    line: str, labels: tuple[dict[int, str], bool, int], complaints: list[str]
-) -> Result:
+def _restore(line: str, labels: tuple[dict[int, str], bool, int], complaints: list[str]) -> Result:
     return Result(_core.FrameResult.from_line(line, _core.Labels(*labels), complaints))

@@ -29,9 +29,7 @@ FORMS = "--merge --coco --yolo --polygons --crops --video".split()
 
 def write_video(path: Path, frames: int, keep: float = 1.0) -> None:
     """Motion JPEG; with `keep`, cut short."""
-    writer = cv2.VideoWriter(
-        str(path), cv2.VideoWriter_fourcc(*"MJPG"), 10.0, (WIDTH, HEIGHT)
-    )
+    writer = cv2.VideoWriter(str(path), cv2.VideoWriter_fourcc(*"MJPG"), 10.0, (WIDTH, HEIGHT))
     for number in range(frames):
         picture = np.full((HEIGHT, WIDTH, 3), COLOURS["red"], np.uint8)
         cv2.putText(picture, str(number), (900, 500), 0, 9.0, (255, 255, 255), 9)
