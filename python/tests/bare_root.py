@@ -13,7 +13,7 @@ detector = dirty_seg.Detector(
     fece_class_ids=[5],
 )
 result = detector(cv2.imread("models/frames/tiles.jpg"))
-for box, score, name in zip(result.boxes, result.scores, result.names):
+for box, score, name in zip(result.boxes, result.scores, result.names, strict=True):
     print(f"{name} {score:.3f} {box}")
 assert "faeces" in result.names
 with open("results.jsonl", "w") as lines:

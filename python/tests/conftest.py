@@ -11,7 +11,6 @@ import cv2
 import numpy as np
 import numpy.typing as npt
 import pytest
-
 from hypothesis import settings
 
 import dirty_seg
