@@ -150,11 +150,12 @@ make_venv() {
     say "making a virtual environment in ${VENV_DIR#"${REPO}/"} (about 800 MB)"
     rm -rf "${VENV_DIR}"
     mkdir -p "${VENV_DIR%/*}"
-    run_quietly /usr/bin/python3 -m venv "${VENV_DIR}" &&
-      run_quietly "${VENV_DIR}/bin/pip" install --disable-pip-version-check --only-binary :all: \
-        --require-hashes --requirement "${REQUIREMENTS}" ||
+    if ! run_quietly /usr/bin/python3 -m venv "${VENV_DIR}" ||
+      ! run_quietly "${VENV_DIR}/bin/pip" install --disable-pip-version-check --only-binary :all: \
+        --require-hashes --requirement "${REQUIREMENTS}"; then
       fail "'pip install' of python/requirements.txt failed; its last lines stand above." \
         "Check the network and pip's settings ('pip config list'), then run this again."
+    fi
     cp "${REQUIREMENTS}" "${VENV_DIR}/installed-requirements.txt"
   fi
   exec {lock}<&-
