@@ -15,18 +15,11 @@ from pathlib import Path
 
 import numpy as np
 
+import run_lengths
 from data import CLASSES, SIDE, areas_of, pieces_of
 from evaluate import owners_of, truth_of
 
 TO_NETWORK = SIDE / 640  # network pixels a frame pixel
-
-
-def run_lengths(mask: np.ndarray) -> dict:
-    """Uncompressed ones, column by column, beginning with zeros."""
-    flat = mask.T.ravel()
-    changes = np.flatnonzero(np.diff(flat)) + 1
-    lengths = np.diff(np.concatenate([[0], changes, [len(flat)]])).tolist()
-    return {"size": list(mask.shape), "counts": ([0] if flat[0] else []) + lengths}
 
 
 def annotations_of(owners: np.ndarray, things: list[dict]) -> list[dict]:
@@ -39,7 +32,7 @@ def annotations_of(owners: np.ndarray, things: list[dict]) -> list[dict]:
                 "bbox": [left, top, right - left, bottom - top],
                 "area": int(piece.mask.sum()),
                 "iscrowd": int(not piece.counts),
-                "segmentation": run_lengths(piece.mask),
+                "segmentation": run_lengths.of(piece.mask),
             }
         )
     return found

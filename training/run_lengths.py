@@ -1,10 +1,18 @@
-"""COCO's compressed run lengths of masks."""
+"""COCO's run lengths of masks."""
 
 import numpy as np
 
 
+def of(mask: np.ndarray) -> dict:
+    """{"size": [height, width], "counts": [...]} of bools [height, width], not compressed."""
+    flat = mask.T.ravel()  # column by column
+    changes = np.flatnonzero(np.diff(flat)) + 1
+    lengths = np.diff([0, *changes, len(flat)]).tolist()
+    return {"size": list(mask.shape), "counts": [0, *lengths] if flat[0] else lengths}
+
+
 def decode(record: dict) -> np.ndarray:
-    """The mask of {"size": [height, width], "counts": "..."}: uint8, 0 or 255."""
+    """The mask of compressed ones, {"size": [height, width], "counts": "..."}: uint8, 0 or 255."""
     lengths: list[int] = []
     number, shift = 0, 0
     for character in record["counts"].encode():

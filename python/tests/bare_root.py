@@ -17,5 +17,5 @@ for box, score, name in zip(result.boxes, result.scores, result.names, strict=Tr
     print(f"{name} {score:.3f} {box}")
 assert "faeces" in result.names
 with open("results.jsonl", "w") as lines:
-    for path in sorted(Path("frames").glob("*.png")):
+    for path in sorted(Path("frames/frames").glob("*.jpg")):
         lines.write(detector(cv2.imread(str(path))).to_json(str(path)) + "\n")

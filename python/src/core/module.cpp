@@ -32,6 +32,7 @@
 #include "frames.h"
 #include "geometry/letterbox.h"
 #include "results/frame_record.h"
+#include "results/run_length.h"
 #include "results/stored_record.h"
 #include "session.h"
 #include "things/shown.h"
@@ -50,13 +51,16 @@ using Picture = nb::ndarray<nb::numpy, std::uint8_t, nb::ndim<3>>;
 using Size = std::pair<int, int>;      // height, width
 using Rectangle = std::array<int, 4>;  // x, y, width, height
 
-// What a result's arrays look into lives as long as one of them does.
-nb::capsule OwnerOf(ResultPointer result) {
-  auto holder = std::make_unique<ResultPointer>(std::move(result));
-  nb::capsule owner(holder.get(),
-                    [](void* held) noexcept { delete static_cast<ResultPointer*>(held); });
-  holder.release();
+// What arrays look into lives as long as one of them does.
+template <typename Held>
+nb::capsule OwnerOf(std::unique_ptr<Held> held) {
+  nb::capsule owner(held.get(), [](void* pointer) noexcept { delete static_cast<Held*>(pointer); });
+  held.release();
   return owner;
+}
+
+nb::capsule OwnerOf(ResultPointer result) {
+  return OwnerOf(std::make_unique<ResultPointer>(std::move(result)));
 }
 
 template <typename Value>
@@ -76,10 +80,8 @@ View<float, nb::shape<-1, 4>> ImageBoxesOf(const ResultPointer& result) {
     for (const float edge : BoxInPicture(box, result->record.fit)) boxes->push_back(edge);
   }
   const std::vector<float>& values = *boxes;
-  const nb::capsule owner(
-      boxes.get(), [](void* held) noexcept { delete static_cast<std::vector<float>*>(held); });
-  boxes.release();
-  return View<float, nb::shape<-1, 4>>(values.data(), {values.size() / 4, 4}, owner);
+  return View<float, nb::shape<-1, 4>>(values.data(), {values.size() / 4, 4},
+                                       OwnerOf(std::move(boxes)));
 }
 
 Mask MaskOf(const ResultPointer& result, const cv::Mat& mask) {
@@ -177,13 +179,22 @@ std::string LineOf(const FrameResult& result, const std::string& source, std::in
 }
 
 ResultPointer ResultOfLine(const std::string& line, const std::shared_ptr<Labels>& labels,
-                           std::vector<std::string> complaints) {
-  const StoredFrame stored = ReadStoredFrame(line, "results", 1);
+                           std::vector<std::string> complaints, const std::string& file,
+                           std::size_t number) {
+  const StoredFrame stored = ReadStoredFrame(line, file, number);
   FrameRecord record = RecordOf(stored);
   AddMasks(stored, record);
   record.outcome.complaints = std::move(complaints);
   record.outcome.non_finite = stored.non_finite;
   return MakeResult(std::move(record), labels);
+}
+
+// A mask, 0 or 255, of COCO's compressed run lengths. std::invalid_argument becomes ValueError.
+Mask MaskOfRunLengths(std::int32_t height, std::int32_t width, const std::string& counts) {
+  auto decoded = std::make_unique<cv::Mat>(DecodeRunLengths({height, width, counts}));
+  const cv::Mat& mat = *decoded;
+  return Mask(mat.data, {static_cast<std::size_t>(mat.rows), static_cast<std::size_t>(mat.cols)},
+              OwnerOf(std::move(decoded)), {static_cast<std::int64_t>(mat.step[0]), 1});
 }
 
 Shown ShownOf(const FrameResult& result) {
@@ -215,12 +226,9 @@ Picture Draw(const FrameResult& result, nb::handle object) {
   auto drawn = std::make_unique<cv::Mat>(
       WithoutInterpreter([&] { return DrawOverlay(*picture, ShownOf(result), *result.labels); }));
   const cv::Mat& mat = *drawn;
-  const nb::capsule owner(drawn.get(),
-                          [](void* held) noexcept { delete static_cast<cv::Mat*>(held); });
-  drawn.release();
   return Picture(mat.data,
-                 {static_cast<std::size_t>(mat.rows), static_cast<std::size_t>(mat.cols), 3}, owner,
-                 {static_cast<std::int64_t>(mat.step[0]), 3, 1});
+                 {static_cast<std::size_t>(mat.rows), static_cast<std::size_t>(mat.cols), 3},
+                 OwnerOf(std::move(drawn)), {static_cast<std::int64_t>(mat.step[0]), 3, 1});
 }
 
 ResultPointer Detect(Session& session, nb::handle object, const std::string& fit) {
@@ -308,7 +316,8 @@ void BindLabels(nb::module_& module) {
 
 void BindResult(nb::module_& module) {
   nb::class_<FrameResult>(module, "FrameResult")
-      .def_static("from_line", &ResultOfLine, "line"_a, "labels"_a, "complaints"_a)
+      .def_static("from_line", &ResultOfLine, "line"_a, "labels"_a, "complaints"_a,
+                  "file"_a = "results", "number"_a = 1)
       .def_prop_ro("success",
                    [](const FrameResult& result) { return result.record.outcome.result.success; })
       .def_prop_ro("message",
@@ -398,6 +407,7 @@ NB_MODULE(_core, module) {
   module.attr("max_class_id") = kMaxClassId;
   module.attr("max_detections") = nuvik::model::kMaxDetections;
   module.attr("max_threads") = nuvik::alg::common::kAIMaxThreads;
+  module.def("decode_run_lengths", &MaskOfRunLengths, "height"_a, "width"_a, "counts"_a);
   module.def("frame_size", [] {
     const cv::Size size = nuvik::geometry::FrameSize();
     return Size(size.height, size.width);

@@ -17,6 +17,13 @@ from dirty_seg._errors import (
     SetupWarning,
     UsageError,
 )
+from dirty_seg._evaluation import (
+    AveragePrecision,
+    ClassEvaluation,
+    Evaluation,
+    Figure,
+    evaluate,
+)
 from dirty_seg._result import Candidate, Plot, Result, Thing
 
 #: Height and width of the detector's frame, in pixels.
@@ -25,9 +32,13 @@ __version__: str = _core.version
 
 __all__ = [
     "FRAME_SIZE",
+    "AveragePrecision",
     "Candidate",
+    "ClassEvaluation",
     "Detector",
     "DirtySegError",
+    "Evaluation",
+    "Figure",
     "FrameError",
     "Plot",
     "Result",
@@ -36,4 +47,5 @@ __all__ = [
     "Thing",
     "UsageError",
     "__version__",
+    "evaluate",
 ]

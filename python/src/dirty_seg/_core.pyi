@@ -102,7 +102,7 @@ class Labels:
 
 class FrameResult:
     @staticmethod
-    def from_line(line: str, labels: Labels, complaints: Sequence[str]) -> FrameResult: ...
+    def from_line(line: str, labels: Labels, complaints: Sequence[str], file: str = 'results', number: int = 1) -> FrameResult: ...
 
     @property
     def success(self) -> bool: ...
@@ -192,5 +192,7 @@ max_class_id: int = 1000000
 max_detections: int = 100000
 
 max_threads: int = 1024
+
+def decode_run_lengths(height: int, width: int, counts: str) -> Annotated[NDArray[numpy.uint8], dict(shape=(None, None), writable=False)]: ...
 
 def frame_size() -> tuple[int, int]: ...
