@@ -15,11 +15,18 @@ from pathlib import Path
 
 import numpy as np
 
-import run_lengths
 from data import CLASSES, SIDE, areas_of, pieces_of
-from evaluate import owners_of, truth_of
+from truth import owners_of, truth_of
 
 TO_NETWORK = SIDE / 640  # network pixels a frame pixel
+
+
+def run_lengths(mask: np.ndarray) -> dict:
+    """{"size": [height, width], "counts": [...]} of bools [height, width], not compressed."""
+    flat = mask.T.ravel()  # column by column
+    changes = np.flatnonzero(np.diff(flat)) + 1
+    lengths = np.diff([0, *changes, len(flat)]).tolist()
+    return {"size": list(mask.shape), "counts": [0, *lengths] if flat[0] else lengths}
 
 
 def annotations_of(owners: np.ndarray, things: list[dict]) -> list[dict]:
@@ -32,7 +39,7 @@ def annotations_of(owners: np.ndarray, things: list[dict]) -> list[dict]:
                 "bbox": [left, top, right - left, bottom - top],
                 "area": int(piece.mask.sum()),
                 "iscrowd": int(not piece.counts),
-                "segmentation": run_lengths.of(piece.mask),
+                "segmentation": run_lengths(piece.mask),
             }
         )
     return found

@@ -9,7 +9,8 @@ with a 95 % confidence interval by resampling frames, and false detections a cle
     by patch   what each patch shows of each piece of dirt is a piece by itself, as the network sees
                it; a detection belongs to the patch that its box's centre lies in, so that this
                figure is for patches that do not overlap
-    by frame   a piece of dirt is one, whatever patches it lies across
+    by frame   a piece of dirt is one, whatever patches it lies across; by the Python package's
+               dirty_seg.evaluate
 The host's record has one mask a label, so a detection's mask is its label's mask within its box.
 With --merge the host joins what several patches show of one thing, and its things, which have masks
 of their own, are measured by frame.
@@ -19,6 +20,7 @@ out on sheets of which a network that finds the fixed places of the crops hands 
 
 import argparse
 import json
+import os
 import subprocess
 import sys
 import tempfile
@@ -30,12 +32,15 @@ import cv2
 import numpy as np
 
 import metrics
-import run_lengths
+from coco_truth import ground_truth
 from crop_sheets import FAECES_LABEL, PLACES, Sheet, make_sheets, place_network
 from data import CLASSES, SIDE, areas_of, pieces_of
 from options import present_file
+from truth import owners_of, truth_of
 
-PROGRAM = Path(__file__).resolve().parents[1] / "build" / "release" / "bin" / "dirty_seg"
+REPOSITORY = Path(__file__).resolve().parents[1]
+PROGRAM = REPOSITORY / "build" / "dev" / "bin" / "dirty_seg"
+PYTHON = REPOSITORY / "third_party" / "python" / "venv" / "bin" / "python"
 LAYOUTS = {
     "tiles": [[x, y, 640, 540] for y in (0, 540) for x in (0, 640, 1280)],
     "overlapping": [[x, y, 640, 640] for y in (0, 440) for x in (0, 640, 1280)],
@@ -50,7 +55,6 @@ class Detection(NamedTuple):
     label: int
     score: float
     box: list[float]  # x1, y1, x2, y2 in frame pixels
-    mask: Array | None = None  # of the frame; None: its label's, within the box
 
 
 def configuration(layout: list[list[int]], score: float, overlap: float) -> str:
@@ -93,13 +97,6 @@ def detect(
 def detections_of(record: dict) -> list[Detection]:
     return [
         Detection(*found) for found in zip(record["labels"], record["scores"], record["bboxes"])
-    ]
-
-
-def things_of(record: dict) -> list[Detection]:
-    return [
-        Detection(thing["label"], thing["score"], thing["bbox"], run_lengths.decode(thing["rle"]))
-        for thing in record["things"]
     ]
 
 
@@ -198,8 +195,7 @@ class Judge:
                 boxes[row, column] = box_overlap(own, piece.box)
                 if boxes[row, column] > 0:
                     area = int(piece.mask.sum())
-                    mask = part if item.mask is None else item.mask[window]
-                    masks[row, column] = mask_overlap(mask, own, piece.mask, area)
+                    masks[row, column] = mask_overlap(part, own, piece.mask, area)
                 if not piece.counts:
                     covered[row] |= covers(own, piece.box) > MOST_COVERED
         metrics.add(self.boxes[label], number, scores, boxes, counts, covered)
@@ -229,27 +225,6 @@ def covers(box: list[float], piece: tuple) -> float:
     return max(width, 0.0) * max(height, 0.0) / max((box[2] - box[0]) * (box[3] - box[1]), 1e-9)
 
 
-def truth_of(folder: Path) -> list[dict]:
-    index = folder / "truth" / "index.jsonl"
-    if not index.is_file():
-        raise SystemExit(f"--frames: '{index}' is missing; render frames first (render_frames.py)")
-    lines = [json.loads(line) for line in index.read_text().splitlines()]
-    names = {line["frame"] for line in lines}
-    strange = sorted(names ^ {path.name for path in (folder / "frames").glob("*.jpg")})
-    if strange:
-        raise SystemExit(
-            f"--frames: '{strange[0]}' is not both in '{index}' and beside it under frames/;"
-            " render them again, into an empty folder (render_frames.py)"
-        )
-    return lines
-
-
-def owners_of(folder: Path, line: dict) -> Array:
-    return cv2.imread(
-        str(folder / "truth" / Path(line["frame"]).with_suffix(".png")), cv2.IMREAD_GRAYSCALE
-    )
-
-
 def label_masks(output: Path, record: dict) -> dict[int, Array]:
     return {
         int(label): cv2.imread(str(output / entry["file"]), cv2.IMREAD_GRAYSCALE)
@@ -260,9 +235,8 @@ def label_masks(output: Path, record: dict) -> dict[int, Array]:
 def segment(options: argparse.Namespace) -> dict:
     layout = LAYOUTS[options.layout]
     lines = truth_of(options.frames)
-    judges = {"by frame": Judge([Unit(0, 0, 1920, 1080)])}
-    if options.layout == "tiles" and not options.merge:
-        judges = {"by patch": Judge([Unit(*patch) for patch in layout]), **judges}
+    is_by_patch = options.layout == "tiles" and not options.merge
+    judge = Judge([Unit(*patch) for patch in layout])
     clean, falsely = [], []
     with tempfile.TemporaryDirectory() as scratch:
         output = Path(scratch) / "found"
@@ -272,22 +246,63 @@ def segment(options: argparse.Namespace) -> dict:
         for number, (line, record) in enumerate(zip(lines, records, strict=True)):
             if Path(record["source"]).name != line["frame"]:
                 raise SystemExit(f"{record['source']}: the truth expects {line['frame']} here")
-            found = things_of(record) if options.merge else detections_of(record)
             if line["clean"]:
                 clean.append(number)
-                falsely.append(sum(item.score > options.score for item in found))
-            masks, owners = label_masks(output, record), owners_of(options.frames, line)
-            for judge in judges.values():
-                judge.add(number, owners, line["things"], found, masks)
+                falsely.append(sum(score > options.score for score in scores_of(record)))
+            if is_by_patch:
+                owners, masks = owners_of(options.frames, line), label_masks(output, record)
+                judge.add(number, owners, line["things"], detections_of(record), masks)
+        by_frame = figures_by_frame(options, output)
     result = {"frames": len(lines) - len(clean), "clean frames": len(clean)}
-    for name, judge in judges.items():
+    if is_by_patch:
         figures = judge.figures(len(lines))
-        result[name] = {key: figure.record() for key, figure in figures.items()}
-        result[name]["mask AP50 of each class"] = judge.by_class(len(lines))
+        result["by patch"] = {key: figure.record() for key, figure in figures.items()}
+        result["by patch"]["mask AP50 of each class"] = judge.by_class(len(lines))
+    result["by frame"] = by_frame
     if clean:
         figure = metrics.mean_with_interval(np.array(falsely, float))
         result[f"false detections a clean frame above {options.score}"] = figure.record()
     return result
+
+
+def scores_of(record: dict) -> list[float]:
+    """Of things, if they were asked for."""
+    return (
+        [thing["score"] for thing in record["things"]] if "things" in record else record["scores"]
+    )
+
+
+def figures_by_frame(options: argparse.Namespace, results: Path) -> dict:
+    """The Python package's measure: what people compare detectors by."""
+    package = options.program.parents[1] / "python"
+    for path in (PYTHON, package / "dirty_seg" / "evaluate.py"):
+        if not path.is_file():
+            raise SystemExit(
+                f"'{path}' is missing, which measures by frame; run scripts/setup.sh and build"
+                " with -DDIRTY_SEG_PYTHON=ON, as the preset dev does"
+            )
+    truth = results.with_name("coco.json")
+    truth.write_text(json.dumps(ground_truth(options.frames)))
+    command = [str(PYTHON), "-m", "dirty_seg.evaluate", "--json", str(results), str(truth)]
+    done = subprocess.run(
+        command,
+        capture_output=True,
+        text=True,
+        check=False,
+        env={**os.environ, "PYTHONPATH": str(package)},
+    )
+    if done.returncode != 0:
+        raise SystemExit(f"{' '.join(command)}\nended with {done.returncode}:\n{done.stderr}")
+    measured = json.loads(done.stdout)
+    figures = {
+        f"{name} {measure}": [round(figure[key], 4) for key in ("value", "low", "high")]
+        for name, part in (("box", measured["boxes"]), ("mask", measured["masks"]))
+        for measure, figure in (("mAP50", part["ap50"]), ("mAP50-95", part["ap50_95"]))
+    }
+    figures["mask AP50 of each class"] = {
+        part["name"]: round(part["masks"]["ap50"]["value"], 4) for part in measured["classes"]
+    }
+    return figures
 
 
 # ---- Classification -----------------------------------------------------------------------------
@@ -345,7 +360,9 @@ def parse() -> argparse.Namespace:
     parser.add_argument("task", choices=("segment", "classify"))
     parser.add_argument("--frames", type=Path, required=True)
     parser.add_argument("--model", type=present_file, required=True)
-    parser.add_argument("--program", type=Path, default=PROGRAM)
+    parser.add_argument(
+        "--program", type=Path, default=PROGRAM, help="of a build with the Python package"
+    )
     parser.add_argument("--merge", action="store_true", help="measure things")
     parser.add_argument("--layout", choices=LAYOUTS, default="tiles")
     parser.add_argument(

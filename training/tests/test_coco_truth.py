@@ -4,20 +4,19 @@ import unittest
 
 import numpy as np
 
-import coco_truth
-import run_lengths
+from coco_truth import annotations_of, run_lengths
 
 
 class RunLengthsTest(unittest.TestCase):
     def test_columns_from_top_to_bottom_beginning_with_zeros(self) -> None:
         mask = np.array([[0, 1, 1], [0, 1, 0]], bool)
-        self.assertEqual(run_lengths.of(mask), {"size": [2, 3], "counts": [2, 3, 1]})
+        self.assertEqual(run_lengths(mask), {"size": [2, 3], "counts": [2, 3, 1]})
 
     def test_one_whose_first_pixel_is_set(self) -> None:
-        self.assertEqual(run_lengths.of(np.ones((2, 2), bool))["counts"], [0, 4])
+        self.assertEqual(run_lengths(np.ones((2, 2), bool))["counts"], [0, 4])
 
     def test_one_without_a_pixel(self) -> None:
-        self.assertEqual(run_lengths.of(np.zeros((2, 2), bool))["counts"], [4])
+        self.assertEqual(run_lengths(np.zeros((2, 2), bool))["counts"], [4])
 
 
 class AnnotationsTest(unittest.TestCase):
@@ -29,7 +28,7 @@ class AnnotationsTest(unittest.TestCase):
             {"number": 1, "label": 4, "kind": "mud track"},
             {"number": 2, "label": 0, "kind": "liquid spill"},
         ]
-        self.annotations = coco_truth.annotations_of(owners, things)
+        self.annotations = annotations_of(owners, things)
 
     def test_a_piece_has_its_box_and_its_mask(self) -> None:
         piece = self.annotations[0]
