@@ -1,6 +1,8 @@
 """What a detector is made from, and what is said of what is wrong with it."""
 
+import base64
 import json
+import os
 import warnings
 from pathlib import Path
 from typing import Any
@@ -236,3 +238,24 @@ def test_yaml_of_a_mapping_is_one_line(value: Any) -> None:
         assert text == f'{{"key": {to_yaml(value)}}}'
     if isinstance(value, str):
         assert json.loads(to_yaml(value)) == value
+
+
+def test_a_path_need_not_be_valid_utf_8(tmp_path: Path) -> None:
+    name = os.fsencode(tmp_path) + b"/\xff.onnx"
+    with pytest.raises(dirty_seg.SetupError) as raised:
+        dirty_seg.Detector(name, PATCHES)
+    assert f"'{os.fsdecode(name)}': cannot be opened" in str(raised.value)
+    with open(name, "wb") as file:
+        file.write((NETWORKS / "seg-b2-64.onnx").read_bytes())
+    for path in (name, os.fsdecode(name), Path(os.fsdecode(name))):
+        with dirty_seg.Detector(path, PATCHES) as detector:
+            line = json.loads(detector(plain(RED)).to_json(os.fsdecode(name)))
+            assert base64.b64decode(line["source_bytes"]) == name
+
+
+@pytest.mark.parametrize("key", ["model", "config", "names", "fece_model"])
+def test_a_path_with_a_null_character_is_refused(key: str) -> None:
+    options: dict[str, Any] = {"model": NETWORKS / "seg-b2-64.onnx", "config": PATCHES}
+    options[key] = "a\0b"
+    with pytest.raises(ValueError, match=f"^{key} is 'a.x00b'; expected a path"):
+        dirty_seg.Detector(**options)

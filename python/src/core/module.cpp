@@ -51,6 +51,18 @@ using Picture = nb::ndarray<nb::numpy, std::uint8_t, nb::ndim<3>>;
 using Size = std::pair<int, int>;      // height, width
 using Rectangle = std::array<int, 4>;  // x, y, width, height
 
+// Texts as Python has file names: what is not valid UTF-8 is kept as surrogates.
+nb::str TextOf(const std::string& text) {
+  return nb::steal<nb::str>(
+      PyUnicode_DecodeFSDefaultAndSize(text.data(), static_cast<Py_ssize_t>(text.size())));
+}
+
+std::string BytesOf(const nb::str& text) {
+  const nb::object bytes = nb::steal(PyUnicode_EncodeFSDefault(text.ptr()));
+  if (!bytes.is_valid()) nb::raise_python_error();
+  return {PyBytes_AS_STRING(bytes.ptr()), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes.ptr()))};
+}
+
 // What arrays look into lives as long as one of them does.
 template <typename Held>
 nb::capsule OwnerOf(std::unique_ptr<Held> held) {
@@ -168,9 +180,9 @@ std::vector<std::string> ComplaintsOf(const FrameResult& result) {
   return complaints;
 }
 
-std::string LineOf(const FrameResult& result, const std::string& source, std::int64_t frame) {
+std::string LineOf(const FrameResult& result, const nb::str& source, std::int64_t frame) {
   FrameRecord record = result.record;
-  record.source = source;
+  record.source = BytesOf(source);
   record.frame = frame;
   const Stopwatch watch;
   record.masks = DescribeMasks(record.outcome.result);
@@ -178,10 +190,10 @@ std::string LineOf(const FrameResult& result, const std::string& source, std::in
   return ToText(ToJson(record, *result.labels));
 }
 
-ResultPointer ResultOfLine(const std::string& line, const std::shared_ptr<Labels>& labels,
-                           std::vector<std::string> complaints, const std::string& file,
+ResultPointer ResultOfLine(const nb::str& line, const std::shared_ptr<Labels>& labels,
+                           std::vector<std::string> complaints, const nb::str& file,
                            std::size_t number) {
-  const StoredFrame stored = ReadStoredFrame(line, file, number);
+  const StoredFrame stored = ReadStoredFrame(BytesOf(line), BytesOf(file), number);
   FrameRecord record = RecordOf(stored);
   AddMasks(stored, record);
   record.outcome.complaints = std::move(complaints);
@@ -250,7 +262,7 @@ std::vector<Rectangle> PatchesOf(const Session& session) {
 // those of the package.
 void Raise(const char* type, const std::string& text) {
   const nb::object errors = nb::module_::import_("dirty_seg._errors");
-  const nb::object words = errors.attr("in_python_words")(nb::str(text.c_str(), text.size()));
+  const nb::object words = errors.attr("in_python_words")(TextOf(text));
   const nb::object raised = type == nullptr ? nb::borrow(PyExc_ValueError) : errors.attr(type);
   PyErr_SetObject(raised.ptr(), words.ptr());
 }
@@ -265,14 +277,29 @@ void Translate(const std::exception_ptr& exception, void* /*payload*/) try {
   Raise(nullptr, std::string("the frame ") + error.what());
 }
 
+template <std::string DetectorOptions::*member>
+void BindText(nb::class_<DetectorOptions>& options, const char* name) {
+  options.def_prop_rw(
+      name, [](const DetectorOptions& o) { return TextOf(o.*member); },
+      [](DetectorOptions& o, const nb::str& text) { o.*member = BytesOf(text); });
+}
+
 void BindOptions(nb::module_& module) {
-  nb::class_<DetectorOptions>(module, "Options")
-      .def(nb::init<>())
-      .def_rw("model", &DetectorOptions::model)
-      .def_rw("config", &DetectorOptions::config)
-      .def_rw("config_text", &DetectorOptions::config_text, nb::arg().none())
-      .def_rw("names", &DetectorOptions::names)
-      .def_rw("fece_model", &DetectorOptions::fece_model)
+  nb::class_<DetectorOptions> options(module, "Options");
+  BindText<&DetectorOptions::model>(options, "model");
+  BindText<&DetectorOptions::config>(options, "config");
+  BindText<&DetectorOptions::names>(options, "names");
+  BindText<&DetectorOptions::fece_model>(options, "fece_model");
+  options.def(nb::init<>())
+      .def_prop_rw(
+          "config_text",
+          [](const DetectorOptions& o) {
+            return o.config_text ? std::optional(TextOf(*o.config_text)) : std::nullopt;
+          },
+          [](DetectorOptions& o, const std::optional<nb::str>& text) {
+            o.config_text = text ? std::optional(BytesOf(*text)) : std::nullopt;
+          },
+          nb::arg().none())
       .def_rw("fece_class_ids", &DetectorOptions::fece_class_ids)
       .def_rw("fece_score_threshold", &DetectorOptions::fece_score_threshold)
       .def_rw("fece_area_threshold", &DetectorOptions::fece_area_threshold)
@@ -387,7 +414,14 @@ void BindSession(nb::module_& module) {
                return 0;
              });
            })
-      .def_prop_ro("warnings", &Session::warnings)
+      .def_prop_ro("warnings",
+                   [](const Session& session) {
+                     std::vector<nb::str> warnings;
+                     for (const std::string& text : session.warnings()) {
+                       warnings.push_back(TextOf(text));
+                     }
+                     return warnings;
+                   })
       .def_prop_ro(
           "labels",
           [](const Session& session) { return std::const_pointer_cast<Labels>(session.labels()); })

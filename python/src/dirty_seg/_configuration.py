@@ -42,7 +42,10 @@ def name_and_text(configuration: Configuration) -> tuple[str, str | None]:
     if isinstance(configuration, str) and (not configuration or "\n" in configuration):
         return "configuration", configuration
     if isinstance(configuration, (str, os.PathLike)):
-        return os.fspath(configuration), None
+        name = os.fsdecode(configuration)
+        if "\0" in name:
+            raise ValueError(f"config is {name!r}; expected a path, which has no null character")
+        return name, None
     raise TypeError(
         f"the configuration is of type {type(configuration).__name__}; "
         "expected a path, a mapping, or YAML of several lines"

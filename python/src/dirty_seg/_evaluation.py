@@ -218,7 +218,7 @@ def _of_item(item: Any, i: int) -> tuple[str, _core.FrameResult]:
     if isinstance(item, tuple) and len(item) == 2:
         name, result = item
         if isinstance(name, (str, os.PathLike)) and isinstance(result, Result):
-            return os.fspath(name), result._core
+            return os.fsdecode(name), result._core
     raise ValueError(
         f"results[{i}] is of type {type(item).__name__}; expected a line of results.jsonl, or a "
         "file name and its Result"

@@ -89,7 +89,7 @@ def read(ground_truth: str | os.PathLike[str] | Mapping[str, Any]) -> GroundTrut
     """
     if isinstance(ground_truth, Mapping):
         return _Reader("the ground truth").read(ground_truth)
-    name = os.fspath(ground_truth)
+    name = os.fsdecode(ground_truth)
     try:
         with open(name, encoding="utf-8") as file:
             content = json.load(file)
