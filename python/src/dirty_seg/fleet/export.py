@@ -1,0 +1,39 @@
+"""A run's frames in the forms of other tools."""
+
+from __future__ import annotations
+
+import json
+from collections.abc import Iterator
+from typing import Any
+
+import dirty_seg._core as _core
+from dirty_seg._result import Result
+from dirty_seg.fleet.dataset import Output
+from dirty_seg.fleet.rows import line_of
+
+
+def lines(output: Output) -> Iterator[str]:
+    """Lines of results.jsonl, in order of source, topic and ordinal."""
+    for batch in output.rows().to_batches(max_chunksize=100):
+        for row in batch.to_pylist():
+            yield line_of(row)
+
+
+def coco(output: Output) -> dict[str, Any]:
+    """COCO's format: images, categories, and what was found as annotations with a score."""
+    images: list[dict[str, Any]] = []
+    annotations: list[dict[str, Any]] = []
+    names: dict[int, str] = {}
+    for number, text in enumerate(lines(output), 1):
+        line = json.loads(text)
+        height, width = line["image_size"]
+        name = f"{line['source']}#{line['frame']}" if line["frame"] else line["source"]
+        images.append({"id": number, "file_name": name, "height": height, "width": width})
+        names |= {int(label): name for label, name in line["label_names"].items()}
+        labels = _core.Labels({}, False, 0)
+        result = Result(_core.FrameResult.from_line(text, labels, []))
+        for entry in result.to_coco(number):
+            names.setdefault(entry["category_id"], f"class {entry['category_id']}")
+            annotations.append({"id": len(annotations) + 1, **entry})
+    categories = [{"id": label, "name": name} for label, name in sorted(names.items())]
+    return {"images": images, "categories": categories, "annotations": annotations}

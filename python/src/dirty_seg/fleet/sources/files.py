@@ -1,0 +1,176 @@
+"""Local files and objects of S3, alike, through pyarrow's file systems."""
+
+from __future__ import annotations
+
+import dataclasses
+import fnmatch
+import glob
+import os
+from collections.abc import Iterator, Sequence
+from pathlib import PurePosixPath
+from typing import IO, Any, cast
+from urllib.parse import urlsplit
+
+from dirty_seg.fleet.needs import need
+from dirty_seg.fleet.sources.stream import SourceError
+
+_WILD = "*?["
+
+
+def is_uri(name: str) -> bool:
+    """Whether it is one of an object store, and no path."""
+    return "://" in name
+
+
+def file_system(name: str) -> tuple[Any, str]:
+    """pyarrow's file system of a path or URI, and the path in it.
+
+    Raises:
+        SourceError: the URI is of no kind that is known, or has a password in it.
+    """
+    fs = need("pyarrow.fs", "pyarrow")
+    if not is_uri(name):
+        return fs.LocalFileSystem(), os.path.abspath(name)
+    if "@" in urlsplit(name).netloc:
+        raise SourceError(
+            f"'{urlsplit(name).scheme}://...@...' has a key in it, which results would tell; "
+            "expected AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY in the environment"
+        )
+    try:
+        return cast("tuple[Any, str]", fs.FileSystem.from_uri(name))
+    except (ValueError, OSError) as error:
+        raise SourceError(
+            f"'{name}' cannot be reached: {error}; expected a path or s3://"
+        ) from error
+
+
+@dataclasses.dataclass(frozen=True)
+class File:
+    """One file of a source."""
+
+    name: str
+    size: int
+    #: Size and modification time.
+    version: str
+
+    @property
+    def suffix(self) -> str:
+        """Of its name, in lower case, with the dot."""
+        return PurePosixPath(_path(self.name)).suffix.lower()
+
+    def open(self) -> IO[bytes]:
+        """To be read from its beginning; it can be sought in."""
+        system, path = file_system(self.name)
+        try:
+            return cast("IO[bytes]", system.open_input_file(path))
+        except OSError as error:
+            raise SourceError(f"'{self.name}' cannot be opened: {_cause(error)}") from error
+
+    def local(self) -> str:
+        """Its path.
+
+        Raises:
+            SourceError: it is an object, which its reader cannot read.
+        """
+        if is_uri(self.name):
+            raise SourceError(
+                f"'{self.name}' is read from local files only, videos and bags are; expected a path"
+            )
+        return self.name
+
+
+def file_of(name: str) -> File:
+    """One that is there.
+
+    Raises:
+        SourceError: it is not, or is no file.
+    """
+    system, path = file_system(name)
+    try:
+        info = system.get_file_info(path)
+    except OSError as error:
+        raise SourceError(f"'{name}' cannot be looked at: {_cause(error)}") from error
+    if not info.is_file:
+        raise SourceError(f"there is no file '{name}'")
+    return _file(name, info)
+
+
+def expand(inputs: Sequence[str]) -> tuple[list[str], list[SourceError]]:
+    """Names of files, and of folders that are bags, in the order of the inputs, each once.
+
+    A folder or prefix gives what lies in it at any depth, in order of names; a pattern such as
+    ``logs/*.mcap`` what matches it.
+    """
+    names: dict[str, None] = {}
+    errors = []
+    for given in inputs:
+        try:
+            found = list(_expand(given))
+            if not found:
+                raise SourceError(f"'{given}' has no files; expected pictures, videos or logs")
+            names.update(dict.fromkeys(found))
+        except SourceError as error:
+            errors.append(error)
+    return list(names), errors
+
+
+def _expand(given: str) -> Iterator[str]:
+    if is_uri(given):
+        yield from _expand_uri(given)
+        return
+    if any(sign in given for sign in _WILD) and not os.path.exists(given):
+        for match in sorted(glob.glob(given, recursive=True)):
+            yield from _walk(match)
+        return
+    if not os.path.exists(given):
+        raise SourceError(f"there is no '{given}'; expected a file, a folder, a pattern or s3://")
+    yield from _walk(given)
+
+
+def _walk(path: str) -> Iterator[str]:
+    if not os.path.isdir(path):
+        yield path
+        return
+    if os.path.isfile(os.path.join(path, "metadata.yaml")):
+        yield path  # a bag of ROS 2
+        return
+    for name in sorted(os.listdir(path)):
+        if not name.startswith("."):
+            yield from _walk(os.path.join(path, name))
+
+
+def _expand_uri(given: str) -> Iterator[str]:
+    fs = need("pyarrow.fs", "pyarrow")
+    system, path = file_system(given)
+    head, _, query = given.partition("?")
+    root = head[: len(head) - len(path)]
+    is_wild = any(sign in path for sign in "*[")
+    base = path if not is_wild else os.path.dirname(path[: min(map(_place(path), "*["))])
+    try:
+        info = system.get_file_info(base)
+        if info.is_file:
+            yield given
+            return
+        selector = fs.FileSelector(base, recursive=True, allow_not_found=True)
+        found = sorted(entry.path for entry in system.get_file_info(selector) if entry.is_file)
+    except OSError as error:
+        raise SourceError(f"'{given}' cannot be listed: {_cause(error)}") from error
+    for entry in found:
+        if not is_wild or fnmatch.fnmatchcase(entry, path):
+            yield root + entry + (f"?{query}" if query else "")
+
+
+def _place(text: str) -> Any:
+    return lambda sign: text.find(sign) if sign in text else len(text)
+
+
+def _path(name: str) -> str:
+    return urlsplit(name).path if is_uri(name) else name
+
+
+def _file(name: str, info: Any) -> File:
+    return File(name, info.size, f"{info.size}-{info.mtime_ns}")
+
+
+def _cause(error: OSError) -> str:
+    return error.strerror or str(error)

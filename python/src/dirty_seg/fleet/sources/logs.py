@@ -1,0 +1,175 @@
+"""Messages of MCAP logs and of bags of ROS 1 and 2, in the order of the file."""
+
+from __future__ import annotations
+
+import dataclasses
+import os
+from collections.abc import Iterator
+from typing import Any
+
+from dirty_seg.fleet.needs import need
+from dirty_seg.fleet.sources.files import File
+from dirty_seg.fleet.sources.stream import SourceError
+
+_END = b"\x89MCAP0\r\n"
+
+
+@dataclasses.dataclass(frozen=True)
+class Topic:
+    """What a log says of one of its topics."""
+
+    name: str
+    type_name: str
+    encoding: str
+    messages: int
+
+
+@dataclasses.dataclass(frozen=True)
+class Message:
+    """One of a topic."""
+
+    log_time: int
+    publish_time: int | None
+    data: bytes
+
+
+class Damage(Exception):
+    """The log cannot be read on from here."""
+
+
+class McapLog:
+    """An MCAP log, read from its beginning on."""
+
+    def __init__(self, file: File) -> None:
+        self._file = file
+
+    def topics(self) -> list[Topic]:
+        """Of a damaged log, as far as it can be read."""
+        with self._file.open() as stream:
+            summary = self._summary(stream)
+        return self._of_summary(summary) if summary is not None else self._counted()
+
+    def messages(self, topic: str) -> Iterator[Message]:
+        """Those of a topic.
+
+        Raises:
+            Damage: after those that can be read.
+        """
+        for _, channel, message in self._read(topic):
+            if channel.topic == topic:
+                yield Message(message.log_time, message.publish_time, message.data)
+
+    def _summary(self, stream: Any) -> Any:
+        """None unless the log is whole and says what it has."""
+        reader = need("mcap.reader", "mcap")
+        try:
+            summary = reader.SeekingReader(stream).get_summary()
+        except Exception:  # whatever a damaged end makes it raise; reading it all tells more
+            return None
+        if summary is None or summary.statistics is None or not summary.channels:
+            return None
+        return summary
+
+    def _of_summary(self, summary: Any) -> list[Topic]:
+        counts = summary.statistics.channel_message_counts
+        topics: dict[str, Topic] = {}
+        for number, channel in sorted(summary.channels.items()):
+            schema = summary.schemas.get(channel.schema_id)
+            _add(topics, channel, schema, counts.get(number, 0))
+        return list(topics.values())
+
+    def _counted(self) -> list[Topic]:
+        topics: dict[str, Topic] = {}
+        try:
+            for schema, channel, _ in self._read(None):
+                _add(topics, channel, schema, 1)
+        except Damage:
+            pass  # told once by who reads the frames
+        return list(topics.values())
+
+    def _read(self, topic: str | None) -> Iterator[tuple[Any, Any, Any]]:
+        reader = need("mcap.reader", "mcap")
+        with self._file.open() as stream:
+            # Of the file's own order: times repeat and go back.
+            try:
+                yield from reader.NonSeekingReader(stream, validate_crcs=True).iter_messages(
+                    topics=None if topic is None else [topic], log_time_order=False
+                )
+            except Exception as error:  # of the parser, its decompressors, or the file
+                cause = f"{type(error).__name__}: {error}".strip()[:200]
+                raise Damage(f"is damaged: {cause}") from error
+            stream.seek(max(self._file.size - len(_END), 0))
+            if stream.read(len(_END)) != _END:
+                raise Damage("ends without MCAP's last bytes, as one that was cut short does")
+
+
+class Bag:
+    """A bag of ROS 1, a file, or of ROS 2, a folder."""
+
+    def __init__(self, name: str, kind: str) -> None:
+        self._name = name
+        self._kind = kind
+
+    def topics(self) -> list[Topic]:
+        """Raises:
+        SourceError: it cannot be opened.
+        """
+        encoding = "ros1" if self._kind == "bag1" else "cdr"
+        topics: dict[str, Topic] = {}
+        with self._open() as reader:
+            for connection in reader.connections:
+                known = topics.get(connection.topic)
+                count = connection.msgcount + (known.messages if known else 0)
+                topics[connection.topic] = Topic(
+                    connection.topic, connection.msgtype, encoding, count
+                )
+        return list(topics.values())
+
+    def messages(self, topic: str) -> Iterator[Message]:
+        """As McapLog's, in order of time, as bags are indexed."""
+        with self._open() as reader:
+            chosen = [c for c in reader.connections if c.topic == topic]
+            try:
+                for _, time, data in reader.messages(connections=chosen):
+                    yield Message(time, None, bytes(data))
+            except Exception as error:  # of the parser, SQLite, or the file
+                cause = f"{type(error).__name__}: {error}".strip()[:200]
+                raise Damage(f"is damaged: {cause}") from error
+
+    def _open(self) -> Any:
+        module = need("rosbags.rosbag1" if self._kind == "bag1" else "rosbags.rosbag2", "rosbags")
+        try:
+            reader = module.Reader(self._name)
+            reader.open()
+        except Exception as error:  # rosbags' own, and what its parsers raise
+            raise SourceError(f"'{self._name}' cannot be opened as a bag: {error}") from error
+        return _Closing(reader)
+
+
+class _Closing:
+    def __init__(self, reader: Any) -> None:
+        self._reader = reader
+
+    def __enter__(self) -> Any:
+        return self._reader
+
+    def __exit__(self, *_: object) -> None:
+        self._reader.close()
+
+
+def bag_version(folder: str) -> str:
+    """Of a ROS 2 bag's files: number, size in all, and newest modification time."""
+    stats = [entry.stat() for entry in os.scandir(folder) if entry.is_file()]
+    size = sum(stat.st_size for stat in stats)
+    newest = max((stat.st_mtime_ns for stat in stats), default=0)
+    return f"{len(stats)}-{size}-{newest}"
+
+
+def _add(topics: dict[str, Topic], channel: Any, schema: Any, count: int) -> None:
+    known = topics.get(channel.topic)
+    topics[channel.topic] = Topic(
+        channel.topic,
+        schema.name if schema is not None else "",
+        channel.message_encoding,
+        count + (known.messages if known else 0),
+    )

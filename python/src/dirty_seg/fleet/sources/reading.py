@@ -1,0 +1,166 @@
+"""Inputs to streams, and a stream to its frames."""
+
+from __future__ import annotations
+
+import itertools
+import os
+from collections.abc import Iterator, Sequence
+from typing import Any
+
+from dirty_seg.fleet.sources import files, pictures
+from dirty_seg.fleet.sources.files import File
+from dirty_seg.fleet.sources.logs import Bag, Damage, McapLog, Topic, bag_version
+from dirty_seg.fleet.sources.messages import decoder_of, refusal
+from dirty_seg.fleet.sources.stream import Frame, PictureError, SourceError, Stream, Times
+
+_VIDEOS = frozenset(".avi .mp4 .mkv .mov .m4v .webm .mpg .mpeg".split())
+_KINDS = "pictures, videos, .mcap logs, .bag files and folders of ROS 2 bags"
+
+
+def find_streams(
+    inputs: Sequence[str], topics: Sequence[str] = ()
+) -> tuple[list[Stream], list[SourceError]]:
+    """Streams of files, folders, patterns and S3 prefixes, in their order, and what was refused.
+
+    Args:
+        inputs: As given on the command line.
+        topics: Those of logs that are read; none: all whose messages are pictures.
+    """
+    names, errors = files.expand(inputs)
+    streams: list[Stream] = []
+    asked = set(inputs)
+    for name in names:
+        try:
+            for found in _streams_of(name, topics, name in asked):
+                if isinstance(found, SourceError):
+                    errors.append(found)
+                else:
+                    streams.append(found)
+        except SourceError as error:
+            errors.append(error)
+    return streams, errors
+
+
+def read_frames(stream: Stream, first: int = 0, count: int | None = None) -> Iterator[Frame]:
+    """Frames of a stream from ``first`` on, ``count`` of them or all; one is in memory at a time.
+
+    What is wrong with a frame is in its ``error``. A damaged log has one more frame than can be
+    read, which tells of the damage.
+    """
+    readers = {"picture": _picture, "video": _video}
+    frames = readers.get(stream.kind, _log)(stream, first)
+    yield from itertools.islice(frames, count)
+
+
+def _streams_of(name: str, topics: Sequence[str], is_asked: bool) -> Iterator[Stream | SourceError]:
+    if not files.is_uri(name) and os.path.isdir(name):
+        bag = Bag(name, "bag2")
+        yield from _topics(name, "bag2", bag_version(name), bag.topics(), topics)
+        return
+    file = files.file_of(name)
+    if file.suffix in pictures.SUFFIXES:
+        yield Stream(name, "picture", "", "", "", file.version, 1)
+    elif file.suffix in _VIDEOS:
+        yield Stream(name, "video", "", "", "", file.version, _video_length(file))
+    elif file.suffix == ".mcap":
+        yield from _topics(name, "mcap", file.version, McapLog(file).topics(), topics)
+    elif file.suffix == ".bag":
+        bag = Bag(file.local(), "bag1")
+        yield from _topics(name, "bag1", file.version, bag.topics(), topics)
+    elif is_asked:
+        yield SourceError(f"'{name}' is of no kind that is read; expected {_KINDS}")
+
+
+def _topics(
+    name: str, kind: str, version: str, there: Sequence[Topic], asked: Sequence[str]
+) -> Iterator[Stream | SourceError]:
+    known = {topic.name: topic for topic in there}
+    named = ", ".join(f"'{topic.name}' ({topic.type_name})" for topic in there) or "none"
+    chosen = [topic for topic in there if not asked and _is_picture(topic)]
+    for wanted in asked:
+        if wanted not in known:
+            yield SourceError(f"'{name}' has no topic '{wanted}'; it has {named}")
+        elif not _is_picture(known[wanted]):
+            topic = known[wanted]
+            reason = refusal(topic.type_name, topic.encoding)
+            yield SourceError(f"'{name}' topic '{wanted}' {reason}")
+        else:
+            chosen.append(known[wanted])
+    if not asked and not chosen:
+        yield SourceError(f"'{name}' has no topic of pictures; it has {named}")
+    for topic in chosen:
+        yield Stream(
+            name, kind, topic.name, topic.type_name, topic.encoding, version, topic.messages
+        )
+
+
+def _is_picture(topic: Topic) -> bool:
+    return decoder_of(topic.type_name, topic.encoding) is not None
+
+
+def _picture(stream: Stream, first: int) -> Iterator[Frame]:
+    if first > 0:
+        return
+    try:
+        with files.file_of(stream.source).open() as file:
+            yield Frame(0, Times(), pictures.decode(file.read()))
+    except PictureError as error:
+        yield Frame(0, Times(), None, f"'{stream.source}' {error}")
+    except (SourceError, OSError) as error:
+        yield Frame(0, Times(), None, str(error))
+
+
+def _video_length(file: File) -> int:
+    cv2 = pictures.opencv()
+    video = cv2.VideoCapture(file.local())
+    length = int(video.get(cv2.CAP_PROP_FRAME_COUNT)) if video.isOpened() else 0
+    video.release()
+    return max(length, 1)  # one that cannot be opened has a frame that says so
+
+
+def _video(stream: Stream, first: int) -> Iterator[Frame]:
+    video = pictures.opencv().VideoCapture(stream.source)
+    try:
+        if not video.isOpened():
+            if first == 0:
+                text = f"'{stream.source}' cannot be opened as a video"
+                yield Frame(0, Times(), None, text)
+            return
+        for _ in range(first):  # seeking goes to another frame in some formats
+            if not video.grab():
+                return
+        for ordinal in itertools.count(first):
+            is_there, picture = video.read()
+            if not is_there:
+                return
+            yield Frame(ordinal, Times(), picture)
+    finally:
+        video.release()
+
+
+def _log(stream: Stream, first: int) -> Iterator[Frame]:
+    ordinal = 0
+    place = f"'{stream.source}' topic '{stream.topic}'"
+    decoder = decoder_of(stream.type_name, stream.encoding)
+    try:
+        log: Any = (
+            McapLog(files.file_of(stream.source))
+            if stream.kind == "mcap"
+            else Bag(stream.source, stream.kind)
+        )
+        for message in log.messages(stream.topic):
+            if ordinal >= first:
+                times = Times(message.log_time, message.publish_time)
+                yield _decoded(ordinal, times, message.data, decoder, place)
+            ordinal += 1
+    except (Damage, SourceError) as error:
+        if ordinal >= first:
+            yield Frame(ordinal, Times(), None, f"{place} after message {ordinal}: {error}")
+
+
+def _decoded(ordinal: int, times: Times, data: bytes, decoder: Any, place: str) -> Frame:
+    try:
+        picture, header = decoder(data)
+    except PictureError as error:
+        return Frame(ordinal, times, None, f"{place} message {ordinal} {error}")
+    return Frame(ordinal, Times(times.log, times.publish, header), picture)

@@ -1,0 +1,187 @@
+"""A unit's frames to its published rows."""
+
+from __future__ import annotations
+
+import dataclasses
+import itertools
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+from collections.abc import Callable, Iterator
+from typing import Any
+
+from dirty_seg import Detector, FrameError
+from dirty_seg.fleet.dataset import Output
+from dirty_seg.fleet.rows import Row, row_of
+from dirty_seg.fleet.settings import Settings, SettingsError, differences
+from dirty_seg.fleet.sources import Frame, Stream
+from dirty_seg.fleet.sources.stream import Times
+from dirty_seg.fleet.units import Part, Unit
+
+#: A unit that was begun so often without an end has a frame that kills its process.
+MOST_ATTEMPTS = 3
+#: Seconds for a frame by itself, its network's loading included.
+ALONE_SECONDS = 300
+
+Detect = Callable[[Any], Any]
+
+
+@dataclasses.dataclass(frozen=True)
+class Receipt:
+    """All that goes back to the driver."""
+
+    unit: str
+    frames: int
+    failed: int
+    bytes: int
+    seconds: float
+
+
+@dataclasses.dataclass(frozen=True)
+class Job:
+    """What all units of a run have in common."""
+
+    output: str
+    settings: Settings
+    #: Of the driver's settings.
+    identity: dict[str, Any]
+    #: The driver's, which names of files are relative to.
+    folder: str
+
+    def to_json(self) -> str:
+        """One line."""
+        return json.dumps(dataclasses.asdict(self))
+
+    @staticmethod
+    def from_json(text: str) -> Job:
+        """What ``to_json`` gave."""
+        content = json.loads(text)
+        content["settings"] = Settings.from_json(json.dumps(content["settings"]))
+        return Job(**content)
+
+
+class Worker:
+    """An actor of the pool: one detector, unit after unit."""
+
+    def __init__(self, job: str) -> None:
+        """Of a Job as JSON.
+
+        Raises:
+            SettingsError: the files here are not those of the driver.
+        """
+        self._job = Job.from_json(job)
+        if os.path.isdir(self._job.folder):
+            os.chdir(self._job.folder)
+        other = differences(self._job.settings.identity(), self._job.identity)
+        if other:
+            raise SettingsError(f"this worker has {'; '.join(other)}; expected the driver's files")
+        self._output = Output(self._job.output)
+        self._detector: Detector | None = None
+
+    def __call__(self, batch: dict[str, Any]) -> dict[str, list[Any]]:
+        """Receipts of a batch of units."""
+        receipts = [dataclasses.asdict(self._do(Unit.from_json(text))) for text in batch["unit"]]
+        return {name: [entry[name] for entry in receipts] for name in receipts[0]}
+
+    def _do(self, unit: Unit) -> Receipt:
+        begin = time.monotonic()
+        if self._output.is_published(unit.name):  # by a worker that was killed right after
+            return Receipt(unit.name, 0, 0, 0, 0.0)
+        attempts = self._output.mark(unit.name)
+        if attempts < MOST_ATTEMPTS:
+            rows = list(rows_of(unit, self._detect))
+        else:
+            rows = list(rows_alone(unit, self._job.settings))
+        size = self._output.publish(unit.name, rows)
+        failed = sum(1 for row in rows if row["error"])
+        return Receipt(unit.name, len(rows), failed, size, time.monotonic() - begin)
+
+    def _detect(self, picture: Any) -> Any:
+        if self._detector is None:
+            self._detector = self._job.settings.detector()
+        return self._detector(picture)
+
+
+def rows_of(unit: Unit, detect: Detect) -> Iterator[Row]:
+    """A row a frame."""
+    for part in unit.parts:
+        for frame in part.frames():
+            yield _row(part.stream, frame, detect)
+
+
+def _row(stream: Stream, frame: Frame, detect: Detect) -> Row:
+    if frame.picture is None:
+        return row_of(stream, frame, None)
+    try:
+        return row_of(stream, frame, detect(frame.picture))
+    except (FrameError, ValueError) as error:
+        return row_of(stream, frame, None, f"the detector failed: {error}")
+
+
+# ---- Frames that end their process --------------------------------------------------------------
+
+
+def rows_alone(unit: Unit, settings: Settings) -> Iterator[Row]:
+    """The same, each frame in a process of its own; one that ends it becomes a row that says so."""
+    for part in unit.parts:
+        for index in itertools.count():
+            if part.count is not None and index >= part.count:
+                break
+            single = dataclasses.replace(part, first=part.first + index, count=1)
+            try:
+                rows = _alone(single, settings)
+            except _Ended as error:
+                # Beyond what the stream knows of, it may as well have been no frame.
+                if index < part.expected:
+                    yield row_of(part.stream, Frame(single.first, Times(), None), None, str(error))
+                    continue
+                break
+            if not rows:
+                break
+            yield from rows
+
+
+class _Ended(Exception):
+    """A process ended without a row."""
+
+
+def _alone(part: Part, settings: Settings) -> list[Row]:
+    """The row of a part of one frame; none beyond the end of its stream."""
+    task = {"unit": Unit((part,)).to_json(), "settings": settings.to_json()}
+    try:
+        done = subprocess.run(
+            [sys.executable, "-m", "dirty_seg.fleet.worker"],
+            input=json.dumps(task),
+            capture_output=True,
+            text=True,
+            timeout=ALONE_SECONDS,
+            check=False,
+            env={**os.environ, "PYTHONPATH": os.pathsep.join(filter(None, sys.path))},
+        )
+    except subprocess.TimeoutExpired as error:
+        raise _Ended(f"the detector's process took more than {ALONE_SECONDS} s") from error
+    if done.returncode == 0:
+        rows: list[Row] = json.loads(done.stdout)
+        for row in rows:
+            for name in ("label_names", "non_finite", "stage_ms"):  # JSON has no tuples
+                if row.get(name) is not None:
+                    row[name] = [tuple(pair) for pair in row[name]]
+        return rows
+    if done.returncode < 0:
+        name = signal.Signals(-done.returncode).name
+        raise _Ended(f"ended the detector's process by {name}")
+    last = done.stderr.strip().splitlines()[-1:] or ["without a word"]
+    raise _Ended(f"ended the detector's process with {done.returncode}: {last[0][:200]}")
+
+
+def _main() -> None:
+    task = json.load(sys.stdin)
+    detector = Settings.from_json(task["settings"]).detector()
+    json.dump(list(rows_of(Unit.from_json(task["unit"]), detector)), sys.stdout)
+
+
+if __name__ == "__main__":
+    _main()
