@@ -11,6 +11,7 @@ from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.sources.stream import ByteArray, PictureError
 
 MAX_SIDE = 16384  # the host program's limit, too
+_LIMIT = f"expected 1 to {MAX_SIDE} a side"
 _SUFFIXES = ".jpg .jpeg .png .bmp .tif .tiff .webp .ppm .pgm .pbm"
 SUFFIXES = frozenset(_SUFFIXES.split())
 
@@ -61,6 +62,8 @@ def decode(data: bytes) -> ByteArray:
         raise PictureError(
             f"is no picture, it begins with {data[:8].hex(' ')}; expected a JPEG, PNG or other one"
         )
+    if max(picture.shape[:2]) > MAX_SIDE:  # where OpenCV was loaded before us
+        raise PictureError(f"is of {picture.shape[0]} x {picture.shape[1]} pixels; {_LIMIT}")
     return picture
 
 
@@ -75,7 +78,7 @@ def from_raw(encoding: str, height: int, width: int, step: int, data: bytes) -> 
         raise PictureError(f"has the encoding '{encoding}'; expected one of {known}")
     channels, conversion = _ENCODINGS[encoding]
     if not (0 < height <= MAX_SIDE and 0 < width <= MAX_SIDE):
-        raise PictureError(f"is of {height} x {width} pixels; expected 1 to {MAX_SIDE} a side")
+        raise PictureError(f"is of {height} x {width} pixels; {_LIMIT}")
     if step < width * channels or len(data) < step * (height - 1) + width * channels:
         raise PictureError(
             f"has {len(data)} bytes in rows of {step}; expected {height} rows of at least "
