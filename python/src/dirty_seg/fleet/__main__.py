@@ -11,7 +11,7 @@ from collections.abc import Callable
 from dirty_seg import DirtySegError
 from dirty_seg.fleet import export, units
 from dirty_seg.fleet.dataset import Output, OutputError
-from dirty_seg.fleet.run import Plan, detect
+from dirty_seg.fleet.run import Plan, RunError, detect
 from dirty_seg.fleet.settings import Settings, SettingsError
 from dirty_seg.fleet.sources import SourceError
 
@@ -126,7 +126,8 @@ def main(arguments: list[str] | None = None) -> int:
     except KeyboardInterrupt:
         return _INTERRUPTED
     except (
-        DirtySegError, SourceError, OutputError, SettingsError, ValueError, OSError, ImportError,
+        DirtySegError, SourceError, OutputError, RunError, SettingsError, ValueError, OSError,
+        ImportError,
     ) as error:  # fmt: skip
         print(f"dirty_seg.fleet: error: {error}", file=sys.stderr)
         return 2

@@ -27,6 +27,10 @@ _OBJECT_STORE = 100 * 2**20  # bytes; receipts are all that is in it
 _MOST_BLOCKS = 1000  # Ray Data keeps statistics of each
 
 
+class RunError(Exception):
+    """A worker failed in a way that doing it again does not mend, such as a full disk."""
+
+
 @dataclasses.dataclass(frozen=True)
 class Plan:
     """What a run does and where."""
@@ -65,6 +69,7 @@ def detect(plan: Plan, messages: IO[str] = sys.stderr) -> Summary:
         SourceError: no input can be read.
         SetupError: networks or configuration cannot be used.
         OutputError: the output is another run's, or in use.
+        RunError: a worker cannot go on; what is published stays.
     """
     streams, refused = find_streams(plan.inputs, plan.topics)
     for error in refused:
@@ -87,10 +92,12 @@ def detect(plan: Plan, messages: IO[str] = sys.stderr) -> Summary:
                 start_seconds = time.monotonic() - begin
                 begin = time.monotonic()
                 try:
-                    for receipt in _receipts(ray, plan, identity, left):
+                    for receipt in _receipts(plan, identity, left):
                         progress.add(receipt)
                 except KeyboardInterrupt:
                     is_complete = False
+                except ray.exceptions.RayError as error:
+                    raise RunError(_cause(error)) from error
         seconds = time.monotonic() - begin
         summary = _summary(output, refused, is_complete, progress, seconds, start_seconds)
         output.write("summary.json", dataclasses.asdict(summary))
@@ -180,9 +187,17 @@ def _ray(plan: Plan) -> Iterator[Any]:
             signal.signal(signal.SIGTERM, terminate)
 
 
-def _receipts(
-    ray: Any, plan: Plan, identity: dict[str, Any], left: list[Unit]
-) -> Iterator[dict[str, Any]]:
+def _cause(error: BaseException) -> str:
+    """What a worker raised, without the way it took."""
+    inner = getattr(error, "cause", None) or error.__cause__
+    while inner is not None and inner is not error:
+        error = inner
+        inner = getattr(error, "cause", None) or error.__cause__
+    lines = str(error).strip().splitlines() or [""]
+    return f"a worker failed: {type(error).__name__}: {lines[-1]}; what is published stays"
+
+
+def _receipts(plan: Plan, identity: dict[str, Any], left: list[Unit]) -> Iterator[dict[str, Any]]:
     data = need("ray.data", "ray[data]")
     context = data.DataContext.get_current()
     context.enable_progress_bars = False
