@@ -27,6 +27,7 @@ from dirty_seg.fleet.sources.files import file_system, is_uri
 
 _RENEWED = 10.0  # seconds between two signs of life of an object store's driver
 _DEAD = 60.0  # without one for so long
+_DELAYS = (1.0, 2.0, 4.0, 8.0)  # seconds before an object store is asked again
 
 
 class OutputError(Exception):
@@ -192,9 +193,16 @@ class Output:
         if self._is_local:
             _write_local(self._path(name), data)
             return
-        # An exception within the stream would publish what was written by then.
-        with self._system.open_output_stream(self._path(name)) as file:
-            file.write(data)
+        for delay in (*_DELAYS, None):
+            try:
+                # An exception within the stream would publish what was written by then.
+                with self._system.open_output_stream(self._path(name)) as file:
+                    file.write(data)
+                return
+            except OSError:
+                if delay is None:
+                    raise
+                time.sleep(delay)
 
 
 def _write_local(path: str, data: bytes) -> None:

@@ -24,6 +24,7 @@ from dirty_seg.fleet.units import Unit
 from dirty_seg.fleet.worker import Job, Worker
 
 _OBJECT_STORE = 100 * 2**20  # bytes; receipts are all that is in it
+_KEPT = "what is published stays, and the same command goes on"
 _MOST_BLOCKS = 1000  # Ray Data keeps statistics of each
 
 
@@ -93,11 +94,14 @@ def detect(plan: Plan, messages: IO[str] = sys.stderr) -> Summary:
                 begin = time.monotonic()
                 try:
                     for receipt in _receipts(plan, identity, left):
+                        if receipt["error"]:
+                            raise RunError(f"a worker failed: {receipt['error']}; {_KEPT}")
                         progress.add(receipt)
                 except KeyboardInterrupt:
                     is_complete = False
                 except ray.exceptions.RayError as error:
-                    raise RunError(_cause(error)) from error
+                    last = str(error).strip().splitlines()[-1:] or [type(error).__name__]
+                    raise RunError(f"Ray failed: {last[0]}; {_KEPT}") from error
         seconds = time.monotonic() - begin
         summary = _summary(output, refused, is_complete, progress, seconds, start_seconds)
         output.write("summary.json", dataclasses.asdict(summary))
@@ -164,6 +168,7 @@ def _summary(
 def _ray(plan: Plan) -> Iterator[Any]:
     """Ray, started in this process or connected to; gone afterwards."""
     os.environ.setdefault("RAY_USAGE_STATS_ENABLED", "0")
+    os.environ.setdefault("RAY_BACKEND_LOG_LEVEL", "fatal")  # what fails, Python tells
     ray = need("ray", "ray[data]")
     quiet = {"configure_logging": True, "logging_level": logging.ERROR, "log_to_driver": False}
     terminate = signal.getsignal(signal.SIGTERM)
@@ -187,22 +192,12 @@ def _ray(plan: Plan) -> Iterator[Any]:
             signal.signal(signal.SIGTERM, terminate)
 
 
-def _cause(error: BaseException) -> str:
-    """What a worker raised, without the way it took."""
-    inner = getattr(error, "cause", None) or error.__cause__
-    while inner is not None and inner is not error:
-        error = inner
-        inner = getattr(error, "cause", None) or error.__cause__
-    lines = str(error).strip().splitlines() or [""]
-    return f"a worker failed: {type(error).__name__}: {lines[-1]}; what is published stays"
-
-
 def _receipts(plan: Plan, identity: dict[str, Any], left: list[Unit]) -> Iterator[dict[str, Any]]:
     data = need("ray.data", "ray[data]")
     context = data.DataContext.get_current()
     context.enable_progress_bars = False
     context.max_errored_blocks = 0  # a lost unit is an error, never dropped
-    logging.getLogger("ray.data").setLevel(logging.WARNING)
+    logging.getLogger("ray.data").setLevel(logging.ERROR)
     job = Job(plan.output, plan.settings, identity, os.getcwd()).to_json()
     receipts = data.from_items(
         [{"unit": unit.to_json()} for unit in left],

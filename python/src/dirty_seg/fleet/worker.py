@@ -38,6 +38,8 @@ class Receipt:
     failed: int
     bytes: int
     seconds: float
+    #: "", or why the unit is not published: the run ends.
+    error: str = ""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -67,24 +69,23 @@ class Worker:
     """An actor of the pool: one detector, unit after unit."""
 
     def __init__(self, job: str) -> None:
-        """Of a Job as JSON.
-
-        Raises:
-            SettingsError: the files here are not those of the driver.
-        """
+        """Of a Job as JSON."""
         self._job = Job.from_json(job)
         if os.path.isdir(self._job.folder):
             os.chdir(self._job.folder)
-        other = differences(self._job.settings.identity(), self._job.identity)
-        if other:
-            raise SettingsError(f"this worker has {'; '.join(other)}; expected the driver's files")
         self._output = Output(self._job.output)
         self._detector: Detector | None = None
 
     def __call__(self, batch: dict[str, Any]) -> dict[str, list[Any]]:
         """Receipts of a batch of units."""
-        receipts = [dataclasses.asdict(self._do(Unit.from_json(text))) for text in batch["unit"]]
+        receipts = [dataclasses.asdict(self._receipt(Unit.from_json(u))) for u in batch["unit"]]
         return {name: [entry[name] for entry in receipts] for name in receipts[0]}
+
+    def _receipt(self, unit: Unit) -> Receipt:
+        try:
+            return self._do(unit)
+        except Exception as error:  # Ray would keep its kind and words to itself
+            return Receipt(unit.name, 0, 0, 0, 0.0, f"{type(error).__name__}: {error}")
 
     def _do(self, unit: Unit) -> Receipt:
         begin = time.monotonic()
@@ -101,8 +102,14 @@ class Worker:
 
     def _detect(self, picture: Any) -> Any:
         if self._detector is None:
+            self._check_files()
             self._detector = self._job.settings.detector()
         return self._detector(picture)
+
+    def _check_files(self) -> None:
+        other = differences(self._job.settings.identity(), self._job.identity)
+        if other:
+            raise SettingsError(f"this worker has {'; '.join(other)}; expected the driver's files")
 
 
 def rows_of(unit: Unit, detect: Detect) -> Iterator[Row]:

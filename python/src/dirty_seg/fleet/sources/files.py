@@ -5,6 +5,7 @@ from __future__ import annotations
 import dataclasses
 import fnmatch
 import glob
+import io
 import os
 from collections.abc import Iterator, Sequence
 from pathlib import PurePosixPath
@@ -15,6 +16,7 @@ from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.sources.stream import SourceError
 
 _WILD = "*?["
+_BUFFER = 2**20  # bytes; each read of an object is a request
 
 
 def is_uri(name: str) -> bool:
@@ -62,7 +64,7 @@ class File:
         """To be read from its beginning; it can be sought in."""
         system, path = file_system(self.name)
         try:
-            return cast("IO[bytes]", system.open_input_file(path))
+            return io.BufferedReader(system.open_input_file(path), _BUFFER)
         except OSError as error:
             raise SourceError(f"'{self.name}' cannot be opened: {_cause(error)}") from error
 
