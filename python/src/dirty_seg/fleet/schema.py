@@ -75,3 +75,41 @@ def schema() -> Any:
             for name, kind, meaning in COLUMNS
         ]
     )
+
+
+def json_schema() -> dict[str, Any]:
+    """JSON Schema of a row as pyarrow's ``to_pylist`` gives it; docs/schema has it as a file."""
+    pa = need("pyarrow")
+
+    def kind(of: Any) -> dict[str, Any]:
+        if pa.types.is_map(of):
+            return {"type": "array", "items": {"type": "array", "minItems": 2, "maxItems": 2}}
+        if pa.types.is_list(of):
+            return {"type": "array", "items": kind(of.value_type)}
+        if pa.types.is_struct(of):
+            fields = [of.field(i) for i in range(of.num_fields)]
+            return {"type": "object", "properties": {f.name: kind(f.type) for f in fields}}
+        names = {pa.string(): "string", pa.bool_(): "boolean"}
+        is_real = pa.types.is_floating(of)
+        name = names.get(of, "number" if is_real else "integer")
+        return {"type": [name, "null"]}
+
+    properties = {}
+    for field in schema():
+        entry = kind(field.type)
+        if entry["type"] == "array":
+            entry["type"] = ["array", "null"]
+        properties[field.name] = {
+            "description": field.metadata[b"description"].decode(),
+            "x-arrow": str(field.type),
+            **entry,
+        }
+    return {
+        "$schema": "http://json-schema.org/draft-07/schema#",
+        "title": "A row of the fleet's Parquet dataset",
+        "description": "What was found in one frame. x-arrow is the column's type in the file.",
+        "type": "object",
+        "additionalProperties": False,
+        "required": list(KEY),
+        "properties": properties,
+    }
