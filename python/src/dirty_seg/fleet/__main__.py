@@ -1,4 +1,4 @@
-"""``python -m dirty_seg.fleet``: detect and export."""
+"""``python -m dirty_seg.fleet``: detect, compare and export."""
 
 from __future__ import annotations
 
@@ -9,7 +9,8 @@ import sys
 from collections.abc import Callable
 
 from dirty_seg import DirtySegError
-from dirty_seg.fleet import export, units
+from dirty_seg.fleet import export, page, units
+from dirty_seg.fleet.compare import compare
 from dirty_seg.fleet.dataset import Output, OutputError
 from dirty_seg.fleet.run import Plan, RunError, detect
 from dirty_seg.fleet.settings import Settings, SettingsError
@@ -68,6 +69,14 @@ def _parser() -> argparse.ArgumentParser:
     form = out.add_mutually_exclusive_group(required=True)
     form.add_argument("--jsonl", metavar="FILE")
     form.add_argument("--coco", metavar="FILE")
+    both = commands.add_parser("compare", help="what a run sees otherwise than another")
+    both.add_argument("run_a", metavar="RUN_A", help="the output of detect")
+    both.add_argument("run_b", metavar="RUN_B", help="of the same inputs")
+    both.add_argument("--most", type=_whole(1), default=20, help="frames that are told")
+    both.add_argument("--seed", type=_whole(0), default=0, help="of the intervals")
+    both.add_argument("--json", action="store_true", help="print JSON, not a table")
+    both.add_argument("--report", metavar="PAGE.html", help="write a page of these frames")
+    both.add_argument("--program", default="dirty_seg", help="that writes the page")
     return parser
 
 
@@ -118,11 +127,20 @@ def _export(options: argparse.Namespace) -> int:
     return 0
 
 
+def _compare(options: argparse.Namespace) -> int:
+    a, b = Output(options.run_a), Output(options.run_b)
+    comparison = compare(a, b, options.most, options.seed)
+    print(json.dumps(comparison.to_dict(), indent=1) if options.json else comparison)
+    if options.report:
+        page.write(options.report, a, b, comparison.most_changed, options.program)
+    return 0
+
+
 def main(arguments: list[str] | None = None) -> int:
     """0; 1 where frames or inputs failed; 2, with the cause, where nothing could be done."""
     options = _parser().parse_args(arguments)
     try:
-        return {"detect": _detect, "export": _export}[options.command](options)
+        return _COMMANDS[options.command](options)
     except KeyboardInterrupt:
         return _INTERRUPTED
     except (
@@ -132,6 +150,8 @@ def main(arguments: list[str] | None = None) -> int:
         print(f"dirty_seg.fleet: error: {error}", file=sys.stderr)
         return 2
 
+
+_COMMANDS = {"detect": _detect, "export": _export, "compare": _compare}
 
 if __name__ == "__main__":
     sys.exit(main())

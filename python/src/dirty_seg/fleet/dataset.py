@@ -17,7 +17,7 @@ import socket
 import threading
 import time
 import uuid
-from collections.abc import Iterator, Mapping
+from collections.abc import Iterable, Iterator, Mapping
 from typing import Any
 
 from dirty_seg.fleet.needs import need
@@ -80,10 +80,34 @@ class Output:
         order = [(name, "ascending") for name in KEY]
         return self._dataset().to_table(columns=columns).sort_by(order)
 
-    def _dataset(self) -> Any:
+    def unit_rows(self, units: list[str], columns: list[str]) -> list[Row]:
+        """Rows of some units, in memory."""
+        if not units:
+            return []
+        paths = [self._path(f"frames/{unit}.parquet") for unit in units]
+        rows: list[Row] = self._dataset(paths).to_table(columns=columns).to_pylist()
+        return rows
+
+    def rows_of(self, keys: Iterable[tuple[str, str, int]]) -> dict[tuple[str, str, int], Row]:
+        """Whole rows of some frames, by source, topic and ordinal."""
+        wanted = set(keys)
+        field = need("pyarrow.compute", "pyarrow").field
+        sources = field("source").isin(sorted({key[0] for key in wanted}))
+        found: dict[tuple[str, str, int], Row] = {}
+        for batch in self._dataset().to_batches(filter=sources):
+            for row in batch.to_pylist():
+                key = (row["source"], row["topic"], row["ordinal"])
+                if key in wanted:
+                    found[key] = row
+        return found
+
+    def _dataset(self, paths: list[str] | None = None) -> Any:
         dataset = need("pyarrow.dataset", "pyarrow")
         return dataset.dataset(
-            self._path("frames"), filesystem=self._system, format="parquet", schema=schema()
+            paths or self._path("frames"),
+            filesystem=self._system,
+            format="parquet",
+            schema=schema(),
         )
 
     # ---- Attempts -------------------------------------------------------------------------------
