@@ -24,8 +24,8 @@ def plain(colour: str, height: int = 32, width: int = 48) -> ByteArray:
     return np.full((height, width, 3), COLOURS[colour], np.uint8)
 
 
-def png(colour: str) -> bytes:
-    return bytes(cv2.imencode(".png", plain(colour))[1])
+def png(colour: str, height: int = 32, width: int = 48) -> bytes:
+    return bytes(cv2.imencode(".png", plain(colour, height, width))[1])
 
 
 def header(store: Any, seconds: int) -> Any:
@@ -38,7 +38,11 @@ def header(store: Any, seconds: int) -> Any:
 
 
 def ros_compressed(colour: str, seconds: int = 5, store: Any = ROS2, format: str = "png") -> Any:
-    data = np.frombuffer(png(colour), np.uint8)
+    return ros_encoded(png(colour), seconds, store, format)
+
+
+def ros_encoded(picture: bytes, seconds: int = 5, store: Any = ROS2, format: str = "png") -> Any:
+    data = np.frombuffer(picture, np.uint8)
     return store.types["sensor_msgs/msg/CompressedImage"](header(store, seconds), format, data)
 
 

@@ -1,4 +1,4 @@
-"""``python -m dirty_seg.fleet``: detect, compare and export."""
+"""``python -m dirty_seg.fleet``: detect, compare, annotate and export."""
 
 from __future__ import annotations
 
@@ -10,6 +10,7 @@ from collections.abc import Callable
 
 from dirty_seg import DirtySegError
 from dirty_seg.fleet import export, page, units
+from dirty_seg.fleet.annotate import annotate
 from dirty_seg.fleet.compare import compare
 from dirty_seg.fleet.dataset import Output, OutputError
 from dirty_seg.fleet.run import Plan, RunError, detect
@@ -77,6 +78,10 @@ def _parser() -> argparse.ArgumentParser:
     both.add_argument("--json", action="store_true", help="print JSON, not a table")
     both.add_argument("--report", metavar="PAGE.html", help="write a page of these frames")
     both.add_argument("--program", default="dirty_seg", help="that writes the page")
+    mark = commands.add_parser("annotate", help="a log with what was found in it")
+    mark.add_argument("run", help="the output of detect")
+    mark.add_argument("log", metavar="LOG.mcap", help="as detect was given it")
+    mark.add_argument("-o", "--output", required=True, metavar="OUT.mcap")
     return parser
 
 
@@ -136,6 +141,14 @@ def _compare(options: argparse.Namespace) -> int:
     return 0
 
 
+def _annotate(options: argparse.Namespace) -> int:
+    if os.path.exists(options.output):
+        raise OutputError(f"'{options.output}' is there already; expected another name")
+    count = annotate(Output(options.run), options.log, options.output)
+    print(f"dirty_seg.fleet: {count} frames annotated", file=sys.stderr)
+    return 0
+
+
 def main(arguments: list[str] | None = None) -> int:
     """0; 1 where frames or inputs failed; 2, with the cause, where nothing could be done."""
     options = _parser().parse_args(arguments)
@@ -151,7 +164,7 @@ def main(arguments: list[str] | None = None) -> int:
         return 2
 
 
-_COMMANDS = {"detect": _detect, "export": _export, "compare": _compare}
+_COMMANDS = {"detect": _detect, "export": _export, "compare": _compare, "annotate": _annotate}
 
 if __name__ == "__main__":
     sys.exit(main())

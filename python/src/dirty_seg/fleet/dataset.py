@@ -88,13 +88,22 @@ class Output:
         rows: list[Row] = self._dataset(paths).to_table(columns=columns).to_pylist()
         return rows
 
+    def of_source(self, source: str, columns: list[str]) -> list[Row]:
+        """These columns of all frames of a file."""
+        if not self.published():
+            return []
+        chosen = need("pyarrow.compute", "pyarrow").field("source") == source
+        rows: list[Row] = self._dataset().to_table(columns=columns, filter=chosen).to_pylist()
+        return rows
+
     def rows_of(self, keys: Iterable[tuple[str, str, int]]) -> dict[tuple[str, str, int], Row]:
         """Whole rows of some frames, by source, topic and ordinal."""
         wanted = set(keys)
         field = need("pyarrow.compute", "pyarrow").field
-        sources = field("source").isin(sorted({key[0] for key in wanted}))
+        chosen = field("source").isin(sorted({key[0] for key in wanted}))
+        chosen &= field("ordinal").isin(sorted({key[2] for key in wanted}))
         found: dict[tuple[str, str, int], Row] = {}
-        for batch in self._dataset().to_batches(filter=sources):
+        for batch in self._dataset().to_batches(filter=chosen):
             for row in batch.to_pylist():
                 key = (row["source"], row["topic"], row["ordinal"])
                 if key in wanted:
