@@ -2,12 +2,15 @@
 
 from __future__ import annotations
 
+import http.client
+import http.server
 import json
 import os
 import random
 import signal
 import subprocess
 import sys
+import threading
 import time
 from collections.abc import Callable, Iterator
 from pathlib import Path
@@ -389,18 +392,23 @@ def store(monkeypatch: pytest.MonkeyPatch) -> Iterator[str]:
     server.stop()
 
 
-def test_an_object_store_gives_and_takes_as_a_folder_does(
-    start: Start, inputs: Path, undisturbed: list[dict[str, Any]], store: str
-) -> None:
+def put(folder: Path, store: str) -> str:
+    """Puts a folder's files into the store; their prefix."""
     from pyarrow.fs import FileSystem
 
     system, _ = FileSystem.from_uri(f"s3://logs/a{store}&allow_bucket_creation=true")
     system.create_dir("logs")
-    for path in sorted((inputs / "frames").iterdir()):
+    for path in sorted(folder.iterdir()):
         with system.open_output_stream(f"logs/drive/{path.name}") as file:
             file.write(path.read_bytes())
+    return f"s3://logs/drive{store}"
+
+
+def test_an_object_store_gives_and_takes_as_a_folder_does(
+    start: Start, inputs: Path, undisturbed: list[dict[str, Any]], store: str
+) -> None:
     output = f"s3://logs/out/run{store}"
-    given = f"s3://logs/drive{store}"
+    given = put(inputs / "frames", store)
     status, errors = ended(start(output, given=given))  # type: ignore[arg-type]
     assert status == 1, errors
     rows = rows_of(output)
@@ -417,3 +425,126 @@ def test_an_object_store_gives_and_takes_as_a_folder_does(
         assert "is in use by process " in errors
     status, errors = ended(start(output, given=given))  # type: ignore[arg-type]
     assert (status, "0 frames\n" in errors) == (1, True)  # nothing is left to do
+
+
+@pytest.fixture
+def unsteady(store: str) -> Iterator[str]:
+    """Before the server: one that answers one of ten requests by 500, one of 20 late."""
+    _, _, address = store.partition("endpoint_override=")
+    host, port = address.split("&")[0].split(":")
+    rng = seeded(0)
+
+    class Handler(http.server.BaseHTTPRequestHandler):
+        protocol_version = "HTTP/1.1"
+
+        def forward(self) -> None:
+            body = self.body()
+            if rng.random() < 0.05:
+                time.sleep(0.5)
+            if rng.random() < 0.1:
+                self.send_response(500)
+                self.send_header("Content-Length", "0")
+                self.end_headers()
+                return
+            connection = http.client.HTTPConnection(host, int(port))
+            headers = {k: v for k, v in self.headers.items() if k.lower() != "transfer-encoding"}
+            headers["Content-Length"] = str(len(body))
+            connection.request(self.command, self.path, body, headers)
+            answer = connection.getresponse()
+            data = answer.read()
+            self.send_response(answer.status)
+            for name, value in answer.getheaders():
+                if name.lower() not in ("connection", "content-length", "date", "server"):
+                    self.send_header(name, value)
+            length = answer.getheader("Content-Length") or "0"
+            self.send_header("Content-Length", length if self.command == "HEAD" else str(len(data)))
+            self.end_headers()
+            self.wfile.write(data)
+            connection.close()
+
+        def body(self) -> bytes:
+            if self.headers.get("Transfer-Encoding") != "chunked":
+                return self.rfile.read(int(self.headers.get("Content-Length", 0)))
+            data = b""
+            while length := int(self.rfile.readline(), 16):
+                data += self.rfile.read(length)
+                self.rfile.readline()
+            self.rfile.readline()
+            return data
+
+        do_GET = do_PUT = do_POST = do_HEAD = do_DELETE = forward
+
+        def log_message(self, *_: object) -> None:
+            pass
+
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    yield store.replace(f"{host}:{port}", f"127.0.0.1:{server.server_port}")
+    server.shutdown()
+    server.server_close()
+
+
+def test_a_store_that_often_fails_or_is_slow_changes_nothing(
+    start: Start, inputs: Path, undisturbed: list[dict[str, Any]], store: str, unsteady: str
+) -> None:
+    put(inputs / "frames", store)
+    output = f"s3://logs/unsteady/run{unsteady}"
+    given: Any = f"s3://logs/drive{unsteady}"
+    status, errors = ended(start(output, given=given))
+    while status == 2:  # it refused more often than it is asked again
+        print(errors)
+        status, errors = ended(start(output, given=given))
+    assert status == 1, errors
+    rows = rows_of(f"s3://logs/unsteady/run{store}")
+    assert len(rows) == len(undisturbed)
+    for row, expected in zip(rows, undisturbed, strict=True):
+        same = row.keys() - {"source", "error"}
+        assert {key: row[key] for key in same} == {key: expected[key] for key in same}
+        assert bool(row["error"]) == bool(expected["error"])
+
+
+CLUSTER = """
+import sys
+from ray.cluster_utils import Cluster
+cluster = Cluster(initialize_head=True, head_node_args={"num_cpus": 0, "include_dashboard": False})
+nodes = [cluster.add_node(num_cpus=1, object_store_memory=100 * 2**20) for _ in range(2)]
+print(cluster.address, flush=True)
+sys.stdin.readline()
+cluster.remove_node(nodes[0], allow_graceful=False)
+print("removed", flush=True)
+sys.stdin.readline()
+cluster.shutdown()
+"""
+
+
+def test_a_node_that_is_killed_changes_nothing(
+    start: Start, tmp_path: Path, undisturbed: list[dict[str, Any]]
+) -> None:
+    rng = seeded(0)
+    before = ray_processes()
+    path = os.pathsep.join([str(HOOKS), os.environ["PYTHONPATH"]])
+    with subprocess.Popen(
+        [sys.executable, "-c", CLUSTER],
+        env={**os.environ, "PYTHONPATH": path, "FLEET_TEST_SECONDS": "0.5",
+             "RAY_USAGE_STATS_ENABLED": "0"},
+        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+        start_new_session=True,
+    ) as cluster:  # fmt: skip
+        try:
+            assert cluster.stdin is not None and cluster.stdout is not None
+            address = cluster.stdout.readline().strip()
+            output = tmp_path / "run"
+            process = start(output, "--workers", 2, "--address", address)
+            wait_until(lambda: (output / "attempts").exists(), 120)
+            time.sleep(rng.uniform(0.1, 2.0))
+            print("", file=cluster.stdin, flush=True)
+            assert cluster.stdout.readline() == "removed\n"
+            assert process.poll() is None
+            status, errors = ended(process)
+            assert status == 1, errors
+            assert rows_of(output) == undisturbed
+            print("", file=cluster.stdin, flush=True)
+            cluster.wait(60)
+        finally:
+            cluster.kill()
+    wait_until(lambda: ray_processes() <= before, 120)

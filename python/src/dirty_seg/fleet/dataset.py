@@ -20,6 +20,7 @@ import uuid
 from collections.abc import Iterable, Iterator, Mapping
 from typing import Any
 
+from dirty_seg.fleet.again import again
 from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.rows import Row
 from dirty_seg.fleet.schema import KEY, schema
@@ -27,7 +28,7 @@ from dirty_seg.fleet.sources.files import file_system, is_uri
 
 _RENEWED = 10.0  # seconds between two signs of life of an object store's driver
 _DEAD = 60.0  # without one for so long
-_DELAYS = (1.0, 2.0, 4.0, 8.0)  # seconds before an object store is asked again
+_SETTLED = 3.0  # seconds in which a driver that looked before has signed, too
 
 
 class OutputError(Exception):
@@ -121,11 +122,17 @@ class Output:
 
     # ---- Attempts -------------------------------------------------------------------------------
 
-    def mark(self, unit: str) -> int:
-        """Leaves a mark that the unit is begun; how many there were before."""
-        before = len(self._list(f"attempts/{unit}"))
-        self._write(f"attempts/{unit}/{uuid.uuid4().hex}", b"")
+    def mark(self, unit: str, run: str) -> int:
+        """Leaves a mark that the unit is begun; how many this run's driver had left before."""
+        marks = map(os.path.basename, self._list(f"attempts/{unit}"))
+        before = sum(mark.startswith(f"{run}-") for mark in marks)
+        self._write(f"attempts/{unit}/{run}-{uuid.uuid4().hex}", b"")
         return before
+
+    def clear_marks(self, unit: str) -> None:
+        """Of a unit that is published."""
+        with contextlib.suppress(OSError):  # they are only in the way
+            self._system.delete_dir(self._path(f"attempts/{unit}"))
 
     # ---- Documents ------------------------------------------------------------------------------
 
@@ -137,8 +144,7 @@ class Output:
         """
         if not self._info(name).is_file:
             return None
-        with self._system.open_input_file(self._path(name)) as file:
-            data = file.read()
+        data = again(lambda: self._get(self._path(name)))
         try:
             content = json.loads(data)
         except ValueError as error:
@@ -184,20 +190,18 @@ class Output:
     def _leased(self) -> Iterator[None]:
         """An object store has no locks: the driver tells every few seconds that it lives."""
         mine = uuid.uuid4().hex
+        self._refuse_lease(self.read("driver.json"))
+        self._sign(mine)
+        time.sleep(_SETTLED)  # of two that looked at the same time the last to sign has it
         lease = self.read("driver.json")
-        if lease is not None and time.time() - float(lease.get("time", 0)) < _DEAD:
-            raise OutputError(
-                f"'{self.uri}' is in use by {lease.get('who')}; expected its end, another output, "
-                f"or, if it was killed, to wait for {_DEAD:.0f} s"
-            )
+        if lease is None or lease.get("id") != mine:
+            self._refuse_lease(lease)
         done = threading.Event()
 
         def renew() -> None:
-            while True:
+            while not done.wait(_RENEWED):
                 with contextlib.suppress(OSError):
-                    self.write("driver.json", {"who": _who(), "time": time.time(), "id": mine})
-                if done.wait(_RENEWED):
-                    return
+                    self._sign(mine)
 
         thread = threading.Thread(target=renew, daemon=True)
         thread.start()
@@ -206,8 +210,19 @@ class Output:
         finally:
             done.set()
             thread.join()
-            with contextlib.suppress(OSError):
-                self._system.delete_file(self._path("driver.json"))
+            with contextlib.suppress(OSError, OutputError):
+                if (self.read("driver.json") or {}).get("id") == mine:
+                    self._system.delete_file(self._path("driver.json"))
+
+    def _sign(self, mine: str) -> None:
+        self.write("driver.json", {"who": _who(), "time": time.time(), "id": mine})
+
+    def _refuse_lease(self, lease: dict[str, Any] | None) -> None:
+        if lease is not None and time.time() - float(lease.get("time", 0)) < _DEAD:
+            raise OutputError(
+                f"'{self.uri}' is in use by {lease.get('who')}; expected its end, another output, "
+                f"or, if it was killed, to wait for {_DEAD:.0f} s"
+            )
 
     # ---- Files ----------------------------------------------------------------------------------
 
@@ -215,27 +230,29 @@ class Output:
         return f"{self._root}/{name}"
 
     def _info(self, name: str) -> Any:
-        return self._system.get_file_info(self._path(name))
+        return again(lambda: self._system.get_file_info(self._path(name)))
 
     def _list(self, folder: str) -> list[str]:
         fs = need("pyarrow.fs", "pyarrow")
         selector = fs.FileSelector(self._path(folder), allow_not_found=True)
-        return [info.path for info in self._system.get_file_info(selector) if info.is_file]
+        found = again(lambda: self._system.get_file_info(selector))
+        return [info.path for info in found if info.is_file]
 
     def _write(self, name: str, data: bytes) -> None:
         if self._is_local:
             _write_local(self._path(name), data)
             return
-        for delay in (*_DELAYS, None):
-            try:
-                # An exception within the stream would publish what was written by then.
-                with self._system.open_output_stream(self._path(name)) as file:
-                    file.write(data)
-                return
-            except OSError:
-                if delay is None:
-                    raise
-                time.sleep(delay)
+        again(lambda: self._put(self._path(name), data))
+
+    def _get(self, path: str) -> bytes:
+        with self._system.open_input_file(path) as file:
+            data: bytes = file.read()
+            return data
+
+    def _put(self, path: str, data: bytes) -> None:
+        # An exception within the stream would publish what was written by then.
+        with self._system.open_output_stream(path) as file:
+            file.write(data)
 
 
 def _write_local(path: str, data: bytes) -> None:

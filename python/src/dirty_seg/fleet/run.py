@@ -11,6 +11,7 @@ import signal
 import sys
 import threading
 import time
+import uuid
 from collections import Counter
 from collections.abc import Iterator, Sequence
 from typing import IO, Any
@@ -198,7 +199,7 @@ def _receipts(plan: Plan, identity: dict[str, Any], left: list[Unit]) -> Iterato
     context.enable_progress_bars = False
     context.max_errored_blocks = 0  # a lost unit is an error, never dropped
     logging.getLogger("ray.data").setLevel(logging.ERROR)
-    job = Job(plan.output, plan.settings, identity, os.getcwd()).to_json()
+    job = Job(plan.output, plan.settings, identity, os.getcwd(), uuid.uuid4().hex).to_json()
     receipts = data.from_items(
         [{"unit": unit.to_json()} for unit in left],
         override_num_blocks=min(len(left), _MOST_BLOCKS),

@@ -14,6 +14,7 @@ from collections.abc import Callable, Iterator
 from typing import Any
 
 from dirty_seg import Detector, FrameError
+from dirty_seg.fleet.again import again
 from dirty_seg.fleet.dataset import Output
 from dirty_seg.fleet.rows import Row, row_of
 from dirty_seg.fleet.settings import Settings, SettingsError, differences
@@ -21,7 +22,7 @@ from dirty_seg.fleet.sources import Frame, Stream
 from dirty_seg.fleet.sources.stream import Times
 from dirty_seg.fleet.units import Part, Unit
 
-#: A unit that was begun so often without an end has a frame that kills its process.
+#: A unit that one driver's workers began so often without an end has a frame that kills them.
 MOST_ATTEMPTS = 3
 #: Seconds for a frame by itself, its network's loading included.
 ALONE_SECONDS = 300
@@ -52,6 +53,8 @@ class Job:
     identity: dict[str, Any]
     #: The driver's, which names of files are relative to.
     folder: str
+    #: Of the driver's process: another one each time.
+    run: str
 
     def to_json(self) -> str:
         """One line."""
@@ -91,14 +94,17 @@ class Worker:
         begin = time.monotonic()
         if self._output.is_published(unit.name):  # by a worker that was killed right after
             return Receipt(unit.name, 0, 0, 0, 0.0)
-        attempts = self._output.mark(unit.name)
-        if attempts < MOST_ATTEMPTS:
-            rows = list(rows_of(unit, self._detect))
-        else:
-            rows = list(rows_alone(unit, self._job.settings))
+        attempts = self._output.mark(unit.name, self._job.run)
+        rows = again(lambda: self._rows(unit, attempts >= MOST_ATTEMPTS))
         size = self._output.publish(unit.name, rows)
+        self._output.clear_marks(unit.name)
         failed = sum(1 for row in rows if row["error"])
         return Receipt(unit.name, len(rows), failed, size, time.monotonic() - begin)
+
+    def _rows(self, unit: Unit, is_deadly: bool) -> list[Row]:
+        if is_deadly:
+            return list(rows_alone(unit, self._job.settings))
+        return list(rows_of(unit, self._detect))
 
     def _detect(self, picture: Any) -> Any:
         if self._detector is None:
@@ -126,6 +132,8 @@ def _row(stream: Stream, frame: Frame, detect: Detect) -> Row:
         return row_of(stream, frame, detect(frame.picture))
     except (FrameError, ValueError) as error:
         return row_of(stream, frame, None, f"the detector failed: {error}")
+    except MemoryError:
+        return row_of(stream, frame, None, "the detector failed: out of memory")
 
 
 # ---- Frames that end their process --------------------------------------------------------------
@@ -134,30 +142,46 @@ def _row(stream: Stream, frame: Frame, detect: Detect) -> Row:
 def rows_alone(unit: Unit, settings: Settings) -> Iterator[Row]:
     """The same, each frame in a process of its own; one that ends it becomes a row that says so."""
     for part in unit.parts:
-        for index in itertools.count():
-            if part.count is not None and index >= part.count:
-                break
+        indexes = itertools.count() if part.count is None else range(part.count)
+        for index in indexes:
             single = dataclasses.replace(part, first=part.first + index, count=1)
             try:
                 rows = _alone(single, settings)
+                is_last = not rows
             except _Ended as error:
-                # Beyond what the stream knows of, it may as well have been no frame.
-                if index < part.expected:
-                    yield row_of(part.stream, Frame(single.first, Times(), None), None, str(error))
-                    continue
-                break
-            if not rows:
-                break
+                is_there, is_last = True, False
+                if index >= part.expected:  # the stream may have ended before
+                    is_there, is_last = _look(single)
+                rows = [_failed(single, str(error))] if is_there else []
             yield from rows
+            if is_last:
+                break
+
+
+def _look(part: Part) -> tuple[bool, bool]:
+    """Whether there is a frame, and whether nothing behind it can be read."""
+    try:
+        is_there = bool(_alone(part, None))
+    except _Ended:  # reading it is what ends the process
+        return True, True
+    return is_there, not is_there
+
+
+def _failed(part: Part, error: str) -> Row:
+    return row_of(part.stream, Frame(part.first, Times(), None), None, error)
 
 
 class _Ended(Exception):
     """A process ended without a row."""
 
 
-def _alone(part: Part, settings: Settings) -> list[Row]:
-    """The row of a part of one frame; none beyond the end of its stream."""
-    task = {"unit": Unit((part,)).to_json(), "settings": settings.to_json()}
+def _alone(part: Part, settings: Settings | None) -> list[Row]:
+    """The row of a part of one frame; none beyond the end of its stream. Without settings the
+    frame is only read."""
+    task = {
+        "unit": Unit((part,)).to_json(),
+        "settings": None if settings is None else settings.to_json(),
+    }
     try:
         done = subprocess.run(
             [sys.executable, "-m", "dirty_seg.fleet.worker"],
@@ -172,22 +196,32 @@ def _alone(part: Part, settings: Settings) -> list[Row]:
         raise _Ended(f"the detector's process took more than {ALONE_SECONDS} s") from error
     if done.returncode == 0:
         rows: list[Row] = json.loads(done.stdout)
-        for row in rows:
+        for row in rows if settings is not None else []:
             for name in ("label_names", "non_finite", "stage_ms"):  # JSON has no tuples
                 if row.get(name) is not None:
                     row[name] = [tuple(pair) for pair in row[name]]
         return rows
     if done.returncode < 0:
-        name = signal.Signals(-done.returncode).name
-        raise _Ended(f"ended the detector's process by {name}")
+        raise _Ended(f"ended the detector's process by {_signal(-done.returncode)}")
     last = done.stderr.strip().splitlines()[-1:] or ["without a word"]
     raise _Ended(f"ended the detector's process with {done.returncode}: {last[0][:200]}")
 
 
+def _signal(number: int) -> str:
+    try:
+        return signal.Signals(number).name
+    except ValueError:  # one without a name
+        return f"signal {number}"
+
+
 def _main() -> None:
     task = json.load(sys.stdin)
+    unit = Unit.from_json(task["unit"])
+    if task["settings"] is None:
+        json.dump([frame.ordinal for part in unit.parts for frame in part.frames()], sys.stdout)
+        return
     detector = Settings.from_json(task["settings"]).detector()
-    json.dump(list(rows_of(Unit.from_json(task["unit"]), detector)), sys.stdout)
+    json.dump(list(rows_of(unit, detector)), sys.stdout)
 
 
 if __name__ == "__main__":

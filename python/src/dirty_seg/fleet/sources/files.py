@@ -12,6 +12,7 @@ from pathlib import PurePosixPath
 from typing import IO, Any, cast
 from urllib.parse import urlsplit
 
+from dirty_seg.fleet.again import again, is_of_store
 from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.sources.stream import SourceError
 
@@ -61,11 +62,18 @@ class File:
         return PurePosixPath(_path(self.name)).suffix.lower()
 
     def open(self) -> IO[bytes]:
-        """To be read from its beginning; it can be sought in."""
+        """To be read from its beginning; it can be sought in.
+
+        Raises:
+            SourceError: it cannot be opened.
+            OSError: an object store does not answer.
+        """
         system, path = file_system(self.name)
         try:
-            return io.BufferedReader(system.open_input_file(path), _BUFFER)
+            return io.BufferedReader(again(lambda: system.open_input_file(path)), _BUFFER)
         except OSError as error:
+            if is_of_store(error):
+                raise
             raise SourceError(f"'{self.name}' cannot be opened: {_cause(error)}") from error
 
     def local(self) -> str:
@@ -86,11 +94,14 @@ def file_of(name: str) -> File:
 
     Raises:
         SourceError: it is not, or is no file.
+        OSError: an object store does not answer.
     """
     system, path = file_system(name)
     try:
-        info = system.get_file_info(path)
+        info = again(lambda: system.get_file_info(path))
     except OSError as error:
+        if is_of_store(error):
+            raise
         raise SourceError(f"'{name}' cannot be looked at: {_cause(error)}") from error
     if not info.is_file:
         raise SourceError(f"there is no file '{name}'")
@@ -149,12 +160,13 @@ def _expand_uri(given: str) -> Iterator[str]:
     is_wild = any(sign in path for sign in "*[")
     base = path if not is_wild else os.path.dirname(path[: min(map(_place(path), "*["))])
     try:
-        info = system.get_file_info(base)
+        info = again(lambda: system.get_file_info(base))
         if info.is_file:
             yield given
             return
         selector = fs.FileSelector(base, recursive=True, allow_not_found=True)
-        found = sorted(entry.path for entry in system.get_file_info(selector) if entry.is_file)
+        listed = again(lambda: system.get_file_info(selector))
+        found = sorted(entry.path for entry in listed if entry.is_file)
     except OSError as error:
         raise SourceError(f"'{given}' cannot be listed: {_cause(error)}") from error
     for entry in found:

@@ -7,6 +7,7 @@ import os
 from collections.abc import Iterator
 from typing import Any
 
+from dirty_seg.fleet.again import is_of_store
 from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.sources.files import File
 from dirty_seg.fleet.sources.stream import SourceError
@@ -64,7 +65,9 @@ class McapLog:
         reader = need("mcap.reader", "mcap")
         try:
             summary = reader.SeekingReader(stream).get_summary()
-        except Exception:  # whatever a damaged end makes it raise; reading it all tells more
+        except Exception as error:  # whatever a damaged end makes it raise; reading all tells more
+            if isinstance(error, OSError) and is_of_store(error):
+                raise
             return None
         if summary is None or summary.statistics is None or not summary.channels:
             return None
@@ -96,6 +99,8 @@ class McapLog:
                     topics=None if topic is None else [topic], log_time_order=False
                 )
             except Exception as error:  # of the parser, its decompressors, or the file
+                if isinstance(error, OSError) and is_of_store(error):
+                    raise
                 cause = f"{type(error).__name__}: {error}".strip()[:200]
                 raise Damage(f"is damaged: {cause}") from error
             stream.seek(max(self._file.size - len(_END), 0))

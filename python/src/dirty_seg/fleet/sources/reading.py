@@ -7,6 +7,7 @@ import os
 from collections.abc import Iterator, Sequence
 from typing import Any
 
+from dirty_seg.fleet.again import is_of_store
 from dirty_seg.fleet.sources import files, pictures
 from dirty_seg.fleet.sources.files import File
 from dirty_seg.fleet.sources.logs import Bag, Damage, McapLog, Topic, bag_version
@@ -46,6 +47,9 @@ def read_frames(stream: Stream, first: int = 0, count: int | None = None) -> Ite
 
     What is wrong with a frame is in its ``error``. A damaged log has one more frame than can be
     read, which tells of the damage.
+
+    Raises:
+        OSError: an object store does not answer.
     """
     readers = {"picture": _picture, "video": _video}
     frames = readers.get(stream.kind, _log)(stream, first)
@@ -106,8 +110,12 @@ def _picture(stream: Stream, first: int) -> Iterator[Frame]:
             yield Frame(0, Times(), pictures.decode(file.read()))
     except PictureError as error:
         yield Frame(0, Times(), None, f"'{stream.source}' {error}")
-    except (SourceError, OSError) as error:
+    except SourceError as error:
         yield Frame(0, Times(), None, str(error))
+    except OSError as error:
+        if is_of_store(error):
+            raise
+        yield Frame(0, Times(), None, f"'{stream.source}' cannot be read: {error.strerror}")
 
 
 def _video_length(file: File) -> int:
