@@ -2,6 +2,7 @@
 
 import random
 from pathlib import Path
+from typing import Any
 
 import cv2
 import logs
@@ -276,6 +277,28 @@ def test_bits_that_have_changed_in_a_log_are_noticed(tmp_path: Path) -> None:
         frames = [frame for stream in streams for frame in read_frames(stream)]
         told = [frame.error for frame in frames if frame.picture is None] + errors
         assert told or colours(frames) == ["red", "green", "blue"] * 4
+
+
+@pytest.mark.parametrize("options", [{}, {"use_chunking": False}, {"chunk_size": 1}])
+def test_a_log_can_be_read_from_anywhere(tmp_path: Path, options: dict[str, Any]) -> None:
+    order = ["red", "green", "blue", "green"] * 3
+    messages = [entry for m in camera(order) for entry in (m, ("/text", "t", "json", 5, b"1"))]
+    path = write_mcap(tmp_path / "a.mcap", messages, **({"chunk_size": 300} | options))
+    stream = only(path)
+    for first in range(14):
+        frames = list(read_frames(stream, first))
+        assert colours(frames) == order[first:]
+        assert [frame.ordinal for frame in frames] == list(range(first, 12))[: len(frames)]
+
+
+def test_what_is_before_is_not_read(tmp_path: Path) -> None:
+    path = write_mcap(tmp_path / "a.mcap", camera(["red", "green"] * 20), chunk_size=300)
+    stream = only(path)
+    whole = path.read_bytes()
+    place = len(whole) // 10  # in one of the first chunks
+    path.write_bytes(whole[:place] + bytes([whole[place] ^ 0xFF]) + whole[place + 1 :])
+    assert any(frame.error for frame in read_frames(stream))
+    assert colours(list(read_frames(stream, 30))) == ["red", "green"] * 5
 
 
 def test_bags_of_ros_1_and_2(tmp_path: Path) -> None:

@@ -17,7 +17,6 @@ from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.sources.stream import SourceError
 
 _WILD = "*?["
-_BUFFER = 2**20  # bytes; each read of an object is a request
 
 
 def is_uri(name: str) -> bool:
@@ -61,8 +60,9 @@ class File:
         """Of its name, in lower case, with the dot."""
         return PurePosixPath(_path(self.name)).suffix.lower()
 
-    def open(self) -> IO[bytes]:
-        """To be read from its beginning; it can be sought in.
+    def open(self, buffer: int = 2**20) -> IO[bytes]:
+        """To be read from its beginning; it can be sought in. Each ``buffer`` bytes of an object
+        are a request.
 
         Raises:
             SourceError: it cannot be opened.
@@ -70,7 +70,7 @@ class File:
         """
         system, path = file_system(self.name)
         try:
-            return io.BufferedReader(again(lambda: system.open_input_file(path)), _BUFFER)
+            return io.BufferedReader(again(lambda: system.open_input_file(path)), buffer)
         except OSError as error:
             if is_of_store(error):
                 raise

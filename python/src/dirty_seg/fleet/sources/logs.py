@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import dataclasses
+import itertools
 import os
 from collections.abc import Iterator
 from typing import Any
@@ -12,6 +13,7 @@ from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.sources.files import File
 from dirty_seg.fleet.sources.stream import SourceError
 
+_INDEX_BUFFER = 2**13  # bytes; an index is small and far from the next
 _END = b"\x89MCAP0\r\n"
 
 
@@ -50,15 +52,68 @@ class McapLog:
             summary = self._summary(stream)
         return self._of_summary(summary) if summary is not None else self._counted()
 
-    def messages(self, topic: str) -> Iterator[Message]:
-        """Those of a topic.
+    def messages(self, topic: str, first: int = 0) -> Iterator[Message]:
+        """Those of a topic, from its ``first`` on.
 
         Raises:
             Damage: after those that can be read.
         """
-        for _, channel, message in self._read(topic):
-            if channel.topic == topic:
-                yield Message(message.log_time, message.publish_time, message.data)
+        chunks = self._chunks_from(topic, first) if first > 0 else None
+        if chunks is not None:
+            yield from self._of_chunks(*chunks)
+            return
+        found = (entry for entry in self._read(topic) if entry[1].topic == topic)
+        for _, _, message in itertools.islice(found, first, None):
+            yield Message(message.log_time, message.publish_time, message.data)
+
+    def _chunks_from(self, topic: str, first: int) -> tuple[set[int], list[int], int] | None:
+        """Channels of the topic, the chunks that have its messages from ``first`` on, and how many
+        of the first chunk's are before it. None where the log's indexes do not tell.
+
+        A worker that begins in the middle of a log so reads none of what is before.
+        """
+        records = need("mcap.stream_reader", "mcap").StreamReader
+        with self._file.open(_INDEX_BUFFER) as stream:
+            summary = self._summary(stream)
+            if summary is None:
+                return None
+            channels = {n for n, channel in summary.channels.items() if channel.topic == topic}
+            counts = []
+            for chunk in sorted(summary.chunk_indexes, key=lambda c: c.chunk_start_offset):
+                count = 0
+                for channel in channels & chunk.message_index_offsets.keys():
+                    stream.seek(chunk.message_index_offsets[channel])
+                    count += len(next(records(stream, skip_magic=True).records).records)
+                counts.append((chunk.chunk_start_offset, count))
+        told = sum(summary.statistics.channel_message_counts.get(n, 0) for n in channels)
+        if sum(count for _, count in counts) != told:
+            return None  # some are beside the chunks
+        before = 0
+        for i, (_, count) in enumerate(counts):
+            if before + count > first:
+                return channels, [offset for offset, _ in counts[i:]], first - before
+            before += count
+        return channels, [], 0
+
+    def _of_chunks(self, channels: set[int], offsets: list[int], skipped: int) -> Iterator[Message]:
+        module = need("mcap.stream_reader", "mcap")
+        with self._file.open() as stream:
+            for offset in offsets:
+                stream.seek(offset)
+                try:
+                    chunk = next(
+                        module.StreamReader(stream, skip_magic=True, emit_chunks=True).records
+                    )
+                    records = module.breakup_chunk(chunk, validate_crc=True)
+                except Exception as error:
+                    raise _damage(error) from error
+                for record in records:
+                    if getattr(record, "channel_id", None) not in channels:
+                        continue
+                    if skipped > 0:
+                        skipped -= 1
+                        continue
+                    yield Message(record.log_time, record.publish_time, record.data)
 
     def _summary(self, stream: Any) -> Any:
         """None unless the log is whole and says what it has."""
@@ -98,11 +153,8 @@ class McapLog:
                 yield from reader.NonSeekingReader(stream, validate_crcs=True).iter_messages(
                     topics=None if topic is None else [topic], log_time_order=False
                 )
-            except Exception as error:  # of the parser, its decompressors, or the file
-                if isinstance(error, OSError) and is_of_store(error):
-                    raise
-                cause = f"{type(error).__name__}: {error}".strip()[:200]
-                raise Damage(f"is damaged: {cause}") from error
+            except Exception as error:
+                raise _damage(error) from error
             stream.seek(max(self._file.size - len(_END), 0))
             if stream.read(len(_END)) != _END:
                 raise Damage("ends without MCAP's last bytes, as one that was cut short does")
@@ -130,16 +182,16 @@ class Bag:
                 )
         return list(topics.values())
 
-    def messages(self, topic: str) -> Iterator[Message]:
+    def messages(self, topic: str, first: int = 0) -> Iterator[Message]:
         """As McapLog's, in order of time, as bags are indexed."""
         with self._open() as reader:
             chosen = [c for c in reader.connections if c.topic == topic]
             try:
-                for _, time, data in reader.messages(connections=chosen):
+                found = reader.messages(connections=chosen)
+                for _, time, data in itertools.islice(found, first, None):
                     yield Message(time, None, bytes(data))
-            except Exception as error:  # of the parser, SQLite, or the file
-                cause = f"{type(error).__name__}: {error}".strip()[:200]
-                raise Damage(f"is damaged: {cause}") from error
+            except Exception as error:
+                raise _damage(error) from error
 
     def _open(self) -> Any:
         module = need("rosbags.rosbag1" if self._kind == "bag1" else "rosbags.rosbag2", "rosbags")
@@ -160,6 +212,13 @@ class _Closing:
 
     def __exit__(self, *_: object) -> None:
         self._reader.close()
+
+
+def _damage(error: Exception) -> Exception:
+    """For what parsers, decompressors, SQLite or the file raise; a store's own fault stays it."""
+    if isinstance(error, OSError) and is_of_store(error):
+        return error
+    return Damage(f"is damaged: {type(error).__name__}: {error}".strip()[:200])
 
 
 def bag_version(folder: str) -> str:

@@ -147,23 +147,21 @@ def _video(stream: Stream, first: int) -> Iterator[Frame]:
 
 
 def _log(stream: Stream, first: int) -> Iterator[Frame]:
-    ordinal = 0
+    ordinal = first
     place = f"'{stream.source}' topic '{stream.topic}'"
     decoder = decoder_of(stream.type_name, stream.encoding)
     try:
-        log: Any = (
+        log: McapLog | Bag = (
             McapLog(files.file_of(stream.source))
             if stream.kind == "mcap"
             else Bag(stream.source, stream.kind)
         )
-        for message in log.messages(stream.topic):
-            if ordinal >= first:
-                times = Times(message.log_time, message.publish_time)
-                yield _decoded(ordinal, times, message.data, decoder, place)
+        for message in log.messages(stream.topic, first):
+            times = Times(message.log_time, message.publish_time)
+            yield _decoded(ordinal, times, message.data, decoder, place)
             ordinal += 1
     except (Damage, SourceError) as error:
-        if ordinal >= first:
-            yield Frame(ordinal, Times(), None, f"{place} after message {ordinal}: {error}")
+        yield Frame(ordinal, Times(), None, f"{place} after message {ordinal}: {error}")
 
 
 def _decoded(ordinal: int, times: Times, data: bytes, decoder: Any, place: str) -> Frame:
