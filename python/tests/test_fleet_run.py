@@ -525,7 +525,7 @@ def test_a_node_that_is_killed_changes_nothing(
     path = os.pathsep.join([str(HOOKS), os.environ["PYTHONPATH"]])
     with subprocess.Popen(
         [sys.executable, "-c", CLUSTER],
-        env={**os.environ, "PYTHONPATH": path, "FLEET_TEST_SECONDS": "0.5",
+        env={**os.environ, "PYTHONPATH": path, "FLEET_TEST_SECONDS": "1.0",
              "RAY_USAGE_STATS_ENABLED": "0"},
         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
         start_new_session=True,
@@ -537,9 +537,9 @@ def test_a_node_that_is_killed_changes_nothing(
             process = start(output, "--workers", 2, "--address", address)
             wait_until(lambda: (output / "attempts").exists(), 120)
             time.sleep(rng.uniform(0.1, 2.0))
+            assert process.poll() is None
             print("", file=cluster.stdin, flush=True)
             assert cluster.stdout.readline() == "removed\n"
-            assert process.poll() is None
             status, errors = ended(process)
             assert status == 1, errors
             assert rows_of(output) == undisturbed
