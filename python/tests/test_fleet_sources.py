@@ -92,7 +92,9 @@ def test_a_picture_that_has_gone_since_is_told(tmp_path: Path) -> None:
     path.write_bytes(png("red"))
     stream = only(path)
     path.unlink()
-    assert [frame.error for frame in read_frames(stream)] == [f"there is no file '{path}'"]
+    assert [frame.error for frame in read_frames(stream)] == [
+        f"there is no file '{path}': No such file or directory"
+    ]
 
 
 def test_a_picture_of_more_than_16384_pixels_a_side_is_refused(tmp_path: Path) -> None:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import os
 import threading
 import time
 from collections.abc import Callable
@@ -15,6 +16,7 @@ from logs import png
 
 from dirty_seg.fleet import dataset, worker
 from dirty_seg.fleet.dataset import Output, OutputError
+from dirty_seg.fleet.rows import row_of
 from dirty_seg.fleet.settings import Settings
 from dirty_seg.fleet.sources import Frame, Stream, find_streams
 from dirty_seg.fleet.sources.stream import Times
@@ -78,6 +80,23 @@ def test_a_process_of_its_own_gives_the_row_of_its_frame(tmp_path: Path) -> None
         del row["stage_ms"]
     assert alone == together
     assert len(alone[0]["boxes"]) == 2 and "is no picture" in alone[1]["error"]
+
+
+def test_names_need_not_be_valid_utf_8(tmp_path: Path) -> None:
+    for name, data in ((b"/\xff.png", png("red")), (b"/\xfe.png", b"none")):
+        with open(os.fsencode(tmp_path) + name, "wb") as file:
+            file.write(data)
+    streams, errors = find_streams([str(tmp_path)])
+    assert errors == []
+    (unit,) = cut(streams)
+    assert Unit.from_json(unit.to_json()) == unit
+    found = [row_of(part.stream, frame, None) for part in unit.parts for frame in part.frames()]
+    output = Output(str(tmp_path / "run"))
+    output.publish(unit.name, found)
+    rows = output.rows().to_pylist()
+    assert [row["source"] for row in rows] == [f"{tmp_path}/\\xfe.png", f"{tmp_path}/\\xff.png"]
+    assert rows[0]["error"].startswith(f"'{tmp_path}/\\xfe.png' is no picture")
+    assert (rows[1]["error"], rows[1]["height"]) == ("", 32)
 
 
 def test_a_lack_of_memory_fails_its_frame_alone(tmp_path: Path) -> None:

@@ -16,7 +16,7 @@ import dirty_seg._core as _core
 from dirty_seg._result import Result
 from dirty_seg.fleet.dataset import Output, OutputError
 from dirty_seg.fleet.needs import need
-from dirty_seg.fleet.rows import Row, line_of
+from dirty_seg.fleet.rows import Row, line_of, text_of
 from dirty_seg.fleet.sources.files import file_of
 from dirty_seg.fleet.sources.pictures import opencv
 from dirty_seg.fleet.sources.stream import ByteArray, SourceError
@@ -81,14 +81,14 @@ def annotate(run: Output, log: str, output: str) -> int:
 def _frames_of(run: Output, log: str) -> Iterator[Row]:
     rows = [
         row
-        for row in run.of_source(log, ["topic", "ordinal", "log_time", "error"])
+        for row in run.of_source(text_of(log), ["topic", "ordinal", "log_time", "error"])
         if not row["error"] and row["log_time"] is not None
     ]
     if not rows:
         raise OutputError(
             f"'{run.uri}' has no frame of '{log}'; expected the log's name as detect was given it"
         )
-    keys = sorted((log, row["topic"], row["ordinal"]) for row in rows)
+    keys = sorted((text_of(log), row["topic"], row["ordinal"]) for row in rows)
     for begin in range(0, len(keys), 100):
         part = keys[begin : begin + 100]
         found = run.rows_of(part)

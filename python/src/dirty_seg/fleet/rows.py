@@ -16,17 +16,22 @@ _SCHEMA_VERSION = 1
 def row_of(stream: Stream, frame: Frame, result: Result | None, error: str = "") -> Row:
     """The row of a frame; without a result, that of one that failed."""
     row: Row = {
-        "source": stream.source,
+        "source": text_of(stream.source),
         "topic": stream.topic,
         "ordinal": frame.ordinal,
         "log_time": frame.times.log,
         "publish_time": frame.times.publish,
         "header_time": frame.times.header,
-        "error": error or frame.error,
+        "error": text_of(error or frame.error),
     }
     if frame.picture is not None:
         row["height"], row["width"] = frame.picture.shape[:2]
     return row if result is None else row | _found(json.loads(result.to_json()))
+
+
+def text_of(name: str) -> str:
+    """The name as a column has it: bytes that are not UTF-8 as \\xff."""
+    return name.encode(errors="surrogateescape").decode(errors="backslashreplace")
 
 
 def line_of(row: Row) -> str:

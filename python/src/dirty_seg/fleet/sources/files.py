@@ -7,6 +7,7 @@ import fnmatch
 import glob
 import io
 import os
+import stat
 from collections.abc import Iterator, Sequence
 from pathlib import PurePosixPath
 from typing import IO, Any, cast
@@ -68,8 +69,10 @@ class File:
             SourceError: it cannot be opened.
             OSError: an object store does not answer.
         """
-        system, path = file_system(self.name)
         try:
+            if not is_uri(self.name):  # whose name need not be UTF-8, as pyarrow's have to
+                return open(self.name, "rb", buffering=buffer)
+            system, path = file_system(self.name)
             return io.BufferedReader(again(lambda: system.open_input_file(path)), buffer)
         except OSError as error:
             if is_of_store(error):
@@ -96,16 +99,23 @@ def file_of(name: str) -> File:
         SourceError: it is not, or is no file.
         OSError: an object store does not answer.
     """
+    if not is_uri(name):
+        return _local_file(name)
     system, path = file_system(name)
-    try:
-        info = again(lambda: system.get_file_info(path))
-    except OSError as error:
-        if is_of_store(error):
-            raise
-        raise SourceError(f"'{name}' cannot be looked at: {_cause(error)}") from error
+    info = again(lambda: system.get_file_info(path))
     if not info.is_file:
         raise SourceError(f"there is no file '{name}'")
-    return _file(name, info)
+    return File(name, info.size, f"{info.size}-{info.mtime_ns}")
+
+
+def _local_file(name: str) -> File:
+    try:
+        info = os.stat(name)
+    except OSError as error:
+        raise SourceError(f"there is no file '{name}': {_cause(error)}") from error
+    if not stat.S_ISREG(info.st_mode):
+        raise SourceError(f"there is no file '{name}'; expected a regular one")
+    return File(name, info.st_size, f"{info.st_size}-{info.st_mtime_ns}")
 
 
 def expand(inputs: Sequence[str]) -> tuple[list[str], list[SourceError]]:
@@ -180,10 +190,6 @@ def _place(text: str) -> Any:
 
 def _path(name: str) -> str:
     return urlsplit(name).path if is_uri(name) else name
-
-
-def _file(name: str, info: Any) -> File:
-    return File(name, info.size, f"{info.size}-{info.mtime_ns}")
 
 
 def _cause(error: OSError) -> str:
