@@ -177,3 +177,16 @@ def test_the_command_writes_a_page_of_the_frames_that_differ(tmp_path: Path, pro
     )  # fmt: skip
     assert done.returncode == 2
     assert "--report needs the program dirty_seg; there is no '/none'" in done.stderr
+
+
+def test_rows_come_in_order_whatever_their_units_are_called(tmp_path: Path) -> None:
+    output = run(
+        tmp_path,
+        {
+            "b": [row("0.png", []), row("1.png", [])],
+            "a": [row("4.png", []), row("3.png", [])],
+            "c": [row("2.png", [])],
+            "empty": [],
+        },
+    )
+    assert [found["source"] for found in output.in_order()] == [f"{i}.png" for i in range(5)]

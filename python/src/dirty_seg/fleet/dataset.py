@@ -81,6 +81,19 @@ class Output:
         order = [(name, "ascending") for name in KEY]
         return self._dataset().to_table(columns=columns).sort_by(order)
 
+    def in_order(self) -> Iterator[Row]:
+        """All rows, those of one unit in memory at a time.
+
+        Units come by their first frame, the frames of each in order of source, topic and ordinal.
+        """
+        firsts = []
+        for unit in self.published():
+            keys = [tuple(row.values()) for row in self.unit_rows([unit], list(KEY))]
+            firsts.append((min(keys, default=()), unit))
+        for _, unit in sorted(firsts):
+            rows = self.unit_rows([unit], schema().names)
+            yield from sorted(rows, key=lambda row: tuple(row[name] for name in KEY))
+
     def unit_rows(self, units: list[str], columns: list[str]) -> list[Row]:
         """Rows of some units, in memory."""
         if not units:

@@ -13,10 +13,8 @@ from dirty_seg.fleet.rows import line_of
 
 
 def lines(output: Output) -> Iterator[str]:
-    """Lines of results.jsonl, in order of source, topic and ordinal."""
-    for batch in output.rows().to_batches(max_chunksize=100):
-        for row in batch.to_pylist():
-            yield line_of(row)
+    """Lines of results.jsonl, in the order of ``Output.in_order``."""
+    return map(line_of, output.in_order())
 
 
 def coco(output: Output) -> dict[str, Any]:
