@@ -52,7 +52,7 @@ def run_of(folder: Path, log: Path) -> Output:
     output = Output(str(folder / "run"))
     output.write("run.json", {})
     with dirty_seg.Detector(NETWORKS / "seg-b2-64.onnx", PATCHES) as detector:
-        for unit in cut(streams):
+        for unit in cut(streams, 250):
             output.publish(unit.name, list(rows_of(unit, detector)))
     return output
 

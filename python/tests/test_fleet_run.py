@@ -24,7 +24,7 @@ from logs import camera, plain, png, write_mcap
 import dirty_seg
 from dirty_seg.fleet.dataset import Output
 from dirty_seg.fleet.sources import Stream
-from dirty_seg.fleet.units import Part, Unit, cut
+from dirty_seg.fleet.units import Part, Unit, cut, usual_frames
 
 HOOKS = Path(__file__).resolve().parent / "hooks"
 MODEL = NETWORKS / "seg-b2-64.onnx"
@@ -318,6 +318,15 @@ def test_units_are_cut_alike_and_named_by_what_they_are_of() -> None:
     assert len({unit.name for unit in units}) == 5
     changed = cut([Stream("a", "video", "", "", "", "2", 1)], 4)
     assert changed[0].name != cut([a], 4)[0].name
+
+
+@pytest.mark.parametrize(
+    ("frames", "expected"),
+    [(1, 25), (831, 25), (832, 26), (3200, 100), (8031, 250), (10**6, 250)],
+)
+def test_units_are_by_default_as_large_as_the_inputs_make_them(frames: int, expected: int) -> None:
+    half = frames // 2
+    assert usual_frames([stream("a", half), stream("b", frames - half)]) == expected
 
 
 def test_exported_lines_are_those_of_the_package(

@@ -88,7 +88,7 @@ def test_names_need_not_be_valid_utf_8(tmp_path: Path) -> None:
             file.write(data)
     streams, errors = find_streams([str(tmp_path)])
     assert errors == []
-    (unit,) = cut(streams)
+    (unit,) = cut(streams, 250)
     assert Unit.from_json(unit.to_json()) == unit
     found = [row_of(part.stream, frame, None) for part in unit.parts for frame in part.frames()]
     output = Output(str(tmp_path / "run"))
@@ -109,7 +109,7 @@ def test_a_lack_of_memory_fails_its_frame_alone(tmp_path: Path) -> None:
         raise MemoryError
 
     streams, _ = find_streams([str(tmp_path)])
-    (unit,) = cut(streams)
+    (unit,) = cut(streams, 250)
     errors = [row["error"] for row in rows_of(unit, detect)]
     assert errors == ["the detector failed: out of memory"] * 2
     assert calls == [(32, 48, 3)] * 2

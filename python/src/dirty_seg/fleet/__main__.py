@@ -9,7 +9,7 @@ import sys
 from collections.abc import Callable
 
 from dirty_seg import DirtySegError
-from dirty_seg.fleet import export, page, units
+from dirty_seg.fleet import export, page
 from dirty_seg.fleet.annotate import annotate
 from dirty_seg.fleet.compare import compare
 from dirty_seg.fleet.dataset import Output, OutputError
@@ -64,7 +64,7 @@ def _parser() -> argparse.ArgumentParser:
     run.add_argument("--address", help="of a Ray cluster: auto or HOST:PORT; none: a local one")
     run.add_argument("--workers", type=_whole(1), help="processes; by default one a core")
     run.add_argument("--threads", type=_whole(1), default=1, help="of each worker")
-    run.add_argument("--unit-frames", type=_whole(1), default=units.DEFAULT_FRAMES)
+    run.add_argument("--unit-frames", type=_whole(1), help="of a piece of work; 25 to 250")
     out = commands.add_parser("export", help="a run's frames as results.jsonl or COCO's format")
     out.add_argument("run", help="the output of detect")
     form = out.add_mutually_exclusive_group(required=True)

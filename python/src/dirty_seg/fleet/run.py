@@ -44,7 +44,8 @@ class Plan:
     #: "auto" or HOST:PORT of a cluster; None starts Ray in this process.
     address: str | None = None
     workers: int = 1
-    unit_frames: int = units.DEFAULT_FRAMES
+    #: Of a unit; None: by the number of frames.
+    unit_frames: int | None = None
 
 
 @dataclasses.dataclass(frozen=True)
@@ -79,11 +80,12 @@ def detect(plan: Plan, messages: IO[str] = sys.stderr) -> Summary:
     if not streams:
         raise SourceError("no input can be read; expected pictures, videos or logs")
     plan.settings.detector().close()  # what is wrong with it is told before anything starts
-    work = units.cut(streams, plan.unit_frames)
+    unit_frames = plan.unit_frames or units.usual_frames(streams)
+    work = units.cut(streams, unit_frames)
     identity = plan.settings.identity()
     output = Output(plan.output)
     with output.driven():
-        _claim(output, identity, work, plan.unit_frames)
+        _claim(output, identity, work, unit_frames)
         published = output.published()
         left = [unit for unit in work if unit.name not in published]
         progress = _Progress(sum(unit.expected for unit in left), messages)

@@ -10,8 +10,14 @@ from typing import Any
 
 from dirty_seg.fleet.sources import Frame, Stream, read_frames
 
-#: Frames of a unit: half a minute of work for one thread.
-DEFAULT_FRAMES = 250
+_LEAST, _MOST = 25, 250  # frames of a unit: seconds to half a minute of work for one thread
+_UNITS = 32  # that a small run has at least, so that several workers end together
+
+
+def usual_frames(streams: Iterable[Stream]) -> int:
+    """Frames of a unit, by the inputs alone, so that the same command has the same units."""
+    frames = sum(stream.frames for stream in streams)
+    return min(max(frames // _UNITS, _LEAST), _MOST)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -59,7 +65,7 @@ class Unit:
         return Unit(tuple(_part(entry) for entry in json.loads(text)["parts"]))
 
 
-def cut(streams: Iterable[Stream], frames: int = DEFAULT_FRAMES) -> list[Unit]:
+def cut(streams: Iterable[Stream], frames: int) -> list[Unit]:
     """Units of so many frames at most; short streams one after the other share one.
 
     Each unit has whole streams, or a part of a single one. The last part of a stream goes to its
