@@ -89,8 +89,9 @@ def ended(process: subprocess.Popen[str]) -> tuple[int, str]:
 
 
 def rows_of(output: Path | str) -> list[dict[str, Any]]:
-    columns = [name for name in Output(str(output)).rows().column_names if name != "stage_ms"]
-    rows: list[dict[str, Any]] = Output(str(output)).rows(columns).to_pylist()
+    rows = list(Output(str(output)).in_order())
+    for row in rows:
+        del row["stage_ms"]
     return rows
 
 

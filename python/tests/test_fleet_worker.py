@@ -93,7 +93,7 @@ def test_names_need_not_be_valid_utf_8(tmp_path: Path) -> None:
     found = [row_of(part.stream, frame, None) for part in unit.parts for frame in part.frames()]
     output = Output(str(tmp_path / "run"))
     output.publish(unit.name, found)
-    rows = output.rows().to_pylist()
+    rows = list(output.in_order())
     assert [row["source"] for row in rows] == [f"{tmp_path}/\\xfe.png", f"{tmp_path}/\\xff.png"]
     assert rows[0]["error"].startswith(f"'{tmp_path}/\\xfe.png' is no picture")
     assert (rows[1]["error"], rows[1]["height"]) == ("", 32)

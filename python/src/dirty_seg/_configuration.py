@@ -5,7 +5,16 @@ import os
 from collections.abc import Mapping, Sequence
 from typing import Any, Union
 
+Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Configuration = Union[str, "os.PathLike[str]", Mapping[str, Any]]
+
+
+def path_text(name: str, path: Path) -> str:
+    """The path of the argument ``name``, as Python has file names."""
+    text = os.fsdecode(path)
+    if "\0" in text:
+        raise ValueError(f"{name} is {text!r}; expected a path, which has no null character")
+    return text
 
 
 def _scalar(value: Any) -> str:
@@ -42,10 +51,7 @@ def name_and_text(configuration: Configuration) -> tuple[str, str | None]:
     if isinstance(configuration, str) and (not configuration or "\n" in configuration):
         return "configuration", configuration
     if isinstance(configuration, (str, os.PathLike)):
-        name = os.fsdecode(configuration)
-        if "\0" in name:
-            raise ValueError(f"config is {name!r}; expected a path, which has no null character")
-        return name, None
+        return path_text("config", configuration), None
     raise TypeError(
         f"the configuration is of type {type(configuration).__name__}; "
         "expected a path, a mapping, or YAML of several lines"

@@ -3,34 +3,24 @@
 from __future__ import annotations
 
 import logging
-import os
 import warnings
 from collections import deque
 from collections.abc import Iterable, Iterator, Mapping, Sequence
 from concurrent.futures import Future, ThreadPoolExecutor
 from types import TracebackType
-from typing import Any, Literal, Union
+from typing import Any, Literal
 
 import numpy as np
 
 import dirty_seg._core as _core
-from dirty_seg._configuration import Configuration, name_and_text
+from dirty_seg._configuration import Configuration, Path, name_and_text, path_text
 from dirty_seg._errors import FrameError, SetupWarning, in_python_words
 from dirty_seg._result import ByteArray, Result
-
-Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
 _LOGGER = logging.getLogger("dirty_seg")
 _LOGGER.addHandler(logging.NullHandler())
 _LEVELS = {"DEBUG": logging.DEBUG, "INFO": logging.INFO, "ERROR": logging.ERROR}
 _FITS = ("scale", "pad")
-
-
-def _path(name: str, path: Path) -> str:
-    text = os.fsdecode(path)
-    if "\0" in text:
-        raise ValueError(f"{name} is {text!r}; expected a path, which has no null character")
-    return text
 
 
 class Detector:
@@ -92,10 +82,10 @@ class Detector:
         """
         self._fit = _one_of("fit", fit, _FITS)
         options = _core.Options()
-        options.model = _path("model", model)
+        options.model = path_text("model", model)
         options.config, options.config_text = name_and_text(config)
         options.threads = _in_range("threads", _whole("threads", threads), 0, _core.max_threads)
-        options.names = "" if names is None else _path("names", names)
+        options.names = "" if names is None else path_text("names", names)
         options.score = _in_range("score_threshold", score_threshold, 0, 1)
         options.iou = _in_range("iou_threshold", iou_threshold, 0, 1)
         options.mask = _in_range("mask_threshold", mask_threshold, 0, 1)
@@ -109,7 +99,7 @@ class Detector:
         options.classes = _class_ids("classes", classes)
         options.fece_class_ids = _class_ids("fece_class_ids", fece_class_ids)
         if fece_model is not None:
-            options.fece_model = _path("fece_model", fece_model)
+            options.fece_model = path_text("fece_model", fece_model)
         elif options.fece_class_ids:
             raise ValueError("fece_class_ids is given without fece_model, so it has no effect")
         options.fece_score_threshold = _in_range("fece_score_threshold", fece_score_threshold, 0, 1)

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import dataclasses
 import io
+import itertools
 import os
 import shutil
 import zlib
@@ -13,11 +14,11 @@ from typing import IO, Any
 import numpy as np
 
 import dirty_seg._core as _core
-from dirty_seg._result import Result
 from dirty_seg.fleet.dataset import Output, OutputError
 from dirty_seg.fleet.needs import need
-from dirty_seg.fleet.rows import Row, line_of, text_of
+from dirty_seg.fleet.rows import Row, line_of, result_of, text_of
 from dirty_seg.fleet.sources.files import file_of
+from dirty_seg.fleet.sources.logs import MAGIC
 from dirty_seg.fleet.sources.pictures import opencv
 from dirty_seg.fleet.sources.stream import ByteArray, SourceError
 
@@ -26,7 +27,6 @@ ANNOTATIONS, MASKS = "/dirty_seg/annotations", "/dirty_seg/masks"
 _CHUNK = 2**20  # bytes of messages a chunk
 _DATA_END = 1 + 8 + 4  # bytes of that record: opcode, length, checksum
 _FOOTER = 1 + 8 + 20
-_MAGIC = b"\x89MCAP0\r\n"
 _NANOSECONDS = 1_000_000_000
 # Red, green, blue of labels, one after the other, over again.
 _COLOURS = (
@@ -79,20 +79,17 @@ def annotate(run: Output, log: str, output: str) -> int:
 
 
 def _frames_of(run: Output, log: str) -> Iterator[Row]:
-    rows = [
+    found = (
         row
-        for row in run.of_source(text_of(log), ["topic", "ordinal", "log_time", "error"])
+        for row in run.in_order(text_of(log))
         if not row["error"] and row["log_time"] is not None
-    ]
-    if not rows:
+    )
+    first = next(found, None)
+    if first is None:
         raise OutputError(
             f"'{run.uri}' has no frame of '{log}'; expected the log's name as detect was given it"
         )
-    keys = sorted((text_of(log), row["topic"], row["ordinal"]) for row in rows)
-    for begin in range(0, len(keys), 100):
-        part = keys[begin : begin + 100]
-        found = run.rows_of(part)
-        yield from (found[key] for key in part)
+    return itertools.chain([first], found)
 
 
 # ---- Messages -----------------------------------------------------------------------------------
@@ -100,8 +97,7 @@ def _frames_of(run: Output, log: str) -> Iterator[Row]:
 
 def _messages(row: Row) -> Iterator[tuple[str, Any, int]]:
     """Topic, message and time of what is beside a frame."""
-    result = Result(_core.FrameResult.from_line(line_of(row), _core.Labels({}, False, 0), []))
-    entries = result.to_coco()
+    entries = result_of(line_of(row)).to_coco()
     names = dict(row["label_names"])
     seconds, nanoseconds = divmod(row["header_time"] or row["log_time"], _NANOSECONDS)
     stamp = {"seconds": seconds, "nanos": nanoseconds}
@@ -172,7 +168,7 @@ def _end_of(log: str, stream: IO[bytes], size: int) -> tuple[Any, int]:
     reader, records = need("mcap.reader", "mcap"), need("mcap.stream_reader", "mcap")
     try:
         summary = reader.SeekingReader(stream).get_summary()
-        stream.seek(size - len(_MAGIC) - _FOOTER)
+        stream.seek(size - len(MAGIC) - _FOOTER)
         footer = next(iter(records.StreamReader(stream, skip_magic=True).records))
         start = footer.summary_start
     except Exception as error:  # whatever the parser raises on a damaged end
@@ -336,7 +332,7 @@ class _Writer:
         self._records.Footer(
             summary_start=start, summary_offset_start=start + length, summary_crc=0
         ).write(footer)
-        self._target.write(body.end() + offsets.end() + footer.end() + _MAGIC)
+        self._target.write(body.end() + offsets.end() + footer.end() + MAGIC)
 
 
 def _descriptors(file: Any) -> bytes:

@@ -11,7 +11,7 @@ from typing import Any
 import numpy as np
 
 from dirty_seg.fleet.dataset import Output, OutputError
-from dirty_seg.fleet.rows import Row
+from dirty_seg.fleet.rows import Key, Row, key_of
 from dirty_seg.fleet.schema import KEY
 
 #: Boxes of two things that are one have at least this overlap.
@@ -22,8 +22,6 @@ MAX_BOX_DISTANCE = 2.0
 CHANGES = ("appeared", "vanished", "moved", "relabelled")
 _RESAMPLES = 1000
 _COLUMNS = [*KEY, "error", "things", "label_names"]
-
-Key = tuple[str, str, int]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -165,9 +163,9 @@ class _Tally:
         self._most_changed: list[tuple[tuple[int, int], int, FrameChange]] = []  # a heap
 
     def add(self, rows_a: list[Row], rows_b: list[Row]) -> None:
-        others = {_key(row): row for row in rows_b}
+        others = {key_of(row): row for row in rows_b}
         for row in rows_a:
-            other = others.pop(_key(row), None)
+            other = others.pop(key_of(row), None)
             if other is None:
                 self.only_in_a += 1
             else:
@@ -190,7 +188,7 @@ class _Tally:
             totals[change] += count
         if found:
             self.changed += 1
-            frame = FrameChange(*_key(a), *(totals[name] for name in CHANGES))
+            frame = FrameChange(*key_of(a), *(totals[name] for name in CHANGES))
             heapq.heappush(self._most_changed, (frame.weight, -self.frames, frame))
             if len(self._most_changed) > self._most:
                 heapq.heappop(self._most_changed)
@@ -216,10 +214,6 @@ class _Tally:
             ),
             tuple(entry[2] for entry in sorted(self._most_changed, reverse=True)),
         )
-
-
-def _key(row: Row) -> Key:
-    return row["source"], row["topic"], row["ordinal"]
 
 
 def _changes(a: Sequence[Any], b: Sequence[Any]) -> Counter[tuple[str, int]]:

@@ -22,7 +22,7 @@ from typing import Any
 
 from dirty_seg.fleet.again import again
 from dirty_seg.fleet.needs import need
-from dirty_seg.fleet.rows import Row
+from dirty_seg.fleet.rows import Key, Row, key_of
 from dirty_seg.fleet.schema import KEY, schema
 from dirty_seg.fleet.sources.files import file_system, is_uri
 
@@ -74,54 +74,43 @@ class Output:
         if self.published():
             yield from self._dataset().to_batches(columns=columns, batch_size=1000)
 
-    def rows(self, columns: list[str] | None = None) -> Any:
-        """pyarrow's table of all frames, in the order of source, topic and ordinal."""
-        if not self.published():
-            return need("pyarrow").Table.from_pylist([], schema=schema())
-        order = [(name, "ascending") for name in KEY]
-        return self._dataset().to_table(columns=columns).sort_by(order)
-
-    def in_order(self) -> Iterator[Row]:
-        """All rows, those of one unit in memory at a time.
+    def in_order(self, source: str | None = None) -> Iterator[Row]:
+        """All rows, or those of a file; those of one unit are in memory at a time.
 
         Units come by their first frame, the frames of each in order of source, topic and ordinal.
         """
         firsts = []
         for unit in self.published():
-            keys = [tuple(row.values()) for row in self.unit_rows([unit], list(KEY))]
-            firsts.append((min(keys, default=()), unit))
+            keys = [key_of(row) for row in self.unit_rows([unit], list(KEY), source)]
+            if keys:
+                firsts.append((min(keys), unit))
         for _, unit in sorted(firsts):
-            rows = self.unit_rows([unit], schema().names)
-            yield from sorted(rows, key=lambda row: tuple(row[name] for name in KEY))
+            yield from sorted(self.unit_rows([unit], schema().names, source), key=key_of)
 
-    def unit_rows(self, units: list[str], columns: list[str]) -> list[Row]:
-        """Rows of some units, in memory."""
+    def unit_rows(
+        self, units: list[str], columns: list[str], source: str | None = None
+    ) -> list[Row]:
+        """Rows of some units, or those of them that are of a file, in memory."""
         if not units:
             return []
         paths = [self._path(f"frames/{unit}.parquet") for unit in units]
-        rows: list[Row] = self._dataset(paths).to_table(columns=columns).to_pylist()
+        field = need("pyarrow.compute", "pyarrow").field
+        chosen = None if source is None else field("source") == source
+        table = self._dataset(paths).to_table(columns=columns, filter=chosen)
+        rows: list[Row] = table.to_pylist()
         return rows
 
-    def of_source(self, source: str, columns: list[str]) -> list[Row]:
-        """These columns of all frames of a file."""
-        if not self.published():
-            return []
-        chosen = need("pyarrow.compute", "pyarrow").field("source") == source
-        rows: list[Row] = self._dataset().to_table(columns=columns, filter=chosen).to_pylist()
-        return rows
-
-    def rows_of(self, keys: Iterable[tuple[str, str, int]]) -> dict[tuple[str, str, int], Row]:
+    def rows_of(self, keys: Iterable[Key]) -> dict[Key, Row]:
         """Whole rows of some frames, by source, topic and ordinal."""
         wanted = set(keys)
         field = need("pyarrow.compute", "pyarrow").field
         chosen = field("source").isin(sorted({key[0] for key in wanted}))
         chosen &= field("ordinal").isin(sorted({key[2] for key in wanted}))
-        found: dict[tuple[str, str, int], Row] = {}
+        found: dict[Key, Row] = {}
         for batch in self._dataset().to_batches(filter=chosen):
             for row in batch.to_pylist():
-                key = (row["source"], row["topic"], row["ordinal"])
-                if key in wanted:
-                    found[key] = row
+                if key_of(row) in wanted:
+                    found[key_of(row)] = row
         return found
 
     def _dataset(self, paths: list[str] | None = None) -> Any:

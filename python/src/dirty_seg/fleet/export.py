@@ -6,10 +6,8 @@ import json
 from collections.abc import Iterator
 from typing import Any
 
-import dirty_seg._core as _core
-from dirty_seg._result import Result
 from dirty_seg.fleet.dataset import Output
-from dirty_seg.fleet.rows import line_of
+from dirty_seg.fleet.rows import line_of, result_of
 
 
 def lines(output: Output) -> Iterator[str]:
@@ -28,9 +26,7 @@ def coco(output: Output) -> dict[str, Any]:
         name = f"{line['source']}#{line['frame']}" if line["frame"] else line["source"]
         images.append({"id": number, "file_name": name, "height": height, "width": width})
         names |= {int(label): name for label, name in line["label_names"].items()}
-        labels = _core.Labels({}, False, 0)
-        result = Result(_core.FrameResult.from_line(text, labels, []))
-        for entry in result.to_coco(number):
+        for entry in result_of(text).to_coco(number):
             names.setdefault(entry["category_id"], f"class {entry['category_id']}")
             annotations.append({"id": len(annotations) + 1, **entry})
     categories = [{"id": label, "name": name} for label, name in sorted(names.items())]

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import dataclasses
 import os
 import shutil
 import subprocess
@@ -10,9 +9,9 @@ import tempfile
 from collections.abc import Sequence
 from pathlib import Path
 
-from dirty_seg.fleet.compare import FrameChange, Key
+from dirty_seg.fleet.compare import FrameChange
 from dirty_seg.fleet.dataset import Output, OutputError
-from dirty_seg.fleet.rows import Row, line_of
+from dirty_seg.fleet.rows import Key, Row, line_of
 from dirty_seg.fleet.sources import find_streams, read_frames
 from dirty_seg.fleet.sources.pictures import opencv
 
@@ -57,7 +56,7 @@ def _pictures(keys: Sequence[Key], folder: Path) -> dict[Key, Path]:
         source, topic, ordinal = key
         streams, _ = find_streams([source], [topic] if topic else [])
         for stream in streams[:1]:
-            for frame in read_frames(dataclasses.replace(stream), ordinal, 1):
+            for frame in read_frames(stream, ordinal, 1):
                 if frame.picture is None:
                     continue
                 name = "".join(c if c.isalnum() or c in "._-" else "_" for c in source)[-80:]

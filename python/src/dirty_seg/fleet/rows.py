@@ -5,10 +5,13 @@ from __future__ import annotations
 import json
 from typing import Any
 
+import dirty_seg._core as _core
 from dirty_seg._result import Result
 from dirty_seg.fleet.sources import Frame, Stream
 
 Row = dict[str, Any]
+#: Source, topic and ordinal: which frame a row is of.
+Key = tuple[str, str, int]
 
 _SCHEMA_VERSION = 1
 
@@ -27,6 +30,16 @@ def row_of(stream: Stream, frame: Frame, result: Result | None, error: str = "")
     if frame.picture is not None:
         row["height"], row["width"] = frame.picture.shape[:2]
     return row if result is None else row | _found(json.loads(result.to_json()))
+
+
+def key_of(row: Row) -> Key:
+    """Which frame the row is of."""
+    return row["source"], row["topic"], row["ordinal"]
+
+
+def result_of(line: str) -> Result:
+    """The result that a row's line has."""
+    return Result(_core.FrameResult.from_line(line, _core.Labels({}, False, 0), []))
 
 
 def text_of(name: str) -> str:

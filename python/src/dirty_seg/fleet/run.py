@@ -173,7 +173,7 @@ def _ray(plan: Plan) -> Iterator[Any]:
     os.environ.setdefault("RAY_USAGE_STATS_ENABLED", "0")
     os.environ.setdefault("RAY_BACKEND_LOG_LEVEL", "fatal")  # what fails, Python tells
     ray = need("ray", "ray[data]")
-    quiet = {"configure_logging": True, "logging_level": logging.ERROR, "log_to_driver": False}
+    quiet = {"logging_level": logging.ERROR, "log_to_driver": False}
     terminate = signal.getsignal(signal.SIGTERM)
     if plan.address is None:
         ray.init(

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import dataclasses
 import itertools
 import os
@@ -14,7 +15,8 @@ from dirty_seg.fleet.sources.files import File
 from dirty_seg.fleet.sources.stream import SourceError
 
 _INDEX_BUFFER = 2**13  # bytes; an index is small and far from the next
-_END = b"\x89MCAP0\r\n"
+#: The last bytes of an MCAP log, and the first.
+MAGIC = b"\x89MCAP0\r\n"
 
 
 @dataclasses.dataclass(frozen=True)
@@ -155,8 +157,8 @@ class McapLog:
                 )
             except Exception as error:
                 raise _damage(error) from error
-            stream.seek(max(self._file.size - len(_END), 0))
-            if stream.read(len(_END)) != _END:
+            stream.seek(max(self._file.size - len(MAGIC), 0))
+            if stream.read(len(MAGIC)) != MAGIC:
                 raise Damage("ends without MCAP's last bytes, as one that was cut short does")
 
 
@@ -200,18 +202,7 @@ class Bag:
             reader.open()
         except Exception as error:  # rosbags' own, and what its parsers raise
             raise SourceError(f"'{self._name}' cannot be opened as a bag: {error}") from error
-        return _Closing(reader)
-
-
-class _Closing:
-    def __init__(self, reader: Any) -> None:
-        self._reader = reader
-
-    def __enter__(self) -> Any:
-        return self._reader
-
-    def __exit__(self, *_: object) -> None:
-        self._reader.close()
+        return contextlib.closing(reader)
 
 
 def _damage(error: Exception) -> Exception:
