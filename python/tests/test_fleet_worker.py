@@ -42,24 +42,56 @@ def processes(there: int, deadly: tuple[int, ...], unreadable: tuple[int, ...] =
     return alone
 
 
-def rows(count: int, alone: Alone, monkeypatch: pytest.MonkeyPatch) -> list[tuple[int, str]]:
-    """Ordinals and errors of a stream that tells of ``count`` frames."""
-    monkeypatch.setattr(worker, "_alone", alone)
-    (unit,) = cut([Stream("a.avi", "video", "", "", "", "1", count)], 100)
-    return [(row["ordinal"], row["error"]) for row in rows_alone(unit, SETTINGS)]
+Rows = Callable[[int, Alone], list[tuple[int, str]]]
+
+
+@pytest.fixture
+def rows(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Rows:
+    """Ordinals and errors of a stream that tells of so many frames."""
+
+    def found(count: int, alone: Alone) -> list[tuple[int, str]]:
+        monkeypatch.setattr(worker, "_alone", alone)
+        (unit,) = cut([Stream("a.avi", "video", "", "", "", "1", count)], 100)
+        made = rows_alone(unit, SETTINGS, Output(str(tmp_path)), "run")
+        return [(row["ordinal"], row["error"]) for row in made]
+
+    return found
 
 
 @pytest.mark.parametrize("count", [1, 2, 3, 6, 9])
-def test_frames_that_end_their_process_cost_no_other_frame(
-    count: int, monkeypatch: pytest.MonkeyPatch
-) -> None:
-    found = rows(count, processes(6, (2, 5)), monkeypatch)
+def test_frames_that_end_their_process_cost_no_other_frame(count: int, rows: Rows) -> None:
+    found = rows(count, processes(6, (2, 5)))
     assert found == [(0, ""), (1, ""), (2, "ended"), (3, ""), (4, ""), (5, "ended")]
 
 
-def test_a_stream_that_cannot_be_read_on_ends_with_a_row(monkeypatch: pytest.MonkeyPatch) -> None:
+def test_a_stream_that_cannot_be_read_on_ends_with_a_row(rows: Rows) -> None:
     endless = processes(99, (), unreadable=tuple(range(3, 99)))
-    assert rows(3, endless, monkeypatch) == [(0, ""), (1, ""), (2, ""), (3, "ended")]
+    assert rows(3, endless) == [(0, ""), (1, ""), (2, ""), (3, "ended")]
+
+
+class Killed(BaseException):
+    """The worker itself is ended."""
+
+
+@pytest.mark.parametrize(("count", "deadly"), [(6, 2), (6, 5), (3, 4)])
+def test_a_frame_that_ends_the_worker_by_itself_becomes_a_row(
+    count: int, deadly: int, rows: Rows
+) -> None:
+    there = processes(6, ())
+
+    def alone(part: Part, settings: Settings | None) -> list[Any]:
+        if part.first == deadly:
+            raise Killed
+        return there(part, settings)
+
+    for _ in range(3):
+        with pytest.raises(Killed):
+            rows(count, alone)
+    found = rows(count, alone)
+    error = "ended the worker's process even by itself: memory may be lacking"
+    # Behind what the stream tells of nobody knows whether there is more.
+    last = 6 if deadly < count else deadly + 1
+    assert found == [(n, error if n == deadly else "") for n in range(last)]
 
 
 def test_a_process_of_its_own_gives_the_row_of_its_frame(tmp_path: Path) -> None:
@@ -73,7 +105,7 @@ def test_a_process_of_its_own_gives_the_row_of_its_frame(tmp_path: Path) -> None
     settings = Settings(str(NETWORKS / "seg-b2-64.onnx"), str(tmp_path / "config.yaml"))
     streams, _ = find_streams([str(tmp_path / "a.png"), str(tmp_path / "b.png")])
     unit = Unit(tuple(Part(stream, 0, None) for stream in streams))
-    alone = list(rows_alone(unit, settings))
+    alone = list(rows_alone(unit, settings, Output(str(tmp_path / "run")), "run"))
     with settings.detector() as detector:
         together = list(rows_of(unit, detector))
     for row in (alone[0], together[0]):

@@ -1,4 +1,4 @@
-"""First in PYTHONPATH: a detector that is slow, and ends its process on blue pictures."""
+"""First in PYTHONPATH: a detector that is slow, and deadly or hungry on blue pictures."""
 
 import os
 import signal
@@ -10,11 +10,15 @@ import dirty_seg
 _call = dirty_seg.Detector.__call__
 
 
-def _slow_or_deadly(self: dirty_seg.Detector, frame: Any) -> dirty_seg.Result:
+def _disturbed(self: dirty_seg.Detector, frame: Any) -> dirty_seg.Result:
     time.sleep(float(os.environ.get("FLEET_TEST_SECONDS", "0")))
-    if frame[0, 0].tolist() == [255, 0, 0] and "FLEET_TEST_DEADLY" in os.environ:
-        os.kill(os.getpid(), signal.SIGKILL)
+    if frame[0, 0].tolist() == [255, 0, 0]:
+        if "FLEET_TEST_DEADLY" in os.environ:
+            os.kill(os.getpid(), signal.SIGKILL)
+        taken = b"." * int(os.environ.get("FLEET_TEST_HUNGRY", "0"))
+        if taken:
+            time.sleep(20)  # until it is ended for it
     return _call(self, frame)
 
 
-dirty_seg.Detector.__call__ = _slow_or_deadly  # type: ignore[method-assign]
+dirty_seg.Detector.__call__ = _disturbed  # type: ignore[method-assign]

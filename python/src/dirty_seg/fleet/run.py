@@ -59,7 +59,7 @@ class Summary:
     #: Inputs that were refused, and why.
     refused: tuple[str, ...]
     is_complete: bool
-    #: Of this call alone: frames and seconds, Ray's start left out.
+    #: Of this call alone: frames and seconds, Ray's start and end left out.
     new_frames: int
     seconds: float
     start_seconds: float
@@ -89,7 +89,7 @@ def detect(plan: Plan, messages: IO[str] = sys.stderr) -> Summary:
         published = output.published()
         left = [unit for unit in work if unit.name not in published]
         progress = _Progress(sum(unit.expected for unit in left), messages)
-        begin, start_seconds = time.monotonic(), 0.0
+        begin, start_seconds, seconds = time.monotonic(), 0.0, 0.0
         is_complete = True
         if left:
             with _ray(plan) as ray:
@@ -105,7 +105,7 @@ def detect(plan: Plan, messages: IO[str] = sys.stderr) -> Summary:
                 except ray.exceptions.RayError as error:
                     last = str(error).strip().splitlines()[-1:] or [type(error).__name__]
                     raise RunError(f"Ray failed: {last[0]}; {_KEPT}") from error
-        seconds = time.monotonic() - begin
+                seconds = time.monotonic() - begin
         summary = _summary(output, refused, is_complete, progress, seconds, start_seconds)
         output.write("summary.json", dataclasses.asdict(summary))
     progress.end(is_complete)
@@ -172,7 +172,11 @@ def _ray(plan: Plan) -> Iterator[Any]:
     """Ray, started in this process or connected to; gone afterwards."""
     os.environ.setdefault("RAY_USAGE_STATS_ENABLED", "0")
     os.environ.setdefault("RAY_BACKEND_LOG_LEVEL", "fatal")  # what fails, Python tells
+    if plan.address is None:  # workers load their modules while Ray starts
+        os.environ.setdefault("RAY_enable_worker_prestart", "true")
+        os.environ.setdefault("RAY_preload_python_modules", "ray.data,dirty_seg.fleet.worker")
     ray = need("ray", "ray[data]")
+    need("ray.data", "ray[data]")  # half a second
     quiet = {"logging_level": logging.ERROR, "log_to_driver": False}
     terminate = signal.getsignal(signal.SIGTERM)
     if plan.address is None:

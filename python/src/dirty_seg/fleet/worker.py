@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import contextlib
+import ctypes
 import dataclasses
 import itertools
 import json
@@ -26,6 +28,8 @@ from dirty_seg.fleet.units import Part, Unit
 MOST_ATTEMPTS = 3
 #: Seconds for a frame by itself, its network's loading included.
 ALONE_SECONDS = 300
+_ENDED_WORKER = "ended the worker's process even by itself: memory may be lacking"
+_PR_SET_PDEATHSIG = 1  # of prctl(2)
 
 Detect = Callable[[Any], Any]
 
@@ -95,16 +99,16 @@ class Worker:
         if self._output.is_published(unit.name):  # by a worker that was killed right after
             return Receipt(unit.name, 0, 0, 0, 0.0)
         attempts = self._output.mark(unit.name, self._job.run)
-        rows = again(lambda: self._rows(unit, attempts >= MOST_ATTEMPTS))
+        rows = again(lambda: self._rows(unit, attempts))
         size = self._output.publish(unit.name, rows)
         self._output.clear_marks(unit.name)
         failed = sum(1 for row in rows if row["error"])
         return Receipt(unit.name, len(rows), failed, size, time.monotonic() - begin)
 
-    def _rows(self, unit: Unit, is_deadly: bool) -> list[Row]:
-        if is_deadly:
-            return list(rows_alone(unit, self._job.settings))
-        return list(rows_of(unit, self._detect))
+    def _rows(self, unit: Unit, attempts: int) -> list[Row]:
+        if attempts < MOST_ATTEMPTS:
+            return list(rows_of(unit, self._detect))
+        return list(rows_alone(unit, self._job.settings, self._output, self._job.run))
 
     def _detect(self, picture: Any) -> Any:
         if self._detector is None:
@@ -139,23 +143,38 @@ def _row(stream: Stream, frame: Frame, detect: Detect) -> Row:
 # ---- Frames that end their process --------------------------------------------------------------
 
 
-def rows_alone(unit: Unit, settings: Settings) -> Iterator[Row]:
-    """The same, each frame in a process of its own; one that ends it becomes a row that says so."""
+def rows_alone(unit: Unit, settings: Settings, output: Output, run: str) -> Iterator[Row]:
+    """The same, each frame in a process of its own; one that ends it becomes a row that says so.
+
+    Each has marks, too: where a frame takes more memory than there is, the worker may be what is
+    ended for it.
+    """
+    numbers = itertools.count()
     for part in unit.parts:
         indexes = itertools.count() if part.count is None else range(part.count)
         for index in indexes:
             single = dataclasses.replace(part, first=part.first + index, count=1)
-            try:
-                rows = _alone(single, settings)
-                is_last = not rows
-            except _Ended as error:
-                is_there, is_last = True, False
-                if index >= part.expected:  # the stream may have ended before
-                    is_there, is_last = _look(single)
-                rows = [_failed(single, str(error))] if is_there else []
+            is_counted = index < part.expected  # else the stream may have ended before
+            place = f"{unit.name}/{next(numbers)}"
+            if output.mark(place, run) < MOST_ATTEMPTS:
+                rows, is_last = _rows_and_end(single, is_counted, settings)
+                output.clear_marks(place)
+            else:
+                rows = [_failed(single, _ENDED_WORKER)]
+                is_last = not is_counted
             yield from rows
             if is_last:
                 break
+
+
+def _rows_and_end(part: Part, is_counted: bool, settings: Settings) -> tuple[list[Row], bool]:
+    """The row of a part of one frame, if there is one, and whether its stream ends here."""
+    try:
+        rows = _alone(part, settings)
+        return rows, not rows
+    except _Ended as error:
+        is_there, is_last = (True, False) if is_counted else _look(part)
+        return [_failed(part, str(error))] if is_there else [], is_last
 
 
 def _look(part: Part) -> tuple[bool, bool]:
@@ -214,7 +233,15 @@ def _signal(number: int) -> str:
         return f"signal {number}"
 
 
+def _end_before_the_worker() -> None:
+    """With it, if it is killed; and before it, where memory is lacking."""
+    ctypes.CDLL(None).prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
+    with contextlib.suppress(OSError), open("/proc/self/oom_score_adj", "w") as file:
+        file.write("1000")
+
+
 def _main() -> None:
+    _end_before_the_worker()
     task = json.load(sys.stdin)
     unit = Unit.from_json(task["unit"])
     if task["settings"] is None:
