@@ -2,9 +2,9 @@
 
     bench/fleet/bench.py [--smoke] PROGRAM FRAMES SCRATCH
 
-FRAMES is a folder of JPEG frames, SCRATCH one that is made anew. Prints the tables of docs/FLEET.md.
-Wants a quiet machine. With --smoke everything runs with few frames, and nothing that is printed
-says anything.
+FRAMES is a folder of JPEG frames, SCRATCH one that is made anew. Prints the tables of
+docs/FLEET.md. Wants a quiet machine. With --smoke everything runs with few frames, and nothing that
+is printed says anything.
 """
 
 from __future__ import annotations
@@ -13,6 +13,7 @@ import argparse
 import contextlib
 import dataclasses
 import json
+import logging
 import os
 import shutil
 import statistics
@@ -27,12 +28,12 @@ from typing import Any
 
 import cv2
 import numpy as np
-from mcap.writer import Writer
-from rosbags.typesys import Stores, get_typestore
 
 HERE = Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
-TYPE = "sensor_msgs/msg/CompressedImage"
+sys.path.insert(0, str(ROOT / "python" / "examples"))
+import write_log  # noqa: E402
+
 WAIT = 0.05  # seconds of a frame; what the demo's network takes with one thread
 NODE_WORKERS = 2
 GROWTH_WORKERS = 16
@@ -46,6 +47,7 @@ class Sizes:
     """How much is measured."""
 
     frames: int  # against the program
+    units: int  # of these, their frames; 0: the usual ones
     repetitions: int
     growth: tuple[int, ...]
     nodes: tuple[int, ...]
@@ -54,8 +56,8 @@ class Sizes:
     store_frames: int
 
 
-WHOLE = Sizes(500, 3, (1_000, 10_000, 100_000), (1, 2, 4, 8), (1, 5, 25), 300, 100)
-SMOKE = Sizes(4, 1, (40,), (1,), (5,), 10, 4)
+WHOLE = Sizes(500, 0, 3, (1_000, 10_000, 100_000), (1, 2, 4, 8), (1, 5, 25), 300, 100)
+SMOKE = Sizes(4, 1, 1, (40,), (1,), (5,), 10, 4)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -111,7 +113,7 @@ def against_the_program(bench: Bench) -> Facts:
             sides.setdefault(f"program_{threads}", []).append(_program(bench, folder, threads))
         sides.setdefault("programs", []).append(_two_programs(bench, folder))
         for workers in (2, 1):
-            found = bench.replay(folder, workers)
+            found = bench.replay(folder, workers, bench.sizes.units)
             facts.append(found)
             sides.setdefault(f"fleet_{workers}", []).append(found["seconds"])
             steady = found["steady_seconds"] / max(found["steady_units"], 1) * found["units"]
@@ -177,13 +179,13 @@ def _two_programs(bench: Bench, folder: Path) -> float:
 
 def growth(bench: Bench) -> Facts:
     """What more frames cost the driver, with detectors that wait; units of 25."""
-    print(f"\nDetectors that wait {WAIT * 1000:.0f} ms, {GROWTH_WORKERS} workers, units of 25 frames")
+    print(
+        f"\nDetectors that wait {WAIT * 1000:.0f} ms, {GROWTH_WORKERS} workers, units of 25 frames"
+    )
     print("  frames   units  seconds   rate  ideal  driver a frame  a unit  Ray's  driver's peak")
     found = []
     for frames in bench.sizes.growth:
-        facts = bench.replay(
-            _logs(bench, frames), GROWTH_WORKERS, 25, environment=bench.waiting()
-        )
+        facts = bench.replay(_logs(bench, frames), GROWTH_WORKERS, 25, environment=bench.waiting())
         found.append(facts)
         processor = facts["driver_processor"]
         print(
@@ -200,8 +202,8 @@ def growth(bench: Bench) -> Facts:
         for name in ("driver_processor", "services_processor", "driver_peak")
     }
     print(
-        f"  each unit more: {cost['driver_processor'] * 1e3:.1f} ms of the driver's processor time, "
-        f"{cost['services_processor'] * 1e3:.1f} ms of Ray's services, "
+        f"  each unit more: {cost['driver_processor'] * 1e3:.1f} ms of the driver's processor "
+        f"time, {cost['services_processor'] * 1e3:.1f} ms of Ray's services, "
         f"{cost['driver_peak'] / 1024:.1f} KiB of the driver's memory"
     )
     return cost
@@ -221,25 +223,8 @@ def _logs(bench: Bench, frames: int, most: int = 1000) -> Path:
         picture = bytes(cv2.imencode(".png", np.zeros((32, 48, 3), np.uint8))[1])
         for first in range(0, frames, most):
             path = folder / f"{first:07}.mcap"
-            write_log(path, [picture] * min(most, frames - first))
+            write_log.write(path, [picture] * min(most, frames - first))
     return folder
-
-
-def write_log(path: Path, pictures: Iterable[bytes]) -> None:
-    """As a robot's recorder does."""
-    store = get_typestore(Stores.ROS2_HUMBLE)
-    text, _ = store.generate_msgdef(TYPE, ros_version=2)
-    header, stamp = store.types["std_msgs/msg/Header"], store.types["builtin_interfaces/msg/Time"]
-    with open(path, "wb") as file:
-        writer = Writer(file)
-        writer.start()
-        schema = writer.register_schema(TYPE, "ros2msg", text.encode())
-        channel = writer.register_channel("/camera", "cdr", schema)
-        for number, picture in enumerate(pictures):
-            made = header(stamp=stamp(sec=number, nanosec=0), frame_id="camera")
-            message = store.types[TYPE](made, "jpeg", np.frombuffer(picture, np.uint8))
-            writer.add_message(channel, number, bytes(store.serialize_cdr(message, TYPE)), number)
-        writer.finish()
 
 
 # ---- More nodes ---------------------------------------------------------------------------------
@@ -289,11 +274,11 @@ def requests(bench: Bench) -> dict[str, Facts]:
 
         system, _ = FileSystem.from_uri(f"s3://bench/a{options}&allow_bucket_creation=true")
         system.create_dir("bench")
-        write_log(bench.scratch / "drive.mcap", pictures)
+        write_log.write(bench.scratch / "drive.mcap", pictures)
         files = {f"logs/{n:04}.jpg": picture for n, picture in enumerate(pictures)}
         for kind, inputs in {
             "pictures": files,
-            "a log": {"log/drive.mcap": (bench.scratch / "drive.mcap").read_bytes()},
+            "a log": {"drive/drive.mcap": (bench.scratch / "drive.mcap").read_bytes()},
         }.items():
             for name, data in inputs.items():
                 with system.open_output_stream(f"bench/{name}") as file:
@@ -309,7 +294,7 @@ def requests(bench: Bench) -> dict[str, Facts]:
             subprocess.run(
                 command, check=True, stderr=subprocess.DEVNULL, env=os.environ | bench.waiting()
             )
-            _print_requests(kind, counts, count)
+            _print_requests(kind, counts)
             found[kind] = _sums(counts, count)
     return found
 
@@ -317,7 +302,7 @@ def requests(bench: Bench) -> dict[str, Facts]:
 _Counts = Counter[tuple[str, str]]  # method, and whether of input or output
 
 
-def _print_requests(kind: str, counts: _Counts, frames: int) -> None:
+def _print_requests(kind: str, counts: _Counts) -> None:
     text = ", ".join(f"{n} {method} of {what}" for (method, what), n in sorted(counts.items()))
     print(f"  {kind}: {text}")
 
@@ -335,6 +320,7 @@ def _counting_store() -> Iterator[tuple[str, _Counts]]:
     from werkzeug.serving import make_server
 
     os.environ |= {"AWS_ACCESS_KEY_ID": "testing", "AWS_SECRET_ACCESS_KEY": "testing"}
+    logging.getLogger("werkzeug").setLevel(logging.ERROR)
     answer = DomainDispatcherApplication(create_backend_app)
     counts: _Counts = Counter()
     lock = threading.Lock()

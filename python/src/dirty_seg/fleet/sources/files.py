@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import dataclasses
 import fnmatch
+import functools
 import glob
 import io
 import os
@@ -11,7 +12,7 @@ import stat
 from collections.abc import Iterator, Sequence
 from pathlib import PurePosixPath
 from typing import IO, Any, cast
-from urllib.parse import urlsplit
+from urllib.parse import quote, unquote, urlsplit
 
 from dirty_seg.fleet.again import again, is_of_store
 from dirty_seg.fleet.needs import need
@@ -34,17 +35,32 @@ def file_system(name: str) -> tuple[Any, str]:
     fs = need("pyarrow.fs", "pyarrow")
     if not is_uri(name):
         return fs.LocalFileSystem(), os.path.abspath(name)
-    if "@" in urlsplit(name).netloc:
+    parts = urlsplit(name)
+    if "@" in parts.netloc:
         raise SourceError(
-            f"'{urlsplit(name).scheme}://...@...' has a key in it, which results would tell; "
+            f"'{parts.scheme}://...@...' has a key in it, which results would tell; "
             "expected AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY in the environment"
         )
     try:
+        if parts.scheme == "s3":
+            path = unquote(parts.netloc + parts.path).rstrip("/")
+            return _bucket(parts.netloc, parts.query), path
         return cast("tuple[Any, str]", fs.FileSystem.from_uri(name))
     except (ValueError, OSError) as error:
         raise SourceError(
             f"'{name}' cannot be reached: {error}; expected a path or s3://"
         ) from error
+
+
+@functools.lru_cache(maxsize=64)
+def _bucket(name: str, query: str) -> Any:
+    """One file system of each, which keeps its connections; small objects are put by one request.
+
+    By its URI alone, for pyarrow asks the bucket for its region if the query has none.
+    """
+    fs = need("pyarrow.fs", "pyarrow")
+    options = "&".join(filter(None, [query, "allow_delayed_open=true"]))
+    return fs.FileSystem.from_uri(f"s3://{name}?{options}")[0]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -165,8 +181,8 @@ def _walk(path: str) -> Iterator[str]:
 def _expand_uri(given: str) -> Iterator[str]:
     fs = need("pyarrow.fs", "pyarrow")
     system, path = file_system(given)
-    head, _, query = given.partition("?")
-    root = head[: len(head) - len(path)]
+    parts = urlsplit(given)
+    query = f"?{parts.query}" if parts.query else ""
     is_wild = any(sign in path for sign in "*[")
     base = path if not is_wild else os.path.dirname(path[: min(map(_place(path), "*["))])
     try:
@@ -181,7 +197,7 @@ def _expand_uri(given: str) -> Iterator[str]:
         raise SourceError(f"'{given}' cannot be listed: {_cause(error)}") from error
     for entry in found:
         if not is_wild or fnmatch.fnmatchcase(entry, path):
-            yield root + entry + (f"?{query}" if query else "")
+            yield f"{parts.scheme}://{quote(entry)}{query}"
 
 
 def _place(text: str) -> Any:
