@@ -118,7 +118,20 @@ def test_frames_that_differ_most_come_first(tmp_path: Path) -> None:
     assert two.most_changed == comparison.most_changed[:2]
 
 
-def test_frames_are_matched_whatever_unit_they_are_in(tmp_path: Path) -> None:
+@pytest.mark.parametrize("most_frames", [1, 2, 100])
+def test_frames_are_matched_whatever_unit_they_are_in(
+    most_frames: int, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.setattr("dirty_seg.fleet.compare.MOST_FRAMES", most_frames)
+    in_memory = []
+    unit_rows = Output.unit_rows
+
+    def watched(self: Output, units: list[str], *more: Any) -> list[dict[str, Any]]:
+        rows = unit_rows(self, units, *more)
+        in_memory.append(len(rows) if units != ["one"] else 0)
+        return rows
+
+    monkeypatch.setattr(Output, "unit_rows", watched)
     a = run(
         tmp_path / "a",
         {
@@ -138,6 +151,7 @@ def test_frames_are_matched_whatever_unit_they_are_in(tmp_path: Path) -> None:
     assert (comparison.frames, comparison.only_in_a, comparison.only_in_b) == (3, 0, 1)
     assert (comparison.failed_in_a, comparison.failed_in_b, comparison.changed) == (1, 0, 2)
     assert counts(comparison) == {"stain": {"vanished": 1, "appeared": 1}}
+    assert 0 < max(in_memory) <= most_frames
 
 
 def test_what_cannot_be_compared_is_refused(tmp_path: Path) -> None:

@@ -5,7 +5,7 @@ from __future__ import annotations
 import dataclasses
 import heapq
 from collections import Counter, defaultdict
-from collections.abc import Iterator, Sequence
+from collections.abc import Iterator, Mapping, Sequence
 from typing import Any
 
 import numpy as np
@@ -20,6 +20,8 @@ LEAST_OVERLAP = 0.5
 MAX_BOX_DISTANCE = 2.0
 #: What a thing can have done from one run to the other.
 CHANGES = ("appeared", "vanished", "moved", "relabelled")
+#: That are in memory at a time, of each run.
+MOST_FRAMES = 10_000
 _RESAMPLES = 1000
 _COLUMNS = [*KEY, "error", "things", "label_names"]
 
@@ -141,13 +143,28 @@ def compare(a: Output, b: Output, most: int = 20, seed: int = 0) -> Comparison:
 
 
 def _shared(a: Output, b: Output) -> Iterator[tuple[list[Row], list[Row]]]:
-    """Rows of both, unit by unit: units of one name have the same frames. Others all at once."""
+    """Rows of both, some at a time: units of one name have the same frames, others share files."""
     in_a, in_b = a.published(), b.published()
     for unit in sorted(in_a & in_b):
         yield a.unit_rows([unit], _COLUMNS), b.unit_rows([unit], _COLUMNS)
-    if in_a != in_b:
-        only_a, only_b = sorted(in_a - in_b), sorted(in_b - in_a)
-        yield a.unit_rows(only_a, _COLUMNS), b.unit_rows(only_b, _COLUMNS)
+    only_a, only_b = sorted(in_a - in_b), sorted(in_b - in_a)
+    frames = Counter(a.frames_by_source(only_a)) | Counter(b.frames_by_source(only_b))
+    for sources in _groups(frames):
+        yield a.unit_rows(only_a, _COLUMNS, sources), b.unit_rows(only_b, _COLUMNS, sources)
+
+
+def _groups(frames: Mapping[str, int]) -> Iterator[list[str]]:
+    """Files that together have as many frames as may be in memory; a larger one by itself."""
+    group: list[str] = []
+    count = 0
+    for source in sorted(frames):
+        if group and count + frames[source] > MOST_FRAMES:
+            yield group
+            group, count = [], 0
+        group.append(source)
+        count += frames[source]
+    if group:
+        yield group
 
 
 class _Tally:

@@ -80,25 +80,35 @@ class Output:
         Units come by their first frame, the frames of each in order of source, topic and ordinal.
         """
         firsts = []
+        sources = None if source is None else [source]
         for unit in self.published():
-            keys = [key_of(row) for row in self.unit_rows([unit], list(KEY), source)]
+            keys = [key_of(row) for row in self.unit_rows([unit], list(KEY), sources)]
             if keys:
                 firsts.append((min(keys), unit))
         for _, unit in sorted(firsts):
-            yield from sorted(self.unit_rows([unit], schema().names, source), key=key_of)
+            yield from sorted(self.unit_rows([unit], schema().names, sources), key=key_of)
 
     def unit_rows(
-        self, units: list[str], columns: list[str], source: str | None = None
+        self, units: list[str], columns: list[str], sources: list[str] | None = None
     ) -> list[Row]:
-        """Rows of some units, or those of them that are of a file, in memory."""
+        """Rows of some units, or those of them that are of some files, in memory."""
         if not units:
             return []
-        paths = [self._path(f"frames/{unit}.parquet") for unit in units]
         field = need("pyarrow.compute", "pyarrow").field
-        chosen = None if source is None else field("source") == source
-        table = self._dataset(paths).to_table(columns=columns, filter=chosen)
+        chosen = None if sources is None else field("source").isin(sources)
+        table = self._dataset(units).to_table(columns=columns, filter=chosen)
         rows: list[Row] = table.to_pylist()
         return rows
+
+    def frames_by_source(self, units: list[str]) -> dict[str, int]:
+        """How many frames these units have of each file."""
+        if not units:
+            return {}
+        table = self._dataset(units).to_table(columns=["source"])
+        counted = table.group_by("source").aggregate([([], "count_all")])
+        return dict(
+            zip(*(counted[name].to_pylist() for name in ("source", "count_all")), strict=True)
+        )
 
     def rows_of(self, keys: Iterable[Key]) -> dict[Key, Row]:
         """Whole rows of some frames, by source, topic and ordinal."""
@@ -113,8 +123,10 @@ class Output:
                     found[key_of(row)] = row
         return found
 
-    def _dataset(self, paths: list[str] | None = None) -> Any:
+    def _dataset(self, units: list[str] | None = None) -> Any:
+        """Of some units, or of all."""
         dataset = need("pyarrow.dataset", "pyarrow")
+        paths = [self._path(f"frames/{unit}.parquet") for unit in units or ()]
         return dataset.dataset(
             paths or self._path("frames"),
             filesystem=self._system,
