@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Measures replays on Ray and prints the tables of docs/FLEET.md, in about half an hour. Wants a
+# Measures replays on Ray and prints the tables of docs/FLEET.md, in about twenty minutes. Wants a
 # quiet machine and 8 GB of memory.
 #   scripts/fleet_bench.sh [--smoke]     --smoke: a few frames, to see that all of it runs
 set -euo pipefail

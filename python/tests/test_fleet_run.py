@@ -233,7 +233,7 @@ def test_a_driver_that_is_killed_goes_on_and_leaves_no_process(
 def is_agent(pid: int) -> bool:
     """One of those that miss a killed driver for a minute; or gone by now."""
     try:
-        return b"agent" in Path(f"/proc/{pid}/cmdline").read_bytes()
+        return b"agent" in Path(f"/proc/{pid}/cmdline").read_bytes().lower()
     except OSError:
         return True
 
