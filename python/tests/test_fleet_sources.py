@@ -301,6 +301,9 @@ def test_what_is_before_is_not_read(tmp_path: Path) -> None:
     path.write_bytes(whole[:place] + bytes([whole[place] ^ 0xFF]) + whole[place + 1 :])
     assert any(frame.error for frame in read_frames(stream))
     assert colours(list(read_frames(stream, 30))) == ["red", "green"] * 5
+    begin, end = 60, len(whole) // 3  # behind what the log begins with
+    path.write_bytes(whole[:begin] + bytes(end - begin) + whole[end:])  # nor any index
+    assert colours(list(read_frames(stream, 30))) == ["red", "green"] * 5
 
 
 def test_bags_of_ros_1_and_2(tmp_path: Path) -> None:

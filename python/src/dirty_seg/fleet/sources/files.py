@@ -121,6 +121,10 @@ def file_of(name: str) -> File:
     info = again(lambda: system.get_file_info(path))
     if not info.is_file:
         raise SourceError(f"there is no file '{name}'")
+    return _object(name, info)
+
+
+def _object(name: str, info: Any) -> File:
     return File(name, info.size, f"{info.size}-{info.mtime_ns}")
 
 
@@ -134,29 +138,34 @@ def _local_file(name: str) -> File:
     return File(name, info.st_size, f"{info.st_size}-{info.st_mtime_ns}")
 
 
-def expand(inputs: Sequence[str]) -> tuple[list[str], list[SourceError]]:
-    """Names of files, and of folders that are bags, in the order of the inputs, each once.
+def expand(inputs: Sequence[str]) -> tuple[dict[str, File | None], list[SourceError]]:
+    """Names of files, and of folders that are bags, in the order of the inputs, each once; with
+    what a store told when it listed them, so that it is not asked for each.
 
     A folder or prefix gives what lies in it at any depth, in order of names; a pattern such as
     ``logs/*.mcap`` what matches it.
     """
-    names: dict[str, None] = {}
+    names: dict[str, File | None] = {}
     errors = []
     for given in inputs:
         try:
             found = list(_expand(given))
             if not found:
                 raise SourceError(f"'{given}' has no files; expected pictures, videos or logs")
-            names.update(dict.fromkeys(found))
+            names |= dict(found)
         except SourceError as error:
             errors.append(error)
-    return list(names), errors
+    return names, errors
 
 
-def _expand(given: str) -> Iterator[str]:
+def _expand(given: str) -> Iterator[tuple[str, File | None]]:
     if is_uri(given):
         yield from _expand_uri(given)
-        return
+    else:
+        yield from ((name, None) for name in _expand_path(given))
+
+
+def _expand_path(given: str) -> Iterator[str]:
     if any(sign in given for sign in _WILD) and not os.path.exists(given):
         for match in sorted(glob.glob(given, recursive=True)):
             yield from _walk(match)
@@ -178,7 +187,7 @@ def _walk(path: str) -> Iterator[str]:
             yield from _walk(os.path.join(path, name))
 
 
-def _expand_uri(given: str) -> Iterator[str]:
+def _expand_uri(given: str) -> Iterator[tuple[str, File]]:
     fs = need("pyarrow.fs", "pyarrow")
     system, path = file_system(given)
     parts = urlsplit(given)
@@ -188,16 +197,17 @@ def _expand_uri(given: str) -> Iterator[str]:
     try:
         info = again(lambda: system.get_file_info(base))
         if info.is_file:
-            yield given
+            yield given, _object(given, info)
             return
         selector = fs.FileSelector(base, recursive=True, allow_not_found=True)
         listed = again(lambda: system.get_file_info(selector))
-        found = sorted(entry.path for entry in listed if entry.is_file)
+        found = sorted((entry.path, entry) for entry in listed if entry.is_file)
     except OSError as error:
         raise SourceError(f"'{given}' cannot be listed: {_cause(error)}") from error
-    for entry in found:
-        if not is_wild or fnmatch.fnmatchcase(entry, path):
-            yield f"{parts.scheme}://{quote(entry)}{query}"
+    for key, info in found:
+        if not is_wild or fnmatch.fnmatchcase(key, path):
+            name = f"{parts.scheme}://{quote(key)}{query}"
+            yield name, _object(name, info)
 
 
 def _place(text: str) -> Any:

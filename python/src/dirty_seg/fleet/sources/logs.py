@@ -14,7 +14,9 @@ from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.sources.files import File
 from dirty_seg.fleet.sources.stream import SourceError
 
-_INDEX_BUFFER = 2**13  # bytes; an index is small and far from the next
+# Bytes of a chunk's index of a channel: opcode, length, channel and length again; then, of each
+# message, its time and place.
+_INDEX_BYTES, _MESSAGE_BYTES = 15, 16
 #: The last bytes of an MCAP log, and the first.
 MAGIC = b"\x89MCAP0\r\n"
 
@@ -27,6 +29,16 @@ class Topic:
     type_name: str
     encoding: str
     messages: int
+
+
+def _messages(chunk: Any, channel: int) -> int:
+    """How many a chunk has of a channel, by the length of its index, which ends at the next one."""
+    begin = chunk.message_index_offsets.get(channel)
+    if begin is None:
+        return 0
+    end = chunk.chunk_start_offset + chunk.chunk_length + chunk.message_index_length
+    following = [place for place in chunk.message_index_offsets.values() if place > begin]
+    return int((min(following, default=end) - begin - _INDEX_BYTES) // _MESSAGE_BYTES)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -72,21 +84,18 @@ class McapLog:
         """Channels of the topic, the chunks that have its messages from ``first`` on, and how many
         of the first chunk's are before it. None where the log's indexes do not tell.
 
-        A worker that begins in the middle of a log so reads none of what is before.
+        A worker that begins in the middle of a log so reads none of what is before; nor any index,
+        for the summary tells how long each is.
         """
-        records = need("mcap.stream_reader", "mcap").StreamReader
-        with self._file.open(_INDEX_BUFFER) as stream:
+        with self._file.open() as stream:
             summary = self._summary(stream)
-            if summary is None:
-                return None
-            channels = {n for n, channel in summary.channels.items() if channel.topic == topic}
-            counts = []
-            for chunk in sorted(summary.chunk_indexes, key=lambda c: c.chunk_start_offset):
-                count = 0
-                for channel in channels & chunk.message_index_offsets.keys():
-                    stream.seek(chunk.message_index_offsets[channel])
-                    count += len(next(records(stream, skip_magic=True).records).records)
-                counts.append((chunk.chunk_start_offset, count))
+        if summary is None:
+            return None
+        channels = {n for n, channel in summary.channels.items() if channel.topic == topic}
+        counts = [
+            (chunk.chunk_start_offset, sum(_messages(chunk, channel) for channel in channels))
+            for chunk in sorted(summary.chunk_indexes, key=lambda c: c.chunk_start_offset)
+        ]
         told = sum(summary.statistics.channel_message_counts.get(n, 0) for n in channels)
         if sum(count for _, count in counts) != told:
             return None  # some are beside the chunks

@@ -30,9 +30,9 @@ def find_streams(
     names, errors = files.expand(inputs)
     streams: list[Stream] = []
     asked = set(inputs)
-    for name in names:
+    for name, file in names.items():
         try:
-            for found in _streams_of(name, topics, name in asked):
+            for found in _streams_of(name, file, topics, name in asked):
                 if isinstance(found, SourceError):
                     errors.append(found)
                 else:
@@ -56,12 +56,14 @@ def read_frames(stream: Stream, first: int = 0, count: int | None = None) -> Ite
     yield from itertools.islice(frames, count)
 
 
-def _streams_of(name: str, topics: Sequence[str], is_asked: bool) -> Iterator[Stream | SourceError]:
+def _streams_of(
+    name: str, known: File | None, topics: Sequence[str], is_asked: bool
+) -> Iterator[Stream | SourceError]:
     if not files.is_uri(name) and os.path.isdir(name):
         bag = Bag(name, "bag2")
         yield from _topics(name, "bag2", bag_version(name), bag.topics(), topics)
         return
-    file = files.file_of(name)
+    file = known or files.file_of(name)
     if file.suffix in pictures.SUFFIXES:
         yield Stream(name, "picture", "", "", "", file.version, 1)
     elif file.suffix in _VIDEOS:
