@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import http.client
 import http.server
 import json
@@ -22,7 +23,9 @@ from conftest import NETWORKS, ByteArray
 from logs import camera, plain, png, write_mcap
 
 import dirty_seg
+from dirty_seg.fleet import run
 from dirty_seg.fleet.dataset import Output
+from dirty_seg.fleet.settings import Settings
 from dirty_seg.fleet.sources import Stream, find_streams, read_frames
 from dirty_seg.fleet.units import Part, Unit, cut, usual_frames
 
@@ -339,6 +342,24 @@ def test_another_network_configuration_or_input_is_refused(
     status, errors = ended(start(output, given=folder))
     assert status == 2
     assert "this one has inputs " in errors
+
+
+def test_a_run_that_ray_gives_up_is_told(
+    inputs: Path, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    import ray
+    from ray.data.exceptions import ExecutionTimeoutError
+
+    def give_up(*_: object) -> Iterator[Any]:
+        raise ExecutionTimeoutError("no progress\nfor long")
+        yield
+
+    monkeypatch.setattr(run, "_ray", lambda _: contextlib.nullcontext(ray))
+    monkeypatch.setattr(run, "_receipts", give_up)
+    settings = Settings(str(MODEL), str(inputs / "config.yaml"))
+    plan = run.Plan((str(inputs / "frames"),), (), str(tmp_path / "run"), settings)
+    with pytest.raises(run.RunError, match="Ray failed: for long; what is published stays"):
+        run.detect(plan)
 
 
 def test_what_cannot_be_is_told_before_anything_starts(start: Start, tmp_path: Path) -> None:

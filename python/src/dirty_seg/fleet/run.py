@@ -22,7 +22,7 @@ from dirty_seg.fleet.needs import need
 from dirty_seg.fleet.settings import Settings, differences
 from dirty_seg.fleet.sources import SourceError, find_streams
 from dirty_seg.fleet.units import Unit
-from dirty_seg.fleet.worker import Job, Worker
+from dirty_seg.fleet.worker import ALONE_SECONDS, Job, Worker
 
 _OBJECT_STORE = 100 * 2**20  # bytes; receipts are all that is in it
 _KEPT = "what is published stays, and the same command goes on"
@@ -102,7 +102,10 @@ def detect(plan: Plan, messages: IO[str] = sys.stderr) -> Summary:
                         progress.add(receipt)
                 except KeyboardInterrupt:
                     is_complete = False
-                except ray.exceptions.RayError as error:
+                except (
+                    ray.exceptions.RayError,
+                    ray.data.exceptions.ExecutionTimeoutError,
+                ) as error:
                     last = str(error).strip().splitlines()[-1:] or [type(error).__name__]
                     raise RunError(f"Ray failed: {last[0]}; {_KEPT}") from error
                 seconds = time.monotonic() - begin
@@ -204,6 +207,11 @@ def _receipts(plan: Plan, identity: dict[str, Any], left: list[Unit]) -> Iterato
     context = data.DataContext.get_current()
     context.enable_progress_bars = False
     context.max_errored_blocks = 0  # a lost unit is an error, never dropped
+    # Ray gives up a run that does not go on; a unit may be done frame by frame.
+    context.execution_no_progress_timeout_s = max(
+        context.execution_no_progress_timeout_s,
+        ALONE_SECONDS * max(unit.expected for unit in left),
+    )
     logging.getLogger("ray.data").setLevel(logging.ERROR)
     job = Job(plan.output, plan.settings, identity, os.getcwd(), uuid.uuid4().hex).to_json()
     receipts = data.from_items(
