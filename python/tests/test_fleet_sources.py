@@ -220,6 +220,25 @@ def test_raw_pictures_of_padded_rows(
     assert frame.picture.tolist() == [[expected] * 3] * 2
 
 
+@pytest.mark.parametrize(
+    ("encoding", "black_and_white", "red"),
+    [
+        ("yuv422", [128, 16, 128, 235], [90, 81, 240, 81]),
+        ("uyvy", [128, 16, 128, 235], [90, 81, 240, 81]),
+        ("yuv422_yuy2", [16, 128, 235, 128], [81, 90, 81, 240]),
+        ("yuyv", [16, 128, 235, 128], [81, 90, 81, 240]),
+    ],
+)
+def test_raw_pictures_whose_pixels_share_their_colour(
+    tmp_path: Path, encoding: str, black_and_white: list[int], red: list[int]
+) -> None:
+    frame = raw_frame(tmp_path, bytes(black_and_white + red), encoding, 1, 4, 8)
+    assert frame.picture is not None
+    assert frame.picture[0, :2].tolist() == [[0, 0, 0], [255, 255, 255]]
+    blue, green, most = frame.picture[0, 2].tolist()
+    assert blue < 3 and green < 3 and most > 252
+
+
 def test_a_bayer_pattern_is_that_of_its_name(tmp_path: Path) -> None:
     # Red where the pattern has it, in the even rows and columns; no other colour.
     pixels = np.zeros((8, 8), np.uint8)
@@ -232,7 +251,8 @@ def test_a_bayer_pattern_is_that_of_its_name(tmp_path: Path) -> None:
 @pytest.mark.parametrize(
     ("encoding", "height", "width", "step", "words"),
     [
-        ("yuv422", 2, 2, 4, "has the encoding 'yuv422'; expected one of 8UC1"),
+        ("nv12", 2, 2, 4, "has the encoding 'nv12'; expected one of 8UC1"),
+        ("yuyv", 2, 3, 6, "has 3 pixels of yuyv a row; expected an even number"),
         ("bgr8", 0, 2, 6, "is of 0 x 2 pixels; expected 1 to 16384 a side"),
         ("bgr8", 2, 2**31, 6, "is of 2 x 2147483648 pixels"),
         ("bgr8", 2, 3, 8, "has 12 bytes in rows of 8; expected 2 rows of at least 9 bytes"),

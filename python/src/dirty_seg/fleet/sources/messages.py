@@ -55,8 +55,6 @@ def _ros(encoding: str, kind: str, data: bytes) -> tuple[ByteArray, int | None]:
     time = stamp.sec * _NANOSECONDS + stamp.nanosec
     if kind == "CompressedImage":
         return _compressed(message.format, bytes(message.data)), time
-    if message.is_bigendian and message.encoding.endswith("16"):
-        raise PictureError("has its bytes in the other order; expected little-endian")
     picture = pictures.from_raw(
         message.encoding, message.height, message.width, message.step, bytes(message.data)
     )

@@ -25,6 +25,11 @@ _ENCODINGS = {
     "rgba8": (4, "COLOR_RGBA2BGR"),
     "mono8": (1, "COLOR_GRAY2BGR"),
     "8UC1": (1, "COLOR_GRAY2BGR"),
+    # Two pixels share their colour: the order of its parts and of both lightnesses.
+    "yuv422": (2, "COLOR_YUV2BGR_UYVY"),
+    "uyvy": (2, "COLOR_YUV2BGR_UYVY"),
+    "yuv422_yuy2": (2, "COLOR_YUV2BGR_YUY2"),
+    "yuyv": (2, "COLOR_YUV2BGR_YUY2"),
     # OpenCV names the pattern by its second row.
     "bayer_rggb8": (1, "COLOR_BayerBG2BGR"),
     "bayer_bggr8": (1, "COLOR_BayerRG2BGR"),
@@ -84,6 +89,8 @@ def from_raw(encoding: str, height: int, width: int, step: int, data: bytes) -> 
             f"has {len(data)} bytes in rows of {step}; expected {height} rows of at least "
             f"{width * channels} bytes, for {width} pixels of {encoding}"
         )
+    if channels == 2 and width % 2 != 0:
+        raise PictureError(f"has {width} pixels of {encoding} a row; expected an even number")
     rows = np.lib.stride_tricks.as_strided(
         np.frombuffer(data, np.uint8), (height, width * channels), (step, 1), writeable=False
     )
