@@ -104,12 +104,17 @@ def test_a_picture_of_more_than_16384_pixels_a_side_is_refused(tmp_path: Path) -
     assert frame.picture is None and ("16384" in frame.error or "cannot be decoded" in frame.error)
 
 
-def test_a_videos_frames_can_begin_anywhere(tmp_path: Path) -> None:
-    path = tmp_path / "a.avi"
+def write_video(path: Path, levels: tuple[int, ...]) -> Path:
+    """Of grey frames."""
     video = cv2.VideoWriter(str(path), cv2.VideoWriter.fourcc(*"MJPG"), 10, (64, 64))
-    for level in (0, 60, 120, 180, 240):
+    for level in levels:
         video.write(np.full((64, 64, 3), level, np.uint8))
     video.release()
+    return path
+
+
+def test_a_videos_frames_can_begin_anywhere(tmp_path: Path) -> None:
+    path = write_video(tmp_path / "a.avi", (0, 60, 120, 180, 240))
     stream = only(path)
     assert (stream.kind, stream.frames) == ("video", 5)
     frames = list(read_frames(stream, 2, 2))
@@ -121,6 +126,41 @@ def test_a_videos_frames_can_begin_anywhere(tmp_path: Path) -> None:
     assert [frame.error for frame in read_frames(only(path))] == [
         f"'{path}' cannot be opened as a video"
     ]
+
+
+def test_a_video_is_gone_through_once_whatever_part_of_it_is_next(
+    tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    one = only(write_video(tmp_path / "a.avi", tuple(range(0, 200, 20))))
+    other = only(write_video(tmp_path / "b.avi", (5, 25)))
+    opened = []
+    capture = cv2.VideoCapture
+
+    def watched(path: str) -> Any:
+        opened.append(Path(path).name)
+        return capture(path)
+
+    monkeypatch.setattr(cv2, "VideoCapture", watched)
+
+    def read(stream: Stream, first: int, count: int | None) -> list[tuple[int, float]]:
+        return [
+            (frame.ordinal, round(float(frame.picture.mean()), -1))
+            for frame in read_frames(stream, first, count)
+            if frame.picture is not None
+        ]
+
+    assert read(one, 1, 2) == [(1, 20), (2, 40)]
+    assert read(one, 3, 2) == [(3, 60), (4, 80)]
+    assert read(one, 7, 1) == [(7, 140)]
+    assert opened == ["a.avi"]
+    assert read(one, 2, 1) == [(2, 40)]  # back
+    assert read(other, 1, 1) == [(1, 20)]
+    assert read(one, 8, None) == [(8, 160), (9, 180)]
+    assert read(one, 10, None) == []  # what has ended does not go on
+    assert opened == ["a.avi", "a.avi", "b.avi", "a.avi", "a.avi"]
+    both = zip(read_frames(one, 0), read_frames(one, 1), strict=False)  # each at its own place
+    assert [(a.ordinal, b.ordinal) for a, b in both] == [(i, i + 1) for i in range(9)]
+    assert opened[5:] == ["a.avi", "a.avi"]
 
 
 def test_an_mcap_log_of_ros_and_foxglove(tmp_path: Path) -> None:

@@ -129,23 +129,38 @@ def _video_length(file: File) -> int:
 
 
 def _video(stream: Stream, first: int) -> Iterator[Frame]:
-    video = pictures.opencv().VideoCapture(stream.source)
-    try:
-        if not video.isOpened():
-            if first == 0:
-                text = f"'{stream.source}' cannot be opened as a video"
-                yield Frame(0, Times(), None, text)
+    ordinal, video = _opened_video(stream, first)
+    if not video.isOpened():
+        if first == 0:
+            yield Frame(0, Times(), None, f"'{stream.source}' cannot be opened as a video")
+        return
+    while ordinal < first:  # seeking goes to another frame in some formats
+        if not video.grab():
             return
-        for _ in range(first):  # seeking goes to another frame in some formats
-            if not video.grab():
-                return
-        for ordinal in itertools.count(first):
-            is_there, picture = video.read()
-            if not is_there:
-                return
-            yield Frame(ordinal, Times(), picture)
-    finally:
-        video.release()
+        ordinal += 1
+    while True:
+        is_there, picture = video.read()
+        if not is_there:
+            return
+        ordinal += 1
+        try:
+            yield Frame(ordinal - 1, Times(), picture)
+        except GeneratorExit:
+            _left_video[:] = [(stream, ordinal, video)]
+            raise
+
+
+#: The newest that was left, and the frame it is at: a worker's next unit is often of the same one.
+_left_video: list[tuple[Stream, int, Any]] = []
+
+
+def _opened_video(stream: Stream, first: int) -> tuple[int, Any]:
+    """A video at its frame ``first`` or before."""
+    for left, ordinal, video in _left_video:
+        if left == stream and ordinal <= first:
+            _left_video.clear()
+            return ordinal, video
+    return 0, pictures.opencv().VideoCapture(stream.source)
 
 
 def _log(stream: Stream, first: int) -> Iterator[Frame]:
