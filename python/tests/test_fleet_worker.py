@@ -17,7 +17,7 @@ from logs import png
 from dirty_seg.fleet import dataset, worker
 from dirty_seg.fleet.dataset import Output, OutputError
 from dirty_seg.fleet.rows import row_of
-from dirty_seg.fleet.settings import Settings
+from dirty_seg.fleet.settings import Settings, differences
 from dirty_seg.fleet.sources import Frame, Stream, find_streams
 from dirty_seg.fleet.sources.stream import Times
 from dirty_seg.fleet.units import Part, Unit, cut
@@ -112,6 +112,26 @@ def test_a_process_of_its_own_gives_the_row_of_its_frame(tmp_path: Path) -> None
         del row["stage_ms"]
     assert alone == together
     assert len(alone[0]["boxes"]) == 2 and "is no picture" in alone[1]["error"]
+
+
+def test_classes_are_called_as_a_file_says(tmp_path: Path) -> None:
+    from conftest import NETWORKS
+
+    config, names = tmp_path / "config.yaml", tmp_path / "names.txt"
+    config.write_text("patch:\n  enable: true\n  patches: [[0, 0, 64, 64], [64, 0, 64, 64]]\n")
+    names.write_text("spill\nmoss\n")
+    (tmp_path / "a.png").write_bytes(png("red"))
+    model = str(NETWORKS / "seg-b2-64.onnx")
+    settings = Settings(model, str(config), names=str(names))
+    streams, _ = find_streams([str(tmp_path / "a.png")])
+    (unit,) = cut(streams, 25)
+    with settings.detector() as detector:
+        (found,) = rows_of(unit, detector)
+    assert found["label_names"] == [(0, "spill")]
+    before = settings.identity()
+    assert "names_sha256" not in Settings(model, str(config)).identity()
+    names.write_text("spill\nalgae\n")
+    assert differences(settings.identity(), before)[0].startswith("names_sha256 ")
 
 
 def test_names_need_not_be_valid_utf_8(tmp_path: Path) -> None:

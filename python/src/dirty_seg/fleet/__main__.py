@@ -60,6 +60,7 @@ def _parser() -> argparse.ArgumentParser:
     run.add_argument("--max-det", type=_whole(1), help="so the most detections of a patch")
     run.add_argument("--mask-threshold", type=float, help="so a mask pixel's least probability")
     run.add_argument("--classes", type=_numbers, default=(), metavar="IDS", help="those kept")
+    run.add_argument("--names", help="a file of class names, over those of the network")
     run.add_argument("--fit", choices=("scale", "pad"), default="scale")
     run.add_argument("--address", help="of a Ray cluster: auto or HOST:PORT; none: a local one")
     run.add_argument("--workers", type=_whole(1), help="processes; by default one a core")
@@ -98,6 +99,7 @@ def _detect(options: argparse.Namespace) -> int:
         max_detections=options.max_det,
         mask_threshold=options.mask_threshold,
         classes=options.classes,
+        names=os.path.abspath(options.names) if options.names else None,
         fit=options.fit,
         threads=options.threads,
     )

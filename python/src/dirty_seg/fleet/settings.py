@@ -30,6 +30,7 @@ class Settings:
     max_detections: int | None = None
     mask_threshold: float | None = None
     classes: tuple[int, ...] = ()
+    names: str | None = None
     fit: str = "scale"
     #: Of each worker. Results do not depend on it.
     threads: int = 1
@@ -41,9 +42,8 @@ class Settings:
             OSError: a file cannot be read.
         """
         options = dataclasses.asdict(self)
-        for name in ("model", "config", "fece_model", "threads"):
-            del options[name]
-        files = {"model": self.model, "config": self.config, "fece_model": self.fece_model}
+        del options["threads"]
+        files = {name: options.pop(name) for name in ("model", "config", "fece_model", "names")}
         sums = {f"{name}_sha256": _checksum(path) for name, path in files.items() if path}
         versions = {"dirty_seg": __version__, "decoder": decoder_version()}
         return {**sums, **json.loads(json.dumps(options)), **versions}
