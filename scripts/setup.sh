@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs what the project needs on Debian 12, and only what is missing: Debian packages,
-# ONNX Runtime, the report's libraries and what the Python package is built and tested with under
-# third_party, and for cross builds a sysroot under build. Root is needed only for Debian packages. With nothing to do it needs neither root nor
-# network.
+# Installs what the project needs on Debian 12, and only what is missing: Debian packages, and under
+# third_party ONNX Runtime, the report's libraries and what the Python package is built and tested
+# with; for cross builds a sysroot under build. Root is needed only for Debian packages. With nothing
+# to do it needs neither root nor network.
 set -euo pipefail
 
 REPO="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
