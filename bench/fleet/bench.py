@@ -83,7 +83,7 @@ class Bench:
             [str(word) for word in command], check=True, stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL, env=os.environ | (environment or {}),
         ).stdout  # fmt: skip
-        facts: Facts = json.loads(text)
+        facts: Facts = json.loads(text.splitlines()[-1])  # Ray may warn before it
         return facts
 
     def waiting(self) -> dict[str, str]:
