@@ -9,10 +9,11 @@ import logs
 import numpy as np
 import pytest
 from logs import CAMERA, ROS1, ROS2, camera, cdr, plain, png, ros_compressed, ros_raw, write_mcap
+from mcap.reader import make_reader
 from rosbags.rosbag1 import Writer as Bag1Writer
 from rosbags.rosbag2 import Writer as Bag2Writer
 
-from dirty_seg.fleet.sources import Frame, Stream, find_streams, read_frames
+from dirty_seg.fleet.sources import Frame, Stream, find_streams, read_frames, reading
 
 
 def streams_of(*inputs: object, topics: tuple[str, ...] = ()) -> list[Stream]:
@@ -126,6 +127,54 @@ def test_a_videos_frames_can_begin_anywhere(tmp_path: Path) -> None:
     assert [frame.error for frame in read_frames(only(path))] == [
         f"'{path}' cannot be opened as a video"
     ]
+
+
+def test_a_video_that_is_cut_short_tells_where(tmp_path: Path) -> None:
+    path = write_video(tmp_path / "a.avi", (0, 60, 120, 180, 240) * 4)
+    whole = path.read_bytes()
+    begins = [n for n in range(len(whole)) if whole.startswith(b"00dc", n)][:20]
+    path.write_bytes(whole[: begins[12] + 4])  # in what a frame begins with
+    stream = only(path)
+    assert stream.frames == 20  # as it tells
+    *frames, last = read_frames(stream)
+    there = len(frames)  # decoders differ in what they make of the last one
+    assert there in (11, 12, 13) and all(frame.picture is not None for frame in frames)
+    error = f"'{path}' ends after {there} of 20 frames; it is cut short or damaged"
+    assert (last.ordinal, last.error) == (there, error)
+    # One part tells of it, wherever the parts begin and end.
+    for size in (1, 5, there, 20):
+        parts = [(first, size) for first in range(0, 20, size)]
+        found = [f for part in parts for f in read_frames(stream, *part)]
+        assert [f.ordinal for f in found] == list(range(there + 1))
+        assert [f.error for f in found] == [""] * there + [error]
+    path.write_bytes(whole[: begins[0]])
+    (none,) = read_frames(only(path))
+    assert none.error in (
+        f"'{path}' gives no frame that can be read",
+        f"'{path}' cannot be opened as a video",
+    )
+
+
+def test_a_number_of_frames_is_not_believed_beyond_the_files_bytes() -> None:
+    told = [3, 0, -9.2e18, 1e300, float("inf"), float("nan")]
+    assert [reading._plausible(number, 1000) for number in told] == [3, 0, 0, 1000, 1000, 0]
+
+
+def test_a_jpeg_that_is_cut_short_is_none(tmp_path: Path) -> None:
+    picture = np.random.default_rng(3).integers(0, 256, (64, 64, 3), np.uint8)
+    thumbnail = cv2.imencode(".jpg", picture[:16, :16])[1].tobytes()
+    for options in ([], [cv2.IMWRITE_JPEG_PROGRESSIVE, 1]):
+        whole = cv2.imencode(".jpg", picture, options)[1].tobytes()
+        within = b"\xff\xe1" + (len(thumbnail) + 2).to_bytes(2, "big") + thumbnail
+        for data in (whole, whole[:2] + within + whole[2:]):
+            path = tmp_path / "a.jpg"
+            path.write_bytes(data + bytes(16))  # as some cameras pad it
+            (frame,) = read_frames(only(path))
+            assert frame.picture is not None
+            for length in (len(data) - 2, len(data) * 3 // 4):
+                path.write_bytes(data[:length])
+                (frame,) = read_frames(only(path))
+                assert frame.error == f"'{path}' is a JPEG that is cut short; expected its end"
 
 
 def test_a_video_is_gone_through_once_whatever_part_of_it_is_next(
@@ -364,6 +413,29 @@ def test_what_is_before_is_not_read(tmp_path: Path) -> None:
     begin, end = 60, len(whole) // 3  # behind what the log begins with
     path.write_bytes(whole[:begin] + bytes(end - begin) + whole[end:])  # nor any index
     assert colours(list(read_frames(stream, 30))) == ["red", "green"] * 5
+
+
+@pytest.mark.parametrize("unit", [1, 2, 5, 12])
+def test_a_damaged_chunk_costs_its_messages_alone(tmp_path: Path, unit: int) -> None:
+    path = write_mcap(tmp_path / "a.mcap", camera(["red", "green", "blue"] * 4), chunk_size=300)
+    stream = only(path)
+    whole = path.read_bytes()
+    with open(path, "rb") as file:
+        summary = make_reader(file).get_summary()
+    assert summary is not None
+    chunks = summary.chunk_indexes
+    assert len(chunks) > 3
+    place = chunks[1].chunk_start_offset + 60  # its compressed bytes
+    path.write_bytes(whole[:place] + bytes([whole[place] ^ 0xFF]) + whole[place + 1 :])
+    frames = [f for first in range(0, 12, unit) for f in read_frames(stream, first, unit)]
+    assert [frame.ordinal for frame in frames] == list(range(12))
+    lost = [frame.ordinal for frame in frames if frame.picture is None]
+    assert lost and 0 not in lost and 11 not in lost
+    for frame in frames:
+        told = f"'{path}' topic '/camera' message {frame.ordinal} is in a chunk that is damaged: "
+        assert frame.error.startswith(told) if frame.ordinal in lost else not frame.error
+    left = [["red", "green", "blue"][n % 3] for n in range(12) if n not in lost]
+    assert colours([frame for frame in frames if frame.picture is not None]) == left
 
 
 def test_bags_of_ros_1_and_2(tmp_path: Path) -> None:

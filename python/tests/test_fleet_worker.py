@@ -12,7 +12,7 @@ from typing import Any
 
 import pytest
 from conftest import ByteArray
-from logs import png
+from logs import camera, png, write_mcap
 
 from dirty_seg.fleet import dataset, worker
 from dirty_seg.fleet.dataset import Output, OutputError
@@ -67,6 +67,32 @@ def test_frames_that_end_their_process_cost_no_other_frame(count: int, rows: Row
 def test_a_stream_that_cannot_be_read_on_ends_with_a_row(rows: Rows) -> None:
     endless = processes(99, (), unreadable=tuple(range(3, 99)))
     assert rows(3, endless) == [(0, ""), (1, ""), (2, ""), (3, "ended")]
+
+
+@pytest.mark.parametrize("harm", ["cut", "gone"])
+def test_a_log_that_is_damaged_ends_frame_by_frame_as_together(
+    harm: str, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    path = write_mcap(tmp_path / "a.mcap", camera(["red", "green", "blue"] * 4), chunk_size=300)
+    path.write_bytes(path.read_bytes()[:1500])
+    (unit,) = cut(find_streams([str(path)])[0], 100)
+    if harm == "gone":
+        path.unlink()
+
+    def alone(part: Part, settings: Settings | None) -> list[Any]:
+        found = [
+            row_of(part.stream, frame, None, frame.error or f"{frame.picture.mean():.0f}")
+            for frame in part.frames()
+        ]
+        return found if settings is not None else [row["ordinal"] for row in found]
+
+    together = alone(unit.parts[0], SETTINGS)
+    monkeypatch.setattr(worker, "_alone", alone)
+    rows = list(rows_alone(unit, SETTINGS, Output(str(tmp_path / "run")), "run"))
+    assert len(rows) > 3 and rows == together
+    if harm == "gone":  # each of the frames that were counted
+        assert [row["ordinal"] for row in rows] == list(range(unit.expected))
+        assert all("there is no file" in row["error"] for row in rows)
 
 
 class Killed(BaseException):

@@ -7,7 +7,7 @@ import dataclasses
 import itertools
 import os
 from collections.abc import Iterator
-from typing import Any
+from typing import IO, Any
 
 from dirty_seg.fleet.again import is_of_store
 from dirty_seg.fleet.needs import need
@@ -45,9 +45,11 @@ def _messages(chunk: Any, channel: int) -> int:
 class Message:
     """One of a topic."""
 
-    log_time: int
+    log_time: int | None
     publish_time: int | None
     data: bytes
+    #: "", or why it is lost: its chunk is damaged, and others can be read.
+    error: str = ""
 
 
 class Damage(Exception):
@@ -70,19 +72,22 @@ class McapLog:
         """Those of a topic, from its ``first`` on.
 
         Raises:
-            Damage: after those that can be read.
+            Damage: after those that can be read, if it is not before ``first``.
         """
-        chunks = self._chunks_from(topic, first) if first > 0 else None
+        chunks = self._chunks_of(topic)
         if chunks is not None:
-            yield from self._of_chunks(*chunks)
+            yield from self._of_chunks(*chunks, first)
             return
-        found = (entry for entry in self._read(topic) if entry[1].topic == topic)
-        for _, _, message in itertools.islice(found, first, None):
-            yield Message(message.log_time, message.publish_time, message.data)
+        found = (
+            Message(message.log_time, message.publish_time, message.data)
+            for _, channel, message in self._read(topic)
+            if channel.topic == topic
+        )
+        yield from _from(found, first)
 
-    def _chunks_from(self, topic: str, first: int) -> tuple[set[int], list[int], int] | None:
-        """Channels of the topic, the chunks that have its messages from ``first`` on, and how many
-        of the first chunk's are before it. None where the log's indexes do not tell.
+    def _chunks_of(self, topic: str) -> tuple[set[int], list[tuple[int, int]]] | None:
+        """Channels of the topic, and of each chunk its place and how many of the topic's messages
+        it has. None where the log's indexes do not tell.
 
         A worker that begins in the middle of a log so reads none of what is before; nor any index,
         for the summary tells how long each is.
@@ -99,32 +104,25 @@ class McapLog:
         told = sum(summary.statistics.channel_message_counts.get(n, 0) for n in channels)
         if sum(count for _, count in counts) != told:
             return None  # some are beside the chunks
-        before = 0
-        for i, (_, count) in enumerate(counts):
-            if before + count > first:
-                return channels, [offset for offset, _ in counts[i:]], first - before
-            before += count
-        return channels, [], 0
+        return channels, counts
 
-    def _of_chunks(self, channels: set[int], offsets: list[int], skipped: int) -> Iterator[Message]:
-        module = need("mcap.stream_reader", "mcap")
+    def _of_chunks(
+        self, channels: set[int], chunks: list[tuple[int, int]], first: int
+    ) -> Iterator[Message]:
+        """Each that the indexes tell of, whatever comes of its chunk."""
         with self._file.open() as stream:
-            for offset in offsets:
-                stream.seek(offset)
+            for offset, count in chunks:
+                if first >= count:
+                    first -= count
+                    continue
                 try:
-                    chunk = next(
-                        module.StreamReader(stream, skip_magic=True, emit_chunks=True).records
-                    )
-                    records = module.breakup_chunk(chunk, validate_crc=True)
-                except Exception as error:
-                    raise _damage(error) from error
-                for record in records:
-                    if getattr(record, "channel_id", None) not in channels:
-                        continue
-                    if skipped > 0:
-                        skipped -= 1
-                        continue
-                    yield Message(record.log_time, record.publish_time, record.data)
+                    found = _of_chunk(stream, offset, channels)
+                    why = "is not in its chunk"
+                except Damage as damage:
+                    found, why = [], f"is in a chunk that {damage}"
+                found += [Message(None, None, b"", why)] * (count - len(found))
+                yield from found[first:count]
+                first = 0
 
     def _summary(self, stream: Any) -> Any:
         """None unless the log is whole and says what it has."""
@@ -195,11 +193,13 @@ class Bag:
 
     def messages(self, topic: str, first: int = 0) -> Iterator[Message]:
         """As McapLog's, in order of time, as bags are indexed."""
+        yield from _from(self._read(topic), first)
+
+    def _read(self, topic: str) -> Iterator[Message]:
         with self._open() as reader:
             chosen = [c for c in reader.connections if c.topic == topic]
             try:
-                found = reader.messages(connections=chosen)
-                for _, time, data in itertools.islice(found, first, None):
+                for _, time, data in reader.messages(connections=chosen):
                     yield Message(time, None, bytes(data))
             except Exception as error:
                 raise _damage(error) from error
@@ -214,6 +214,31 @@ class Bag:
         return contextlib.closing(reader)
 
 
+def _from(found: Iterator[Message], first: int) -> Iterator[Message]:
+    """Those from ``first`` on. Of damage before it tells who reads what is before."""
+    try:
+        skipped = sum(1 for _ in itertools.islice(found, first))
+    except Damage:
+        return
+    if skipped == first:
+        yield from found
+
+
+def _of_chunk(stream: IO[bytes], offset: int, channels: set[int]) -> list[Message]:
+    module = need("mcap.stream_reader", "mcap")
+    stream.seek(offset)
+    try:
+        chunk = next(module.StreamReader(stream, skip_magic=True, emit_chunks=True).records)
+        records = module.breakup_chunk(chunk, validate_crc=True)
+    except Exception as error:
+        raise _damage(error) from error
+    return [
+        Message(record.log_time, record.publish_time, record.data)
+        for record in records
+        if getattr(record, "channel_id", None) in channels
+    ]
+
+
 def _damage(error: Exception) -> Exception:
     """For what parsers, decompressors, SQLite or the file raise; a store's own fault stays it."""
     if isinstance(error, OSError) and is_of_store(error):
@@ -221,12 +246,12 @@ def _damage(error: Exception) -> Exception:
     return Damage(f"is damaged: {type(error).__name__}: {error}".strip()[:200])
 
 
-def bag_version(folder: str) -> str:
-    """Of a ROS 2 bag's files: number, size in all, and newest modification time."""
+def bag_size(folder: str) -> tuple[int, str]:
+    """Of a ROS 2 bag's files: bytes in all, and their version."""
     stats = [entry.stat() for entry in os.scandir(folder) if entry.is_file()]
     size = sum(stat.st_size for stat in stats)
     newest = max((stat.st_mtime_ns for stat in stats), default=0)
-    return f"{len(stats)}-{size}-{newest}"
+    return size, f"{len(stats)}-{size}-{newest}"
 
 
 def _add(topics: dict[str, Topic], channel: Any, schema: Any, count: int) -> None:

@@ -15,6 +15,8 @@ _LIMIT = f"expected 1 to {MAX_SIDE} a side"
 _SUFFIXES = ".jpg .jpeg .png .bmp .tif .tiff .webp .ppm .pgm .pbm"
 SUFFIXES = frozenset(_SUFFIXES.split())
 
+_JPEG, _JPEG_END, _JPEG_SCAN = b"\xff\xd8\xff", b"\xff\xd9", b"\xff\xda"
+
 # Number of bytes a pixel, and OpenCV's conversion to B, G, R; "" needs none.
 _ENCODINGS = {
     "bgr8": (3, ""),
@@ -59,6 +61,8 @@ def decode(data: bytes) -> ByteArray:
     cv2 = opencv()
     if not data:
         raise PictureError("is empty; expected a JPEG, PNG or other picture")
+    if _is_cut_short(data):  # which OpenCV may fill with grey
+        raise PictureError("is a JPEG that is cut short; expected its end")
     try:
         picture: ByteArray | None = cv2.imdecode(np.frombuffer(data, np.uint8), cv2.IMREAD_COLOR)
     except cv2.error as error:
@@ -70,6 +74,11 @@ def decode(data: bytes) -> ByteArray:
     if max(picture.shape[:2]) > MAX_SIDE:  # where OpenCV was loaded before us
         raise PictureError(f"is of {picture.shape[0]} x {picture.shape[1]} pixels; {_LIMIT}")
     return picture
+
+
+def _is_cut_short(data: bytes) -> bool:
+    """Whether it is a JPEG without an end of its own; those of thumbnails are before its scan."""
+    return data.startswith(_JPEG) and data.rfind(_JPEG_END) < data.rfind(_JPEG_SCAN)
 
 
 def from_raw(encoding: str, height: int, width: int, step: int, data: bytes) -> ByteArray:

@@ -10,11 +10,14 @@ from typing import Any
 from dirty_seg.fleet.again import is_of_store
 from dirty_seg.fleet.sources import files, pictures
 from dirty_seg.fleet.sources.files import File
-from dirty_seg.fleet.sources.logs import Bag, Damage, McapLog, Topic, bag_version
+from dirty_seg.fleet.sources.logs import Bag, Damage, McapLog, Message, Topic, bag_size
 from dirty_seg.fleet.sources.messages import decoder_of, refusal
 from dirty_seg.fleet.sources.stream import Frame, PictureError, SourceError, Stream, Times
 
 _VIDEOS = frozenset(".avi .mp4 .mkv .mov .m4v .webm .mpg .mpeg".split())
+# Some containers have no number of frames, only a duration, which is rounded or that of the sound:
+# up to this share missing does not count as cut short, here and in the host program.
+_COUNT_TOLERANCE = 0.02
 _KINDS = "pictures, videos, .mcap logs, .bag files and folders of ROS 2 bags"
 
 
@@ -61,24 +64,24 @@ def _streams_of(
 ) -> Iterator[Stream | SourceError]:
     if not files.is_uri(name) and os.path.isdir(name):
         bag = Bag(name, "bag2")
-        yield from _topics(name, "bag2", bag_version(name), bag.topics(), topics)
+        yield from _topics(name, "bag2", *bag_size(name), bag.topics(), topics)
         return
     file = known or files.file_of(name)
     if file.suffix in pictures.SUFFIXES:
         yield Stream(name, "picture", "", "", "", file.version, 1)
     elif file.suffix in _VIDEOS:
-        yield Stream(name, "video", "", "", "", file.version, _video_length(file))
+        yield Stream(name, "video", "", "", "", file.version, max(_video_length(file), 1))
     elif file.suffix == ".mcap":
-        yield from _topics(name, "mcap", file.version, McapLog(file).topics(), topics)
+        yield from _topics(name, "mcap", file.size, file.version, McapLog(file).topics(), topics)
     elif file.suffix == ".bag":
         bag = Bag(file.local(), "bag1")
-        yield from _topics(name, "bag1", file.version, bag.topics(), topics)
+        yield from _topics(name, "bag1", file.size, file.version, bag.topics(), topics)
     elif is_asked:
         yield SourceError(f"'{name}' is of no kind that is read; expected {_KINDS}")
 
 
 def _topics(
-    name: str, kind: str, version: str, there: Sequence[Topic], asked: Sequence[str]
+    name: str, kind: str, size: int, version: str, there: Sequence[Topic], asked: Sequence[str]
 ) -> Iterator[Stream | SourceError]:
     known = {topic.name: topic for topic in there}
     named = ", ".join(f"'{topic.name}' ({topic.type_name})" for topic in there) or "none"
@@ -95,9 +98,14 @@ def _topics(
     if not asked and not chosen:
         yield SourceError(f"'{name}' has no topic of pictures; it has {named}")
     for topic in chosen:
-        yield Stream(
-            name, kind, topic.name, topic.type_name, topic.encoding, version, topic.messages
-        )
+        count = _plausible(topic.messages, size)
+        yield Stream(name, kind, topic.name, topic.type_name, topic.encoding, version, count)
+
+
+def _plausible(told: float, size: int) -> int:
+    """Frames that a file of ``size`` bytes may have: what a damaged one tells must not become
+    units without end. Should there be more, its last unit has them."""
+    return int(min(max(0, told), size))  # in this order 0 for no number
 
 
 def _is_picture(topic: Topic) -> bool:
@@ -120,27 +128,33 @@ def _picture(stream: Stream, first: int) -> Iterator[Frame]:
         yield Frame(0, Times(), None, f"'{stream.source}' cannot be read: {error.strerror}")
 
 
+def _lost(stream: Stream, first: int, error: str) -> Iterator[Frame]:
+    """Each of a file that was there when its frames were counted; one of a file with none."""
+    for ordinal in range(first, max(stream.frames, 1)):
+        yield Frame(ordinal, Times(), None, error)
+
+
 def _video_length(file: File) -> int:
     cv2 = pictures.opencv()
     video = cv2.VideoCapture(file.local())
-    length = int(video.get(cv2.CAP_PROP_FRAME_COUNT)) if video.isOpened() else 0
+    told = video.get(cv2.CAP_PROP_FRAME_COUNT) if video.isOpened() else 0
     video.release()
-    return max(length, 1)  # one that cannot be opened has a frame that says so
+    return _plausible(told, file.size)
 
 
 def _video(stream: Stream, first: int) -> Iterator[Frame]:
     ordinal, video = _opened_video(stream, first)
     if not video.isOpened():
-        if first == 0:
-            yield Frame(0, Times(), None, f"'{stream.source}' cannot be opened as a video")
+        yield from _lost(stream, first, f"'{stream.source}' cannot be opened as a video")
         return
     while ordinal < first:  # seeking goes to another frame in some formats
         if not video.grab():
-            return
+            return  # who reads what is before tells why
         ordinal += 1
     while True:
         is_there, picture = video.read()
         if not is_there:
+            yield from _video_end(stream, ordinal)
             return
         ordinal += 1
         try:
@@ -148,6 +162,15 @@ def _video(stream: Stream, first: int) -> Iterator[Frame]:
         except GeneratorExit:
             _left_video[:] = [(stream, ordinal, video)]
             raise
+
+
+def _video_end(stream: Stream, ordinal: int) -> Iterator[Frame]:
+    """A frame that tells where one was expected and the video ended."""
+    if ordinal == 0:
+        yield Frame(0, Times(), None, f"'{stream.source}' gives no frame that can be read")
+    elif stream.frames - ordinal > _COUNT_TOLERANCE * stream.frames:
+        error = f"ends after {ordinal} of {stream.frames} frames; it is cut short or damaged"
+        yield Frame(ordinal, Times(), None, f"'{stream.source}' {error}")
 
 
 #: The newest that was left, and the frame it is at: a worker's next unit is often of the same one.
@@ -175,15 +198,19 @@ def _log(stream: Stream, first: int) -> Iterator[Frame]:
         )
         for message in log.messages(stream.topic, first):
             times = Times(message.log_time, message.publish_time)
-            yield _decoded(ordinal, times, message.data, decoder, place)
+            yield _decoded(ordinal, times, message, decoder, place)
             ordinal += 1
-    except (Damage, SourceError) as error:
+    except Damage as error:
         yield Frame(ordinal, Times(), None, f"{place} after message {ordinal}: {error}")
+    except SourceError as error:
+        yield from _lost(stream, first, str(error))
 
 
-def _decoded(ordinal: int, times: Times, data: bytes, decoder: Any, place: str) -> Frame:
+def _decoded(ordinal: int, times: Times, message: Message, decoder: Any, place: str) -> Frame:
     try:
-        picture, header = decoder(data)
+        if message.error:
+            raise PictureError(message.error)
+        picture, header = decoder(message.data)
     except PictureError as error:
         return Frame(ordinal, times, None, f"{place} message {ordinal} {error}")
     return Frame(ordinal, Times(times.log, times.publish, header), picture)
