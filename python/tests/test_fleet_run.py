@@ -23,10 +23,12 @@ from conftest import NETWORKS, ByteArray
 from logs import camera, plain, png, write_mcap
 
 import dirty_seg
-from dirty_seg.fleet import run
+from dirty_seg.fleet import dataset, run
 from dirty_seg.fleet.dataset import Output
+from dirty_seg.fleet.rows import row_of
 from dirty_seg.fleet.settings import Settings
-from dirty_seg.fleet.sources import Stream, find_streams, read_frames
+from dirty_seg.fleet.sources import Frame, Stream, find_streams, read_frames
+from dirty_seg.fleet.sources.stream import Times
 from dirty_seg.fleet.units import Part, Unit, cut, usual_frames
 
 HOOKS = Path(__file__).resolve().parent / "hooks"
@@ -174,6 +176,16 @@ def test_each_frame_is_a_row_with_what_the_detector_finds(
     assert "log.mcap' topic '/camera' after message 10: " in failed[log]
     assert undisturbed[20]["log_time"] == 100
     assert undisturbed[20]["header_time"] == 5_000_000_007
+
+
+def test_without_an_address_ray_is_started_though_another_is_told_of(
+    start: Start, tmp_path: Path
+) -> None:
+    (tmp_path / "a.png").write_bytes(png("red"))
+    process = start(tmp_path / "run", given=tmp_path / "a.png", RAY_ADDRESS="127.0.0.1:1")
+    status, errors = ended(process)
+    assert status == 0
+    assert errors.endswith("dirty_seg.fleet: 1 frame\n")
 
 
 @pytest.mark.parametrize("number", range(ROUNDS))
@@ -379,6 +391,19 @@ def test_what_cannot_be_is_told_before_anything_starts(start: Start, tmp_path: P
 
 def stream(name: str, frames: int) -> Stream:
     return Stream(name, "video", "", "", "", "1", frames)
+
+
+def test_a_scan_gives_each_frame_once_however_many_units_there_are(tmp_path: Path) -> None:
+    output = Output(str(tmp_path / "run"))
+    assert list(output.batches()) == []
+    for number in range(2 * dataset.SCANNED + 1):
+        row = row_of(stream("a", 1), Frame(number, Times(), None), None, "none")
+        output.publish(f"unit{number}", [row])
+    batches = list(output.batches(["ordinal"]))
+    found = [value for batch in batches for value in batch["ordinal"].to_pylist()]
+    assert sorted(found) == list(range(2 * dataset.SCANNED + 1))
+    keys = [("a", "", number) for number in (0, dataset.SCANNED, 2 * dataset.SCANNED)]
+    assert sorted(output.rows_of(keys)) == keys
 
 
 def test_units_are_cut_alike_and_named_by_what_they_are_of() -> None:

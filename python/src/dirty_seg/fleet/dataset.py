@@ -26,6 +26,8 @@ from dirty_seg.fleet.rows import Key, Row, key_of
 from dirty_seg.fleet.schema import KEY, schema
 from dirty_seg.fleet.sources.files import file_system, is_uri
 
+#: Units that a scan opens at a time; their footers take 10 MB of memory.
+SCANNED = 64
 _RENEWED = 10.0  # seconds between two signs of life of an object store's driver
 _DEAD = 60.0  # without one for so long
 _SETTLED = 3.0  # seconds in which a driver that looked before has signed, too
@@ -71,8 +73,7 @@ class Output:
 
     def batches(self, columns: list[str] | None = None) -> Iterator[Any]:
         """pyarrow's record batches of all frames, in no order, few in memory at a time."""
-        if self.published():
-            yield from self._dataset().to_batches(columns=columns, batch_size=1000)
+        yield from self._scan(columns)
 
     def in_order(self, source: str | None = None) -> Iterator[Row]:
         """All rows, or those of a file; those of one unit are in memory at a time.
@@ -117,18 +118,23 @@ class Output:
         chosen = field("source").isin(sorted({key[0] for key in wanted}))
         chosen &= field("ordinal").isin(sorted({key[2] for key in wanted}))
         found: dict[Key, Row] = {}
-        for batch in self._dataset().to_batches(filter=chosen):
+        for batch in self._scan(chosen=chosen):
             for row in batch.to_pylist():
                 if key_of(row) in wanted:
                     found[key_of(row)] = row
         return found
 
-    def _dataset(self, units: list[str] | None = None) -> Any:
-        """Of some units, or of all."""
+    def _scan(self, columns: list[str] | None = None, chosen: Any = None) -> Iterator[Any]:
+        """Record batches of all units; of a few at a time, since pyarrow keeps their footers."""
+        units = sorted(self.published())
+        for first in range(0, len(units), SCANNED):
+            dataset = self._dataset(units[first : first + SCANNED])
+            yield from dataset.to_batches(columns=columns, filter=chosen, batch_size=1000)
+
+    def _dataset(self, units: list[str]) -> Any:
         dataset = need("pyarrow.dataset", "pyarrow")
-        paths = [self._path(f"frames/{unit}.parquet") for unit in units or ()]
         return dataset.dataset(
-            paths or self._path("frames"),
+            [self._path(f"frames/{unit}.parquet") for unit in units],
             filesystem=self._system,
             format="parquet",
             schema=schema(),

@@ -175,15 +175,13 @@ def _ray(plan: Plan) -> Iterator[Any]:
     """Ray, started in this process or connected to; gone afterwards."""
     os.environ.setdefault("RAY_USAGE_STATS_ENABLED", "0")
     os.environ.setdefault("RAY_BACKEND_LOG_LEVEL", "fatal")  # what fails, Python tells
-    if plan.address is None:  # workers load their modules while Ray starts
-        os.environ.setdefault("RAY_enable_worker_prestart", "true")
-        os.environ.setdefault("RAY_preload_python_modules", "ray.data,dirty_seg.fleet.worker")
     ray = need("ray", "ray[data]")
     need("ray.data", "ray[data]")  # half a second
     quiet = {"logging_level": logging.ERROR, "log_to_driver": False}
     terminate = signal.getsignal(signal.SIGTERM)
     if plan.address is None:
         ray.init(
+            "local",  # else it may join a cluster that runs here, or one that is gone
             num_cpus=plan.workers * plan.settings.threads,
             include_dashboard=False,
             object_store_memory=_OBJECT_STORE,
@@ -262,9 +260,10 @@ class _Progress:
 
     def end(self, is_complete: bool) -> None:
         failed = f", {self.failed} of which failed" if self.failed else ""
+        frames = "1 frame" if self.frames == 1 else f"{self.frames} frames"
         ending = "" if is_complete else "; interrupted: the same command goes on"
         print(
-            f"dirty_seg.fleet: {self.frames} frames{failed}{ending}",
+            f"dirty_seg.fleet: {frames}{failed}{ending}",
             file=self._messages,
             flush=True,
         )
